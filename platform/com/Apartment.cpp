@@ -1,0 +1,78 @@
+#include "platform/com/Apartment.h"
+
+#include "platform/kernel/Thread.h"
+#include "platform/window/MessageQueue.h"
+
+#include <map>
+#include <mutex>
+#include <utility>
+
+namespace com {
+namespace {
+
+struct ThreadApartment {
+    ApartmentId id = 0;
+    std::uint32_t entries = 0;
+};
+
+ThreadApartment& threadApartment() {
+    thread_local ThreadApartment apartment;
+    return apartment;
+}
+
+// The threads behind the apartments that exist now.
+struct ApartmentTable {
+    std::mutex lock;
+    ApartmentId lastId = 0;                          // guarded by lock
+    std::map<ApartmentId, kernel::ThreadId> threads; // guarded by lock
+};
+
+ApartmentTable& table() {
+    static ApartmentTable apartments;
+    return apartments;
+}
+
+} // namespace
+
+Status enterApartment() {
+    ThreadApartment& own = threadApartment();
+    if (own.entries++ > 0) {
+        return kFalse;
+    }
+    const std::lock_guard guard(table().lock);
+    own.id = ++table().lastId;
+    table().threads.emplace(own.id, kernel::currentThreadId());
+    return kOk;
+}
+
+void leaveApartment() {
+    ThreadApartment& own = threadApartment();
+    if (own.entries == 0 || --own.entries > 0) {
+        return;
+    }
+    const std::lock_guard guard(table().lock);
+    table().threads.erase(std::exchange(own.id, 0));
+}
+
+ApartmentId currentApartment() {
+    return threadApartment().id;
+}
+
+Status callInApartment(ApartmentId apartment, std::function<void()> call) {
+    const std::lock_guard guard(table().lock);
+    const auto home = table().threads.find(apartment);
+    if (home == table().threads.end() || !window::post(home->second, std::move(call))) {
+        return kDisconnected;
+    }
+    return kOk;
+}
+
+Status ApartmentBound::checkApartment() const {
+    const ApartmentId here = currentApartment();
+    if (here == 0) {
+        return kNotInitialized;
+    }
+    return here == home_ ? kOk : kWrongThread;
+}
+
+} // namespace com

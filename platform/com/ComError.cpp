@@ -1,0 +1,58 @@
+#include "platform/com/ComError.h"
+
+#include "platform/com/Messages.h"
+
+#include <array>
+#include <charconv>
+#include <utility>
+
+namespace com {
+namespace {
+
+struct ErrorInfo {
+    Status status = kOk;
+    std::string source;
+    std::string description;
+};
+
+ErrorInfo& threadErrorInfo() {
+    thread_local ErrorInfo info;
+    return info;
+}
+
+std::string lowerHex(std::uint32_t value) {
+    std::array<char, 8> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr;
+    return {digits.data(), end};
+}
+
+const std::string& orNoneProvided(const std::string& text) {
+    static const std::string none = "None provided!";
+    return text.empty() ? none : text;
+}
+
+} // namespace
+
+ComError::ComError(Status code, std::string source, std::string description)
+    : code_(code), source_(std::move(source)), description_(std::move(description)), message_(standardMessage(code)) {}
+
+Status failWith(Status status, std::string_view source, std::string_view description) {
+    threadErrorInfo() = {status, std::string(source), std::string(description)};
+    return status;
+}
+
+void raise(Status status) {
+    ErrorInfo info = std::exchange(threadErrorInfo(), {});
+    if (info.status != status) {
+        throw ComError(status);
+    }
+    throw ComError(status, std::move(info.source), std::move(info.description));
+}
+
+std::string errorReport(const ComError& error) {
+    return "Error\n\a\tCode = " + lowerHex(statusBits(error.code())) + "\n\a\tCode meaning = " + error.what() +
+           "\n\a\tSource = " + orNoneProvided(error.source()) +
+           "\n\a\tDescription = " + orNoneProvided(error.description());
+}
+
+} // namespace com

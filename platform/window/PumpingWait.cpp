@@ -26,14 +26,17 @@ private:
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-/// Dispatches what the queue holds. True if `pump` made it look at the object in between and the object was taken.
-bool runMessages(kernel::Waitable& object, Pump pump) {
+/// Dispatches what the queue holds, until it is empty or the time is up. True if `pump` made it look at the object in
+/// between and the object was taken.
+bool runMessages(kernel::Waitable& object, Pump pump, const TimeLeft& left) {
     Message message;
     while (peek(message)) {
         dispatch(message);
         message = nullptr; // what it owns goes before the next wait
         if (pump == Pump::oneByOne && object.tryWait())
             return true;
+        if (left.ms() == 0)
+            return false;
     }
     return false;
 }
@@ -58,8 +61,10 @@ kernel::WaitResult pumpingWait(kernel::Waitable& object, std::uint32_t timeoutMs
         case WaitOutcome::timedOut:
             return kernel::WaitResult::timedOut;
         case WaitOutcome::input:
-            if (runMessages(object, pump))
+            if (runMessages(object, pump, left))
                 return kernel::WaitResult::signalled;
+            if (left.ms() == 0)
+                return object.wait(0);
         }
     }
 }

@@ -16,7 +16,7 @@ namespace {
 
 std::map<std::uint16_t, NvItem> sampleRing() {
     std::map<std::uint16_t, NvItem> ring;
-    items::loadDecoderRing(CALVANE_DATA "/NV Decoder.vrk", ring);
+    items::loadDecoderRing(CALVANE_SOURCE_DIR "/data/NV Decoder.vrk", ring);
     return ring;
 }
 
@@ -54,7 +54,7 @@ TEST(SampleRing, HasTheDateItems) {
 
 TEST(SamplePhone, EveryLineFitsTheRing) {
     const std::map<std::uint16_t, NvItem> ring = sampleRing();
-    std::ifstream in(CALVANE_DATA "/Sample Phone.nvmem");
+    std::ifstream in(CALVANE_SOURCE_DIR "/data/Sample Phone.nvmem");
     ASSERT_TRUE(in);
     std::set<int> numbers;
     std::size_t otherStatus = 0;

@@ -69,11 +69,23 @@ private:
     const char* end_;
 };
 
+/// The only type that a spelling of this first letter, signed or not, can mean. Any for a letter that none begins with.
+constexpr std::size_t candidateCode(char widthLetter, bool isSigned) {
+    const std::size_t width = widthLetter == 'B' ? 0 : widthLetter == 'W' ? 1 : widthLetter == 'D' ? 2 : 3;
+    return 2 * width + (isSigned ? 1 : 0);
+}
+
+/// Looks at one candidate rather than at all types, because this runs for every sub-field of a ring.
 std::optional<SubItemType> typeOfRingSpelling(std::string_view spelling) {
-    for (std::size_t code = 0; code < kSubItemTypes.size(); ++code)
-        if (kSubItemTypes[code].ringSpelling == spelling)
-            return static_cast<SubItemType>(code);
-    return std::nullopt;
+    constexpr std::string_view kSigned = "SIGNED_";
+    const bool isSigned = spelling.starts_with(kSigned);
+    const std::size_t letter = isSigned ? kSigned.size() : 0;
+    if (letter == spelling.size())
+        return std::nullopt;
+    const std::size_t code = candidateCode(spelling[letter], isSigned);
+    if (kSubItemTypes[code].ringSpelling != spelling)
+        return std::nullopt;
+    return static_cast<SubItemType>(code);
 }
 
 void parseSubItems(LineCursor& cursor, RingLine& result) {
@@ -165,6 +177,7 @@ void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) 
 
     LineReader lines(file.get());
     RingLine ringLine;
+    ItemLayout::Pool pool;
     for (std::string_view line; lines.next(line);) {
         line = trimmed(line);
         if (line.empty() || line.starts_with("//"))
@@ -173,7 +186,7 @@ void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) 
         const std::uint16_t number = *ringLine.number;
         // Rings are mostly written in ascending order: then the new item goes to the end, which needs no search.
         const std::size_t before = items.size();
-        items.try_emplace(items.end(), number, number, ringLine.layout());
+        items.try_emplace(items.end(), number, number, ringLine.layout(&pool));
         if (items.size() == before)
             throw CalvaneException("The NV ID: '" + std::to_string(number) +
                                    "' was found twice in the decoder ring file '" + path + "'.");
@@ -185,8 +198,8 @@ void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) 
 
 } // namespace
 
-ItemLayout RingLine::layout() const {
-    return ItemLayout(name, accessMark, std::span(fields.data(), fieldCount));
+ItemLayout RingLine::layout(ItemLayout::Pool* pool) const {
+    return {name, accessMark, std::span(fields.data(), fieldCount), pool};
 }
 
 void parseRingLine(std::string_view line, RingLine& result) {

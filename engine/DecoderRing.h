@@ -23,7 +23,8 @@ struct RingLine {
     std::array<ItemLayout::Field, kMaxSubItems> fields;
     std::size_t fieldCount = 0;
 
-    ItemLayout layout() const;
+    /// Its memory comes from `pool` if there is one.
+    ItemLayout layout(ItemLayout::Pool* pool = nullptr) const;
 };
 
 /// Takes an item line apart. `result` may have been used before.

@@ -32,14 +32,27 @@ constexpr char lowerCase(char c) {
 
 } // namespace
 
-ItemLayout::ItemLayout(std::string_view name, std::string_view accessMark, std::span<const Field> fields) {
+std::shared_ptr<std::size_t[]> ItemLayout::Pool::take(std::size_t words) {
+    if (words > kBlockWords / 8)
+        return std::make_shared_for_overwrite<std::size_t[]>(words);
+    if (words > kBlockWords - used_) {
+        block_ = std::make_shared_for_overwrite<std::size_t[]>(kBlockWords);
+        used_ = 0;
+    }
+    const std::size_t start = used_;
+    used_ += words;
+    return {block_, block_.get() + start};
+}
+
+ItemLayout::ItemLayout(std::string_view name, std::string_view accessMark, std::span<const Field> fields, Pool* pool) {
     const std::size_t count = fields.size();
     std::size_t tailBytes = count + name.size() + accessMark.size();
     for (const Field& field : fields)
         tailBytes += field.description.size();
 
     const std::size_t tailWords = (tailBytes + sizeof(std::size_t) - 1) / sizeof(std::size_t);
-    auto block = std::make_shared_for_overwrite<std::size_t[]>(headWords(count) + tailWords);
+    const std::size_t words = headWords(count) + tailWords;
+    auto block = pool ? pool->take(words) : std::make_shared_for_overwrite<std::size_t[]>(words);
     char* const tail = reinterpret_cast<char*>(block.get() + headWords(count));
     std::size_t* const ends = block.get() + kTextEndWord;
 

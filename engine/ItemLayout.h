@@ -27,12 +27,27 @@ public:
         SubItemType type;
     };
 
+    /// Memory for many layouts made one after the other: they stand in large common blocks, each of which lives until
+    /// the last of its layouts has gone. That a single long-lived layout may keep a whole block is the price, and a
+    /// small one: whoever loads a ring keeps it. One thread at a time; the layouts made from it are free of that.
+    class Pool {
+    public:
+        /// Room for so many words, to be written before anybody else sees it.
+        std::shared_ptr<std::size_t[]> take(std::size_t words);
+
+    private:
+        static constexpr std::size_t kBlockWords = 8 * 1024;
+
+        std::shared_ptr<std::size_t[]> block_;
+        std::size_t used_ = kBlockWords;
+    };
+
     /// Empty name, empty access mark, no sub-fields.
     ItemLayout() = default;
 
     /// Copies all texts; the access mark in lower case (letters A to Z; no locale takes part). The widths of `fields`
     /// must add up to 128 bytes at most.
-    ItemLayout(std::string_view name, std::string_view accessMark, std::span<const Field> fields);
+    ItemLayout(std::string_view name, std::string_view accessMark, std::span<const Field> fields, Pool* pool);
 
     std::string_view name() const;
     std::string_view accessMark() const;

@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-// The Tessra phone service as its clients see it: interfaces by role, each method answering a status code. Whoever
-// talks to phones (phonelink/) knows the service through this header alone. All objects belong to the apartment in
-// which they were made: a call from elsewhere answers com::kNotInitialized or com::kWrongThread. A failed call leaves
-// its outputs empty or zero, unless it says otherwise.
+/// The Tessra phone service as its clients see it: interfaces by role, each method answering a status code. Whoever
+/// talks to phones (phonelink/) knows the service through this header alone. All objects belong to the apartment in
+/// which they were made: a call from elsewhere answers com::kNotInitialized or com::kWrongThread. A failed call leaves
+/// its outputs empty or zero, unless it says otherwise.
 //
-// The service's own failures have facility 4 and the low 16 bits 0x2001 to 0x200A and 0x2014 to 0x2016, whose texts the
-// session owns, and 0x202A for a phone in a mode that takes no packets.
+/// The service's own failures have facility 4 and the low 16 bits 0x2001 to 0x200A and 0x2014 to 0x2016, whose texts the
+/// session owns, and 0x202A for a phone in a mode that takes no packets.
 namespace tessra {
 
 using com::ComPtr;
@@ -33,11 +33,11 @@ inline constexpr Status kUnlockByOther = com::makeStatus(0x80042015);
 inline constexpr Status kLockTimeout = com::makeStatus(0x80042016);
 inline constexpr Status kBadPhoneMode = com::makeStatus(0x8004202A);
 
-// The largest packet that goes to a phone or comes from it, in bytes.
+/// The largest packet that goes to a phone or comes from it, in bytes.
 inline constexpr std::uint32_t kMaxPacketBytes = 256;
 
-// What a phone is doing, as IPhonePort::mode answers it and IPhonePort::changeMode takes it. A phone in modes 2 and 6
-// runs its loader: it is there, but takes no packets of the kinds that this program sends.
+/// What a phone is doing, as IPhonePort::mode answers it and IPhonePort::changeMode takes it. A phone in modes 2 and 6
+/// runs its loader: it is there, but takes no packets of the kinds that this program sends.
 enum class PhoneMode : std::uint16_t {
     none = 0,
     online = 1,
@@ -47,7 +47,7 @@ enum class PhoneMode : std::uint16_t {
     streamDownload = 6,
 };
 
-// How far the service has got with the phone on a port, as IPhonePort::state answers it.
+/// How far the service has got with the phone on a port, as IPhonePort::state answers it.
 enum class PhoneState : std::uint16_t {
     none = 0,
     searching = 1,
@@ -56,7 +56,7 @@ enum class PhoneState : std::uint16_t {
     present = 5,
 };
 
-// PortDescription::state of a port that carries a phone.
+/// PortDescription::state of a port that carries a phone.
 inline constexpr std::uint16_t kPortWithPhone = 2;
 
 struct PortDescription {
@@ -73,9 +73,9 @@ struct PhoneDescription {
     std::string serialNumber;
 };
 
-// Receives a phone's events, in the apartment of the client that subscribed. The meaning of the values: `first` the
-// kind of event (EventKind), `second` the port's number, `third` the phone's mode or the packet's command code,
-// `fourth` a counter of the port's events; `data` is the packet of an exchange, otherwise the port's name.
+/// Receives a phone's events, in the apartment of the client that subscribed. The meaning of the values: `first` the
+/// kind of event (EventKind), `second` the port's number, `third` the phone's mode or the packet's command code,
+/// `fourth` a counter of the port's events; `data` is the packet of an exchange, otherwise the port's name.
 class IEventSink : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d01, 0xa7c3194e08d25f31};
@@ -88,28 +88,28 @@ protected:
 
 enum class EventKind : std::uint32_t { phoneAppeared = 1, phoneLeft = 2, modeChanged = 3, packetExchanged = 4 };
 
-// A phone's event subscription; had by a query of the phone port.
+/// A phone's event subscription; had by a query of the phone port.
 class IEventSubscription : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d02, 0xa7c3194e08d25f31};
-    // `cookie` is never 0 after a success.
+    /// `cookie` is never 0 after a success.
     virtual Status subscribe(const ComPtr<IEventSink>& sink, std::uint32_t& cookie) = 0;
-    // com::kInvalidArgument for a cookie that is not subscribed.
+    /// com::kInvalidArgument for a cookie that is not subscribed.
     virtual Status unsubscribe(std::uint32_t cookie) = 0;
 
 protected:
     ~IEventSubscription() = default;
 };
 
-// Sends one packet and waits for its answer; had by a query of the phone port.
+/// Sends one packet and waits for its answer; had by a query of the phone port.
 class ISyncSend : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d03, 0xa7c3194e08d25f31};
-    // `responseLength` is the capacity of `response` on entry and the length of the answer on return, at most
-    // kMaxPacketBytes; an answer longer than the capacity fails with kPacketTooLong. `priority` is 1 and `reserved` 0
-    // in every call. Failures: kPacketTooLong (a request of more than 256 bytes), kZeroTimeout, kResponseTimeout,
-    // kBadPhoneResponse (the phone refused the packet as such), kPhoneNotPresent, kLockedForExclusiveUse,
-    // kBadPhoneMode, and the line's kFramingError, kCheckSequenceError, kWriteFailure.
+    /// `responseLength` is the capacity of `response` on entry and the length of the answer on return, at most
+    /// kMaxPacketBytes; an answer longer than the capacity fails with kPacketTooLong. `priority` is 1 and `reserved` 0
+    /// in every call. Failures: kPacketTooLong (a request of more than 256 bytes), kZeroTimeout, kResponseTimeout,
+    /// kBadPhoneResponse (the phone refused the packet as such), kPhoneNotPresent, kLockedForExclusiveUse,
+    /// kBadPhoneMode, and the line's kFramingError, kCheckSequenceError, kWriteFailure.
     virtual Status sendSync(std::uint32_t requestLength, const std::uint8_t* request, std::uint32_t priority,
                             std::uint32_t reserved, std::uint32_t timeoutMs, std::uint16_t& responseLength,
                             std::uint8_t* response) = 0;
@@ -118,11 +118,11 @@ protected:
     ~ISyncSend() = default;
 };
 
-// The phone's access control; had by a query of the phone port's sub-object 12.
+/// The phone's access control; had by a query of the phone port's sub-object 12.
 class ISecurity : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d04, 0xa7c3194e08d25f31};
-    // Sends the service programming code (kind 0, reserved 0). com::kAccessDenied where the phone does not accept it.
+    /// Sends the service programming code (kind 0, reserved 0). com::kAccessDenied where the phone does not accept it.
     virtual Status sendCode(std::uint32_t kind, const std::string& code, std::uint32_t reserved) = 0;
 
 protected:
@@ -131,21 +131,21 @@ protected:
 
 inline constexpr std::uint32_t kSecuritySubObject = 12;
 
-// One client's view of the phone on one port.
+/// One client's view of the phone on one port.
 class IPhonePort : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d05, 0xa7c3194e08d25f31};
-    // Asks the phone to change to PhoneMode::offline or PhoneMode::reset and returns once it has agreed; other codes
-    // are com::kInvalidArgument. After a reset the phone leaves and comes back by itself.
+    /// Asks the phone to change to PhoneMode::offline or PhoneMode::reset and returns once it has agreed; other codes
+    /// are com::kInvalidArgument. After a reset the phone leaves and comes back by itself.
     virtual Status changeMode(std::uint16_t mode) = 0;
-    // Reserves the phone for this client (`exclusive` is 1): others' packets then fail with kLockedForExclusiveUse
-    // until unlock() or until this object goes. kLockedForExclusiveUse where another client holds it.
+    /// Reserves the phone for this client (`exclusive` is 1): others' packets then fail with kLockedForExclusiveUse
+    /// until unlock() or until this object goes. kLockedForExclusiveUse where another client holds it.
     virtual Status lock(std::uint32_t exclusive) = 0;
-    // kUnlockByOther where another client holds the lock; unlocking what nobody holds does nothing.
+    /// kUnlockByOther where another client holds the lock; unlocking what nobody holds does nothing.
     virtual Status unlock() = 0;
     virtual Status mode(std::uint16_t& mode) = 0;
     virtual Status state(std::uint16_t& state) = 0;
-    // The sub-object with number `id` (kSecuritySubObject); com::kInvalidArgument for any other.
+    /// The sub-object with number `id` (kSecuritySubObject); com::kInvalidArgument for any other.
     virtual Status subObject(std::uint32_t id, std::uint32_t reserved, ComPtr<com::Unknown>& out) = 0;
 
 protected:
@@ -155,7 +155,7 @@ protected:
 class IPortNameTranslator : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d06, 0xa7c3194e08d25f31};
-    // The number of the port named `name`; com::kFail for a name that the service does not have.
+    /// The number of the port named `name`; com::kFail for a name that the service does not have.
     virtual Status portNumber(const std::string& name, std::uint16_t& number) = 0;
 
 protected:
@@ -166,8 +166,8 @@ class IPortCollection : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d07, 0xa7c3194e08d25f31};
     virtual Status translator(ComPtr<IPortNameTranslator>& out) = 0;
-    // The phone on the port with this number. kPhoneNotPresent where the port has none, com::kInvalidArgument for a
-    // number that no port has.
+    /// The phone on the port with this number. kPhoneNotPresent where the port has none, com::kInvalidArgument for a
+    /// number that no port has.
     virtual Status portByNumber(std::uint16_t number, ComPtr<IPhonePort>& out) = 0;
 
 protected:
@@ -177,30 +177,30 @@ protected:
 class IConfigurationAgent : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d08, 0xa7c3194e08d25f31};
-    // The numbers of all ports that the service owns, in the order of its configuration.
+    /// The numbers of all ports that the service owns, in the order of its configuration.
     virtual Status portNumbers(std::vector<std::uint16_t>& numbers) = 0;
     virtual Status describePort(std::uint16_t number, PortDescription& description) = 0;
-    // kPhoneNotPresent where the port has no phone.
+    /// kPhoneNotPresent where the port has no phone.
     virtual Status describePhone(std::uint16_t number, PhoneDescription& description) = 0;
 
 protected:
     ~IConfigurationAgent() = default;
 };
 
-// What every client of the service's root objects tells first: the version of this header, times 10,000.
+/// What every client of the service's root objects tells first: the version of this header, times 10,000.
 inline constexpr std::uint32_t kInterfaceVersion = 30000;
-// The agent that createAgent() makes, by its registered name.
+/// The agent that createAgent() makes, by its registered name.
 inline constexpr const char* kConfigurationAgentName = "Velnor.OrrinConfigAgent.1";
 
-// The service's root object.
+/// The service's root object.
 class IServer : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d09, 0xa7c3194e08d25f31};
-    // The client's first call. com::kInvalidArgument for a version that this service does not speak; every other
-    // method answers com::kUnexpected before it.
+    /// The client's first call. com::kInvalidArgument for a version that this service does not speak; every other
+    /// method answers com::kUnexpected before it.
     virtual Status setInterfaceVersion(std::uint32_t version) = 0;
-    // Makes the agent named `name` (`instance` -1: a new one) and hands out its handle, which releaseAgent() takes.
-    // com::kInvalidArgument for another name.
+    /// Makes the agent named `name` (`instance` -1: a new one) and hands out its handle, which releaseAgent() takes.
+    /// com::kInvalidArgument for another name.
     virtual Status createAgent(const std::string& name, std::int32_t instance, std::uint16_t& handle,
                                ComPtr<com::Unknown>& agent) = 0;
     virtual Status releaseAgent(std::uint16_t handle) = 0;
@@ -212,14 +212,14 @@ protected:
 
 inline constexpr com::ClassId kServerClass{0x6b1f0c52e7a94d0a, 0xa7c3194e08d25f31};
 
-// The service's list of the programs that use it.
+/// The service's list of the programs that use it.
 class IClientRegistry : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d0b, 0xa7c3194e08d25f31};
     virtual Status setInterfaceVersion(std::uint32_t version) = 0;
     virtual Status registerClient(const std::string& clientName, const std::string& machineName,
                                   std::uint32_t processId, std::uint32_t registered, std::uint16_t& handle) = 0;
-    // com::kInvalidArgument for a handle that is not registered.
+    /// com::kInvalidArgument for a handle that is not registered.
     virtual Status unregisterClient(std::uint16_t handle) = 0;
 
 protected:
@@ -227,7 +227,7 @@ protected:
 };
 
 inline constexpr com::ClassId kClientRegistryClass{0x6b1f0c52e7a94d0c, 0xa7c3194e08d25f31};
-// The class of the window that the service's task owns on a machine on which it runs.
+/// The class of the window that the service's task owns on a machine on which it runs.
 inline constexpr const char* kTaskWindowClass = "Orrin Task Window";
 
 } // namespace tessra

@@ -8,17 +8,17 @@
 
 namespace com {
 
-// A failure of an interface call as an exception: the status code and, where the object that failed left them, the
-// source and the description of the failure.
+/// A failure of an interface call as an exception: the status code and, where the object that failed left them, the
+/// source and the description of the failure.
 class ComError : public std::exception {
 public:
     explicit ComError(Status code, std::string source = {}, std::string description = {});
 
     Status code() const { return code_; }
-    // Who failed; empty where the object did not say.
+    /// Who failed; empty where the object did not say.
     const std::string& source() const { return source_; }
     const std::string& description() const { return description_; }
-    // standardMessage() of the code.
+    /// standardMessage() of the code.
     const char* what() const noexcept override { return message_.c_str(); }
 
 private:
@@ -28,23 +28,23 @@ private:
     std::string message_;
 };
 
-// Leaves source and description of a failure with the calling thread, for the caller that turns the status code into an
-// exception, and answers `status`: an object's method ends with `return failWith(...)`.
+/// Leaves source and description of a failure with the calling thread, for the caller that turns the status code into an
+/// exception, and answers `status`: an object's method ends with `return failWith(...)`.
 Status failWith(Status status, std::string_view source, std::string_view description);
 
-// Throws a ComError for `status`. Source and description are those of the thread's last failWith() if that was for the
-// same code (what an earlier, forgiven failure left behind is not this one's); they are spent by the throw.
+/// Throws a ComError for `status`. Source and description are those of the thread's last failWith() if that was for the
+/// same code (what an earlier, forgiven failure left behind is not this one's); they are spent by the throw.
 [[noreturn]] void raise(Status status);
 
-// Raises where `status` is a failure; otherwise does nothing.
+/// Raises where `status` is a failure; otherwise does nothing.
 inline void throwIfFailed(Status status) {
     if (failed(status)) {
         raise(status);
     }
 }
 
-// The report of several lines that shows all that a COM error knows. Its last four lines begin with BEL and TAB:
-// "Error", code in lower-case hexadecimal, standard message, source, description ("None provided!" for an empty one).
+/// The report of several lines that shows all that a COM error knows. Its last four lines begin with BEL and TAB:
+/// "Error", code in lower-case hexadecimal, standard message, source, description ("None provided!" for an empty one).
 std::string errorReport(const ComError& error);
 
 } // namespace com

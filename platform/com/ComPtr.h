@@ -7,14 +7,14 @@
 
 namespace com {
 
-// A counted reference to an object through interface `T`: takes a reference when it is copied, gives it back when it
-// goes. Using a null one through -> is a ComError with kPointer, so a missing object is a failure and never a crash.
+/// A counted reference to an object through interface `T`: takes a reference when it is copied, gives it back when it
+/// goes. Using a null one through -> is a ComError with kPointer, so a missing object is a failure and never a crash.
 template <class T>
 class ComPtr {
 public:
     ComPtr() = default;
     ComPtr(std::nullptr_t) {}
-    // Takes a further reference to `object`.
+    /// Takes a further reference to `object`.
     explicit ComPtr(T* object) : object_(object) {
         if (object_ != nullptr) {
             object_->addRef();
@@ -28,7 +28,7 @@ public:
     }
     ~ComPtr() { reset(); }
 
-    // Takes over a reference that the caller owns (one that an interface method handed out, or a new object's first).
+    /// Takes over a reference that the caller owns (one that an interface method handed out, or a new object's first).
     static ComPtr adopt(T* object) {
         ComPtr owner;
         owner.object_ = object;
@@ -51,7 +51,7 @@ public:
         return object_;
     }
 
-    // Asks the object for interface `U`. kPointer for a null reference; `out` is null after every failure.
+    /// Asks the object for interface `U`. kPointer for a null reference; `out` is null after every failure.
     template <class U>
     Status query(ComPtr<U>& out) const {
         out.reset();
@@ -70,13 +70,13 @@ private:
     T* object_ = nullptr;
 };
 
-// Makes a new object of class `Object` and answers its interface `T`.
+/// Makes a new object of class `Object` and answers its interface `T`.
 template <class T, class Object, class... Arguments>
 ComPtr<T> makeObject(Arguments&&... arguments) {
     return ComPtr<T>::adopt(new Object(std::forward<Arguments>(arguments)...));
 }
 
-// Whether two references lead to the same object, through whatever interfaces.
+/// Whether two references lead to the same object, through whatever interfaces.
 template <class T, class U>
 bool sameObject(const ComPtr<T>& left, const ComPtr<U>& right) {
     ComPtr<Unknown> leftIdentity;

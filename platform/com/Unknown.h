@@ -8,7 +8,7 @@
 
 namespace com {
 
-// The identity of an interface or of a class: 128 bits, unequal for unequal things.
+/// The identity of an interface or of a class: 128 bits, unequal for unequal things.
 struct Guid {
     std::uint64_t high = 0;
     std::uint64_t low = 0;
@@ -17,16 +17,16 @@ struct Guid {
 using InterfaceId = Guid;
 using ClassId = Guid;
 
-// The identity interface: what every counted object offers. A query for it gives the same pointer each time, so two
-// interfaces belong to one object exactly when their identity pointers are equal.
+/// The identity interface: what every counted object offers. A query for it gives the same pointer each time, so two
+/// interfaces belong to one object exactly when their identity pointers are equal.
 class Unknown {
 public:
     static constexpr InterfaceId kId{0x0000000000000000, 0xC000000000000046};
 
-    // Hands out interface `id` of this object with a reference of its own. kNoInterface (and *out null) where the
-    // object has no such interface, kPointer where `out` is null.
+    /// Hands out interface `id` of this object with a reference of its own. kNoInterface (and *out null) where the
+    /// object has no such interface, kPointer where `out` is null.
     virtual Status queryInterface(const InterfaceId& id, void** out) = 0;
-    // Both answer the count that results; it serves tests and traces alone.
+    /// Both answer the count that results; it serves tests and traces alone.
     virtual std::uint32_t addRef() = 0;
     virtual std::uint32_t release() = 0;
 
@@ -34,9 +34,9 @@ protected:
     ~Unknown() = default;
 };
 
-// The counted half of an object that implements `Interfaces`: made with one reference, which its maker owns, and
-// deleted with the last. Counting is safe from any thread; what the methods ask of their thread is the object's own
-// matter.
+/// The counted half of an object that implements `Interfaces`: made with one reference, which its maker owns, and
+/// deleted with the last. Counting is safe from any thread; what the methods ask of their thread is the object's own
+/// matter.
 template <class... Interfaces>
 class Implements : public Interfaces... {
 public:

@@ -1,0 +1,136 @@
+#include "engine/Calvane.h"
+
+#include "engine/DecoderRing.h"
+#include "phonelink/TessraServer.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::uint32_t kResetTimeoutMs = 100000;
+
+/// The ring line of an item that the ring does not describe.
+std::string defaultRingLine(std::uint16_t nvItemId) {
+    return "No Name," + std::to_string(nvItemId) + ",ReadWrite,<BYTE,no description>#";
+}
+
+[[noreturn]] void throwUnsupportedName(const std::string& nvItemName) {
+    throw Calvane::Exception("NV Item: '" + nvItemName + "' is not supported by the Calvane.");
+}
+
+} // namespace
+
+Calvane::Calvane() {
+    try {
+        session_ = std::make_unique<TessraServer>("Calvane");
+    } catch (const TessraServer::Exception& error) {
+        throw Exception(std::string("Calvane::Calvane() - ") + error.what());
+    }
+}
+
+Calvane::~Calvane() = default;
+
+void Calvane::loadDecoderRingFile(const std::string decoderRingFile) {
+    loaded_.clear();
+    unsupported_.clear();
+    supported_.clear();
+    items::loadDecoderRing(decoderRingFile, supported_);
+}
+
+std::vector<NvItem> Calvane::getSupportedNvItems() {
+    std::vector<NvItem> items;
+    items.reserve(supported_.size());
+    for (const auto& [number, item] : supported_) {
+        items.push_back(item);
+    }
+    return items;
+}
+
+NvItem Calvane::getSupportedNvItem(unsigned short nvItemId) {
+    const auto found = supported_.find(nvItemId);
+    if (found == supported_.end()) {
+        throw Exception("Calvane::getSupportedNvItem( std::string nvItemName ) - The NV item id '" +
+                        std::to_string(nvItemId) + "' is not found in the decoder ring file.");
+    }
+    return found->second;
+}
+
+NvItem Calvane::getSupportedNvItem(std::string nvItemName) {
+    const NvItem* found = findSupported(nvItemName);
+    if (found == nullptr) {
+        throw Exception("Calvane::getSupportedNvItem( std::string nvItemName ) - The NV item '" + nvItemName +
+                        "' is not found in the decoder ring file.");
+    }
+    return *found;
+}
+
+void Calvane::setNvItem(const NvItem& nvItem) {
+    setNvItem(nvItem.getId(), nvItem.getData());
+}
+
+void Calvane::setNvItem(const std::string nvItemName, const unsigned char* data) {
+    const NvItem* found = findSupported(nvItemName);
+    if (found == nullptr) {
+        throwUnsupportedName(nvItemName);
+    }
+    setNvItem(found->getId(), data);
+}
+
+void Calvane::setNvItem(const std::string nvItemName, const std::string commaDelimitedDataString) {
+    const NvItem* found = findSupported(nvItemName);
+    if (found == nullptr) {
+        throwUnsupportedName(nvItemName);
+    }
+    setNvItem(found->getId(), commaDelimitedDataString);
+}
+
+void Calvane::setNvItem(unsigned short nvItemId, const std::string commaDelimitedDataString) {
+    const auto found = supported_.find(nvItemId);
+    if (found == supported_.end()) {
+        throw Exception("NV Item ID: '" + std::to_string(nvItemId) + "' is not supported by the Calvane.");
+    }
+    found->second.setData(commaDelimitedDataString);
+    loaded_[nvItemId] = &found->second;
+}
+
+void Calvane::setNvItem(unsigned short nvItemId, const unsigned char* data) {
+    setData(nvItemId, data);
+}
+
+NvItem& Calvane::setData(std::uint16_t nvItemId, const unsigned char* data) {
+    const auto found = supported_.find(nvItemId);
+    NvItem* item = nullptr;
+    if (found != supported_.end()) {
+        item = &found->second;
+        item->setData(data);
+    } else {
+        NvItem unknown(defaultRingLine(nvItemId));
+        unknown.setData(data);
+        item = &unsupported_.insert_or_assign(nvItemId, std::move(unknown)).first->second;
+    }
+    loaded_[nvItemId] = item;
+    return *item;
+}
+
+void Calvane::resetPhone() {
+    try {
+        session_->reset(kResetTimeoutMs);
+    } catch (const TessraServer::Exception& error) {
+        throw Exception(error.what());
+    }
+}
+
+void Calvane::clearNvItems() {
+    loaded_.clear();
+    unsupported_.clear();
+}
+
+TessraServer* Calvane::getTessraServer() {
+    return session_.get();
+}
+
+NvItem* Calvane::findSupported(const std::string& nvItemName) {
+    const auto found = std::find_if(supported_.begin(), supported_.end(),
+                                    [&](const auto& entry) { return entry.second.getName() == nvItemName; });
+    return found == supported_.end() ? nullptr : &found->second;
+}

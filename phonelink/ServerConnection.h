@@ -1,0 +1,31 @@
+#pragma once
+
+#include "tessra/Interfaces.h"
+
+#include <string>
+
+/// One session's hold on the service's root object. Owned by the session's ServerLink; lives on the COM worker thread
+/// alone.
+class ServerConnection {
+public:
+    ServerConnection() = default;
+    ~ServerConnection();
+    ServerConnection(const ServerConnection&) = delete;
+    ServerConnection& operator=(const ServerConnection&) = delete;
+
+    /// Creates the service's root object, in this process or in another of this machine, runs it and tells it the
+    /// version of the interfaces that this program speaks; an object held before is released first. Answers the status
+    /// code of the COM error that ended it, com::kFail for any other exception.
+    com::Status attach(const std::string& clientName);
+
+    /// Releases the root object. Does nothing where none is held.
+    void detach();
+
+    /// The root object with a reference of its own; null before attach() and after detach().
+    com::ComPtr<tessra::IServer> server() const { return server_; }
+
+private:
+    void attachOrThrow(const std::string& clientName);
+
+    com::ComPtr<tessra::IServer> server_;
+};

@@ -1,0 +1,80 @@
+#include "phonelink/ServerLink.h"
+
+#include "platform/kernel/Trace.h"
+
+#include <exception>
+
+namespace {
+
+void logFailure(std::string_view what) {
+    kernel::logError("ServerLink::releaseServer - " + std::string(what));
+}
+
+} // namespace
+
+void ServerLink::invoke(FunctionWithArgument function, std::uintptr_t argument) {
+    (this->*function)(argument);
+}
+
+void ServerLink::invoke(Function function) {
+    (this->*function)();
+}
+
+void ServerLink::releaseServer() {
+    try {
+        if (phoneConnection) {
+            phoneConnection->detach();
+        }
+        if (serverConnection && agentCreated) {
+            com::throwIfFailed(server()->releaseAgent(agentHandle));
+        }
+    } catch (const std::exception& error) {
+        logFailure(error.what());
+    } catch (...) {
+        logFailure("unknown exception");
+    }
+    agentCreated = false;
+    agentHandle = 0;
+    if (serverConnection) {
+        serverConnection->detach();
+    }
+    agent.reset();
+    phoneConnection.reset();
+    port.reset();
+    serverConnection.reset();
+}
+
+com::ComPtr<tessra::IServer> ServerLink::server() const {
+    auto server = serverConnection ? serverConnection->server() : nullptr;
+    if (!server) {
+        com::raise(com::kPointer);
+    }
+    return server;
+}
+
+void ServerLink::attachPort(const std::string& comPort) {
+    com::ComPtr<tessra::IPortCollection> ports;
+    com::throwIfFailed(server()->portCollection(ports));
+    com::ComPtr<tessra::IPortNameTranslator> translator;
+    com::throwIfFailed(ports->translator(translator));
+    std::uint16_t number = 0;
+    com::throwIfFailed(translator->portNumber(comPort, number));
+    if (!port->select(server(), number)) {
+        // The selection keeps the number of the port before; a fresh one lets the user go back to that port.
+        port = std::make_unique<CTESSRAPort>();
+    }
+    phoneConnection->attach(port->phone());
+}
+
+void ServerLink::forEachPortWithPhone(
+    const std::function<void(std::uint16_t, const tessra::PortDescription&)>& visit) const {
+    std::vector<std::uint16_t> numbers;
+    com::throwIfFailed(agent->portNumbers(numbers));
+    for (const std::uint16_t number : numbers) {
+        tessra::PortDescription description;
+        com::throwIfFailed(agent->describePort(number, description));
+        if (description.state == tessra::kPortWithPhone) {
+            visit(number, description);
+        }
+    }
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "phonelink/CTESSRAPort.h"
+#include "phonelink/ComThreadClient.h"
+#include "phonelink/PhoneConnection.h"
+#include "phonelink/ServerConnection.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+/// All that one session holds of the phone service. Made by the session and touched on the COM worker thread alone.
+//
+/// It is an object apart from the session because its release may outlast it: a session that goes waits for the release
+/// 10 s at most, and a release that takes longer must find everything it works on still there. The worker keeps this
+/// object until the release has run.
+class ServerLink : public ComThreadClient {
+public:
+    void invoke(FunctionWithArgument function, std::uintptr_t argument) override;
+    void invoke(Function function) override;
+
+    /// Lets go of everything: the phone, the agent, the server. Failures are dropped, since there is nobody left to
+    /// tell; that of the agent's release is logged. Leaves the link as it was when it was made.
+    void releaseServer();
+
+    /// The server's root object; com::ComError with com::kPointer where none is attached.
+    com::ComPtr<tessra::IServer> server() const;
+
+    /// Selects the port named `comPort` and attaches its phone to `phoneConnection`, which must exist. Throws
+    /// com::ComError, or CTESSRAPort::CTESSRAPortException where the port has no phone.
+    void attachPort(const std::string& comPort);
+
+    /// Asks the agent for the description of each port in the order of its list, and calls `visit` with the number and
+    /// the description of each that carries a phone. Throws com::ComError.
+    void forEachPortWithPhone(const std::function<void(std::uint16_t, const tessra::PortDescription&)>& visit) const;
+
+    std::unique_ptr<ServerConnection> serverConnection;
+    std::unique_ptr<CTESSRAPort> port;
+    std::unique_ptr<PhoneConnection> phoneConnection;
+    com::ComPtr<tessra::IConfigurationAgent> agent;
+    std::uint16_t agentHandle = 0; // meaningful while the server has an agent of ours
+    bool agentCreated = false;
+};

@@ -1,0 +1,177 @@
+#pragma once
+
+#include "phonelink/ComThreadClient.h"
+#include "platform/com/ComError.h"
+#include "platform/kernel/Mutex.h"
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+class ComThreadManager;
+class ServerLink;
+
+/// A phone that the service sees: the name of its port, and the service's three descriptions of it.
+struct PhoneRecord {
+    std::string portName;
+    std::string model;
+    std::string softwareVersion;
+    std::string serialNumber;
+};
+
+/// The program's session with the Tessra phone service. The catalog owns one for its whole life.
+//
+/// Public members may be called from any thread: they take the session's lock, hand a private member to the COM worker
+/// thread, wait for it, and turn the failure that it recorded into a TessraServer::Exception. The lock is free again
+/// when such an exception is thrown, and the session stays usable. Nothing asks the service before a member needs it:
+/// the constructor touches no server, the first connect or scan attaches to it.
+//
+/// The operations on a phone need a connected session. Without one they throw "TessraServer::<member> -
+/// TessraServer::connect must be called before calling this member function.", before the lock is taken.
+class TessraServer : public ComThreadClient {
+public:
+    class Exception : public std::exception {
+    public:
+        explicit Exception(std::string message) : message_(std::move(message)) {}
+        const char* what() const noexcept override { return message_.c_str(); }
+
+    private:
+        std::string message_;
+    };
+
+    static constexpr std::size_t kNvDataBytes = 128;
+    static constexpr std::size_t kDiagVersionBytes = 55;
+
+    /// `clientName` is the name by which the service knows this program.
+    explicit TessraServer(std::string clientName);
+    /// Lets go of the service, waiting for it 10 s at most; what takes longer is finished by the worker later on.
+    ~TessraServer() override;
+    TessraServer(const TessraServer&) = delete;
+    TessraServer& operator=(const TessraServer&) = delete;
+
+    void invoke(FunctionWithArgument function, std::uintptr_t argument) override;
+    void invoke(Function function) override;
+
+    /// Waits up to `timeoutMs` for a phone on one port, any port, and attaches it; its port becomes the session's.
+    /// Answers whether there was one. Two phones at once are a failure that names their ports. Polls every 20 ms; a
+    /// time-out of 0 polls once.
+    virtual bool connect(std::uint32_t timeoutMs);
+    /// Waits up to `timeoutMs` for a phone on `comPort` and attaches it. Answers whether there was one.
+    virtual bool connect(const std::string& comPort, std::uint32_t timeoutMs);
+    /// Attaches the phone on `comPort`, such as "COM1"; a session that is connected changes to that port.
+    virtual void connect(const std::string& comPort);
+    /// The names of the ports on which the service sees a phone, in the service's order.
+    virtual std::vector<std::string> getActiveComPorts();
+    /// Looks once and answers the phones that the service sees, in the order of their ports.
+    virtual std::vector<PhoneRecord> waitForActivePhone();
+
+    /// Sends one packet of `requestLength` bytes (256 at most) and waits up to `timeoutMs` for the answer.
+    /// `responseLength` is the capacity of `response` on entry, and the number of bytes received on return.
+    virtual void sendSync(std::uint32_t requestLength, const std::uint8_t* request, std::uint32_t& responseLength,
+                          std::uint8_t* response, std::uint32_t timeoutMs);
+    /// Asks the phone to go offline; returns once the service has accepted that.
+    virtual void offline();
+    /// Resets the phone, waits until `resetTimeoutMs` for it to go and until `recoveryTimeoutMs` for it to come back,
+    /// both measured from the start of the call. 0 leaves out that wait.
+    virtual void reset(std::uint32_t resetTimeoutMs, std::uint32_t recoveryTimeoutMs);
+    /// The same with one budget for both waits; 0 returns right after the reset was asked for.
+    virtual void reset(std::uint32_t timeoutMs);
+    /// Reserves the phone for this session, and gives it free.
+    virtual void lock();
+    virtual void unlock();
+    /// Throws where the phone can't take packets now: it is not present, or its mode is 2 or 6.
+    virtual void detectBadPhoneMode();
+    /// Sends the phone's service programming code.
+    virtual void sendSpc(const char* accessCode);
+    /// Reads the phone's version answer into `version` (kDiagVersionBytes bytes). Any other length of the answer fails.
+    virtual void getDiagVerno(std::uint8_t* version);
+    /// Sends 0x3B and then `payload`; `responseLength` as in sendSync.
+    virtual void sendTmob(std::uint32_t payloadLength, const std::uint8_t* payload, std::uint32_t& responseLength,
+                          std::uint8_t* response);
+    /// Reads one NV item. `data` receives 128 bytes, `status` the phone's NV status: 0 for success, and 4 before every
+    /// exception after which `data` is as it was. An answer that is not this item's is refused.
+    virtual void readNv(std::uint16_t number, std::uint8_t* data, std::uint16_t& status);
+    /// Writes 128 bytes to one NV item; `status` as in readNv.
+    virtual void writeNv(std::uint16_t number, const std::uint8_t* data, std::uint16_t& status);
+
+protected:
+    /// The members below run on the worker and record what fails.
+    virtual void initialize();
+    virtual void changeComPortImpl();
+    virtual void sendSyncImpl();
+    virtual void offlineImpl();
+    virtual void resetImpl();
+    virtual void lockImpl();
+    virtual void unlockImpl();
+    virtual void detectBadPhoneModeImpl();
+    virtual void sendSpcImpl();
+    virtual void getDiagVernoImpl();
+    virtual void sendTmobImpl();
+    virtual void connectWithComPortImpl();
+    /// `comPort`: the address of the std::string that names the port, which is the session's.
+    virtual void connectWithTimeoutAndComPortImpl(std::uintptr_t comPort);
+    virtual void connectWithTimeoutAndComPortImpl();
+    virtual void getActiveComPortsImpl();
+    virtual void waitForActivePhoneImpl();
+
+private:
+    using Member = void (TessraServer::*)();
+    using MemberWithArgument = void (TessraServer::*)(std::uintptr_t);
+
+    /// What one operation on the phone works on: written by the public member, read by its member on the worker.
+    struct Operation {
+        std::uint32_t requestLength = 0;
+        const std::uint8_t* request = nullptr;
+        std::uint32_t* responseLength = nullptr;
+        std::uint8_t* response = nullptr;
+        std::uint32_t timeoutMs = 0;
+        const char* accessCode = nullptr;
+        std::uint8_t* version = nullptr;
+    };
+
+    /// The members below are for holders of the session's lock. These run a member on the worker, without limit of time,
+    /// and throw the failure that it recorded.
+    void runOnWorker(Member member);
+    void runOnWorker(MemberWithArgument member, std::uintptr_t argument);
+    void throwIfFailed();
+    void initializeIfNeeded();
+    /// Does not need the lock.
+    void requireConnected(const char* member) const;
+    /// Takes the lock itself.
+    void runOperation(const char* name, const Operation& operation, Member member);
+    void attachWith(bool wasConnected);
+    bool connectWithin(std::uint32_t timeoutMs, std::uint32_t startTick, bool onPort);
+    void exchangeNv(const char* name, std::uint8_t command, std::uint16_t number, const std::uint8_t* requestData,
+                    std::uint8_t* responseData, std::uint16_t& status);
+    bool phoneSeenOnPort();
+    void waitForPhoneToLeave(std::uint32_t startTick, std::uint32_t timeoutMs);
+    void waitForPhoneToReturn(std::uint32_t startTick, std::uint32_t timeoutMs, bool present);
+
+    /// On the worker: records a failure. A failure of attaching also leaves the state that attaching would have reached.
+    void recordFailure(std::string message);
+    void recordInitializeFailure(std::string message);
+    void recordChangeFailure(std::string message);
+    /// Runs `work`; a COM error records `prefix` and the server's error text, anything else records `otherwise`.
+    void recordingFailures(const char* prefix, const char* otherwise, const std::function<void()>& work);
+    void attachServer();
+
+    ComThreadManager& manager_;
+    const std::string clientName_;
+    kernel::Mutex sessionLock_;
+    /// The fields below are guarded by sessionLock_: its holder writes them before a hand-over to the worker and reads
+    /// them after it; in between they are the worker's. Only connected_ is also read without the lock.
+    std::string errorMessage_;
+    std::string comPort_;
+    bool failed_ = false;
+    std::atomic<bool> connected_ = false;
+    bool initialized_ = false;
+    bool phoneFound_ = false;
+    std::vector<std::string> activeComPorts_;
+    std::vector<PhoneRecord> activePhones_;
+    Operation operation_;
+    std::shared_ptr<ServerLink> link_; // what it points to is the worker's alone
+};

@@ -1,0 +1,129 @@
+// How the session finds ports that carry a phone, and waits for one to appear.
+
+#include "phonelink/ServerLink.h"
+#include "phonelink/TessraServer.h"
+#include "platform/kernel/TickCount.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::uint32_t kPollIntervalMs = 20;
+constexpr const char* kTimedConnectPrefix = "TessraServer::connectWithTimeoutAndComPortImpl - ";
+
+// Whether the service's description of a phone tells of one that is there: it runs its loader, or it answers, or has
+// answered since it appeared.
+bool showsPhone(const tessra::PhoneDescription& phone) {
+    return phone.mode == tessra::PhoneMode::download || phone.mode == tessra::PhoneMode::streamDownload ||
+           phone.answering || phone.answeredCount >= 1;
+}
+
+} // namespace
+
+bool TessraServer::connect(std::uint32_t timeoutMs) {
+    const std::uint32_t start = kernel::tickCount();
+    const kernel::MutexLock guard(sessionLock_);
+    initializeIfNeeded();
+    return connectWithin(timeoutMs, start, false);
+}
+
+bool TessraServer::connect(const std::string& comPort, std::uint32_t timeoutMs) {
+    const std::uint32_t start = kernel::tickCount();
+    const kernel::MutexLock guard(sessionLock_);
+    comPort_ = comPort;
+    initializeIfNeeded();
+    return connectWithin(timeoutMs, start, true);
+}
+
+bool TessraServer::connectWithin(std::uint32_t timeoutMs, std::uint32_t startTick, bool onPort) {
+    const bool wasConnected = connected_;
+    for (;;) {
+        if (onPort) {
+            runOnWorker(&TessraServer::connectWithTimeoutAndComPortImpl, reinterpret_cast<std::uintptr_t>(&comPort_));
+        } else {
+            runOnWorker(&TessraServer::connectWithTimeoutAndComPortImpl);
+        }
+        if (phoneFound_ || kernel::elapsedMs(startTick, kernel::tickCount()) > timeoutMs) {
+            break;
+        }
+        kernel::sleepMs(kPollIntervalMs);
+    }
+    if (phoneFound_) {
+        attachWith(wasConnected);
+    }
+    return phoneFound_;
+}
+
+std::vector<std::string> TessraServer::getActiveComPorts() {
+    const kernel::MutexLock guard(sessionLock_);
+    initializeIfNeeded();
+    runOnWorker(&TessraServer::getActiveComPortsImpl);
+    return activeComPorts_;
+}
+
+std::vector<PhoneRecord> TessraServer::waitForActivePhone() {
+    const kernel::MutexLock guard(sessionLock_);
+    initializeIfNeeded();
+    runOnWorker(&TessraServer::waitForActivePhoneImpl);
+    return activePhones_;
+}
+
+void TessraServer::connectWithTimeoutAndComPortImpl(std::uintptr_t comPort) {
+    waitForActivePhoneImpl();
+    if (failed_) {
+        errorMessage_ = kTimedConnectPrefix + errorMessage_;
+        return;
+    }
+    const auto& wanted = *reinterpret_cast<const std::string*>(comPort);
+    phoneFound_ = std::any_of(activePhones_.begin(), activePhones_.end(),
+                              [&wanted](const PhoneRecord& phone) { return phone.portName == wanted; });
+}
+
+void TessraServer::connectWithTimeoutAndComPortImpl() {
+    phoneFound_ = false;
+    waitForActivePhoneImpl();
+    if (failed_) {
+        errorMessage_ = kTimedConnectPrefix + errorMessage_;
+        return;
+    }
+    if (activePhones_.size() == 1) {
+        comPort_ = activePhones_.front().portName;
+        phoneFound_ = true;
+    } else if (activePhones_.size() > 1) {
+        std::string ports;
+        for (const PhoneRecord& phone : activePhones_) {
+            ports += (ports.empty() ? "" : " ") + phone.portName;
+        }
+        recordFailure(kTimedConnectPrefix + ("More than one phone is active on COM ports: " + ports));
+    }
+}
+
+void TessraServer::getActiveComPortsImpl() {
+    activeComPorts_.clear();
+    recordingFailures(
+        "TessraServer::getActiveComPortsImpl - ",
+        "TessraServer::getActiveComPortsImpl - Unknown exception thrown, caught in the (...) catch block.", [this] {
+            link_->forEachPortWithPhone([this](std::uint16_t, const tessra::PortDescription& port) {
+                activeComPorts_.push_back(port.portName);
+            });
+        });
+}
+
+void TessraServer::waitForActivePhoneImpl() {
+    activePhones_.clear();
+    recordingFailures(
+        "TessraServer::waitForActivePhoneImpl - ",
+        "TessraServer::waitForActivePhoneImpl - Unknown exception thrown, caught in the (...) catch block.", [this] {
+            link_->forEachPortWithPhone([this](std::uint16_t number, const tessra::PortDescription& port) {
+                tessra::PhoneDescription phone;
+                const com::Status described = link_->agent->describePhone(number, phone);
+                if (described == tessra::kPhoneNotPresent) {
+                    return; // it left between the two questions, which a scan is there to notice
+                }
+                com::throwIfFailed(described);
+                if (showsPhone(phone)) {
+                    activePhones_.push_back({port.portName, phone.model, phone.softwareVersion, phone.serialNumber});
+                }
+            });
+        });
+}

@@ -1,0 +1,213 @@
+// The session's operations on the phone that it is connected to.
+
+#include "phonelink/NvPacket.h"
+#include "phonelink/ServerLink.h"
+#include "phonelink/TessraServer.h"
+#include "platform/kernel/TickCount.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr std::uint32_t kAnswerTimeoutMs = 2000;
+constexpr std::uint32_t kScanIntervalMs = 20;
+constexpr std::uint8_t kVersionCommand = 0x00;
+constexpr std::uint8_t kTmobCommand = 0x3B;
+// The NV status of a command that failed for a reason of its own.
+constexpr std::uint16_t kNvCommandFailed = 4;
+
+std::uint16_t modeCode(tessra::PhoneMode mode) {
+    return static_cast<std::uint16_t>(mode);
+}
+
+} // namespace
+
+void TessraServer::runOperation(const char* name, const Operation& operation, Member member) {
+    requireConnected(name);
+    const kernel::MutexLock guard(sessionLock_);
+    operation_ = operation;
+    runOnWorker(member);
+}
+
+void TessraServer::sendSync(std::uint32_t requestLength, const std::uint8_t* request, std::uint32_t& responseLength,
+                            std::uint8_t* response, std::uint32_t timeoutMs) {
+    Operation operation;
+    operation.requestLength = requestLength;
+    operation.request = request;
+    operation.responseLength = &responseLength;
+    operation.response = response;
+    operation.timeoutMs = timeoutMs;
+    runOperation("sendSync", operation, &TessraServer::sendSyncImpl);
+}
+
+void TessraServer::offline() {
+    runOperation("offline", {}, &TessraServer::offlineImpl);
+}
+
+void TessraServer::lock() {
+    runOperation("lock", {}, &TessraServer::lockImpl);
+}
+
+void TessraServer::unlock() {
+    runOperation("unlock", {}, &TessraServer::unlockImpl);
+}
+
+void TessraServer::detectBadPhoneMode() {
+    runOperation("detectBadPhoneMode", {}, &TessraServer::detectBadPhoneModeImpl);
+}
+
+void TessraServer::sendSpc(const char* accessCode) {
+    Operation operation;
+    operation.accessCode = accessCode;
+    runOperation("sendSpc", operation, &TessraServer::sendSpcImpl);
+}
+
+void TessraServer::getDiagVerno(std::uint8_t* version) {
+    Operation operation;
+    operation.version = version;
+    runOperation("getDiagVerno", operation, &TessraServer::getDiagVernoImpl);
+}
+
+void TessraServer::sendTmob(std::uint32_t payloadLength, const std::uint8_t* payload, std::uint32_t& responseLength,
+                            std::uint8_t* response) {
+    Operation operation;
+    operation.requestLength = payloadLength;
+    operation.request = payload;
+    operation.responseLength = &responseLength;
+    operation.response = response;
+    runOperation("sendTmob", operation, &TessraServer::sendTmobImpl);
+}
+
+void TessraServer::readNv(std::uint16_t number, std::uint8_t* data, std::uint16_t& status) {
+    requireConnected("readNv");
+    exchangeNv("readNv", static_cast<std::uint8_t>(nvpacket::Command::read), number, nullptr, data, status);
+}
+
+void TessraServer::writeNv(std::uint16_t number, const std::uint8_t* data, std::uint16_t& status) {
+    requireConnected("writeNv");
+    exchangeNv("writeNv", static_cast<std::uint8_t>(nvpacket::Command::write), number, data, nullptr, status);
+}
+
+void TessraServer::exchangeNv(const char* name, std::uint8_t command, std::uint16_t number,
+                              const std::uint8_t* requestData, std::uint8_t* responseData, std::uint16_t& status) {
+    const kernel::MutexLock guard(sessionLock_);
+    status = kNvCommandFailed;
+    const auto request = nvpacket::makeRequest(static_cast<nvpacket::Command>(command), number, requestData);
+    nvpacket::Packet answer{};
+    auto answerBytes = static_cast<std::uint32_t>(answer.size());
+    sendSync(static_cast<std::uint32_t>(request.size()), request.data(), answerBytes, answer.data(), kAnswerTimeoutMs);
+    // A byte of another item's answer, or one that never came, must not pass for this item's value.
+    if (!nvpacket::answers(request, answer, answerBytes)) {
+        throw Exception(std::string("TessraServer::") + name + " - The phone's answer of " +
+                        std::to_string(answerBytes) + " bytes is not the answer for NV item " + std::to_string(number) +
+                        ".");
+    }
+    if (responseData != nullptr) {
+        std::copy_n(answer.begin() + nvpacket::kDataOffset, kNvDataBytes, responseData);
+    }
+    status = nvpacket::statusOf(answer);
+}
+
+void TessraServer::reset(std::uint32_t timeoutMs) {
+    reset(timeoutMs, timeoutMs);
+}
+
+void TessraServer::reset(std::uint32_t resetTimeoutMs, std::uint32_t recoveryTimeoutMs) {
+    const std::uint32_t start = kernel::tickCount();
+    requireConnected("reset");
+    const kernel::MutexLock guard(sessionLock_);
+    runOnWorker(&TessraServer::resetImpl);
+    if (resetTimeoutMs > 0) {
+        waitForPhoneToLeave(start, resetTimeoutMs);
+    }
+    if (recoveryTimeoutMs > 0) {
+        // A phone that nobody watched going counts as present: one scan, for its failure, ends the call.
+        waitForPhoneToReturn(start, recoveryTimeoutMs, resetTimeoutMs == 0);
+    }
+}
+
+bool TessraServer::phoneSeenOnPort() {
+    runOnWorker(&TessraServer::waitForActivePhoneImpl);
+    return std::any_of(activePhones_.begin(), activePhones_.end(),
+                       [this](const PhoneRecord& phone) { return phone.portName == comPort_; });
+}
+
+void TessraServer::waitForPhoneToLeave(std::uint32_t startTick, std::uint32_t timeoutMs) {
+    while (phoneSeenOnPort()) {
+        if (kernel::elapsedMs(startTick, kernel::tickCount()) > timeoutMs) {
+            throw Exception("TessraServer::reset - The phone never reset.");
+        }
+        kernel::sleepMs(kScanIntervalMs);
+    }
+}
+
+void TessraServer::waitForPhoneToReturn(std::uint32_t startTick, std::uint32_t timeoutMs, bool present) {
+    while (!(phoneSeenOnPort() || present)) {
+        if (kernel::elapsedMs(startTick, kernel::tickCount()) > timeoutMs) {
+            throw Exception("TessraServer::reset - The phone never recovered from the reset");
+        }
+        kernel::sleepMs(kScanIntervalMs);
+    }
+}
+
+void TessraServer::sendSyncImpl() {
+    recordingFailures("TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync.", [this] {
+        link_->phoneConnection->sendSync(operation_.requestLength, operation_.request, *operation_.responseLength,
+                                         operation_.response, operation_.timeoutMs);
+    });
+}
+
+void TessraServer::offlineImpl() {
+    recordingFailures("TessraServer::offlineImpl - ", "TessraServer::offlineImpl - Unable to go Offline.", [this] {
+        com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::offline)));
+    });
+}
+
+void TessraServer::resetImpl() {
+    recordingFailures("TessraServer::resetImpl - ", "TessraServer::resetImpl - Unable to reset.", [this] {
+        com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::reset)));
+    });
+}
+
+void TessraServer::lockImpl() {
+    recordingFailures("TessraServer::lockImpl - ", "TessraServer::lockImpl - Unable to lock.",
+                      [this] { com::throwIfFailed(link_->phoneConnection->phone()->lock(1)); });
+}
+
+void TessraServer::unlockImpl() {
+    recordingFailures("TessraServer::unlockImpl - ", "TessraServer::unlockImpl - Unable to unlock",
+                      [this] { com::throwIfFailed(link_->phoneConnection->phone()->unlock()); });
+}
+
+void TessraServer::detectBadPhoneModeImpl() {
+    recordingFailures("TessraServer::detectBadPhoneModeImpl - ",
+                      "TessraServer::detectBadPhoneModeImpl - Unable to detect bad phone mode",
+                      [this] { link_->phoneConnection->checkMode(); });
+}
+
+void TessraServer::sendSpcImpl() {
+    recordingFailures("TessraServer::sendSpcImpl - ", "TessraServer::sendSpcImpl - Unable to send Spc",
+                      [this] { link_->phoneConnection->sendAccessCode(operation_.accessCode); });
+}
+
+void TessraServer::getDiagVernoImpl() {
+    recordingFailures(
+        "TessraServer::getDiagVernoImpl - ", "TessraServer::getDiagVernoImpl - Unable to get diag version", [this] {
+            std::fill_n(operation_.version, kDiagVersionBytes, std::uint8_t{0});
+            std::uint32_t received = kDiagVersionBytes;
+            link_->phoneConnection->sendSync(1, &kVersionCommand, received, operation_.version, kAnswerTimeoutMs);
+            if (received != kDiagVersionBytes) {
+                com::raise(com::kFail);
+            }
+        });
+}
+
+void TessraServer::sendTmobImpl() {
+    recordingFailures("TessraServer::sendTmobImpl - ", "TessraServer::sendTmobImpl - Unable to send TMOD", [this] {
+        std::vector<std::uint8_t> packet{kTmobCommand};
+        packet.insert(packet.end(), operation_.request, operation_.request + operation_.requestLength);
+        link_->phoneConnection->sendSync(static_cast<std::uint32_t>(packet.size()), packet.data(),
+                                         *operation_.responseLength, operation_.response, kAnswerTimeoutMs);
+    });
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+namespace kernel {
+
+struct Waiter;
+
+/// Holds the dispatcher lock (see Waitable) for a scope. Only the kernel objects use it.
+///
+/// The threads whose waits are satisfied meanwhile are woken after the lock has been let go, so that none wakes only to
+/// wait for the lock. Nothing of the object that was signalled is touched from then on: the woken thread may already
+/// have destroyed it.
+class DispatcherLock {
+public:
+    DispatcherLock();
+    ~DispatcherLock();
+    DispatcherLock(const DispatcherLock&) = delete;
+    DispatcherLock& operator=(const DispatcherLock&) = delete;
+
+    void wakeLater(std::shared_ptr<Waiter> waiter);
+    std::unique_lock<std::mutex>& held() { return lock_; }
+
+private:
+    std::unique_lock<std::mutex> lock_;
+    // The last of the threads to wake; those before it, if any, have been woken already.
+    std::shared_ptr<Waiter> toWake_;
+};
+
+} // namespace kernel

@@ -1,0 +1,208 @@
+#include "platform/kernel/AutoResetEvent.h"
+#include "platform/kernel/Mutex.h"
+#include "platform/kernel/Thread.h"
+#include "platform/kernel/Trace.h"
+#include "platform/window/MessageQueue.h"
+#include "platform/window/PumpingWait.h"
+#include "platform/window/TopLevelWindow.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using kernel::WaitResult;
+using window::WaitOutcome;
+
+namespace {
+
+constexpr std::uint32_t kPatienceMs = 10000;
+
+const kernel::ThreadId kHere = kernel::currentThreadId();
+
+void emptyQueue() {
+    window::Message message;
+    while (window::peek(message)) {
+    }
+}
+
+} // namespace
+
+TEST(MessageQueueTest, KeepsTheOrderAndEndsWithItsThread) {
+    kernel::ThreadId ended;
+    auto owned = std::make_shared<int>(1);
+    kernel::AutoResetEvent ready;
+    kernel::AutoResetEvent finish;
+    {
+        kernel::Thread thread([&] {
+            ready.wait();
+            window::createQueue();
+            finish.set();
+            ready.wait();
+        });
+        ended = thread.id();
+        EXPECT_FALSE(window::post(ended, [] {})) << "posted to a thread without a queue";
+        ready.set();
+        finish.wait();
+        EXPECT_TRUE(window::post(ended, [owned] {}));
+        ready.set();
+    }
+    EXPECT_EQ(owned.use_count(), 1) << "a message outlived its thread";
+    EXPECT_FALSE(window::post(ended, [] {})) << "posted to a thread that has ended";
+
+    std::string order;
+    window::createQueue();
+    for (const char c : {'a', 'b', 'c'})
+        ASSERT_TRUE(window::post(kHere, [&order, c] { order += c; }));
+    window::Message message;
+    while (window::peek(message))
+        window::dispatch(message);
+    EXPECT_EQ(order, "abc");
+}
+
+TEST(WaitForObjectOrInputTest, Outcomes) {
+    const struct {
+        const char* name;
+        bool set, posted;
+        std::uint32_t timeoutMs;
+        WaitOutcome first, second;
+    } rows[] = {
+        {"nothing, no waiting", false, false, 0, WaitOutcome::timedOut, WaitOutcome::timedOut},
+        {"nothing, waiting", false, false, 10, WaitOutcome::timedOut, WaitOutcome::timedOut},
+        {"the object is taken", true, false, 10, WaitOutcome::object, WaitOutcome::timedOut},
+        {"input stays", false, true, kernel::kInfinite, WaitOutcome::input, WaitOutcome::input},
+        {"the object wins over input", true, true, kernel::kInfinite, WaitOutcome::object, WaitOutcome::input},
+    };
+    window::createQueue();
+    for (const auto& row : rows) {
+        kernel::AutoResetEvent event;
+        if (row.posted)
+            window::post(kHere, [] {});
+        if (row.set)
+            event.set();
+        EXPECT_EQ(window::waitForObjectOrInput(event, row.timeoutMs), row.first) << row.name;
+        EXPECT_EQ(window::waitForObjectOrInput(event, row.timeoutMs), row.second) << row.name;
+        emptyQueue();
+        EXPECT_EQ(window::waitForObjectOrInput(event, 0), WaitOutcome::timedOut) << row.name;
+    }
+}
+
+TEST(WaitForObjectOrInputTest, LosesNeitherSignalsNorMessages) {
+    constexpr int kRounds = 4000;
+    window::createQueue();
+    kernel::AutoResetEvent event;
+    kernel::AutoResetEvent answer;
+    kernel::Thread poster([&] {
+        for (int round = 0; round < kRounds; ++round) {
+            window::post(kHere, [] {});
+            if (round % 4 == 0) {
+                event.set();
+                if (answer.wait(kPatienceMs) == WaitResult::timedOut)
+                    return;
+            }
+        }
+    });
+    int signals = 0;
+    int messages = 0;
+    while (signals < kRounds / 4 || messages < kRounds) {
+        const WaitOutcome outcome = window::waitForObjectOrInput(event, kPatienceMs);
+        ASSERT_NE(outcome, WaitOutcome::timedOut) << signals << " signals, " << messages << " messages";
+        if (outcome == WaitOutcome::object) {
+            ++signals;
+            answer.set();
+        }
+        window::Message message;
+        if (outcome == WaitOutcome::input && window::peek(message))
+            ++messages;
+    }
+    EXPECT_EQ(signals, kRounds / 4);
+    EXPECT_EQ(messages, kRounds);
+}
+
+TEST(PumpingWaitTest, RunsMessagesWhileItWaits) {
+    const struct {
+        const char* name;
+        window::Pump pump;
+        std::string ran;
+    } rows[] = {
+        {"the whole queue runs before the object is looked at", window::Pump::wholeQueue, "ab"},
+        {"the object is looked at after each message", window::Pump::oneByOne, "a"},
+    };
+    window::createQueue();
+    for (const auto& row : rows) {
+        kernel::AutoResetEvent event;
+        std::string ran;
+        window::post(kHere, [&] {
+            ran += 'a';
+            event.set();
+        });
+        window::post(kHere, [&] { ran += 'b'; });
+        EXPECT_EQ(window::pumpingWait(event, kPatienceMs, row.pump), WaitResult::signalled) << row.name;
+        EXPECT_EQ(ran, row.ran) << row.name;
+        emptyQueue();
+    }
+}
+
+TEST(PumpingWaitTest, TimesOutAlthoughMessagesKeepComing) {
+    kernel::AutoResetEvent never;
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
+    const std::function<void()> again = [&] {
+        if (std::chrono::steady_clock::now() < giveUp)
+            window::post(kHere, again);
+    };
+    window::createQueue();
+    for (const auto pump : {window::Pump::wholeQueue, window::Pump::oneByOne}) {
+        window::post(kHere, again);
+        EXPECT_EQ(window::pumpingWait(never, 10, pump), WaitResult::timedOut);
+        EXPECT_LT(std::chrono::steady_clock::now(), giveUp) << "the time-out began anew with each message";
+        emptyQueue();
+    }
+}
+
+TEST(PumpingWaitTest, SurvivesMessagesThatThrow) {
+    std::vector<std::string> errors;
+    kernel::setErrorLog([&](std::string_view text) { errors.emplace_back(text); });
+    window::createQueue();
+    kernel::AutoResetEvent event;
+    window::post(kHere, [] { throw std::runtime_error("boom"); });
+    window::post(kHere, [] { throw 7; });
+    window::post(kHere, [&] { event.set(); });
+    EXPECT_EQ(window::pumpingWait(event, kPatienceMs), WaitResult::signalled);
+    kernel::setErrorLog({});
+    EXPECT_EQ(errors, (std::vector<std::string>{"window::dispatch - A message threw an exception: boom",
+                                                "window::dispatch - A message threw an unknown exception."}));
+}
+
+TEST(PumpingWaitTest, TakesAMutexThatItsOwnerReleasesLater) {
+    kernel::Mutex mutex;
+    std::optional<kernel::MutexLock> owned(mutex);
+    bool messageRan = false;
+    kernel::Thread waiter([&] {
+        window::createQueue();
+        window::post(kernel::currentThreadId(), [&] {
+            messageRan = true;
+            window::post(kHere, [&] { owned.reset(); });
+        });
+        EXPECT_EQ(window::pumpingWait(mutex, kPatienceMs, window::Pump::oneByOne), WaitResult::signalled);
+        EXPECT_TRUE(mutex.release());
+    });
+    window::createQueue();
+    EXPECT_EQ(window::pumpingWait(waiter.ended(), kPatienceMs), WaitResult::signalled);
+    EXPECT_TRUE(messageRan);
+}
+
+TEST(TopLevelWindowTest, IsFoundByItsClassWhileItLives) {
+    EXPECT_FALSE(window::findWindow("A Task Window"));
+    {
+        const window::TopLevelWindow first("A Task Window");
+        { const window::TopLevelWindow second("A Task Window"); }
+        EXPECT_TRUE(window::findWindow("a task WINDOW")) << "the last of two took the class with it, or case counts";
+        EXPECT_FALSE(window::findWindow("A Task"));
+    }
+    EXPECT_FALSE(window::findWindow("A Task Window"));
+}

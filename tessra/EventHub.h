@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/com/Apartment.h"
+#include "tessra/Interfaces.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace tessra {
+
+// Tells the clients of one port's object apart.
+using ClientId = std::uint64_t;
+
+// The subscribers to one port's events. The owner guards it: one call at a time.
+class EventHub {
+public:
+    // The calling thread's apartment is where `sink` will hear. The cookie is never 0.
+    std::uint32_t subscribe(ClientId client, const ComPtr<IEventSink>& sink);
+    // To be called in the apartment of the subscription: nothing is delivered to it any more once this has returned.
+    // False for a cookie that is not this client's.
+    bool unsubscribe(ClientId client, std::uint32_t cookie);
+    // Drops the subscriptions of a client that has gone; those that live in the calling thread's apartment hear nothing
+    // more.
+    void forget(ClientId client);
+    void clear();
+
+    bool empty() const { return subscriptions_.empty(); }
+    // Posts an event to each subscriber's apartment. A subscriber whose apartment is gone is dropped.
+    void fire(EventKind kind, std::uint16_t port, std::uint16_t third, std::span<const std::uint8_t> data);
+
+private:
+    struct Subscription {
+        std::uint32_t cookie;
+        ClientId client;
+        com::ApartmentId home;
+        std::atomic<bool> active{true};
+        // A counted reference, used and given back in its home alone. One whose home is gone is never given back: the
+        // sink may be gone as well.
+        IEventSink* sink;
+
+        Subscription(std::uint32_t cookieValue, ClientId owner, const ComPtr<IEventSink>& target);
+        void releaseSink();
+    };
+    struct Event;
+
+    static void end(const std::shared_ptr<Subscription>& subscription);
+    static void deliver(Subscription& subscription, const Event& event);
+
+    std::uint32_t lastCookie_ = 0;
+    std::uint32_t lastEvent_ = 0;
+    std::vector<std::shared_ptr<Subscription>> subscriptions_;
+};
+
+} // namespace tessra

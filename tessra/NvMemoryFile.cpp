@@ -1,0 +1,229 @@
+#include "tessra/NvMemoryFile.h"
+
+#include "platform/kernel/Trace.h"
+#include "tessra/ConfigError.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+namespace tessra {
+namespace {
+
+std::string reasonOf(int error) {
+    return std::generic_category().message(error);
+}
+
+[[noreturn]] void unavailable(const std::filesystem::path& path, const std::string& reason) {
+    throw NvMemoryUnavailable(path.string() + ": " + reason);
+}
+
+// 0, or the error number of the read that failed.
+int readWhole(const FileDescriptor& file, std::string& text) {
+    constexpr std::size_t kBlockBytes = 65536;
+    text.clear();
+    for (;;) {
+        const std::size_t length = text.size();
+        text.resize(length + kBlockBytes);
+        const ssize_t count = ::read(file.number(), text.data() + length, kBlockBytes);
+        text.resize(length + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        if (count == 0) {
+            return 0;
+        }
+        if (count < 0 && errno != EINTR) {
+            return errno;
+        }
+    }
+}
+
+int writeWhole(const FileDescriptor& file, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = ::write(file.number(), text.data(), text.size());
+        if (count < 0 && errno != EINTR) {
+            return errno;
+        }
+        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+    return 0;
+}
+
+FileDescriptor takeLock(const std::filesystem::path& path) {
+    FileDescriptor lock(::open((path.string() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    if (!lock) {
+        unavailable(path, "its lock file can't be opened: " + reasonOf(errno));
+    }
+    if (::flock(lock.number(), LOCK_EX | LOCK_NB) != 0) {
+        unavailable(path, errno == EWOULDBLOCK ? "another program uses this phone memory"
+                                               : "can't be locked: " + reasonOf(errno));
+    }
+    return lock;
+}
+
+NvCells readInitial(const std::filesystem::path& path) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    const int error = file ? readWhole(file, text) : errno;
+    if (error != 0) {
+        throw ConfigError(path, 0, "can't be read: " + reasonOf(error));
+    }
+    return parseNvMemory(text, path).cells;
+}
+
+bool isOutOfSpace(int error) {
+    return error == ENOSPC || error == EDQUOT || error == EFBIG;
+}
+
+} // namespace
+
+NvMemoryFile::NvMemoryFile(const std::filesystem::path& path, const std::filesystem::path& initial)
+    : path_(path.empty() ? path : std::filesystem::weakly_canonical(path)) {
+    if (!path_.empty()) {
+        lock_ = takeLock(path_);
+        open();
+    }
+    if (file_) {
+        load();
+    } else if (!initial.empty()) {
+        cells_ = readInitial(initial);
+    }
+}
+
+NvMemoryFile::~NvMemoryFile() {
+    if (!changed_) {
+        return;
+    }
+    if (const int error = rewrite(); error != 0) {
+        kernel::logError("NvMemoryFile: " + path_.string() + " keeps its appended lines: " + reasonOf(error));
+    }
+}
+
+const NvCell* NvMemoryFile::find(std::uint16_t number) const {
+    const auto found = cells_.find(number);
+    return found == cells_.end() ? nullptr : &found->second;
+}
+
+std::uint16_t NvMemoryFile::store(std::uint16_t number, std::span<const std::uint8_t, kNvDataBytes> data) {
+    const auto found = cells_.find(number);
+    const NvCell old = found == cells_.end() ? NvCell{.status = kNvInactive} : found->second;
+    NvCell next = old;
+    next.status = kNvDone;
+    std::copy(data.begin(), data.end(), next.data.begin());
+    if (next == old) {
+        return kNvDone;
+    }
+    cells_[number] = next;
+    const int error = path_.empty() ? 0 : file_ ? append(number, next) : rewrite();
+    if (error == 0) {
+        return kNvDone;
+    }
+    if (found == cells_.end()) {
+        cells_.erase(number);
+    } else {
+        found->second = old;
+    }
+    kernel::logError("NvMemoryFile: item " + std::to_string(number) + " can't be stored in " + path_.string() + ": " +
+                     reasonOf(error));
+    return isOutOfSpace(error) ? kNvFull : kNvFailed;
+}
+
+void NvMemoryFile::open() {
+    file_ = FileDescriptor(::open(path_.c_str(), O_RDWR | O_APPEND | O_CLOEXEC));
+    if (!file_ && errno != ENOENT) {
+        unavailable(path_, "can't be opened: " + reasonOf(errno));
+    }
+}
+
+void NvMemoryFile::load() {
+    std::string text;
+    if (const int error = readWhole(file_, text); error != 0) {
+        unavailable(path_, "can't be read: " + reasonOf(error));
+    }
+    goodBytes_ = text.rfind('\n') + 1; // 0 where there is none
+    tornTail_ = goodBytes_ < text.size();
+    NvMemoryText memory = parseNvMemory(std::string_view(text).substr(0, goodBytes_), path_);
+    cells_ = std::move(memory.cells);
+    extraLines_ = memory.itemLines - cells_.size();
+    if (tornTail_) {
+        kernel::logError("NvMemoryFile: the last line of " + path_.string() + " is incomplete and does not count");
+    }
+}
+
+// 0, or the error number; the file is then as before, or has a torn tail that the next append cuts off.
+int NvMemoryFile::append(std::uint16_t number, const NvCell& cell) {
+    if (tornTail_) {
+        if (::ftruncate(file_.number(), static_cast<off_t>(goodBytes_)) != 0) {
+            return errno;
+        }
+        tornTail_ = false;
+    }
+    if (!untouchedByOthers()) {
+        return EBUSY;
+    }
+    const std::string line = formatNvLine(number, cell);
+    const ssize_t count = ::write(file_.number(), line.data(), line.size());
+    if (count != static_cast<ssize_t>(line.size())) {
+        const int error = count < 0 ? errno : ENOSPC;
+        tornTail_ = ::ftruncate(file_.number(), static_cast<off_t>(goodBytes_)) != 0;
+        return error;
+    }
+    goodBytes_ += line.size();
+    changed_ = true;
+    if (++extraLines_ > 2 * cells_.size() + 100) {
+        extraLines_ = 0; // also after a failure, so that it is not tried again with every line
+        if (const int error = rewrite(); error != 0) {
+            kernel::logError("NvMemoryFile: " + path_.string() + " can't be rewritten: " + reasonOf(error));
+        }
+    }
+    return 0;
+}
+
+// 0, or the error number; the file is then as before.
+int NvMemoryFile::rewrite() {
+    if (!untouchedByOthers()) {
+        return EBUSY;
+    }
+    struct stat old {};
+    const mode_t permissions = file_ && ::fstat(file_.number(), &old) == 0 ? old.st_mode & 0777 : 0666;
+    const std::string temporary = path_.string() + ".tmp";
+    const std::string text = formatNvMemory(cells_);
+    FileDescriptor next(::open(temporary.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, permissions));
+    if (!next) {
+        return errno;
+    }
+    int error = writeWhole(next, text);
+    if (error == 0 && (::fsync(next.number()) != 0 || ::rename(temporary.c_str(), path_.c_str()) != 0)) {
+        error = errno;
+    }
+    if (error != 0) {
+        ::unlink(temporary.c_str());
+        return error;
+    }
+    const FileDescriptor folder(::open(path_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder) {
+        ::fsync(folder.number());
+    }
+    file_ = std::move(next);
+    goodBytes_ = text.size();
+    tornTail_ = false;
+    extraLines_ = 0;
+    changed_ = false;
+    return 0;
+}
+
+// Whether the file is still the one that was read or written last: an editor may have replaced it or its text.
+bool NvMemoryFile::untouchedByOthers() const {
+    struct stat named {};
+    if (::stat(path_.c_str(), &named) != 0) {
+        return !file_ && errno == ENOENT;
+    }
+    struct stat own {};
+    return file_ && ::fstat(file_.number(), &own) == 0 && named.st_ino == own.st_ino && named.st_dev == own.st_dev &&
+           (tornTail_ || static_cast<std::size_t>(named.st_size) == goodBytes_);
+}
+
+} // namespace tessra

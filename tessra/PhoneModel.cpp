@@ -1,0 +1,193 @@
+#include "tessra/PhoneModel.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace tessra {
+namespace {
+
+constexpr std::string_view kReleaseDate = "Jan 12 2026";
+constexpr std::string_view kReleaseTime = "09:30:00";
+constexpr std::uint8_t kVersionRevision = 1;
+
+std::vector<std::uint8_t> badPacket(BadPacket code, std::span<const std::uint8_t> request) {
+    std::vector<std::uint8_t> answer{static_cast<std::uint8_t>(code)};
+    const auto fitting = request.first(std::min<std::size_t>(request.size(), kMaxPacketBytes - 1));
+    answer.insert(answer.end(), fitting.begin(), fitting.end());
+    return answer;
+}
+
+void putText(std::span<std::uint8_t> packet, VersionField field, std::string_view text) {
+    std::copy_n(text.begin(), std::min(text.size(), field.size),
+                packet.begin() + static_cast<std::ptrdiff_t>(field.offset));
+}
+
+bool isLoaderMode(PhoneMode mode) {
+    return mode == PhoneMode::download || mode == PhoneMode::streamDownload;
+}
+
+} // namespace
+
+struct PhoneModel::CommandRow {
+    Command command;
+    std::size_t minBytes;
+    std::size_t maxBytes;
+    bool inLoader; // accepted in the loader modes too
+    Packet (PhoneModel::*handle)(Request request);
+};
+
+const PhoneModel::CommandRow PhoneModel::kCommands[] = {
+    {Command::version, 1, 1, false, &PhoneModel::version},
+    {Command::nvRead, kNvPacketBytes, kNvPacketBytes, false, &PhoneModel::readNv},
+    {Command::nvWrite, kNvPacketBytes, kNvPacketBytes, false, &PhoneModel::writeNv},
+    {Command::changeMode, kModePacketBytes, kModePacketBytes, true, &PhoneModel::changeMode},
+    {Command::queryMode, 1, 1, true, &PhoneModel::queryMode},
+    {Command::tmob, 1, kMaxPacketBytes, false, &PhoneModel::echo},
+    {Command::accessCode, 1 + kSpcDigits, 1 + kSpcDigits, false, &PhoneModel::takeAccessCode},
+};
+
+PhoneModel::PhoneModel(PhoneSetup setup, NvMemoryFile& memory)
+    : setup_(std::move(setup)), memory_(memory), mode_(setup_.mode) {}
+
+std::vector<std::uint8_t> PhoneModel::answer(std::span<const std::uint8_t> request) {
+    if (state() == PhoneState::returning) {
+        return {};
+    }
+    if (request.empty()) {
+        return badPacket(BadPacket::length, request);
+    }
+    const auto row = std::find_if(std::begin(kCommands), std::end(kCommands), [&](const CommandRow& candidate) {
+        return static_cast<std::uint8_t>(candidate.command) == request[0];
+    });
+    if (row == std::end(kCommands)) {
+        return badPacket(BadPacket::command, request);
+    }
+    if (isLoaderMode(mode_) && !row->inLoader) {
+        return badPacket(BadPacket::mode, request);
+    }
+    if (request.size() < row->minBytes || request.size() > row->maxBytes) {
+        return badPacket(BadPacket::length, request);
+    }
+    return (this->*row->handle)(request);
+}
+
+void PhoneModel::restart() {
+    resetAt_.reset();
+    mode_ = PhoneMode::online;
+    accessGranted_ = false;
+    ++starts_;
+}
+
+PhoneState PhoneModel::state() {
+    settle();
+    if (!resetAt_) {
+        return PhoneState::present;
+    }
+    return Clock::now() < *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) ? PhoneState::leaving
+                                                                                     : PhoneState::returning;
+}
+
+PhoneMode PhoneModel::mode() {
+    settle();
+    return mode_;
+}
+
+std::uint32_t PhoneModel::starts() {
+    settle();
+    return starts_;
+}
+
+PhoneModel::Packet PhoneModel::version(Request) {
+    Packet answer(kVersionAnswerBytes);
+    answer[0] = static_cast<std::uint8_t>(Command::version);
+    putText(answer, kReleaseDateField, kReleaseDate);
+    putText(answer, kReleaseTimeField, kReleaseTime);
+    putText(answer, kModelField, setup_.model);
+    putText(answer, kSoftwareVersionField, setup_.softwareVersion);
+    putText(answer, kSerialNumberField, setup_.serialNumber);
+    answer[kVersionRevisionOffset] = kVersionRevision;
+    return answer;
+}
+
+PhoneModel::Packet PhoneModel::readNv(Request request) {
+    Packet answer(request.begin(), request.end());
+    const NvCell* cell = memory_.find(get16(request, kNvItemOffset));
+    const std::uint16_t status = cell != nullptr ? cell->status : kNvInactive;
+    const auto data = answer.begin() + kNvDataOffset;
+    if (status == kNvDone) {
+        std::copy(cell->data.begin(), cell->data.end(), data);
+    } else {
+        std::fill_n(data, kNvDataBytes, std::uint8_t{0});
+    }
+    put16(answer, kNvStatusOffset, status);
+    return answer;
+}
+
+// An item that the phone lacks, or has inactive, becomes active by the write; one with another status of its own
+// refuses a write with the same.
+PhoneModel::Packet PhoneModel::writeNv(Request request) {
+    Packet answer(request.begin(), request.end());
+    const std::uint16_t number = get16(request, kNvItemOffset);
+    const NvCell* cell = memory_.find(number);
+    std::uint16_t status = kNvDone;
+    if (cell != nullptr && (cell->readOnly || (cell->isProtected && !accessGranted_))) {
+        status = kNvReadOnly;
+    } else if (cell != nullptr && cell->status != kNvDone && cell->status != kNvInactive) {
+        status = cell->status;
+    } else {
+        status = memory_.store(number, request.subspan<kNvDataOffset, kNvDataBytes>());
+    }
+    put16(answer, kNvStatusOffset, status);
+    return answer;
+}
+
+PhoneModel::Packet PhoneModel::changeMode(Request request) {
+    const auto mode = static_cast<PhoneMode>(get16(request, 1));
+    switch (mode) {
+    case PhoneMode::online:
+    case PhoneMode::download:
+    case PhoneMode::offline:
+    case PhoneMode::streamDownload:
+        mode_ = mode;
+        break;
+    case PhoneMode::reset:
+        if (setup_.leaveAfterMs >= 0 && !resetAt_) {
+            resetAt_ = Clock::now();
+            mode_ = mode;
+        }
+        break;
+    default:
+        return badPacket(BadPacket::parameters, request);
+    }
+    return echo(request);
+}
+
+PhoneModel::Packet PhoneModel::queryMode(Request request) {
+    Packet answer{request[0], 0, 0};
+    put16(answer, 1, static_cast<std::uint16_t>(mode_));
+    return answer;
+}
+
+PhoneModel::Packet PhoneModel::echo(Request request) {
+    return {request.begin(), request.end()};
+}
+
+PhoneModel::Packet PhoneModel::takeAccessCode(Request request) {
+    const bool right =
+        std::equal(request.begin() + 1, request.end(), setup_.spc.begin(), setup_.spc.end(),
+                   [](std::uint8_t byte, char digit) { return byte == static_cast<unsigned char>(digit); });
+    accessGranted_ = accessGranted_ || right;
+    return {request[0], static_cast<std::uint8_t>(right ? 1 : 0)};
+}
+
+// Brings a phone back whose time away is over.
+void PhoneModel::settle() {
+    if (resetAt_ && setup_.awayMs >= 0 &&
+        Clock::now() >=
+            *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) + std::chrono::milliseconds(setup_.awayMs)) {
+        restart();
+    }
+}
+
+} // namespace tessra

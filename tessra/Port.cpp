@@ -1,0 +1,385 @@
+#include "tessra/Port.h"
+
+#include "tessra/Refusal.h"
+#include "tessra/SimulatedPhone.h"
+
+#include <algorithm>
+
+namespace tessra {
+namespace {
+
+// How long the service itself waits for an answer to a packet of its own.
+constexpr std::uint32_t kOwnTimeoutMs = 2000;
+
+Status noPhone() {
+    return refuse(kPhoneNotPresent, "No phone is present on the port.");
+}
+
+Status ended() {
+    return refuse(com::kDisconnected, "The phone service has ended.");
+}
+
+bool isPhoneThere(const PhoneView& view) {
+    return view.state == PhoneState::present || view.state == PhoneState::leaving;
+}
+
+std::string textAt(const std::vector<std::uint8_t>& packet, VersionField field) {
+    const auto begin = packet.begin() + static_cast<std::ptrdiff_t>(field.offset);
+    const auto end = begin + static_cast<std::ptrdiff_t>(field.size);
+    return {begin, std::find(begin, end, 0)};
+}
+
+// Does to an answer what a fault wants.
+void distort(const Strike& strike, std::vector<std::uint8_t>& answer) {
+    if (strike.kind == FaultKind::shortAnswer && answer.size() > strike.value) {
+        answer.resize(strike.value);
+    }
+}
+
+// The answer of a phone that refuses an NV item with the status that a fault gives.
+bool refusedByFault(const Strike& strike, std::span<const std::uint8_t> request, std::vector<std::uint8_t>& answer) {
+    if (strike.kind != FaultKind::nvStatus || !nvItemOf(request)) {
+        return false;
+    }
+    answer.assign(request.begin(), request.end());
+    put16(answer, kNvStatusOffset, static_cast<std::uint16_t>(strike.value));
+    return true;
+}
+
+} // namespace
+
+Port::Port(const PortConfig& config)
+    : name_(config.name), number_(config.number), gate_(FaultScope::port, config.faults),
+      link_(
+          std::make_shared<SimulatedPhone>(config.name, config.phone, config.memory, config.initial, config.present)) {
+    seen_ = link_->look();
+}
+
+void Port::close() {
+    gate_.close();
+    std::shared_ptr<PhoneLink> link;
+    const std::lock_guard guard(lock_);
+    link.swap(link_);
+    events_.clear();
+}
+
+ClientId Port::newClient() {
+    const std::lock_guard guard(lock_);
+    return ++lastClient_;
+}
+
+Status Port::describe(PortDescription& description) {
+    Strike strike;
+    if (const Status status = enter(Call::describePort, strike); com::failed(status)) {
+        return status;
+    }
+    const std::lock_guard guard(lock_);
+    const PhoneView view = lookLocked();
+    description.portName = name_;
+    description.state = isPhoneThere(view) ? kPortWithPhone : static_cast<std::uint16_t>(view.usable ? 0 : 1);
+    return com::kOk;
+}
+
+Status Port::describePhone(PhoneDescription& description) {
+    Strike strike;
+    if (const Status status = enter(Call::describePhone, strike); com::failed(status)) {
+        return status;
+    }
+    {
+        const std::lock_guard guard(lock_);
+        const PhoneView view = lookLocked();
+        if (!isPhoneThere(view)) {
+            return noPhone();
+        }
+        description.mode = view.mode;
+    }
+    if (strike.kind == FaultKind::noAnswer) {
+        return com::kOk;
+    }
+    constexpr std::uint8_t kRequest[] = {static_cast<std::uint8_t>(Command::version)};
+    std::vector<std::uint8_t> answer;
+    if (com::succeeded(ask(kRequest, answer)) && answer.size() == kVersionAnswerBytes) {
+        description.answering = true;
+        description.model = textAt(answer, kModelField);
+        description.softwareVersion = textAt(answer, kSoftwareVersionField);
+        description.serialNumber = textAt(answer, kSerialNumberField);
+    }
+    const std::lock_guard guard(lock_);
+    description.answeredCount = answered_;
+    return com::kOk;
+}
+
+Status Port::requirePhone() {
+    const std::lock_guard guard(lock_);
+    return isPhoneThere(lookLocked()) ? com::kOk : noPhone();
+}
+
+Status Port::send(ClientId client, std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
+                  std::vector<std::uint8_t>& answer) {
+    Strike strike;
+    Status status = enter(Call::send, strike, nvItemOf(request), timeoutMs);
+    if (com::failed(status)) {
+        return status;
+    }
+    std::shared_ptr<PhoneLink> link;
+    {
+        const std::lock_guard guard(lock_);
+        PhoneView view;
+        if (status = mayTalkLocked(client, view); com::failed(status)) {
+            return status;
+        }
+        logLocked(request);
+        link = link_;
+    }
+    if (!refusedByFault(strike, request, answer)) {
+        status = link->exchange(request, timeoutMs, answer);
+        if (com::failed(status)) {
+            return refuse(status, "The packet could not be exchanged with the phone.");
+        }
+    }
+    distort(strike, answer);
+    afterExchange(request, answer);
+    if (!answer.empty() && isBadPacketCode(answer[0])) {
+        return refuse(kBadPhoneResponse, "The phone refused the packet with code " + std::to_string(answer[0]) + ".");
+    }
+    return com::kOk;
+}
+
+Status Port::changeMode(ClientId client, std::uint16_t mode) {
+    Strike strike;
+    if (const Status status = enter(Call::changeMode, strike); com::failed(status)) {
+        return status;
+    }
+    if (mode != static_cast<std::uint16_t>(PhoneMode::offline) &&
+        mode != static_cast<std::uint16_t>(PhoneMode::reset)) {
+        return refuse(com::kInvalidArgument, "A phone can be changed to the modes offline (4) and reset (5) only.");
+    }
+    {
+        const std::lock_guard guard(lock_);
+        PhoneView view;
+        // A phone in its loader can still be reset.
+        if (const Status status = mayTalkLocked(client, view); com::failed(status) && status != kBadPhoneMode) {
+            return status;
+        }
+    }
+    const Status status = setMode(static_cast<PhoneMode>(mode));
+    return com::succeeded(status) ? status : refuse(status, "The phone did not agree to the change of mode.");
+}
+
+Status Port::lock(ClientId client) {
+    Strike strike;
+    if (const Status status = enter(Call::lock, strike); com::failed(status)) {
+        return status;
+    }
+    const std::lock_guard guard(lock_);
+    if (locker_ != 0 && locker_ != client) {
+        return refuse(kLockedForExclusiveUse, "Another client has locked the phone.");
+    }
+    locker_ = client;
+    return com::kOk;
+}
+
+Status Port::unlock(ClientId client) {
+    Strike strike;
+    if (const Status status = enter(Call::unlock, strike); com::failed(status)) {
+        return status;
+    }
+    const std::lock_guard guard(lock_);
+    if (locker_ != 0 && locker_ != client) {
+        return refuse(kUnlockByOther, "Another client has locked the phone.");
+    }
+    locker_ = 0;
+    return com::kOk;
+}
+
+Status Port::mode(std::uint16_t& mode) {
+    Strike strike;
+    if (const Status status = enter(Call::mode, strike); com::failed(status)) {
+        return status;
+    }
+    const std::lock_guard guard(lock_);
+    mode = static_cast<std::uint16_t>(lookLocked().mode);
+    return com::kOk;
+}
+
+Status Port::state(std::uint16_t& state) {
+    Strike strike;
+    if (const Status status = enter(Call::state, strike); com::failed(status)) {
+        return status;
+    }
+    const std::lock_guard guard(lock_);
+    state = stateOverride_.value_or(static_cast<std::uint16_t>(lookLocked().state));
+    return com::kOk;
+}
+
+Status Port::sendCode(ClientId client, const std::string& code) {
+    Strike strike;
+    if (const Status status = enter(Call::security, strike); com::failed(status)) {
+        return status;
+    }
+    {
+        const std::lock_guard guard(lock_);
+        PhoneView view;
+        if (const Status status = mayTalkLocked(client, view); com::failed(status)) {
+            return status;
+        }
+    }
+    std::vector<std::uint8_t> answer;
+    if (code.size() == kSpcDigits) {
+        std::vector<std::uint8_t> request{static_cast<std::uint8_t>(Command::accessCode)};
+        request.insert(request.end(), code.begin(), code.end());
+        if (const Status status = ask(request, answer); com::failed(status)) {
+            return refuse(status, "The access code could not be exchanged with the phone.");
+        }
+    }
+    const bool accepted = answer.size() == kAccessCodeAnswerBytes && answer[1] == 1;
+    return accepted ? com::kOk : refuse(com::kAccessDenied, "The phone does not accept the service programming code.");
+}
+
+Status Port::subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uint32_t& cookie) {
+    Strike strike;
+    if (const Status status = enter(Call::subscribe, strike); com::failed(status)) {
+        return status;
+    }
+    if (!sink) {
+        return refuse(com::kPointer, "A subscription needs a sink.");
+    }
+    const std::lock_guard guard(lock_);
+    cookie = events_.subscribe(client, sink);
+    return com::kOk;
+}
+
+Status Port::unsubscribe(ClientId client, std::uint32_t cookie) {
+    Strike strike;
+    if (const Status status = enter(Call::unsubscribe, strike); com::failed(status)) {
+        return status;
+    }
+    const std::lock_guard guard(lock_);
+    return events_.unsubscribe(client, cookie) ? com::kOk
+                                               : refuse(com::kInvalidArgument, "There is no such subscription.");
+}
+
+void Port::forget(ClientId client) {
+    const std::lock_guard guard(lock_);
+    if (locker_ == client) {
+        locker_ = 0;
+    }
+    events_.forget(client);
+}
+
+void Port::setPresent(bool present) {
+    const std::lock_guard guard(lock_);
+    if (link_) {
+        link_->setPresent(present);
+        lookLocked();
+    }
+}
+
+Status Port::setMode(PhoneMode mode) {
+    std::uint8_t request[kModePacketBytes] = {static_cast<std::uint8_t>(Command::changeMode)};
+    put16(request, 1, static_cast<std::uint16_t>(mode));
+    std::vector<std::uint8_t> answer;
+    if (const Status status = ask(request, answer); com::failed(status)) {
+        return status;
+    }
+    const std::lock_guard guard(lock_);
+    lookLocked();
+    return !answer.empty() && answer[0] == request[0] ? com::kOk : kDifferentMode;
+}
+
+void Port::overrideState(std::optional<std::uint16_t> state) {
+    const std::lock_guard guard(lock_);
+    stateOverride_ = state;
+}
+
+std::vector<std::vector<std::uint8_t>> Port::sentPackets() const {
+    const std::lock_guard guard(lock_);
+    std::vector<std::vector<std::uint8_t>> packets;
+    const std::size_t oldest = log_.size() < kLoggedPackets ? 0 : logNext_;
+    for (std::size_t i = 0; i < log_.size(); ++i) {
+        const LoggedPacket& packet = log_[(oldest + i) % log_.size()];
+        packets.emplace_back(packet.bytes.begin(), packet.bytes.begin() + static_cast<std::ptrdiff_t>(packet.length));
+    }
+    return packets;
+}
+
+Status Port::enter(Call call, Strike& strike, std::optional<std::uint16_t> item, std::uint32_t timeoutMs) {
+    const Status status = gate_.enter(call, strike, item, timeoutMs);
+    if (com::succeeded(status) && strike.kind == FaultKind::vanish) {
+        setPresent(false);
+    }
+    return status;
+}
+
+// Looks at the phone, and tells the subscribers of what has changed since the last look.
+PhoneView Port::lookLocked() {
+    const PhoneView before = seen_;
+    seen_ = link_ ? link_->look() : PhoneView{};
+    const bool isSamePhone = seen_.appearance == before.appearance;
+    if (isPhoneThere(before) && !(isPhoneThere(seen_) && isSamePhone)) {
+        fireNamedLocked(EventKind::phoneLeft, before.mode);
+    }
+    if (isPhoneThere(seen_) && !(isPhoneThere(before) && isSamePhone)) {
+        answered_ = 0;
+        fireNamedLocked(EventKind::phoneAppeared, seen_.mode);
+    } else if (isPhoneThere(seen_) && seen_.mode != before.mode) {
+        fireNamedLocked(EventKind::modeChanged, seen_.mode);
+    }
+    return seen_;
+}
+
+// Whether packets of `client` may go to the phone.
+Status Port::mayTalkLocked(ClientId client, PhoneView& view) {
+    if (!link_) {
+        return ended();
+    }
+    view = lookLocked();
+    if (locker_ != 0 && locker_ != client) {
+        return refuse(kLockedForExclusiveUse, "Another client has locked the phone.");
+    }
+    if (view.state != PhoneState::present) {
+        return noPhone();
+    }
+    if (view.mode == PhoneMode::download || view.mode == PhoneMode::streamDownload) {
+        return refuse(kBadPhoneMode, "The phone runs its loader.");
+    }
+    return com::kOk;
+}
+
+// Exchanges a packet of the service's own.
+Status Port::ask(std::span<const std::uint8_t> request, std::vector<std::uint8_t>& answer) {
+    std::shared_ptr<PhoneLink> link;
+    {
+        const std::lock_guard guard(lock_);
+        link = link_;
+    }
+    const Status status = link ? link->exchange(request, kOwnTimeoutMs, answer) : com::kDisconnected;
+    if (com::succeeded(status)) {
+        const std::lock_guard guard(lock_);
+        ++answered_;
+    }
+    return status;
+}
+
+void Port::logLocked(std::span<const std::uint8_t> packet) {
+    if (log_.size() < kLoggedPackets) {
+        log_.emplace_back();
+    }
+    LoggedPacket& place = log_[logNext_];
+    std::copy(packet.begin(), packet.end(), place.bytes.begin());
+    place.length = packet.size();
+    logNext_ = (logNext_ + 1) % kLoggedPackets;
+}
+
+void Port::fireNamedLocked(EventKind kind, PhoneMode mode) {
+    const auto* name = reinterpret_cast<const std::uint8_t*>(name_.data());
+    events_.fire(kind, number_, static_cast<std::uint16_t>(mode), {name, name_.size()});
+}
+
+void Port::afterExchange(std::span<const std::uint8_t> request, const std::vector<std::uint8_t>& answer) {
+    const std::lock_guard guard(lock_);
+    ++answered_;
+    events_.fire(EventKind::packetExchanged, number_, request.empty() ? std::uint16_t{0} : request[0], answer);
+}
+
+} // namespace tessra

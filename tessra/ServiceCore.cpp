@@ -1,0 +1,83 @@
+#include "tessra/ServiceCore.h"
+
+#include <algorithm>
+
+namespace tessra {
+namespace {
+
+// The lowest handle that is not in use; 0 where none is left.
+template <class Container>
+std::uint16_t freeHandle(const Container& used) {
+    for (std::uint16_t handle = 1; handle < 0xFFFF; ++handle) {
+        if (!used.contains(handle)) {
+            return handle;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+ServiceCore::ServiceCore(const ServiceConfig& config) : gate_(FaultScope::service, config.faults) {
+    for (const PortConfig& port : config.ports) {
+        ports_.push_back(std::make_shared<Port>(port));
+    }
+}
+
+void ServiceCore::close() {
+    gate_.close();
+    for (const auto& port : ports_) {
+        port->close();
+    }
+}
+
+std::shared_ptr<Port> ServiceCore::portNumbered(std::uint16_t number) const {
+    const auto found =
+        std::find_if(ports_.begin(), ports_.end(), [number](const auto& port) { return port->number() == number; });
+    return found == ports_.end() ? nullptr : *found;
+}
+
+std::shared_ptr<Port> ServiceCore::portNamed(std::string_view name) const {
+    const auto found =
+        std::find_if(ports_.begin(), ports_.end(), [name](const auto& port) { return port->name() == name; });
+    return found == ports_.end() ? nullptr : *found;
+}
+
+std::uint16_t ServiceCore::newAgentHandle() {
+    const std::lock_guard guard(lock_);
+    const std::uint16_t handle = freeHandle(agents_);
+    if (handle != 0) {
+        agents_.insert(handle);
+    }
+    return handle;
+}
+
+bool ServiceCore::releaseAgentHandle(std::uint16_t handle) {
+    const std::lock_guard guard(lock_);
+    return agents_.erase(handle) == 1;
+}
+
+std::uint16_t ServiceCore::registerClient(RegisteredClient client) {
+    const std::lock_guard guard(lock_);
+    client.handle = freeHandle(clients_);
+    if (client.handle != 0) {
+        clients_.emplace(client.handle, client);
+    }
+    return client.handle;
+}
+
+bool ServiceCore::unregisterClient(std::uint16_t handle) {
+    const std::lock_guard guard(lock_);
+    return clients_.erase(handle) == 1;
+}
+
+std::vector<RegisteredClient> ServiceCore::clients() const {
+    const std::lock_guard guard(lock_);
+    std::vector<RegisteredClient> all;
+    for (const auto& [handle, client] : clients_) {
+        all.push_back(client);
+    }
+    return all;
+}
+
+} // namespace tessra

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+/// What the batch tool was asked to do. Which fields count depends on the verb.
+struct Arguments {
+    enum class Verb { ports, read, list, set, write, reset };
+
+    Verb verb = Verb::ports;
+    std::string ringPath;
+    std::string servicePath;
+    std::string comPort;
+    std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list: these alone
+    std::string textPath;                                  ///< read: where the text export goes; empty for nowhere
+    std::string jsonPath;                                  ///< read: where the JSON goes; empty for nowhere
+    std::uint16_t itemNumber = 0;                          ///< set
+    std::string values;                                    ///< set: one text per sub-field, separated by commas
+    std::string inputPath;                                 ///< write
+    bool offlineFirst = false;                             ///< write
+    std::set<int> toleratedNumbers;                        ///< write
+};
+
+/// The arguments of the command line, or the exit status with which to end: after a request for help 0, and 2 after
+/// wrong usage. What there is to say has been printed then.
+struct ParsedArguments {
+    std::optional<Arguments> arguments;
+    int exitStatus = 0;
+};
+ParsedArguments parseArguments(int argc, const char* const* argv);

@@ -1,0 +1,54 @@
+#include "cli/ItemNumbers.h"
+
+#include <algorithm>
+#include <charconv>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+
+namespace {
+
+std::string_view trimmed(std::string_view text) {
+    const auto first = text.find_first_not_of(" \t");
+    return first == std::string_view::npos ? std::string_view()
+                                           : text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+[[noreturn]] void refuse(std::string_view part) {
+    throw std::invalid_argument("'" + std::string(part) +
+                                "' is neither an item number (0 to 65535) nor a range such as 20-30");
+}
+
+std::uint16_t parseNumber(std::string_view text, std::string_view part) {
+    const std::string_view digits = trimmed(text);
+    std::uint16_t number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    if (error != std::errc() || end != digits.data() + digits.size()) {
+        refuse(part);
+    }
+    return number;
+}
+
+} // namespace
+
+std::vector<std::uint16_t> parseItemNumbers(const std::string& list) {
+    std::set<std::uint16_t> numbers;
+    std::string_view rest = list;
+    for (;;) {
+        const auto comma = rest.find(',');
+        const std::string_view part = rest.substr(0, comma);
+        const auto dash = part.find('-');
+        const std::uint32_t first = parseNumber(part.substr(0, dash), part);
+        const std::uint32_t last = dash == std::string_view::npos ? first : parseNumber(part.substr(dash + 1), part);
+        if (last < first) {
+            refuse(part);
+        }
+        for (std::uint32_t number = first; number <= last; ++number) {
+            numbers.insert(static_cast<std::uint16_t>(number));
+        }
+        if (comma == std::string_view::npos) {
+            return {numbers.begin(), numbers.end()};
+        }
+        rest.remove_prefix(comma + 1);
+    }
+}

@@ -167,27 +167,36 @@ TEST(ComThreadManagerTest, ALateCompletionIsNoOtherCallsCompletion) {
 }
 
 TEST(ComThreadManagerTest, TheDestructorWaitsForAbandonedItemsAndTheThread) {
-    Probe slow;
-    Probe unstarted;
-    bool slowEnded = false;
-    bool unstartedRan = false;
-    kernel::AutoResetEvent abandoned;
-    slow.task = [&] {
-        abandoned.wait();
-        kernel::sleepMs(50); // ends while the destructor waits
-        slowEnded = true;
-    };
-    unstarted.task = [&] { unstartedRan = true; };
-    kernel::ThreadId worker;
-    {
-        ComThreadManager manager(1);
-        worker = manager.workerThread();
-        abandon(manager, slow);
-        abandon(manager, unstarted);
-        abandoned.set();
+    for (const bool busyWithAnItem : {true, false}) { // or with a message
+        SCOPED_TRACE(busyWithAnItem);
+        Probe slow;
+        Probe unstarted;
+        bool slowEnded = false;
+        bool unstartedRan = false;
+        kernel::AutoResetEvent started;
+        kernel::AutoResetEvent abandoned;
+        slow.task = [&] {
+            started.set();
+            abandoned.wait();
+            kernel::sleepMs(40); // ends while the destructor waits
+            slowEnded = true;
+        };
+        unstarted.task = [&] { unstartedRan = true; };
+        kernel::ThreadId worker;
+        {
+            ComThreadManager manager(1);
+            worker = manager.workerThread();
+            if (busyWithAnItem)
+                abandon(manager, slow);
+            else
+                ASSERT_TRUE(window::post(worker, slow.task));
+            started.wait(); // work goes before messages that the worker has not yet seen
+            abandon(manager, unstarted);
+            abandoned.set();
+        }
+        EXPECT_TRUE(slowEnded && unstartedRan);
+        EXPECT_FALSE(window::post(worker, [] {})) << "the thread outlived its manager";
     }
-    EXPECT_TRUE(slowEnded && unstartedRan);
-    EXPECT_FALSE(window::post(worker, [] {})) << "the thread outlived its manager";
 }
 
 TEST(ComThreadManagerTest, KeepsASharedTargetUntilItsAbandonedItemHasRun) {
@@ -214,6 +223,12 @@ TEST(ComThreadManagerTest, KeepsASharedTargetUntilItsAbandonedItemHasRun) {
     user->executeFunction(last, &Probe::note, kernel::kInfinite);
     EXPECT_TRUE(ran);
     EXPECT_EQ(destroyedOn, last.thread);
+
+    destroyedOn = {};
+    auto handedOver = std::make_shared<Kept>();
+    handedOver->destroyedOn = &destroyedOn;
+    user->executeFunction(std::move(handedOver), &Probe::note, kernel::kInfinite);
+    EXPECT_EQ(destroyedOn, last.thread) << "the call returned before its target had gone";
 }
 
 TEST(ComThreadManagerTest, TheLastReleaseMayComeFromTheWorkerItself) {
@@ -244,6 +259,8 @@ TEST(ComThreadManagerTest, DispatchesMessagesAndNestedCallsOnTheWorker) {
     ASSERT_TRUE(window::post(user->workerThread(), callInner));
     ASSERT_EQ(ran.wait(10000), kernel::WaitResult::signalled) << "an idle worker does not dispatch";
     EXPECT_EQ(inner.thread, user->workerThread());
+    ASSERT_EQ(com::callInApartment(inner.apartment, callInner), com::kOk);
+    ASSERT_EQ(ran.wait(10000), kernel::WaitResult::signalled) << "calls into the apartment do not arrive";
 
     inner.thread = {};
     outer.task = callInner;

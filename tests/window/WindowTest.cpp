@@ -99,12 +99,12 @@ TEST(WaitForObjectOrInputTest, LosesNeitherSignalsNorMessages) {
     kernel::AutoResetEvent answer;
     kernel::Thread poster([&] {
         for (int round = 0; round < kRounds; ++round) {
+            const bool signal = round % 4 == 0;
+            if (signal)
+                event.set(); // and at once a message, which must not take the signal's place in the woken wait
             window::post(kHere, [] {});
-            if (round % 4 == 0) {
-                event.set();
-                if (answer.wait(kPatienceMs) == WaitResult::timedOut)
-                    return;
-            }
+            if (signal && answer.wait(kPatienceMs) == WaitResult::timedOut)
+                return;
         }
     });
     int signals = 0;

@@ -43,7 +43,8 @@ bool TessraServer::connectWithin(std::uint32_t timeoutMs, std::uint32_t startTic
         } else {
             runOnWorker(&TessraServer::connectWithTimeoutAndComPortImpl);
         }
-        if (phoneFound_ || kernel::elapsedMs(startTick, kernel::tickCount()) > timeoutMs) {
+        // Without time there is one poll, also when the clock has not moved since the start.
+        if (phoneFound_ || timeoutMs == 0 || kernel::elapsedMs(startTick, kernel::tickCount()) > timeoutMs) {
             break;
         }
         kernel::sleepMs(kPollIntervalMs);

@@ -39,6 +39,8 @@ Status enterApartment() {
     if (own.entries++ > 0) {
         return kFalse;
     }
+    // From now on calls can be posted to this thread, even before it first looks for them.
+    window::createQueue();
     const std::lock_guard guard(table().lock);
     own.id = ++table().lastId;
     table().threads.emplace(own.id, kernel::currentThreadId());
@@ -59,12 +61,17 @@ ApartmentId currentApartment() {
 }
 
 Status callInApartment(ApartmentId apartment, std::function<void()> call) {
-    const std::lock_guard guard(table().lock);
-    const auto home = table().threads.find(apartment);
-    if (home == table().threads.end() || !window::post(home->second, std::move(call))) {
-        return kDisconnected;
+    kernel::ThreadId home;
+    {
+        const std::lock_guard guard(table().lock);
+        const auto found = table().threads.find(apartment);
+        if (found == table().threads.end()) {
+            return kDisconnected;
+        }
+        home = found->second;
     }
-    return kOk;
+    // Outside the lock, since a call that can't be posted is destroyed here, with all that it holds.
+    return window::post(home, std::move(call)) ? kOk : kDisconnected;
 }
 
 Status ApartmentBound::checkApartment() const {

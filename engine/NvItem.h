@@ -1,0 +1,118 @@
+#pragma once
+
+#include "engine/ItemLayout.h"
+#include "engine/SubItem.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// One NV item of a phone: its number, its layout as the decoder ring gives it, its 128 data bytes and the value texts
+/// of its sub-fields. Reached by callers of the catalog as Calvane::NvItem.
+///
+/// A value type: a copy shares nothing that can change. One object belongs to one thread at a time; different objects
+/// are independent, copies included.
+///
+/// Data block: the sub-fields one after the other in the order of the ring from byte 0 on, without padding, each
+/// little-endian. Bytes after the last sub-field belong to none.
+///
+/// What an item stores of its values is only what cannot be made again. The texts after a raw setData() are a function
+/// of the data bytes, so they are made when getSubItems() asks for them; the texts after a text setData() are the
+/// fields as they were typed (" -1", "007"), which the bytes do not tell, so they are kept. A catalog of 65,536 items
+/// is copied into vectors and cleared again without touching a text.
+class NvItem {
+public:
+    using SubItem = ::SubItem;
+    using SubItemType = ::SubItemType;
+
+    /// Number 0, empty name and access mark, no sub-fields, all data bytes zero.
+    NvItem() = default;
+
+    /// From one line of the decoder ring, as setDecoderRingString(). Throws CalvaneException if the line is malformed.
+    explicit NvItem(const std::string decoderRingLine);
+
+    /// An item of a layout that is known already; all data bytes zero, no values.
+    NvItem(std::uint16_t id, items::ItemLayout layout);
+
+    NvItem(const NvItem&) = default;
+    NvItem(NvItem&&) noexcept = default;
+    NvItem& operator=(const NvItem&) = default;
+    NvItem& operator=(NvItem&&) noexcept = default;
+    virtual ~NvItem() = default;
+
+    /// Replaces number, name, access mark and sub-fields by those of one line of the decoder ring; the sub-fields have
+    /// no values yet. The data block stays as it is. Throws CalvaneException if the line is malformed (the messages
+    /// stand in DecoderRing.cpp); the item then has what the line said up to there, and its old number if the line's
+    /// could not be read.
+    virtual void setDecoderRingString(const std::string decoderRingLine);
+
+    /// Sets data and values from raw bytes. `data` points to at least 128 bytes and may be this item's own block.
+    /// Bytes beyond the last sub-field become zero; an item without sub-fields takes all 128. Never fails.
+    virtual void setData(const unsigned char* data);
+
+    /// Sets data and values from one decimal text per sub-field, separated by commas. What a text may look like for
+    /// each type stands at items::readValueText(); the text becomes the sub-field's value untrimmed. Bytes beyond the
+    /// last sub-field stay as they are. Throws CalvaneException for too few or too many fields, and for a field that is
+    /// no number or out of its type's range. There is no roll-back: sub-fields before the failure have their new
+    /// values, those from it on the old ones (too many: all are set). A comma after the last field announces another
+    /// one, so it counts as too many.
+    virtual void setData(const std::string commaDelimitedDataString);
+
+    /// The item number.
+    virtual std::uint16_t getId() const;
+
+    virtual std::string getName() const;
+
+    /// The 128 data bytes; valid while the item lives and is not assigned to.
+    virtual const unsigned char* getData() const;
+
+    /// The access mark in lower case.
+    virtual std::string getAccess() const;
+
+    /// Comparison by number or by name (byte by byte), whichever setCompareByName() says at that moment. Data, layout
+    /// and the other key take no part.
+    virtual bool operator==(const NvItem& other) const;
+    virtual bool operator!=(const NvItem& other) const;
+    virtual bool operator>(const NvItem& other) const;
+    virtual bool operator<(const NvItem& other) const;
+
+    /// The sub-fields in order, with their values at this moment.
+    virtual std::vector<SubItem> getSubItems() const;
+
+private:
+    virtual void parseDecoderRingString(const std::string decoderRingLine);
+
+public:
+    /// What getSubItems() tells about the layout alone, without making its texts.
+    virtual std::size_t getSubItemCount() const;
+    virtual std::vector<SubItemType> getSubItemTypes() const;
+
+    /// Whether the item may be written to the phone or to a file: its access mark contains "write".
+    virtual bool isWritable() const;
+
+    /// Whether its values are seconds since 1 January 1970, to be shown as a date: its access mark contains "time".
+    virtual bool isTime() const;
+
+    /// Selects for every item of the process how items compare: true by name, false (as at the start) by number. May be
+    /// called on any thread; not while a sort is running, which would see two orders.
+    static void setCompareByName(bool byName);
+
+private:
+    /// The values of the items compared: negative, zero or positive.
+    int compare(const NvItem& other) const;
+
+    [[noreturn]] void refuseField(std::size_t index, const std::string& field, bool isNumber) const;
+
+    static std::atomic<bool> compareByName_;
+
+    items::ItemLayout layout_;
+    // Texts as typed, for the sub-fields from the first on that a text setData() has set since the last raw one.
+    std::vector<std::string> typedTexts_;
+    std::array<unsigned char, items::kItemDataBytes> data_{};
+    std::uint16_t id_ = 0;
+    // Whether the sub-fields beyond typedTexts_ have values, which are then those of the data bytes.
+    bool valuesFromData_ = false;
+};

@@ -69,20 +69,24 @@ private:
     const char* end_;
 };
 
-/// The only type that a spelling of this first letter, signed or not, can mean. Any for a letter that none begins with.
-constexpr std::size_t candidateCode(char widthLetter, bool isSigned) {
-    const std::size_t width = widthLetter == 'B' ? 0 : widthLetter == 'W' ? 1 : widthLetter == 'D' ? 2 : 3;
-    return 2 * width + (isSigned ? 1 : 0);
-}
+constexpr std::string_view kSignedPrefix = "SIGNED_";
 
-/// Looks at one candidate rather than at all types, because this runs for every sub-field of a ring.
+/// The code of the unsigned type whose spelling begins with a letter; 0 for a letter that none begins with.
+constexpr auto kCodeOfLetter = [] {
+    std::array<std::uint8_t, 256> codes{};
+    for (std::size_t code = 0; code < kSubItemTypes.size(); code += 2)
+        codes[static_cast<unsigned char>(kSubItemTypes[code].ringSpelling.front())] = static_cast<std::uint8_t>(code);
+    return codes;
+}();
+
+/// Picks the one type that a text of this length and letter can be and compares with it alone. This runs for every
+/// sub-field of a ring, whose types follow each other without a pattern, so a branch per type would mostly go wrong.
 std::optional<SubItemType> typeOfRingSpelling(std::string_view spelling) {
-    constexpr std::string_view kSigned = "SIGNED_";
-    const bool isSigned = spelling.starts_with(kSigned);
-    const std::size_t letter = isSigned ? kSigned.size() : 0;
-    if (letter == spelling.size())
+    if (spelling.empty())
         return std::nullopt;
-    const std::size_t code = candidateCode(spelling[letter], isSigned);
+    const std::size_t isSigned = spelling.size() > kSignedPrefix.size() ? 1 : 0;
+    const char letter = spelling[isSigned * kSignedPrefix.size()];
+    const std::size_t code = kCodeOfLetter[static_cast<unsigned char>(letter)] + isSigned;
     if (kSubItemTypes[code].ringSpelling != spelling)
         return std::nullopt;
     return static_cast<SubItemType>(code);
@@ -140,7 +144,7 @@ public:
 
 private:
     // Large enough that a read costs little per line, small enough that the bytes are still in the cache when parsed.
-    static constexpr std::size_t kBufferBytes = 64 * 1024;
+    static constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
 
     /// Moves the line that has begun to the front and reads on behind it. False when nothing came.
     bool refill() {

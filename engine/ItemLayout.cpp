@@ -98,14 +98,14 @@ std::size_t ItemLayout::dataBytes() const {
 }
 
 std::size_t ItemLayout::textStart(std::size_t text) const {
-    return text == kNameText ? fieldCount() : block_[kTextEndWord + text - 1];
+    return text == kNameText ? fieldCount() : block_.get()[kTextEndWord + text - 1];
 }
 
 std::string_view ItemLayout::textAt(std::size_t text) const {
     if (!block_)
         return {};
     const char* const tail = reinterpret_cast<const char*>(block_.get() + headWords(fieldCount()));
-    return {tail + textStart(text), tail + block_[kTextEndWord + text]};
+    return {tail + textStart(text), tail + block_.get()[kTextEndWord + text]};
 }
 
 } // namespace items

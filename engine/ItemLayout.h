@@ -19,7 +19,7 @@ inline constexpr std::size_t kMaxSubItems = kItemDataBytes;
 ///
 /// A layout never changes once made, and copies of it share one block of memory: the catalog hands out vectors of item
 /// copies by the ten thousand, and all of them describe the same few layouts. The block is a single allocation, because
-/// the time to load a ring is spent in allocations before anything else. Copying and reading are safe on any thread.
+/// allocations would take most of the time of loading a ring. Copying and reading are safe on any thread.
 class ItemLayout {
 public:
     struct Field {
@@ -36,7 +36,7 @@ public:
         std::shared_ptr<std::size_t[]> take(std::size_t words);
 
     private:
-        static constexpr std::size_t kBlockWords = 8 * 1024;
+        static constexpr std::size_t kBlockWords = std::size_t{8} * 1024;
 
         std::shared_ptr<std::size_t[]> block_;
         std::size_t used_ = kBlockWords;
@@ -46,7 +46,7 @@ public:
     ItemLayout() = default;
 
     /// Copies all texts; the access mark in lower case (letters A to Z; no locale takes part). The widths of `fields`
-    /// must add up to 128 bytes at most.
+    /// must add up to 128 bytes at most. The memory comes from `pool`, or is the layout's own if that is null.
     ItemLayout(std::string_view name, std::string_view accessMark, std::span<const Field> fields, Pool* pool);
 
     std::string_view name() const;

@@ -63,8 +63,8 @@ enum class FaultKind : std::uint8_t {
 
 struct FaultRule {
     Call call = Call::send;
-    std::optional<std::uint16_t> item; // only packets that read or write this NV item
-    std::uint32_t firstCall = 1;       // of the calls that the rule would meet, counted from 1 when it was added
+    std::optional<std::uint16_t> item = std::nullopt; // only packets that read or write this NV item
+    std::uint32_t firstCall = 1; // of the calls that the rule would meet, counted from 1 when it was added
     std::uint32_t lastCall = 0xFFFFFFFF;
     std::uint32_t delayMs = 0; // before anything else
     FaultKind kind = FaultKind::none;

@@ -69,8 +69,8 @@ TEST_F(ServiceFaultsTest, RulesCountTheirCalls) {
     portFaults().add({.item = 1, .firstCall = 2, .lastCall = 2, .kind = FaultKind::badResponse});
     portFaults().add({.firstCall = 5, .kind = FaultKind::serverCode, .value = 0x80042002});
     std::vector<Status> answers;
-    for (const std::uint16_t item : {1, 2, 1, 1, 1, 2}) {
-        answers.push_back(send(phone, nvRead(item)).status);
+    for (const int item : {1, 2, 1, 1, 1, 2}) {
+        answers.push_back(send(phone, nvRead(static_cast<std::uint16_t>(item))).status);
     }
     EXPECT_EQ(answers, (std::vector<Status>{0, 0, kBadPhoneResponse, 0, kFramingError, kFramingError}));
     EXPECT_EQ(portFaults().count(Call::send), 7U);

@@ -129,6 +129,39 @@ TEST(NvMemoryFile, EveryStoredItemIsInTheFileBeforeTheAnswer) {
     EXPECT_TRUE(again.find(2)->isProtected);
 }
 
+TEST(NvMemoryFile, WhatWasAnsweredSurvivesBeingKilled) {
+    const TemporaryFolder folder;
+    for (int round = 0; round < 8; ++round) {
+        int answers[2];
+        ASSERT_EQ(::pipe(answers), 0);
+        const pid_t child = ::fork();
+        if (child == 0) { // stores the counts from 1 in one item, which is rewritten all the time
+            NvMemoryFile memory(folder / "m", "");
+            for (std::uint8_t i = 1; i != 0 && memory.store(7, bytesOf(i, i)) == kNvDone; ++i) {
+                if (::write(answers[1], &i, 1) != 1) {
+                    break;
+                }
+            }
+            ::pause();
+        }
+        std::uint8_t last = 0;
+        for (int i = 0; i < 95 + 4 * round; ++i) { // the rewrite comes after about 103 lines
+            ASSERT_EQ(::read(answers[0], &last, 1), 1);
+        }
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        ::close(answers[1]);
+        while (::read(answers[0], &last, 1) == 1) {
+        }
+        ::close(answers[0]);
+        const NvMemoryFile memory(folder / "m", "");
+        ASSERT_NE(memory.find(7), nullptr);
+        const int stored = memory.find(7)->data[0];
+        EXPECT_TRUE(stored == last || stored == last + 1)
+            << stored << " is left where " << int{last} << " was answered";
+    }
+}
+
 TEST(NvMemoryFile, ATornLastLineDoesNotCountAndDoesNoHarm) {
     const TemporaryFolder folder;
     writeText(folder / "m", "1 0 aa\n2 0 bb\n2 0 cc"); // complete to look at, but its line feed is missing
@@ -199,6 +232,7 @@ TEST(NvMemoryFile, WhatSomebodyElseHasChangedIsNotWrittenOver) {
         EXPECT_EQ(memory.store(3, bytesOf(3)), kNvFailed);
     }
     EXPECT_EQ(readText(folder / "m"), "1 0 ee\n");
+    EXPECT_THAT(log.text, HasSubstr("somebody else has changed the file"));
 }
 
 TEST(NvMemoryFile, OneHolderAtATimeAlsoAcrossProcesses) {

@@ -136,6 +136,8 @@ TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
             EXPECT_THAT(error.what(), testing::StartsWith(file.string() + row.message));
         }
     }
+    writeText(file, "");
+    EXPECT_TRUE(loadServiceConfig(file).ports.empty());
     EXPECT_THROW(loadServiceConfig(folder / "missing.toml"), ConfigError);
     EXPECT_THROW(loadServiceConfig(folder.path), ConfigError);
 }

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -174,6 +175,10 @@ void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) 
     struct FileCloser {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
+    // Opening a pipe would wait for its writer, and reading a device never ends.
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(path, ignored))
+        throw missingFile(path);
     const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
     if (!file)
         throw missingFile(path);
@@ -195,7 +200,6 @@ void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) 
             throw CalvaneException("The NV ID: '" + std::to_string(number) +
                                    "' was found twice in the decoder ring file '" + path + "'.");
     }
-    // A directory can be opened, but not read.
     if (lines.failed())
         throw missingFile(path);
 }

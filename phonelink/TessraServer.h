@@ -133,8 +133,8 @@ private:
         std::uint8_t* version = nullptr;
     };
 
-    /// The members below are for holders of the session's lock. These run a member on the worker, without limit of time,
-    /// and throw the failure that it recorded.
+    /// The members below are for holders of the session's lock. These run a member on the worker, without limit of
+    /// time, and throw the failure that it recorded.
     void runOnWorker(Member member);
     void runOnWorker(MemberWithArgument member, std::uintptr_t argument);
     void throwIfFailed();
@@ -151,7 +151,8 @@ private:
     void waitForPhoneToLeave(std::uint32_t startTick, std::uint32_t timeoutMs);
     void waitForPhoneToReturn(std::uint32_t startTick, std::uint32_t timeoutMs, bool present);
 
-    /// On the worker: records a failure. A failure of attaching also leaves the state that attaching would have reached.
+    /// On the worker: records a failure. A failure of attaching also leaves the state that attaching would have
+    /// reached.
     void recordFailure(std::string message);
     void recordInitializeFailure(std::string message);
     void recordChangeFailure(std::string message);

@@ -11,8 +11,8 @@
 /// which they were made: a call from elsewhere answers com::kNotInitialized or com::kWrongThread. A failed call leaves
 /// its outputs empty or zero, unless it says otherwise.
 //
-/// The service's own failures have facility 4 and the low 16 bits 0x2001 to 0x200A and 0x2014 to 0x2016, whose texts the
-/// session owns, and 0x202A for a phone in a mode that takes no packets.
+/// The service's own failures have facility 4 and the low 16 bits 0x2001 to 0x200A and 0x2014 to 0x2016, whose texts
+/// the session owns, and 0x202A for a phone in a mode that takes no packets.
 namespace tessra {
 
 using com::ComPtr;

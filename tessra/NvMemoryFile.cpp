@@ -1,5 +1,6 @@
 #include "tessra/NvMemoryFile.h"
 
+#include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Trace.h"
 #include "tessra/ConfigError.h"
 
@@ -18,30 +19,17 @@ namespace {
 // Stands among the error numbers for a file that is not as this process left it; no call used here fails with it.
 constexpr int kChangedByOthers = EBUSY;
 
+// 65,536 items, each written a few times since the last rewrite.
+constexpr std::size_t kMaxFileBytes = std::size_t{64} << 20;
+// Number, status, 256 digits and all marks.
+constexpr std::size_t kMaxLineBytes = 300;
+
 std::string reasonOf(int error) {
     return error == kChangedByOthers ? "somebody else has changed the file" : std::generic_category().message(error);
 }
 
 [[noreturn]] void unavailable(const std::filesystem::path& path, const std::string& reason) {
     throw NvMemoryUnavailable(path.string() + ": " + reason);
-}
-
-// 0, or the error number of the read that failed.
-int readWhole(const FileDescriptor& file, std::string& text) {
-    constexpr std::size_t kBlockBytes = 65536;
-    text.clear();
-    for (;;) {
-        const std::size_t length = text.size();
-        text.resize(length + kBlockBytes);
-        const ssize_t count = ::read(file.number(), text.data() + length, kBlockBytes);
-        text.resize(length + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-        if (count == 0) {
-            return 0;
-        }
-        if (count < 0 && errno != EINTR) {
-            return errno;
-        }
-    }
 }
 
 int writeWhole(const FileDescriptor& file, std::string_view text) {
@@ -68,13 +56,18 @@ FileDescriptor takeLock(const std::filesystem::path& path) {
 }
 
 NvCells readInitial(const std::filesystem::path& path) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
-    const int error = file ? readWhole(file, text) : errno;
-    if (error != 0) {
+    if (const int error = kernel::readRegularFile(path, kMaxFileBytes, text); error != 0) {
         throw ConfigError(path, 0, "can't be read: " + reasonOf(error));
     }
     return parseNvMemory(text, path).cells;
+}
+
+// Whether `tail` can be the beginning of an item line, which is what an interrupted append leaves. Anything else that
+// has no line feed is no memory file, and is not to be cut off.
+bool isTornLine(std::string_view tail) {
+    return tail.size() <= kMaxLineBytes &&
+           tail.find_first_not_of("0123456789abcdefghijklmnopqrstuvwxyz-, ") == std::string_view::npos;
 }
 
 bool isOutOfSpace(int error) {
@@ -135,7 +128,7 @@ std::uint16_t NvMemoryFile::store(std::uint16_t number, std::span<const std::uin
 }
 
 void NvMemoryFile::open() {
-    file_ = FileDescriptor(::open(path_.c_str(), O_RDWR | O_APPEND | O_CLOEXEC));
+    file_ = FileDescriptor(::open(path_.c_str(), O_RDWR | O_APPEND | O_NONBLOCK | O_CLOEXEC));
     if (!file_ && errno != ENOENT) {
         unavailable(path_, "can't be opened: " + reasonOf(errno));
     }
@@ -143,35 +136,37 @@ void NvMemoryFile::open() {
 
 void NvMemoryFile::load() {
     std::string text;
-    if (const int error = readWhole(file_, text); error != 0) {
+    if (const int error = kernel::readRegularFile(path_, kMaxFileBytes, text); error != 0) {
         unavailable(path_, "can't be read: " + reasonOf(error));
     }
+    fileBytes_ = text.size();
     goodBytes_ = text.rfind('\n') + 1; // 0 where there is none
-    tornTail_ = goodBytes_ < text.size();
+    if (!isTornLine(std::string_view(text).substr(goodBytes_))) {
+        const auto lines = std::count(text.begin(), text.end(), '\n');
+        throw ConfigError(path_, static_cast<std::size_t>(lines) + 1, "this is no item line, and it has no end");
+    }
     NvMemoryText memory = parseNvMemory(std::string_view(text).substr(0, goodBytes_), path_);
     cells_ = std::move(memory.cells);
     extraLines_ = memory.itemLines - cells_.size();
-    if (tornTail_) {
+    if (goodBytes_ < fileBytes_) {
         kernel::logError("NvMemoryFile: the last line of " + path_.string() + " is incomplete and does not count");
     }
 }
 
 // 0, or the error number; the file is then as before, or has a torn tail that the next append cuts off.
 int NvMemoryFile::append(std::uint16_t number, const NvCell& cell) {
-    if (tornTail_) {
-        if (::ftruncate(file_.number(), static_cast<off_t>(goodBytes_)) != 0) {
-            return errno;
-        }
-        tornTail_ = false;
-    }
     if (!untouchedByOthers()) {
         return kChangedByOthers;
     }
+    if (const int error = cutTornTail(); error != 0) {
+        return error;
+    }
     const std::string line = formatNvLine(number, cell);
     const ssize_t count = ::write(file_.number(), line.data(), line.size());
+    fileBytes_ += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     if (count != static_cast<ssize_t>(line.size())) {
         const int error = count < 0 ? errno : ENOSPC;
-        tornTail_ = ::ftruncate(file_.number(), static_cast<off_t>(goodBytes_)) != 0;
+        cutTornTail(); // if that fails too, the next append tries again
         return error;
     }
     goodBytes_ += line.size();
@@ -186,6 +181,17 @@ int NvMemoryFile::append(std::uint16_t number, const NvCell& cell) {
 }
 
 // 0, or the error number; the file is then as before.
+int NvMemoryFile::cutTornTail() {
+    if (goodBytes_ < fileBytes_) {
+        if (::ftruncate(file_.number(), static_cast<off_t>(goodBytes_)) != 0) {
+            return errno;
+        }
+        fileBytes_ = goodBytes_;
+    }
+    return 0;
+}
+
+// 0, or the error number; the file is then as before.
 int NvMemoryFile::rewrite() {
     if (!untouchedByOthers()) {
         return kChangedByOthers;
@@ -194,7 +200,10 @@ int NvMemoryFile::rewrite() {
     const mode_t permissions = file_ && ::fstat(file_.number(), &old) == 0 ? old.st_mode & 0777 : 0666;
     const std::string temporary = path_.string() + ".tmp";
     const std::string text = formatNvMemory(cells_);
-    FileDescriptor next(::open(temporary.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, permissions));
+    // What stands at that name is left from a rewrite that was interrupted, or is somebody's trap: it is not followed.
+    ::unlink(temporary.c_str());
+    FileDescriptor next(
+        ::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_APPEND | O_CLOEXEC, permissions));
     if (!next) {
         return errno;
     }
@@ -213,7 +222,7 @@ int NvMemoryFile::rewrite() {
     }
     file_ = std::move(next);
     goodBytes_ = text.size();
-    tornTail_ = false;
+    fileBytes_ = text.size();
     extraLines_ = 0;
     changed_ = false;
     return 0;
@@ -227,7 +236,7 @@ bool NvMemoryFile::untouchedByOthers() const {
     }
     struct stat own {};
     return file_ && ::fstat(file_.number(), &own) == 0 && named.st_ino == own.st_ino && named.st_dev == own.st_dev &&
-           (tornTail_ || static_cast<std::size_t>(named.st_size) == goodBytes_);
+           static_cast<std::size_t>(named.st_size) == fileBytes_;
 }
 
 } // namespace tessra

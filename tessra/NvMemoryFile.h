@@ -49,6 +49,7 @@ private:
     void open();
     void load();
     int append(std::uint16_t number, const NvCell& cell);
+    int cutTornTail();
     int rewrite();
     bool untouchedByOthers() const;
 
@@ -57,7 +58,7 @@ private:
     FileDescriptor file_; // none until the file exists
     NvCells cells_;
     std::size_t goodBytes_ = 0;  // the file's length up to its last complete line
-    bool tornTail_ = false;      // more follows in the file, to be cut off before anything is appended
+    std::size_t fileBytes_ = 0;  // its whole length; what lies between is a torn tail, cut off before an append
     std::size_t extraLines_ = 0; // lines that a rewrite would save
     bool changed_ = false;       // something was stored since the last rewrite
 };

@@ -1,15 +1,15 @@
 #include "tessra/ServiceConfig.h"
 
+#include "platform/kernel/RegularFile.h"
 #include "tessra/ConfigError.h"
 
 #include <toml++/toml.h>
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string_view>
+#include <system_error>
 
 namespace tessra {
 namespace {
@@ -281,15 +281,29 @@ void refuseDoubles(const TableReader& reader, const std::vector<PortConfig>& por
     }
 }
 
-toml::table parse(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf(); // fails for an empty file too, which is one without ports
-    if (!stream.is_open() || stream.bad() || std::filesystem::is_directory(file)) {
-        throw ConfigError(file, 0, "can't be read");
+// A hand-written file of ports stays far below these. The parser's work on a name of many parts is recursive, so lines
+// without bounds could exhaust the stack.
+constexpr std::size_t kMaxFileBytes = std::size_t{1} << 20;
+constexpr std::size_t kMaxLineBytes = 4096;
+
+void refuseLongLines(const std::filesystem::path& file, std::string_view text) {
+    for (std::size_t line = 1; !text.empty(); ++line) {
+        const std::size_t length = std::min(text.find('\n'), text.size());
+        if (length > kMaxLineBytes) {
+            throw ConfigError(file, line, "the line is longer than " + std::to_string(kMaxLineBytes) + " characters");
+        }
+        text.remove_prefix(std::min(length + 1, text.size()));
     }
+}
+
+toml::table parse(const std::filesystem::path& file) {
+    std::string text;
+    if (const int error = kernel::readRegularFile(file, kMaxFileBytes, text); error != 0) {
+        throw ConfigError(file, 0, "can't be read: " + std::generic_category().message(error));
+    }
+    refuseLongLines(file, text);
     try {
-        return toml::parse(text.str(), file.string());
+        return toml::parse(text, file.string());
     } catch (const toml::parse_error& error) {
         throw ConfigError(file, error.source().begin.line, std::string(error.description()));
     }

@@ -7,8 +7,8 @@
 
 namespace com {
 
-/// A single-threaded apartment is the home that a thread gives to the objects made on it: they are called on that thread
-/// alone. 0 stands for no apartment; a number is never given out twice in a process.
+/// A single-threaded apartment is the home that a thread gives to the objects made on it: they are called on that
+/// thread alone. 0 stands for no apartment; a number is never given out twice in a process.
 using ApartmentId = std::uint64_t;
 
 /// Puts the calling thread into an apartment of its own. Counted: kOk for the first call of a thread, kFalse for one

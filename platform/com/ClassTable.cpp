@@ -46,8 +46,15 @@ ClassRegistration::ClassRegistration(const ClassId& classId, std::uint32_t conte
 }
 
 ClassRegistration::~ClassRegistration() {
+    std::vector<Entry> ended; // destroyed after the lock has gone: what the factory holds may use the table
     const std::lock_guard guard(table().lock);
-    std::erase_if(table().entries, [this](const Entry& entry) { return entry.key == key_; });
+    auto& entries = table().entries;
+    const auto own =
+        std::find_if(entries.begin(), entries.end(), [this](const Entry& entry) { return entry.key == key_; });
+    if (own != entries.end()) {
+        ended.push_back(std::move(*own));
+        entries.erase(own);
+    }
 }
 
 Status createInstance(const ClassId& classId, std::uint32_t contexts, ComPtr<Unknown>& out) {

@@ -7,8 +7,8 @@
 
 namespace com {
 
-/// Where the object behind a class may live: in this process, behind a handler here, in another process of this machine,
-/// or on another machine. Added up in a creation call.
+/// Where the object behind a class may live: in this process, behind a handler here, in another process of this
+/// machine, or on another machine. Added up in a creation call.
 enum ClassContext : std::uint32_t {
     kInProcessServer = 0x1,
     kInProcessHandler = 0x2,

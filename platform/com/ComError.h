@@ -28,8 +28,8 @@ private:
     std::string message_;
 };
 
-/// Leaves source and description of a failure with the calling thread, for the caller that turns the status code into an
-/// exception, and answers `status`: an object's method ends with `return failWith(...)`.
+/// Leaves source and description of a failure with the calling thread, for the caller that turns the status code into
+/// an exception, and answers `status`: an object's method ends with `return failWith(...)`.
 Status failWith(Status status, std::string_view source, std::string_view description);
 
 /// Throws a ComError for `status`. Source and description are those of the thread's last failWith() if that was for the

@@ -7,8 +7,8 @@
 
 namespace com {
 
-/// The message table's text for `status`, looked up whole, as the table gives it: with a carriage return and a line feed
-/// at its end. Empty where the table has none.
+/// The message table's text for `status`, looked up whole, as the table gives it: with a carriage return and a line
+/// feed at its end. Empty where the table has none.
 std::optional<std::string> systemMessage(Status status);
 
 /// The text that a COM error shows for its code: the message table's without the closing carriage return and line feed.

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -187,6 +188,38 @@ TEST(NvMemoryFile, AFileWithABadLineIsLeftAlone) {
         EXPECT_THAT(error.what(), HasSubstr("/m:2: the item number 'rubbish'"));
     }
     EXPECT_EQ(readText(folder / "m"), text);
+}
+
+TEST(NvMemoryFile, WhatIsNoMemoryFileIsNeitherTakenForATornLineNorWaitedFor) {
+    const TemporaryFolder folder;
+    const std::string prose = "A letter, all of it in one line, and somebody's only copy.";
+    writeText(folder / "letter.txt", prose);
+    EXPECT_THROW(NvMemoryFile(folder / "letter.txt", {}), ConfigError);
+    EXPECT_EQ(readText(folder / "letter.txt"), prose);
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    EXPECT_THROW(NvMemoryFile(folder / "pipe", {}), NvMemoryUnavailable);
+    EXPECT_THROW(NvMemoryFile({}, folder / "pipe"), ConfigError);
+    EXPECT_THROW(NvMemoryFile({}, "/dev/zero"), ConfigError);
+}
+
+TEST(NvMemoryFile, ARepairMadeMeanwhileIsNotCutOffWithTheTornLine) {
+    const TemporaryFolder folder;
+    const ErrorLog log;
+    writeText(folder / "memory", "10 0 01\n20 0 0");
+    NvMemoryFile memory(folder / "memory", {});
+    writeText(folder / "memory", "10 0 01\n20 0 02\n30 0 03\n"); // in place
+    EXPECT_EQ(memory.store(10, bytesOf(9)), kNvFailed);
+    EXPECT_EQ(readText(folder / "memory"), "10 0 01\n20 0 02\n30 0 03\n");
+}
+
+TEST(NvMemoryFile, ARewriteDoesNotFollowALinkAtItsTemporaryName) {
+    const TemporaryFolder folder;
+    writeText(folder / "other", "precious");
+    std::filesystem::create_symlink(folder / "other", folder / "memory.tmp");
+    EXPECT_EQ(NvMemoryFile(folder / "memory", {}).store(10, bytesOf(1)), kNvDone);
+    EXPECT_EQ(readText(folder / "other"), "precious");
+    EXPECT_FALSE(std::filesystem::is_symlink(folder / "memory"));
+    EXPECT_EQ(cellsIn(folder / "memory").size(), 1U);
 }
 
 TEST(NvMemoryFile, AFullDiskRefusesTheItemAndKeepsTheRest) {

@@ -81,8 +81,15 @@ TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
         const char* text;
         const char* message; // after the file's name
     };
+    // The parser works on such a name recursively.
+    std::string manyParts = "\n[a";
+    for (int part = 0; part < 300000; ++part) {
+        manyParts += ".a";
+    }
+    manyParts += "]";
     const Row rows[] = {
         {"no TOML", "\n[[port]\n", ":2: "},
+        {"a name of very many parts", manyParts.c_str(), ":2: the line is longer than 4096 characters"},
         {"a key that is not known", "a = 1", ":1: unknown key 'a' in the file"},
         {"a key of a later kind of port", "[[port]]\nname = \"COM1\"\nbaud = 1", ":3: unknown key 'baud' in port"},
         {"a port as a plain table", "[port]\nname = \"COM1\"", ":1: 'port' must be tables, each under [[port]]"},

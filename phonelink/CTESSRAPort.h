@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-/// One session's choice among the service's ports: the port selected by number, and the phone interface that the service
-/// gave for it. Owned by the session's ServerLink; lives on the COM worker thread alone.
+/// One session's choice among the service's ports: the port selected by number, and the phone interface that the
+/// service gave for it. Owned by the session's ServerLink; lives on the COM worker thread alone.
 class CTESSRAPort {
 public:
     /// Raised where a phone is asked for and the selected port has none. Not a std::exception: the session tells it

@@ -12,8 +12,8 @@ public:
     PhoneConnection(const PhoneConnection&) = delete;
     PhoneConnection& operator=(const PhoneConnection&) = delete;
 
-    /// Takes `phone`, releasing a phone held before. An `accessCode` that is not null is sent to it at once; its failure
-    /// is a com::ComError, and the phone stays attached.
+    /// Takes `phone`, releasing a phone held before. An `accessCode` that is not null is sent to it at once; its
+    /// failure is a com::ComError, and the phone stays attached.
     void attach(const com::ComPtr<tessra::IPhonePort>& phone, const std::string* accessCode = nullptr);
     void detach();
 

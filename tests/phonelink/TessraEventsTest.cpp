@@ -383,21 +383,38 @@ TEST_F(SessionEvents, TheEndOfTheSessionWaitsForTheListener) {
 TEST_F(SessionEvents, EventsListenersAndStopsAllAtOnce) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(800);
     const auto isTime = [&] { return std::chrono::steady_clock::now() < deadline; };
+    // The threads keep step, so that none of them works alone.
+    std::atomic<std::uint32_t> changes = 0;
+    std::atomic<std::uint32_t> rounds = 0;
+    const auto awaitChanges = [&](std::uint32_t count) {
+        for (const std::uint32_t start = changes; changes - start < count && isTime();) {
+            std::this_thread::yield();
+        }
+    };
     auto source = std::async(std::launch::async, [&] {
-        for (; isTime();) {
-            replug();
+        while (isTime()) {
+            if (changes < rounds * 4 + 4) {
+                service->port("COM1").setMode(++changes % 2 == 0 ? tessra::PhoneMode::offline
+                                                                 : tessra::PhoneMode::download);
+            }
         }
     });
     auto ports = std::async(std::launch::async, [&] {
-        for (int round = 0; isTime(); ++round) {
-            failureOf([&] { session->connect(round % 3 == 0 ? "COM7" : round % 3 == 1 ? "COM1" : "COM2"); });
+        while (isTime()) {
+            const std::uint32_t kind = rounds % 16;
+            failureOf([&] { session->connect(kind == 0 ? "COM7" : kind == 8 ? "COM2" : "COM1"); });
+            ++rounds;
+            while (changes < rounds * 4 && isTime()) {
+                std::this_thread::yield();
+            }
         }
     });
     std::atomic<std::uint64_t> heard = 0;
     auto listeners = std::async(std::launch::async, [&] {
-        for (; isTime();) {
+        while (isTime()) {
             Recorder listener([&] { ++heard; });
             bool isAdded = failureOf([&] { session->addEventListener(&listener, nullptr); }).empty();
+            awaitChanges(5);
             // A session that has lost its port takes no removal; the other thread connects it again.
             while (isAdded) {
                 isAdded = !failureOf([&] { session->removeEventListener(&listener); }).empty();
@@ -422,6 +439,7 @@ TEST_F(SessionEvents, EventsListenersAndStopsAllAtOnce) {
     replug();
     EXPECT_TRUE(listener.hears(2));
     EXPECT_GT(heard, 0u);
+    EXPECT_GT(calls(Call::subscribe), 2u);
 }
 
 } // namespace

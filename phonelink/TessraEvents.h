@@ -94,8 +94,8 @@ private:
     kernel::AutoResetEvent started_;           // the notifier has started, or ended
     kernel::AutoResetEvent quit_;              // the notifier shall end
     kernel::AutoResetEvent queued_;            // look at the queue, and at quit_
-    // Events are delivered: subscribed, and not told to stop. Set by a holder of the session's lock, so that a stop on
-    // the worker, which acts for such a holder, finds a notifier before its subscription or after it.
+    // Events are delivered: subscribed, and not told to stop. Becomes true under the session's lock, so that a stop
+    // on the worker, which acts for a holder of that lock, finds a notifier before its subscription or after it.
     std::atomic<bool> running_ = false;
     std::atomic<bool> unsubscribed_ = false; // the worker has ended the subscription in the notifier's place
 

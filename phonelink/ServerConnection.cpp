@@ -17,15 +17,21 @@ com::Status ServerConnection::attach(const std::string& clientName) {
     }
 }
 
-void ServerConnection::attachOrThrow(const std::string&) {
-    server_.reset();
+void ServerConnection::attachOrThrow(const std::string& clientName) {
+    detach();
     com::ComPtr<com::Unknown> created;
     com::throwIfFailed(com::createInstance(tessra::kServerClass, com::kAnyServer, created));
     com::throwIfFailed(com::run(created));
     com::throwIfFailed(created.query(server_));
     com::throwIfFailed(server_->setInterfaceVersion(tessra::kInterfaceVersion));
+    registration_ = std::make_unique<CClientRegisterHelper>(clientName.c_str());
+    registration_->Register(nullptr);
 }
 
 void ServerConnection::detach() {
+    if (registration_) {
+        registration_->UnRegister(nullptr);
+        registration_.reset();
+    }
     server_.reset();
 }

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "phonelink/CClientRegisterHelper.h"
 #include "tessra/Interfaces.h"
 
+#include <memory>
 #include <string>
 
-/// One session's hold on the service's root object. Owned by the session's ServerLink; lives on the COM worker thread
-/// alone.
+/// One session's hold on the service's root object, and its place in the service's list of clients. Owned by the
+/// session's ServerLink; lives on the COM worker thread alone.
 class ServerConnection {
 public:
     ServerConnection() = default;
@@ -14,11 +16,12 @@ public:
     ServerConnection& operator=(const ServerConnection&) = delete;
 
     /// Creates the service's root object, in this process or in another of this machine, runs it and tells it the
-    /// version of the interfaces that this program speaks; an object held before is released first. Answers the status
-    /// code of the COM error that ended it, com::kFail for any other exception.
+    /// version of the interfaces that this program speaks; then registers this program as `clientName`, which can't
+    /// fail. What was attached before is detached first. Answers the status code of the COM error that ended it,
+    /// com::kFail for any other exception.
     com::Status attach(const std::string& clientName);
 
-    /// Releases the root object. Does nothing where none is held.
+    /// Takes the registration back and releases the root object. Does nothing where none is held.
     void detach();
 
     /// The root object with a reference of its own; null before attach() and after detach().
@@ -28,4 +31,5 @@ private:
     void attachOrThrow(const std::string& clientName);
 
     com::ComPtr<tessra::IServer> server_;
+    std::unique_ptr<CClientRegisterHelper> registration_;
 };

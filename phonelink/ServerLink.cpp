@@ -21,6 +21,7 @@ void ServerLink::invoke(Function function) {
 }
 
 void ServerLink::releaseServer() {
+    eventSubscription.endQuietly();
     try {
         if (phoneConnection) {
             phoneConnection->detach();

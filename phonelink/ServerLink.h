@@ -2,6 +2,7 @@
 
 #include "phonelink/CTESSRAPort.h"
 #include "phonelink/ComThreadClient.h"
+#include "phonelink/EventSubscription.h"
 #include "phonelink/PhoneConnection.h"
 #include "phonelink/ServerConnection.h"
 
@@ -19,8 +20,8 @@ public:
     void invoke(FunctionWithArgument function, std::uintptr_t argument) override;
     void invoke(Function function) override;
 
-    /// Lets go of everything: the phone, the agent, the server. Failures are dropped, since there is nobody left to
-    /// tell; that of the agent's release is logged. Leaves the link as it was when it was made.
+    /// Lets go of everything: the phone and its events, the agent, the server. Failures are dropped, since there is
+    /// nobody left to tell; that of the agent's release is logged. Leaves the link as it was when it was made.
     void releaseServer();
 
     /// The server's root object; com::ComError with com::kPointer where none is attached.
@@ -37,6 +38,7 @@ public:
     std::unique_ptr<ServerConnection> serverConnection;
     std::unique_ptr<CTESSRAPort> port;
     std::unique_ptr<PhoneConnection> phoneConnection;
+    EventSubscription eventSubscription;
     com::ComPtr<tessra::IConfigurationAgent> agent;
     std::uint16_t agentHandle = 0; // meaningful while the server has an agent of ours
     bool agentCreated = false;

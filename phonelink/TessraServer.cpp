@@ -3,6 +3,7 @@
 #include "phonelink/ComThreadManager.h"
 #include "phonelink/ServerErrorText.h"
 #include "phonelink/ServerLink.h"
+#include "phonelink/TessraEvents.h"
 #include "platform/kernel/Trace.h"
 
 #include <utility>
@@ -18,10 +19,13 @@ std::string invalidPortText(const std::string& comPort) {
 } // namespace
 
 TessraServer::TessraServer(std::string clientName)
-    : manager_(*ComThreadManager::acquire()), clientName_(std::move(clientName)),
-      link_(std::make_shared<ServerLink>()) {}
+    : manager_(*ComThreadManager::acquire()), clientName_(std::move(clientName)), link_(std::make_shared<ServerLink>()),
+      events_(std::make_shared<TessraEvents>(*this)) {}
 
 TessraServer::~TessraServer() {
+    events_->stop();
+    events_->awaitEnd();
+    events_.reset();
     try {
         manager_.executeFunction(std::move(link_), &ServerLink::releaseServer, kTeardownTimeoutMs);
     } catch (const ComThreadManager::TimeoutException&) {
@@ -41,7 +45,7 @@ void TessraServer::invoke(Function function) {
 }
 
 void TessraServer::connect(const std::string& comPort) {
-    const kernel::MutexLock guard(sessionLock_);
+    const AttachLock guard(*this);
     comPort_ = comPort;
     initializeIfNeeded();
     attachWith(connected_);
@@ -56,7 +60,8 @@ void TessraServer::initialize() {
     } catch (const CTESSRAPort::CTESSRAPortException& error) {
         recordInitializeFailure("TessraServer::initialize - " + error.message());
     } catch (const Exception& error) {
-        recordInitializeFailure(error.what());
+        recordFailure(error.what());
+        initialized_ = false;
     } catch (...) {
         recordInitializeFailure("TessraServer::initialize - Unable to connect to the Tessra server");
     }
@@ -84,6 +89,8 @@ void TessraServer::changeComPortImpl() {
     try {
         link_->phoneConnection->detach();
         link_->attachPort(comPort_);
+        // The listeners asked for the events of the phone that the session is attached to.
+        link_->eventSubscription.follow(link_->port->phone());
     } catch (const CTESSRAPort::CTESSRAPortException& error) {
         recordChangeFailure("TessraServer::changeComPortImpl - " + error.message());
     } catch (const com::ComError& error) {
@@ -103,6 +110,21 @@ void TessraServer::connectWithComPortImpl() {
                           link_->attachPort(comPort_);
                           connected_ = true;
                       });
+}
+
+TessraServer::AttachLock::AttachLock(TessraServer& session) : session_(session) {
+    session_.sessionLock_.wait();
+}
+
+TessraServer::AttachLock::~AttachLock() {
+    session_.sessionLock_.release();
+    if (!session_.isOnWorker()) {
+        session_.events_->awaitEnd();
+    }
+}
+
+bool TessraServer::isOnWorker() const {
+    return manager_.workerThread() == kernel::currentThreadId();
 }
 
 void TessraServer::runOnWorker(Member member) {
@@ -144,11 +166,13 @@ void TessraServer::recordFailure(std::string message) {
 }
 
 void TessraServer::recordInitializeFailure(std::string message) {
+    events_->stop();
     recordFailure(std::move(message));
     initialized_ = false;
 }
 
 void TessraServer::recordChangeFailure(std::string message) {
+    events_->stop();
     recordFailure(std::move(message));
     connected_ = false;
 }

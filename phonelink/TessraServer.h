@@ -14,6 +14,9 @@
 
 class ComThreadManager;
 class ServerLink;
+class TessraEventFilter;
+class TessraEventListener;
+class TessraEvents;
 
 /// A phone that the service sees: the name of its port, and the service's three descriptions of it.
 struct PhoneRecord {
@@ -48,7 +51,8 @@ public:
 
     /// `clientName` is the name by which the service knows this program.
     explicit TessraServer(std::string clientName);
-    /// Lets go of the service, waiting for it 10 s at most; what takes longer is finished by the worker later on.
+    /// Ends the event notifier, so that no listener is called any more. Then lets go of the service, waiting for it 10
+    /// s at most; what takes longer is finished by the worker later on. Not to be called by a listener.
     ~TessraServer() override;
     TessraServer(const TessraServer&) = delete;
     TessraServer& operator=(const TessraServer&) = delete;
@@ -98,6 +102,18 @@ public:
     /// Writes 128 bytes to one NV item; `status` as in readNv.
     virtual void writeNv(std::uint16_t number, const std::uint8_t* data, std::uint16_t& status);
 
+    /// Registers `listener`, not null, for the phone's events that `filter` accepts; a null filter accepts all. It
+    /// hears on a thread of the session's, and hears on when the session changes to another port. A failure to
+    /// subscribe to the events is thrown, and nothing is registered.
+    ///
+    /// When an attempt to change the port fails, all listeners hear nothing more from that member's return on. They
+    /// stay registered, and hear again once a listener has been added to the session connected anew. Adding and
+    /// removing does not take the session's lock; it must come neither from the worker nor from a listener.
+    virtual void addEventListener(TessraEventListener* listener, TessraEventFilter* filter);
+    /// Removes the first registration of `listener`; on return it is not being called through it. An unknown listener
+    /// is ignored.
+    virtual void removeEventListener(TessraEventListener* listener);
+
 protected:
     /// The members below run on the worker and record what fails.
     virtual void initialize();
@@ -111,6 +127,8 @@ protected:
     virtual void sendSpcImpl();
     virtual void getDiagVernoImpl();
     virtual void sendTmobImpl();
+    virtual void connectToTessraEvents();
+    virtual void disconnectFromTessraEvents();
     virtual void connectWithComPortImpl();
     /// `comPort`: the address of the std::string that names the port, which is the session's.
     virtual void connectWithTimeoutAndComPortImpl(std::uintptr_t comPort);
@@ -119,6 +137,8 @@ protected:
     virtual void waitForActivePhoneImpl();
 
 private:
+    friend class TessraEvents;
+
     using Member = void (TessraServer::*)();
     using MemberWithArgument = void (TessraServer::*)(std::uintptr_t);
 
@@ -132,6 +152,21 @@ private:
         const char* accessCode = nullptr;
         std::uint8_t* version = nullptr;
     };
+
+    /// Holds the session's lock for a member that may attach to a port. When that fails the event notifier is stopped;
+    /// its end is awaited once the lock is free again, as a listener that is being called may wait for the lock.
+    class AttachLock {
+    public:
+        explicit AttachLock(TessraServer& session);
+        ~AttachLock();
+        AttachLock(const AttachLock&) = delete;
+        AttachLock& operator=(const AttachLock&) = delete;
+
+    private:
+        TessraServer& session_;
+    };
+
+    bool isOnWorker() const;
 
     /// The members below are for holders of the session's lock. These run a member on the worker, without limit of
     /// time, and throw the failure that it recorded.
@@ -151,11 +186,13 @@ private:
     void waitForPhoneToLeave(std::uint32_t startTick, std::uint32_t timeoutMs);
     void waitForPhoneToReturn(std::uint32_t startTick, std::uint32_t timeoutMs, bool present);
 
-    /// On the worker: records a failure. A failure of attaching also leaves the state that attaching would have
-    /// reached.
+    /// On the worker: records a failure. A failure of attaching also stops the event notifier and leaves the state that
+    /// attaching would have reached.
     void recordFailure(std::string message);
     void recordInitializeFailure(std::string message);
     void recordChangeFailure(std::string message);
+    /// Disconnects from the events; a failure is logged instead of recorded.
+    void unsubscribeFromEvents();
     /// Runs `work`; a COM error records `prefix` and the server's error text, anything else records `otherwise`.
     void recordingFailures(const char* prefix, const char* otherwise, const std::function<void()>& work);
     void attachServer();
@@ -175,4 +212,6 @@ private:
     std::vector<PhoneRecord> activePhones_;
     Operation operation_;
     std::shared_ptr<ServerLink> link_; // what it points to is the worker's alone
+    /// Constant; it has its own locks. A subscription that the service has not let go of shares it.
+    std::shared_ptr<TessraEvents> events_;
 };

@@ -22,14 +22,14 @@ bool showsPhone(const tessra::PhoneDescription& phone) {
 
 bool TessraServer::connect(std::uint32_t timeoutMs) {
     const std::uint32_t start = kernel::tickCount();
-    const kernel::MutexLock guard(sessionLock_);
+    const AttachLock guard(*this);
     initializeIfNeeded();
     return connectWithin(timeoutMs, start, false);
 }
 
 bool TessraServer::connect(const std::string& comPort, std::uint32_t timeoutMs) {
     const std::uint32_t start = kernel::tickCount();
-    const kernel::MutexLock guard(sessionLock_);
+    const AttachLock guard(*this);
     comPort_ = comPort;
     initializeIfNeeded();
     return connectWithin(timeoutMs, start, true);

@@ -1,0 +1,239 @@
+#include "phonelink/TessraEvents.h"
+
+#include "phonelink/TessraServer.h"
+#include "platform/kernel/Trace.h"
+#include "platform/window/PumpingWait.h"
+
+#include <algorithm>
+#include <cassert>
+#include <exception>
+#include <new>
+#include <utility>
+
+namespace {
+
+/// Owns a mutex for a scope; runs the calling thread's messages while it waits for it.
+class PumpingLock {
+public:
+    explicit PumpingLock(kernel::Mutex& mutex) : mutex_(mutex) {
+        window::pumpingWait(mutex_, kernel::kInfinite, window::Pump::oneByOne);
+    }
+    ~PumpingLock() { mutex_.release(); }
+    PumpingLock(const PumpingLock&) = delete;
+    PumpingLock& operator=(const PumpingLock&) = delete;
+
+private:
+    kernel::Mutex& mutex_;
+};
+
+} // namespace
+
+TessraEvents::TessraEvents(TessraServer& session) : session_(session) {}
+
+com::Status TessraEvents::queryInterface(const com::InterfaceId& id, void** out) {
+    if (out == nullptr) {
+        return com::kPointer;
+    }
+    *out = nullptr;
+    if (id != com::Unknown::kId && id != tessra::IEventSink::kId) {
+        return com::kNoInterface;
+    }
+    *out = static_cast<tessra::IEventSink*>(this);
+    return com::kOk;
+}
+
+com::Status TessraEvents::onEvent(std::uint32_t dataLength, const std::uint8_t* data, std::uint32_t first,
+                                  std::uint32_t second, std::uint16_t third, std::uint32_t fourth) {
+    if (data == nullptr && dataLength > 0) {
+        return com::kPointer;
+    }
+    try {
+        arriving_.emplace_back(dataLength, data, first, second, third, fourth);
+        const PumpingLock lock(queueLock_);
+        for (; !arriving_.empty(); arriving_.pop_front()) {
+            if (accepting_) {
+                queue_.push_back(std::move(arriving_.front()));
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        return com::kOutOfMemory;
+    }
+    queued_.set();
+    return com::kOk;
+}
+
+void TessraEvents::addEventListener(TessraEventListener* listener, TessraEventFilter* filter) {
+    assert(listener != nullptr);
+    const std::lock_guard control(controlLock_);
+    startNotifier();
+    const std::lock_guard guard(listenerLock_);
+    listeners_.push_back({listener, filter});
+}
+
+void TessraEvents::removeEventListener(TessraEventListener* listener) {
+    const std::lock_guard guard(listenerLock_);
+    const auto isWanted = [listener](const Registration& each) { return each.listener == listener; };
+    const auto found = std::find_if(listeners_.begin(), listeners_.end(), isWanted);
+    if (found != listeners_.end()) {
+        listeners_.erase(found);
+    }
+}
+
+void TessraEvents::stop() {
+    if (session_.isOnWorker()) {
+        stopOnWorker();
+        return;
+    }
+    const std::lock_guard control(controlLock_);
+    if (running_) {
+        requestQuit();
+    }
+    joinNotifier();
+}
+
+void TessraEvents::awaitEnd() {
+    if (notifierId_.load() == kernel::currentThreadId()) {
+        return;
+    }
+    const std::lock_guard control(controlLock_);
+    if (!running_) {
+        joinNotifier();
+    }
+}
+
+void TessraEvents::startNotifier() {
+    if (running_) {
+        return;
+    }
+    joinNotifier();
+    startFailure_.reset();
+    started_.reset();
+    quit_.reset();
+    queued_.reset();
+    unsubscribed_ = false;
+    try {
+        notifier_ = std::make_unique<kernel::Thread>([this] { notifyListeners(); });
+    } catch (const std::exception& error) {
+        throw TessraServer::Exception(std::string("TessraEvents::addEventListener - ") + error.what());
+    }
+    started_.wait();
+    if (startFailure_) {
+        joinNotifier();
+        throw TessraServer::Exception(*startFailure_);
+    }
+}
+
+void TessraEvents::joinNotifier() {
+    notifier_.reset();
+}
+
+/// The notifier can't hand over its last step to the worker while the worker waits here: it is done in its place.
+void TessraEvents::stopOnWorker() {
+    if (!running_) {
+        return;
+    }
+    unsubscribed_ = true;
+    session_.unsubscribeFromEvents();
+    requestQuit();
+}
+
+void TessraEvents::requestQuit() {
+    running_ = false;
+    setAccepting(false);
+    quit_.set();
+    queued_.set();
+}
+
+/// Opens the queue, or closes it and drops what it holds.
+void TessraEvents::setAccepting(bool accepting) {
+    std::deque<ServerEventRecord> dropped;
+    const kernel::MutexLock lock(queueLock_);
+    accepting_ = accepting;
+    dropped.swap(queue_);
+}
+
+void TessraEvents::notifyListeners() {
+    notifierId_ = kernel::currentThreadId();
+    if (subscribe()) {
+        started_.set();
+        for (;;) {
+            queued_.wait();
+            if (quit_.tryWait()) {
+                break;
+            }
+            while (const auto event = takeRecord()) {
+                deliver(*event);
+            }
+        }
+        unsubscribe();
+    }
+    started_.set();
+}
+
+/// Whether the session is subscribed; otherwise startFailure_ says why not.
+bool TessraEvents::subscribe() {
+    try {
+        const kernel::MutexLock sessionLock(session_.sessionLock_);
+        // The session may have lost its port while this thread waited for it.
+        if (!session_.connected_) {
+            throw TessraServer::Exception("TessraEvents::notifyListeners - TessraServer::connect must be called before "
+                                          "calling this member function.");
+        }
+        setAccepting(true);
+        session_.runOnWorker(&TessraServer::connectToTessraEvents);
+        running_ = true;
+    } catch (const TessraServer::Exception& error) {
+        startFailure_ = error.what();
+    } catch (const std::exception& error) {
+        startFailure_ = std::string("TessraEvents::notifyListeners - ") + error.what();
+    }
+    if (startFailure_) {
+        setAccepting(false);
+    }
+    return !startFailure_;
+}
+
+void TessraEvents::unsubscribe() {
+    if (unsubscribed_) {
+        return;
+    }
+    try {
+        const kernel::MutexLock sessionLock(session_.sessionLock_);
+        session_.runOnWorker(&TessraServer::disconnectFromTessraEvents);
+    } catch (const std::exception& error) {
+        kernel::logError(error.what());
+    }
+}
+
+std::optional<ServerEventRecord> TessraEvents::takeRecord() {
+    const kernel::MutexLock lock(queueLock_);
+    if (queue_.empty()) {
+        return std::nullopt;
+    }
+    std::optional<ServerEventRecord> record(std::move(queue_.front()));
+    queue_.pop_front();
+    return record;
+}
+
+void TessraEvents::deliver(const ServerEventRecord& event) {
+    const auto log = [](const char* reason) {
+        kernel::logError(std::string("TessraEvents::notifyListeners - A listener threw an exception: ") + reason);
+    };
+    const std::lock_guard guard(listenerLock_);
+    for (const auto& [listener, filter] : listeners_) {
+        if (!running_) {
+            return;
+        }
+        try {
+            if (filter == nullptr || filter->accepts(event.dataLength, event.data.get(), event.first, event.second,
+                                                     event.third, event.fourth)) {
+                listener->onEvent(event.dataLength, event.data.get(), event.first, event.second, event.third,
+                                  event.fourth);
+            }
+        } catch (const std::exception& error) {
+            log(error.what());
+        } catch (...) {
+            log("not a standard exception");
+        }
+    }
+}

@@ -33,8 +33,9 @@ struct ComThreadManager::Shared {
     // Guarded by lock.
     ComThreadManager* instance = nullptr;
     std::uint32_t users = 0;
-    // Instances whose last user was on their own worker thread. Made when it is first needed: by then exists all that a
-    // worker uses in its last moments, so that at the end of the process this is destroyed before that.
+    // Instances whose worker could not be waited for when their last user went. Made when it is first needed: by then
+    // exists all that a worker uses in its last moments, so that at the end of the process this is destroyed before
+    // that.
     std::vector<std::unique_ptr<ComThreadManager>>* retired = nullptr;
 };
 
@@ -48,11 +49,9 @@ ComThreadManager* ComThreadManager::acquire() {
     Shared& all = shared();
     const std::lock_guard lock(all.lock);
     if (all.retired != nullptr) {
-        // A worker that still runs an item may come here itself, and cannot wait for its own end.
-        const auto isThisThread = [here = kernel::currentThreadId()](const auto& one) {
-            return one->workerId_ == here;
-        };
-        const auto others = std::partition(all.retired->begin(), all.retired->end(), isThisThread);
+        // Only those whose thread has ended: the others would keep this caller waiting, or are this very thread.
+        const auto stillRuns = [](const auto& one) { return !one->worker_->ended().tryWait(); };
+        const auto others = std::partition(all.retired->begin(), all.retired->end(), stillRuns);
         leftBehind.assign(std::move_iterator(others), std::move_iterator(all.retired->end()));
         all.retired->erase(others, all.retired->end());
     }
@@ -72,7 +71,7 @@ void ComThreadManager::release() {
     if (--all.users > 0)
         return;
     last.reset(std::exchange(all.instance, nullptr));
-    if (kernel::currentThreadId() == last->workerId_) {
+    if (kernel::currentThreadId() == last->workerId_ || last->hasAbandonedWork()) {
         static std::vector<std::unique_ptr<ComThreadManager>> retired;
         all.retired = &retired;
         last->requestStop();
@@ -102,6 +101,11 @@ ComThreadManager::~ComThreadManager() {
     callLock_->release();
 }
 
+bool ComThreadManager::hasAbandonedWork() {
+    const std::lock_guard lock(pendingLock_);
+    return !abandoned_.empty();
+}
+
 void ComThreadManager::requestStop() {
     quitEvent_->set();
     workEvent_->set();
@@ -127,8 +131,12 @@ void ComThreadManager::execute(Work work, std::uint32_t timeoutMs) {
             pending_.push_back(item);
         }
         workEvent_->set();
-        if (item->done.wait(timeoutMs) == kernel::WaitResult::timedOut)
+        if (item->done.wait(timeoutMs) == kernel::WaitResult::timedOut) {
+            const std::lock_guard lock(pendingLock_);
+            if (!item->hasRun)
+                abandoned_.push_back(item);
             throw TimeoutException("ComThreadManager::executeFunction - Timed out");
+        }
         failure = std::move(item->failure);
     }
     if (failure)
@@ -178,6 +186,11 @@ void ComThreadManager::serve() {
 void ComThreadManager::runPending() {
     while (const std::shared_ptr<Item> item = takePending()) {
         item->failure = run(item->work);
+        {
+            const std::lock_guard lock(pendingLock_);
+            item->hasRun = true;
+            std::erase(abandoned_, item);
+        }
         item->done.set();
     }
 }

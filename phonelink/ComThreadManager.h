@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 /// A target and a pointer to a member function of its class, or of a base of it, that may run on the worker.
 template <class Target, class Owner>
@@ -45,8 +46,10 @@ public:
     /// The shared instance, made by the first user together with its worker thread, which is ready on return. What the
     /// constructor throws comes through, with nothing acquired. Each call needs its `release`.
     static ComThreadManager* acquire();
-    /// The last user's call ends the worker, as the destructor does, and destroys the instance. On the worker thread
-    /// itself it only tells the worker to end; the instance is destroyed by a later `acquire` or with the process.
+    /// The last user's call ends the worker, as the destructor does, and destroys the instance. Two cases cannot wait
+    /// for the thread's end here: a call on the worker thread itself, and one while an item that its caller has given
+    /// up on still runs, for as long as it pleases. They only tell the worker to end; the instance is destroyed, and
+    /// its thread waited for, by an `acquire` after that end or with the process.
     static void release();
 
     /// Starts the worker and returns when it is in its apartment. `threadCount` is 1: a target's calls belong to one
@@ -128,6 +131,7 @@ private:
 
         Work work;                          // the worker's from the moment it is queued
         std::optional<std::string> failure; // written by the worker before `done`, read by the caller after it
+        bool hasRun = false;                // guarded by pendingLock_
         kernel::AutoResetEvent done;
     };
 
@@ -140,6 +144,7 @@ private:
     void serve();
     void runPending();
     std::shared_ptr<Item> takePending();
+    bool hasAbandonedWork();
     void requestStop();
 
     const std::unique_ptr<kernel::Mutex> callLock_;
@@ -150,6 +155,8 @@ private:
     std::mutex pendingLock_;
     // The current caller's item after those that earlier callers have abandoned. Guarded by pendingLock_.
     std::deque<std::shared_ptr<Item>> pending_;
+    // The items whose callers have given up and that have not ended yet. Guarded by pendingLock_.
+    std::vector<std::shared_ptr<Item>> abandoned_;
     // Written by the worker before readyEvent_, constant from then on.
     kernel::ThreadId workerId_;
     bool inApartment_ = false;

@@ -15,6 +15,7 @@ public:
     /// Takes `phone`, releasing a phone held before. An `accessCode` that is not null is sent to it at once; its
     /// failure is a com::ComError, and the phone stays attached.
     void attach(const com::ComPtr<tessra::IPhonePort>& phone, const std::string* accessCode = nullptr);
+    /// Gives the phone back, if one is held. Never fails.
     void detach();
 
     /// The phone; null where none is attached, so that using it is a com::ComError with com::kPointer.

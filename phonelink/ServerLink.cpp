@@ -22,10 +22,10 @@ void ServerLink::invoke(Function function) {
 
 void ServerLink::releaseServer() {
     eventSubscription.endQuietly();
+    if (phoneConnection) {
+        phoneConnection->detach();
+    }
     try {
-        if (phoneConnection) {
-            phoneConnection->detach();
-        }
         if (serverConnection && agentCreated) {
             const com::Status released = server()->releaseAgent(agentHandle);
             // A service that has ended has released it already.

@@ -18,9 +18,12 @@ std::string invalidPortText(const std::string& comPort) {
 
 } // namespace
 
-TessraServer::TessraServer(std::string clientName)
-    : manager_(*ComThreadManager::acquire()), clientName_(std::move(clientName)), link_(std::make_shared<ServerLink>()),
-      events_(std::make_shared<TessraEvents>(*this)) {}
+TessraServer::TessraServer(std::string clientName) try
+    : clientName_(std::move(clientName)), link_(std::make_shared<ServerLink>()),
+      events_(std::make_shared<TessraEvents>(*this)), manager_(*ComThreadManager::acquire()) {
+} catch (const std::exception& error) {
+    throw Exception(std::string("TessraServer::TessraServer - ") + error.what());
+}
 
 TessraServer::~TessraServer() {
     events_->stop();
@@ -44,7 +47,7 @@ void TessraServer::invoke(Function function) {
     (this->*function)();
 }
 
-void TessraServer::connect(const std::string& comPort) {
+void TessraServer::connect(const std::string comPort) {
     const AttachLock guard(*this);
     comPort_ = comPort;
     initializeIfNeeded();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "phonelink/ComThreadClient.h"
+#include "phonelink/NvPacket.h"
 #include "platform/com/ComError.h"
 #include "platform/kernel/Mutex.h"
 
@@ -46,10 +47,11 @@ public:
         std::string message_;
     };
 
-    static constexpr std::size_t kNvDataBytes = 128;
+    static constexpr std::size_t kNvDataBytes = nvpacket::kDataBytes;
     static constexpr std::size_t kDiagVersionBytes = 55;
 
-    /// `clientName` is the name by which the service knows this program.
+    /// `clientName` is the name by which the service knows this program. Throws TessraServer::Exception where the
+    /// system gives no lock or no worker thread.
     explicit TessraServer(std::string clientName);
     /// Ends the event notifier, so that no listener is called any more. Then lets go of the service, waiting for it 10
     /// s at most; what takes longer is finished by the worker later on. Not to be called by a listener.
@@ -65,9 +67,9 @@ public:
     /// time-out of 0 polls once.
     virtual bool connect(std::uint32_t timeoutMs);
     /// Waits up to `timeoutMs` for a phone on `comPort` and attaches it. Answers whether there was one.
-    virtual bool connect(const std::string& comPort, std::uint32_t timeoutMs);
+    virtual bool connect(const std::string comPort, std::uint32_t timeoutMs);
     /// Attaches the phone on `comPort`, such as "COM1"; a session that is connected changes to that port.
-    virtual void connect(const std::string& comPort);
+    virtual void connect(const std::string comPort);
     /// The names of the ports on which the service sees a phone, in the service's order.
     virtual std::vector<std::string> getActiveComPorts();
     /// Looks once and answers the phones that the service sees, in the order of their ports.
@@ -180,7 +182,7 @@ private:
     void runOperation(const char* name, const Operation& operation, Member member);
     void attachWith(bool wasConnected);
     bool connectWithin(std::uint32_t timeoutMs, std::uint32_t startTick, bool onPort);
-    void exchangeNv(const char* name, std::uint8_t command, std::uint16_t number, const std::uint8_t* requestData,
+    void exchangeNv(const char* name, nvpacket::Command command, std::uint16_t number, const std::uint8_t* requestData,
                     std::uint8_t* responseData, std::uint16_t& status);
     bool phoneSeenOnPort();
     void waitForPhoneToLeave(std::uint32_t startTick, std::uint32_t timeoutMs);
@@ -197,7 +199,6 @@ private:
     void recordingFailures(const char* prefix, const char* otherwise, const std::function<void()>& work);
     void attachServer();
 
-    ComThreadManager& manager_;
     const std::string clientName_;
     kernel::Mutex sessionLock_;
     /// The fields below are guarded by sessionLock_: its holder writes them before a hand-over to the worker and reads
@@ -214,4 +215,6 @@ private:
     std::shared_ptr<ServerLink> link_; // what it points to is the worker's alone
     /// Constant; it has its own locks. A subscription that the service has not let go of shares it.
     std::shared_ptr<TessraEvents> events_;
+    /// The last to be made: nothing that can fail comes after its acquisition.
+    ComThreadManager& manager_;
 };

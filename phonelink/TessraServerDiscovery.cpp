@@ -27,7 +27,7 @@ bool TessraServer::connect(std::uint32_t timeoutMs) {
     return connectWithin(timeoutMs, start, false);
 }
 
-bool TessraServer::connect(const std::string& comPort, std::uint32_t timeoutMs) {
+bool TessraServer::connect(const std::string comPort, std::uint32_t timeoutMs) {
     const std::uint32_t start = kernel::tickCount();
     const AttachLock guard(*this);
     comPort_ = comPort;

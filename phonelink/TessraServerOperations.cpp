@@ -26,6 +26,7 @@ std::uint16_t modeCode(tessra::PhoneMode mode) {
 void TessraServer::runOperation(const char* name, const Operation& operation, Member member) {
     requireConnected(name);
     const kernel::MutexLock guard(sessionLock_);
+    requireConnected(name); // again: the call that held the lock may have lost the phone
     operation_ = operation;
     runOnWorker(member);
 }
@@ -81,19 +82,20 @@ void TessraServer::sendTmob(std::uint32_t payloadLength, const std::uint8_t* pay
 
 void TessraServer::readNv(std::uint16_t number, std::uint8_t* data, std::uint16_t& status) {
     requireConnected("readNv");
-    exchangeNv("readNv", static_cast<std::uint8_t>(nvpacket::Command::read), number, nullptr, data, status);
+    exchangeNv("readNv", nvpacket::Command::read, number, nullptr, data, status);
 }
 
 void TessraServer::writeNv(std::uint16_t number, const std::uint8_t* data, std::uint16_t& status) {
     requireConnected("writeNv");
-    exchangeNv("writeNv", static_cast<std::uint8_t>(nvpacket::Command::write), number, data, nullptr, status);
+    exchangeNv("writeNv", nvpacket::Command::write, number, data, nullptr, status);
 }
 
-void TessraServer::exchangeNv(const char* name, std::uint8_t command, std::uint16_t number,
+void TessraServer::exchangeNv(const char* name, nvpacket::Command command, std::uint16_t number,
                               const std::uint8_t* requestData, std::uint8_t* responseData, std::uint16_t& status) {
     const kernel::MutexLock guard(sessionLock_);
     status = kNvCommandFailed;
-    const auto request = nvpacket::makeRequest(static_cast<nvpacket::Command>(command), number, requestData);
+    requireConnected(name);
+    const auto request = nvpacket::makeRequest(command, number, requestData);
     nvpacket::Packet answer{};
     auto answerBytes = static_cast<std::uint32_t>(answer.size());
     sendSync(static_cast<std::uint32_t>(request.size()), request.data(), answerBytes, answer.data(), kAnswerTimeoutMs);
@@ -117,6 +119,7 @@ void TessraServer::reset(std::uint32_t resetTimeoutMs, std::uint32_t recoveryTim
     const std::uint32_t start = kernel::tickCount();
     requireConnected("reset");
     const kernel::MutexLock guard(sessionLock_);
+    requireConnected("reset");
     runOnWorker(&TessraServer::resetImpl);
     if (resetTimeoutMs > 0) {
         waitForPhoneToLeave(start, resetTimeoutMs);

@@ -1,6 +1,7 @@
 // How a session attaches to the service and to ports, finds phones, waits for them, and lets go.
 
 #include "platform/kernel/TickCount.h"
+#include "platform/kernel/Waitable.h"
 #include "tests/phonelink/SessionFixture.h"
 
 #include <chrono>
@@ -247,21 +248,31 @@ TEST(SessionTimedConnect, AWrappingTickCounterDoesNotEndTheWaitEarly) {
 TEST(SessionTeardown, CarriesOnAfterTenSecondsWhenTheServiceHangs) {
     tessra::FaultRule hang = faultAt(Call::releaseAgent, FaultKind::none);
     hang.delayMs = 60000;
-    // A further user keeps the worker, as another document's session would.
-    ComThreadManager::acquire();
-    {
-        tessra::Service service(phonesOn({"COM1"}));
-        auto session = std::make_unique<TessraServer>("Test");
-        session->connect("COM1");
-        service.faults().add(hang);
-        const std::uint32_t start = kernel::tickCount();
-        session.reset();
-        const std::uint32_t took = kernel::elapsedMs(start, kernel::tickCount());
-        EXPECT_GE(took, 9900u);
-        EXPECT_LT(took, 20000u);
+    tessra::Service service(phonesOn({"COM1"}));
+    auto session = std::make_unique<TessraServer>("Test");
+    session->connect("COM1");
+    service.faults().add(hang);
+    const std::uint32_t start = kernel::tickCount();
+    session.reset();
+    const std::uint32_t took = kernel::elapsedMs(start, kernel::tickCount());
+    EXPECT_GE(took, 9900u);
+    EXPECT_LT(took, 20000u) << "also as the worker's last user";
+    // What is left of the session is the worker's; the end of the service lets it finish. Others go on with a new one.
+    service.faults().clear();
+    TessraServer next("Test");
+    EXPECT_EQ(failureOf([&] { next.connect("COM1"); }), "");
+}
+
+TEST(SessionTeardown, AnObjectThatCannotBeMadeLeavesNoUserBehind) {
+    for (const std::uint32_t failing : {1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u}) {
+        kernel::failCreationForTests(failing);
+        const std::string failure = failureOf([] { const TessraServer session("Test"); });
+        EXPECT_EQ(failure.substr(0, 29), "TessraServer::TessraServer - ") << failing;
     }
-    // The service is gone, so the release has ended; what is left of the session went with it, on the worker.
-    ComThreadManager::release();
+    kernel::failCreationForTests(0);
+    const tessra::Service service(phonesOn({"COM1"}));
+    TessraServer session("Test");
+    EXPECT_EQ(failureOf([&] { session.connect("COM1"); }), "");
 }
 
 TEST(SessionTeardown, DropsTheFailuresOfTheRelease) {

@@ -11,6 +11,8 @@ namespace {
 constexpr std::uint64_t kMergeGapBytes = 768;
 // Room kept for the record of a commit: what most commits need.
 constexpr std::uint64_t kRecordRoom = 16 * 1024;
+// The journal's length that brings on a checkpoint.
+constexpr std::uint64_t kLongJournal = 256 * 1024;
 // By how much the file grows at once.
 constexpr std::uint64_t kSmallestGrowth = 64 * 1024;
 constexpr std::uint64_t kLargestGrowth = 1024 * 1024;
@@ -47,7 +49,27 @@ void BlockCache::clear(std::uint64_t offset, std::uint64_t length) {
 }
 
 void BlockCache::readDirect(std::uint64_t offset, std::span<std::uint8_t> out) {
-    const std::size_t inFile = static_cast<std::size_t>(std::min<std::uint64_t>(out.size(), size_ - std::min(size_, offset)));
+    for (std::size_t done = 0; done < out.size();) {
+        // What is in a block may be newer than the file.
+        const std::uint64_t at = offset + done;
+        const std::size_t index = at / kBlockBytes;
+        std::size_t step = std::min<std::size_t>(out.size() - done, kBlockBytes - at % kBlockBytes);
+        if (index < blocks_.size() && blocks_[index] != nullptr) {
+            std::memcpy(&out[done], blocks_[index]->data() + at % kBlockBytes, step);
+        } else {
+            for (std::size_t next = index + 1;
+                 step < out.size() - done && (next >= blocks_.size() || blocks_[next] == nullptr); ++next) {
+                step = std::min(out.size() - done, step + kBlockBytes);
+            }
+            readFile(at, out.subspan(done, step));
+        }
+        done += step;
+    }
+}
+
+// Bytes of the file; zeros behind its end.
+void BlockCache::readFile(std::uint64_t offset, std::span<std::uint8_t> out) {
+    const auto inFile = static_cast<std::size_t>(std::min<std::uint64_t>(out.size(), size_ - std::min(size_, offset)));
     if (file_->read(offset, out.first(inFile)) < inFile) {
         throw Failure(kReadFault);
     }
@@ -55,6 +77,8 @@ void BlockCache::readDirect(std::uint64_t offset, std::span<std::uint8_t> out) {
 }
 
 void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes) {
+    // A record of the journal may say that these places are zero.
+    checkpoint();
     if (file_->size() != size_) {
         throw Failure(kWriteFault);
     }
@@ -80,6 +104,7 @@ void BlockCache::prepare(std::uint64_t usedEnd) {
         resize(usedEnd);
     }
     usedEnd_ = usedEnd;
+    prepared_ = true;
 }
 
 void BlockCache::useUpTo(std::uint64_t end) {
@@ -90,13 +115,23 @@ void BlockCache::useUpTo(std::uint64_t end) {
 }
 
 void BlockCache::settle() {
-    if (unfinished_ == Unfinished::apply) {
-        JournalRecord::listRanges(record_.bytes(), size_, ranges_);
-        apply(ranges_);
-        unfinished_ = Unfinished::erase;
+    if (tornBytes_ > 0) {
+        eraseTornRecord();
     }
-    if (unfinished_ == Unfinished::erase) {
-        eraseRecord();
+    // Between two changes a checkpoint is cheap: the blocks hold what the journal says, and nothing newer.
+    if (changed() || !prepared_) {
+        return;
+    }
+    const bool low = journalStart() < usedEnd_ + 2 * kRecordRoom;
+    if (journalBytes_ > kLongJournal || (low && journalBytes_ > 0)) {
+        checkpoint();
+    }
+    if (low && size_ < usedEnd_ + 2 * kRecordRoom) {
+        try {
+            growFor(usedEnd_, 2 * kRecordRoom);
+        } catch (const Failure&) {
+            // The change may do with less.
+        }
     }
 }
 
@@ -114,13 +149,22 @@ void BlockCache::commit() {
     if (file_->size() != size_) {
         throw Failure(kWriteFault);
     }
-    record_.seal(size_);
-    unfinished_ = Unfinished::erase;
-    file_->write(size_ - record_.bytes().size(), record_.bytes());
-    unfinished_ = Unfinished::apply;
+    record_.seal(journalStart(), journal_.size());
+    tornBytes_ = record_.bytes().size();
+    file_->write(journalStart() - tornBytes_, record_.bytes());
+    journalBytes_ += std::exchange(tornBytes_, 0);
+    journal_.push_back(record_.bytes());
+    journaled_.insert(journaled_.end(), changes_.begin(), changes_.end());
+    const bool mustCheckpoint = !cleared_.empty();
     changes_.clear();
     cleared_.clear();
-    settle();
+    if (mustCheckpoint) {
+        try {
+            checkpoint();
+        } catch (const Failure&) {
+            // The change is in the file; the next one tries again.
+        }
+    }
 }
 
 void BlockCache::discard() {
@@ -128,10 +172,56 @@ void BlockCache::discard() {
     cleared_.clear();
     blocks_.clear();
     blocks_.resize((size_ + kBlockBytes - 1) / kBlockBytes);
+    for (const Buffer& record : journal_) {
+        JournalRecord::listRanges(record, size_, ranges_);
+        patchBlocks(ranges_);
+    }
+}
+
+void BlockCache::checkpoint() {
+    if (tornBytes_ > 0) {
+        eraseTornRecord();
+    }
+    if (journal_.empty()) {
+        return;
+    }
+    if (file_->size() != size_) {
+        throw Failure(kWriteFault);
+    }
+    const bool cleared = std::any_of(journal_.begin(), journal_.end(), [&](const Buffer& record) {
+        JournalRecord::listRanges(record, size_, ranges_);
+        return std::any_of(ranges_.begin(), ranges_.end(), [](const auto& range) { return range.bytes == nullptr; });
+    });
+    if (changed() || cleared) {
+        // The blocks are ahead of the journal, or do not hold all of it.
+        for (const Buffer& record : journal_) {
+            JournalRecord::listRanges(record, size_, ranges_);
+            apply(ranges_);
+        }
+    } else {
+        merge(journaled_);
+        for (const Span& span : journaled_) {
+            gather_.resize(span.length);
+            copyFromBlocks(span, gather_.data());
+            file_->write(span.offset, gather_);
+        }
+    }
+    // Without its oldest record the journal is none; until then it holds all of it.
+    writeZeros(size_ - JournalRecord::kFooterBytes, JournalRecord::kFooterBytes);
+    const std::uint64_t length = std::exchange(journalBytes_, 0);
+    journal_.clear();
+    journaled_.clear();
+    tornBytes_ = length;
+    eraseTornRecord();
+}
+
+void BlockCache::flush() {
+    checkpoint();
+    file_->flush();
 }
 
 void BlockCache::close(std::uint64_t end) {
-    settle();
+    checkpoint();
     if (end < size_) {
         file_->resize(end);
     }
@@ -144,7 +234,7 @@ void BlockCache::load(std::size_t block) {
         throw Failure(kFileCorrupt);
     }
     auto loaded = std::make_unique<Block>();
-    readDirect(offset, *loaded);
+    readFile(offset, *loaded);
     blocks_[block] = std::move(loaded);
 }
 
@@ -154,32 +244,53 @@ void BlockCache::resize(std::uint64_t newSize) {
     blocks_.resize((size_ + kBlockBytes - 1) / kBlockBytes);
 }
 
-// The record of a process that ended in the middle of a commit.
+// The journal of a process that ended without a checkpoint.
 void BlockCache::replay() {
     std::array<std::uint8_t, JournalRecord::kFooterBytes> footer{};
-    if (size_ < footer.size() || file_->read(size_ - footer.size(), footer) < footer.size()) {
-        return;
+    std::uint64_t end = size_;
+    std::vector<Buffer> records;
+    while (end >= footer.size()) {
+        readFile(end - footer.size(), footer);
+        const auto length = JournalRecord::sizeByFooter(footer, end, records.size());
+        if (!length) {
+            break;
+        }
+        Buffer record(*length);
+        readFile(end - *length, record);
+        if (!JournalRecord::intact(record)) {
+            break;
+        }
+        end -= *length;
+        records.push_back(std::move(record));
     }
-    const auto recordSize = JournalRecord::sizeByFooter(footer, size_);
-    if (!recordSize) {
-        return;
+    // Nothing is set before all of it is known to lie outside of the journal.
+    for (const Buffer& record : records) {
+        if (!JournalRecord::listRanges(record, end, ranges_)) {
+            return;
+        }
     }
-    Buffer record(*recordSize);
-    readDirect(size_ - *recordSize, record);
-    if (!JournalRecord::intact(record) || !JournalRecord::listRanges(record, size_, ranges_)) {
-        return;
+    for (const Buffer& record : records) {
+        JournalRecord::listRanges(record, end, ranges_);
+        if (writable_) {
+            apply(ranges_);
+        } else {
+            patchBlocks(ranges_);
+        }
     }
-    if (writable_) {
-        apply(ranges_);
-        writeZeros(size_ - *recordSize, *recordSize);
+    if (writable_ && !records.empty()) {
         file_->flush();
-        return;
+        writeZeros(size_ - footer.size(), footer.size());
+        writeZeros(end, size_ - footer.size() - end);
     }
-    for (const auto& range : ranges_) {
+}
+
+void BlockCache::patchBlocks(const std::vector<JournalRecord::Range>& ranges) {
+    for (const auto& range : ranges) {
         for (std::uint64_t done = 0; done < range.length;) {
             const std::uint64_t at = range.offset + done;
             const std::uint64_t length = std::min(range.length - done, kBlockBytes - at % kBlockBytes);
-            auto* target = const_cast<std::uint8_t*>(read(at));
+            (void)read(at);
+            std::uint8_t* target = blocks_[at / kBlockBytes]->data() + at % kBlockBytes;
             if (range.bytes != nullptr) {
                 std::memcpy(target, range.bytes + done, length);
             } else {
@@ -200,21 +311,30 @@ void BlockCache::zeroInBlocks(const Span& range) {
     }
 }
 
-void BlockCache::mergeChanges() {
-    std::sort(changes_.begin(), changes_.end(),
+void BlockCache::merge(std::vector<Span>& spans) {
+    std::sort(spans.begin(), spans.end(),
               [](const Span& left, const Span& right) { return left.offset < right.offset; });
     std::size_t kept = 0;
-    for (std::size_t at = 1; at < changes_.size(); ++at) {
-        Span& last = changes_[kept];
-        const Span& next = changes_[at];
+    for (std::size_t at = 1; at < spans.size(); ++at) {
+        Span& last = spans[kept];
+        const Span& next = spans[at];
         // Both sides of a gap this short are in loaded blocks, and so is the gap.
         if (next.offset <= last.end() + kMergeGapBytes) {
             last.length = std::max(last.end(), next.end()) - last.offset;
         } else {
-            changes_[++kept] = next;
+            spans[++kept] = next;
         }
     }
-    changes_.resize(std::min(changes_.size(), kept + 1));
+    spans.resize(std::min(spans.size(), kept + 1));
+}
+
+void BlockCache::copyFromBlocks(const Span& span, std::uint8_t* out) {
+    for (std::uint64_t done = 0; done < span.length;) {
+        const std::uint64_t at = span.offset + done;
+        const std::uint64_t length = std::min(span.length - done, kBlockBytes - at % kBlockBytes);
+        std::memcpy(out + done, read(at), length);
+        done += length;
+    }
 }
 
 void BlockCache::buildRecord() {
@@ -222,24 +342,23 @@ void BlockCache::buildRecord() {
     for (const Span& range : cleared_) {
         zeroInBlocks(range);
     }
-    mergeChanges();
+    merge(changes_);
     record_.clear();
     for (const Span& range : cleared_) {
         record_.addZeros(range.offset, range.length);
     }
     for (const Span& range : changes_) {
-        std::uint8_t* target = record_.addRange(range.offset, range.length);
-        for (std::uint64_t done = 0; done < range.length;) {
-            const std::uint64_t at = range.offset + done;
-            const std::uint64_t length = std::min(range.length - done, kBlockBytes - at % kBlockBytes);
-            std::memcpy(target + done, read(at), length);
-            done += length;
-        }
+        copyFromBlocks(range, record_.addRange(range.offset, range.length));
     }
 }
 
 void BlockCache::growFor(std::uint64_t usedEnd, std::uint64_t room) {
     const std::uint64_t needed = usedEnd + room;
+    if (needed <= journalStart()) {
+        return;
+    }
+    // The journal must stand at the end of the file: it goes before the file grows.
+    checkpoint();
     if (needed <= size_) {
         return;
     }
@@ -275,9 +394,9 @@ void BlockCache::writeZeros(std::uint64_t offset, std::uint64_t length) {
     }
 }
 
-void BlockCache::eraseRecord() {
-    writeZeros(size_ - record_.bytes().size(), record_.bytes().size());
-    unfinished_ = Unfinished::nothing;
+void BlockCache::eraseTornRecord() {
+    writeZeros(journalStart() - tornBytes_, tornBytes_);
+    tornBytes_ = 0;
 }
 
 } // namespace storage

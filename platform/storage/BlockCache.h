@@ -11,14 +11,17 @@
 namespace storage {
 
 // A container's file as blocks in memory, loaded when first asked for and kept, and the one place through which the file
-// changes. Changes are collected in memory and reach the file together in commit(), which goes this way:
+// changes. Changes are collected in memory and reach the file together in commit(): as one record of a journal at the end
+// of the file. From time to time, and at the latest when the file is flushed or closed, checkpoint() brings the journal's
+// changes to their places:
 //
-//   1. the record of all changed ranges is written behind the last sector, at the end of the file,
-//   2. the ranges are written where they belong,
-//   3. the record is overwritten with zeros.
+//   1. every changed range is written where it belongs,
+//   2. the oldest record is made invalid, and with it the whole journal,
+//   3. the journal is overwritten with zeros.
 //
-// A process that ends before step 1 is complete leaves the old state, one that ends later leaves a record from which the
-// next open completes the new one. The ranges never lie in the record, and no step lengthens the file.
+// A process that ends before the record of a commit is complete leaves the state before it; one that ends later, up to
+// step 2, leaves a journal from which the next open completes every change. No range lies in the journal, and the file
+// is not lengthened while there is one.
 class BlockCache {
 public:
     static constexpr std::size_t kBlockBytes = 4096;
@@ -56,22 +59,23 @@ public:
     // Makes the file long enough to use it up to `end` and to hold the record of the next commit. kMediumFull where the
     // disk lacks the room.
     void useUpTo(std::uint64_t end);
-    // Completes what a failure left undone: a change whose record is in the file, or a torn record. Throws while it
-    // cannot; nothing else may change before.
+    // Before a change: removes a torn record, makes room in the journal. Throws while it cannot; nothing may change then.
     void settle();
 
     bool changed() const { return !changes_.empty() || !cleared_.empty(); }
     // Makes the file so long that the commit of the present changes needs no more room.
     void reserveForCommit();
-    // Puts all changes into the file. After a failure with changed() they have not happened and are still there to be
-    // discarded; after a failure without, they are in the record and settle() completes them.
+    // Puts all changes into the file. After a failure they have not happened, and are still there to be discarded.
     void commit();
-    // Forgets all changes and every block.
+    // Forgets all changes since the last commit, and every block.
     void discard();
+    // Brings the journal's changes to their places. After a failure they are still in the journal.
+    void checkpoint();
 
-    // Flushes; an unfinished record stays, otherwise the file is first cut to `end`.
+    // Checkpoint, then all on the disk.
+    void flush();
+    // The same, the file cut to `end` in between.
     void close(std::uint64_t end);
-    void flush() { file_->flush(); }
 
 private:
     using Block = std::array<std::uint8_t, kBlockBytes>;
@@ -80,29 +84,39 @@ private:
         std::uint64_t length = 0;
         std::uint64_t end() const { return offset + length; }
     };
-    enum class Unfinished { nothing, apply, erase };
-
     void load(std::size_t block);
+    void readFile(std::uint64_t offset, std::span<std::uint8_t> out);
     void resize(std::uint64_t newSize);
     void replay();
+    void patchBlocks(const std::vector<JournalRecord::Range>& ranges);
     void zeroInBlocks(const Span& range);
-    void mergeChanges();
+    static void merge(std::vector<Span>& spans);
+    void copyFromBlocks(const Span& span, std::uint8_t* out);
     void buildRecord();
     void growFor(std::uint64_t usedEnd, std::uint64_t room);
     void apply(const std::vector<JournalRecord::Range>& ranges);
     void writeZeros(std::uint64_t offset, std::uint64_t length);
-    void eraseRecord();
+    void eraseTornRecord();
+    std::uint64_t journalStart() const { return size_ - journalBytes_; }
 
     std::unique_ptr<FileBytes> file_;
     bool writable_;
     std::uint64_t size_ = 0;
     std::uint64_t usedEnd_ = 0;
+    bool prepared_ = false;
     std::vector<std::unique_ptr<Block>> blocks_;
+    // Since the last commit.
     std::vector<Span> changes_;
     std::vector<Span> cleared_;
     JournalRecord record_;
+    // Since the last checkpoint: the records in the journal, their length together, and the ranges that they set.
+    std::vector<Buffer> journal_;
+    std::uint64_t journalBytes_ = 0;
+    std::vector<Span> journaled_;
+    // Length of a record whose writing failed: what of it is in the file lies before the journal.
+    std::uint64_t tornBytes_ = 0;
     std::vector<JournalRecord::Range> ranges_;
-    Unfinished unfinished_ = Unfinished::nothing;
+    Buffer gather_;
 };
 
 } // namespace storage

@@ -184,9 +184,6 @@ void Container::commitWaiting() {
 
 void Container::rollBack() {
     if (!cache_.changed()) {
-        // The change is in the journal: it has happened, and settle() completes it.
-        allocation_->afterCommit();
-        waiting_ = {};
         return;
     }
     const Waiting undone = std::exchange(waiting_, {});

@@ -40,21 +40,22 @@ void JournalRecord::addZeros(std::uint64_t offset, std::uint64_t length) {
     put64(&bytes_[bytes_.size() - 8], length | kZerosFlag);
 }
 
-void JournalRecord::seal(std::uint64_t fileSize) {
+void JournalRecord::seal(std::uint64_t end, std::uint64_t number) {
     const std::size_t body = bytes_.size();
     bytes_.resize(body + kFooterBytes);
     std::memcpy(&bytes_[body], kMagic.data(), kMagic.size());
     put64(&bytes_[body + 8], body);
-    put64(&bytes_[body + 16], fileSize);
-    put64(&bytes_[body + 24], checksum(bytes_.data(), body + 24));
+    put64(&bytes_[body + 16], end);
+    put64(&bytes_[body + 24], number);
+    put64(&bytes_[body + 32], checksum(bytes_.data(), body + 32));
 }
 
-std::optional<std::uint64_t> JournalRecord::sizeByFooter(ByteView footer, std::uint64_t fileSize) {
+std::optional<std::uint64_t> JournalRecord::sizeByFooter(ByteView footer, std::uint64_t end, std::uint64_t number) {
     if (footer.size() != kFooterBytes || !std::equal(kMagic.begin(), kMagic.end(), footer.begin())) {
         return std::nullopt;
     }
     const std::uint64_t body = get64(&footer[8]);
-    if (get64(&footer[16]) != fileSize || body % 8 != 0 || body > fileSize - kFooterBytes) {
+    if (get64(&footer[16]) != end || get64(&footer[24]) != number || body % 8 != 0 || body > end - kFooterBytes) {
         return std::nullopt;
     }
     return body + kFooterBytes;
@@ -65,12 +66,11 @@ bool JournalRecord::intact(ByteView record) {
     return get64(&record[covered]) == checksum(record.data(), covered);
 }
 
-bool JournalRecord::listRanges(ByteView record, std::uint64_t fileSize, std::vector<Range>& ranges) {
+bool JournalRecord::listRanges(ByteView record, std::uint64_t limit, std::vector<Range>& ranges) {
     ranges.clear();
     const std::size_t body = record.size() - kFooterBytes;
-    const std::uint64_t end = fileSize - record.size();
     // A change sets no byte more than twice; a longer list is nobody's honest record.
-    std::uint64_t allowed = 2 * fileSize;
+    std::uint64_t allowed = 2 * limit;
     for (std::size_t at = 0; at < body;) {
         if (body - at < kRangeHeadBytes) {
             return false;
@@ -80,7 +80,7 @@ bool JournalRecord::listRanges(ByteView record, std::uint64_t fileSize, std::vec
         const std::uint64_t length = field & ~kZerosFlag;
         const bool zeros = (field & kZerosFlag) != 0;
         at += kRangeHeadBytes;
-        if (offset > end || length > end - offset || length > allowed || (!zeros && padded(length) > body - at)) {
+        if (offset > limit || length > limit - offset || length > allowed || (!zeros && padded(length) > body - at)) {
             return false;
         }
         allowed -= length;

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace storage {
 
 Allocation::Allocation(Sectors& sectors) : sectors_(sectors) {
     loadFatSectors();
+    loadWords();
     countPredecessors();
 }
 
@@ -18,7 +20,7 @@ std::vector<std::uint32_t> Allocation::chain(std::uint32_t start) const {
         throw Failure(kFileCorrupt);
     }
     const std::size_t limit = std::min<std::size_t>(sectors_.count(), coverage());
-    for (std::uint32_t sector = start; sector != kEndOfChain; sector = word(sector)) {
+    for (std::uint32_t sector = start; sector != kEndOfChain; sector = words_[sector]) {
         if (sector >= limit || claimed_[sector] || crossed_[sector] || found.size() >= limit) {
             throw Failure(kFileCorrupt);
         }
@@ -78,20 +80,15 @@ void Allocation::afterCommit() {
 
 std::uint32_t Allocation::usedSectors() {
     std::uint32_t end = std::min(sectors_.count(), coverage());
-    while (end > 0 && word(end - 1) == kFreeSector && !claimed_[end - 1]) {
+    while (end > 0 && words_[end - 1] == kFreeSector && !claimed_[end - 1]) {
         --end;
     }
     return end;
 }
 
-std::uint32_t Allocation::word(std::uint32_t sector) const {
-    const std::uint32_t perSector = sectors_.wordsPerSector();
-    return get32(sectors_.read(fatSectors_[sector / perSector], sector % perSector * 4));
-}
-
 void Allocation::setWord(std::uint32_t sector, std::uint32_t value) {
     const std::uint32_t perSector = sectors_.wordsPerSector();
-    const std::uint32_t old = word(sector);
+    const std::uint32_t old = std::exchange(words_[sector], value);
     if (old < reached_.size()) {
         reached_[old] = false;
     }
@@ -130,6 +127,18 @@ void Allocation::loadFatSectors() {
     if (fatSectors_.size() < expected || expected == 0) {
         throw Failure(kFileCorrupt);
     }
+}
+
+void Allocation::loadWords() {
+    const std::uint32_t perSector = sectors_.wordsPerSector();
+    words_.reserve(fatSectors_.size() * perSector);
+    Buffer bytes(sectors_.sectorBytes());
+    for (const std::uint32_t sector : fatSectors_) {
+        sectors_.cache().readDirect(sectors_.offsetOf(sector), bytes);
+        for (std::uint32_t at = 0; at < perSector; ++at) {
+            words_.push_back(get32(&bytes[4 * at]));
+        }
+    }
     // A table that lies where the allocation table does not reach would be cut off with the free end of the file.
     if (std::find(claimed_.begin() + std::min<std::ptrdiff_t>(coverage(), std::ssize(claimed_)), claimed_.end(), true) !=
         claimed_.end()) {
@@ -144,7 +153,7 @@ void Allocation::countPredecessors() {
     reached_.resize(coverage());
     crossed_.resize(coverage());
     for (std::uint32_t sector = 0; sector < end; ++sector) {
-        const std::uint32_t next = word(sector);
+        const std::uint32_t next = words_[sector];
         if (next < end) {
             crossed_[next] = crossed_[next] || reached_[next];
             reached_[next] = true;
@@ -167,7 +176,7 @@ void Allocation::learnFree() {
         return;
     }
     for (std::uint32_t sector = 0; sector < coverage(); ++sector) {
-        if (word(sector) == kFreeSector && !claimed_[sector]) {
+        if (words_[sector] == kFreeSector && !claimed_[sector]) {
             free_.add(sector);
         }
     }
@@ -206,6 +215,7 @@ void Allocation::addFatSector() {
     sectors_.cache().useUpTo(sectors_.offsetOf(sector + (needsDifat ? 2 : 1)));
     clearNewSector(sector, 0xFF, false);
     fatSectors_.push_back(sector);
+    words_.resize(words_.size() + sectors_.wordsPerSector(), kFreeSector);
     claimed_.resize(coverage());
     reached_.resize(coverage());
     crossed_.resize(coverage());

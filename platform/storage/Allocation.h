@@ -38,10 +38,10 @@ public:
     std::uint32_t usedSectors();
 
 private:
-    std::uint32_t word(std::uint32_t sector) const;
     void setWord(std::uint32_t sector, std::uint32_t value);
-    std::uint32_t coverage() const { return static_cast<std::uint32_t>(fatSectors_.size()) * sectors_.wordsPerSector(); }
+    std::uint32_t coverage() const { return static_cast<std::uint32_t>(words_.size()); }
     void loadFatSectors();
+    void loadWords();
     void countPredecessors();
     void claim(std::uint32_t sector);
     void learnFree();
@@ -52,6 +52,8 @@ private:
 
     Sectors& sectors_;
     std::vector<std::uint32_t> fatSectors_;
+    // The whole table, as it stands in those sectors.
+    std::vector<std::uint32_t> words_;
     std::vector<std::uint32_t> difatSectors_;
     // Per sector: whether it is part of a table; whether a chain leads to it; whether two do.
     std::vector<bool> claimed_;

@@ -136,15 +136,19 @@ void BlockCache::settle() {
 }
 
 void BlockCache::reserveForCommit() {
-    buildRecord();
-    growFor(usedEnd_, record_.sealedSize());
+    std::uint64_t room = JournalRecord::kFooterBytes + cleared_.size() * JournalRecord::kRangeOverhead;
+    for (const Span& span : changes_) {
+        room += span.length + JournalRecord::kRangeOverhead + kMergeGapBytes;
+    }
+    growFor(usedEnd_, room);
 }
 
 void BlockCache::commit() {
     if (!changed()) {
         return;
     }
-    reserveForCommit();
+    buildRecord();
+    growFor(usedEnd_, record_.sealedSize());
     // Writing into a file that somebody cut would tear a hole instead of completing it.
     if (file_->size() != size_) {
         throw Failure(kWriteFault);
@@ -155,10 +159,10 @@ void BlockCache::commit() {
     journalBytes_ += std::exchange(tornBytes_, 0);
     journal_.push_back(record_.bytes());
     journaled_.insert(journaled_.end(), changes_.begin(), changes_.end());
-    const bool mustCheckpoint = !cleared_.empty();
+    zerosJournaled_ = zerosJournaled_ || !cleared_.empty();
     changes_.clear();
     cleared_.clear();
-    if (mustCheckpoint) {
+    if (zerosJournaled_) {
         try {
             checkpoint();
         } catch (const Failure&) {
@@ -188,18 +192,14 @@ void BlockCache::checkpoint() {
     if (file_->size() != size_) {
         throw Failure(kWriteFault);
     }
-    const bool cleared = std::any_of(journal_.begin(), journal_.end(), [&](const Buffer& record) {
-        JournalRecord::listRanges(record, size_, ranges_);
-        return std::any_of(ranges_.begin(), ranges_.end(), [](const auto& range) { return range.bytes == nullptr; });
-    });
-    if (changed() || cleared) {
+    if (changed() || zerosJournaled_) {
         // The blocks are ahead of the journal, or do not hold all of it.
         for (const Buffer& record : journal_) {
             JournalRecord::listRanges(record, size_, ranges_);
             apply(ranges_);
         }
     } else {
-        merge(journaled_);
+        merge(journaled_, kBlockBytes / 2);
         for (const Span& span : journaled_) {
             gather_.resize(span.length);
             copyFromBlocks(span, gather_.data());
@@ -211,6 +211,7 @@ void BlockCache::checkpoint() {
     const std::uint64_t length = std::exchange(journalBytes_, 0);
     journal_.clear();
     journaled_.clear();
+    zerosJournaled_ = false;
     tornBytes_ = length;
     eraseTornRecord();
 }
@@ -311,15 +312,15 @@ void BlockCache::zeroInBlocks(const Span& range) {
     }
 }
 
-void BlockCache::merge(std::vector<Span>& spans) {
+void BlockCache::merge(std::vector<Span>& spans, std::uint64_t gap) {
     std::sort(spans.begin(), spans.end(),
               [](const Span& left, const Span& right) { return left.offset < right.offset; });
     std::size_t kept = 0;
     for (std::size_t at = 1; at < spans.size(); ++at) {
         Span& last = spans[kept];
         const Span& next = spans[at];
-        // Both sides of a gap this short are in loaded blocks, and so is the gap.
-        if (next.offset <= last.end() + kMergeGapBytes) {
+        // Both sides of a gap shorter than a block are in loaded blocks, and so is the gap.
+        if (next.offset <= last.end() + gap) {
             last.length = std::max(last.end(), next.end()) - last.offset;
         } else {
             spans[++kept] = next;
@@ -342,7 +343,7 @@ void BlockCache::buildRecord() {
     for (const Span& range : cleared_) {
         zeroInBlocks(range);
     }
-    merge(changes_);
+    merge(changes_, kMergeGapBytes);
     record_.clear();
     for (const Span& range : cleared_) {
         record_.addZeros(range.offset, range.length);

@@ -90,7 +90,7 @@ private:
     void replay();
     void patchBlocks(const std::vector<JournalRecord::Range>& ranges);
     void zeroInBlocks(const Span& range);
-    static void merge(std::vector<Span>& spans);
+    static void merge(std::vector<Span>& spans, std::uint64_t gap);
     void copyFromBlocks(const Span& span, std::uint8_t* out);
     void buildRecord();
     void growFor(std::uint64_t usedEnd, std::uint64_t room);
@@ -113,6 +113,7 @@ private:
     std::vector<Buffer> journal_;
     std::uint64_t journalBytes_ = 0;
     std::vector<Span> journaled_;
+    bool zerosJournaled_ = false;
     // Length of a record whose writing failed: what of it is in the file lies before the journal.
     std::uint64_t tornBytes_ = 0;
     std::vector<JournalRecord::Range> ranges_;

@@ -32,6 +32,8 @@ namespace storage {
 class JournalRecord {
 public:
     static constexpr std::uint64_t kFooterBytes = 40;
+    // What a range takes beside its bytes, at most.
+    static constexpr std::uint64_t kRangeOverhead = 24;
 
     struct Range {
         std::uint64_t offset = 0;

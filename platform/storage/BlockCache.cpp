@@ -76,11 +76,14 @@ void BlockCache::readFile(std::uint64_t offset, std::span<std::uint8_t> out) {
     std::fill(out.begin() + static_cast<std::ptrdiff_t>(inFile), out.end(), std::uint8_t{0});
 }
 
-void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes) {
+void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
     // A record of the journal may say that these places are zero.
     checkpoint();
     if (file_->size() != size_) {
         throw Failure(kWriteFault);
+    }
+    if (fresh) {
+        fresh_.push_back({offset, bytes.size()});
     }
     file_->write(offset, bytes);
     for (std::size_t done = 0; done < bytes.size();) {
@@ -161,6 +164,7 @@ void BlockCache::commit() {
     journaled_.insert(journaled_.end(), changes_.begin(), changes_.end());
     zerosJournaled_ = zerosJournaled_ || !cleared_.empty();
     changes_.clear();
+    fresh_.clear();
     cleared_.clear();
     if (zerosJournaled_) {
         try {
@@ -172,6 +176,13 @@ void BlockCache::commit() {
 }
 
 void BlockCache::discard() {
+    try {
+        for (const Span& span : std::exchange(fresh_, {})) {
+            writeZeros(span.offset, span.length);
+        }
+    } catch (const Failure&) {
+        // They are free: harmless, and overwritten with their next use.
+    }
     changes_.clear();
     cleared_.clear();
     blocks_.clear();

@@ -49,10 +49,10 @@ public:
     // Sets a range to zero as a part of the next commit(). Until then nothing may be read there.
     void clear(std::uint64_t offset, std::uint64_t length);
 
-    // Past the blocks, for the contents of large streams: reads, and writes at once, to places that the container does
-    // not refer to yet.
+    // Past the blocks, for the contents of large streams: reads, and writes that happen at once. `fresh`: nothing refers
+    // to these places yet; should the change fail, they are made zero again.
     void readDirect(std::uint64_t offset, std::span<std::uint8_t> out);
-    void writeDirect(std::uint64_t offset, ByteView bytes);
+    void writeDirect(std::uint64_t offset, ByteView bytes, bool fresh);
 
     // Before the first change: cuts what trails behind `usedEnd`, or completes a last sector that was cut short.
     void prepare(std::uint64_t usedEnd);
@@ -67,7 +67,7 @@ public:
     void reserveForCommit();
     // Puts all changes into the file. After a failure they have not happened, and are still there to be discarded.
     void commit();
-    // Forgets all changes since the last commit, and every block.
+    // Forgets all changes since the last commit, and every block; zeroes what was written directly, if it can.
     void discard();
     // Brings the journal's changes to their places. After a failure they are still in the journal.
     void checkpoint();
@@ -114,6 +114,8 @@ private:
     std::uint64_t journalBytes_ = 0;
     std::vector<Span> journaled_;
     bool zerosJournaled_ = false;
+    // Fresh places written past the blocks since the last commit.
+    std::vector<Span> fresh_;
     // Length of a record whose writing failed: what of it is in the file lies before the journal.
     std::uint64_t tornBytes_ = 0;
     std::vector<JournalRecord::Range> ranges_;

@@ -215,7 +215,7 @@ void StreamContent::replace(const std::vector<std::uint32_t>& sectors, std::uint
             std::memcpy(allocation_.sectors().change(sector, within, static_cast<std::uint32_t>(step)), &bytes[done], step);
         } else {
             allocation_.sectors().cache().writeDirect(allocation_.sectors().offsetOf(sector) + within,
-                                                      bytes.subspan(done, step));
+                                                      bytes.subspan(done, step), false);
         }
         done += step;
     }
@@ -252,7 +252,7 @@ void StreamContent::append(std::vector<std::uint32_t>& sectors, std::uint64_t ne
                 std::memcpy(&fill[from - begin], &piece.bytes[from - piece.position], to - from);
             }
         }
-        allocation_.sectors().cache().writeDirect(allocation_.sectors().offsetOf(sectors[at]), fill);
+        allocation_.sectors().cache().writeDirect(allocation_.sectors().offsetOf(sectors[at]), fill, true);
         at = next;
     }
 }

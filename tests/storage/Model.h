@@ -145,7 +145,7 @@ private:
             return;
         }
         expect(root_->flush() == com::kOk, "flush");
-        const std::string wrong = strictCheck(image_->bytes, found, true);
+        const std::string wrong = strictCheck(image_->bytes, found, {.open = true});
         expect(wrong.empty(), "open: " + wrong);
         expect(found == tree_, "contents of the open file");
     }

@@ -26,7 +26,7 @@ bool zeros(const Buffer& bytes, std::size_t from, std::size_t to) {
 
 class Checker {
 public:
-    Checker(const Buffer& file, Tree& tree, bool open) : file_(file), tree_(tree), open_(open) {}
+    Checker(const Buffer& file, Tree& tree, Allow allow) : file_(file), tree_(tree), allow_(allow) {}
 
     void run() {
         readHeader();
@@ -54,7 +54,7 @@ private:
         need(zeros(file_, 34, 40) && zeros(file_, 52, 56) && get32(&file_[56]) == 4096, "reserved fields");
         sector_ = major_ == 3 ? 512 : 4096;
         need(zeros(file_, 512, sector_), "rest of the header");
-        need(file_.size() % sector_ == 0 || open_, "length");
+        need(file_.size() % sector_ == 0 || allow_.open, "length");
         owner_.assign(file_.size() / sector_ - 1, "");
     }
 
@@ -205,11 +205,12 @@ private:
         for (std::size_t at = 0; at < owner_.size(); ++at) {
             if (owner_[at].empty()) {
                 need(at >= fat_.size() || fat_[at] == kNone, "lost sector " + std::to_string(at));
-                need(zeros(file_, (at + 1) * sector_, (at + 2) * sector_), "bytes in free sector " + std::to_string(at));
+                need(allow_.bytesInFreeSectors || zeros(file_, (at + 1) * sector_, (at + 2) * sector_),
+                     "bytes in free sector " + std::to_string(at));
             }
         }
         need(zeros(file_, (owner_.size() + 1) * sector_, file_.size()), "bytes behind the last sector");
-        need(open_ || !owner_.back().empty(), "free sector at the end");
+        need(allow_.open || !owner_.back().empty(), "free sector at the end");
         for (std::size_t at = owner_.size(); at < fat_.size(); ++at) {
             need(fat_[at] == kNone, "allocation behind the end");
         }
@@ -228,7 +229,7 @@ private:
 
     const Buffer& file_;
     Tree& tree_;
-    bool open_;
+    Allow allow_;
     unsigned major_ = 0;
     std::uint32_t sector_ = 0;
     std::vector<std::string> owner_;
@@ -243,9 +244,9 @@ private:
 
 } // namespace
 
-std::string strictCheck(const Buffer& file, Tree& tree, bool open) {
+std::string strictCheck(const Buffer& file, Tree& tree, Allow allow) {
     try {
-        Checker(file, tree, open).run();
+        Checker(file, tree, allow).run();
         return {};
     } catch (const std::exception& wrong) {
         return wrong.what();

@@ -1,17 +1,19 @@
-// The container at work on calibration files: n items, each a storage with one stream of 134 bytes, in one storage. Side
-// by side with the bare machine (a file of the same size in calls of 4 KiB) and with libgsf on the same tree.
+// The container at work on calibration files: n items, each a storage with one stream of 134 bytes, in one storage.
+// Side by side with the bare machine (a file of the same size in calls of 4 KiB) and with libgsf on the same tree.
 //
-// Every benchmark answers the time for all n items; `per_item` is that time for one. The flush at a file's close is part
-// of what the container must do, but what it costs is the disk's: it is left out by keeping the root open, and measured
-// by BM_OpenUpdateClose.
+// Every benchmark answers the time for all n items; `per_item` is that time for one. The flush at a file's close is
+// part of what the container must do, but what it costs is the disk's: it is left out by keeping the root open, and
+// measured by BM_OpenUpdateClose.
 #include "platform/storage/Storage.h"
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
 #include <gsf/gsf-infile-msole.h>
 #include <gsf/gsf-input-stdio.h>
 #include <gsf/gsf-outfile-msole.h>
 #include <gsf/gsf-output-stdio.h>
 #include <gsf/gsf-utils.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -24,9 +26,6 @@
 #include <random>
 #include <string>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
@@ -163,7 +162,8 @@ void BM_OpenReadOne(benchmark::State& state) {
     std::mt19937 random(1);
     for (auto _ : state) {
         auto root = openFile(path, kOpenRead);
-        benchmark::DoNotOptimize(readItem(*root.get(), toUtf16(nameOf(static_cast<unsigned>(random() % count(state))))));
+        benchmark::DoNotOptimize(
+            readItem(*root.get(), toUtf16(nameOf(static_cast<unsigned>(random() % count(state))))));
     }
 }
 
@@ -237,7 +237,8 @@ void BM_BareWrite(benchmark::State& state) {
     for (auto _ : state) {
         const int file = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
         for (std::uint64_t at = 0; at < size; at += block.size()) {
-            require(pwrite(file, block.data(), std::min<std::uint64_t>(block.size(), size - at), static_cast<off_t>(at)) > 0,
+            require(pwrite(file, block.data(), std::min<std::uint64_t>(block.size(), size - at),
+                           static_cast<off_t>(at)) > 0,
                     "bare write");
         }
         close(file);

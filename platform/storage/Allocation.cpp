@@ -140,8 +140,8 @@ void Allocation::loadWords() {
         }
     }
     // A table that lies where the allocation table does not reach would be cut off with the free end of the file.
-    if (std::find(claimed_.begin() + std::min<std::ptrdiff_t>(coverage(), std::ssize(claimed_)), claimed_.end(), true) !=
-        claimed_.end()) {
+    if (std::find(claimed_.begin() + std::min<std::ptrdiff_t>(coverage(), std::ssize(claimed_)), claimed_.end(),
+                  true) != claimed_.end()) {
         throw Failure(kFileCorrupt);
     }
     claimed_.resize(coverage());
@@ -210,7 +210,8 @@ void Allocation::addFatSector() {
     const std::uint32_t slot = static_cast<std::uint32_t>(fatSectors_.size());
     const std::uint32_t sector = coverage();
     const std::uint32_t perDifat = sectors_.wordsPerSector() - 1;
-    const bool needsDifat = slot >= header::kDifatEntries && (slot - header::kDifatEntries) / perDifat >= difatSectors_.size();
+    const bool needsDifat =
+        slot >= header::kDifatEntries && (slot - header::kDifatEntries) / perDifat >= difatSectors_.size();
 
     sectors_.cache().useUpTo(sectors_.offsetOf(sector + (needsDifat ? 2 : 1)));
     clearNewSector(sector, 0xFF, false);

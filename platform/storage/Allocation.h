@@ -8,7 +8,8 @@
 namespace storage {
 
 // Which sector is used, and which one follows it in its chain: the allocation table (FAT) with the list of its own
-// sectors (DIFAT). Every chain that is walked is bounded by the number of sectors, so that a cycle ends in kFileCorrupt.
+// sectors (DIFAT). Every chain that is walked is bounded by the number of sectors, so that a cycle ends in
+// kFileCorrupt.
 class Allocation {
 public:
     // Reads the table. kFileCorrupt where it lies outside of the file, is cut short, or claims a sector twice.

@@ -79,9 +79,7 @@ void BlockCache::readFile(std::uint64_t offset, std::span<std::uint8_t> out) {
 void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
     // A record of the journal may say that these places are zero.
     checkpoint();
-    if (file_->size() != size_) {
-        throw Failure(kWriteFault);
-    }
+    requireWhole();
     if (fresh) {
         fresh_.push_back({offset, bytes.size()});
     }
@@ -152,10 +150,7 @@ void BlockCache::commit() {
     }
     buildRecord();
     growFor(usedEnd_, record_.sealedSize());
-    // Writing into a file that somebody cut would tear a hole instead of completing it.
-    if (file_->size() != size_) {
-        throw Failure(kWriteFault);
-    }
+    requireWhole();
     record_.seal(journalStart(), journal_.size());
     tornBytes_ = record_.bytes().size();
     file_->write(journalStart() - tornBytes_, record_.bytes());
@@ -200,9 +195,7 @@ void BlockCache::checkpoint() {
     if (journal_.empty()) {
         return;
     }
-    if (file_->size() != size_) {
-        throw Failure(kWriteFault);
-    }
+    requireWhole();
     if (changed() || zerosJournaled_) {
         // The blocks are ahead of the journal, or do not hold all of it.
         for (const Buffer& record : journal_) {
@@ -235,6 +228,7 @@ void BlockCache::flush() {
 void BlockCache::close(std::uint64_t end) {
     checkpoint();
     if (end < size_) {
+        requireWhole();
         file_->resize(end);
     }
     file_->flush();
@@ -250,7 +244,15 @@ void BlockCache::load(std::size_t block) {
     blocks_[block] = std::move(loaded);
 }
 
+// Writing into a file that somebody cut, or lengthening it, would tear a hole instead of completing it.
+void BlockCache::requireWhole() {
+    if (file_->size() != size_) {
+        throw Failure(kWriteFault);
+    }
+}
+
 void BlockCache::resize(std::uint64_t newSize) {
+    requireWhole();
     file_->resize(newSize);
     size_ = newSize;
     blocks_.resize((size_ + kBlockBytes - 1) / kBlockBytes);

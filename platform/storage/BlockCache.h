@@ -10,10 +10,10 @@
 
 namespace storage {
 
-// A container's file as blocks in memory, loaded when first asked for and kept, and the one place through which the file
-// changes. Changes are collected in memory and reach the file together in commit(): as one record of a journal at the end
-// of the file. From time to time, and at the latest when the file is flushed or closed, checkpoint() brings the journal's
-// changes to their places:
+// A container's file as blocks in memory, loaded when first asked for and kept, and the one place through which the
+// file changes. Changes are collected in memory and reach the file together in commit(): as one record of a journal at
+// the end of the file. From time to time, and at the latest when the file is flushed or closed, checkpoint() brings the
+// journal's changes to their places:
 //
 //   1. every changed range is written where it belongs,
 //   2. the oldest record is made invalid, and with it the whole journal,
@@ -49,8 +49,8 @@ public:
     // Sets a range to zero as a part of the next commit(). Until then nothing may be read there.
     void clear(std::uint64_t offset, std::uint64_t length);
 
-    // Past the blocks, for the contents of large streams: reads, and writes that happen at once. `fresh`: nothing refers
-    // to these places yet; should the change fail, they are made zero again.
+    // Past the blocks, for the contents of large streams: reads, and writes that happen at once. `fresh`: nothing
+    // refers to these places yet; should the change fail, they are made zero again.
     void readDirect(std::uint64_t offset, std::span<std::uint8_t> out);
     void writeDirect(std::uint64_t offset, ByteView bytes, bool fresh);
 
@@ -59,7 +59,8 @@ public:
     // Makes the file long enough to use it up to `end` and to hold the record of the next commit. kMediumFull where the
     // disk lacks the room.
     void useUpTo(std::uint64_t end);
-    // Before a change: removes a torn record, makes room in the journal. Throws while it cannot; nothing may change then.
+    // Before a change: removes a torn record, makes room in the journal. Throws while it cannot; nothing may change
+    // then.
     void settle();
 
     bool changed() const { return !changes_.empty() || !cleared_.empty(); }
@@ -86,6 +87,7 @@ private:
     };
     void load(std::size_t block);
     void readFile(std::uint64_t offset, std::span<std::uint8_t> out);
+    void requireWhole();
     void resize(std::uint64_t newSize);
     void replay();
     void patchBlocks(const std::vector<JournalRecord::Range>& ranges);

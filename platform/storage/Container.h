@@ -16,8 +16,8 @@ namespace storage {
 
 class Element;
 
-// An open compound file: the layers below put together, and the changes of a caller made whole. Shared by all objects of
-// the file; the last of them closes it. Throws Failure; after a failed change everything is as before it.
+// An open compound file: the layers below put together, and the changes of a caller made whole. Shared by all objects
+// of the file; the last of them closes it. Throws Failure; after a failed change everything is as before it.
 //
 // A change lives in the blocks' memory until its commit. The creation of an element is not committed at once: it waits
 // for the element's first bytes, or for the next other change, or for its release.

@@ -2,6 +2,9 @@
 
 #include "platform/storage/Elements.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -10,14 +13,11 @@
 #include <set>
 #include <utility>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 namespace storage {
 namespace {
 
-// The files that this process has open. The lock of the operating system keeps other processes out; on some file systems
-// it does not tell two opens of one process apart.
+// The files that this process has open. The lock of the operating system keeps other processes out; on some file
+// systems it does not tell two opens of one process apart.
 class OpenFiles {
 public:
     static OpenFiles& instance() {

@@ -1,15 +1,14 @@
 #include "platform/storage/FileBytes.h"
 
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <csignal>
-#include <mutex>
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
 
 namespace storage {
 namespace {
@@ -19,13 +18,10 @@ namespace {
 }
 
 void ignoreFileSizeSignal() {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        struct sigaction present {};
-        if (sigaction(SIGXFSZ, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
-            std::signal(SIGXFSZ, SIG_IGN);
-        }
-    });
+    struct sigaction present {};
+    if (sigaction(SIGXFSZ, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
+        std::signal(SIGXFSZ, SIG_IGN);
+    }
 }
 
 } // namespace
@@ -116,7 +112,8 @@ std::uint64_t PosixFile::size() {
 std::size_t PosixFile::read(std::uint64_t offset, std::span<std::uint8_t> out) {
     std::size_t done = 0;
     while (done < out.size()) {
-        const ssize_t count = pread(descriptor_, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+        const ssize_t count =
+            pread(descriptor_, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -154,8 +151,7 @@ void PosixFile::resize(std::uint64_t newSize) {
         }
         return;
     }
-    const int error =
-        posix_fallocate(descriptor_, static_cast<off_t>(present), static_cast<off_t>(newSize - present));
+    const int error = posix_fallocate(descriptor_, static_cast<off_t>(present), static_cast<off_t>(newSize - present));
     if (error != 0) {
         // Part of the room may have been granted: the length goes back to what it was.
         (void)!ftruncate(descriptor_, static_cast<off_t>(present));

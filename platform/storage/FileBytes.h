@@ -33,8 +33,8 @@ public:
 // The status that the container answers for an `errno` value; `otherwise` for those without a code of their own.
 Status statusOfErrno(int error, Status otherwise);
 
-// A file of the operating system. Opening the first one makes the process ignore SIGXFSZ: a program must get the failure
-// of a write beyond its file-size limit as a code, not as its end.
+// A file of the operating system. Opening one makes a process that has no handler for SIGXFSZ ignore it: the failure of
+// a write beyond the file-size limit must come as a code, not as the program's end.
 class PosixFile final : public FileBytes {
 public:
     enum class Open { forReading, forWriting, createNew };

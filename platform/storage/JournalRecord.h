@@ -8,13 +8,13 @@
 
 namespace storage {
 
-// One change of a container as the list of byte ranges that it sets, as it is written behind the container's last sector,
-// where no reader of the format looks. Records are laid from the end of the file backwards, the oldest last:
+// One change of a container as the list of byte ranges that it sets, as it is written behind the container's last
+// sector, where no reader of the format looks. Records are laid from the end of the file backwards, the oldest last:
 //
 //   | sectors ... | zeros ... | record 2 | record 1 | record 0 | end of file
 //
-// Whoever finds records there sets their ranges once more, oldest first, and so completes the changes. A record that was
-// cut short fails its checksum: nothing of its change has happened yet, and nothing older is touched by that.
+// Whoever finds records there sets their ranges once more, oldest first, and so completes the changes. A record that
+// was cut short fails its checksum: nothing of its change has happened yet, and nothing older is touched by that.
 //
 // Layout, little-endian:
 //

@@ -91,8 +91,8 @@ std::uint32_t MiniStream::take() {
     }
 }
 
-// A small stream's first sectors come one by one, so that a small file stays small; later ones in runs, which keeps what
-// is read together together.
+// A small stream's first sectors come one by one, so that a small file stays small; later ones in runs, which keeps
+// what is read together together.
 void MiniStream::grow() {
     const auto present = static_cast<std::uint32_t>(dataSectors_.size());
     // Other writers end the mini stream within a sector.

@@ -44,7 +44,10 @@ char32_t takeCodePoint(std::string_view& text) {
     if (lead < 0x80) {
         return lead;
     }
-    const int more = lead >= 0xC2 && lead < 0xE0 ? 1 : lead >= 0xE0 && lead < 0xF0 ? 2 : lead >= 0xF0 && lead < 0xF5 ? 3 : 0;
+    const int more = lead >= 0xC2 && lead < 0xE0   ? 1
+                     : lead >= 0xE0 && lead < 0xF0 ? 2
+                     : lead >= 0xF0 && lead < 0xF5 ? 3
+                                                   : 0;
     if (more == 0 || text.size() < static_cast<std::size_t>(more)) {
         return kReplacement;
     }

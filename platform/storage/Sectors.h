@@ -30,7 +30,8 @@ inline constexpr std::uint32_t kMiniSectorBytes = 64;
 // Streams below this size live in the mini stream.
 inline constexpr std::uint32_t kMiniStreamCutoff = 4096;
 
-// The file as a header and numbered sectors. Knows where a sector lies; what it is for is the matter of the layers above.
+// The file as a header and numbered sectors. Knows where a sector lies; what it is for is the matter of the layers
+// above.
 class Sectors {
 public:
     // Reads the header of the file behind `cache`. kInvalidHeader where it is none of version 3 or 4.

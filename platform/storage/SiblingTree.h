@@ -16,8 +16,8 @@ public:
 
     // The child of that name, kNoEntry where there is none.
     std::uint32_t find(const Name& name) const;
-    // Whether the tree keeps order, colours and equal black heights. kFileCorrupt where it is not even a tree, or not in
-    // order: such a storage must not be changed.
+    // Whether the tree keeps order, colours and equal black heights. kFileCorrupt where it is not even a tree, or not
+    // in order: such a storage must not be changed.
     bool isRedBlack() const;
     // Builds the tree anew from its entries, whose order is right.
     void rebuild();

@@ -11,9 +11,9 @@
 // Compound files as [MS-CFB] publishes them: storages and streams in one file, through counted references.
 //
 // Any reference to any object of a file (its root, storages, streams, enumerations) keeps the file open; releasing the
-// last one brings it to the disk and closes it. A file is open once: a further open, here or in another process, answers
-// kShareViolation. Objects of one file are called by one thread at a time, here the one worker thread; the layer does not
-// police that. A failed call leaves its outputs empty or zero.
+// last one brings it to the disk and closes it. A file is open once: a further open, here or in another process,
+// answers kShareViolation. Objects of one file are called by one thread at a time, here the one worker thread; the
+// layer does not police that. A failed call leaves its outputs empty or zero.
 //
 // Files are written in direct mode: a change is in the file when its call returns. What belongs together happens
 // together: a created stream appears in the file with its first write, along with the storage that was created just
@@ -56,13 +56,13 @@ class IStream : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x4E1D0C7BA3584F26, 0x8D5E19F0726BC4A1};
 
-    // Reads from the position up to the stream's end at most and moves behind what was read. `transferred`: the number of
-    // bytes, fewer than asked for only at the stream's end and after a failure. kAccessDenied in a stream that is open
-    // for writing only, kFileCorrupt, kReadFault where the file was cut.
+    // Reads from the position up to the stream's end at most and moves behind what was read. `transferred`: the number
+    // of bytes, fewer than asked for only at the stream's end and after a failure. kAccessDenied in a stream that is
+    // open for writing only, kFileCorrupt, kReadFault where the file was cut.
     virtual Status read(std::span<std::uint8_t> out, std::uint32_t& transferred) = 0;
-    // Writes at the position, lengthening the stream where needed, and moves behind it. All or nothing up to 64 KiB; of a
-    // longer piece that replaces bytes, a first part may be in the file after a failure. kAccessDenied in a stream that
-    // is open for reading only, kMediumFull, kWriteFault.
+    // Writes at the position, lengthening the stream where needed, and moves behind it. All or nothing up to 64 KiB; of
+    // a longer piece that replaces bytes, a first part may be in the file after a failure. kAccessDenied in a stream
+    // that is open for reading only, kMediumFull, kWriteFault.
     virtual Status write(std::span<const std::uint8_t> bytes, std::uint32_t& transferred) = 0;
     // Moves to `position` bytes from the start, which may lie behind the end.
     virtual Status moveTo(std::uint64_t position) = 0;
@@ -77,16 +77,16 @@ public:
     static constexpr com::InterfaceId kId{0x71C9D24EF5064A8B, 0xA6D30B8C4E912F57};
 
     // Create a child and open it with `mode`: kCreate replaces a child of that name with all it holds; without,
-    // kFileAlreadyExists. Open objects of what was replaced answer kReverted. kAccessDenied in a storage that is open for
-    // reading only, kInvalidFlag for a mode that cannot write or is none, kMediumFull.
+    // kFileAlreadyExists. Open objects of what was replaced answer kReverted. kAccessDenied in a storage that is open
+    // for reading only, kInvalidFlag for a mode that cannot write or is none, kMediumFull.
     virtual Status createStorage(std::u16string_view name, std::uint32_t mode, ComPtr<IStorage>& out) = 0;
     virtual Status createStream(std::u16string_view name, std::uint32_t mode, ComPtr<IStream>& out) = 0;
     // Open a child. kFileNotFound where there is none of that name and kind; kAccessDenied where it is open already, or
     // where `mode` asks for more than this storage was opened for.
     virtual Status openStorage(std::u16string_view name, std::uint32_t mode, ComPtr<IStorage>& out) = 0;
     virtual Status openStream(std::u16string_view name, std::uint32_t mode, ComPtr<IStream>& out) = 0;
-    // Deletes a child with all it holds: kFileNotFound where there is none of that name. Nothing of it stays readable in
-    // the file. Open objects of what was deleted answer kReverted.
+    // Deletes a child with all it holds: kFileNotFound where there is none of that name. Nothing of it stays readable
+    // in the file. Open objects of what was deleted answer kReverted.
     virtual Status destroyElement(std::u16string_view name) = 0;
     virtual Status enumElements(ComPtr<IEnumElements>& out) = 0;
     // The storage itself; the root's name is that in the file.

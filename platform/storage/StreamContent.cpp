@@ -212,7 +212,8 @@ void StreamContent::replace(const std::vector<std::uint32_t>& sectors, std::uint
         const std::size_t step = std::min<std::size_t>(bytes.size() - done, sectorBytes() - within);
         const std::uint32_t sector = sectors[at / sectorBytes()];
         if (atomic) {
-            std::memcpy(allocation_.sectors().change(sector, within, static_cast<std::uint32_t>(step)), &bytes[done], step);
+            std::memcpy(allocation_.sectors().change(sector, within, static_cast<std::uint32_t>(step)), &bytes[done],
+                        step);
         } else {
             allocation_.sectors().cache().writeDirect(allocation_.sectors().offsetOf(sector) + within,
                                                       bytes.subspan(done, step), false);

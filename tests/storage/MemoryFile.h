@@ -15,8 +15,8 @@ struct MemoryImage {
     unsigned changes = 0;
     unsigned writes = 0;
     std::uint64_t bytesWritten = 0;
-    // The call (from 1 on) that fails, after this share of its bytes (in sixteenths) was written; whether the ones after
-    // it fail, too.
+    // The call (from 1 on) that fails, after this share of its bytes (in sixteenths) was written; whether the ones
+    // after it fail, too.
     unsigned failAt = 0;
     unsigned sixteenthsWritten = 0;
     bool failsForGood = true;

@@ -53,7 +53,8 @@ private:
     }
 
     std::u16string chooseName() {
-        static constexpr std::u16string_view kStems[]{u"A", u"B", u"CC", u"DD", u"ITEM", u"0000000", u"A LONG NAME OF NEARLY THIRTY"};
+        static constexpr std::u16string_view kStems[]{
+            u"A", u"B", u"CC", u"DD", u"ITEM", u"0000000", u"A LONG NAME OF NEARLY THIRTY"};
         return std::u16string(kStems[choose_(7)]) + static_cast<char16_t>(u'0' + choose_(10));
     }
 

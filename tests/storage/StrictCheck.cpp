@@ -21,7 +21,8 @@ void need(bool holds, const std::string& what) {
 }
 
 bool zeros(const Buffer& bytes, std::size_t from, std::size_t to) {
-    return std::all_of(bytes.data() + from, bytes.data() + std::max(from, to), [](std::uint8_t byte) { return byte == 0; });
+    return std::all_of(bytes.data() + from, bytes.data() + std::max(from, to),
+                       [](std::uint8_t byte) { return byte == 0; });
 }
 
 class Checker {
@@ -50,7 +51,8 @@ private:
         need(file_.size() >= 1536 && std::equal(kSignature, kSignature + 8, file_.begin()), "signature");
         major_ = get16(&file_[26]);
         need(zeros(file_, 8, 24) && get16(&file_[24]) == 0x3E && (major_ == 3 || major_ == 4), "version");
-        need(get16(&file_[28]) == 0xFFFE && get16(&file_[30]) == (major_ == 3 ? 9 : 12) && get16(&file_[32]) == 6, "shifts");
+        need(get16(&file_[28]) == 0xFFFE && get16(&file_[30]) == (major_ == 3 ? 9 : 12) && get16(&file_[32]) == 6,
+             "shifts");
         need(zeros(file_, 34, 40) && zeros(file_, 52, 56) && get32(&file_[56]) == 4096, "reserved fields");
         sector_ = major_ == 3 ? 512 : 4096;
         need(zeros(file_, 512, sector_), "rest of the header");
@@ -217,7 +219,8 @@ private:
         for (std::size_t at = 0; at < miniFat_.size(); ++at) {
             const bool owned = at < miniOwned_.size() && miniOwned_[at];
             need(owned || miniFat_[at] == kNone, "lost mini sector");
-            need(owned || at >= miniOwned_.size() || zeros(mini_, at * 64, at * 64 + 64), "bytes in a free mini sector");
+            need(owned || at >= miniOwned_.size() || zeros(mini_, at * 64, at * 64 + 64),
+                 "bytes in a free mini sector");
         }
         for (std::uint32_t id = 0; id < seen_.size(); ++id) {
             const std::uint8_t* at = entry(id);

@@ -9,7 +9,9 @@ std::vector<std::uint32_t> MiniStream::chain(std::uint32_t start, std::size_t mo
     load();
     std::vector<std::uint32_t> found;
     for (std::uint32_t number = start; number != kEndOfChain && found.size() < most; number = word(number)) {
-        if (number >= count_ || found.size() >= count_) {
+        // A small stream has no more than 64: its circles are found at the first step.
+        const auto recent = found.size() > kMiniStreamCutoff / kMiniSectorBytes ? found.end() : found.begin();
+        if (number >= count_ || found.size() >= count_ || std::find(recent, found.end(), number) != found.end()) {
             throw Failure(kFileCorrupt);
         }
         found.push_back(number);

@@ -41,17 +41,25 @@ protected:
         }
     }
     // Runs `body` in a child process and answers its exit code, or minus the signal that ended it.
+    // With `killAfter`, the child is killed that long after it wrote to `ready`.
     template <class Body>
     static int inChild(Body&& body, std::chrono::microseconds killAfter = {}) {
+        int ready[2]{};
+        EXPECT_EQ(pipe(ready), 0);
         const pid_t child = fork();
         if (child == 0) {
+            ready_ = ready[1];
             body();
             _exit(0);
         }
+        close(ready[1]);
         if (killAfter.count() > 0) {
+            char byte = 0;
+            EXPECT_EQ(read(ready[0], &byte, 1), 1);
             usleep(static_cast<useconds_t>(killAfter.count()));
             kill(child, SIGKILL);
         }
+        close(ready[0]);
         int status = 0;
         waitpid(child, &status, 0);
         return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
@@ -67,6 +75,7 @@ protected:
         return out;
     }
 
+    static inline int ready_ = -1;
     fs::path folder_;
     std::string path_;
 };
@@ -423,6 +432,9 @@ TEST_F(DocfileTest, AKilledWriterLeavesWholeItems) {
             [&] {
                 ComPtr<IStorage> root;
                 stgOpenStorage(path_, kOpenReadWrite, root);
+                if (write(ready_, "", 1) != 1) {
+                    _exit(1);
+                }
                 for (unsigned at = 0;; ++at) {
                     writeItem(*root.get(), 1 + at % 150, 1 + at % 150, at % 7 == 0 ? 5000 : 134);
                     if (at % 5 == 0) {
@@ -430,7 +442,7 @@ TEST_F(DocfileTest, AKilledWriterLeavesWholeItems) {
                     }
                 }
             },
-            std::chrono::microseconds(500 + random() % 12000));
+            std::chrono::microseconds(1 + random() % 8000));
         ComPtr<IStorage> root;
         Tree tree;
         ASSERT_EQ(stgOpenStorage(path_, round % 2 == 0 ? kOpenRead : kOpenReadWrite, root), com::kOk) << round;

@@ -41,8 +41,7 @@ std::uint32_t Container::createChild(std::uint32_t owner, const Name& name, Entr
     const bool joins = kind == EntryType::stream && waiting_.storage == owner && waiting_.stream == kNoEntry;
     std::uint32_t id = kNoEntry;
     change(joins, [&] {
-        SiblingTree tree = treeForChange(owner);
-        id = tree.find(name);
+        id = SiblingTree(*directory_, owner).find(name);
         if (id != kNoEntry) {
             if (!replaces) {
                 throw Failure(kFileAlreadyExists);
@@ -54,6 +53,7 @@ std::uint32_t Container::createChild(std::uint32_t owner, const Name& name, Entr
             revert(id);
             directory_->change(id).makeChild(name.units(), kind);
         } else {
+            SiblingTree tree = treeForChange(owner);
             id = directory_->allocate();
             directory_->change(id).makeChild(name.units(), kind);
             tree.insert(id, name);
@@ -70,13 +70,12 @@ std::uint32_t Container::createChild(std::uint32_t owner, const Name& name, Entr
 
 void Container::destroyChild(std::uint32_t owner, const Name& name) {
     change(false, [&] {
-        SiblingTree tree = treeForChange(owner);
-        const std::uint32_t id = tree.find(name);
+        const std::uint32_t id = SiblingTree(*directory_, owner).find(name);
         if (id == kNoEntry) {
             throw Failure(kFileNotFound);
         }
         const auto gone = subtree(id);
-        tree.remove(id, name);
+        treeForChange(owner).remove(id, name);
         freeContents(gone);
         ++treeVersion_;
         freeSubtree(gone);

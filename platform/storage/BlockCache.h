@@ -1,0 +1,127 @@
+#pragma once
+
+#include "platform/storage/FileBytes.h"
+#include "platform/storage/JournalRecord.h"
+
+#include <array>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace storage {
+
+// A container's file as blocks in memory, loaded when first asked for and kept, and the one place through which the
+// file changes. Changes are collected in memory and reach the file together in commit(): as one record of a journal at
+// the end of the file. From time to time, and at the latest when the file is flushed or closed, checkpoint() brings the
+// journal's changes to their places:
+//
+//   1. every changed range is written where it belongs,
+//   2. the oldest record is made invalid, and with it the whole journal,
+//   3. the journal is overwritten with zeros.
+//
+// A process that ends before the record of a commit is complete leaves the state before it; one that ends later, up to
+// step 2, leaves a journal from which the next open completes every change. No range lies in the journal, and the file
+// is not lengthened while there is one.
+class BlockCache {
+public:
+    static constexpr std::size_t kBlockBytes = 4096;
+
+    // Takes over the file. A whole record at its end is carried out: in the file where it may be written, otherwise in
+    // memory.
+    BlockCache(std::unique_ptr<FileBytes> file, bool writable);
+
+    bool writable() const { return writable_; }
+    // Length of the file in bytes.
+    std::uint64_t size() const { return size_; }
+    // End of what has been in use since the file was opened: all beyond is zero. As long as nothing changed, size().
+    std::uint64_t usedEnd() const { return usedEnd_; }
+
+    // The bytes at `offset` up to the end of their block. kReadFault where the file was cut.
+    const std::uint8_t* read(std::uint64_t offset) {
+        const std::size_t block = offset / kBlockBytes;
+        if (block >= blocks_.size() || blocks_[block] == nullptr) {
+            load(block);
+        }
+        return blocks_[block]->data() + offset % kBlockBytes;
+    }
+    // The same for changing `length` bytes of one block as a part of the next commit().
+    std::uint8_t* change(std::uint64_t offset, std::size_t length);
+    // Sets a range to zero as a part of the next commit(). Until then nothing may be read there.
+    void clear(std::uint64_t offset, std::uint64_t length);
+
+    // Past the blocks, for the contents of large streams: reads, and writes that happen at once. `fresh`: nothing
+    // refers to these places yet; should the change fail, they are made zero again.
+    void readDirect(std::uint64_t offset, std::span<std::uint8_t> out);
+    void writeDirect(std::uint64_t offset, ByteView bytes, bool fresh);
+
+    // Before the first change: cuts what trails behind `usedEnd`, or completes a last sector that was cut short.
+    void prepare(std::uint64_t usedEnd);
+    // Makes the file long enough to use it up to `end` and to hold the record of the next commit. kMediumFull where the
+    // disk lacks the room.
+    void useUpTo(std::uint64_t end);
+    // Before a change: removes a torn record, makes room in the journal. Throws while it cannot; nothing may change
+    // then.
+    void settle();
+
+    bool changed() const { return !changes_.empty() || !cleared_.empty(); }
+    // Makes the file so long that the commit of the present changes needs no more room.
+    void reserveForCommit();
+    // Puts all changes into the file. After a failure they have not happened, and are still there to be discarded.
+    void commit();
+    // Forgets all changes since the last commit, and every block; zeroes what was written directly, if it can.
+    void discard();
+    // Brings the journal's changes to their places. After a failure they are still in the journal.
+    void checkpoint();
+
+    // Checkpoint, then all on the disk.
+    void flush();
+    // The same, the file cut to `end` in between.
+    void close(std::uint64_t end);
+
+private:
+    using Block = std::array<std::uint8_t, kBlockBytes>;
+    struct Span {
+        std::uint64_t offset = 0;
+        std::uint64_t length = 0;
+        std::uint64_t end() const { return offset + length; }
+    };
+    void load(std::size_t block);
+    void readFile(std::uint64_t offset, std::span<std::uint8_t> out);
+    void requireWhole();
+    void resize(std::uint64_t newSize);
+    void replay();
+    void patchBlocks(const std::vector<JournalRecord::Range>& ranges);
+    void zeroInBlocks(const Span& range);
+    static void merge(std::vector<Span>& spans, std::uint64_t gap);
+    void copyFromBlocks(const Span& span, std::uint8_t* out);
+    void buildRecord();
+    void growFor(std::uint64_t usedEnd, std::uint64_t room);
+    void apply(const std::vector<JournalRecord::Range>& ranges);
+    void writeZeros(std::uint64_t offset, std::uint64_t length);
+    void eraseTornRecord();
+    std::uint64_t journalStart() const { return size_ - journalBytes_; }
+
+    std::unique_ptr<FileBytes> file_;
+    bool writable_;
+    std::uint64_t size_ = 0;
+    std::uint64_t usedEnd_ = 0;
+    bool prepared_ = false;
+    std::vector<std::unique_ptr<Block>> blocks_;
+    // Since the last commit.
+    std::vector<Span> changes_;
+    std::vector<Span> cleared_;
+    JournalRecord record_;
+    // Since the last checkpoint: the records in the journal, their length together, and the ranges that they set.
+    std::vector<Buffer> journal_;
+    std::uint64_t journalBytes_ = 0;
+    std::vector<Span> journaled_;
+    bool zerosJournaled_ = false;
+    // Fresh places written past the blocks since the last commit.
+    std::vector<Span> fresh_;
+    // Length of a record whose writing failed: what of it is in the file lies before the journal.
+    std::uint64_t tornBytes_ = 0;
+    std::vector<JournalRecord::Range> ranges_;
+    Buffer gather_;
+};
+
+} // namespace storage

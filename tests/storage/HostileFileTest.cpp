@@ -1,0 +1,132 @@
+#include "platform/storage/Sectors.h"
+#include "tests/storage/HostileRun.h"
+
+#include <gtest/gtest.h>
+
+
+namespace storage::testing {
+namespace {
+
+std::shared_ptr<MemoryImage> fileOf(unsigned items, ComPtr<IStorage>& root) {
+    auto image = std::make_shared<MemoryImage>();
+    EXPECT_EQ(createContainer(std::make_unique<MemoryFile>(image), root), com::kOk);
+    for (unsigned number = 1; number <= items; ++number) {
+        EXPECT_EQ(writeItem(*root.get(), number, number, number == 5 ? 5000 : 134), com::kOk);
+    }
+    return image;
+}
+
+// Where each directory entry lies in a file whose allocation sectors are all listed in the header.
+std::vector<std::size_t> placesOfEntries(const Buffer& file) {
+    std::vector<std::size_t> places;
+    for (std::uint32_t at = get32(&file[header::kFirstDirectorySector]); at != kEndOfChain;) {
+        for (std::size_t entry = 0; entry < 4; ++entry) {
+            places.push_back(512 * (std::size_t{at} + 1) + 128 * entry);
+        }
+        const std::uint32_t table = get32(&file[header::kDifat + at / 128 * 4]);
+        at = get32(&file[512 * (std::size_t{table} + 1) + at % 128 * 4]);
+    }
+    return places;
+}
+
+// Each row damages a good file of a few items in one way that a reader must notice while it reads everything.
+TEST(HostileFileTest, AnswersAFailureCodeForWhatCannotBe) {
+    ComPtr<IStorage> root;
+    auto image = fileOf(9, root);
+    root.reset();
+    const Buffer good = image->bytes;
+    const auto sector = [](std::uint32_t number) { return 512 * (std::size_t{number} + 1); };
+    const std::size_t fat = sector(get32(&good[header::kDifat]));
+    const std::size_t entries = sector(get32(&good[header::kFirstDirectorySector]));
+    const std::size_t miniFat = sector(get32(&good[header::kFirstMiniFatSector]));
+    const std::uint32_t directory = get32(&good[header::kFirstDirectorySector]);
+    const std::uint32_t miniStream = get32(&good[entries + 116]);
+    const std::uint32_t top = get32(&good[entries + 76]);
+    const std::size_t topEntry = placesOfEntries(good).at(top);
+    struct {
+        const char* what;
+        std::size_t offset;
+        std::uint32_t value;
+        Status expected;
+    } const rows[]{
+        {"wrong signature", 0, 0, kInvalidHeader},
+        {"version 5", 26, 0xFFFE0005, kInvalidHeader},
+        {"sectors of 2^31 bytes", 30, 0x0006001F, kInvalidHeader},
+        {"cutoff of 0", 56, 0, kInvalidHeader},
+        {"more allocation sectors than sectors", header::kFatSectors, 0x7FFFFFFF, kFileCorrupt},
+        {"no allocation sector", header::kFatSectors, 0, kFileCorrupt},
+        {"allocation sector outside of the file", header::kDifat, 0x00FFFFFF, kFileCorrupt},
+        {"directory outside of the file", header::kFirstDirectorySector, 0x00FFFFFF, kFileCorrupt},
+        {"directory on the allocation table", header::kFirstDirectorySector, 0, kFileCorrupt},
+        {"directory in a circle", fat + 4 * directory, directory, kFileCorrupt},
+        {"directory into the mini stream", fat + 4 * directory, miniStream, kFileCorrupt},
+        {"mini stream into the directory", fat + 4 * miniStream, directory, kFileCorrupt},
+        {"root that is none", entries + 64, 0x01010016, kFileCorrupt},
+        {"mini stream larger than its sectors", entries + 120, 0x7FFFFFFF, kFileCorrupt},
+        {"mini chain in a circle", miniFat, 0, kFileCorrupt},
+        {"mini chain into the free", miniFat, kFreeSector, kFileCorrupt},
+        {"mini chain out of the stream", miniFat, 0x00FFFFFF, kFileCorrupt},
+        {"child outside of the directory", entries + 76, 0x00FFFFFF, kFileCorrupt},
+        {"child is the root", entries + 76, 0, kFileCorrupt},
+        {"sibling is itself", topEntry + 68, top, kFileCorrupt},
+        {"sibling on both sides", topEntry + 68, get32(&good[topEntry + 72]), kFileCorrupt},
+        {"name without an end", topEntry + 64, 0x01010200, kFileCorrupt},
+    };
+    for (const auto& row : rows) {
+        Buffer file = good;
+        put32(&file[row.offset], row.value);
+        Tree tree;
+        EXPECT_EQ(readImage(file, tree), row.expected) << row.what;
+        EXPECT_TRUE(survivesUse(file)) << row.what;
+    }
+    for (std::size_t length = 0; length < good.size(); length += length < 600 ? 37 : 511) {
+        Tree tree;
+        EXPECT_TRUE(com::failed(readImage({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)}, tree)))
+            << "cut to " << length;
+    }
+}
+
+// One long chain of siblings, as simple writers make it, is read without a stack of that depth.
+TEST(HostileFileTest, ReadsATreeAsDeepAsItHasEntries) {
+    ComPtr<IStorage> root;
+    constexpr unsigned kItems = 20000;
+    auto image = std::make_shared<MemoryImage>();
+    ASSERT_EQ(createContainer(std::make_unique<MemoryFile>(image), root), com::kOk);
+    for (unsigned number = 1; number <= kItems; ++number) {
+        ComPtr<IStorage> item;
+        ASSERT_EQ(root->createStorage(itemName(number), kCreateWrite, item), com::kOk);
+    }
+    root.reset();
+    // Entries are numbered in the order of creation: hang each on the left of the next.
+    const auto places = placesOfEntries(image->bytes);
+    put32(&image->bytes[places[0] + 76], kItems);
+    for (unsigned number = 1; number <= kItems; ++number) {
+        put32(&image->bytes[places[number] + 68], number - 1 == 0 ? 0xFFFFFFFF : number - 1);
+        put32(&image->bytes[places[number] + 72], 0xFFFFFFFF);
+    }
+    Tree tree;
+    EXPECT_EQ(readImage(image->bytes, tree), com::kOk);
+    EXPECT_EQ(tree.size(), kItems + 1);
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(root->destroyElement(itemName(777)), com::kOk);
+    root.reset();
+    EXPECT_EQ(strictCheck(image->bytes, tree), "");
+    EXPECT_EQ(tree.size(), kItems);
+}
+
+// What a change may cost, whatever the size of the file.
+TEST(HostileFileTest, ChangesStayCheap) {
+    ComPtr<IStorage> root;
+    auto image = fileOf(3000, root);
+    ASSERT_EQ(root->flush(), com::kOk);
+    EXPECT_LE(image->writes, 10U * 3000);
+    image->writes = 0;
+    image->bytesWritten = 0;
+    ASSERT_EQ(writeItem(*root.get(), 1234, 1), com::kOk);
+    ASSERT_EQ(root->flush(), com::kOk);
+    EXPECT_LE(image->bytesWritten, 16U * 1024);
+    EXPECT_LE(image->writes, 10U);
+}
+
+} // namespace
+} // namespace storage::testing

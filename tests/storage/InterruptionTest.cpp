@@ -1,0 +1,214 @@
+#include "tests/storage/Support.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace storage::testing {
+namespace {
+
+// Creates, replaces, updates and removes items and a large stream, one call after the other, and notes the tree after
+// each as it should be. Stops at the first failure.
+class Script {
+public:
+    explicit Script(const std::shared_ptr<MemoryImage>& image) : image_(image) {}
+
+    // The trees that the file may hold when the script ends here: the last one that was reached, and the next one.
+    void run() {
+        ComPtr<IStorage> root;
+        if (com::failed(openImage(image_, kOpenReadWrite, root))) {
+            return;
+        }
+        for (unsigned number = 1; number <= 12; ++number) {
+            if (!item(*root.get(), number, number)) {
+                return;
+            }
+        }
+        const std::size_t sizes[]{300, 5000, 20000, 4096, 100, 9000};
+        for (const std::size_t size : sizes) {
+            if (!large(*root.get(), size)) {
+                return;
+            }
+        }
+        for (unsigned number = 1; number <= 12; number += 2) {
+            if (!item(*root.get(), number, 100 + number) || !remove(*root.get(), itemName(number + 1))) {
+                return;
+            }
+        }
+        if (!remove(*root.get(), u"large") || com::failed(root->flush())) {
+            return;
+        }
+        for (unsigned number = 20; number <= 24 && item(*root.get(), number, number); ++number) {
+        }
+    }
+
+    const Tree& reached() const { return reached_; }
+    const Tree& next() const { return next_; }
+
+private:
+    bool done(Status status) {
+        if (com::succeeded(status)) {
+            reached_ = next_;
+        }
+        return com::succeeded(status);
+    }
+    bool item(IStorage& root, unsigned number, unsigned seed) {
+        next_ = reached_;
+        const std::u16string path = u"/" + itemName(number) + u"/";
+        next_[path] = {};
+        next_[path + u"00000000"] = pattern(134, seed);
+        return done(writeItem(root, number, seed));
+    }
+    bool large(IStorage& root, std::size_t size) {
+        next_ = reached_;
+        next_[u"/large"] = pattern(size, static_cast<std::uint32_t>(size));
+        ComPtr<IStream> stream;
+        std::uint32_t transferred = 0;
+        const Status status = root.createStream(u"large", kCreateWrite, stream);
+        return done(com::failed(status) ? status : stream->write(next_[u"/large"], transferred));
+    }
+    bool remove(IStorage& root, const std::u16string& name) {
+        next_ = reached_;
+        std::erase_if(next_, [&](const auto& row) {
+            return row.first == u"/" + name || row.first.starts_with(u"/" + name + u"/");
+        });
+        return done(root.destroyElement(name));
+    }
+
+    std::shared_ptr<MemoryImage> image_;
+    Tree reached_{{u"/", {}}};
+    Tree next_{{u"/", {}}};
+};
+
+std::shared_ptr<MemoryImage> emptyContainer() {
+    auto image = std::make_shared<MemoryImage>();
+    ComPtr<IStorage> root;
+    EXPECT_EQ(createContainer(std::make_unique<MemoryFile>(image), root), com::kOk);
+    root.reset();
+    image->changes = 0;
+    return image;
+}
+
+// What an open for reading and one for writing find in the file that was left, and that the latter makes it perfect.
+void expectOldOrNew(const Buffer& left, const Script& script) {
+    Tree found;
+    ASSERT_EQ(readImage(left, found), com::kOk);
+    ASSERT_TRUE(found == script.reached() || found == script.next());
+    auto image = imageOf(left);
+    ComPtr<IStorage> root;
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(writeItem(*root.get(), 77, 77), com::kOk);
+    root.reset();
+    found[u"/" + itemName(77) + u"/"] = {};
+    found[u"/" + itemName(77) + u"/00000000"] = pattern(134, 77);
+    Tree repaired;
+    ASSERT_EQ(strictCheck(image->bytes, repaired, {.bytesInFreeSectors = true}), "");
+    ASSERT_TRUE(repaired == found);
+}
+
+struct Interruption {
+    const char* name;
+    unsigned sixteenths;
+    bool forGood;
+};
+
+class InterruptionTest : public ::testing::TestWithParam<Interruption> {};
+
+// Each call that changes the file in turn is the one that fails.
+TEST_P(InterruptionTest, LeavesEveryItemOldOrNew) {
+    unsigned failAt = 1;
+    for (bool failed = true; failed; ++failAt) {
+        auto image = emptyContainer();
+        image->failAt = failAt;
+        image->sixteenthsWritten = GetParam().sixteenths;
+        image->failsForGood = GetParam().forGood;
+        Script script(image);
+        script.run();
+        failed = image->changes >= failAt;
+        expectOldOrNew(image->bytes, script);
+        if (HasFatalFailure()) {
+            FAIL() << "at call " << failAt;
+        }
+    }
+    EXPECT_GT(failAt, 60U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, InterruptionTest,
+                         ::testing::Values(Interruption{"NothingWritten", 0, true}, Interruption{"CutEarly", 1, true},
+                                           Interruption{"CutHalfWay", 8, true}, Interruption{"CutLate", 15, true},
+                                           Interruption{"WrittenButEnded", 16, true},
+                                           Interruption{"OneFailureHalfWay", 8, false},
+                                           Interruption{"OneFailureAfterAll", 16, false}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// After a call that failed once, the file takes further changes as if nothing had been.
+TEST(InterruptionTest, GoesOnAfterOneFailure) {
+    for (unsigned failAt = 1; failAt < 40; ++failAt) {
+        auto image = emptyContainer();
+        ComPtr<IStorage> root;
+        ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+        image->changes = 0;
+        image->failAt = failAt;
+        image->failsForGood = false;
+        Tree expected{{u"/", {}}};
+        for (unsigned number = 1; number <= 40; ++number) {
+            const Status status = writeItem(*root.get(), number, number, number % 5 == 0 ? 6000 : 134);
+            if (com::succeeded(status)) {
+                expected[u"/" + itemName(number) + u"/"] = {};
+                expected[u"/" + itemName(number) + u"/00000000"] = pattern(number % 5 == 0 ? 6000 : 134, number);
+            }
+        }
+        ASSERT_GE(expected.size(), 79U) << failAt;
+        root.reset();
+        Tree found;
+        ASSERT_EQ(strictCheck(image->bytes, found), "") << failAt;
+        ASSERT_TRUE(found == expected) << failAt;
+    }
+}
+
+// A disk that is full at every possible length: what was written stays, what failed is not there, and nothing of it.
+TEST(InterruptionTest, KeepsWhatFitsOnAFullDisk) {
+    for (std::uint64_t limit = 1536; limit < 120000; limit += 3571) {
+        auto image = emptyContainer();
+        image->limit = limit;
+        ComPtr<IStorage> root;
+        ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+        Tree expected{{u"/", {}}};
+        Status status = com::kOk;
+        for (unsigned number = 1; number <= 300 && com::succeeded(status); ++number) {
+            status = writeItem(*root.get(), number, number);
+            if (com::succeeded(status)) {
+                expected[u"/" + itemName(number) + u"/"] = {};
+                expected[u"/" + itemName(number) + u"/00000000"] = pattern(134, number);
+            }
+        }
+        EXPECT_EQ(status, kMediumFull);
+        root.reset();
+        Tree found;
+        ASSERT_EQ(strictCheck(image->bytes, found), "") << limit;
+        ASSERT_TRUE(found == expected) << limit;
+    }
+}
+
+// An item that is replaced is the old one until the new one is complete.
+TEST(InterruptionTest, ReplacesAnItemInOneStep) {
+    auto image = emptyContainer();
+    ComPtr<IStorage> root;
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(writeItem(*root.get(), 345, 1), com::kOk);
+    const std::u16string path = u"/00000345/00000000";
+    ComPtr<IStorage> item;
+    ComPtr<IStream> stream;
+    Tree found;
+    const auto left = [&] { return readImage(image->bytes, found) == com::kOk ? found[path] : Buffer{}; };
+    ASSERT_EQ(root->createStorage(itemName(345), kCreateWrite, item), com::kOk);
+    EXPECT_EQ(left(), pattern(134, 1));
+    ASSERT_EQ(item->createStream(u"00000000", kCreateWrite, stream), com::kOk);
+    EXPECT_EQ(left(), pattern(134, 1));
+    std::uint32_t transferred = 0;
+    ASSERT_EQ(stream->write(pattern(134, 2), transferred), com::kOk);
+    EXPECT_EQ(left(), pattern(134, 2));
+}
+
+} // namespace
+} // namespace storage::testing

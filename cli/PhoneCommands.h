@@ -1,0 +1,13 @@
+#pragma once
+
+#include "cli/Arguments.h"
+#include "engine/Calvane.h"
+
+/// The verbs that talk to a phone, or are about one. Each answers the program's exit status, and throws what the
+/// catalog or a file refuses.
+int printPorts(Calvane& catalog);
+int readPhone(Calvane& catalog, const Arguments& arguments);
+int listItems(Calvane& catalog, const Arguments& arguments);
+int setItem(Calvane& catalog, const Arguments& arguments);
+int writePhone(Calvane& catalog, const Arguments& arguments);
+int resetPhone(Calvane& catalog, const Arguments& arguments);

@@ -5,7 +5,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 
 namespace {
 
@@ -32,8 +35,8 @@ void addAccessCode(CLI::App& verb, Arguments& arguments) {
 
 /// An option whose text is a list of item numbers, handed to `take`.
 template <class Take>
-void addNumbers(CLI::App& verb, const std::string& name, const std::string& description, Take take) {
-    verb.add_option_function<std::string>(
+CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::string& description, Take take) {
+    return verb.add_option_function<std::string>(
         name,
         [name, take](const std::string& text) {
             try {
@@ -45,12 +48,83 @@ void addNumbers(CLI::App& verb, const std::string& name, const std::string& desc
         description);
 }
 
+/// The whole of `text` as a number, which may be hexadecimal behind 0x.
+template <class Number>
+bool parseNumber(std::string_view text, Number& number) {
+    const bool isHex = text.starts_with("0x") || text.starts_with("0X");
+    text.remove_prefix(isHex ? 2 : 0);
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+/// The options for the calibration file that a read writes. Any of the last four asks for a property record, in which
+/// the others are 0 or empty.
+void addMoxOutput(CLI::App& verb, Arguments& arguments) {
+    CLI::Option* mox =
+        verb.add_option("--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay");
+    const auto add = [&](const std::string& name, const std::string& description, auto take) {
+        verb.add_option_function<std::string>(
+                name,
+                [name, take](const std::string& text) {
+                    if (!take(text)) {
+                        throw CLI::ValidationError(name, "'" + text + "' is out of range or no number");
+                    }
+                },
+                description)
+            ->needs(mox);
+    };
+    const auto record = [&arguments]() -> Arguments::PropertyRecord& {
+        return arguments.propertyRecord ? *arguments.propertyRecord : arguments.propertyRecord.emplace();
+    };
+    add("--model-id", "Phone model id of a new calibration file (0 to 65535)",
+        [&arguments](const std::string& text) { return parseNumber(text, arguments.phoneModelId); });
+    add("--esn", "ESN for the file's record of the phone, such as 0x1A2B3C4D",
+        [record](const std::string& text) { return parseNumber(text, record().esn); });
+    add("--nv-version", "NV version for that record, such as 1.2", [record](const std::string& text) {
+        const auto dot = text.find('.');
+        return dot != std::string::npos && parseNumber(text.substr(0, dot), record().nvMajorVersion) &&
+               parseNumber(text.substr(dot + 1), record().nvMinorVersion);
+    });
+    add("--software-version", "Software version for that record", [record](const std::string& text) {
+        record().softwareVersion = text;
+        return true;
+    });
+    add("--client-name", "Client name for that record", [record](const std::string& text) {
+        record().clientName = text;
+        return true;
+    });
+}
+
 CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb, const std::string& name,
                   const std::string& description, const std::string& example) {
     CLI::App* added = program.add_subcommand(name, description);
     added->footer("Example:\n  " + example);
     added->callback([&arguments, verb] { arguments.verb = verb; });
     return added;
+}
+
+template <class Take>
+void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNumbers) {
+    using Verb = Arguments::Verb;
+    CLI::App* show = addVerb(program, arguments, Verb::show, "show", "Print the items of a calibration file",
+                             "calvane-batch show phone.mox --ids 1000-1099");
+    addRing(*show, arguments);
+    show->add_option("file", arguments.moxPath, "Calibration file")->required();
+    addNumbers(*show, "--ids", "Show these items alone, such as 10,20-30", takeItemNumbers);
+    show->add_flag("--hex", arguments.hex,
+                   "Print the bytes of all items, also of those that the decoder ring does not describe");
+    show->add_option("--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+
+    CLI::App* prune = addVerb(program, arguments, Verb::prune, "prune",
+                              "Remove items from a calibration file; those that it keeps are not touched",
+                              "calvane-batch prune phone.mox --keep 10,1000-1099");
+    prune->add_option("file", arguments.moxPath, "Calibration file")->required();
+    addNumbers(*prune, "--keep", "Items to keep, such as 10,20-30", takeItemNumbers)->required();
+
+    CLI::App* tree = addVerb(program, arguments, Verb::tree, "tree",
+                             "Print the storages and streams of any compound file, with their sizes",
+                             "calvane-batch tree phone.mox");
+    tree->add_option("file", arguments.inputPath, "Compound file")->required();
 }
 
 void describeVerbs(CLI::App& program, Arguments& arguments) {
@@ -64,12 +138,14 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     addService(*ports, arguments);
 
     CLI::App* read = addVerb(program, arguments, Verb::read, "read", "Read the items of a phone",
-                             "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json");
+                             "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json\n"
+                             "  calvane-batch read --port COM1 --mox phone.mox --model-id 123 --nv-version 1.2");
     addPort(*read, arguments);
     addRing(*read, arguments);
     read->add_option("--text", arguments.textPath, "Write the values to this text file (- for standard output)");
     read->add_option("--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
     addNumbers(*read, "--ids", "Read these items alone, such as 10,20-30", takeItemNumbers);
+    addMoxOutput(*read, arguments);
 
     CLI::App* list = addVerb(program, arguments, Verb::list, "list", "Print the items that the decoder ring describes",
                              "calvane-batch list --ids 1000-1099");
@@ -82,15 +158,25 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     addPort(*set, arguments);
     addRing(*set, arguments);
     addAccessCode(*set, arguments);
-    set->add_option("item", arguments.itemNumber, "Item number")->required()->check(CLI::Range(0, 0xFFFF));
+    // As text: the library would take a leading zero for an octal number, and another item would be written.
+    addNumbers(*set, "item", "Item number", [&arguments](const std::vector<std::uint16_t>& numbers) {
+        if (numbers.size() != 1) {
+            throw std::invalid_argument("one item at a time");
+        }
+        arguments.itemNumber = numbers.front();
+    })->required();
     set->add_option("values", arguments.values, "One decimal value per sub-field, separated by commas")->required();
 
-    CLI::App* write = addVerb(program, arguments, Verb::write, "write", "Write the items of a JSON file to a phone",
-                              "calvane-batch write --port COM1 --from-json before.json --tolerate 7,9");
+    CLI::App* write = addVerb(program, arguments, Verb::write, "write", "Write the items of a file to a phone",
+                              "calvane-batch write --port COM1 --from-json before.json --tolerate 7,9\n"
+                              "  calvane-batch write --port COM1 --from-mox phone.mox");
     addPort(*write, arguments);
     addRing(*write, arguments);
     addAccessCode(*write, arguments);
-    write->add_option("--from-json", arguments.inputPath, "Items as \"read --json\" writes them")->required();
+    CLI::App* source = write->add_option_group("Source", "Where the items come from");
+    source->add_option("--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
+    source->add_option("--from-mox", arguments.moxPath, "Items of a calibration file");
+    source->require_option(1);
     write->add_flag("--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
     addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9",
                [&arguments](const std::vector<std::uint16_t>& numbers) {
@@ -101,6 +187,7 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
         addVerb(program, arguments, Verb::reset, "reset",
                 "Reset a phone and wait until it has come back (100 s at most)", "calvane-batch reset --port COM1");
     addPort(*reset, arguments);
+    describeFileVerbs(program, arguments, takeItemNumbers);
 }
 
 } // namespace

@@ -8,18 +8,31 @@
 
 /// What the batch tool was asked to do. Which fields count depends on the verb.
 struct Arguments {
-    enum class Verb { ports, read, list, set, write, reset };
+    enum class Verb { ports, read, list, set, write, reset, show, prune, tree };
+
+    /// What a calibration file tells of the phone.
+    struct PropertyRecord {
+        std::uint32_t esn = 0;
+        std::uint8_t nvMajorVersion = 0;
+        std::uint8_t nvMinorVersion = 0;
+        std::string softwareVersion;
+        std::string clientName;
+    };
 
     Verb verb = Verb::ports;
     std::string ringPath;
     std::string servicePath;
     std::string comPort;
-    std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list: these alone
+    std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show: these alone; prune: to keep
     std::string textPath;                                  ///< read: where the text export goes; empty for nowhere
-    std::string jsonPath;                                  ///< read: where the JSON goes; empty for nowhere
+    std::string jsonPath;                                  ///< read, show: where the JSON goes; empty for nowhere
+    std::string moxPath;                                   ///< read, write, show, prune: the calibration file
+    std::uint16_t phoneModelId = 0;                        ///< read: of a calibration file that is created
+    std::optional<PropertyRecord> propertyRecord;          ///< read: for the calibration file, where one is wanted
+    bool hex = false;                                      ///< show
     std::uint16_t itemNumber = 0;                          ///< set
     std::string values;                                    ///< set: one text per sub-field, separated by commas
-    std::string inputPath;                                 ///< write
+    std::string inputPath;                                 ///< write: the JSON file; tree: the compound file
     std::string accessCode;                                ///< set, write: sent to the phone before; empty for none
     bool offlineFirst = false;                             ///< write
     std::set<int> toleratedNumbers;                        ///< write

@@ -1,5 +1,7 @@
 #include "cli/ItemJson.h"
 
+#include "cli/TypedValues.h"
+
 #include <nlohmann/json.hpp>
 
 #include <set>
@@ -23,7 +25,7 @@ struct Place {
     auto refusing(Step step) const {
         try {
             return step();
-        } catch (const Calvane::Exception& error) {
+        } catch (const std::exception& error) {
             refuse(error.what());
         }
     }
@@ -40,6 +42,16 @@ Json parse(const std::string& text, const std::string& source) {
     }
 }
 
+/// A piece of the text as a message quotes it: short, and without going into what it holds.
+std::string quoted(const Json& piece) {
+    if (piece.is_structured()) {
+        return piece.is_array() ? "a list" : "an object";
+    }
+    constexpr std::size_t kMaxQuotedBytes = 60;
+    const std::string text = piece.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return text.size() <= kMaxQuotedBytes ? text : text.substr(0, kMaxQuotedBytes) + "...";
+}
+
 /// The value of a field as the text that an item takes: one without a comma, which would start the next field.
 std::string valueText(const Json& field, const Place& place) {
     const auto value = field.is_object() ? field.find("value") : field.end();
@@ -50,7 +62,7 @@ std::string valueText(const Json& field, const Place& place) {
         return value->dump();
     }
     if (!value->is_string() || value->get_ref<const std::string&>().find(',') != std::string::npos) {
-        place.refuse("the value " + value->dump() + " is neither a whole number nor the text of one");
+        place.refuse("the value " + quoted(*value) + " is neither a whole number nor the text of one");
     }
     return value->get<std::string>();
 }
@@ -66,7 +78,7 @@ std::string plainType(std::string typeName) {
 void requireSame(const Json& holder, const char* key, const std::string& expected, const Place& place) {
     const auto found = holder.find(key);
     if (found != holder.end() && (!found->is_string() || plainType(found->get<std::string>()) != plainType(expected))) {
-        place.refuse(std::string("its ") + key + " is " + found->dump() + " here, but \"" + expected +
+        place.refuse(std::string("its ") + key + " is " + quoted(*found) + " here, but \"" + expected +
                      "\" in the decoder ring");
     }
 }
@@ -91,7 +103,10 @@ NvItem itemFromJson(const Json& entry, Place place, Calvane& catalog) {
         values += (index == 0 ? "" : ",") + valueText(field, place);
         requireSame(field, "type", subItems[index].typeName, place);
     }
-    place.refusing([&] { item.setData(values); });
+    place.refusing([&] {
+        item.setData(values);
+        requireStoredAsTyped(item);
+    });
     return item;
 }
 

@@ -3,12 +3,19 @@
 #include <algorithm>
 #include <iomanip>
 #include <ostream>
+#include <string_view>
 
 namespace {
 
 // The longest type name is "SIGNED DWORD", the longest value that of a QWORD.
 constexpr int kNumberWidth = 5;
 constexpr int kTypeWidth = 12;
+constexpr std::size_t kBytesPerLine = 16;
+
+std::string twoHexDigits(std::size_t byte) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    return {kDigits[byte >> 4 & 0xF], kDigits[byte & 0xF]};
+}
 
 } // namespace
 
@@ -26,4 +33,16 @@ void printItems(std::ostream& out, std::span<const NvItem> items) {
                 << subItem.description << '\n';
         }
     }
+}
+
+void printItemBytes(std::ostream& out, std::uint16_t number, const std::string& name,
+                    std::span<const std::uint8_t> bytes) {
+    out << std::setw(kNumberWidth) << number << "  " << (name.empty() ? "(not in the decoder ring)" : name);
+    for (std::size_t offset = 0; offset < bytes.size(); ++offset) {
+        if (offset % kBytesPerLine == 0) {
+            out << "\n       " << twoHexDigits(offset) << " ";
+        }
+        out << ' ' << twoHexDigits(bytes[offset]);
+    }
+    out << '\n';
 }

@@ -87,9 +87,11 @@ void writeOutput(const std::filesystem::path& path, const std::string& content) 
     std::error_code ignored;
     const auto type = std::filesystem::status(path, ignored).type();
     if (type == std::filesystem::file_type::regular || type == std::filesystem::file_type::not_found) {
-        // Through a link, it is the file that it leads to that is replaced.
-        const auto target = std::filesystem::weakly_canonical(path, ignored);
-        replace(target.empty() ? path : target, content);
+        // Through a link, it is the file that it leads to that is replaced, or made.
+        const auto target = std::filesystem::is_symlink(path, ignored)
+                                ? path.parent_path() / std::filesystem::read_symlink(path, ignored)
+                                : path;
+        replace(target, content);
     } else {
         writeInPlace(path, content);
     }

@@ -1,7 +1,19 @@
 #include "cli/Arguments.h"
 #include "cli/BatchCommands.h"
 
+#include <csignal>
+#include <exception>
+#include <iostream>
+
 int main(int argc, char** argv) {
-    const ParsedArguments parsed = parseArguments(argc, argv);
-    return parsed.arguments ? runBatch(*parsed.arguments) : parsed.exitStatus;
+    // A reader that goes away and a file that may not grow are failures of a write like any other, to be told.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    try {
+        const ParsedArguments parsed = parseArguments(argc, argv);
+        return parsed.arguments ? runBatch(*parsed.arguments) : parsed.exitStatus;
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << '\n';
+        return 1;
+    }
 }

@@ -1,5 +1,6 @@
 #include "engine/Calvane.h"
 
+#include "calfile/MoxFile.h"
 #include "engine/DecoderRing.h"
 #include "phonelink/TessraServer.h"
 
@@ -21,10 +22,14 @@ std::string defaultRingLine(std::uint16_t nvItemId) {
 } // namespace
 
 Calvane::Calvane() {
+    const std::string prefix = "Calvane::Calvane() - ";
     try {
+        file_ = std::make_unique<MoxFile>();
         session_ = std::make_unique<TessraServer>("Calvane");
+    } catch (const MoxFile::Exception& error) {
+        throw Exception(prefix + error.what());
     } catch (const TessraServer::Exception& error) {
-        throw Exception(std::string("Calvane::Calvane() - ") + error.what());
+        throw Exception(prefix + error.what());
     }
 }
 

@@ -4,6 +4,7 @@
 #include "engine/NvItem.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -12,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+class MoxFile;
 class TessraServer;
 
 /// Called for each item that a read from the phone requests, before the request: the caller's context, the item's
@@ -21,7 +23,7 @@ using ProgressCallback = void (*)(void* context, std::uint16_t nvItemId, std::st
                                   std::uint32_t position);
 
 /// The catalog of one document: the NV items that the decoder ring describes, the set of those that hold data from the
-/// phone, a file or the user, and the session with the phone service through which they travel.
+/// phone, a file or the user, the calibration file and the session with the phone service through which they travel.
 ///
 /// One thread at a time may use an object; it has no lock. Only the session that getTessraServer() hands out may be
 /// used from another thread meanwhile. What comes back is a copy, independent of the catalog. Every failure is a
@@ -31,8 +33,8 @@ public:
     using NvItem = ::NvItem;
     using Exception = CalvaneException;
 
-    /// An empty catalog with a session that is not yet connected. Throws Calvane::Exception where the session can't be
-    /// made.
+    /// An empty catalog with a session that is not yet connected and no file open. Throws Calvane::Exception where
+    /// these can't be made.
     Calvane();
     virtual ~Calvane();
     Calvane(const Calvane&) = delete;
@@ -42,6 +44,11 @@ public:
     /// is loaded then. Stops at the first failure, whose message names the file, the number or the line; the items of
     /// the lines before it stay.
     virtual void loadDecoderRingFile(const std::string decoderRingFile);
+
+    /// Reads the calibration file `pMoxFileName`: answers the items that the ring describes, in the order of the file;
+    /// they are the loaded ones then. Others are passed over. After a failure the items read before it stay in the
+    /// catalog, and loaded. The file is closed again, as after every operation on files.
+    virtual std::vector<NvItem> getNvItemFrompMoxFile(const std::string pMoxFileName);
 
     /// Reads every supported item from the phone on `comPort`, in ascending order of their numbers, one request each.
     /// Answers the items for which the phone has a value; they are the loaded ones then. An item without one is skipped
@@ -55,6 +62,31 @@ public:
     /// The supported item with this number; the first one with this name. Throws where there is none.
     virtual NvItem getSupportedNvItem(unsigned short nvItemId);
     virtual NvItem getSupportedNvItem(std::string nvItemName);
+
+    /// Write the writable ones of `nvItems`, or of the loaded items, to the calibration file `fileName`, and with it
+    /// the property record where its values are given. A file that exists is updated: other items in it stay, as does
+    /// its model id; a new one gets `phoneModelId`, or 0. Throw where no item is writable. Each item is in the file
+    /// whole, or as it was before, also where a failure ends the operation; those before it have been written.
+    virtual void createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems,
+                               unsigned short phoneModelId, std::uint32_t esn, std::uint8_t nvMajorVersion,
+                               std::uint8_t nvMinorVersion, const std::string softwareVersion,
+                               const std::string clientName);
+    virtual void createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems, std::uint32_t esn,
+                               std::uint8_t nvMajorVersion, std::uint8_t nvMinorVersion,
+                               const std::string softwareVersion, const std::string clientName);
+    virtual void createMoxFile(const std::string fileName, unsigned short phoneModelId, std::uint32_t esn,
+                               std::uint8_t nvMajorVersion, std::uint8_t nvMinorVersion,
+                               const std::string softwareVersion, const std::string clientName);
+    virtual void createMoxFile(const std::string fileName, std::uint32_t esn, std::uint8_t nvMajorVersion,
+                               std::uint8_t nvMinorVersion, const std::string softwareVersion,
+                               const std::string clientName);
+    /// These two first remove from an existing file the items whose numbers no element of `nvItems` has, writable or
+    /// not. (Also where the write then fails.)
+    virtual void createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems,
+                               unsigned short phoneModelId);
+    virtual void createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems);
+    virtual void createMoxFile(const std::string fileName, unsigned short phoneModelId);
+    virtual void createMoxFile(const std::string fileName);
 
     /// Writes the writable ones of `nvItems`, in their order, to the phone on `comPort`, which is put offline first
     /// where `offlineFirst` says so. The first item that the phone refuses ends the write with an exception, unless
@@ -102,6 +134,16 @@ private:
     /// Writes one item if it is writable; answers the text of the phone's refusal.
     std::optional<std::string_view> writeItem(const NvItem& item);
 
+    /// Runs an operation on the file and closes it again. What the file throws comes out behind `prefix`.
+    void onFile(const std::string& prefix, const std::function<void()>& operation);
+    std::vector<const NvItem*> loadedItems() const;
+    void pruneFile(const std::string& fileName, const std::vector<NvItem>& nvItems);
+    struct PropertyRecord;
+    /// `properties`: null for none.
+    void writeFile(const std::string& fileName, const std::vector<const NvItem*>& items, unsigned short phoneModelId,
+                   const PropertyRecord* properties);
+
+    std::unique_ptr<MoxFile> file_;
     std::unique_ptr<TessraServer> session_;
     // A number is a key of one of the two maps at most. The maps never lose an item that loaded_ points to: what
     // empties them empties loaded_ first.

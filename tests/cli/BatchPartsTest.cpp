@@ -73,6 +73,9 @@ TEST_F(ItemJson, WholeNumbersAndOmittedNamesAreRead) {
 }
 
 TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
+    // Deeper than the stack would bear if the message quoted it.
+    const std::string deep =
+        R"({"items":[{"id":20,"fields":[{"value":)" + std::string(1000000, '[') + std::string(1000000, ']') + "}]}]}";
     const struct {
         const char* text;
         std::string refusal;
@@ -95,6 +98,9 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
          "in.json: item 20: the value 1.5 is neither a whole number nor the text of one"},
         {R"({"items":[{"id":10,"fields":[{"value":"1,2"},{"value":"3"}]}]})",
          "in.json: item 10: the value \"1,2\" is neither a whole number nor the text of one"},
+        {deep.c_str(), "in.json: item 20: the value a list is neither a whole number nor the text of one"},
+        {R"({"items":[{"id":10,"fields":[{"value":1},{"value":"18446744073709551616"}]}]})",
+         "in.json: item 10: '18446744073709551616' for 'stamp' would be stored as 0 in a QWORD."},
         {R"({"items":[{"id":20,"fields":[{"value":"300"}]}]})",
          "in.json: item 20: Calvane::NvItem::setData( const string commaDelimitedDataString ) - "},
         {R"({"items":[{"id":20,"fields":[{"value":1}]},{"id":20,"fields":[{"value":2}]}]})",

@@ -1,64 +1,8 @@
 // The batch tool as its users run it: a process of its own for each call.
 
-#include "tests/catalog/CatalogFixture.h"
-
-#include <sys/wait.h>
-
-#include <array>
-#include <cstdio>
-#include <sstream>
+#include "tests/cli/BatchTool.h"
 
 namespace {
-
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-class BatchTool : public CatalogFixture {
-protected:
-    BatchTool() {
-        write("ring.vrk", "NV_A,10,ReadWrite,<SIGNED_WORD,offset>#<BYTE,flag>#\nNV_LOCKED,20,ReadOnly,<BYTE,x>#\n"
-                          "NV_B,30,ReadWrite,<BYTE,x>#\nNV_NONE,40,ReadWrite,<BYTE,x>#\n");
-        write("phone.nvmem", "10 0 f4ff01\n20 0 05\n30 0 07\n");
-        service("");
-    }
-
-    void write(const std::string& name, const std::string& text) {
-        std::ofstream(folder / name, std::ios::binary) << text;
-    }
-
-    /// The service's file, with further lines for its one port.
-    void service(const std::string& portLines) {
-        write("Tessra.toml", "[[port]]\nname = \"COM1\"\nmemory = \"COM1.nvmem\"\ninitial = \"phone.nvmem\"\n"
-                             "away_ms = 50\n" +
-                                 portLines);
-    }
-
-    std::string read(const std::string& name) const {
-        std::ostringstream text;
-        text << std::ifstream(folder / name, std::ios::binary).rdbuf();
-        return text.str();
-    }
-
-    Outcome run(const std::string& verb, const std::string& arguments, bool ring = true) const {
-        const std::string command = std::string(CALVANE_BATCH) + " " + verb + " --service '" +
-                                    (folder / "Tessra.toml").string() + "'" +
-                                    (ring ? " --ring '" + (folder / "ring.vrk").string() + "'" : "") + " " + arguments +
-                                    " 2>'" + (folder / "err").string() + "'";
-        Outcome outcome;
-        FILE* pipe = ::popen(command.c_str(), "r");
-        std::array<char, 4096> buffer{};
-        while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
-            outcome.out.append(buffer.data(), count);
-        }
-        const int status = ::pclose(pipe);
-        outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        outcome.err = read("err");
-        return outcome;
-    }
-};
 
 TEST_F(BatchTool, ReadPrintsTheItemsAndTellsWhatIsMissing) {
     const Outcome outcome = run("read", "--port COM1");
@@ -92,6 +36,7 @@ TEST_F(BatchTool, SetRefusesWhatWouldNotBeWhatWasAskedFor) {
         {"--port COM1 10 1", "Calvane::NvItem::setData( const string commaDelimitedDataString ) - For NV item: 'NV_A' "
                              "there are 2 expected data items, and there are only 1 in the passed in comma delimited "
                              "data string: '1'\n"},
+        {"--port COM1 30 -- -1", "'-1' for 'x' would be stored as 255 in a BYTE.\n"},
         {"--port COM1 99 1", "Calvane::getSupportedNvItem( std::string nvItemName ) - The NV item id '99' is not found "
                              "in the decoder ring file.\n"},
     };
@@ -117,12 +62,53 @@ TEST_F(BatchTool, AWriteSkipsReadOnlyItemsAndStopsAtARefusalWithItsAccount) {
     EXPECT_EQ(refused.err, "Calvane::writeToPhone( const string comPort, const vector< NvItem >& nvItems, bool "
                            "throwException ) - Unable to write 'NV_B' to the phone. (The NVM is full)\n"
                            "Wrote 1 of 3 items to COM1: 10.\n"
-                           "Skipped 1 item whose access mark does not allow a write: 20.\n");
+                           "Skipped 1 item whose access mark does not allow a write: 20.\n"
+                           "Stopped at 30 NV_B: read it back before you rely on it.\n");
     const Outcome tolerated = run("write", from + "--tolerate 30");
     EXPECT_EQ(tolerated.status, 0);
     EXPECT_EQ(tolerated.err, "30 Had the following error while writing to the phone - The NVM is full\n"
                              "Wrote 1 of 3 items to COM1.\n"
                              "Skipped 1 item whose access mark does not allow a write: 20.\n");
+}
+
+TEST_F(BatchTool, AnItemNumberIsDecimalWhateverItStartsWith) {
+    EXPECT_EQ(run("set", "--port COM1 010 '1,1'").out, "10 NV_A: -12, 1 -> 1, 1\n");
+    EXPECT_EQ(run("set", "--port COM1 0x1e 1").status, 2);
+    EXPECT_EQ(run("set", "--port COM1 10,30 1").status, 2);
+}
+
+TEST_F(BatchTool, AWriteThatThePhoneOnlySeemsToTakeIsARefusal) {
+    // Above 10, a status counts as success; the phone keeps its old value all the same.
+    service("[[port.fault]]\ncall = \"send\"\nitem = 30\nnv_status = 11\non = 2\n");
+    const Outcome set = run("set", "--port COM1 30 8");
+    EXPECT_EQ(set.status, 1);
+    EXPECT_EQ(set.err, "30 NV_B was written, but the phone reads back 7 for it.\n");
+    write("items.json", R"({"items":[{"id":30,"fields":[{"value":9}]}]})");
+    service("[[port.fault]]\ncall = \"send\"\nitem = 30\nnv_status = 11\non = 1\n");
+    const Outcome written = run("write", "--port COM1 --from-json '" + (folder / "items.json").string() + "'");
+    EXPECT_EQ(written.status, 1);
+    EXPECT_EQ(written.err, "30 NV_B was written, but the phone reads back 7 for it.\n"
+                           "Wrote 0 of 1 item to COM1.\n"
+                           "Stopped at 30 NV_B: read it back before you rely on it.\n");
+}
+
+TEST_F(BatchTool, AFailureTellsHowFarItGotAndWhereThePhonesAre) {
+    service("[[port.fault]]\ncall = \"send\"\nitem = 20\nvanish = true\n");
+    const Outcome vanished = run("read", "--port COM1");
+    EXPECT_EQ(vanished.status, 1);
+    EXPECT_EQ(
+        vanished.err,
+        "Calvane::getNvItemsFromPhone( const string comPort ) - TessraServer::sendSyncImpl - A command can not be "
+        "issued as the phone is not present.\n"
+        "Stopped at 20 NV_LOCKED, item 2 of 4; nothing was written to a file.\n"
+        "No phone is present on COM1.\n");
+    service("");
+    const std::string hint = "No phone is present on COM2. Phones are present on: COM1.\n";
+    const std::string err = run("read", "--port COM2").err;
+    EXPECT_EQ(err.substr(err.size() - hint.size()), hint);
+    EXPECT_EQ(run("read", "--port COM1 --text '" + (folder / "t").string() + "' --json /nowhere/j").err,
+              "Can't write '/nowhere/j': No such file or directory\nWritten before it: '" + (folder / "t").string() +
+                  "'\n");
 }
 
 TEST_F(BatchTool, ProtectedItemsNeedTheAccessCode) {
@@ -156,7 +142,7 @@ TEST_F(BatchTool, ExitStatusTellsARefusalFromWrongUsage) {
 TEST_F(BatchTool, ABrokenServiceFileIsNamedWithItsLineAndLeavesNoPorts) {
     write("Tessra.toml", "[[port]]\nname = \n");
     const Outcome outcome = run("ports", "", false);
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.status, 1) << "a file refused";
     EXPECT_EQ(outcome.out, "");
     EXPECT_NE(outcome.err.find("Tessra.toml:2: "), std::string::npos) << outcome.err;
     EXPECT_NE(outcome.err.find("Going on without ports.\nNo phone is present on any port.\n"), std::string::npos)

@@ -1,0 +1,132 @@
+// The members of MoxFile that run on the worker thread.
+
+#include "calfile/MoxFailures.h"
+#include "calfile/MoxFile.h"
+#include "calfile/MoxTree.h"
+#include "platform/kernel/Trace.h"
+
+#include <sys/stat.h>
+
+namespace {
+
+constexpr mox::WorkerBody kWriteToDisk{"MoxFile::writeToDiskImpl()", true};
+constexpr mox::WorkerBody kRemoveNvItems{"MoxFile::removeNvItemsImpl()", true};
+constexpr mox::WorkerBody kSetupStgPointers{"MoxFile::setupStgPointers()", true};
+constexpr mox::WorkerBody kCleanUp{"MoxFile::cleanUpImpl()", false};
+
+bool fileExists(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0;
+}
+
+} // namespace
+
+void MoxFile::writeToDiskImpl() {
+    mox::runBody(kWriteToDisk, errorPending_, errorMessage_, [this] {
+        prepareToWrite();
+        for (const NvRecord& record : items_) {
+            mox::writeItem(defaultStorage_, record);
+        }
+        if (propertiesSet_) {
+            mox::writeProperties(defaultStorage_, properties_);
+        }
+        flush();
+        items_.clear();
+    });
+}
+
+void MoxFile::readPhoneModelIdImpl() {
+    if (needsSetup_) {
+        requestedMode_ = OpenMode::read;
+        setupStgPointers();
+    }
+    if (errorPending_) {
+        errorMessage_ = "MoxFile::readPhoneModelIdImpl() - " + errorMessage_;
+    }
+}
+
+void MoxFile::removeNvItemsImpl() {
+    mox::runBody(kRemoveNvItems, errorPending_, errorMessage_, [this] {
+        prepareToWrite();
+        for (const std::uint16_t number : itemsToRemove_) {
+            mox::removeItem(defaultStorage_, number);
+        }
+        flush();
+        itemsToRemove_.clear();
+    });
+}
+
+/// What failed here shows in the first use of a storage that is not open, whose failure then replaces it.
+void MoxFile::prepareToWrite() {
+    if (!needsSetup_ && currentMode_ != OpenMode::read) {
+        return;
+    }
+    requestedMode_ = OpenMode::write;
+    setupStgPointers();
+    if (errorPending_ && !defaultStorage_) {
+        kernel::logError("'" + fileName_ +
+                         "' can't be written: " + errorMessage_.substr(0, errorMessage_.find_last_not_of("\r\n") + 1));
+    }
+}
+
+/// Every write is in the file already; this tells what a release could not, that it did not reach the disk.
+void MoxFile::flush() {
+    if (rootStorage_) {
+        mox::check(rootStorage_->flush());
+    }
+}
+
+void MoxFile::setupStgPointers() {
+    mox::runBody(kSetupStgPointers, errorPending_, errorMessage_, [this] {
+        if (requestedMode_ == currentMode_) {
+            return;
+        }
+        if (currentMode_ == OpenMode::none) {
+            if (!fileExists(fileName_)) {
+                if (requestedMode_ == OpenMode::read) {
+                    throw Exception("Trying to read '" + fileName_ + "' that doesn't exists");
+                }
+                createFile();
+                needsSetup_ = false;
+                currentMode_ = OpenMode::write;
+                return;
+            }
+            currentMode_ = requestedMode_ == OpenMode::read ? OpenMode::write : OpenMode::read;
+        }
+        const OpenMode target = currentMode_ == OpenMode::write ? OpenMode::read : OpenMode::write;
+        cleanUpImpl();
+        openFile(target == OpenMode::read ? mox::kForReading : mox::kForWriting);
+        currentMode_ = target;
+        needsSetup_ = false;
+    });
+}
+
+void MoxFile::createFile() {
+    mox::check(storage::stgCreateDocfile(fileName_, mox::kNewFile, rootStorage_));
+    mox::check(rootStorage_->createStorage(mox::NumberName(properties_.phoneModelId), mox::kNewFile, modelStorage_));
+    mox::check(modelStorage_->createStorage(mox::kDefaultStorage, mox::kNewFile, defaultStorage_));
+    mox::writeVersionStream(rootStorage_);
+}
+
+/// Where several storages could be the model's, the one enumerated last is.
+void MoxFile::openFile(std::uint32_t mode) {
+    mox::check(storage::stgOpenStorage(fileName_, mode, rootStorage_));
+    mox::EnumPtr children;
+    mox::check(rootStorage_->enumElements(children));
+    storage::ElementInfo child;
+    while (mox::nextNumbered(children, child)) {
+        mox::check(rootStorage_->openStorage(child.name, mode, modelStorage_));
+        mox::check(modelStorage_->openStorage(mox::kDefaultStorage, mode, defaultStorage_));
+        // A name of a greater number is no phone's; the file is one all the same, under the greatest id.
+        properties_.phoneModelId = mox::numberOf(child.name).value_or(0xFFFF);
+    }
+}
+
+void MoxFile::cleanUpImpl() {
+    mox::runBody(kCleanUp, errorPending_, errorMessage_, [this] {
+        rootStorage_.reset();
+        modelStorage_.reset();
+        defaultStorage_.reset();
+    });
+    currentMode_ = OpenMode::none;
+}

@@ -1,0 +1,86 @@
+#include "calfile/MoxTree.h"
+
+#include "calfile/MoxFailures.h"
+#include "platform/kernel/Trace.h"
+
+#include <algorithm>
+
+namespace mox {
+namespace {
+
+using StreamPtr = storage::ComPtr<storage::IStream>;
+
+/// Creates a stream in `parent` and writes it in one piece. Answers how many bytes it took.
+std::uint32_t writeStream(const StoragePtr& parent, std::u16string_view name, std::span<const std::uint8_t> bytes) {
+    StreamPtr stream;
+    check(parent->createStream(name, kNewElement, stream));
+    std::uint32_t written = 0;
+    check(stream->write(bytes, written));
+    return written;
+}
+
+} // namespace
+
+bool nextNumbered(const EnumPtr& children, storage::ElementInfo& child) {
+    com::Status status = com::kOk;
+    while ((status = children->next(child)) == com::kOk) {
+        if (child.kind == storage::ElementKind::storage && isNumberName(child.name)) {
+            return true;
+        }
+    }
+    if (com::failed(status)) {
+        std::string text = hresultText(status);
+        text.erase(text.find_last_not_of("\r\n") + 1);
+        kernel::logError("MoxFile - An enumeration ended with a failure: " + text);
+    }
+    return false;
+}
+
+void writeVersionStream(const StoragePtr& root) {
+    const std::uint32_t written = writeStream(root, kVersionStream, kVersionBytes);
+    if (written < kVersionBytes.size()) {
+        throw MoxException("MoxFile::writeToDiskImpl() - Tried to write the File_Version Stream but was only able to "
+                           "write " +
+                           std::to_string(written) + " out of " + std::to_string(kVersionBytes.size()) + ".");
+    }
+}
+
+void writeItem(const StoragePtr& defaultStorage, const Record& record) {
+    StoragePtr item;
+    check(defaultStorage->createStorage(NumberName(record.id), kNewElement, item));
+    const std::uint32_t written = writeStream(item, kItemStream, itemBytes(record));
+    if (written < kItemStreamBytes) {
+        throw MoxException("MoxFile::writeToDiskImpl() - Tried to write NV Item: '" + std::to_string(record.id) +
+                           "' but was only able to write " + std::to_string(written) + " out of " +
+                           std::to_string(kItemStreamBytes) + " bytes");
+    }
+}
+
+void writeProperties(const StoragePtr& defaultStorage, const Properties& properties) {
+    const auto bytes = propertyBytes(properties);
+    const std::uint32_t written = writeStream(defaultStorage, kPropertyStream, bytes);
+    if (written < bytes.size()) {
+        throw MoxException("MoxFile::writeToDiskImpl() - Tried to write the Mobile_Property_Info but was only able to "
+                           "write " +
+                           std::to_string(written) + " out of " + std::to_string(bytes.size()));
+    }
+}
+
+void removeItem(const StoragePtr& defaultStorage, std::uint16_t number) {
+    check(defaultStorage->destroyElement(NumberName(number)));
+}
+
+std::uint32_t readItemData(const StoragePtr& defaultStorage, std::u16string_view name,
+                           std::span<std::uint8_t, kItemDataBytes> data) {
+    StoragePtr item;
+    check(defaultStorage->openStorage(name, kForReading, item));
+    StreamPtr stream;
+    check(item->openStream(kItemStream, kForReading, stream));
+    check(stream->moveTo(kItemDataOffset));
+    std::fill(data.begin(), data.end(), std::uint8_t{0});
+    std::uint32_t read = 0;
+    check(stream->read(data, read));
+    return read;
+}
+
+} // namespace mox

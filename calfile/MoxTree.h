@@ -1,0 +1,35 @@
+#pragma once
+
+#include "calfile/MoxLayout.h"
+#include "platform/storage/Storage.h"
+
+#include <span>
+
+/// The steps on the storages and streams of an open calibration file. All run on the worker thread, and throw a
+/// MoxException where the container refuses (its code's text) or transfers fewer bytes than it was given.
+namespace mox {
+
+/// How storages and streams are opened and created.
+inline constexpr std::uint32_t kForReading = storage::kRead | storage::kShareExclusive;
+inline constexpr std::uint32_t kForWriting = storage::kReadWrite | storage::kShareExclusive;
+inline constexpr std::uint32_t kNewFile = kForWriting | storage::kCreate;
+inline constexpr std::uint32_t kNewElement = storage::kWrite | storage::kShareExclusive | storage::kCreate;
+
+using StoragePtr = storage::ComPtr<storage::IStorage>;
+using EnumPtr = storage::ComPtr<storage::IEnumElements>;
+
+/// Steps to the next child that is a storage named by digits. False where no more follow; a failure of the enumeration
+/// ends it as well, and goes into the error log.
+bool nextNumbered(const EnumPtr& children, storage::ElementInfo& child);
+
+void writeVersionStream(const StoragePtr& root);
+/// Replaces the item of that number; it is in the file whole, or as it was before.
+void writeItem(const StoragePtr& defaultStorage, const Record& record);
+void writeProperties(const StoragePtr& defaultStorage, const Properties& properties);
+void removeItem(const StoragePtr& defaultStorage, std::uint16_t number);
+
+/// Reads the data bytes of the item in the storage called `name`. Answers how many there were; the rest is zero.
+std::uint32_t readItemData(const StoragePtr& defaultStorage, std::u16string_view name,
+                           std::span<std::uint8_t, kItemDataBytes> data);
+
+} // namespace mox

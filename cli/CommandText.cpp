@@ -1,0 +1,59 @@
+#include "cli/CommandText.h"
+
+#include <algorithm>
+#include <iostream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+
+std::string counted(std::size_t count) {
+    return std::to_string(count) + (count == 1 ? " item" : " items");
+}
+
+std::string joined(const std::vector<std::uint16_t>& numbers) {
+    std::string text;
+    for (std::size_t first = 0; first < numbers.size();) {
+        std::size_t last = first;
+        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1) {
+            ++last;
+        }
+        text += (text.empty() ? "" : ", ") + std::to_string(numbers[first]);
+        if (last - first >= 2) {
+            text += "-" + std::to_string(numbers[last]);
+            first = last + 1;
+        } else {
+            ++first;
+        }
+    }
+    return text;
+}
+
+void flushOutput() {
+    std::cout.flush();
+    if (!std::cout) {
+        throw std::runtime_error("Can't write to standard output.");
+    }
+}
+
+std::vector<std::uint16_t> numbersOfItems(const std::vector<NvItem>& items) {
+    std::vector<std::uint16_t> numbers;
+    for (const NvItem& item : items) {
+        numbers.push_back(item.getId());
+    }
+    return numbers;
+}
+
+std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& wanted,
+                                          const std::vector<std::uint16_t>& found) {
+    const std::set<std::uint16_t> present(found.begin(), found.end());
+    std::vector<std::uint16_t> missing;
+    std::copy_if(wanted.begin(), wanted.end(), std::back_inserter(missing),
+                 [&present](std::uint16_t number) { return !present.contains(number); });
+    return missing;
+}
+
+std::string forTerminal(std::string message) {
+    std::erase_if(message, [](char character) { return character == '\a' || character == '\r'; });
+    message.erase(message.find_last_not_of('\n') + 1);
+    return message;
+}

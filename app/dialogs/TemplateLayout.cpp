@@ -68,6 +68,11 @@ int ownHeight(const DialogControl& row) {
     return isCombo(row.kind) ? kComboHeight : row.height;
 }
 
+/// Rounded, so that what ends where another control begins in the template does so on the screen.
+int pixels(int units, qreal unit) {
+    return static_cast<int>(std::lround(units * unit));
+}
+
 QRect moved(const QRect& rect, const ControlAnchor& anchor, QSize missing) {
     const auto share = [](int pixels, int percent) { return pixels * percent / 100; };
     return rect.adjusted(-share(missing.width(), anchor.left), -share(missing.height(), anchor.top),
@@ -108,54 +113,90 @@ int TemplateLayout::roomToTheRight(std::size_t row) const {
     return std::max(text.width, end - kTextGap - text.x);
 }
 
-void TemplateLayout::measure() {
+TemplateLayout::Units TemplateLayout::naturalUnits() const {
     const QFontMetricsF metrics(parent_->font());
-    qreal unitX = averageCharWidth(metrics) / 4;
-    qreal unitY = metrics.height() / 8;
-    std::vector<int> widths;
+    Units units{averageCharWidth(metrics) / 4, metrics.height() / 8};
     for (std::size_t i = 0; i < widgets_.size(); ++i) {
         const DialogControl& row = form_.controls[i];
-        const QSize least = leastSize(row, *widgets_[i]);
         const int room = row.kind == ControlKind::StaticText ? roomToTheRight(i) : row.width;
-        widths.push_back(least.width());
-        unitX = std::max(unitX, static_cast<qreal>(least.width()) / room);
-        unitY = std::max(unitY, static_cast<qreal>(least.height()) / ownHeight(row));
+        units.x = std::max(units.x, static_cast<qreal>(leastSizes_[i].width()) / room);
+        units.y = std::max(units.y, static_cast<qreal>(leastSizes_[i].height()) / ownHeight(row));
     }
+    return units;
+}
 
-    const auto across = [unitX](int units) { return static_cast<int>(std::ceil(units * unitX - 1e-6)); };
-    const auto down = [unitY](int units) { return static_cast<int>(std::ceil(units * unitY - 1e-6)); };
-    naturalSize_ = {across(form_.width), down(form_.height)};
-    QSize give(naturalSize_);
-    bool givesWidth = false;
-    bool givesHeight = false;
-    rects_.clear();
+TemplateLayout::Units TemplateLayout::leastUnits() const {
+    Units least{naturalUnits_.x / 2, naturalUnits_.y / 2};
+    // Places are rounded, so neighbours keep a pixel to spare.
+    const auto need = [](qreal& unit, int pixels, int room) {
+        if (room > 0) {
+            unit = std::max(unit, static_cast<qreal>(pixels + 1) / room);
+        }
+    };
     for (std::size_t i = 0; i < widgets_.size(); ++i) {
         const DialogControl& row = form_.controls[i];
-        QSize size(across(row.width), down(ownHeight(row)));
-        if (row.kind == ControlKind::StaticText) {
-            size.setWidth(std::max(size.width(), widths[i]));
-        }
-        rects_.emplace_back(QPoint(across(row.x), down(row.y)), size);
-        const auto limit = [](int& least, int pixels, int percent) {
-            least = std::min(least, pixels * (100 - kLeastPercent) / percent);
-        };
-        if (const int percent = row.anchor.right - row.anchor.left; percent > 0) {
-            limit(give.rwidth(), size.width(), percent);
-            givesWidth = true;
-        }
-        if (const int percent = row.anchor.bottom - row.anchor.top; percent > 0) {
-            limit(give.rheight(), size.height(), percent);
-            givesHeight = true;
+        need(least.x, leastSizes_[i].width(), form_.width - row.x);
+        need(least.y, leastSizes_[i].height(), form_.height - row.y);
+        for (const DialogControl& other : form_.controls) {
+            if (other.y < row.y + ownHeight(row) && row.y < other.y + ownHeight(other)) {
+                need(least.x, leastSizes_[i].width(), other.x - row.x);
+            } else if (other.x < row.x + row.width && row.x < other.x + other.width) {
+                need(least.y, leastSizes_[i].height(), other.y - row.y);
+            }
         }
     }
-    smallestSize_ = naturalSize_ - QSize(givesWidth ? give.width() : 0, givesHeight ? give.height() : 0);
+    return {std::min(least.x, naturalUnits_.x), std::min(least.y, naturalUnits_.y)};
+}
+
+QSize TemplateLayout::sizeAt(Units units) const {
+    return {pixels(form_.width, units.x), pixels(form_.height, units.y)};
+}
+
+QRect TemplateLayout::rectAt(std::size_t row, Units units) const {
+    const DialogControl& control = form_.controls[row];
+    const QSize size(pixels(control.width, units.x), pixels(ownHeight(control), units.y));
+    return {QPoint(pixels(control.x, units.x), pixels(control.y, units.y)), size.expandedTo(leastSizes_[row])};
+}
+
+QSize TemplateLayout::giveAt(Units units) const {
+    constexpr int kAll = 1 << 20;
+    QSize give(kAll, kAll);
+    const auto limit = [](int& least, int size, int percent) {
+        if (percent > 0) {
+            least = std::min(least, size * (100 - kLeastPercent) / percent);
+        }
+    };
+    for (std::size_t i = 0; i < widgets_.size(); ++i) {
+        const ControlAnchor& anchor = form_.controls[i].anchor;
+        const QSize size = rectAt(i, units).size();
+        limit(give.rwidth(), size.width(), anchor.right - anchor.left);
+        limit(give.rheight(), size.height(), anchor.bottom - anchor.top);
+    }
+    return {give.width() == kAll ? 0 : give.width(), give.height() == kAll ? 0 : give.height()};
+}
+
+void TemplateLayout::measure() {
+    leastSizes_.clear();
+    for (std::size_t i = 0; i < widgets_.size(); ++i) {
+        leastSizes_.push_back(leastSize(form_.controls[i], *widgets_[i]));
+    }
+    naturalUnits_ = naturalUnits();
+    naturalSize_ = sizeAt(naturalUnits_);
+    const Units least = leastUnits();
+    give_ = giveAt(least);
+    smallestSize_ = sizeAt(least) - give_;
     parent_->setMinimumSize(smallestSize_);
     place();
 }
 
 void TemplateLayout::place() {
-    const QSize missing = (naturalSize_ - parent_->size()).expandedTo({0, 0}).boundedTo(naturalSize_ - smallestSize_);
+    const QSize size = parent_->size().expandedTo(smallestSize_).boundedTo(naturalSize_);
+    const QSize given = (naturalSize_ - size).boundedTo(give_);
+    // The size that it would have without what the anchored controls gave.
+    const QSize full = size + given;
+    const Units units{full.width() < naturalSize_.width() ? full.width() / qreal(form_.width) : naturalUnits_.x,
+                      full.height() < naturalSize_.height() ? full.height() / qreal(form_.height) : naturalUnits_.y};
     for (std::size_t i = 0; i < widgets_.size(); ++i) {
-        widgets_[i]->setGeometry(moved(rects_[i], form_.controls[i].anchor, missing));
+        widgets_[i]->setGeometry(moved(rectAt(i, units), form_.controls[i].anchor, given));
     }
 }

@@ -14,6 +14,9 @@ namespace {
 
 // A control that gives way keeps at least this share of its size.
 constexpr int kLeastPercent = 35;
+// Places are rounded, and what each edge gives up as well: pixels to spare between neighbours.
+constexpr int kSpare = 1;
+constexpr int kGiveSpare = 3;
 // Dialog units between a static text that takes free room and what stands to its right.
 constexpr int kTextGap = 4;
 
@@ -48,9 +51,8 @@ QSize leastSize(const DialogControl& row, const QWidget& widget) {
     case ControlKind::CheckBox:
     case ControlKind::RadioButton:
     case ControlKind::GroupBox:
-        return widget.sizeHint();
     case ControlKind::DropDownList:
-        return widget.minimumSizeHint();
+        return widget.sizeHint();
     case ControlKind::Edit:
     case ControlKind::ComboBox:
         return {0, widget.minimumSizeHint().height()};
@@ -125,24 +127,53 @@ TemplateLayout::Units TemplateLayout::naturalUnits() const {
     return units;
 }
 
-TemplateLayout::Units TemplateLayout::leastUnits() const {
-    Units least{naturalUnits_.x / 2, naturalUnits_.y / 2};
-    // Places are rounded, so neighbours keep a pixel to spare.
-    const auto need = [](qreal& unit, int pixels, int room) {
-        if (room > 0) {
-            unit = std::max(unit, static_cast<qreal>(pixels + 1) / room);
-        }
-    };
+std::vector<TemplateLayout::Constraint> TemplateLayout::makeConstraints() const {
+    // The dialog's lower right corner is a neighbour of every control.
+    const DialogControl corner{kIdStatic, ControlKind::Icon, "", form_.width, form_.height, 0, 0, 0, {100, 100}};
+    std::vector<Constraint> constraints;
     for (std::size_t i = 0; i < widgets_.size(); ++i) {
         const DialogControl& row = form_.controls[i];
-        need(least.x, leastSizes_[i].width(), form_.width - row.x);
-        need(least.y, leastSizes_[i].height(), form_.height - row.y);
+        const QSize least = leastSizes_[i];
+        constraints.push_back({Qt::Horizontal, corner.x - row.x, least.width(), 100 - row.anchor.left});
+        constraints.push_back({Qt::Vertical, corner.y - row.y, least.height(), 100 - row.anchor.top});
+        // What gives way keeps a share of itself.
+        const QSize whole = rectAt(i, naturalUnits_).size();
+        const ControlAnchor& anchor = row.anchor;
+        constraints.push_back(
+            {Qt::Horizontal, row.width, whole.width() * kLeastPercent / 100, anchor.right - anchor.left});
+        constraints.push_back(
+            {Qt::Vertical, ownHeight(row), whole.height() * kLeastPercent / 100, anchor.bottom - anchor.top});
         for (const DialogControl& other : form_.controls) {
-            if (other.y < row.y + ownHeight(row) && row.y < other.y + ownHeight(other)) {
-                need(least.x, leastSizes_[i].width(), other.x - row.x);
-            } else if (other.x < row.x + row.width && row.x < other.x + other.width) {
-                need(least.y, leastSizes_[i].height(), other.y - row.y);
-            }
+            constrainPair(constraints, i, other);
+        }
+    }
+    return constraints;
+}
+
+void TemplateLayout::constrainPair(std::vector<Constraint>& constraints, std::size_t row,
+                                   const DialogControl& other) const {
+    const DialogControl& one = form_.controls[row];
+    const bool below = other.y >= one.y + ownHeight(one);
+    const bool above = one.y >= other.y + ownHeight(other);
+    if (below) {
+        constraints.push_back(
+            {Qt::Vertical, other.y - one.y, leastSizes_[row].height(), other.anchor.top - one.anchor.top});
+        // A control above another that shrinks ends where its own lower edge is.
+        constraints.push_back(
+            {Qt::Vertical, other.y - one.y - ownHeight(one), 0, other.anchor.top - one.anchor.bottom});
+    } else if (!above && other.x >= one.x + one.width) {
+        constraints.push_back(
+            {Qt::Horizontal, other.x - one.x, leastSizes_[row].width(), other.anchor.left - one.anchor.left});
+        constraints.push_back({Qt::Horizontal, other.x - one.x - one.width, 0, other.anchor.left - one.anchor.right});
+    }
+}
+
+TemplateLayout::Units TemplateLayout::leastUnits() const {
+    Units least{naturalUnits_.x / 2, naturalUnits_.y / 2};
+    for (const Constraint& constraint : constraints_) {
+        if (constraint.distance > 0) {
+            qreal& unit = constraint.direction == Qt::Horizontal ? least.x : least.y;
+            unit = std::max(unit, static_cast<qreal>(constraint.leastPixels + kSpare) / constraint.distance);
         }
     }
     return {std::min(least.x, naturalUnits_.x), std::min(least.y, naturalUnits_.y)};
@@ -159,20 +190,22 @@ QRect TemplateLayout::rectAt(std::size_t row, Units units) const {
 }
 
 QSize TemplateLayout::giveAt(Units units) const {
-    constexpr int kAll = 1 << 20;
-    QSize give(kAll, kAll);
-    const auto limit = [](int& least, int size, int percent) {
-        if (percent > 0) {
-            least = std::min(least, size * (100 - kLeastPercent) / percent);
+    const bool across = std::any_of(form_.controls.begin(), form_.controls.end(),
+                                    [](const DialogControl& row) { return row.anchor.right > row.anchor.left; });
+    const bool down = std::any_of(form_.controls.begin(), form_.controls.end(),
+                                  [](const DialogControl& row) { return row.anchor.bottom > row.anchor.top; });
+    QSize give(across ? naturalSize_.width() : 0, down ? naturalSize_.height() : 0);
+    for (const Constraint& constraint : constraints_) {
+        if (constraint.percent <= 0) {
+            continue;
         }
-    };
-    for (std::size_t i = 0; i < widgets_.size(); ++i) {
-        const ControlAnchor& anchor = form_.controls[i].anchor;
-        const QSize size = rectAt(i, units).size();
-        limit(give.rwidth(), size.width(), anchor.right - anchor.left);
-        limit(give.rheight(), size.height(), anchor.bottom - anchor.top);
+        const bool horizontal = constraint.direction == Qt::Horizontal;
+        const int spare =
+            pixels(constraint.distance, horizontal ? units.x : units.y) - constraint.leastPixels - kGiveSpare;
+        int& least = horizontal ? give.rwidth() : give.rheight();
+        least = std::min(least, std::max(0, spare) * 100 / constraint.percent);
     }
-    return {give.width() == kAll ? 0 : give.width(), give.height() == kAll ? 0 : give.height()};
+    return give;
 }
 
 void TemplateLayout::measure() {
@@ -182,6 +215,7 @@ void TemplateLayout::measure() {
     }
     naturalUnits_ = naturalUnits();
     naturalSize_ = sizeAt(naturalUnits_);
+    constraints_ = makeConstraints();
     const Units least = leastUnits();
     give_ = giveAt(least);
     smallestSize_ = sizeAt(least) - give_;

@@ -40,6 +40,15 @@ private:
         qreal y;
     };
 
+    /// Two edges of a direction, `distance` dialog units apart, which must not come closer than `leastPixels`. When
+    /// anchored controls give up pixels, `percent` of these are lost between the two.
+    struct Constraint {
+        Qt::Orientation direction;
+        int distance;
+        int leastPixels;
+        int percent;
+    };
+
     /// Measures everything in the current font, then places it.
     void measure();
     void place();
@@ -52,11 +61,15 @@ private:
     QSize sizeAt(Units units) const;
     /// What the anchored controls can give up at these units.
     QSize giveAt(Units units) const;
+    /// All that keeps controls whole and apart.
+    std::vector<Constraint> makeConstraints() const;
+    void constrainPair(std::vector<Constraint>& constraints, std::size_t row, const DialogControl& other) const;
 
     QWidget* parent_;
     const DialogTemplate& form_;
     std::vector<QWidget*> widgets_;
     std::vector<QSize> leastSizes_; // at which each control shows its whole text
+    std::vector<Constraint> constraints_;
     Units naturalUnits_{};
     QSize naturalSize_;
     QSize smallestSize_;

@@ -1,0 +1,298 @@
+#include "app/CNvParam.h"
+
+#include "app/DialogUnits.h"
+#include "app/LoadedDate.h"
+#include "app/MessageBox.h"
+#include "app/SubFieldText.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollBar>
+
+namespace {
+
+constexpr int kWriteButtonId = 1001;
+constexpr int kHexBoxId = 1002;
+constexpr int kFirstEditId = 7000;
+constexpr int kFirstLabelId = 8000;
+
+// The form in dialog units.
+constexpr QRect kWriteButtonUnits{7, 7, 50, 14};
+constexpr QRect kHexBoxUnits{62, 12, 29, 10};
+constexpr int kFormWidthUnits = 348;
+
+// The rows in pixels.
+constexpr int kEditLeft = 10;
+constexpr int kEditRight = 180;
+constexpr int kLabelLeft = 190;
+constexpr int kLabelRight = 1010;
+constexpr int kGapAboveRows = 20;
+constexpr int kRowHeight = 20;
+constexpr int kGapBetweenRows = 5;
+constexpr int kExtentBeyondRows = 40;
+
+void setControlId(QWidget* control, int id) {
+    control->setObjectName(QString::number(id));
+    control->setProperty("controlId", id);
+}
+
+} // namespace
+
+CNvParam::CNvParam(CCalvaneDoc& document, QWidget* parent)
+    : QScrollArea(parent), document_(document), form_(new QWidget), writeButton_(new QPushButton("Write NV", form_)),
+      hexBox_(new QCheckBox("Hex", form_)) {
+    setObjectName("103");
+    setFocusPolicy(Qt::ClickFocus);
+    setWidget(form_);
+    setControlId(writeButton_, kWriteButtonId);
+    setControlId(hexBox_, kHexBoxId);
+    placeButtons();
+    connect(writeButton_, &QPushButton::clicked, this, &CNvParam::writeNv);
+    connect(hexBox_, &QCheckBox::clicked, this, &CNvParam::toggleHex);
+    document_.addView(this);
+}
+
+CNvParam::~CNvParam() {
+    document_.removeView(this);
+}
+
+void CNvParam::placeButtons() {
+    const DialogUnits units(form_->font());
+    writeButton_->setGeometry(units.toPixels(kWriteButtonUnits));
+    QRect hexPlace = units.toPixels(kHexBoxUnits);
+    hexPlace.setWidth(std::max(hexPlace.width(), hexBox_->sizeHint().width()));
+    hexBox_->setGeometry(hexPlace);
+    // A row is as high as its text needs where the desktop's font is larger than usual.
+    rowHeight_ = std::max(kRowHeight, form_->fontMetrics().height() + 4);
+    form_->resize(units.toPixels(QRect(0, 0, kFormWidthUnits, 1)).width(), writeButton_->geometry().bottom() + 1);
+    verticalScrollBar()->setSingleStep(rowHeight_ + kGapBetweenRows);
+}
+
+void CNvParam::setWritingAllowed(bool allowed) {
+    writeButton_->setEnabled(allowed);
+}
+
+void CNvParam::activate() {
+    document_.setActiveEditor("NvParam");
+}
+
+void CNvParam::deactivate() {
+    storeEdits();
+    document_.setActiveEditor("null");
+}
+
+void CNvParam::onUpdate() {
+    if (document_.selectedIndex() == -1)
+        return;
+    if (const NvItem* item = document_.selectedItem())
+        buildRows(*item);
+    else
+        showRows(0);
+}
+
+CNvParam::Row CNvParam::makeRow() {
+    const int index = static_cast<int>(rows_.size());
+    Row row{new QLineEdit(form_), new QLabel(form_)};
+    setControlId(row.edit, kFirstEditId + index);
+    setControlId(row.label, kFirstLabelId + index);
+    row.label->setTextFormat(Qt::PlainText);
+    connect(row.edit, &QLineEdit::textEdited, this,
+            [this, index] { rows_[static_cast<std::size_t>(index)].showsDate = false; });
+    QWidget::setTabOrder(rows_.empty() ? hexBox_ : static_cast<QWidget*>(rows_.back().edit), row.edit);
+    return row;
+}
+
+void CNvParam::placeRow(std::size_t index) {
+    const int top = writeButton_->geometry().bottom() + 1 + kGapAboveRows +
+                    static_cast<int>(index) * (rowHeight_ + kGapBetweenRows);
+    rows_[index].edit->setGeometry(kEditLeft, top, kEditRight - kEditLeft, rowHeight_);
+    rows_[index].label->setGeometry(kLabelLeft, top, kLabelRight - kLabelLeft, rowHeight_);
+}
+
+int CNvParam::rowsBottom() const {
+    const int top = writeButton_->geometry().bottom() + 1 + kGapAboveRows;
+    return top + std::max(shownRows_, 1) * (rowHeight_ + kGapBetweenRows);
+}
+
+void CNvParam::keepFocusInPane() {
+    // A row that is hidden or disabled while it has the focus would pass it on, maybe to the other pane.
+    if (form_->isAncestorOf(QApplication::focusWidget()))
+        setFocus();
+}
+
+void CNvParam::showRows(std::size_t count) {
+    keepFocusInPane();
+    while (rows_.size() < count) {
+        rows_.push_back(makeRow());
+        placeRow(rows_.size() - 1);
+    }
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+        rows_[i].edit->setVisible(i < count);
+        rows_[i].label->setVisible(i < count);
+    }
+    shownRows_ = static_cast<int>(count);
+}
+
+void CNvParam::buildRows(const NvItem& item) {
+    horizontalScrollBar()->setValue(0);
+    verticalScrollBar()->setValue(0);
+    const auto subItems = item.getSubItems();
+    const std::string name = item.getName();
+    const bool isStamp = name == kLoadedDateItem || name == kCalibrationDateItem;
+    form_->setUpdatesEnabled(false);
+    showRows(subItems.size());
+    for (std::size_t i = 0; i < subItems.size(); ++i) {
+        Row& row = rows_[i];
+        const std::string shown = item.isTime() ? dateText(subItems[i].value) : subItems[i].value;
+        row.showsDate = shown != subItems[i].value;
+        row.edit->setText(QString::fromStdString(shown));
+        row.edit->setCursorPosition(0);
+        row.edit->setEnabled(!isStamp && item.isWritable());
+        row.label->setText(QString::fromStdString(typeLabel(subItems[i].typeName) + subItems[i].description));
+        row.edit->setAccessibleName(row.label->text());
+    }
+    if (!subItems.empty())
+        hexBox_->setEnabled(!isStamp);
+    setScrollExtent(rowsBottom() > viewport()->height() ? rowsBottom() : 0);
+    form_->setUpdatesEnabled(true);
+    if (hexBox_->isChecked())
+        toggleHex(true);
+}
+
+void CNvParam::setScrollExtent(int bottom) {
+    int right = DialogUnits(form_->font()).toPixels(QRect(0, 0, kFormWidthUnits, 1)).width();
+    for (int i = 0; i < shownRows_; ++i) {
+        const QLabel* label = rows_[static_cast<std::size_t>(i)].label;
+        right = std::max(right, kLabelLeft + label->sizeHint().width() + kEditLeft);
+    }
+    form_->resize(std::min(right, kLabelRight), std::max(bottom, rowsBottom()));
+}
+
+void CNvParam::resizeEvent(QResizeEvent* event) {
+    QScrollArea::resizeEvent(event);
+    horizontalScrollBar()->setValue(0);
+    verticalScrollBar()->setValue(0);
+    setScrollExtent(shownRows_ * (rowHeight_ + kGapBetweenRows) + kExtentBeyondRows);
+}
+
+bool CNvParam::event(QEvent* event) {
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
+        placeButtons();
+        for (std::size_t i = 0; i < rows_.size(); ++i)
+            placeRow(i);
+        setScrollExtent(rowsBottom());
+    }
+    return QScrollArea::event(event);
+}
+
+void CNvParam::toggleHex(bool checked) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(shownRows_); ++i) {
+        QLineEdit* edit = rows_[i].edit;
+        // A date is no number: its leading digits would be taken for the value.
+        if (edit->text().isEmpty() || rows_[i].showsDate)
+            continue;
+        const std::string text = edit->text().toStdString();
+        const bool modified = edit->isModified();
+        edit->setText(QString::fromStdString(checked ? hexFromDecimal(text) : decimalFromHex(text)));
+        edit->setModified(modified); // what was typed stays an edit, whichever way it is shown
+    }
+}
+
+bool CNvParam::leaveHex() {
+    if (!hexBox_->isChecked())
+        return false;
+    hexBox_->setChecked(false);
+    toggleHex(false);
+    return true;
+}
+
+void CNvParam::returnToHex() {
+    hexBox_->setChecked(true);
+    toggleHex(true);
+}
+
+bool CNvParam::isAnyRowModified() const {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(shownRows_); ++i) {
+        if (rows_[i].edit->isModified())
+            return true;
+    }
+    return false;
+}
+
+CNvParam::Check CNvParam::checkRows() {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(shownRows_); ++i) {
+        const QString text = rows_[i].edit->text();
+        if (text.isEmpty()) {
+            showMessageBox(this, rows_[i].label->text() + " is empty. Fail to store data", "", MessageIcon::kNone);
+            return Check::kEmpty;
+        }
+        if (!isDecimalNumber(text.toStdString())) {
+            showMessageBox(this, rows_[i].label->text() + " is not a decimal number", "", MessageIcon::kNone);
+            return Check::kNotDecimal;
+        }
+    }
+    return Check::kFits;
+}
+
+QString CNvParam::joinedRows() const {
+    QStringList texts;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(shownRows_); ++i)
+        texts << rows_[i].edit->text();
+    return texts.join(',');
+}
+
+void CNvParam::storeEdits() {
+    const bool wasHex = leaveHex();
+    if (isAnyRowModified()) {
+        const Check check = checkRows();
+        if (check == Check::kNotDecimal)
+            return;
+        if (check == Check::kFits)
+            storeRows();
+    }
+    if (wasHex)
+        returnToHex();
+}
+
+void CNvParam::storeRows() {
+    if (document_.selectedItem() == nullptr)
+        return;
+    try {
+        document_.storeItemData(static_cast<std::size_t>(document_.selectedIndex()), joinedRows().toStdString());
+    } catch (const Calvane::Exception&) {
+        showMessageBox(this, "Can't store parameters.", "Exception Thrown", MessageIcon::kError);
+    }
+}
+
+void CNvParam::writeNv() {
+    const bool wasHex = leaveHex();
+    if (shownRows_ > 0 && document_.selectedItem() != nullptr) {
+        const Check check = checkRows();
+        if (check == Check::kNotDecimal)
+            return;
+        if (check == Check::kFits)
+            writeRows();
+    }
+    if (wasHex)
+        returnToHex();
+}
+
+void CNvParam::writeRows() {
+    const NvItem* selected = document_.selectedItem();
+    if (selected == nullptr)
+        return;
+    const std::string name = selected->getName();
+    try {
+        if (!document_.writeItem(name, joinedRows().toStdString())) {
+            showMessageBox(this,
+                           "Error: unable to find NV item '" + QString::fromStdString(name) +
+                               "' in the document object.",
+                           "You should never get here!!", MessageIcon::kError);
+        }
+    } catch (const Calvane::Exception& failure) {
+        showMessageBox(this, failure.what(), "Exception Thrown!!!", MessageIcon::kError);
+    }
+}

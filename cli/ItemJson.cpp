@@ -17,6 +17,16 @@ struct Place {
     [[noreturn]] void refuse(const std::string& reason) const {
         throw std::runtime_error(source + ": " + (item.empty() ? "" : item + ": ") + reason);
     }
+
+    /// Runs `step`; what the catalog refuses in it is refused here, with the place.
+    template <class Step>
+    auto refusing(Step step) const {
+        try {
+            return step();
+        } catch (const Calvane::Exception& error) {
+            refuse(error.what());
+        }
+    }
 };
 
 Json parse(const std::string& text, const std::string& source) {
@@ -67,7 +77,7 @@ NvItem itemFromJson(const Json& entry, Place place, Calvane& catalog) {
         place.refuse("each item needs an \"id\" from 0 to 65535");
     }
     place.item = "item " + id->dump();
-    NvItem item = catalog.getSupportedNvItem(id->get<unsigned short>());
+    NvItem item = place.refusing([&] { return catalog.getSupportedNvItem(id->get<unsigned short>()); });
     requireSame(entry, "name", item.getName(), place);
     const auto fields = entry.find("fields");
     const auto subItems = item.getSubItems();
@@ -81,7 +91,7 @@ NvItem itemFromJson(const Json& entry, Place place, Calvane& catalog) {
         values += (index == 0 ? "" : ",") + valueText(field, place);
         requireSame(field, "type", subItems[index].typeName, place);
     }
-    item.setData(values);
+    place.refusing([&] { item.setData(values); });
     return item;
 }
 

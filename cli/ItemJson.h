@@ -17,7 +17,6 @@ std::string itemsToJson(std::span<const NvItem> items);
 
 /// The items of such a text, with layouts from `catalog`'s ring and values from the text. "id" and the fields' "value"
 /// are needed; "name" and "type", where they stand, must be the ring's, so that values made for another ring never
-/// reach a phone. Throws std::runtime_error for a text that is no JSON (with line and column) or not of this form, and
-/// Calvane::Exception for a number that the ring does not describe or a value that does not fit; the messages name
-/// `source`, and item and field where there is one.
+/// reach a phone. Throws std::runtime_error for a text that is no JSON (with line and column), that is not of this form
+/// or that does not fit the ring; the message names `source`, and the item where there is one.
 std::vector<NvItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog);

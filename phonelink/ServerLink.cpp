@@ -26,7 +26,11 @@ void ServerLink::releaseServer() {
             phoneConnection->detach();
         }
         if (serverConnection && agentCreated) {
-            com::throwIfFailed(server()->releaseAgent(agentHandle));
+            const com::Status released = server()->releaseAgent(agentHandle);
+            // A service that has ended has released it already.
+            if (released != com::kDisconnected) {
+                com::throwIfFailed(released);
+            }
         }
     } catch (const std::exception& error) {
         logFailure(error.what());

@@ -7,8 +7,8 @@
 
 namespace tessra {
 
-// A file of the service that says what it must not: what() is "file:line: reason", or "file: reason" where the file as
-// a whole is meant (line 0).
+/// A file of the service that says what it must not: what() is "file:line: reason", or "file: reason" where the file as
+/// a whole is meant (line 0).
 class ConfigError : public std::runtime_error {
 public:
     ConfigError(const std::filesystem::path& file, std::size_t line, const std::string& reason)

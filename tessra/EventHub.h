@@ -11,24 +11,24 @@
 
 namespace tessra {
 
-// Tells the clients of one port's object apart.
+/// Tells the clients of one port's object apart.
 using ClientId = std::uint64_t;
 
-// The subscribers to one port's events. The owner guards it: one call at a time.
+/// The subscribers to one port's events. The owner guards it: one call at a time.
 class EventHub {
 public:
-    // The calling thread's apartment is where `sink` will hear. The cookie is never 0.
+    /// The calling thread's apartment is where `sink` will hear. The cookie is never 0.
     std::uint32_t subscribe(ClientId client, const ComPtr<IEventSink>& sink);
-    // To be called in the apartment of the subscription: nothing is delivered to it any more once this has returned.
-    // False for a cookie that is not this client's.
+    /// To be called in the apartment of the subscription: nothing is delivered to it any more once this has returned.
+    /// False for a cookie that is not this client's.
     bool unsubscribe(ClientId client, std::uint32_t cookie);
-    // Drops the subscriptions of a client that has gone; those that live in the calling thread's apartment hear nothing
-    // more.
+    /// Drops the subscriptions of a client that has gone; those that live in the calling thread's apartment hear
+    /// nothing more.
     void forget(ClientId client);
     void clear();
 
     bool empty() const { return subscriptions_.empty(); }
-    // Posts an event to each subscriber's apartment. A subscriber whose apartment is gone is dropped.
+    /// Posts an event to each subscriber's apartment. A subscriber whose apartment is gone is dropped.
     void fire(EventKind kind, std::uint16_t port, std::uint16_t third, std::span<const std::uint8_t> data);
 
 private:

@@ -10,39 +10,42 @@
 namespace tessra {
 namespace {
 
+// What a call hands out: nothing, an interface, or an object that the client has to ask for the interface.
+enum class Gives : std::uint8_t { nothing, interface, object };
+
 struct CallRow {
     Call call;
     std::string_view name;
     FaultScope scope;
-    bool handsOutObject;
+    Gives gives;
 };
 
 // In the order of Call.
 constexpr std::array<CallRow, kCallCount> kCalls{{
-    {Call::createServer, "create_server", FaultScope::service, true},
-    {Call::setVersion, "set_version", FaultScope::service, false},
-    {Call::createAgent, "create_agent", FaultScope::service, true},
-    {Call::releaseAgent, "release_agent", FaultScope::service, false},
-    {Call::portCollection, "port_collection", FaultScope::service, true},
-    {Call::translator, "translator", FaultScope::service, true},
-    {Call::portNumber, "port_number", FaultScope::service, false},
-    {Call::portByNumber, "port_by_number", FaultScope::service, true},
-    {Call::portNumbers, "port_numbers", FaultScope::service, false},
-    {Call::createRegistry, "create_registry", FaultScope::service, true},
-    {Call::registerClient, "register_client", FaultScope::service, false},
-    {Call::unregisterClient, "unregister_client", FaultScope::service, false},
-    {Call::describePort, "describe_port", FaultScope::port, false},
-    {Call::describePhone, "describe_phone", FaultScope::port, false},
-    {Call::send, "send", FaultScope::port, false},
-    {Call::changeMode, "mode_change", FaultScope::port, false},
-    {Call::lock, "lock", FaultScope::port, false},
-    {Call::unlock, "unlock", FaultScope::port, false},
-    {Call::mode, "mode", FaultScope::port, false},
-    {Call::state, "state", FaultScope::port, false},
-    {Call::subObject, "sub_object", FaultScope::port, true},
-    {Call::security, "security", FaultScope::port, false},
-    {Call::subscribe, "subscribe", FaultScope::port, false},
-    {Call::unsubscribe, "unsubscribe", FaultScope::port, false},
+    {Call::createServer, "create_server", FaultScope::service, Gives::object},
+    {Call::setVersion, "set_version", FaultScope::service, Gives::nothing},
+    {Call::createAgent, "create_agent", FaultScope::service, Gives::object},
+    {Call::releaseAgent, "release_agent", FaultScope::service, Gives::nothing},
+    {Call::portCollection, "port_collection", FaultScope::service, Gives::interface},
+    {Call::translator, "translator", FaultScope::service, Gives::interface},
+    {Call::portNumber, "port_number", FaultScope::service, Gives::nothing},
+    {Call::portByNumber, "port_by_number", FaultScope::service, Gives::interface},
+    {Call::portNumbers, "port_numbers", FaultScope::service, Gives::nothing},
+    {Call::createRegistry, "create_registry", FaultScope::service, Gives::object},
+    {Call::registerClient, "register_client", FaultScope::service, Gives::nothing},
+    {Call::unregisterClient, "unregister_client", FaultScope::service, Gives::nothing},
+    {Call::describePort, "describe_port", FaultScope::port, Gives::nothing},
+    {Call::describePhone, "describe_phone", FaultScope::port, Gives::nothing},
+    {Call::send, "send", FaultScope::port, Gives::nothing},
+    {Call::changeMode, "mode_change", FaultScope::port, Gives::nothing},
+    {Call::lock, "lock", FaultScope::port, Gives::nothing},
+    {Call::unlock, "unlock", FaultScope::port, Gives::nothing},
+    {Call::mode, "mode", FaultScope::port, Gives::nothing},
+    {Call::state, "state", FaultScope::port, Gives::nothing},
+    {Call::subObject, "sub_object", FaultScope::port, Gives::object},
+    {Call::security, "security", FaultScope::port, Gives::nothing},
+    {Call::subscribe, "subscribe", FaultScope::port, Gives::nothing},
+    {Call::unsubscribe, "unsubscribe", FaultScope::port, Gives::nothing},
 }};
 
 constexpr bool inOrder() {
@@ -95,8 +98,10 @@ std::string faultProblem(const FaultRule& rule, FaultScope scope) {
         possible = row.scope == FaultScope::port;
         break;
     case FaultKind::nullObject:
+        possible = row.gives != Gives::nothing;
+        break;
     case FaultKind::wrongObject:
-        possible = row.handsOutObject;
+        possible = row.gives == Gives::object;
         break;
     case FaultKind::none:
     case FaultKind::serverCode:

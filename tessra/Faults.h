@@ -12,11 +12,11 @@
 #include <string_view>
 #include <vector>
 
-// Misbehaviour that the service can be told to show, for tests of its clients and for trials: rules say which call of
-// a client meets what. A rule stands with a port, or with the service for the calls of the objects above the ports.
+/// Misbehaviour that the service can be told to show, for tests of its clients and for trials: rules say which call of
+/// a client meets what. A rule stands with a port, or with the service for the calls of the objects above the ports.
 namespace tessra {
 
-// The calls of clients that can be told to fail. Faults.cpp has their names in the configuration.
+/// The calls of clients that can be told to fail. Faults.cpp has their names in the configuration.
 enum class Call : std::uint8_t {
     // with the service
     createServer,
@@ -50,7 +50,7 @@ inline constexpr std::size_t kCallCount = 24;
 enum class FaultKind : std::uint8_t {
     none,           // nothing but the rule's delay
     noAnswer,       // waits out the call's time-out (0 for calls that have none), then kResponseTimeout; for
-                    // Call::describePhone: the description of a phone that has never answered
+                    /// Call::describePhone: the description of a phone that has never answered
     nvStatus,       // the phone refuses the NV item with status `value`; a write does not reach its memory
     serverCode,     // fails with the 32-bit code `value`
     badResponse,    // kBadPhoneResponse
@@ -58,13 +58,13 @@ enum class FaultKind : std::uint8_t {
     vanish,         // the phone is gone from this call on
     throwException, // a C++ exception leaves the object
     nullObject,     // success, but no object
-    wrongObject,    // success, but an object without the interface that the client needs
+    wrongObject,    // success, but an object without the interface that the client needs (where it has to ask for it)
 };
 
 struct FaultRule {
     Call call = Call::send;
-    std::optional<std::uint16_t> item; // only packets that read or write this NV item
-    std::uint32_t firstCall = 1;       // of the calls that the rule would meet, counted from 1 when it was added
+    std::optional<std::uint16_t> item = std::nullopt; // only packets that read or write this NV item
+    std::uint32_t firstCall = 1; // of the calls that the rule would meet, counted from 1 when it was added
     std::uint32_t lastCall = 0xFFFFFFFF;
     std::uint32_t delayMs = 0; // before anything else
     FaultKind kind = FaultKind::none;
@@ -75,23 +75,23 @@ enum class FaultScope : std::uint8_t { service, port };
 
 std::optional<Call> callNamed(std::string_view name);
 std::string_view nameOf(Call call);
-// What is wrong with a rule that stands in `scope` (a kind that its call can't have, and the like); empty: nothing.
+/// What is wrong with a rule that stands in `scope` (a kind that its call can't have, and the like); empty: nothing.
 std::string faultProblem(const FaultRule& rule, FaultScope scope);
 
-// What the rules leave to the called object to do; FaultGate::enter has done the rest.
+/// What the rules leave to the called object to do; FaultGate::enter has done the rest.
 struct Strike {
     FaultKind kind = FaultKind::none;
     std::uint32_t value = 0;
 };
 
-// Where each call of a client passes: counts it, lets it suffer its faults, and turns it away once the service is
-// closed. Any thread may call any method.
+/// Where each call of a client passes: counts it, lets it suffer its faults, and turns it away once the service is
+/// closed. Any thread may call any method.
 class FaultGate {
 public:
     explicit FaultGate(FaultScope scope, const std::vector<FaultRule>& rules = {});
 
-    // Delays, waits (up to `timeoutMs` where there is no answer), fails or throws as the rules say; the first rule that
-    // meets the call decides, save that all delays add up. com::kDisconnected once closed, also out of a delay.
+    /// Delays, waits (up to `timeoutMs` where there is no answer), fails or throws as the rules say; the first rule
+    /// that meets the call decides, save that all delays add up. com::kDisconnected once closed, also out of a delay.
     com::Status enter(Call call, Strike& strike, std::optional<std::uint16_t> item = std::nullopt,
                       std::uint32_t timeoutMs = 0);
     com::Status enter(Call call) {
@@ -100,10 +100,10 @@ public:
     }
     void close();
 
-    // std::invalid_argument for a rule with a faultProblem().
+    /// std::invalid_argument for a rule with a faultProblem().
     void add(const FaultRule& rule);
     void clear();
-    // How often `call` was made, with or without faults.
+    /// How often `call` was made, with or without faults.
     std::uint64_t count(Call call) const;
 
 private:

@@ -6,7 +6,7 @@
 
 namespace tessra {
 
-// Owns one open file of the operating system, closed when this goes; -1 stands for none.
+/// Owns one open file of the operating system, closed when this goes; -1 stands for none.
 class FileDescriptor {
 public:
     FileDescriptor() = default;

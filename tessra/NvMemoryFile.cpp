@@ -15,8 +15,11 @@
 namespace tessra {
 namespace {
 
+// Stands among the error numbers for a file that is not as this process left it; no call used here fails with it.
+constexpr int kChangedByOthers = EBUSY;
+
 std::string reasonOf(int error) {
-    return std::generic_category().message(error);
+    return error == kChangedByOthers ? "somebody else has changed the file" : std::generic_category().message(error);
 }
 
 [[noreturn]] void unavailable(const std::filesystem::path& path, const std::string& reason) {
@@ -81,7 +84,7 @@ bool isOutOfSpace(int error) {
 } // namespace
 
 NvMemoryFile::NvMemoryFile(const std::filesystem::path& path, const std::filesystem::path& initial)
-    : path_(path.empty() ? path : std::filesystem::weakly_canonical(path)) {
+    : path_(path.empty() ? path : std::filesystem::weakly_canonical(std::filesystem::absolute(path))) {
     if (!path_.empty()) {
         lock_ = takeLock(path_);
         open();
@@ -162,7 +165,7 @@ int NvMemoryFile::append(std::uint16_t number, const NvCell& cell) {
         tornTail_ = false;
     }
     if (!untouchedByOthers()) {
-        return EBUSY;
+        return kChangedByOthers;
     }
     const std::string line = formatNvLine(number, cell);
     const ssize_t count = ::write(file_.number(), line.data(), line.size());
@@ -185,7 +188,7 @@ int NvMemoryFile::append(std::uint16_t number, const NvCell& cell) {
 // 0, or the error number; the file is then as before.
 int NvMemoryFile::rewrite() {
     if (!untouchedByOthers()) {
-        return EBUSY;
+        return kChangedByOthers;
     }
     struct stat old {};
     const mode_t permissions = file_ && ::fstat(file_.number(), &old) == 0 ? old.st_mode & 0777 : 0666;

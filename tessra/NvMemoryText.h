@@ -10,18 +10,18 @@
 #include <string>
 #include <string_view>
 
-// The text in which a phone's NV memory is kept. One line per item:
-//
-//   <number> <status> <data> [<marks>]
-//
-//   number  decimal item number, 0 to 65535
-//   status  decimal NV status that the phone answers to a read; 0: the item has a value
-//   data    the item's bytes in lower-case hexadecimal without separators, 2 to 256 digits (trailing zero bytes may be
-//           left out), or "-" for none
-//   marks   separated by commas: "readonly" (a write is answered with status 7), "protected" (so it is until the
-//           service programming code was sent)
-//
-// What follows "//" in a line is a comment; blank lines are ignored. A later line for an item replaces an earlier one.
+/// The text in which a phone's NV memory is kept. One line per item:
+///
+///   <number> <status> <data> [<marks>]
+///
+///   number  decimal item number, 0 to 65535
+///   status  decimal NV status that the phone answers to a read; 0: the item has a value
+///   data    the item's bytes in lower-case hexadecimal without separators, 2 to 256 digits (trailing zero bytes may be
+///           left out), or "-" for none
+///   marks   separated by commas: "readonly" (a write is answered with status 7), "protected" (so it is until the
+///           service programming code was sent)
+///
+/// What follows "//" in a line is a comment; blank lines are ignored. A later line for an item replaces an earlier one.
 namespace tessra {
 
 struct NvCell {
@@ -40,13 +40,13 @@ struct NvMemoryText {
     std::size_t itemLines = 0; // more than there are cells where lines were replaced by later ones
 };
 
-// ConfigError, naming `file` and the line, for a line that is none of the above.
+/// ConfigError, naming `file` and the line, for a line that is none of the above.
 NvMemoryText parseNvMemory(std::string_view text, const std::filesystem::path& file);
 
-// One item's line with its line feed.
+/// One item's line with its line feed.
 std::string formatNvLine(std::uint16_t number, const NvCell& cell);
 
-// The whole text, with a comment that explains it at its head.
+/// The whole text, with a comment that explains it at its head.
 std::string formatNvMemory(const NvCells& cells);
 
 } // namespace tessra

@@ -8,7 +8,7 @@
 
 namespace tessra {
 
-// What a link knows about its phone without asking it.
+/// What a link knows about its phone without asking it.
 struct PhoneView {
     bool usable = false;                 // false: the line or the phone's memory can't be had now
     PhoneState state = PhoneState::none; // present: packets may go to it
@@ -16,22 +16,22 @@ struct PhoneView {
     std::uint32_t appearance = 0;        // a number that is another each time that the phone has come (back)
 };
 
-// The way to the phone on one port: a phone in this process or one at the end of a line. Any thread may call any
-// method.
+/// The way to the phone on one port: a phone in this process or one at the end of a line. Any thread may call any
+/// method.
 class PhoneLink {
 public:
     virtual ~PhoneLink() = default;
     PhoneLink(const PhoneLink&) = delete;
     PhoneLink& operator=(const PhoneLink&) = delete;
 
-    // Sends nothing and never waits for the phone. A link that is not usable tries again to become so.
+    /// Sends nothing and never waits for the phone. A link that is not usable tries again to become so.
     virtual PhoneView look() = 0;
-    // Sends one packet (at most kMaxPacketBytes) and waits up to `timeoutMs` for its answer; one exchange at a time,
-    // others wait for their turn. An answer that says that the packet was bad is an answer. Failures: kPhoneNotPresent,
-    // kResponseTimeout and those of the line; `answer` is then empty.
+    /// Sends one packet (at most kMaxPacketBytes) and waits up to `timeoutMs` for its answer; one exchange at a time,
+    /// others wait for their turn. An answer that says that the packet was bad is an answer. Failures:
+    /// kPhoneNotPresent, kResponseTimeout and those of the line; `answer` is then empty.
     virtual Status exchange(std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
                             std::vector<std::uint8_t>& answer) = 0;
-    // For tests and trials: takes the phone off the port, or puts it back.
+    /// For tests and trials: takes the phone off the port, or puts it back.
     virtual void setPresent(bool present) = 0;
 
 protected:

@@ -13,9 +13,9 @@
 
 namespace tessra {
 
-// What makes a simulated phone this one and no other.
+/// What makes a simulated phone this one and no other.
 struct PhoneSetup {
-    // As its version answer gives them; no longer than their fields there (see Packet.h).
+    /// As its version answer gives them; no longer than their fields there (see Packet.h).
     std::string model = "Sample";
     std::string softwareVersion = "1.0";
     std::string serialNumber = "0000000001";
@@ -25,25 +25,25 @@ struct PhoneSetup {
     std::int32_t awayMs = 1500;    // until it is back from then on; -1: it never comes back
 };
 
-// One phone as its packets show it: NV memory, modes, access code, version, and its absence after a reset. The same
-// model stands behind a simulated port and behind a pseudo-terminal. The owner calls it from one thread at a time.
+/// One phone as its packets show it: NV memory, modes, access code, version, and its absence after a reset. The same
+/// model stands behind a simulated port and behind a pseudo-terminal. The owner calls it from one thread at a time.
 class PhoneModel {
 public:
-    // `memory` must outlive the phone.
+    /// `memory` must outlive the phone.
     PhoneModel(PhoneSetup setup, NvMemoryFile& memory);
 
-    // The phone's answer to one packet, at most kMaxPacketBytes; nothing while the phone is away. A packet that it does
-    // not accept is answered as BadPacket says. In the loader modes (download, streamDownload) it accepts nothing but
-    // the packets that query and change the mode.
+    /// The phone's answer to one packet, at most kMaxPacketBytes; nothing while the phone is away. A packet that it
+    /// does not accept is answered as BadPacket says. In the loader modes (download, streamDownload) it accepts nothing
+    /// but the packets that query and change the mode.
     std::vector<std::uint8_t> answer(std::span<const std::uint8_t> request);
 
-    // Takes the phone off its supply and puts it back: it starts anew.
+    /// Takes the phone off its supply and puts it back: it starts anew.
     void restart();
 
-    // present, or leaving and returning around a reset.
+    /// present, or leaving and returning around a reset.
     PhoneState state();
     PhoneMode mode();
-    // How often the phone has started, from 1.
+    /// How often the phone has started, from 1.
     std::uint32_t starts();
 
 private:

@@ -16,24 +16,24 @@
 
 namespace tessra {
 
-// One port of the service with the phone behind it: what all its clients share. The service owns it and closes it when
-// it ends; clients' objects keep it alive, closed. Any thread may call any method.
+/// One port of the service with the phone behind it: what all its clients share. The service owns it and closes it when
+/// it ends; clients' objects keep it alive, closed. Any thread may call any method.
 class Port {
 public:
     explicit Port(const PortConfig& config);
-    // From now on every call of a client answers com::kDisconnected, and the phone with its memory is let go.
+    /// From now on every call of a client answers com::kDisconnected, and the phone with its memory is let go.
     void close();
 
     const std::string& name() const { return name_; }
     std::uint16_t number() const { return number_; }
-    // Makes the identity of one more client.
+    /// Makes the identity of one more client.
     ClientId newClient();
 
-    // What clients ask for; a failure's description stands ready when a call has returned it (see Refusal.h).
-    // Interfaces.h says what they answer.
+    /// What clients ask for; a failure's description stands ready when a call has returned it (see Refusal.h).
+    /// Interfaces.h says what they answer.
     Status describe(PortDescription& description);
     Status describePhone(PhoneDescription& description);
-    // kPhoneNotPresent unless the port has a phone.
+    /// kPhoneNotPresent unless the port has a phone.
     Status requirePhone();
     Status send(ClientId client, std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
                 std::vector<std::uint8_t>& answer);
@@ -45,18 +45,18 @@ public:
     Status sendCode(ClientId client, const std::string& code);
     Status subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uint32_t& cookie);
     Status unsubscribe(ClientId client, std::uint32_t cookie);
-    // The client has gone: its lock and its subscriptions go too.
+    /// The client has gone: its lock and its subscriptions go too.
     void forget(ClientId client);
 
-    // For tests and trials, while clients work.
-    // Takes the phone off the port, or puts it back.
+    /// For tests and trials, while clients work.
+    /// Takes the phone off the port, or puts it back.
     void setPresent(bool present);
-    // Changes the phone's mode, to the loader modes too; kDifferentMode where it does not agree.
+    /// Changes the phone's mode, to the loader modes too; kDifferentMode where it does not agree.
     Status setMode(PhoneMode mode);
-    // What IPhonePort::state answers instead of the truth, until it is given nothing again.
+    /// What IPhonePort::state answers instead of the truth, until it is given nothing again.
     void overrideState(std::optional<std::uint16_t> state);
     FaultGate& faults() { return gate_; }
-    // The last packets (at most kLoggedPackets) that clients have sent to the phone, the oldest first.
+    /// The last packets (at most kLoggedPackets) that clients have sent to the phone, the oldest first.
     std::vector<std::vector<std::uint8_t>> sentPackets() const;
 
     static constexpr std::size_t kLoggedPackets = 128;

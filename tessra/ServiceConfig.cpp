@@ -8,6 +8,7 @@
 #include <charconv>
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <string_view>
 
 namespace tessra {
@@ -282,11 +283,13 @@ void refuseDoubles(const TableReader& reader, const std::vector<PortConfig>& por
 
 toml::table parse(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
+    std::ostringstream text;
+    text << stream.rdbuf(); // fails for an empty file too, which is one without ports
+    if (!stream.is_open() || stream.bad() || std::filesystem::is_directory(file)) {
         throw ConfigError(file, 0, "can't be read");
     }
     try {
-        return toml::parse(stream, file.string());
+        return toml::parse(text.str(), file.string());
     } catch (const toml::parse_error& error) {
         throw ConfigError(file, error.source().begin.line, std::string(error.description()));
     }

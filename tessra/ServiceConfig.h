@@ -13,7 +13,7 @@ namespace tessra {
 struct PortConfig {
     std::string name;         // such as "COM1"
     std::uint16_t number = 0; // what clients know it by; not 0, and no other port's
-    // The simulated phone on it. Memory and its initial contents as NvMemoryFile takes them.
+    /// The simulated phone on it. Memory and its initial contents as NvMemoryFile takes them.
     PhoneSetup phone;
     std::filesystem::path memory;
     std::filesystem::path initial;
@@ -27,9 +27,9 @@ struct ServiceConfig {
     std::vector<FaultRule> faults; // of the calls that belong to no port
 };
 
-// Reads the service's configuration file (data/Tessra.toml explains its keys). Paths in it that are relative start at
-// its folder. ConfigError, naming file and line, for a file that can't be read, is no TOML, has a key that this service
-// does not know or a value that a key can't have.
+/// Reads the service's configuration file (data/Tessra.toml explains its keys). Paths in it that are relative start at
+/// its folder. ConfigError, naming file and line, for a file that can't be read, is no TOML, has a key that this
+/// service does not know or a value that a key can't have.
 ServiceConfig loadServiceConfig(const std::filesystem::path& file);
 
 } // namespace tessra

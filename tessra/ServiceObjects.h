@@ -7,11 +7,11 @@
 
 #include <memory>
 
-// The objects that clients hold, each in the apartment in which it was made. They have no state that matters: what
-// clients share is in ServiceCore and Port.
+/// The objects that clients hold, each in the apartment in which it was made. They have no state that matters: what
+/// clients share is in ServiceCore and Port.
 namespace tessra {
 
-// What every object of the service has: it belongs to an apartment and refuses calls from elsewhere.
+/// What every object of the service has: it belongs to an apartment and refuses calls from elsewhere.
 class ServiceObject : protected com::ApartmentBound {
 protected:
     Status checkCaller() const {
@@ -20,7 +20,7 @@ protected:
     }
 };
 
-// The root object and the client registry, as the class table makes them.
+/// The root object and the client registry, as the class table makes them.
 Status makeServer(const std::shared_ptr<ServiceCore>& core, ComPtr<com::Unknown>& out);
 Status makeClientRegistry(const std::shared_ptr<ServiceCore>& core, ComPtr<com::Unknown>& out);
 

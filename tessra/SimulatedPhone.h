@@ -11,11 +11,11 @@
 
 namespace tessra {
 
-// A phone in this process, with its memory. Where the memory is in use elsewhere, look() tries again each time; a
-// memory file with a wrong line leaves the port without a phone for good. Both are logged once.
+/// A phone in this process, with its memory. Where the memory is in use elsewhere, look() tries again each time; a
+/// memory file with a wrong line leaves the port without a phone for good. Both are logged once.
 class SimulatedPhone : public PhoneLink {
 public:
-    // `name` is the port's, for the log. `memory` and `initial` as NvMemoryFile takes them.
+    /// `name` is the port's, for the log. `memory` and `initial` as NvMemoryFile takes them.
     SimulatedPhone(std::string name, PhoneSetup setup, std::filesystem::path memory, std::filesystem::path initial,
                    bool present);
 

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "app/dialogs/DialogTemplate.h"
+
+#include <QObject>
+#include <vector>
+
+/// Places the controls of a template within their parent, in dialog units of the parent's font, and does so again when
+/// the font, the style or the parent's size changes. Nothing is cut off: a static text takes what free room there is to
+/// its right, and where some control still needs more than the template gives it, the unit grows for the whole dialog,
+/// so that nothing overlaps either.
+///
+/// Owned by the widget that it lays out. User-interface thread.
+class TemplateLayout : public QObject {
+    Q_OBJECT
+
+public:
+    /// `widgets`: the children of `parent` for the rows of `form`, in their order.
+    TemplateLayout(QWidget* parent, const DialogTemplate& form, std::vector<QWidget*> widgets);
+
+    /// The layout of a widget that createControls() filled.
+    static TemplateLayout* of(const QWidget& parent);
+
+    /// What the template takes in the current font, in pixels, and the least that anchored controls can be squeezed to.
+    QSize naturalSize() const { return naturalSize_; }
+    QSize smallestSize() const { return smallestSize_; }
+
+signals:
+    /// The natural size has changed with the font or the style.
+    void sizesChanged();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    /// Measures everything in the current font, then places it.
+    void measure();
+    void place();
+    /// The free room to the right of a control, in dialog units, its own width included.
+    int roomToTheRight(std::size_t row) const;
+
+    QWidget* parent_;
+    const DialogTemplate& form_;
+    std::vector<QWidget*> widgets_;
+    std::vector<QRect> rects_; // at the natural size
+    QSize naturalSize_;
+    QSize smallestSize_;
+};

@@ -33,7 +33,7 @@ QVariant NvItemLines::data(const QModelIndex& index, int role) const {
     return QString::fromStdString(itemLine(document_.nvItems()[row]));
 }
 
-NvItemListBox::NvItemListBox(QWidget* parent) : QListView(parent) {
+NvItemListBox::NvItemListBox(QWidget* parent) : DialogListBox(parent) {
     setUniformItemSizes(true);
     setSelectionMode(SingleSelection);
     setEditTriggers(NoEditTriggers);
@@ -42,7 +42,7 @@ NvItemListBox::NvItemListBox(QWidget* parent) : QListView(parent) {
 
 QItemSelectionModel::SelectionFlags NvItemListBox::selectionCommand(const QModelIndex& index,
                                                                     const QEvent* event) const {
-    const auto flags = QListView::selectionCommand(index, event);
+    const auto flags = DialogListBox::selectionCommand(index, event);
     const bool takesAway = flags & (QItemSelectionModel::Toggle | QItemSelectionModel::Deselect);
     const bool clears = (flags & QItemSelectionModel::Clear) && !index.isValid();
     if (clears)
@@ -58,13 +58,13 @@ void NvItemListBox::keyPressEvent(QKeyEvent* event) {
         selectionModel()->setCurrentIndex(start, QItemSelectionModel::ClearAndSelect);
         return;
     }
-    QListView::keyPressEvent(event);
+    DialogListBox::keyPressEvent(event);
 }
 
 CNvItemList::CNvItemList(CCalvaneDoc& document, QWidget* parent)
     : QWidget(parent), document_(document), lines_(new NvItemLines(document, this)), listBox_(new NvItemListBox(this)) {
-    setObjectName("102");
-    listBox_->setObjectName(QString::number(kListBoxId));
+    setObjectName("form_102");
+    listBox_->setObjectName("ctl_" + QString::number(kListBoxId));
     listBox_->setProperty("controlId", kListBoxId);
     listBox_->setAccessibleName(tr("NV items"));
     listBox_->setModel(lines_);
@@ -98,7 +98,7 @@ void CNvItemList::search() {
         searchDialog_ = new CSearchDlg(this);
     if (searchDialog_->exec() != QDialog::Accepted)
         return;
-    const auto found = findItem(document_.nvItems(), searchDialog_->searchText().toStdString());
+    const auto found = findItem(document_.nvItems(), searchDialog_->searchText());
     if (found)
         selectLine(static_cast<int>(*found));
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "app/CCalvaneDoc.h"
+#include "app/dialogs/DialogControls.h"
 
 #include <QAbstractListModel>
-#include <QListView>
 #include <QWidget>
 
 class CSearchDlg;
@@ -25,7 +25,7 @@ private:
 };
 
 /// A list in which one line is selected or none; a click selects and never takes away.
-class NvItemListBox : public QListView {
+class NvItemListBox : public DialogListBox {
     Q_OBJECT
 public:
     explicit NvItemListBox(QWidget* parent);

@@ -1,9 +1,9 @@
 #include "app/CNvParam.h"
 
-#include "app/DialogUnits.h"
 #include "app/LoadedDate.h"
 #include "app/MessageBox.h"
 #include "app/SubFieldText.h"
+#include "app/dialogs/DialogTemplate.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -11,6 +11,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <algorithm>
+#include <array>
 
 namespace {
 
@@ -19,10 +21,12 @@ constexpr int kHexBoxId = 1002;
 constexpr int kFirstEditId = 7000;
 constexpr int kFirstLabelId = 8000;
 
-// The form in dialog units.
-constexpr QRect kWriteButtonUnits{7, 7, 50, 14};
-constexpr QRect kHexBoxUnits{62, 12, 29, 10};
-constexpr int kFormWidthUnits = 348;
+constexpr std::array<DialogControl, 2> kControls{{
+    {kWriteButtonId, ControlKind::PushButton, "Write NV", 7, 7, 50, 14},
+    {kHexBoxId, ControlKind::CheckBox, "Hex", 62, 12, 29, 10},
+}};
+/// The part of the form above its rows; what follows grows with them.
+constexpr DialogTemplate kTemplate{103, "", 348, 22, kControls};
 
 // The rows in pixels.
 constexpr int kEditLeft = 10;
@@ -35,21 +39,21 @@ constexpr int kGapBetweenRows = 5;
 constexpr int kExtentBeyondRows = 40;
 
 void setControlId(QWidget* control, int id) {
-    control->setObjectName(QString::number(id));
+    control->setObjectName("ctl_" + QString::number(id));
     control->setProperty("controlId", id);
 }
 
 } // namespace
 
 CNvParam::CNvParam(CCalvaneDoc& document, QWidget* parent)
-    : QScrollArea(parent), document_(document), form_(new QWidget), writeButton_(new QPushButton("Write NV", form_)),
-      hexBox_(new QCheckBox("Hex", form_)) {
-    setObjectName("103");
+    : QScrollArea(parent), document_(document), form_(new QWidget) {
+    setObjectName("form_103");
     setFocusPolicy(Qt::ClickFocus);
+    createControls(*form_, kTemplate);
+    writeButton_ = &control<QPushButton>(*form_, kWriteButtonId);
+    hexBox_ = &control<QCheckBox>(*form_, kHexBoxId);
     setWidget(form_);
-    setControlId(writeButton_, kWriteButtonId);
-    setControlId(hexBox_, kHexBoxId);
-    placeButtons();
+    measureRows();
     connect(writeButton_, &QPushButton::clicked, this, &CNvParam::writeNv);
     connect(hexBox_, &QCheckBox::clicked, this, &CNvParam::toggleHex);
     document_.addView(this);
@@ -59,16 +63,13 @@ CNvParam::~CNvParam() {
     document_.removeView(this);
 }
 
-void CNvParam::placeButtons() {
-    const DialogUnits units(form_->font());
-    writeButton_->setGeometry(units.toPixels(kWriteButtonUnits));
-    QRect hexPlace = units.toPixels(kHexBoxUnits);
-    hexPlace.setWidth(std::max(hexPlace.width(), hexBox_->sizeHint().width()));
-    hexBox_->setGeometry(hexPlace);
+void CNvParam::measureRows() {
     // A row is as high as its text needs where the desktop's font is larger than usual.
     rowHeight_ = std::max(kRowHeight, form_->fontMetrics().height() + 4);
-    form_->resize(units.toPixels(QRect(0, 0, kFormWidthUnits, 1)).width(), writeButton_->geometry().bottom() + 1);
     verticalScrollBar()->setSingleStep(rowHeight_ + kGapBetweenRows);
+    for (std::size_t i = 0; i < rows_.size(); ++i)
+        placeRow(i);
+    setScrollExtent(rowsBottom());
 }
 
 void CNvParam::setWritingAllowed(bool allowed) {
@@ -82,6 +83,15 @@ void CNvParam::activate() {
 void CNvParam::deactivate() {
     storeEdits();
     document_.setActiveEditor("null");
+}
+
+void CNvParam::focusEditing() {
+    const auto canEdit = [](const Row& row) { return row.edit->isVisible() && row.edit->isEnabled(); };
+    const auto first = std::find_if(rows_.begin(), rows_.end(), canEdit);
+    if (first != rows_.end())
+        first->edit->setFocus(Qt::ShortcutFocusReason);
+    else
+        writeButton_->isEnabled() ? writeButton_->setFocus(Qt::ShortcutFocusReason) : setFocus();
 }
 
 void CNvParam::onUpdate() {
@@ -163,7 +173,7 @@ void CNvParam::buildRows(const NvItem& item) {
 }
 
 void CNvParam::setScrollExtent(int bottom) {
-    int right = DialogUnits(form_->font()).toPixels(QRect(0, 0, kFormWidthUnits, 1)).width();
+    int right = form_->minimumWidth();
     for (int i = 0; i < shownRows_; ++i) {
         const QLabel* label = rows_[static_cast<std::size_t>(i)].label;
         right = std::max(right, kLabelLeft + label->sizeHint().width() + kEditLeft);
@@ -179,12 +189,9 @@ void CNvParam::resizeEvent(QResizeEvent* event) {
 }
 
 bool CNvParam::event(QEvent* event) {
-    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
-        placeButtons();
-        for (std::size_t i = 0; i < rows_.size(); ++i)
-            placeRow(i);
-        setScrollExtent(rowsBottom());
-    }
+    // The buttons are laid out anew when the form has taken the new font.
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+        QMetaObject::invokeMethod(this, &CNvParam::measureRows, Qt::QueuedConnection);
     return QScrollArea::event(event);
 }
 
@@ -287,10 +294,9 @@ void CNvParam::writeRows() {
     const std::string name = selected->getName();
     try {
         if (!document_.writeItem(name, joinedRows().toStdString())) {
-            showMessageBox(this,
-                           "Error: unable to find NV item '" + QString::fromStdString(name) +
-                               "' in the document object.",
-                           "You should never get here!!", MessageIcon::kError);
+            showMessageBox(
+                this, "Error: unable to find NV item '" + QString::fromStdString(name) + "' in the document object.",
+                "You should never get here!!", MessageIcon::kError);
         }
     } catch (const Calvane::Exception& failure) {
         showMessageBox(this, failure.what(), "Exception Thrown!!!", MessageIcon::kError);

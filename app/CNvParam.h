@@ -3,7 +3,6 @@
 #include "app/CCalvaneDoc.h"
 
 #include <QScrollArea>
-
 #include <vector>
 
 class QCheckBox;
@@ -25,6 +24,8 @@ public:
     void onUpdate() override;
     void activate();
     void deactivate();
+    /// Puts the focus on the first row that can be edited.
+    void focusEditing();
 
     /// Whether the item may be written to the phone now; not while the catalog belongs to a read.
     void setWritingAllowed(bool allowed);
@@ -42,7 +43,7 @@ private:
     };
     enum class Check { kFits, kEmpty, kNotDecimal };
 
-    void placeButtons();
+    void measureRows();
     Row makeRow();
     void placeRow(std::size_t index);
     void buildRows(const NvItem& item);
@@ -66,8 +67,8 @@ private:
 
     CCalvaneDoc& document_;
     QWidget* form_;
-    QPushButton* writeButton_;
-    QCheckBox* hexBox_;
+    QPushButton* writeButton_ = nullptr;
+    QCheckBox* hexBox_ = nullptr;
     std::vector<Row> rows_; // made so far; the first shownRows_ are in use
     int shownRows_ = 0;
     int rowHeight_ = 20;

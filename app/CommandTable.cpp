@@ -85,9 +85,17 @@ constexpr std::array kEmptyHelp{command("&About Calvane...", CommandId::About)};
 constexpr std::array<MenuInfo, 3> kEmptyMenus{{{"&File", kEmptyFile}, {"&View", kEmptyView}, {"&Help", kEmptyHelp}}};
 
 constexpr std::array kToolbar{
-    CommandId::ReadFromPhone,    CommandId::WriteChangedToPhone, CommandId::WriteListedToPhone, CommandId::ReadFromMox,
-    CommandId::WriteListedToMox, kToolbarSeparator,              CommandId::ResetPhone,         kToolbarSeparator,
-    CommandId::Comport,          kToolbarSeparator,              CommandId::About,
+    CommandId::ReadFromPhone,
+    CommandId::WriteChangedToPhone,
+    CommandId::WriteListedToPhone,
+    CommandId::ReadFromMox,
+    CommandId::WriteListedToMox,
+    kToolbarSeparator,
+    CommandId::ResetPhone,
+    kToolbarSeparator,
+    CommandId::Comport,
+    kToolbarSeparator,
+    CommandId::About,
 };
 
 } // namespace

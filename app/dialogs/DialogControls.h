@@ -22,6 +22,9 @@ public:
     void setHorizontalExtent(int pixels);
     int horizontalExtent() const { return horizontalExtent_; }
 
+    /// Sets the extent from the widest line: its text and one average character, and five more of these.
+    void fitHorizontalExtent();
+
 signals:
     /// Multiple selection: the user clicked row `line`, or pressed the space bar on it; it is the current one now.
     void lineChosen(int line, Qt::KeyboardModifiers modifiers);

@@ -130,7 +130,8 @@ QWidget* findControl(const QWidget& parent, int id) {
     return parent.findChild<QWidget*>(QStringLiteral("ctl_%1").arg(id));
 }
 
-TemplateDialog::TemplateDialog(const DialogTemplate& form, QWidget* parent) : QDialog(parent), page_(new QWidget) {
+TemplateDialog::TemplateDialog(const DialogTemplate& form, QWidget* parent)
+    : QDialog(parent), form_(form), page_(new QWidget) {
     setWindowTitle(QString::fromUtf8(form.caption));
     // A frame with a caption and a close box, without the question mark and the buttons of a main window.
     setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
@@ -138,7 +139,6 @@ TemplateDialog::TemplateDialog(const DialogTemplate& form, QWidget* parent) : QD
     setProperty(kControlId, form.id);
     setObjectName(QStringLiteral("dlg_%1").arg(form.id));
 
-    createControls(*page_, form);
     auto* scroll = new QScrollArea(this);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidgetResizable(true);
@@ -148,6 +148,8 @@ TemplateDialog::TemplateDialog(const DialogTemplate& form, QWidget* parent) : QD
     box->setContentsMargins(0, 0, 0, 0);
     box->setSizeConstraint(QLayout::SetNoConstraint);
     box->addWidget(scroll);
+    // Only now: a default button looks for the dialog around it when it is made.
+    createControls(*page_, form);
 
     if (auto* button = qobject_cast<QPushButton*>(findControl(*page_, kIdOk))) {
         connect(button, &QPushButton::clicked, this, [this] { onOk(); });
@@ -157,6 +159,26 @@ TemplateDialog::TemplateDialog(const DialogTemplate& form, QWidget* parent) : QD
     }
     connect(TemplateLayout::of(*page_), &TemplateLayout::sizesChanged, this, &TemplateDialog::fitToScreen);
     fitToScreen();
+}
+
+void TemplateDialog::setVisible(bool visible) {
+    if (visible && !isVisible()) {
+        onInit();
+    }
+    QDialog::setVisible(visible);
+}
+
+void TemplateDialog::onInit() {
+    for (const DialogControl& row : form_.controls) {
+        QWidget* widget = findControl(*page_, row.id);
+        if (widget != nullptr && widget->isEnabled() && (widget->focusPolicy() & Qt::TabFocus) != 0) {
+            widget->setFocus();
+            if (auto* edit = qobject_cast<QLineEdit*>(widget); edit != nullptr && !edit->isReadOnly()) {
+                edit->selectAll();
+            }
+            return;
+        }
+    }
 }
 
 bool TemplateDialog::event(QEvent* event) {

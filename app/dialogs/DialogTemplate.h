@@ -105,7 +105,14 @@ public:
         return control<W>(*this, id);
     }
 
+    /// Runs onInit() each time the dialog opens.
+    void setVisible(bool visible) override;
+
 protected:
+    /// Prepares the controls for a run, before they show. Here: the focus goes to the first control that takes it, with
+    /// the text of an edit box selected.
+    virtual void onInit();
+
     /// What the OK button and Enter do; to be extended by a dialog that has results to take. Closes with OK.
     virtual void onOk() { accept(); }
 
@@ -115,5 +122,6 @@ private:
     /// Gives the dialog the size of its template, or the screen's where that is smaller.
     void fitToScreen();
 
+    const DialogTemplate& form_;
     QWidget* page_; // holds the controls; within a scroll area that shows bars only where it must
 };

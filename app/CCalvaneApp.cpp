@@ -43,6 +43,10 @@ bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, co
     return true;
 }
 
+void CCalvaneApp::end() {
+    mainFrame_.reset();
+}
+
 bool CCalvaneApp::newDocument() {
     return mainFrame_->addDocument() != nullptr;
 }

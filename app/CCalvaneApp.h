@@ -20,6 +20,9 @@ public:
     /// are looked for in `programDirectory`. False ends the program.
     bool initInstance(const std::filesystem::path& programDirectory, const QString& file);
 
+    /// Destroys the main window with all documents, which write their configuration.
+    void end();
+
     CMainFrame* mainFrame() { return mainFrame_.get(); }
 
     bool newDocument();

@@ -10,6 +10,7 @@
 #include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QFile>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QSettings>
@@ -74,7 +75,9 @@ void CMainFrame::makeActions() {
         action->setProperty("commandId", number);
         action->setStatusTip(text(info.prompt));
         action->setToolTip(text(info.toolTip));
-        action->setIcon(QIcon(":/calvane/toolbar/" + QString::number(number)));
+        const QString picture = ":/calvane/toolbar/" + QString::number(number);
+        if (QFile::exists(picture))
+            action->setIcon(QIcon(picture));
         action->setMenuRole(QAction::NoRole);
         connect(action, &QAction::triggered, this, [this, id = info.id] { runCommand(id); });
         actions_[info.id] = action;
@@ -144,9 +147,8 @@ void CMainFrame::makeToolbar() {
 void CMainFrame::makeStatusBar() {
     statusBar()->setMinimumHeight(kStatusBarHeight);
     auto* logo = new StatusPane(kLogoPaneId, "VELN LOGO", 119, this);
-    const QIcon logoPicture(":/calvane/logo");
-    if (!logoPicture.isNull())
-        logo->setPixmap(logoPicture.pixmap(QSize(119, 26), devicePixelRatioF()));
+    if (QFile::exists(":/calvane/logo"))
+        logo->setPixmap(QIcon(":/calvane/logo").pixmap(QSize(119, 26), devicePixelRatioF()));
     filePane_ = new StatusPane(kFilePaneId, "MOX File", 500, this);
     portPane_ = new StatusPane(kPortPaneId, "COM", 50, this);
     statusBar()->addWidget(logo);
@@ -269,10 +271,8 @@ void CMainFrame::activated(QMdiSubWindow*) {
     CSplitterFrame* now = activeFrame();
     if (now == lastActive_)
         return;
-    for (CSplitterFrame* frame : frames()) {
-        if (frame == lastActive_)
-            frame->setFrameActive(false);
-    }
+    if (lastActive_ != nullptr)
+        lastActive_->setFrameActive(false);
     if (now != nullptr)
         now->setFrameActive(true);
     // At the start the title says the program's name alone; from the next change on also the document's.
@@ -391,7 +391,6 @@ void CMainFrame::finishClosing() {
     if (isAnyBusy())
         return;
     disconnect(area_, nullptr, this, nullptr);
-    lastActive_ = nullptr;
     qDeleteAll(frames()); // the documents write their configuration; a failure shows its message over this window
     hide();
     emit closed();

@@ -3,11 +3,11 @@
 #include "app/CommandIds.h"
 
 #include <QMainWindow>
+#include <QPointer>
 #include <filesystem>
 #include <map>
 
 class CSplitterFrame;
-class QActionGroup;
 class QMdiArea;
 class QMdiSubWindow;
 class QMenu;
@@ -78,7 +78,7 @@ private:
     StatusPane* numPane_ = nullptr;
     StatusPane* scrollPane_ = nullptr;
     QStringList recentFiles_;
-    CSplitterFrame* lastActive_ = nullptr; // compared, never used: it may be gone
+    QPointer<CSplitterFrame> lastActive_;
     QString title_;
     bool documentMenus_ = false;
     bool started_ = false;

@@ -38,6 +38,12 @@ constexpr int kRowHeight = 20;
 constexpr int kGapBetweenRows = 5;
 constexpr int kExtentBeyondRows = 40;
 
+/// Three parts of one colour and one of another.
+QColor mixed(const QColor& most, const QColor& rest) {
+    const auto part = [](int a, int b) { return (3 * a + b) / 4; };
+    return {part(most.red(), rest.red()), part(most.green(), rest.green()), part(most.blue(), rest.blue())};
+}
+
 void setControlId(QWidget* control, int id) {
     control->setObjectName("ctl_" + QString::number(id));
     control->setProperty("controlId", id);
@@ -67,8 +73,16 @@ void CNvParam::measureRows() {
     // A row is as high as its text needs where the desktop's font is larger than usual.
     rowHeight_ = std::max(kRowHeight, form_->fontMetrics().height() + 4);
     verticalScrollBar()->setSingleStep(rowHeight_ + kGapBetweenRows);
-    for (std::size_t i = 0; i < rows_.size(); ++i)
+    // Values that can't be edited are there to be read, so they are only a little paler than the others.
+    QPalette palette = QApplication::palette(form_);
+    palette.setColor(
+        QPalette::Disabled, QPalette::Text,
+        mixed(palette.color(QPalette::Active, QPalette::Text), palette.color(QPalette::Disabled, QPalette::Base)));
+    editPalette_ = palette;
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+        rows_[i].edit->setPalette(editPalette_);
         placeRow(i);
+    }
     setScrollExtent(rowsBottom());
 }
 
@@ -109,6 +123,7 @@ CNvParam::Row CNvParam::makeRow() {
     setControlId(row.edit, kFirstEditId + index);
     setControlId(row.label, kFirstLabelId + index);
     row.label->setTextFormat(Qt::PlainText);
+    row.edit->setPalette(editPalette_);
     connect(row.edit, &QLineEdit::textEdited, this,
             [this, index] { rows_[static_cast<std::size_t>(index)].showsDate = false; });
     QWidget::setTabOrder(rows_.empty() ? hexBox_ : static_cast<QWidget*>(rows_.back().edit), row.edit);
@@ -190,7 +205,8 @@ void CNvParam::resizeEvent(QResizeEvent* event) {
 
 bool CNvParam::event(QEvent* event) {
     // The buttons are laid out anew when the form has taken the new font.
-    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange ||
+        event->type() == QEvent::PaletteChange)
         QMetaObject::invokeMethod(this, &CNvParam::measureRows, Qt::QueuedConnection);
     return QScrollArea::event(event);
 }

@@ -72,4 +72,5 @@ private:
     std::vector<Row> rows_; // made so far; the first shownRows_ are in use
     int shownRows_ = 0;
     int rowHeight_ = 20;
+    QPalette editPalette_;
 };

@@ -24,6 +24,7 @@ constexpr auto kLineAdded = static_cast<QEvent::Type>(QEvent::User + 1);
 
 CProgressDlg::CProgressDlg(QWidget* mainWindow) : TemplateDialog(kTemplate, mainWindow) {
     setModal(false);
+    setAttribute(Qt::WA_ShowWithoutActivating); // the user may go on in the main window
 }
 
 void CProgressDlg::addLine(std::string line) {

@@ -33,8 +33,8 @@ auto makeOrReport(QWidget* owner, const char* message, Make make) {
 
 CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory)
     : programDirectory_(programDirectory), userInterface_(std::make_unique<QtUserInterface>(mainWindow)),
-      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
-      progress_(std::make_unique<CProgressDlg>(mainWindow)) {
+      progress_(std::make_unique<CProgressDlg>(mainWindow)),
+      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
     makePanes();
@@ -62,6 +62,7 @@ void CSplitterFrame::makePanes() {
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
+    list_->setFocus();
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {

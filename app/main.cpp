@@ -32,7 +32,8 @@ int main(int argc, char** argv) {
 
     const std::filesystem::path programDirectory = kernel::programDirectory();
     const auto service = startService(programDirectory);
-    if (!app.initInstance(programDirectory, parser.positionalArguments().value(0)))
-        return EXIT_FAILURE;
-    return CCalvaneApp::exec();
+    const bool started = app.initInstance(programDirectory, parser.positionalArguments().value(0));
+    const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
+    app.end(); // while the service that its sessions use is still there
+    return status;
 }

@@ -3,6 +3,7 @@
 #include "app/CMainFrame.h"
 #include "app/CSplitterFrame.h"
 #include "app/dialogs/FileDialog.h"
+#include "app/resources/Resources.h"
 
 #include <QFileInfo>
 #include <QIcon>
@@ -23,7 +24,11 @@ CCalvaneApp::CCalvaneApp(int& argc, char** argv) : QApplication(argc, argv) {
     setApplicationDisplayName("");
     setDesktopFileName("calvane");
     setQuitOnLastWindowClosed(false);
-    setWindowIcon(QIcon(":/calvane/icon"));
+    initResources();
+    QIcon icon(":/calvane/icon");
+    for (const char* size : {"16", "32", "48", "64", "256"})
+        icon.addFile(QString(":/calvane/icon-") + size);
+    setWindowIcon(icon);
 }
 
 CCalvaneApp::~CCalvaneApp() = default;

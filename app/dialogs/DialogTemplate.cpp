@@ -190,7 +190,17 @@ bool TemplateDialog::event(QEvent* event) {
 
 void TemplateDialog::fitToScreen() {
     // What a window manager's frame takes, which is not known before the window shows.
-    constexpr QSize kFrame(16, 48);
+    constexpr QSize kFrame(8, 36);
     const QSize room = screen()->availableSize() - kFrame;
-    setFixedSize(TemplateLayout::of(*page_)->naturalSize().boundedTo(room));
+    const TemplateLayout& layout = *TemplateLayout::of(*page_);
+    QSize size = layout.naturalSize();
+    // A scroll bar takes room of its own.
+    const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+    if (layout.smallestSize().height() > room.height()) {
+        size.rwidth() += bar;
+    }
+    if (layout.smallestSize().width() > room.width()) {
+        size.rheight() += bar;
+    }
+    setFixedSize(size.boundedTo(room));
 }

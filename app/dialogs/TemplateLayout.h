@@ -21,7 +21,8 @@ public:
     /// The layout of a widget that createControls() filled.
     static TemplateLayout* of(const QWidget& parent);
 
-    /// What the template takes in the current font, in pixels, and the least that anchored controls can be squeezed to.
+    /// What the template takes in the current font, in pixels, and the least that it can be squeezed to: anchored
+    /// controls give way first, then the free room between controls.
     QSize naturalSize() const { return naturalSize_; }
     QSize smallestSize() const { return smallestSize_; }
 
@@ -33,16 +34,44 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    /// Pixels per dialog unit.
+    struct Units {
+        qreal x;
+        qreal y;
+    };
+
+    /// Two edges of a direction, `distance` dialog units apart, which must not come closer than `leastPixels`. When
+    /// anchored controls give up pixels, `percent` of these are lost between the two.
+    struct Constraint {
+        Qt::Orientation direction;
+        int distance;
+        int leastPixels;
+        int percent;
+    };
+
     /// Measures everything in the current font, then places it.
     void measure();
     void place();
     /// The free room to the right of a control, in dialog units, its own width included.
     int roomToTheRight(std::size_t row) const;
+    Units naturalUnits() const;
+    /// The units at which controls of their least size just do not touch.
+    Units leastUnits() const;
+    QRect rectAt(std::size_t row, Units units) const;
+    QSize sizeAt(Units units) const;
+    /// What the anchored controls can give up at these units.
+    QSize giveAt(Units units) const;
+    /// All that keeps controls whole and apart.
+    std::vector<Constraint> makeConstraints() const;
+    void constrainPair(std::vector<Constraint>& constraints, std::size_t row, const DialogControl& other) const;
 
     QWidget* parent_;
     const DialogTemplate& form_;
     std::vector<QWidget*> widgets_;
-    std::vector<QRect> rects_; // at the natural size
+    std::vector<QSize> leastSizes_; // at which each control shows its whole text
+    std::vector<Constraint> constraints_;
+    Units naturalUnits_{};
     QSize naturalSize_;
     QSize smallestSize_;
+    QSize give_;
 };

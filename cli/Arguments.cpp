@@ -25,6 +25,11 @@ void addPort(CLI::App& verb, Arguments& arguments) {
     addService(verb, arguments);
 }
 
+void addAccessCode(CLI::App& verb, Arguments& arguments) {
+    verb.add_option("--spc", arguments.accessCode,
+                    "Service programming code to send first, for items that the phone protects with it");
+}
+
 /// An option whose text is a list of item numbers, handed to `take`.
 template <class Take>
 void addNumbers(CLI::App& verb, const std::string& name, const std::string& description, Take take) {
@@ -73,9 +78,10 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
 
     CLI::App* set =
         addVerb(program, arguments, Verb::set, "set", "Change one item on a phone: read it, write it, and read it back",
-                "calvane-batch set --port COM1 1000 \"-12,1\"");
+                "calvane-batch set --port COM1 1007 \"5,11,307\"");
     addPort(*set, arguments);
     addRing(*set, arguments);
+    addAccessCode(*set, arguments);
     set->add_option("item", arguments.itemNumber, "Item number")->required()->check(CLI::Range(0, 0xFFFF));
     set->add_option("values", arguments.values, "One decimal value per sub-field, separated by commas")->required();
 
@@ -83,6 +89,7 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
                               "calvane-batch write --port COM1 --from-json before.json --tolerate 7,9");
     addPort(*write, arguments);
     addRing(*write, arguments);
+    addAccessCode(*write, arguments);
     write->add_option("--from-json", arguments.inputPath, "Items as \"read --json\" writes them")->required();
     write->add_flag("--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
     addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9",

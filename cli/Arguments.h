@@ -20,6 +20,7 @@ struct Arguments {
     std::uint16_t itemNumber = 0;                          ///< set
     std::string values;                                    ///< set: one text per sub-field, separated by commas
     std::string inputPath;                                 ///< write
+    std::string accessCode;                                ///< set, write: sent to the phone before; empty for none
     bool offlineFirst = false;                             ///< write
     std::set<int> toleratedNumbers;                        ///< write
 };

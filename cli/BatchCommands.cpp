@@ -142,6 +142,14 @@ int listItems(Calvane& catalog, const Arguments& arguments) {
     return kDone;
 }
 
+/// Opens what the phone protects, where the user gave a code for it. The phone keeps it open until it is reset.
+void sendAccessCode(Calvane& catalog, const Arguments& arguments) {
+    if (!arguments.accessCode.empty()) {
+        catalog.getTessraServer()->connect(arguments.comPort);
+        catalog.getTessraServer()->sendSpc(arguments.accessCode.c_str());
+    }
+}
+
 int setItem(Calvane& catalog, const Arguments& arguments) {
     const std::vector<std::uint16_t> number{arguments.itemNumber};
     NvItem item = catalog.getSupportedNvItem(arguments.itemNumber);
@@ -155,6 +163,7 @@ int setItem(Calvane& catalog, const Arguments& arguments) {
         item = before.front();
     }
     item.setData(arguments.values);
+    sendAccessCode(catalog, arguments);
     catalog.writeToPhone(arguments.comPort, {item}, false, nullptr);
     // What counts is what the phone has now, not what it was sent.
     const auto after = catalog.getNvItemsFromPhone(arguments.comPort, number, nullptr, nullptr);
@@ -177,6 +186,7 @@ public:
     int write(const std::vector<NvItem>& items) {
         try {
             ProgressBar progress;
+            sendAccessCode(catalog_, arguments_);
             // Connects, and goes offline where that was asked for; also when there is nothing to write.
             catalog_.writeToPhone(arguments_.comPort, {}, arguments_.offlineFirst, nullptr);
             std::uint32_t position = 0;
@@ -186,10 +196,10 @@ public:
             }
         } catch (const std::exception& error) {
             std::cerr << error.what() << '\n';
-            report(items.size());
+            report(items.size(), ": " + joined(written_) + ".");
             return kRefused;
         }
-        report(items.size());
+        report(items.size(), ".");
         return kDone;
     }
 
@@ -207,9 +217,10 @@ private:
         }
     }
 
-    void report(std::size_t total) const {
+    /// `account`: how the line about what was written ends.
+    void report(std::size_t total, const std::string& account) const {
         std::cerr << refusals_ << "Wrote " << written_.size() << " of " << counted(total) << " to "
-                  << arguments_.comPort << (written_.empty() ? "." : ": " + joined(written_) + ".") << '\n';
+                  << arguments_.comPort << (written_.empty() ? "." : account) << '\n';
         if (!skipped_.empty()) {
             std::cerr << "Skipped " << counted(skipped_.size())
                       << " whose access mark does not allow a write: " << joined(skipped_) << ".\n";

@@ -41,7 +41,6 @@ public:
     NvItem(NvItem&&) noexcept = default;
     NvItem& operator=(const NvItem&) = default;
     NvItem& operator=(NvItem&&) noexcept = default;
-    virtual ~NvItem() = default;
 
     /// Replaces number, name, access mark and sub-fields by those of one line of the decoder ring; the sub-fields have
     /// no values yet. The data block stays as it is. Throws CalvaneException if the line is malformed (the messages
@@ -86,6 +85,8 @@ private:
     virtual void parseDecoderRingString(const std::string decoderRingLine);
 
 public:
+    virtual ~NvItem() = default;
+
     /// What getSubItems() tells about the layout alone, without making its texts.
     virtual std::size_t getSubItemCount() const;
     virtual std::vector<SubItemType> getSubItemTypes() const;
@@ -102,9 +103,9 @@ public:
 
 private:
     /// The values of the items compared: negative, zero or positive.
-    int compare(const NvItem& other) const;
+    virtual int compare(const NvItem& other) const;
 
-    [[noreturn]] void refuseField(std::size_t index, const std::string& field, bool isNumber) const;
+    [[noreturn]] virtual void refuseField(std::size_t index, const std::string& field, bool isNumber) const;
 
     static std::atomic<bool> compareByName_;
 

@@ -13,7 +13,8 @@ bool CTESSRAPort::select(const com::ComPtr<tessra::IServer>& server, std::uint16
     if (!server || com::failed(server->portCollection(ports)) || !ports) {
         return false;
     }
-    if (com::failed(ports->portByNumber(number, phone_))) {
+    // A success without a phone is none: were it remembered, the port would never be asked for again.
+    if (com::failed(ports->portByNumber(number, phone_)) || !phone_) {
         phone_.reset();
         return false;
     }

@@ -107,13 +107,21 @@ void ComThreadManager::requestStop() {
     workEvent_->set();
 }
 
+std::shared_ptr<ComThreadManager::Item> ComThreadManager::makeItem(Work work) {
+    try {
+        return std::make_shared<Item>(std::move(work));
+    } catch (const kernel::ObjectCreationError&) {
+        throw ComThreadManagerException("ComThreadManager::executeFunction - Unable to creat an event");
+    }
+}
+
 void ComThreadManager::execute(Work work, std::uint32_t timeoutMs) {
     std::optional<std::string> failure;
     if (kernel::currentThreadId() == workerId_) {
         failure = run(work);
     } else {
         const kernel::MutexLock callLock(*callLock_);
-        const auto item = std::make_shared<Item>(std::move(work));
+        const std::shared_ptr<Item> item = makeItem(std::move(work));
         {
             const std::lock_guard lock(pendingLock_);
             pending_.push_back(item);

@@ -64,7 +64,8 @@ public:
     /// `timeoutMs` milliseconds after the worker was given the item (0xFFFFFFFF: no limit; waiting for earlier callers
     /// does not count) TimeoutException is thrown. The item is not cancelled: it runs to its end, or is still run when
     /// those before it have ended, so `target` must live until then; later calls come after it and are not confused
-    /// with it. ComThreadManagerException, and a line in the error log, if the function threw.
+    /// with it. ComThreadManagerException, and a line in the error log, if the function threw; ComThreadManagerException
+    /// alone, with nothing run, if there is no kernel object to wait with.
     ///
     /// On the worker itself the function runs at once, inside the item or message that calls.
     template <class Target, class Owner>
@@ -133,6 +134,7 @@ private:
     struct Shared;
     static Shared& shared();
 
+    static std::shared_ptr<Item> makeItem(Work work);
     void execute(Work work, std::uint32_t timeoutMs);
     static std::optional<std::string> run(Work& work);
     void serve();

@@ -53,9 +53,10 @@ void EventHub::forget(ClientId client) {
     });
 }
 
-void EventHub::clear() {
-    std::for_each(subscriptions_.begin(), subscriptions_.end(), end);
-    subscriptions_.clear();
+void EventHub::silence() {
+    for (const auto& subscription : subscriptions_) {
+        subscription->active = false;
+    }
 }
 
 void EventHub::fire(EventKind kind, std::uint16_t port, std::uint16_t third, std::span<const std::uint8_t> data) {

@@ -25,7 +25,9 @@ public:
     /// Drops the subscriptions of a client that has gone; those that live in the calling thread's apartment hear
     /// nothing more.
     void forget(ClientId client);
-    void clear();
+    /// Nothing is delivered any more to those who are subscribed now. They stay subscribed, as their references to the
+    /// sinks can be given back by their own calls alone.
+    void silence();
 
     bool empty() const { return subscriptions_.empty(); }
     /// Posts an event to each subscriber's apartment. A subscriber whose apartment is gone is dropped.

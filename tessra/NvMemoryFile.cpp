@@ -206,7 +206,8 @@ int NvMemoryFile::rewrite() {
         ::unlink(temporary.c_str());
         return error;
     }
-    const FileDescriptor folder(::open(path_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::string parent = path_.has_parent_path() ? path_.parent_path().string() : ".";
+    const FileDescriptor folder(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder) {
         ::fsync(folder.number());
     }

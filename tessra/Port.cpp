@@ -60,7 +60,7 @@ void Port::close() {
     std::shared_ptr<PhoneLink> link;
     const std::lock_guard guard(lock_);
     link.swap(link_);
-    events_.clear();
+    events_.silence();
 }
 
 ClientId Port::newClient() {
@@ -251,12 +251,17 @@ Status Port::subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uin
 
 Status Port::unsubscribe(ClientId client, std::uint32_t cookie) {
     Strike strike;
-    if (const Status status = enter(Call::unsubscribe, strike); com::failed(status)) {
+    const Status status = enter(Call::unsubscribe, strike);
+    if (com::failed(status) && status != com::kDisconnected) {
         return status;
     }
+    // Also when the service has ended: the client may destroy its sink once it has called this.
     const std::lock_guard guard(lock_);
-    return events_.unsubscribe(client, cookie) ? com::kOk
-                                               : refuse(com::kInvalidArgument, "There is no such subscription.");
+    const bool wasSubscribed = events_.unsubscribe(client, cookie);
+    if (com::failed(status)) {
+        return status;
+    }
+    return wasSubscribed ? com::kOk : refuse(com::kInvalidArgument, "There is no such subscription.");
 }
 
 void Port::forget(ClientId client) {

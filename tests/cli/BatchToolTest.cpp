@@ -108,7 +108,7 @@ TEST_F(BatchTool, AWriteSkipsReadOnlyItemsAndStopsAtARefusalWithItsAccount) {
     const std::string from = "--port COM1 --from-json '" + (folder / "items.json").string() + "' ";
     const Outcome done = run("write", from + "--offline-first");
     EXPECT_EQ(done.status, 0);
-    EXPECT_EQ(done.err, "Wrote 2 of 3 items to COM1: 10, 30.\n"
+    EXPECT_EQ(done.err, "Wrote 2 of 3 items to COM1.\n"
                         "Skipped 1 item whose access mark does not allow a write: 20.\n");
 
     service("[[port.fault]]\ncall = \"send\"\nitem = 30\nnv_status = 3\n");
@@ -121,8 +121,16 @@ TEST_F(BatchTool, AWriteSkipsReadOnlyItemsAndStopsAtARefusalWithItsAccount) {
     const Outcome tolerated = run("write", from + "--tolerate 30");
     EXPECT_EQ(tolerated.status, 0);
     EXPECT_EQ(tolerated.err, "30 Had the following error while writing to the phone - The NVM is full\n"
-                             "Wrote 1 of 3 items to COM1: 10.\n"
+                             "Wrote 1 of 3 items to COM1.\n"
                              "Skipped 1 item whose access mark does not allow a write: 20.\n");
+}
+
+TEST_F(BatchTool, ProtectedItemsNeedTheAccessCode) {
+    write("phone.nvmem", "30 0 07 protected\n");
+    service("spc = \"123456\"\n");
+    EXPECT_EQ(run("set", "--port COM1 30 8").status, 1);
+    EXPECT_EQ(run("set", "--port COM1 30 8 --spc 000000").status, 1);
+    EXPECT_EQ(run("set", "--port COM1 30 8 --spc 123456").out, "30 NV_B: 7 -> 8\n");
 }
 
 TEST_F(BatchTool, ResetWaitsForThePhone) {

@@ -113,6 +113,11 @@ TEST(ComThreadManagerTest, CreationFailuresHaveTheirTexts) {
     Probe probe;
     const User user; // nothing of the failed attempts was counted as a user
     user->executeFunction(probe, &Probe::note, kernel::kInfinite);
+    kernel::failCreationForTests(1);
+    EXPECT_EQ(messageOf([&] { user->executeFunction(probe, &Probe::note, kernel::kInfinite); }),
+              "ComThreadManager::executeFunction - Unable to creat an event");
+    kernel::failCreationForTests(0);
+    user->executeFunction(probe, &Probe::note, kernel::kInfinite);
     EXPECT_EQ(messageOf([] { ComThreadManager two(2); }),
               "ComThreadManager::ComThreadManager - Only one worker thread is supported");
 }

@@ -124,6 +124,15 @@ TEST(SessionConnect, EachFailureHasItsTextOnAFirstConnectAndOnAChange) {
     }
 }
 
+TEST(SessionConnect, APortThatOnceGaveNoPhoneIsAskedAgain) {
+    tessra::Service service(phonesOn({"COM1"}));
+    TessraServer session("Test");
+    service.faults().add(faultAt(Call::portByNumber, FaultKind::nullObject));
+    EXPECT_NE(failureOf([&] { session.connect("COM1"); }), "");
+    service.faults().clear();
+    EXPECT_EQ(failureOf([&] { session.connect("COM1"); }), "");
+}
+
 TEST(SessionConnect, ASecondConnectChangesToTheOtherPort) {
     tessra::Service service(phonesOn({"COM1", "COM2"}));
     TessraServer session("Test");

@@ -196,8 +196,6 @@ TEST_F(ServiceTest, APhoneThatLeavesAndReturns) {
 
     ASSERT_EQ(phone->changeMode(4), com::kOk);
     ASSERT_EQ(phone->changeMode(5), com::kOk);
-    EXPECT_EQ(client.agent->describePort(1, port), com::kOk);
-    EXPECT_EQ(port.state, 0);
     EXPECT_TRUE(waitUntil([&] { return phone->state(state) == com::kOk && state == 5; }));
     std::uint16_t mode = 0;
     EXPECT_EQ(phone->mode(mode), com::kOk);
@@ -205,6 +203,15 @@ TEST_F(ServiceTest, APhoneThatLeavesAndReturns) {
     PhoneDescription description;
     EXPECT_EQ(client.agent->describePhone(1, description), com::kOk);
     EXPECT_EQ(description.answeredCount, 1U) << "counted from the phone's return";
+
+    ServiceConfig config = twoPorts();
+    config.ports[0].phone.awayMs = -1;
+    service_.emplace(config);
+    const Client other;
+    ASSERT_EQ(other.phone()->changeMode(5), com::kOk);
+    EXPECT_EQ(other.agent->describePort(1, port), com::kOk);
+    EXPECT_EQ(port.state, 0);
+    EXPECT_EQ(other.agent->describePhone(1, description), kPhoneNotPresent);
 }
 
 TEST_F(ServiceTest, ALockBelongsToOneClient) {
@@ -380,6 +387,15 @@ TEST_F(ServiceTest, EventsArriveInTheSubscribersApartmentUntilItUnsubscribes) {
     dispatchAll();
     EXPECT_TRUE(sink->events.empty()) << "delivered after unsubscribe";
     EXPECT_EQ(sink->addRef(), 2U) << "the service still holds the sink";
+    sink->release();
+
+    ASSERT_EQ(events->subscribe(held, cookie), com::kOk);
+    send(phone, {0x3B});
+    service_.reset();
+    dispatchAll();
+    EXPECT_TRUE(sink->events.empty()) << "delivered after the service's end";
+    EXPECT_EQ(events->unsubscribe(cookie), com::kDisconnected);
+    EXPECT_EQ(sink->addRef(), 2U) << "a service that has ended still holds the sink";
     sink->release();
 }
 

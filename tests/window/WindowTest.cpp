@@ -181,6 +181,7 @@ TEST(PumpingWaitTest, SurvivesMessagesThatThrow) {
 TEST(PumpingWaitTest, TakesAMutexThatItsOwnerReleasesLater) {
     kernel::Mutex mutex;
     std::optional<kernel::MutexLock> owned(mutex);
+    window::createQueue(); // before anybody posts to it
     bool messageRan = false;
     kernel::Thread waiter([&] {
         window::createQueue();
@@ -191,7 +192,6 @@ TEST(PumpingWaitTest, TakesAMutexThatItsOwnerReleasesLater) {
         EXPECT_EQ(window::pumpingWait(mutex, kPatienceMs, window::Pump::oneByOne), WaitResult::signalled);
         EXPECT_TRUE(mutex.release());
     });
-    window::createQueue();
     EXPECT_EQ(window::pumpingWait(waiter.ended(), kPatienceMs), WaitResult::signalled);
     EXPECT_TRUE(messageRan);
 }

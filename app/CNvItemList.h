@@ -1,0 +1,58 @@
+#pragma once
+
+#include "app/CCalvaneDoc.h"
+#include "app/dialogs/DialogControls.h"
+
+#include <QAbstractListModel>
+#include <QWidget>
+
+class CSearchDlg;
+
+/// The lines of a document's items, made when they are painted. How many there are is fixed between two rebuilds, so
+/// that an item appended meanwhile stays out of sight until the next one.
+class NvItemLines : public QAbstractListModel {
+    Q_OBJECT
+public:
+    NvItemLines(const CCalvaneDoc& document, QObject* parent);
+
+    void rebuild();
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+
+private:
+    const CCalvaneDoc& document_;
+    int rows_ = 0;
+};
+
+/// A list in which one line is selected or none; a click selects and never takes away.
+class NvItemListBox : public DialogListBox {
+    Q_OBJECT
+public:
+    explicit NvItemListBox(QWidget* parent);
+
+protected:
+    QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex& index, const QEvent* event) const override;
+    void keyPressEvent(QKeyEvent* event) override;
+};
+
+/// The left pane of a document window: the document's items, one line each, and the search among them. Tells the
+/// document which item is selected. Owned by the window; the document outlives it.
+class CNvItemList : public QWidget, public DocumentView {
+    Q_OBJECT
+public:
+    explicit CNvItemList(CCalvaneDoc& document, QWidget* parent = nullptr);
+    ~CNvItemList() override;
+
+    void onUpdate() override;
+    /// Asks what to look for and selects the item that is found.
+    void search();
+
+private:
+    void selectLine(int row);
+    void selectionChanged();
+
+    CCalvaneDoc& document_;
+    NvItemLines* lines_;
+    NvItemListBox* listBox_;
+    CSearchDlg* searchDialog_ = nullptr; // a child; kept, with the text last searched for
+};

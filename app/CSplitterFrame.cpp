@@ -1,0 +1,214 @@
+#include "app/CSplitterFrame.h"
+
+#include "app/CNvItemList.h"
+#include "app/CNvParam.h"
+#include "app/CProgressDlg.h"
+#include "app/MessageBox.h"
+#include "app/QtUserInterface.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDesktopServices>
+#include <QSplitter>
+#include <QUrl>
+#include <stdexcept>
+
+namespace {
+
+constexpr int kPaneWidth = 300;
+constexpr const char* kHelpFileName = "CALVANE.HLP";
+
+/// Makes a part of the window; a failure is shown with `message` and thrown on.
+template <typename Make>
+auto makeOrReport(QWidget* owner, const char* message, Make make) {
+    try {
+        return make();
+    } catch (const std::exception&) {
+        showMessageBox(owner, message, "", MessageIcon::kNone);
+        throw std::runtime_error(message);
+    }
+}
+
+} // namespace
+
+CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory)
+    : programDirectory_(programDirectory), userInterface_(std::make_unique<QtUserInterface>(mainWindow)),
+      progress_(std::make_unique<CProgressDlg>(mainWindow)),
+      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)) {
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(CCalvaneDoc::kTitle);
+    makePanes();
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* to) { focusMoved(to); });
+}
+
+CSplitterFrame::~CSplitterFrame() {
+    disconnect(qApp, nullptr, this, nullptr);
+    // The panes look at the document until they are gone.
+    delete splitter_;
+}
+
+void CSplitterFrame::makePanes() {
+    splitter_ = makeOrReport(this, "Failed to create first static splitter", [this] { return new QSplitter(this); });
+    splitter_->setObjectName("splitter");
+    splitter_->setChildrenCollapsible(false);
+    setWidget(splitter_);
+    makeOrReport(this, "Failed to create left view", [this] {
+        list_ = new CNvItemList(*document_);
+        splitter_->addWidget(list_);
+        editor_ = new CNvParam(*document_);
+        splitter_->addWidget(editor_);
+        return true;
+    });
+    splitter_->setStretchFactor(0, 0);
+    splitter_->setStretchFactor(1, 1);
+    splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
+    list_->setFocus();
+}
+
+void CSplitterFrame::focusMoved(QWidget* to) {
+    if (to == nullptr)
+        return;
+    if (to == list_ || list_->isAncestorOf(to))
+        setActivePane(Pane::kList);
+    else if (to == editor_ || editor_->isAncestorOf(to))
+        setActivePane(Pane::kEditor);
+}
+
+void CSplitterFrame::setActivePane(Pane pane) {
+    if (pane == activePane_)
+        return;
+    // First, so that a message box that the editor shows on its way out finds the switch done.
+    activePane_ = pane;
+    if (pane == Pane::kEditor)
+        editor_->activate();
+    else
+        editor_->deactivate();
+}
+
+void CSplitterFrame::makeListActive() {
+    list_->setFocus();
+    setActivePane(Pane::kList); // the focus alone does nothing while the window has none to give
+}
+
+void CSplitterFrame::switchPane() {
+    if (activePane_ == Pane::kEditor) {
+        makeListActive();
+        return;
+    }
+    editor_->focusEditing();
+    setActivePane(Pane::kEditor);
+}
+
+void CSplitterFrame::setFrameActive(bool active) {
+    if (activePane_ != Pane::kEditor)
+        return;
+    if (active)
+        editor_->activate();
+    else
+        editor_->deactivate();
+}
+
+void CSplitterFrame::setBusy(bool busy) {
+    busy_ = busy;
+    editor_->setWritingAllowed(!busy);
+    emit stateChanged();
+}
+
+void CSplitterFrame::readFromPhone() {
+    progress_->setWindowTitle("Processing...");
+    progress_->show();
+    setBusy(true);
+    document_->readFromPhone(*progress_, [this] {
+        progress_->hide();
+        setBusy(false);
+        emit readEnded();
+        if (closing_)
+            close();
+    });
+}
+
+void CSplitterFrame::runCommand(CommandId command) {
+    switch (command) {
+    case CommandId::UpdateAllViews:
+        document_->updateAllViews();
+        break;
+    case CommandId::ReadFromPhone:
+        readFromPhone();
+        break;
+    case CommandId::ReadFromMox:
+        document_->readFromMoxFile();
+        break;
+    case CommandId::ReadSupportedItems:
+        progress_->setWindowTitle("Processing...");
+        document_->readSupportedItems();
+        break;
+    case CommandId::WriteChangedToPhone:
+    case CommandId::WriteListedToPhone:
+        if (document_->activeEditor() == "NvParam")
+            makeListActive();
+        command == CommandId::WriteChangedToPhone ? document_->writeChangedToPhone() : document_->writeListedToPhone();
+        break;
+    case CommandId::WriteListedToMox:
+        makeListActive();
+        document_->writeListedToMoxFile();
+        break;
+    case CommandId::WriteListedToText:
+        makeListActive();
+        document_->writeListedToText();
+        break;
+    case CommandId::CustomizedList:
+        document_->customizeList();
+        break;
+    case CommandId::SortByIdNumber:
+        document_->sortItems(false);
+        break;
+    case CommandId::SortAlphabetical:
+        document_->sortItems(true);
+        break;
+    case CommandId::Search:
+        list_->search();
+        break;
+    case CommandId::ResetPhone:
+        document_->resetPhone();
+        break;
+    case CommandId::OfflineMode:
+        document_->setPhoneOffline();
+        break;
+    case CommandId::Comport:
+        document_->chooseComPort();
+        break;
+    case CommandId::HelpTopic:
+        showHelp();
+        break;
+    default:
+        break;
+    }
+    emit stateChanged();
+}
+
+void CSplitterFrame::showHelp() {
+    std::error_code ignored; // as the result of showing the help is
+    std::filesystem::current_path(programDirectory_, ignored);
+    QDesktopServices::openUrl(
+        QUrl::fromLocalFile(QString::fromStdString((programDirectory_ / kHelpFileName).string())));
+}
+
+void CSplitterFrame::closeWhenIdle() {
+    closing_ = true;
+    progress_->hide();
+    if (busy_) {
+        document_->cancelRead();
+        hide();
+    } else {
+        close();
+    }
+}
+
+void CSplitterFrame::closeEvent(QCloseEvent* event) {
+    if (busy_) {
+        event->ignore();
+        closeWhenIdle();
+        return;
+    }
+    QMdiSubWindow::closeEvent(event);
+}

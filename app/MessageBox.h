@@ -1,0 +1,10 @@
+#pragma once
+
+#include "app/UserInterface.h"
+
+#include <QString>
+
+class QWidget;
+
+/// Shows `text` over `owner` with an OK button until the user confirms it.
+void showMessageBox(QWidget* owner, const QString& text, const QString& caption, MessageIcon icon);

@@ -1,0 +1,47 @@
+#include "app/ProgressLines.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+namespace {
+
+/// Reads the number at `cursor`, past the blanks before it, and moves `cursor` behind it.
+std::uint16_t takeNumber(const char*& cursor, const char* end) {
+    while (cursor != end && *cursor == ' ')
+        ++cursor;
+    std::uint64_t number = 0;
+    cursor = std::from_chars(cursor, end, number).ptr;
+    return static_cast<std::uint16_t>(std::min<std::uint64_t>(number, std::numeric_limits<std::uint16_t>::max()));
+}
+
+} // namespace
+
+std::string formatProgressLine(std::uint32_t total, std::uint32_t position, std::uint16_t nvItemId,
+                               const std::string& nvItemName) {
+    return std::to_string(total) + " " + std::to_string(position) + " " + std::to_string(nvItemId) + " - " + nvItemName;
+}
+
+ProgressLine parseProgressLine(const std::string& line) {
+    ProgressLine result;
+    const char* cursor = line.data();
+    const char* const end = cursor + line.size();
+    result.total = takeNumber(cursor, end);
+    result.position = takeNumber(cursor, end);
+    result.text.assign(cursor, end);
+    return result;
+}
+
+void ProgressQueue::push(std::string line) {
+    const std::lock_guard guard(lock_);
+    lines_.push_back(std::move(line));
+}
+
+std::optional<std::string> ProgressQueue::takeOldest() {
+    const std::lock_guard guard(lock_);
+    if (lines_.empty())
+        return std::nullopt;
+    std::string line = std::move(lines_.front());
+    lines_.pop_front();
+    return line;
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+
+/// What one line of progress says, such as "57 12 4660 - NV_SOME_ITEM".
+struct ProgressLine {
+    std::uint16_t total = 0;    ///< the length of the bar
+    std::uint16_t position = 0; ///< how much of it is done
+    std::string text;           ///< what follows the second number, with the blank before it
+
+    bool operator==(const ProgressLine&) const = default;
+};
+
+std::string formatProgressLine(std::uint32_t total, std::uint32_t position, std::uint16_t nvItemId,
+                               const std::string& nvItemName);
+
+/// A number that is missing or too large for the bar counts as 0 and 65535.
+ProgressLine parseProgressLine(const std::string& line);
+
+/// Lines on their way from the thread that reads to the window that shows them, in order. Any thread may call it.
+class ProgressQueue {
+public:
+    void push(std::string line);
+    /// Takes the oldest line; nullopt when there is none.
+    std::optional<std::string> takeOldest();
+
+private:
+    std::mutex lock_; // guards lines_
+    std::deque<std::string> lines_;
+};
+
+/// Where a read reports its progress. CProgressDlg is one.
+class ProgressWindow {
+public:
+    virtual ~ProgressWindow() = default;
+
+    /// Takes a line to be shown, on any thread, without waiting until it is.
+    virtual void addLine(std::string line) = 0;
+};

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QLabel>
+
+/// One pane of the status bar: sunken, as wide as it should be where there is room, and with its text shortened in the
+/// middle where there is not.
+class StatusPane : public QLabel {
+    Q_OBJECT
+public:
+    StatusPane(int id, const QString& text, int widthPixels, QWidget* parent);
+
+    /// Replaces the text; the whole of it is also the tooltip.
+    void setFullText(const QString& text);
+    const QString& fullText() const { return fullText_; }
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void showText();
+
+    const int widthPixels_;
+    QString fullText_;
+};

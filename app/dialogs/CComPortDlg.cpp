@@ -1,0 +1,40 @@
+#include "app/dialogs/CComPortDlg.h"
+
+#include "app/dialogs/DialogControls.h"
+
+#include <utility>
+
+namespace {
+
+constexpr int kPortBox = 1011;
+
+constexpr DialogControl kControls[] = {
+    {kPortBox, ControlKind::ComboBox, "", 7, 7, 77, 225},
+    {kIdOk, ControlKind::DefaultButton, "OK", 97, 7, 50, 14},
+    {kIdCancel, ControlKind::PushButton, "Cancel", 97, 24, 50, 14},
+};
+constexpr DialogTemplate kTemplate{132, "Comport Configuration", 154, 54, kControls};
+
+} // namespace
+
+CComPortDlg::CComPortDlg(QWidget* parent) : TemplateDialog(kTemplate, parent) {
+    auto& box = item<DialogComboBox>(kPortBox);
+    box.setAccessibleName(QStringLiteral("COM port"));
+    connect(&box, &DialogComboBox::droppingDown, this, &CComPortDlg::fillPortBox);
+}
+
+void CComPortDlg::fillPortBox() {
+    auto& box = item<DialogComboBox>(kPortBox);
+    box.clear();
+    for (const std::string& name : portNames_) {
+        box.addItem(QString::fromStdString(name));
+    }
+    // A box that was empty makes its first entry the current one; here nothing is chosen until the user does.
+    box.setCurrentIndex(-1);
+    box.clearEditText();
+}
+
+void CComPortDlg::onOk() {
+    chosenPort_ = item<DialogComboBox>(kPortBox).currentText().toStdString();
+    accept();
+}

@@ -1,0 +1,91 @@
+#include "app/dialogs/CFilePropertiesDlg.h"
+
+#include "app/dialogs/FileDialog.h"
+
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace {
+
+constexpr int kFileName = 1003;
+constexpr int kPhoneModelId = 1004;
+constexpr int kEsn = 1005;
+constexpr int kNvMajorVersion = 1006;
+constexpr int kNvMinorVersion = 1007;
+constexpr int kSystemSoftwareVersion = 1008;
+constexpr int kClientName = 1009;
+constexpr int kBrowse = 1010;
+
+constexpr DialogControl kControls[] = {
+    {kIdStatic, ControlKind::StaticText, "File Name:", 7, 7, 188, 8},
+    {kFileName, ControlKind::Edit, "", 7, 20, 188, 14},
+    {kIdStatic, ControlKind::StaticText, "Phone Model ID:", 8, 36, 187, 8},
+    {kPhoneModelId, ControlKind::Edit, kOptionalText, 7, 46, 188, 14},
+    {kIdStatic, ControlKind::StaticText, "ESN:", 8, 63, 187, 8},
+    {kEsn, ControlKind::Edit, kOptionalText, 7, 72, 188, 14},
+    {kIdStatic, ControlKind::StaticText, "NV Major Version:", 8, 89, 187, 8},
+    {kNvMajorVersion, ControlKind::Edit, kOptionalText, 7, 98, 188, 14},
+    {kIdStatic, ControlKind::StaticText, "NV Minor Version:", 7, 115, 188, 8},
+    {kNvMinorVersion, ControlKind::Edit, kOptionalText, 7, 124, 188, 14},
+    {kIdStatic, ControlKind::StaticText, "System Software Version:", 7, 140, 188, 8},
+    {kSystemSoftwareVersion, ControlKind::Edit, kOptionalText, 7, 150, 188, 14},
+    {kIdStatic, ControlKind::StaticText, "Client Name:", 7, 167, 188, 8},
+    {kClientName, ControlKind::Edit, kOptionalText, 7, 176, 188, 14},
+    {kBrowse, ControlKind::PushButton, "Browse", 205, 20, 50, 14},
+    {kIdOk, ControlKind::DefaultButton, "OK", 7, 197, 50, 14},
+    {kIdCancel, ControlKind::PushButton, "Cancel", 61, 197, 50, 14},
+};
+constexpr DialogTemplate kTemplate{131, "Save MOX File", 268, 218, kControls};
+
+struct OptionalField {
+    int id;
+    std::string CFilePropertiesDlg::Results::*result;
+};
+constexpr OptionalField kOptionalFields[] = {
+    {kPhoneModelId, &CFilePropertiesDlg::Results::phoneModelId},
+    {kEsn, &CFilePropertiesDlg::Results::esn},
+    {kNvMajorVersion, &CFilePropertiesDlg::Results::nvMajorVersion},
+    {kNvMinorVersion, &CFilePropertiesDlg::Results::nvMinorVersion},
+    {kSystemSoftwareVersion, &CFilePropertiesDlg::Results::systemSoftwareVersion},
+    {kClientName, &CFilePropertiesDlg::Results::clientName},
+};
+
+} // namespace
+
+std::string withMoxExtension(std::string fileName) {
+    constexpr const char* kExtension = ".mox";
+    if (!fileName.empty() && fileName.find(kExtension) == std::string::npos) {
+        fileName += kExtension;
+    }
+    return fileName;
+}
+
+CFilePropertiesDlg::CFilePropertiesDlg(QWidget* parent) : TemplateDialog(kTemplate, parent) {
+    connect(&item<QPushButton>(kBrowse), &QPushButton::clicked, this, &CFilePropertiesDlg::browse);
+}
+
+void CFilePropertiesDlg::onInit() {
+    results_ = Results();
+    item<QLineEdit>(kFileName).clear();
+    for (const OptionalField& field : kOptionalFields) {
+        item<QLineEdit>(field.id).setText(QLatin1String(kOptionalText));
+    }
+    TemplateDialog::onInit();
+}
+
+void CFilePropertiesDlg::browse() {
+    const FileDialogTexts texts{QStringLiteral("Select"),
+                                QStringLiteral("MOX File ( *.mox )|*.mox|All Files ( *.* )|*.*||"),
+                                QStringLiteral("MOX File ( *.mox )|*.mox||")};
+    if (const std::optional<QString> path = askFileToSave(this, texts)) {
+        item<QLineEdit>(kFileName).setText(*path);
+    }
+}
+
+void CFilePropertiesDlg::onOk() {
+    results_.fileName = withMoxExtension(item<QLineEdit>(kFileName).text().toStdString());
+    for (const OptionalField& field : kOptionalFields) {
+        results_.*field.result = item<QLineEdit>(field.id).text().toStdString();
+    }
+    accept();
+}

@@ -1,0 +1,135 @@
+#include "app/dialogs/DialogControls.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QStyledItemDelegate>
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace {
+
+/// Gives every line the same size, so that the list need not ask for each, and the width that the list was given.
+class LineDelegate : public QStyledItemDelegate {
+public:
+    explicit LineDelegate(DialogListBox* list) : QStyledItemDelegate(list), list_(list) {}
+
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
+        return {std::max(list_->horizontalExtent(), 1), QFontMetrics(option.font).height() + 2};
+    }
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        QStyleOptionViewItem line(option);
+        initStyleOption(&line, index);
+        const QString text = std::exchange(line.text, QString());
+        QStyle& style = *list_->style();
+        style.drawControl(QStyle::CE_ItemViewItem, &line, painter, list_);
+
+        // The text is drawn here, as styles expand tabs to a width of their own.
+        const auto group = !line.state.testFlag(QStyle::State_Enabled) ? QPalette::Disabled
+                           : line.state.testFlag(QStyle::State_Active) ? QPalette::Active
+                                                                       : QPalette::Inactive;
+        const bool selected = line.state.testFlag(QStyle::State_Selected);
+        const QRect rect = line.rect.adjusted(kTextIndent, 0, 0, 0);
+        painter->save();
+        painter->setFont(line.font);
+        painter->setPen(line.palette.color(group, selected ? QPalette::HighlightedText : QPalette::Text));
+        painter->drawText(rect, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextExpandTabs | Qt::TextDontClip, text);
+        painter->restore();
+    }
+
+private:
+    static constexpr int kTextIndent = 3;
+
+    DialogListBox* list_;
+};
+
+/// The width of the widest line of `model`, 0 without lines. Shaping a text takes some microseconds, so a line is only
+/// measured when the sum of its characters' advances says that it may be the widest.
+int widestLine(const QAbstractItemModel& model, const QFontMetrics& metrics) {
+    std::array<int, 128> advances{};
+    for (std::size_t c = ' '; c < advances.size(); ++c) {
+        advances[c] = metrics.horizontalAdvance(QChar(static_cast<ushort>(c))) + 1;
+    }
+    const int tab = metrics.horizontalAdvance(QLatin1Char('x')) * 8;
+    const int other = metrics.maxWidth();
+    int widest = 0;
+    for (int row = 0; row < model.rowCount(); ++row) {
+        const QString text = model.index(row, 0).data().toString();
+        int bound = 0;
+        for (const QChar c : text) {
+            bound += c == QLatin1Char('\t') ? tab : c.unicode() < advances.size() ? advances[c.unicode()] : other;
+        }
+        if (bound > widest) {
+            widest = std::max(widest, metrics.size(Qt::TextExpandTabs, text).width());
+        }
+    }
+    return widest;
+}
+
+} // namespace
+
+DialogListBox::DialogListBox(QWidget* parent) : QListView(parent) {
+    setItemDelegate(new LineDelegate(this));
+    setUniformItemSizes(true);
+    setEditTriggers(NoEditTriggers);
+    setSelectionMode(SingleSelection);
+    setHorizontalScrollMode(ScrollPerPixel);
+    setTextElideMode(Qt::ElideNone);
+    setTabKeyNavigation(false);
+}
+
+void DialogListBox::setMultipleSelection(bool multiple) {
+    setSelectionMode(multiple ? MultiSelection : SingleSelection);
+}
+
+void DialogListBox::setHorizontalExtent(int pixels) {
+    if (pixels != horizontalExtent_) {
+        horizontalExtent_ = pixels;
+        scheduleDelayedItemsLayout();
+    }
+}
+
+void DialogListBox::fitHorizontalExtent() {
+    const QFontMetrics metrics(font());
+    const int character = metrics.averageCharWidth();
+    const int widest = model()->rowCount() > 0 ? widestLine(*model(), metrics) + character : 0;
+    setHorizontalExtent(widest + 5 * character);
+}
+
+QItemSelectionModel::SelectionFlags DialogListBox::selectionCommand(const QModelIndex& index,
+                                                                    const QEvent* event) const {
+    return selectionMode() == MultiSelection ? QItemSelectionModel::NoUpdate
+                                             : QListView::selectionCommand(index, event);
+}
+
+void DialogListBox::mousePressEvent(QMouseEvent* event) {
+    QListView::mousePressEvent(event);
+    const QModelIndex index = indexAt(event->position().toPoint());
+    if (selectionMode() == MultiSelection && event->button() == Qt::LeftButton && index.isValid()) {
+        emit lineChosen(index.row(), event->modifiers());
+    }
+}
+
+void DialogListBox::keyPressEvent(QKeyEvent* event) {
+    if (selectionMode() == MultiSelection && event->key() == Qt::Key_Space && currentIndex().isValid()) {
+        emit lineChosen(currentIndex().row(), event->modifiers());
+        return;
+    }
+    QListView::keyPressEvent(event);
+}
+
+DialogComboBox::DialogComboBox(bool editable, QWidget* parent) : QComboBox(parent) {
+    setEditable(editable);
+    setInsertPolicy(NoInsert);
+    setSizeAdjustPolicy(AdjustToContents);
+    if (editable) {
+        setCompleter(nullptr);
+    }
+}
+
+void DialogComboBox::showPopup() {
+    emit droppingDown();
+    QComboBox::showPopup();
+}

@@ -1,0 +1,50 @@
+#include "app/dialogs/FileDialog.h"
+
+#include <QDir>
+#include <QFileDialog>
+#include <QStringList>
+
+namespace {
+
+constexpr qsizetype kExtensionChars = 3;
+
+/// The filters as a QFileDialog takes them: "text (pattern)", the text being all that the user sees.
+QStringList nameFilters(const QString& filters) {
+    const QStringList parts = filters.split(QLatin1Char('|'));
+    QStringList result;
+    for (qsizetype i = 0; i + 1 < parts.size() && !parts[i].isEmpty(); i += 2) {
+        // Here, unlike where "*.*" comes from, a name may well have no dot.
+        const QString pattern = parts[i + 1] == QLatin1String("*.*") ? QStringLiteral("*") : parts[i + 1];
+        result.append(QStringLiteral("%1 (%2)").arg(parts[i].trimmed(), pattern));
+    }
+    return result;
+}
+
+std::optional<QString> run(QFileDialog& dialog, const FileDialogTexts& texts) {
+    if (!texts.title.isEmpty()) {
+        dialog.setWindowTitle(texts.title);
+    }
+    dialog.setOption(QFileDialog::HideNameFilterDetails);
+    dialog.setNameFilters(nameFilters(texts.filters));
+    dialog.setDefaultSuffix(texts.defaultExtension.left(kExtensionChars));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
+        return std::nullopt;
+    }
+    return QDir::toNativeSeparators(dialog.selectedFiles().constFirst());
+}
+
+} // namespace
+
+std::optional<QString> askFileToOpen(QWidget* parent, const FileDialogTexts& texts) {
+    QFileDialog dialog(parent);
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    return run(dialog, texts);
+}
+
+std::optional<QString> askFileToSave(QWidget* parent, const FileDialogTexts& texts) {
+    QFileDialog dialog(parent);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    return run(dialog, texts);
+}

@@ -1,0 +1,39 @@
+#include "app/CCalvaneApp.h"
+#include "app/MessageBox.h"
+#include "platform/kernel/Process.h"
+#include "tessra/Service.h"
+#include "tessra/ServiceConfig.h"
+
+#include <QCommandLineParser>
+#include <memory>
+
+namespace {
+
+/// The phone service of this process; without it, where its configuration can't be used, there are no ports.
+std::unique_ptr<tessra::Service> startService(const std::filesystem::path& programDirectory) {
+    try {
+        return std::make_unique<tessra::Service>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"));
+    } catch (const std::exception& failure) {
+        showMessageBox(nullptr, failure.what(), "Exception Thrown!!", MessageIcon::kError);
+        return nullptr;
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CCalvaneApp app(argc, argv);
+    QCommandLineParser parser;
+    parser.setApplicationDescription("Reads, shows and writes the calibration items of a phone.");
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument("file", "A file whose first line names the port of the phone.", "[file]");
+    parser.process(app);
+
+    const std::filesystem::path programDirectory = kernel::programDirectory();
+    const auto service = startService(programDirectory);
+    const bool started = app.initInstance(programDirectory, parser.positionalArguments().value(0));
+    const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
+    app.end(); // while the service that its sessions use is still there
+    return status;
+}

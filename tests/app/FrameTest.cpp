@@ -1,0 +1,226 @@
+// The main window: menus, toolbar, panes, documents, and the way out.
+
+#include "app/CProgressDlg.h"
+#include "app/CommandTable.h"
+#include "app/StatusPane.h"
+#include "tests/app/WindowFixture.h"
+
+#include <QMenuBar>
+#include <QProgressBar>
+#include <QSettings>
+#include <QSplitter>
+#include <QStatusBar>
+#include <QToolBar>
+
+namespace {
+
+using Frame = WindowFixture;
+
+/// The entries below a menu, one a line: "Menu/Text id", "-" for a separator.
+void collect(const QString& path, QMenu* menu, QStringList& lines) {
+    for (QAction* action : menu->actions()) {
+        if (action->isSeparator())
+            lines << path + "/-";
+        else if (action->menu() != nullptr)
+            collect(path + "/" + action->text(), action->menu(), lines);
+        else
+            lines << path + "/" + action->text() + " " + action->property("commandId").toString();
+    }
+}
+
+QStringList menuLines(QMenuBar* bar) {
+    QStringList lines;
+    for (QAction* action : bar->actions())
+        collect(action->text(), action->menu(), lines);
+    return lines;
+}
+
+TEST_F(Frame, HasTheMenusOfADocumentAndThoseWithoutOne) {
+    plugIn();
+    start();
+    const QStringList documentMenus{
+        "File/Read From Phone 32771",
+        "File/Read From MOX 32774",
+        "File/-",
+        "File/Write Changed NV Items To Phone 32772",
+        "File/Write Only Listed NV Items To Phone 32773",
+        "File/Write Only Listed NV Items To MOX 32775",
+        "File/Write Only Listed NV Items To Text 32793",
+        "File/-",
+        "File/Read Supported RF NV Items 32784",
+        "File/-",
+        "File/Exit 57665",
+        "View/Sort/ID Number 32786",
+        "View/Sort/Alphabetical 32787",
+        "View/Search 32795",
+        "Option/Customized NV Item List 32791",
+        "Option/Reset Phone 32776",
+        "Option/Offline Mode 32796",
+        "Setting/Comport 32777",
+        "Help/About Calvane... 57664",
+        "Help/Help Topic 32794",
+    };
+    EXPECT_EQ(menuLines(window().menuBar()), documentMenus);
+    EXPECT_EQ(window().windowTitle(), "Calvane 1.4.34");
+
+    frame().close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window().activeFrame() == nullptr; }));
+    window().refresh();
+    const QStringList emptyMenus{
+        "&File/&New\tCtrl+N 57600",
+        "&File/&Open...\tCtrl+O 57601",
+        "&File/-",
+        "&File/Recent File 57616",
+        "&File/-",
+        "&File/E&xit 57665",
+        "&View/&Toolbar 59392",
+        "&View/&Status Bar 59393",
+        "&Help/&About Calvane... 57664",
+    };
+    EXPECT_EQ(menuLines(window().menuBar()), emptyMenus);
+    EXPECT_FALSE(window().action(CommandId::ReadFromPhone)->isEnabled());
+    EXPECT_TRUE(std::filesystem::exists(folder / "CalvaneConfig.ini"));
+
+    QTest::keyClick(&window(), Qt::Key_N, Qt::ControlModifier);
+    ASSERT_NE(window().activeFrame(), nullptr);
+    EXPECT_EQ(menuLines(window().menuBar()), documentMenus);
+    EXPECT_EQ(window().windowTitle(), "Calvane 1.4.34 - [RF NV ITEMS ONLY]");
+}
+
+TEST_F(Frame, HasTheToolbarWithItsTexts) {
+    start();
+    auto* bar = window().findChild<QToolBar*>("toolbar_134");
+    QStringList buttons;
+    for (QAction* action : bar->actions())
+        buttons << (action->isSeparator() ? "-" : action->property("commandId").toString());
+    EXPECT_EQ(buttons.join(' '), "32771 32772 32773 32774 32775 - 32776 - 32777 - 57664");
+    EXPECT_EQ(bar->iconSize(), QSize(16, 16));
+    EXPECT_EQ(window().action(CommandId::WriteListedToPhone)->toolTip(),
+              "Write Listed NV Items To Phone. (Override the existing ones)");
+    EXPECT_EQ(window().action(CommandId::WriteListedToPhone)->statusTip(), "");
+    EXPECT_EQ(window().action(CommandId::SortByIdNumber)->statusTip(), "Sort NV Items By The ID Number");
+}
+
+TEST_F(Frame, DisablesTheCatalogsCommandsWhileAReadRuns) {
+    plugIn();
+    start();
+    tessra::FaultRule slow;
+    slow.delayMs = 40;
+    service->port("COM1").faults().add(slow);
+    run(CommandId::ReadFromPhone);
+    EXPECT_TRUE(frame().isBusy());
+    auto* progressWindow = window().findChild<CProgressDlg*>();
+    EXPECT_TRUE(progressWindow->isVisible());
+    EXPECT_EQ(progressWindow->windowTitle(), "Processing...");
+    int disabled = 0;
+    for (const CommandInfo& info : commandTable()) {
+        EXPECT_EQ(window().action(info.id)->isEnabled(), !info.disabledWhileReading) << static_cast<int>(info.id);
+        disabled += info.disabledWhileReading ? 1 : 0;
+    }
+    EXPECT_EQ(disabled, 12);
+    EXPECT_FALSE(item<QPushButton>(1001).isEnabled()) << "the editor's button writes as well";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
+    EXPECT_FALSE(progressWindow->isVisible());
+    EXPECT_TRUE(window().action(CommandId::WriteListedToPhone)->isEnabled());
+    EXPECT_TRUE(item<QPushButton>(1001).isEnabled());
+    EXPECT_EQ(progressWindow->findChild<QLineEdit*>("ctl_1016")->text(), " 40 - NV_RF_NV_LOADED_DATE_I");
+    EXPECT_EQ(progressWindow->findChild<QProgressBar*>("ctl_1015")->value(), 4);
+}
+
+TEST_F(Frame, ShowsEveryProgressLineInOrder) {
+    start();
+    auto* progressWindow = window().findChild<CProgressDlg*>();
+    auto* text = progressWindow->findChild<QLineEdit*>("ctl_1016");
+    progressWindow->show();
+    constexpr int kLines = 3000;
+    std::vector<QString> shown;
+    QObject::connect(text, &QLineEdit::textChanged, text, [&](const QString& line) { shown.push_back(line); });
+    std::thread reader([&] {
+        for (int i = 1; i <= kLines; ++i)
+            progressWindow->addLine(formatProgressLine(kLines, static_cast<std::uint32_t>(i), 7, std::to_string(i)));
+    });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown.size() == kLines; }, 60000));
+    reader.join();
+    for (int i = 0; i < kLines; ++i)
+        ASSERT_EQ(shown[static_cast<std::size_t>(i)], " 7 - " + QString::number(i + 1));
+}
+
+TEST_F(Frame, PanesShowPortAndFileOfTheDocument) {
+    write("CalvaneConfig.ini", "COM5\n");
+    start();
+    EXPECT_GE(window().statusBar()->minimumHeight(), 26);
+    const auto pane = [&](int id) { return window().findChild<StatusPane*>("pane_" + QString::number(id)); };
+    EXPECT_EQ(pane(101)->fullText(), "COM5");
+    EXPECT_EQ(pane(102)->fullText(), "");
+    EXPECT_EQ(pane(103)->sizeHint().width(), 119);
+    EXPECT_EQ(pane(102)->sizeHint().width(), 500);
+    EXPECT_EQ(pane(101)->sizeHint().width(), 50);
+    write("other.port", "COM6\n");
+    ASSERT_TRUE(app().openDocument(QString::fromStdString((folder / "other.port").string())));
+    EXPECT_EQ(pane(101)->fullText(), "COM6") << "the active document's";
+    const auto* splitter = frame().findChild<QSplitter*>("splitter");
+    EXPECT_NEAR(splitter->sizes()[0], 300, 2);
+}
+
+TEST_F(Frame, RemembersTheLastFourFiles) {
+    start();
+    for (const char* name : {"a", "b", "c", "d", "e", "b"}) {
+        write(name, "COM1\n");
+        ASSERT_TRUE(app().openDocument(QString::fromStdString((folder / name).string())));
+    }
+    expectMessage();
+    EXPECT_FALSE(app().openDocument("missing"));
+    QStringList names;
+    for (const QString& path : QSettings().value("recent/files").toStringList())
+        names << path.section('/', -1);
+    EXPECT_EQ(names.join(' '), "b e d c");
+}
+
+TEST_F(Frame, ComesBackWithItsSizeAndBars) {
+    start();
+    window().resize(900, 610);
+    window().addToolBar(Qt::LeftToolBarArea, window().findChild<QToolBar*>("toolbar_134"));
+    window().close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !window().isVisible(); }));
+    start();
+    EXPECT_EQ(window().size(), QSize(900, 610));
+    EXPECT_EQ(window().toolBarArea(window().findChild<QToolBar*>("toolbar_134")), Qt::LeftToolBarArea);
+}
+
+TEST_F(Frame, ClosesCleanlyWhileAReadRuns) {
+    plugIn();
+    start();
+    tessra::FaultRule slow;
+    slow.delayMs = 300;
+    service->port("COM1").faults().add(slow);
+    run(CommandId::ReadFromPhone);
+    bool closed = false;
+    QObject::connect(&window(), &CMainFrame::closed, &window(), [&] { closed = true; });
+    window().close();
+    EXPECT_FALSE(window().isVisible()) << "the user need not wait";
+    EXPECT_FALSE(closed);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return closed; }, 10000));
+    EXPECT_EQ(contents("CalvaneConfig.ini"), "COM1\n");
+}
+
+TEST_F(Frame, ListsManyItems) {
+    std::string ring;
+    for (int i = 65535; i >= 0; --i)
+        ring += "NV_" + std::to_string(100000 + i) + "," + std::to_string(65535 - i) + ",ReadWrite,<BYTE,x>#\n";
+    start(ring.c_str());
+    run(CommandId::ReadSupportedItems);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return listBox().model()->rowCount() == 65536; }));
+    run(CommandId::SortAlphabetical);
+    EXPECT_EQ(listBox().model()->index(0, 0).data().toString(), "65535\tNV_100000");
+    EXPECT_FALSE(listBox().selectionModel()->hasSelection());
+    whenAsked([](QWidget* dialog) {
+        QTest::keyClicks(dialog->focusWidget(), "nv_165535");
+        QTest::keyClick(dialog, Qt::Key_Return);
+    });
+    run(CommandId::Search);
+    EXPECT_EQ(doc().selectedIndex(), 65535);
+    EXPECT_TRUE(listBox().viewport()->rect().intersects(listBox().visualRect(listBox().currentIndex())));
+    EXPECT_EQ(rowCount(), 1);
+}
+
+} // namespace

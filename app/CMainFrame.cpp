@@ -13,6 +13,7 @@
 #include <QFile>
 #include <QMdiArea>
 #include <QMenuBar>
+#include <QScreen>
 #include <QSettings>
 #include <QStatusBar>
 #include <QTimer>
@@ -26,6 +27,7 @@ constexpr int kLogoPaneId = 103;
 constexpr int kFilePaneId = 102;
 constexpr int kPortPaneId = 101;
 constexpr QSize kFirstSize{1000, 680};
+constexpr int kFrameRoom = 30; ///< for the title bar and borders around a window
 constexpr int kToolbarIconPixels = 16;
 /// A read ends before its next item: within the 2 s that one packet may take. What takes far longer has hung.
 constexpr int kReadEndLimitMs = 15000;
@@ -352,6 +354,11 @@ void CMainFrame::restorePlaces() {
     QSettings settings;
     resize(kFirstSize);
     restoreGeometry(settings.value("frame/geometry").toByteArray());
+    // Another screen or scale may have less room than the window had.
+    const QRect room = screen()->availableGeometry();
+    resize(size().boundedTo(room.size() - QSize(kFrameRoom, kFrameRoom)));
+    if (!room.contains(geometry()))
+        move(room.center() - rect().center());
     restoreState(settings.value("frame/bars").toByteArray());
     statusBar()->setVisible(settings.value("frame/statusBar", true).toBool());
     actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden());

@@ -5,12 +5,11 @@
 #include "app/CProgressDlg.h"
 #include "app/MessageBox.h"
 #include "app/QtUserInterface.h"
+#include "app/dialogs/ShellOpen.h"
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QDesktopServices>
 #include <QSplitter>
-#include <QUrl>
 #include <stdexcept>
 
 namespace {
@@ -189,8 +188,7 @@ void CSplitterFrame::runCommand(CommandId command) {
 void CSplitterFrame::showHelp() {
     std::error_code ignored; // as the result of showing the help is
     std::filesystem::current_path(programDirectory_, ignored);
-    QDesktopServices::openUrl(
-        QUrl::fromLocalFile(QString::fromStdString((programDirectory_ / kHelpFileName).string())));
+    shellOpen(QString::fromStdString((programDirectory_ / kHelpFileName).string()), window());
 }
 
 void CSplitterFrame::closeWhenIdle() {

@@ -2,7 +2,9 @@
 
 namespace {
 
-constexpr int kSmallestWidth = 40;
+/// No pane needs to be wider than this to be of use.
+constexpr int kSmallestWidth = 120;
+constexpr int kTextMargin = 12;
 
 } // namespace
 
@@ -12,7 +14,6 @@ StatusPane::StatusPane(int id, const QString& text, int widthPixels, QWidget* pa
     setProperty("paneId", id);
     setTextFormat(Qt::PlainText);
     setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
-    setMaximumWidth(widthPixels);
     setFullText(text);
 }
 
@@ -21,15 +22,21 @@ void StatusPane::setFullText(const QString& text) {
         return;
     fullText_ = text;
     setToolTip(text);
+    // A narrow pane grows with a text that would else be a few letters; a wide one shortens it.
+    const int needed = fontMetrics().horizontalAdvance(text) + kTextMargin;
+    currentWidth_ =
+        widthPixels_ < kSmallestWidth ? std::max(widthPixels_, std::min(needed, kSmallestWidth)) : widthPixels_;
+    setMaximumWidth(currentWidth_);
+    updateGeometry();
     showText();
 }
 
 QSize StatusPane::sizeHint() const {
-    return {widthPixels_, QLabel::sizeHint().height()};
+    return {currentWidth_, QLabel::sizeHint().height()};
 }
 
 QSize StatusPane::minimumSizeHint() const {
-    return {std::min(widthPixels_, kSmallestWidth), QLabel::minimumSizeHint().height()};
+    return {std::min(currentWidth_, kSmallestWidth), QLabel::minimumSizeHint().height()};
 }
 
 void StatusPane::resizeEvent(QResizeEvent* event) {

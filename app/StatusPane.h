@@ -23,5 +23,6 @@ private:
     void showText();
 
     const int widthPixels_;
+    int currentWidth_ = 0;
     QString fullText_;
 };

@@ -178,12 +178,12 @@ TEST_F(Frame, RemembersTheLastFourFiles) {
 
 TEST_F(Frame, ComesBackWithItsSizeAndBars) {
     start();
-    window().resize(900, 610);
+    window().resize(700, 610);
     window().addToolBar(Qt::LeftToolBarArea, window().findChild<QToolBar*>("toolbar_134"));
     window().close();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !window().isVisible(); }));
     start();
-    EXPECT_EQ(window().size(), QSize(900, 610));
+    EXPECT_EQ(window().size(), QSize(700, 610));
     EXPECT_EQ(window().toolBarArea(window().findChild<QToolBar*>("toolbar_134")), Qt::LeftToolBarArea);
 }
 

@@ -1,7 +1,6 @@
 #include "app/CCalvaneDoc.h"
 
 #include "app/ConfigurationFile.h"
-#include "app/MoxTransfers.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Trace.h"
 
@@ -189,7 +188,7 @@ void CCalvaneDoc::readFromMoxFile() {
     if (!path)
         return;
     fileName_ = *path;
-    if (runBusy([&] { replaceItems(readMoxFile(*catalog_, *path)); }))
+    if (runBusy([&] { replaceItems(catalog_->getNvItemFrompMoxFile(*path)); }))
         updateAllViews();
 }
 

@@ -2,7 +2,7 @@
 
 #include "app/CCalvaneDoc.h"
 #include "app/LoadedDate.h"
-#include "app/MoxTransfers.h"
+#include "app/MoxWriteForm.h"
 #include "engine/TextExport.h"
 
 #include <cerrno>
@@ -100,7 +100,7 @@ void CCalvaneDoc::writeListedToMoxFile() {
     fileName_ = properties->fileName;
     if (fileName_.empty())
         return;
-    runBusy([&] { writeMoxFile(*catalog_, fileName_, nvItems_, chooseMoxWriteForm(*properties)); });
+    runBusy([&] { chooseMoxWriteForm(*properties).write(*catalog_, fileName_, nvItems_); });
 }
 
 void CCalvaneDoc::writeListedToText() {

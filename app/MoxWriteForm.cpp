@@ -26,6 +26,19 @@ std::uint8_t versionNumber(std::string_view text) {
 
 } // namespace
 
+void MoxWriteForm::write(Calvane& catalog, const std::string& fileName, const std::vector<NvItem>& nvItems) const {
+    if (properties && phoneModelId)
+        catalog.createMoxFile(fileName, nvItems, *phoneModelId, properties->esn, properties->nvMajorVersion,
+                              properties->nvMinorVersion, properties->softwareVersion, properties->clientName);
+    else if (properties)
+        catalog.createMoxFile(fileName, nvItems, properties->esn, properties->nvMajorVersion,
+                              properties->nvMinorVersion, properties->softwareVersion, properties->clientName);
+    else if (phoneModelId)
+        catalog.createMoxFile(fileName, nvItems, *phoneModelId);
+    else
+        catalog.createMoxFile(fileName, nvItems);
+}
+
 MoxWriteForm chooseMoxWriteForm(const FileProperties& typed) {
     MoxWriteForm form;
     if (isGiven(typed.phoneModelId))

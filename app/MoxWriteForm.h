@@ -1,10 +1,12 @@
 #pragma once
 
 #include "app/UserInterface.h"
+#include "engine/Calvane.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// The record of the phone's properties that a calibration file may carry.
 struct PhoneProperties {
@@ -24,6 +26,9 @@ struct MoxWriteForm {
     std::optional<PhoneProperties> properties;
 
     bool operator==(const MoxWriteForm&) const = default;
+
+    /// Writes `nvItems` to the file in this form. Throws Calvane::Exception.
+    void write(Calvane& catalog, const std::string& fileName, const std::vector<NvItem>& nvItems) const;
 };
 
 /// Chooses the form by the fields that were given, that is, no longer hold the placeholder: the model id where it was

@@ -22,8 +22,8 @@ Bytes nvPacket(std::uint8_t command, std::uint16_t item, Bytes data = {}) {
 }
 
 Bytes bad(std::uint8_t code, const Bytes& request) {
-    Bytes answer{code};
-    answer.insert(answer.end(), request.begin(), request.end());
+    Bytes answer = request;
+    answer.insert(answer.begin(), code);
     return answer;
 }
 

@@ -1,0 +1,269 @@
+#include "platform/storage/Container.h"
+
+#include "platform/storage/Elements.h"
+
+#include <algorithm>
+
+namespace storage {
+
+Container::Container(std::unique_ptr<FileBytes> file, bool writable) : cache_(std::move(file), writable) {
+    load();
+}
+
+Container::~Container() {
+    if (!writable() || broken_) {
+        return;
+    }
+    try {
+        cache_.settle();
+        commitWaiting();
+        cache_.close(prepared_ ? sectors_->offsetOf(allocation_->usedSectors()) : cache_.size());
+    } catch (const std::exception&) {
+        // Every change that reported success is in the file or in its journal; flush() tells those who want to know.
+    }
+}
+
+std::uint32_t Container::find(std::uint32_t owner, const Name& name, EntryType kind) const {
+    std::uint32_t id = kNoEntry;
+    if (lastChild_.owner == owner && lastChild_.treeVersion == treeVersion_ &&
+        compare(name, directory_->read(lastChild_.id).name()) == 0) {
+        id = lastChild_.id;
+    } else {
+        id = SiblingTree(*const_cast<std::optional<Directory>&>(directory_), owner).find(name);
+    }
+    if (id == kNoEntry || directory_->read(id).type() != kind) {
+        throw Failure(kFileNotFound);
+    }
+    return id;
+}
+
+std::uint32_t Container::createChild(std::uint32_t owner, const Name& name, EntryType kind, bool replaces) {
+    const bool joins = kind == EntryType::stream && waiting_.storage == owner && waiting_.stream == kNoEntry;
+    std::uint32_t id = kNoEntry;
+    change(joins, [&] {
+        SiblingTree tree = treeForChange(owner);
+        id = tree.find(name);
+        if (id != kNoEntry) {
+            if (!replaces) {
+                throw Failure(kFileAlreadyExists);
+            }
+            // The new child takes the old one's place among its siblings.
+            const auto replaced = subtree(id);
+            freeContents(replaced);
+            freeSubtree({replaced.begin() + 1, replaced.end()});
+            revert(id);
+            directory_->change(id).makeChild(name.units(), kind);
+        } else {
+            id = directory_->allocate();
+            directory_->change(id).makeChild(name.units(), kind);
+            tree.insert(id, name);
+        }
+        if (kind == EntryType::storage) {
+            redBlack_.insert(id);
+        }
+        ++treeVersion_;
+        (kind == EntryType::storage ? waiting_.storage : waiting_.stream) = id;
+        cache_.reserveForCommit();
+    });
+    return id;
+}
+
+void Container::destroyChild(std::uint32_t owner, const Name& name) {
+    change(false, [&] {
+        SiblingTree tree = treeForChange(owner);
+        const std::uint32_t id = tree.find(name);
+        if (id == kNoEntry) {
+            throw Failure(kFileNotFound);
+        }
+        const auto gone = subtree(id);
+        tree.remove(id, name);
+        freeContents(gone);
+        ++treeVersion_;
+        freeSubtree(gone);
+        commit();
+    });
+}
+
+std::size_t Container::read(std::uint32_t id, StreamChain& chain, std::uint64_t position, std::span<std::uint8_t> out) {
+    if (broken_) {
+        throw Failure(*broken_);
+    }
+    return content_->read(id, chain, position, out);
+}
+
+void Container::write(std::uint32_t id, StreamChain& chain, std::uint64_t position, ByteView bytes) {
+    change(waiting_.stream == id, [&] {
+        content_->write(id, chain, position, bytes);
+        commit();
+    });
+}
+
+void Container::resize(std::uint32_t id, StreamChain& chain, std::uint64_t size) {
+    change(waiting_.stream == id, [&] {
+        content_->resize(id, chain, size);
+        commit();
+    });
+}
+
+void Container::flush() {
+    if (writable()) {
+        change(false, [] {});
+        cache_.flush();
+    }
+}
+
+void Container::closed(std::uint32_t id) {
+    open_.erase(id);
+    if (waiting_.any() && (waiting_.storage == id || waiting_.stream == id)) {
+        try {
+            commitWaiting();
+        } catch (const std::exception&) {
+            // Rolled back, or left for the next change to complete.
+        }
+    }
+}
+
+void Container::load() {
+    content_.reset();
+    mini_.reset();
+    directory_.reset();
+    allocation_.reset();
+    sectors_.reset();
+    sectors_.emplace(cache_);
+    allocation_.emplace(*sectors_);
+    directory_.emplace(*allocation_);
+    mini_.emplace(*allocation_, *directory_);
+    content_.emplace(*allocation_, *directory_, *mini_);
+}
+
+void Container::change(bool joins, const std::function<void()>& body) {
+    if (broken_) {
+        throw Failure(*broken_);
+    }
+    if (!writable()) {
+        throw Failure(kAccessDenied);
+    }
+    cache_.settle();
+    if (!joins) {
+        commitWaiting();
+    }
+    try {
+        prepare();
+        body();
+    } catch (...) {
+        rollBack();
+        throw;
+    }
+}
+
+void Container::prepare() {
+    if (!prepared_) {
+        cache_.prepare(sectors_->offsetOf(allocation_->usedSectors()));
+        prepared_ = true;
+    }
+}
+
+void Container::commit() {
+    cache_.commit();
+    allocation_->afterCommit();
+    waiting_ = {};
+}
+
+void Container::commitWaiting() {
+    if (!waiting_.any()) {
+        return;
+    }
+    try {
+        cache_.settle();
+        commit();
+    } catch (...) {
+        rollBack();
+        throw;
+    }
+}
+
+void Container::rollBack() {
+    if (!cache_.changed()) {
+        // The change is in the journal: it has happened, and settle() completes it.
+        allocation_->afterCommit();
+        waiting_ = {};
+        return;
+    }
+    const Waiting undone = std::exchange(waiting_, {});
+    revert(undone.storage);
+    revert(undone.stream);
+    ++treeVersion_;
+    redBlack_.clear();
+    cache_.discard();
+    try {
+        load();
+    } catch (const Failure& failure) {
+        broken_ = failure.code();
+    } catch (const std::bad_alloc&) {
+        broken_ = kInsufficientMemory;
+    }
+}
+
+std::vector<std::uint32_t> Container::subtree(std::uint32_t id) const {
+    std::vector<std::uint32_t> ids{id};
+    const auto add = [&](std::uint32_t found) {
+        if (found == kNoEntry) {
+            return;
+        }
+        if (found == kRootEntry || ids.size() >= directory_->count()) {
+            throw Failure(kFileCorrupt);
+        }
+        ids.push_back(found);
+    };
+    for (std::size_t at = 0; at < ids.size(); ++at) {
+        const EntryReader entry = directory_->read(ids[at]);
+        if (entry.type() == EntryType::storage) {
+            add(entry.child());
+        } else if (entry.type() != EntryType::stream) {
+            throw Failure(kFileCorrupt);
+        }
+        if (at > 0) {
+            add(entry.left());
+            add(entry.right());
+        }
+    }
+    return ids;
+}
+
+void Container::freeContents(const std::vector<std::uint32_t>& ids) {
+    for (const std::uint32_t id : ids) {
+        // A storage has no bytes, whatever stands in its size field.
+        if (directory_->read(id).type() == EntryType::stream) {
+            content_->free(id);
+        }
+    }
+}
+
+void Container::freeSubtree(const std::vector<std::uint32_t>& ids) {
+    for (const std::uint32_t id : ids) {
+        revert(id);
+        redBlack_.erase(id);
+        directory_->release(id);
+    }
+}
+
+SiblingTree Container::treeForChange(std::uint32_t owner) {
+    SiblingTree tree(*directory_, owner);
+    if (!redBlack_.contains(owner)) {
+        if (!tree.isRedBlack()) {
+            tree.rebuild();
+            ++treeVersion_;
+        }
+        redBlack_.insert(owner);
+    }
+    return tree;
+}
+
+void Container::revert(std::uint32_t id) {
+    if (const auto found = open_.find(id); found != open_.end()) {
+        found->second->revert();
+        open_.erase(found);
+    }
+}
+
+} // namespace storage

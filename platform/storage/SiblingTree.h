@@ -1,0 +1,76 @@
+#pragma once
+
+#include "platform/storage/Directory.h"
+#include "platform/storage/Names.h"
+
+#include <vector>
+
+namespace storage {
+
+// The children of one storage: a red-black tree of directory entries in the order of their names, hanging from the
+// storage's child field. All walks are loops bounded by the number of entries, so that a tree with a cycle ends in
+// kFileCorrupt.
+class SiblingTree {
+public:
+    SiblingTree(Directory& directory, std::uint32_t owner) : directory_(directory), owner_(owner) {}
+
+    // The child of that name, kNoEntry where there is none.
+    std::uint32_t find(const Name& name) const;
+    // Whether the tree keeps order, colours and equal black heights. kFileCorrupt where it is not even a tree, or not in
+    // order: such a storage must not be changed.
+    bool isRedBlack() const;
+    // Builds the tree anew from its entries, whose order is right.
+    void rebuild();
+    // Links an entry, which has its name and belongs to no tree. The tree must be red-black.
+    void insert(std::uint32_t id, const Name& name);
+    // Takes an entry out. The tree must be red-black.
+    void remove(std::uint32_t id, const Name& name);
+
+private:
+    using Path = std::vector<std::uint32_t>;
+
+    std::uint32_t root() const { return directory_.read(owner_).child(); }
+    std::uint32_t childOf(std::uint32_t id, bool right) const {
+        const EntryReader entry = directory_.read(id);
+        return right ? entry.right() : entry.left();
+    }
+    void setChild(std::uint32_t id, bool right, std::uint32_t child);
+    // Whether the entry's node is black; absent ones are.
+    bool black(std::uint32_t id) const { return id == kNoEntry || directory_.read(id).black(); }
+    void setBlack(std::uint32_t id, bool black);
+    // Puts `fresh` where `old` hangs from `parent`, or from the owner for kNoEntry.
+    void relink(std::uint32_t parent, std::uint32_t old, std::uint32_t fresh);
+    // Lifts the child on side `!right` above `id`, which becomes its child on side `right`.
+    void rotate(std::uint32_t parent, std::uint32_t id, bool right);
+    // The entries from the root down to where `name` is or would be.
+    Path pathTo(const Name& name) const;
+    void balanceAfterInsert(Path path);
+    void balanceAfterRemove(Path path, bool right);
+    void moveSuccessorUp(Path& path);
+
+    Directory& directory_;
+    std::uint32_t owner_;
+};
+
+// A walk over the children in order. Survives changes of the tree: restart() continues behind a name.
+class SiblingWalk {
+public:
+    SiblingWalk(const Directory& directory, std::uint32_t owner);
+
+    // The next child, kNoEntry at the end. kFileCorrupt where the names are out of order or the tree has a cycle.
+    std::uint32_t next();
+    // Continues behind the last child that next() answered, in the tree as it is now.
+    void restart();
+
+private:
+    void descend(std::uint32_t id);
+
+    const Directory& directory_;
+    std::uint32_t owner_;
+    std::vector<std::uint32_t> pending_;
+    std::uint64_t visited_ = 0;
+    std::uint8_t lastName_[2 * kMaxNameUnits]{};
+    std::size_t lastLength_ = 0;
+};
+
+} // namespace storage

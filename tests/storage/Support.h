@@ -1,0 +1,95 @@
+#pragma once
+
+#include "platform/storage/Docfile.h"
+#include "tests/storage/MemoryFile.h"
+#include "tests/storage/StrictCheck.h"
+
+#include <string>
+
+namespace storage::testing {
+
+inline constexpr std::uint32_t kCreateWrite = kCreate | kShareExclusive | kWrite;
+inline constexpr std::uint32_t kCreateReadWrite = kCreate | kShareExclusive | kReadWrite;
+inline constexpr std::uint32_t kOpenRead = kShareExclusive | kRead;
+inline constexpr std::uint32_t kOpenReadWrite = kShareExclusive | kReadWrite;
+
+// Bytes that tell their seed, so that two contents are never alike, and none of them zero.
+inline Buffer pattern(std::size_t length, std::uint32_t seed) {
+    Buffer bytes(length);
+    std::uint32_t state = seed * 2654435761U + 1;
+    for (auto& byte : bytes) {
+        state = state * 1664525U + 1013904223U;
+        byte = static_cast<std::uint8_t>(state >> 24 | 1);
+    }
+    return bytes;
+}
+
+inline std::u16string itemName(unsigned number) {
+    std::string digits = std::to_string(number);
+    digits.insert(0, 8 - digits.size(), '0');
+    return toUtf16(digits);
+}
+
+// An item as the calibration file holds it: a storage with one stream of 134 bytes. The first failure's status.
+inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, std::size_t length = 134) {
+    ComPtr<IStorage> item;
+    ComPtr<IStream> stream;
+    std::uint32_t transferred = 0;
+    Status status = parent.createStorage(itemName(number), kCreateWrite, item);
+    if (com::succeeded(status)) {
+        status = item->createStream(u"00000000", kCreateWrite, stream);
+    }
+    return com::succeeded(status) ? stream->write(pattern(length, seed), transferred) : status;
+}
+
+inline Status readStream(IStorage& parent, std::u16string_view name, Buffer& out) {
+    ComPtr<IStream> stream;
+    std::uint64_t size = 0;
+    std::uint32_t transferred = 0;
+    Status status = parent.openStream(name, kOpenRead, stream);
+    if (com::succeeded(status) && com::succeeded(status = stream->size(size))) {
+        out.assign(static_cast<std::size_t>(std::min<std::uint64_t>(size, 1U << 24)), 0);
+        status = stream->read(out, transferred);
+        out.resize(transferred);
+    }
+    return status;
+}
+
+// Everything below a storage, read through the interfaces. The first failure's status.
+inline Status readTree(IStorage& storage, Tree& tree, const std::u16string& path = u"/", unsigned depth = 0) {
+    tree[path] = {};
+    ComPtr<IEnumElements> children;
+    Status status = storage.enumElements(children);
+    ElementInfo info;
+    while (com::succeeded(status) && (status = children->next(info)) == com::kOk) {
+        if (info.kind == ElementKind::stream) {
+            status = readStream(storage, info.name, tree[path + info.name]);
+        } else if (depth < 32) {
+            ComPtr<IStorage> child;
+            status = storage.openStorage(info.name, kOpenRead, child);
+            if (com::succeeded(status)) {
+                status = readTree(*child.get(), tree, path + info.name + u"/", depth + 1);
+            }
+        }
+    }
+    return com::failed(status) ? status : com::kOk;
+}
+
+inline Status openImage(const std::shared_ptr<MemoryImage>& image, std::uint32_t mode, ComPtr<IStorage>& root) {
+    return openContainer(std::make_unique<MemoryFile>(image), mode, root);
+}
+
+inline std::shared_ptr<MemoryImage> imageOf(Buffer bytes) {
+    auto image = std::make_shared<MemoryImage>();
+    image->bytes = std::move(bytes);
+    return image;
+}
+
+inline Status readImage(const Buffer& bytes, Tree& tree) {
+    ComPtr<IStorage> root;
+    tree.clear();
+    const Status status = openImage(imageOf(bytes), kOpenRead, root);
+    return com::failed(status) ? status : readTree(*root.get(), tree);
+}
+
+} // namespace storage::testing

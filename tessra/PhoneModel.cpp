@@ -93,6 +93,19 @@ PhoneMode PhoneModel::mode() {
     return mode_;
 }
 
+std::optional<std::chrono::steady_clock::time_point> PhoneModel::nextChange() {
+    switch (state()) {
+    case PhoneState::leaving:
+        return *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs);
+    case PhoneState::returning:
+        return setup_.awayMs < 0 ? std::nullopt
+                                 : std::optional(*resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) +
+                                                 std::chrono::milliseconds(setup_.awayMs));
+    default:
+        return std::nullopt;
+    }
+}
+
 std::uint32_t PhoneModel::starts() {
     settle();
     return starts_;

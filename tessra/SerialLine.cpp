@@ -177,6 +177,10 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
             if (hear(request, hearing, answer)) {
                 return com::kOk;
             }
+            if (hearing.gone) {
+                lose();
+                return kPhoneNotPresent;
+            }
             if (hearing.bytes < kBabbleBytes) {
                 break;
             }
@@ -220,8 +224,9 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
 bool SerialLine::hear(Request request, Hearing& hearing, Bytes& answer) {
     std::array<std::uint8_t, 1024> buffer;
     const std::ptrdiff_t count = port_.read(buffer);
+    hearing.gone = count < 0;
     if (count <= 0) {
-        return false; // a device that has left is noticed by the next wait
+        return false;
     }
     hearing.bytes += static_cast<std::size_t>(count);
     bool answered = false;

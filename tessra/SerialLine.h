@@ -66,6 +66,7 @@ private:
     struct Hearing {
         Status damage = com::kOk; // of the last damaged frame
         bool unfinished = false;  // bytes have come since the last whole frame
+        bool gone = false;        // the device has left
         std::size_t bytes = 0;
         std::uint64_t strayBefore = 0; // the decoder's stray bytes up to the last whole frame
     };

@@ -150,7 +150,8 @@ SerialPort::Wait SerialPort::waitFor(short events, Clock::time_point deadline, c
         if (files[1].revents != 0) {
             return Wait::woken;
         }
-        return (files[0].revents & events) != 0 ? Wait::ready : Wait::gone;
+        // A device that has hung up looks ready for everything, for ever.
+        return (files[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0 ? Wait::gone : Wait::ready;
     }
 }
 

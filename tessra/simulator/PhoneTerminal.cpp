@@ -98,6 +98,11 @@ void PhoneTerminal::setPlugged(bool plugged) {
     wake_.signal();
 }
 
+void PhoneTerminal::setStopped(bool stopped) {
+    const std::lock_guard guard(lock_);
+    ::tcflow(slave_.number(), stopped ? TCOOFF : TCOON);
+}
+
 void PhoneTerminal::withPhone(const std::function<void(PhoneModel&)>& action) {
     const std::lock_guard guard(lock_);
     action(phone_);
@@ -154,7 +159,7 @@ int PhoneTerminal::pollTimeoutLocked() const {
 }
 
 void PhoneTerminal::serveLocked(std::span<const std::uint8_t> bytes, std::unique_lock<std::mutex>& guard) {
-    const Bytes arrived = worn(bytes);
+    const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : worn(bytes);
     std::span<const std::uint8_t> rest(arrived);
     while (master_ && !rest.empty()) {
         if (decoder_.next(rest) == FrameResult::packet) {
@@ -239,7 +244,7 @@ PhoneTerminal::Bytes PhoneTerminal::worn(std::span<const std::uint8_t> bytes) {
 // Others may change the faults and the plug meanwhile.
 void PhoneTerminal::pause(std::uint32_t ms, std::unique_lock<std::mutex>& guard) {
     const auto end = Clock::now() + milliseconds(ms);
-    while (ms > 0 && !stopped_ && Clock::now() < end) {
+    while (ms > 0 && master_ && !stopped_ && Clock::now() < end) {
         const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
         pollfd file{wake_.number(), POLLIN, 0};
         guard.unlock();

@@ -20,8 +20,9 @@ namespace tessra {
 
 /// What the line to a simulated phone does wrong. Packets are counted from 1; 0 stands for never.
 struct LineFaults {
-    double bitErrors = 0; // the probability for each bit, in both directions, to be inverted
-    double lostBytes = 0; // the probability for each byte, in both directions, to be lost
+    double bitErrors = 0;        // the probability for each bit, in both directions, to be inverted
+    double lostBytes = 0;        // the probability for each byte, in both directions, to be lost
+    bool sparesRequests = false; // these two meet the answers alone
     std::uint64_t seed = 1;
     std::uint32_t delayMs = 0;      // before each answer
     std::uint32_t silentFrom = 0;   // from this packet on there is no answer
@@ -53,6 +54,8 @@ public:
     /// From the next packet on, which counts as the first. What was unplugged or babbled is as before.
     void setFaults(const LineFaults& faults);
     void setPlugged(bool plugged);
+    /// Stops the line from taking what clients write, or lets it go on.
+    void setStopped(bool stopped);
     /// Packets that have arrived undamaged.
     std::uint64_t packets() const { return packets_; }
     /// Does something with the phone between two packets.

@@ -41,6 +41,7 @@ void describe(CLI::App& app, Options& options) {
     app.add_option("--lost-bytes", options.faults.lostBytes, "probability for each byte to be lost")
         ->check(CLI::Range(0.0, 1.0))
         ->group(faults);
+    app.add_flag("--spare-requests", options.faults.sparesRequests, "these two meet the answers alone")->group(faults);
     app.add_option("--seed", options.faults.seed, "makes the same errors again")->group(faults);
     app.add_option("--delay-ms", options.faults.delayMs, "before each answer")->group(faults);
     app.add_option("--garbage", options.faults.garbageBytes, "bytes of no frame before each answer")

@@ -16,6 +16,9 @@ using std::chrono::milliseconds;
 constexpr std::size_t kBabbleBytes = 16 * 1024;
 constexpr milliseconds kBabblePause{5};
 
+// Requests of one transfer follow each other faster than this.
+constexpr milliseconds kTransferPause{10};
+
 constexpr std::uint8_t codeOf(Command command) {
     return static_cast<std::uint8_t>(command);
 }
@@ -139,8 +142,11 @@ Status SerialLine::ask(Request request, Clock::time_point deadline, Bytes& answe
     if (com::failed(status)) {
         unsettled_ = true;
         settler_ = code == kVersion || code == kMode ? code : loose_ == kVersion ? kMode : kVersion;
-    } else if (loose_ != code) {
-        loose_ = repeated ? std::optional(code) : std::nullopt;
+    } else {
+        answeredAt_ = Clock::now();
+        if (loose_ != code) {
+            loose_ = repeated ? std::optional(code) : std::nullopt;
+        }
     }
     return status;
 }
@@ -246,8 +252,12 @@ bool SerialLine::hear(Request request, Hearing& hearing, Bytes& answer) {
     return answered;
 }
 
-// What came while nobody listened belongs to no request.
+// What came while nobody listened belongs to no request. In the middle of a transfer that goes well there is nothing
+// to be expected, and it is not looked for.
 void SerialLine::drain() {
+    if (!unsettled_ && !loose_ && !decoder_.inFrame() && Clock::now() - answeredAt_ < kTransferPause) {
+        return;
+    }
     std::array<std::uint8_t, 1024> buffer;
     for (std::size_t drained = 0; drained < kBabbleBytes;) {
         const std::ptrdiff_t count = port_.read(buffer);

@@ -111,6 +111,8 @@ private:
     std::uint8_t settler_ = 0;          // the command that settles the line
     std::optional<std::uint8_t> loose_; // the command of which answers may still come on a settled line
 
+    Clock::time_point answeredAt_; // the last answer that was waited for
+
     std::mutex lock_; // guards all that follows
     std::condition_variable turnFree_;
     std::condition_variable viewKnown_;

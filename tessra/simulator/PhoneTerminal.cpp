@@ -51,8 +51,10 @@ void PhoneTerminal::run() {
         const int timeout = pollTimeoutLocked();
         guard.unlock();
         ::poll(files, 2, timeout);
-        wake_.clear();
         guard.lock();
+        if (files[0].revents != 0) {
+            wake_.clear();
+        }
         if (files[1].fd != master_.number()) {
             continue; // replaced meanwhile
         }
@@ -85,6 +87,8 @@ void PhoneTerminal::setFaults(const LineFaults& faults) {
     faultPackets_ = 0;
     babbles_ = false;
     random_.seed(faults.seed);
+    bytesToLoss_ = drawDistance(faults.lostBytes);
+    bitsToError_ = drawDistance(faults.bitErrors);
     wake_.signal();
 }
 
@@ -226,19 +230,29 @@ PhoneTerminal::Bytes PhoneTerminal::worn(std::span<const std::uint8_t> bytes) {
     if (faults_.bitErrors <= 0 && faults_.lostBytes <= 0) {
         return {bytes.begin(), bytes.end()};
     }
-    std::bernoulli_distribution isLost(faults_.lostBytes);
-    std::bernoulli_distribution isFlipped(faults_.bitErrors);
     Bytes result;
     for (std::uint8_t byte : bytes) {
-        if (isLost(random_)) {
+        if (bytesToLoss_-- == 0) {
+            bytesToLoss_ = drawDistance(faults_.lostBytes);
             continue;
         }
-        for (unsigned bit = 0; bit < 8; ++bit) {
-            byte = static_cast<std::uint8_t>(byte ^ (isFlipped(random_) ? 1U << bit : 0U));
+        while (bitsToError_ < 8) {
+            byte = static_cast<std::uint8_t>(byte ^ (1U << bitsToError_));
+            bitsToError_ += 1 + drawDistance(faults_.bitErrors);
         }
+        bitsToError_ -= 8;
         result.push_back(byte);
     }
     return result;
+}
+
+// How many are spared before the next one that an error of this probability meets.
+std::uint64_t PhoneTerminal::drawDistance(double probability) {
+    constexpr std::uint64_t kNever = std::uint64_t{1} << 62;
+    if (probability <= 0) {
+        return kNever;
+    }
+    return probability >= 1 ? 0 : std::geometric_distribution<std::uint64_t>(probability)(random_);
 }
 
 // Others may change the faults and the plug meanwhile.

@@ -70,6 +70,7 @@ private:
     void serveLocked(std::span<const std::uint8_t> bytes, std::unique_lock<std::mutex>& guard);
     void answerLocked(std::span<const std::uint8_t> packet, std::unique_lock<std::mutex>& guard);
     void babbleLocked();
+    std::uint64_t drawDistance(double probability);
     void sendLocked(std::span<const std::uint8_t> bytes);
     Bytes worn(std::span<const std::uint8_t> bytes);
     void pause(std::uint32_t ms, std::unique_lock<std::mutex>& guard);
@@ -89,6 +90,8 @@ private:
     bool babbles_ = false;
     std::optional<std::chrono::steady_clock::time_point> backAt_;
     std::mt19937_64 random_;
+    std::uint64_t bytesToLoss_ = 0; // these two count only while there are such faults
+    std::uint64_t bitsToError_ = 0;
     FrameDecoder decoder_;
 };
 

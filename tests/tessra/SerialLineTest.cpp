@@ -69,12 +69,12 @@ TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
     } rows[] = {
         {"silence", {.silentFrom = 1}, nvRead(5), kResponseTimeout, 1},
         {"a damaged answer to a read is asked for once more",
-         {.bitErrors = 0.02, .sparesRequests = true},
+         {.bitErrors = 0.004, .sparesRequests = true},
          nvRead(5),
          kCheckSequenceError,
          2},
         {"a damaged answer to a write is not",
-         {.bitErrors = 0.02, .sparesRequests = true},
+         {.bitErrors = 0.004, .sparesRequests = true},
          nvWrite(5, 1),
          kCheckSequenceError,
          1},
@@ -228,12 +228,12 @@ TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
     LineSetup setup;
     setup.device = folder_ / "line";
     setup.askEveryMs = 20;
-    setup.answerMs = 20;
+    setup.answerMs = 40;
     setup.quietMs = 2;
     line_.emplace("COM1", setup, true);
     line_->start([] {});
     ASSERT_TRUE(comesTo(PhoneState::present));
-    phone_.terminal.setFaults({.bitErrors = 1e-6, .lostBytes = 3e-6, .seed = 7});
+    phone_.terminal.setFaults({.bitErrors = 5e-7, .lostBytes = 1e-6, .seed = 7});
     std::mt19937 random(11);
     std::map<std::uint16_t, std::set<std::uint8_t>> possible; // more than one after a write of unknown outcome
     std::map<Status, int> failures;
@@ -243,7 +243,7 @@ TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
         const auto item = static_cast<std::uint16_t>(random() % 3);
         auto& values = possible.try_emplace(item, std::set<std::uint8_t>{0}).first->second;
         const bool isWrite = random() % 3 == 0;
-        const Status status = exchange(isWrite ? nvWrite(item, ++last) : nvRead(item), 10);
+        const Status status = exchange(isWrite ? nvWrite(item, ++last) : nvRead(item), 20);
         if (com::failed(status)) {
             ++failures[status];
             if (isWrite) {

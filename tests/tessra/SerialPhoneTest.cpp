@@ -90,7 +90,7 @@ TEST_F(SerialPhone, EachFaultOfTheLineHasItsMessage) {
         {"garbage", {.garbageBytes = 300}, 115200, ""},
         {"silence", {.silentFrom = 2}, 115200, send + "Timeout waiting for response"},
         {"late", {.delayMs = 2300}, 115200, send + "Timeout waiting for response"},
-        {"bit errors", {.bitErrors = 0.02, .sparesRequests = true}, 115200, send + "Serial CRC error"},
+        {"bit errors", {.bitErrors = 0.004, .sparesRequests = true}, 115200, send + "Serial CRC error"},
         {"babble", {.babbleFrom = 2}, 115200, send + "Serial framing error"},
         {"unplugged", {.unplugAt = 2}, 115200, send + "A command can not be issued as the phone is not present."},
         {"no speed", {}, 12345, send + "Invalid baud rate specified"},

@@ -33,24 +33,29 @@ std::uint32_t EventHub::subscribe(ClientId client, const ComPtr<IEventSink>& sin
     return lastCookie_;
 }
 
-bool EventHub::unsubscribe(ClientId client, std::uint32_t cookie) {
+EventHub::Ended EventHub::unsubscribe(ClientId client, std::uint32_t cookie) {
     const auto found = std::find_if(subscriptions_.begin(), subscriptions_.end(),
                                     [&](const auto& each) { return each->cookie == cookie && each->client == client; });
     if (found == subscriptions_.end()) {
-        return false;
+        return {};
     }
-    end(*found);
+    (*found)->active = false;
+    Ended ended{std::move(*found)};
     subscriptions_.erase(found);
-    return true;
+    return ended;
 }
 
-void EventHub::forget(ClientId client) {
-    std::erase_if(subscriptions_, [client](const auto& each) {
-        if (each->client == client) {
-            end(each);
+EventHub::Ended EventHub::forget(ClientId client) {
+    Ended ended;
+    std::erase_if(subscriptions_, [&](const auto& each) {
+        if (each->client != client) {
+            return false;
         }
-        return each->client == client;
+        each->active = false;
+        ended.push_back(each);
+        return true;
     });
+    return ended;
 }
 
 void EventHub::silence() {
@@ -71,14 +76,13 @@ void EventHub::fire(EventKind kind, std::uint16_t port, std::uint16_t third, std
     });
 }
 
-// The reference to the sink goes in its home: at once where that is here (events still queued find it gone), otherwise
-// by a call that is queued there.
-void EventHub::end(const std::shared_ptr<Subscription>& subscription) {
-    subscription->active = false;
-    if (com::currentApartment() == subscription->home) {
-        subscription->releaseSink();
-    } else {
-        com::callInApartment(subscription->home, [subscription] { subscription->releaseSink(); });
+void EventHub::giveBack(const Ended& ended) {
+    for (const auto& subscription : ended) {
+        if (com::currentApartment() == subscription->home) {
+            subscription->releaseSink();
+        } else {
+            com::callInApartment(subscription->home, [subscription] { subscription->releaseSink(); });
+        }
     }
 }
 

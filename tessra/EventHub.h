@@ -16,15 +16,23 @@ using ClientId = std::uint64_t;
 
 /// The subscribers to one port's events. The owner guards it: one call at a time.
 class EventHub {
+    struct Subscription;
+
 public:
+    /// Subscriptions that have ended, whose sinks are still to be given back.
+    using Ended = std::vector<std::shared_ptr<Subscription>>;
+
     /// The calling thread's apartment is where `sink` will hear. The cookie is never 0.
     std::uint32_t subscribe(ClientId client, const ComPtr<IEventSink>& sink);
     /// To be called in the apartment of the subscription: nothing is delivered to it any more once this has returned.
-    /// False for a cookie that is not this client's.
-    bool unsubscribe(ClientId client, std::uint32_t cookie);
-    /// Drops the subscriptions of a client that has gone; those that live in the calling thread's apartment hear
-    /// nothing more.
-    void forget(ClientId client);
+    /// Empty for a cookie that is not this client's. The caller hands what it gets to giveBack().
+    Ended unsubscribe(ClientId client, std::uint32_t cookie);
+    /// The same with all subscriptions of a client that has gone.
+    Ended forget(ClientId client);
+    /// Gives back the references to the sinks, each in its home: at once where that is here (events still queued find
+    /// it gone), otherwise by a call that is queued there. Not to be called under the owner's lock: a sink may hold
+    /// objects of this service, which take that lock when they go.
+    static void giveBack(const Ended& ended);
     /// Nothing is delivered any more to those who are subscribed now. They stay subscribed, as their references to the
     /// sinks can be given back by their own calls alone.
     void silence();
@@ -48,7 +56,6 @@ private:
     };
     struct Event;
 
-    static void end(const std::shared_ptr<Subscription>& subscription);
     static void deliver(Subscription& subscription, const Event& event);
 
     std::uint32_t lastCookie_ = 0;

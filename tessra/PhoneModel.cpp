@@ -12,9 +12,9 @@ constexpr std::string_view kReleaseTime = "09:30:00";
 constexpr std::uint8_t kVersionRevision = 1;
 
 std::vector<std::uint8_t> badPacket(BadPacket code, std::span<const std::uint8_t> request) {
-    std::vector<std::uint8_t> answer{static_cast<std::uint8_t>(code)};
     const auto fitting = request.first(std::min<std::size_t>(request.size(), kMaxPacketBytes - 1));
-    answer.insert(answer.end(), fitting.begin(), fitting.end());
+    std::vector<std::uint8_t> answer(1 + fitting.size(), static_cast<std::uint8_t>(code));
+    std::copy(fitting.begin(), fitting.end(), answer.begin() + 1);
     return answer;
 }
 
@@ -91,6 +91,19 @@ PhoneState PhoneModel::state() {
 PhoneMode PhoneModel::mode() {
     settle();
     return mode_;
+}
+
+std::optional<std::chrono::steady_clock::time_point> PhoneModel::nextChange() {
+    switch (state()) {
+    case PhoneState::leaving:
+        return *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs);
+    case PhoneState::returning:
+        return setup_.awayMs < 0 ? std::nullopt
+                                 : std::optional(*resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) +
+                                                 std::chrono::milliseconds(setup_.awayMs));
+    default:
+        return std::nullopt;
+    }
 }
 
 std::uint32_t PhoneModel::starts() {

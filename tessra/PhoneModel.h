@@ -43,6 +43,8 @@ public:
     /// present, or leaving and returning around a reset.
     PhoneState state();
     PhoneMode mode();
+    /// When state() will change by itself.
+    std::optional<std::chrono::steady_clock::time_point> nextChange();
     /// How often the phone has started, from 1.
     std::uint32_t starts();
 

@@ -1,9 +1,11 @@
 #include "tessra/Port.h"
 
 #include "tessra/Refusal.h"
+#include "tessra/SerialLine.h"
 #include "tessra/SimulatedPhone.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tessra {
 namespace {
@@ -46,21 +48,36 @@ bool refusedByFault(const Strike& strike, std::span<const std::uint8_t> request,
     return true;
 }
 
+std::shared_ptr<PhoneLink> makeLink(const PortConfig& config) {
+    if (!config.line.device.empty()) {
+        return std::make_shared<SerialLine>(config.name, config.line, config.present);
+    }
+    return std::make_shared<SimulatedPhone>(config.name, config.phone, config.memory, config.initial, config.present);
+}
+
 } // namespace
 
-Port::Port(const PortConfig& config)
-    : name_(config.name), number_(config.number), gate_(FaultScope::port, config.faults),
-      link_(
-          std::make_shared<SimulatedPhone>(config.name, config.phone, config.memory, config.initial, config.present)) {
+Port::Port(const PortConfig& config, std::function<void()> wakeWatch)
+    : name_(config.name), number_(config.number), wakeWatch_(std::move(wakeWatch)),
+      gate_(FaultScope::port, config.faults), link_(makeLink(config)) {
     seen_ = link_->look();
+    link_->start([this] {
+        const std::lock_guard guard(lock_);
+        lookLocked();
+    });
 }
 
 void Port::close() {
     gate_.close();
     std::shared_ptr<PhoneLink> link;
-    const std::lock_guard guard(lock_);
-    link.swap(link_);
-    events_.silence();
+    {
+        const std::lock_guard guard(lock_);
+        link.swap(link_);
+        events_.silence();
+    }
+    if (link) {
+        link->close();
+    }
 }
 
 ClientId Port::newClient() {
@@ -73,6 +90,7 @@ Status Port::describe(PortDescription& description) {
     if (const Status status = enter(Call::describePort, strike); com::failed(status)) {
         return status;
     }
+    awaitFirstView();
     const std::lock_guard guard(lock_);
     const PhoneView view = lookLocked();
     description.portName = name_;
@@ -85,6 +103,8 @@ Status Port::describePhone(PhoneDescription& description) {
     if (const Status status = enter(Call::describePhone, strike); com::failed(status)) {
         return status;
     }
+    awaitFirstView();
+    std::optional<std::vector<std::uint8_t>> version;
     {
         const std::lock_guard guard(lock_);
         const PhoneView view = lookLocked();
@@ -92,13 +112,17 @@ Status Port::describePhone(PhoneDescription& description) {
             return noPhone();
         }
         description.mode = view.mode;
+        version = link_->knownVersion();
     }
     if (strike.kind == FaultKind::noAnswer) {
         return com::kOk;
     }
-    constexpr std::uint8_t kRequest[] = {static_cast<std::uint8_t>(Command::version)};
-    std::vector<std::uint8_t> answer;
-    if (com::succeeded(ask(kRequest, answer)) && answer.size() == kVersionAnswerBytes) {
+    std::vector<std::uint8_t> answer = version.value_or(std::vector<std::uint8_t>());
+    if (!version) {
+        constexpr std::uint8_t kRequest[] = {static_cast<std::uint8_t>(Command::version)};
+        ask(kRequest, answer);
+    }
+    if (answer.size() == kVersionAnswerBytes) {
         description.answering = true;
         description.model = textAt(answer, kModelField);
         description.softwareVersion = textAt(answer, kSoftwareVersionField);
@@ -110,8 +134,11 @@ Status Port::describePhone(PhoneDescription& description) {
 }
 
 Status Port::requirePhone() {
+    awaitFirstView();
     const std::lock_guard guard(lock_);
-    return isPhoneThere(lookLocked()) ? com::kOk : noPhone();
+    const PhoneView view = lookLocked();
+    // Where there is more to be said than that there is no phone, the client learns it from its first call.
+    return isPhoneThere(view) || com::failed(view.trouble) ? com::kOk : noPhone();
 }
 
 Status Port::send(ClientId client, std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
@@ -198,7 +225,11 @@ Status Port::mode(std::uint16_t& mode) {
         return status;
     }
     const std::lock_guard guard(lock_);
-    mode = static_cast<std::uint16_t>(lookLocked().mode);
+    const PhoneView view = lookLocked();
+    if (com::failed(view.trouble)) {
+        return refuse(view.trouble, "The port's line can't be used.");
+    }
+    mode = static_cast<std::uint16_t>(view.mode);
     return com::kOk;
 }
 
@@ -244,8 +275,11 @@ Status Port::subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uin
     if (!sink) {
         return refuse(com::kPointer, "A subscription needs a sink.");
     }
-    const std::lock_guard guard(lock_);
-    cookie = events_.subscribe(client, sink);
+    {
+        const std::lock_guard guard(lock_);
+        cookie = events_.subscribe(client, sink);
+    }
+    wakeWatch();
     return com::kOk;
 }
 
@@ -256,20 +290,38 @@ Status Port::unsubscribe(ClientId client, std::uint32_t cookie) {
         return status;
     }
     // Also when the service has ended: the client may destroy its sink once it has called this.
-    const std::lock_guard guard(lock_);
-    const bool wasSubscribed = events_.unsubscribe(client, cookie);
+    EventHub::Ended ended;
+    {
+        const std::lock_guard guard(lock_);
+        ended = events_.unsubscribe(client, cookie);
+    }
+    EventHub::giveBack(ended);
+    const bool wasSubscribed = !ended.empty();
     if (com::failed(status)) {
         return status;
     }
     return wasSubscribed ? com::kOk : refuse(com::kInvalidArgument, "There is no such subscription.");
 }
 
-void Port::forget(ClientId client) {
+std::optional<std::chrono::steady_clock::time_point> Port::watch() {
     const std::lock_guard guard(lock_);
-    if (locker_ == client) {
-        locker_ = 0;
+    if (!link_ || events_.empty()) {
+        return std::nullopt;
     }
-    events_.forget(client);
+    lookLocked();
+    return link_->nextChange();
+}
+
+void Port::forget(ClientId client) {
+    EventHub::Ended ended;
+    {
+        const std::lock_guard guard(lock_);
+        if (locker_ == client) {
+            locker_ = 0;
+        }
+        ended = events_.forget(client);
+    }
+    EventHub::giveBack(ended);
 }
 
 void Port::setPresent(bool present) {
@@ -287,8 +339,11 @@ Status Port::setMode(PhoneMode mode) {
     if (const Status status = ask(request, answer); com::failed(status)) {
         return status;
     }
-    const std::lock_guard guard(lock_);
-    lookLocked();
+    {
+        const std::lock_guard guard(lock_);
+        lookLocked();
+    }
+    wakeWatch();
     return !answer.empty() && answer[0] == request[0] ? com::kOk : kDifferentMode;
 }
 
@@ -316,6 +371,24 @@ Status Port::enter(Call call, Strike& strike, std::optional<std::uint16_t> item,
     return status;
 }
 
+void Port::awaitFirstView() {
+    std::shared_ptr<PhoneLink> link;
+    {
+        const std::lock_guard guard(lock_);
+        link = link_;
+    }
+    if (link) {
+        link->awaitFirstView();
+    }
+}
+
+// After what may have made the phone change by itself later on, or made somebody care.
+void Port::wakeWatch() {
+    if (wakeWatch_) {
+        wakeWatch_();
+    }
+}
+
 // Looks at the phone, and tells the subscribers of what has changed since the last look.
 PhoneView Port::lookLocked() {
     const PhoneView before = seen_;
@@ -341,6 +414,9 @@ Status Port::mayTalkLocked(ClientId client, PhoneView& view) {
     view = lookLocked();
     if (locker_ != 0 && locker_ != client) {
         return refuse(kLockedForExclusiveUse, "Another client has locked the phone.");
+    }
+    if (com::failed(view.trouble)) {
+        return refuse(view.trouble, "The port's line can't be used.");
     }
     if (view.state != PhoneState::present) {
         return noPhone();
@@ -382,9 +458,14 @@ void Port::fireNamedLocked(EventKind kind, PhoneMode mode) {
 }
 
 void Port::afterExchange(std::span<const std::uint8_t> request, const std::vector<std::uint8_t>& answer) {
-    const std::lock_guard guard(lock_);
-    ++answered_;
-    events_.fire(EventKind::packetExchanged, number_, request.empty() ? std::uint16_t{0} : request[0], answer);
+    {
+        const std::lock_guard guard(lock_);
+        ++answered_;
+        events_.fire(EventKind::packetExchanged, number_, request.empty() ? std::uint16_t{0} : request[0], answer);
+    }
+    if (!request.empty() && request[0] == static_cast<std::uint8_t>(Command::changeMode)) {
+        wakeWatch();
+    }
 }
 
 } // namespace tessra

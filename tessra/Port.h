@@ -6,7 +6,9 @@
 #include "tessra/ServiceConfig.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -20,7 +22,9 @@ namespace tessra {
 /// it ends; clients' objects keep it alive, closed. Any thread may call any method.
 class Port {
 public:
-    explicit Port(const PortConfig& config);
+    /// `wakeWatch` sees to it that somebody calls watch() now; it is called with no lock held.
+    explicit Port(const PortConfig& config, std::function<void()> wakeWatch = {});
+    ~Port() { close(); }
     /// From now on every call of a client answers com::kDisconnected, and the phone with its memory is let go.
     void close();
 
@@ -45,6 +49,8 @@ public:
     Status sendCode(ClientId client, const std::string& code);
     Status subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uint32_t& cookie);
     Status unsubscribe(ClientId client, std::uint32_t cookie);
+    /// Tells the subscribers, if there are any, what has changed with the phone; when to do so again.
+    std::optional<std::chrono::steady_clock::time_point> watch();
     /// The client has gone: its lock and its subscriptions go too.
     void forget(ClientId client);
 
@@ -70,6 +76,8 @@ private:
 
     Status enter(Call call, Strike& strike, std::optional<std::uint16_t> item = std::nullopt,
                  std::uint32_t timeoutMs = 0);
+    void awaitFirstView();
+    void wakeWatch();
     PhoneView lookLocked();
     Status mayTalkLocked(ClientId client, PhoneView& view);
     Status ask(std::span<const std::uint8_t> request, std::vector<std::uint8_t>& answer);
@@ -79,6 +87,7 @@ private:
 
     const std::string name_;
     const std::uint16_t number_;
+    const std::function<void()> wakeWatch_;
     FaultGate gate_;
 
     mutable std::mutex lock_;         // guards all that follows; never held during an exchange with the phone

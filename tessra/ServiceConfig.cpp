@@ -39,6 +39,8 @@ public:
         throw ConfigError(file_, place.source().begin.line, reason);
     }
 
+    bool has(std::string_view key) const { return table_.contains(key); }
+
     const toml::node* find(std::string_view key) {
         asked_.insert(key);
         return table_.get(key);
@@ -243,6 +245,17 @@ void readPhone(TableReader& reader, PhoneSetup& phone) {
     phone.awayMs = static_cast<std::int32_t>(reader.integer("away_ms", -1, kMaxMs).value_or(phone.awayMs));
 }
 
+// A speed that no line has is the line's own failure, which clients get to know when they use it.
+void readLine(TableReader& reader, LineSetup& line) {
+    line.device = reader.path("device");
+    if (line.device.empty()) {
+        reader.fail("a serial port needs its 'device'");
+    }
+    if (const auto baud = reader.integer("baud", 1, 0xFFFFFFFF)) {
+        line.baud = static_cast<std::uint32_t>(*baud);
+    }
+}
+
 PortConfig readPort(TableReader& reader) {
     PortConfig port;
     port.name = reader.text("name").value_or("");
@@ -255,13 +268,17 @@ PortConfig readPort(TableReader& reader) {
         reader.fail("the port '" + port.name + "' needs a 'number', as its name is not COM and a number",
                     reader.find("name"));
     }
-    if (reader.text("kind").value_or("simulated") != "simulated") {
-        reader.fail("'kind' must be \"simulated\"", reader.find("kind"));
+    const std::string kind = reader.text("kind").value_or(reader.has("device") ? "serial" : "simulated");
+    if (kind == "serial") {
+        readLine(reader, port.line);
+    } else if (kind == "simulated") {
+        port.memory = reader.path("memory");
+        port.initial = reader.path("initial");
+        readPhone(reader, port.phone);
+    } else {
+        reader.fail("'kind' must be \"simulated\" or \"serial\"", reader.find("kind"));
     }
-    port.memory = reader.path("memory");
-    port.initial = reader.path("initial");
     port.present = reader.flag("present", true);
-    readPhone(reader, port.phone);
     reader.tables("fault", [&](TableReader fault) { port.faults.push_back(readFault(fault, FaultScope::port)); });
     reader.finish();
     return port;
@@ -277,6 +294,9 @@ void refuseDoubles(const TableReader& reader, const std::vector<PortConfig>& por
         }
         if (!port.memory.empty() && other.memory.lexically_normal() == port.memory.lexically_normal()) {
             reader.fail("the ports '" + other.name + "' and '" + port.name + "' have the same memory file");
+        }
+        if (!port.line.device.empty() && other.line.device.lexically_normal() == port.line.device.lexically_normal()) {
+            reader.fail("the ports '" + other.name + "' and '" + port.name + "' have the same device");
         }
     }
 }

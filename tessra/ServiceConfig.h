@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tessra/Faults.h"
+#include "tessra/LineSetup.h"
 #include "tessra/PhoneModel.h"
 
 #include <cstdint>
@@ -13,7 +14,9 @@ namespace tessra {
 struct PortConfig {
     std::string name;         // such as "COM1"
     std::uint16_t number = 0; // what clients know it by; not 0, and no other port's
-    /// The simulated phone on it. Memory and its initial contents as NvMemoryFile takes them.
+    /// The serial line on which its phone is; without a device it is the simulated phone that follows.
+    LineSetup line;
+    /// Memory and its initial contents as NvMemoryFile takes them.
     PhoneSetup phone;
     std::filesystem::path memory;
     std::filesystem::path initial;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tessra/Faults.h"
+#include "tessra/PhoneWatch.h"
 #include "tessra/Port.h"
 #include "tessra/ServiceConfig.h"
 
@@ -27,6 +28,7 @@ struct RegisteredClient {
 class ServiceCore {
 public:
     explicit ServiceCore(const ServiceConfig& config);
+    ~ServiceCore() { close(); }
     /// From now on every call of a client answers com::kDisconnected.
     void close();
 
@@ -47,7 +49,8 @@ public:
 private:
     FaultGate gate_;
     std::vector<std::shared_ptr<Port>> ports_; // constant
-    mutable std::mutex lock_;                  // guards all that follows
+    const std::shared_ptr<PhoneWatch> watch_ = std::make_shared<PhoneWatch>();
+    mutable std::mutex lock_; // guards all that follows
     std::set<std::uint16_t> agents_;
     std::map<std::uint16_t, RegisteredClient> clients_;
 };

@@ -24,6 +24,11 @@ PhoneView SimulatedPhone::look() {
     return {.usable = true, .state = phone_->state(), .mode = phone_->mode(), .appearance = phone_->starts()};
 }
 
+std::optional<std::chrono::steady_clock::time_point> SimulatedPhone::nextChange() {
+    const std::lock_guard guard(lock_);
+    return phone_ && present_ ? phone_->nextChange() : std::nullopt;
+}
+
 Status SimulatedPhone::exchange(std::span<const std::uint8_t> request, std::uint32_t,
                                 std::vector<std::uint8_t>& answer) {
     const std::lock_guard guard(lock_);

@@ -20,6 +20,7 @@ public:
                    bool present);
 
     PhoneView look() override;
+    std::optional<std::chrono::steady_clock::time_point> nextChange() override;
     Status exchange(std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
                     std::vector<std::uint8_t>& answer) override;
     void setPresent(bool present) override;

@@ -37,6 +37,8 @@ from = 2
 server_code = 0x80004005
 [[port]]
 name = "COM12"
+device = "tty"
+baud = 9600
 [[fault]]
 call = "portless"
 )");
@@ -70,7 +72,8 @@ call = "portless"
     EXPECT_EQ(port.faults[1].lastCall, 0xFFFFFFFFU);
     EXPECT_EQ(port.faults[1].value, 0x80004005U);
     EXPECT_EQ(config.ports[1].number, 12);
-    EXPECT_TRUE(config.ports[1].memory.empty());
+    EXPECT_EQ(config.ports[1].line.device, folder / "tty");
+    EXPECT_EQ(config.ports[1].line.baud, 9600U);
     ASSERT_EQ(config.faults.size(), 1U);
     EXPECT_EQ(config.faults[0].kind, FaultKind::wrongObject);
 }
@@ -91,7 +94,7 @@ TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
         {"no TOML", "\n[[port]\n", ":2: "},
         {"a name of very many parts", manyParts.c_str(), ":2: the line is longer than 4096 characters"},
         {"a key that is not known", "a = 1", ":1: unknown key 'a' in the file"},
-        {"a key of a later kind of port", "[[port]]\nname = \"COM1\"\nbaud = 1", ":3: unknown key 'baud' in port"},
+        {"a line's key on a simulated phone", "[[port]]\nname = \"COM1\"\nbaud = 1", ":3: unknown key 'baud' in port"},
         {"a port as a plain table", "[port]\nname = \"COM1\"", ":1: 'port' must be tables, each under [[port]]"},
         {"no name", "\n[[port]]\npresent = true", ":2: a port needs its 'name'"},
         {"no number", "[[port]]\nname = \"Bench\"",
@@ -107,7 +110,15 @@ TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
         {"two ports with one memory",
          "[[port]]\nname = \"COM1\"\nmemory = \"a\"\n[[port]]\nname = \"COM2\"\nmemory = \"./a\"",
          ":4: the ports 'COM1' and 'COM2' have the same memory file"},
-        {"another kind", "[[port]]\nname = \"COM1\"\nkind = \"serial\"", ":3: 'kind' must be \"simulated\""},
+        {"another kind", "[[port]]\nname = \"COM1\"\nkind = \"tty\"", ":3: 'kind' must be \"simulated\" or \"serial\""},
+        {"no device", "\n[[port]]\nname = \"COM1\"\nkind = \"serial\"", ":2: a serial port needs its 'device'"},
+        {"a speed that is none", "[[port]]\nname = \"COM1\"\ndevice = \"a\"\nbaud = 0",
+         ":4: 'baud' must be a whole number from 1 to 4294967295"},
+        {"a simulated phone's key on a line", "[[port]]\nname = \"COM1\"\ndevice = \"a\"\nmemory = \"m\"",
+         ":4: unknown key 'memory' in port"},
+        {"two ports on one device",
+         "[[port]]\nname = \"COM1\"\ndevice = \"a\"\n[[port]]\nname = \"COM2\"\ndevice = \"./a\"",
+         ":4: the ports 'COM1' and 'COM2' have the same device"},
         {"no flag", "[[port]]\nname = \"COM1\"\npresent = 1", ":3: 'present' must be true or false"},
         {"an empty path", "[[port]]\nname = \"COM1\"\nmemory = \"\"", ":3: 'memory' must be a text that is not empty"},
         {"a model too long for its field", "[[port]]\nname = \"COM1\"\nmodel = \"thirteen char\"",

@@ -1,0 +1,271 @@
+#include "tessra/simulator/PhoneTerminal.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <termios.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace tessra {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr std::uint8_t kGarbage = 0x55;
+
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+} // namespace
+
+PhoneTerminal::PhoneTerminal(PhoneModel& phone, std::filesystem::path link) : phone_(phone), link_(std::move(link)) {
+    if (!link_.empty() && std::filesystem::exists(std::filesystem::symlink_status(link_)) &&
+        !std::filesystem::is_symlink(link_)) {
+        errno = EEXIST;
+        fail(link_.c_str());
+    }
+    const std::lock_guard guard(lock_);
+    plugLocked();
+}
+
+PhoneTerminal::~PhoneTerminal() {
+    const std::lock_guard guard(lock_);
+    unplugLocked();
+}
+
+void PhoneTerminal::run() {
+    std::unique_lock guard(lock_);
+    while (!stopped_) {
+        if (backAt_ && Clock::now() >= *backAt_) {
+            plugLocked();
+        }
+        pollfd files[2] = {{wake_.number(), POLLIN, 0},
+                           {master_.number(), static_cast<short>(babbles_ ? POLLIN | POLLOUT : POLLIN), 0}};
+        const int timeout = pollTimeoutLocked();
+        guard.unlock();
+        ::poll(files, 2, timeout);
+        guard.lock();
+        if (files[0].revents != 0) {
+            wake_.clear();
+        }
+        if (files[1].fd != master_.number()) {
+            continue; // replaced meanwhile
+        }
+        if ((files[1].revents & POLLIN) != 0) {
+            std::array<std::uint8_t, 1024> buffer;
+            const ssize_t count = ::read(master_.number(), buffer.data(), buffer.size());
+            if (count > 0) {
+                serveLocked({buffer.data(), static_cast<std::size_t>(count)}, guard);
+            }
+        }
+        if (babbles_ && (files[1].revents & POLLOUT) != 0) {
+            babbleLocked();
+        }
+    }
+}
+
+void PhoneTerminal::stop() {
+    stopped_ = true;
+    wake_.signal();
+}
+
+std::string PhoneTerminal::device() const {
+    const std::lock_guard guard(lock_);
+    return device_;
+}
+
+void PhoneTerminal::setFaults(const LineFaults& faults) {
+    const std::lock_guard guard(lock_);
+    faults_ = faults;
+    faultPackets_ = 0;
+    babbles_ = false;
+    random_.seed(faults.seed);
+    bytesToLoss_ = drawDistance(faults.lostBytes);
+    bitsToError_ = drawDistance(faults.bitErrors);
+    wake_.signal();
+}
+
+void PhoneTerminal::setPlugged(bool plugged) {
+    const std::lock_guard guard(lock_);
+    if (!plugged) {
+        unplugLocked();
+    } else if (!master_) {
+        plugLocked();
+    }
+    wake_.signal();
+}
+
+void PhoneTerminal::setStopped(bool stopped) {
+    const std::lock_guard guard(lock_);
+    ::tcflow(slave_.number(), stopped ? TCOOFF : TCOON);
+}
+
+void PhoneTerminal::withPhone(const std::function<void(PhoneModel&)>& action) {
+    const std::lock_guard guard(lock_);
+    action(phone_);
+}
+
+void PhoneTerminal::plugLocked() {
+    FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    std::array<char, 64> name{};
+    if (!master || ::grantpt(master.number()) != 0 || ::unlockpt(master.number()) != 0 ||
+        ::ptsname_r(master.number(), name.data(), name.size()) != 0) {
+        fail("pseudo-terminal");
+    }
+    FileDescriptor slave(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    termios settings{};
+    if (!slave || ::tcgetattr(slave.number(), &settings) != 0) {
+        fail(name.data());
+    }
+    ::cfmakeraw(&settings); // nothing is echoed before a client sets the line up
+    if (::tcsetattr(slave.number(), TCSANOW, &settings) != 0) {
+        fail(name.data());
+    }
+    if (!link_.empty()) {
+        std::filesystem::remove(link_);
+        std::filesystem::create_symlink(name.data(), link_);
+    }
+    master_ = std::move(master);
+    slave_ = std::move(slave);
+    device_ = name.data();
+    decoder_.abandonFrame();
+    babbles_ = false;
+    backAt_.reset();
+}
+
+void PhoneTerminal::unplugLocked() {
+    backAt_.reset();
+    if (!master_) {
+        return;
+    }
+    if (!link_.empty()) {
+        std::error_code ignored;
+        std::filesystem::remove(link_, ignored);
+    }
+    device_.clear();
+    slave_ = FileDescriptor();
+    master_ = FileDescriptor();
+}
+
+int PhoneTerminal::pollTimeoutLocked() const {
+    if (!backAt_) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<milliseconds>(*backAt_ - Clock::now());
+    return static_cast<int>(std::max<milliseconds::rep>(left.count(), 0));
+}
+
+void PhoneTerminal::serveLocked(std::span<const std::uint8_t> bytes, std::unique_lock<std::mutex>& guard) {
+    const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : worn(bytes);
+    std::span<const std::uint8_t> rest(arrived);
+    while (master_ && !rest.empty()) {
+        if (decoder_.next(rest) == FrameResult::packet) {
+            const Bytes packet(decoder_.packet().begin(), decoder_.packet().end());
+            answerLocked(packet, guard);
+        }
+    }
+}
+
+void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::unique_lock<std::mutex>& guard) {
+    ++packets_;
+    ++faultPackets_;
+    const auto reached = [this](std::uint32_t limit) { return limit != 0 && faultPackets_ >= limit; };
+    if (reached(faults_.unplugAt)) {
+        const std::int32_t backAfterMs = faults_.backAfterMs;
+        faults_.unplugAt = 0;
+        unplugLocked();
+        if (backAfterMs >= 0) {
+            backAt_ = Clock::now() + milliseconds(backAfterMs);
+        }
+        return;
+    }
+    if (reached(faults_.silentFrom) || babbles_) {
+        return;
+    }
+    if (reached(faults_.babbleFrom)) {
+        babbles_ = true;
+        return;
+    }
+    const Bytes answer = phone_.answer(packet);
+    if (answer.empty()) {
+        return;
+    }
+    pause(faults_.delayMs, guard);
+    Bytes sent(faults_.garbageBytes, kGarbage);
+    const Bytes frame = encodeFrame(answer);
+    sent.insert(sent.end(), frame.begin(), frame.end());
+    sendLocked(worn(sent));
+}
+
+void PhoneTerminal::babbleLocked() {
+    std::array<std::uint8_t, 1024> bytes;
+    bytes.fill(kGarbage);
+    [[maybe_unused]] const auto written = ::write(master_.number(), bytes.data(), bytes.size());
+}
+
+// What a client does not take within a second is lost, as on a line.
+void PhoneTerminal::sendLocked(std::span<const std::uint8_t> bytes) {
+    while (master_ && !bytes.empty()) {
+        const ssize_t count = ::write(master_.number(), bytes.data(), bytes.size());
+        if (count > 0) {
+            bytes = bytes.subspan(static_cast<std::size_t>(count));
+            continue;
+        }
+        pollfd file{master_.number(), POLLOUT, 0};
+        if ((count < 0 && errno != EAGAIN && errno != EINTR) || ::poll(&file, 1, 1000) <= 0) {
+            return;
+        }
+    }
+}
+
+// The bytes as they come out at the other end of the line.
+PhoneTerminal::Bytes PhoneTerminal::worn(std::span<const std::uint8_t> bytes) {
+    if (faults_.bitErrors <= 0 && faults_.lostBytes <= 0) {
+        return {bytes.begin(), bytes.end()};
+    }
+    Bytes result;
+    for (std::uint8_t byte : bytes) {
+        if (bytesToLoss_-- == 0) {
+            bytesToLoss_ = drawDistance(faults_.lostBytes);
+            continue;
+        }
+        while (bitsToError_ < 8) {
+            byte = static_cast<std::uint8_t>(byte ^ (1U << bitsToError_));
+            bitsToError_ += 1 + drawDistance(faults_.bitErrors);
+        }
+        bitsToError_ -= 8;
+        result.push_back(byte);
+    }
+    return result;
+}
+
+// How many are spared before the next one that an error of this probability meets.
+std::uint64_t PhoneTerminal::drawDistance(double probability) {
+    constexpr std::uint64_t kNever = std::uint64_t{1} << 62;
+    if (probability <= 0) {
+        return kNever;
+    }
+    return probability >= 1 ? 0 : std::geometric_distribution<std::uint64_t>(probability)(random_);
+}
+
+// Others may change the faults and the plug meanwhile.
+void PhoneTerminal::pause(std::uint32_t ms, std::unique_lock<std::mutex>& guard) {
+    const auto end = Clock::now() + milliseconds(ms);
+    while (ms > 0 && master_ && !stopped_ && Clock::now() < end) {
+        const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+        pollfd file{wake_.number(), POLLIN, 0};
+        guard.unlock();
+        ::poll(&file, 1, static_cast<int>(std::max<milliseconds::rep>(left.count(), 0)));
+        wake_.clear();
+        guard.lock();
+    }
+}
+
+} // namespace tessra

@@ -1,0 +1,84 @@
+// phone-simulator: a phone behind a pseudo-terminal, for trying the serial path without hardware.
+
+#include "tessra/ConfigError.h"
+#include "tessra/NvMemoryFile.h"
+#include "tessra/simulator/PhoneTerminal.h"
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <string>
+
+namespace {
+
+tessra::PhoneTerminal* running = nullptr;
+
+void endRunning(int) {
+    running->stop();
+}
+
+struct Options {
+    tessra::PhoneSetup phone;
+    tessra::LineFaults faults;
+    std::string memory;
+    std::string initial;
+    std::string link;
+};
+
+void describe(CLI::App& app, Options& options) {
+    app.add_option("--memory", options.memory, "keeps what is written to the phone; made by the first write");
+    app.add_option("--initial", options.initial, "what the phone holds before that");
+    app.add_option("--link", options.link, "a symbolic link to be made to the terminal");
+    app.add_option("--serial", options.phone.serialNumber, "the phone's serial number, at most 10 characters");
+    app.add_option("--spc", options.phone.spc, "its service programming code, six digits");
+    app.add_option("--away-ms", options.phone.awayMs, "from a reset until it is back; -1: it never is");
+    const std::string faults = "Faults of the line (packets are counted from 1)";
+    app.add_option("--bit-errors", options.faults.bitErrors, "probability for each bit to be inverted")
+        ->check(CLI::Range(0.0, 1.0))
+        ->group(faults);
+    app.add_option("--lost-bytes", options.faults.lostBytes, "probability for each byte to be lost")
+        ->check(CLI::Range(0.0, 1.0))
+        ->group(faults);
+    app.add_flag("--spare-requests", options.faults.sparesRequests, "these two meet the answers alone")->group(faults);
+    app.add_option("--seed", options.faults.seed, "makes the same errors again")->group(faults);
+    app.add_option("--delay-ms", options.faults.delayMs, "before each answer")->group(faults);
+    app.add_option("--garbage", options.faults.garbageBytes, "bytes of no frame before each answer")
+        ->check(CLI::Range(0, 65536))
+        ->group(faults);
+    app.add_option("--silent-from", options.faults.silentFrom, "no answer from this packet on")->group(faults);
+    app.add_option("--babble-from", options.faults.babbleFrom, "bytes without end from this packet on")->group(faults);
+    app.add_option("--unplug-at", options.faults.unplugAt, "this packet finds the terminal gone")->group(faults);
+    app.add_option("--back-after-ms", options.faults.backAfterMs, "from then until there is a new one; -1: never")
+        ->group(faults);
+}
+
+int serve(const Options& options) {
+    tessra::NvMemoryFile memory(options.memory, options.initial);
+    tessra::PhoneModel phone(options.phone, memory);
+    tessra::PhoneTerminal terminal(phone, options.link);
+    terminal.setFaults(options.faults);
+    running = &terminal;
+    std::signal(SIGINT, endRunning);
+    std::signal(SIGTERM, endRunning);
+    std::cout << terminal.device() << std::endl; // at once, for whoever waits for it
+    terminal.run();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Puts a simulated phone behind a pseudo-terminal, prints the terminal's name, and answers until it is "
+                 "ended by a signal.");
+    Options options;
+    describe(app, options);
+    CLI11_PARSE(app, argc, argv);
+    try {
+        return serve(options);
+    } catch (const std::exception& error) {
+        std::cerr << "phone-simulator: " << error.what() << '\n';
+        return 1;
+    }
+}

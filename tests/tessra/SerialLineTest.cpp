@@ -1,0 +1,274 @@
+#include "tessra/SerialLine.h"
+
+#include "RunningPhone.h"
+#include "ServiceClient.h"
+#include "TestFiles.h"
+#include "platform/kernel/Trace.h"
+
+#include <sys/resource.h>
+
+#include <atomic>
+#include <map>
+#include <random>
+#include <set>
+
+using namespace tessra;
+
+namespace {
+
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr int kSoakPackets = 6000;
+#else
+constexpr int kSoakPackets = 100000;
+#endif
+
+using Clock = std::chrono::steady_clock;
+
+class SerialLineTest : public testing::Test {
+protected:
+    SerialLineTest() {
+        kernel::setErrorLog([](std::string_view) {});
+    }
+    ~SerialLineTest() override { kernel::setErrorLog({}); }
+
+    /// Questions are rare enough not to meddle with a test unless it wants them.
+    void open(std::uint32_t askEveryMs = 600000, std::uint32_t baud = 115200) {
+        LineSetup setup;
+        setup.device = folder_ / "line";
+        setup.baud = baud;
+        setup.askEveryMs = askEveryMs;
+        setup.answerMs = 100;
+        setup.quietMs = 20;
+        line_.emplace("COM1", setup, true);
+        line_->start([this] { ++changes_; });
+        line_->awaitFirstView();
+    }
+
+    Status exchange(const Bytes& request, std::uint32_t timeoutMs = 150) {
+        return line_->exchange(request, timeoutMs, answer_);
+    }
+
+    bool comesTo(PhoneState state) {
+        return waitUntil([&] { return line_->look().state == state; });
+    }
+
+    TemporaryFolder folder_;
+    RunningPhone phone_{folder_ / "line"};
+    std::atomic<int> changes_ = 0;
+    std::optional<SerialLine> line_;
+    Bytes answer_;
+};
+
+TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
+    const struct {
+        const char* name;
+        LineFaults faults;
+        Bytes request;
+        Status status;
+        std::uint64_t packets; // that reach the phone
+    } rows[] = {
+        {"silence", {.silentFrom = 1}, nvRead(5), kResponseTimeout, 1},
+        {"a damaged answer to a read is asked for once more",
+         {.bitErrors = 0.004, .sparesRequests = true},
+         nvRead(5),
+         kCheckSequenceError,
+         2},
+        {"a damaged answer to a write is not",
+         {.bitErrors = 0.004, .sparesRequests = true},
+         nvWrite(5, 1),
+         kCheckSequenceError,
+         1},
+        {"nor one to a change of mode", {.bitErrors = 0.1, .sparesRequests = true}, {0x29, 4, 0}, kFramingError, 1},
+        {"noise without end", {.babbleFrom = 1}, nvRead(5), kFramingError, 1},
+        {"noise before an answer", {.garbageBytes = 40}, nvRead(5), com::kOk, 1},
+        {"a frame's worth of noise before an answer", {.garbageBytes = 5000}, nvRead(5), com::kOk, 1},
+    };
+    open();
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        ASSERT_EQ(exchange(nvRead(1), 5000), com::kOk) << "the line works before";
+        const auto before = phone_.terminal.packets();
+        phone_.terminal.setFaults(row.faults);
+        const auto start = Clock::now();
+        EXPECT_EQ(exchange(row.request), row.status);
+        EXPECT_EQ(answer_.empty(), row.status != com::kOk);
+        EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
+        EXPECT_EQ(phone_.terminal.packets() - before, row.packets);
+        phone_.terminal.setFaults({});
+    }
+    EXPECT_EQ(exchange(nvRead(2), 5000), com::kOk);
+    EXPECT_EQ(get16(answer_, kNvItemOffset), 2);
+
+    phone_.terminal.setStopped(true);
+    EXPECT_EQ(exchange(nvRead(5)), kWriteFailure);
+    phone_.terminal.setStopped(false);
+    EXPECT_EQ(exchange(nvRead(3), 5000), com::kOk);
+    EXPECT_EQ(get16(answer_, kNvItemOffset), 3);
+}
+
+TEST_F(SerialLineTest, ALateAnswerIsNeverTakenForALaterRequests) {
+    open();
+    ASSERT_EQ(exchange(nvWrite(5, 1), 5000), com::kOk);
+    // The answers to a read and to a write come long after their time. The same item is read again: its answer must
+    // not be the one that was sent before the write.
+    phone_.terminal.setFaults({.delayMs = 60});
+    EXPECT_EQ(exchange(nvRead(5), 20), kResponseTimeout);
+    EXPECT_EQ(exchange(nvWrite(5, 2), 20), kResponseTimeout) << "it waits for the earlier answer first";
+    ASSERT_EQ(exchange(nvWrite(5, 3), 5000), com::kOk);
+    EXPECT_EQ(answer_[kNvDataOffset], 3);
+    EXPECT_EQ(exchange(nvRead(5), 20), kResponseTimeout);
+    phone_.terminal.setFaults({});
+    ASSERT_EQ(exchange(nvWrite(5, 4), 5000), com::kOk);
+    ASSERT_EQ(exchange(nvRead(5), 5000), com::kOk);
+    EXPECT_EQ(answer_[kNvDataOffset], 4);
+}
+
+TEST_F(SerialLineTest, ABabblingLineKeepsNoProcessorBusy) {
+    open();
+    phone_.terminal.setFaults({.babbleFrom = 1});
+    rusage before{};
+    rusage after{};
+    ::getrusage(RUSAGE_THREAD, &before);
+    EXPECT_EQ(exchange(nvRead(5), 500), kFramingError);
+    ::getrusage(RUSAGE_THREAD, &after);
+    const auto us = [](const rusage& usage) {
+        return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec +
+               usage.ru_stime.tv_usec;
+    };
+    EXPECT_LT(us(after) - us(before), 150000) << "of 500 ms";
+    EXPECT_EQ(exchange(nvRead(5), 300), kFramingError) << "still babbling";
+    phone_.terminal.setFaults({});
+    EXPECT_EQ(exchange(nvRead(5), 5000), com::kOk);
+}
+
+TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
+    open(100);
+    ASSERT_TRUE(comesTo(PhoneState::present));
+    const auto first = line_->look().appearance;
+    EXPECT_FALSE(line_->knownVersion()->empty());
+    phone_.terminal.setFaults({.delayMs = 3000});
+    std::thread unplugger([&] {
+        const auto before = phone_.terminal.packets();
+        waitUntil([&] { return phone_.terminal.packets() > before; });
+        phone_.terminal.setPlugged(false);
+    });
+    const auto start = Clock::now();
+    Status status = exchange(nvRead(5), 20000);
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(10));
+    EXPECT_TRUE(status == kPhoneNotPresent || status == kWriteFailure) << status;
+    unplugger.join();
+    EXPECT_TRUE(waitUntil([&] { return !line_->look().usable; }));
+    EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
+    phone_.terminal.setFaults({});
+    phone_.terminal.setPlugged(true);
+    ASSERT_TRUE(comesTo(PhoneState::present));
+    EXPECT_NE(line_->look().appearance, first);
+    EXPECT_EQ(exchange(nvRead(5), 5000), com::kOk);
+
+    // Unplugged while nobody talks: noticed at once, not with the next question.
+    const int changesBefore = changes_;
+    phone_.terminal.setPlugged(false);
+    EXPECT_TRUE(waitUntil([&] { return changes_ > changesBefore && !line_->look().usable; }));
+}
+
+TEST_F(SerialLineTest, AQuestionOfTheServiceGivesWayToAClient) {
+    open(50);
+    ASSERT_TRUE(comesTo(PhoneState::present));
+    phone_.terminal.setFaults({.delayMs = 30});
+    // With questions that take longer than their interval, a client still gets its answers.
+    for (std::uint16_t item = 1; item <= 10; ++item) {
+        ASSERT_EQ(exchange(nvRead(item), 5000), com::kOk);
+        EXPECT_EQ(get16(answer_, kNvItemOffset), item);
+    }
+}
+
+TEST_F(SerialLineTest, TheLineIsSharedByManyThreads) {
+    open(1);
+    std::vector<std::thread> threads;
+    for (std::uint16_t t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (std::uint16_t i = 0; i < 100; ++i) {
+                Bytes answer;
+                const auto item = static_cast<std::uint16_t>(1000 * t + i);
+                ASSERT_EQ(line_->exchange(nvRead(item), 20000, answer), com::kOk);
+                ASSERT_EQ(get16(answer, kNvItemOffset), item);
+                line_->look();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::thread closer([&] { line_->close(); });
+    phone_.terminal.setFaults({.silentFrom = 1});
+    EXPECT_TRUE(com::failed(exchange(nvRead(5), 20000)));
+    closer.join();
+    EXPECT_EQ(exchange(nvRead(5)), com::kDisconnected);
+}
+
+TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
+    open(600000, 12345);
+    EXPECT_FALSE(line_->look().usable);
+    EXPECT_EQ(line_->look().trouble, kInvalidBaudRate);
+    open();
+    SerialPort second;
+    std::string problem;
+    EXPECT_EQ(second.open({.device = folder_ / "line"}, problem), com::kFail);
+    line_.reset();
+    EXPECT_EQ(second.open({.device = folder_ / "line"}, problem), com::kOk) << problem;
+    second.close();
+    writeText(folder_ / "file", "keep me");
+    EXPECT_EQ(second.open({.device = folder_ / "file"}, problem), com::kFail);
+    EXPECT_EQ(problem, "is no serial device");
+    EXPECT_EQ(second.open({.device = folder_ / "none"}, problem), com::kFail);
+}
+
+// Random damage in both directions, and values that change: what is accepted must be what the phone had at that time.
+TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
+    LineSetup setup;
+    setup.device = folder_ / "line";
+    setup.askEveryMs = 20;
+    setup.answerMs = 40;
+    setup.quietMs = 2;
+    line_.emplace("COM1", setup, true);
+    line_->start([] {});
+    ASSERT_TRUE(comesTo(PhoneState::present));
+    phone_.terminal.setFaults({.bitErrors = 5e-7, .lostBytes = 1e-6, .seed = 7});
+    std::mt19937 random(11);
+    std::map<std::uint16_t, std::set<std::uint8_t>> possible; // more than one after a write of unknown outcome
+    std::map<Status, int> failures;
+    std::uint8_t last = 0;
+    const auto first = phone_.terminal.packets();
+    while (phone_.terminal.packets() - first < kSoakPackets) {
+        const auto item = static_cast<std::uint16_t>(random() % 3);
+        auto& values = possible.try_emplace(item, std::set<std::uint8_t>{0}).first->second;
+        const bool isWrite = random() % 3 == 0;
+        const Status status = exchange(isWrite ? nvWrite(item, ++last) : nvRead(item), 20);
+        if (com::failed(status)) {
+            ++failures[status];
+            if (isWrite) {
+                values.insert(last);
+            }
+            if (status == kPhoneNotPresent) {
+                ASSERT_TRUE(comesTo(PhoneState::present));
+            }
+            continue;
+        }
+        ASSERT_EQ(get16(answer_, kNvItemOffset), item);
+        ASSERT_EQ(answer_[0], isWrite ? 0x27 : 0x26);
+        if (isWrite) {
+            ASSERT_EQ(answer_[kNvDataOffset], last);
+            values = {last};
+        } else {
+            ASSERT_TRUE(values.contains(answer_[kNvDataOffset])) << "item " << item;
+            values = {answer_[kNvDataOffset]};
+        }
+    }
+    const std::set<Status> known{kFramingError, kCheckSequenceError, kResponseTimeout, kWriteFailure, kPhoneNotPresent};
+    for (const auto& [status, count] : failures) {
+        EXPECT_TRUE(known.contains(status)) << std::hex << static_cast<std::uint32_t>(status);
+    }
+    EXPECT_FALSE(failures.empty()) << "the damage did not reach the line";
+}
+
+} // namespace

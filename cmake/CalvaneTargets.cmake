@@ -38,8 +38,6 @@ function(calvane_test name)
     add_executable(${name} ${arg_SOURCES})
     calvane_options(${name})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-    target_compile_definitions(${name} PRIVATE CALVANE_TEST_DATA="${CMAKE_SOURCE_DIR}/tests/data"
-                                               CALVANE_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
     target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gmock GTest::gtest_main)
     set(labels "")
     if(arg_THREADED)

@@ -106,6 +106,8 @@ void MoxFile::createFile() {
     mox::check(rootStorage_->createStorage(mox::NumberName(properties_.phoneModelId), mox::kNewFile, modelStorage_));
     mox::check(modelStorage_->createStorage(mox::kDefaultStorage, mox::kNewFile, defaultStorage_));
     mox::writeVersionStream(rootStorage_);
+    // Now the file has all that makes it a calibration file, and may be seen.
+    mox::check(rootStorage_->flush());
 }
 
 /// Where several storages could be the model's, the one enumerated last is.

@@ -51,11 +51,10 @@ void flushFolderOf(const std::string& path) {
     }
 }
 
-// A file of the operating system with its place in the table. A new one has its name brought to the disk, too.
+// A file of the operating system with its place in the table.
 class SharedFile final : public FileBytes {
 public:
-    explicit SharedFile(std::unique_ptr<PosixFile> file, std::string newPath = {})
-        : file_(std::move(file)), newPath_(std::move(newPath)), identity_(file_->identity()) {
+    explicit SharedFile(std::unique_ptr<PosixFile> file) : file_(std::move(file)), identity_(file_->identity()) {
         OpenFiles::instance().add(identity_);
     }
     ~SharedFile() override { OpenFiles::instance().remove(identity_); }
@@ -66,46 +65,114 @@ public:
     std::size_t read(std::uint64_t offset, std::span<std::uint8_t> out) override { return file_->read(offset, out); }
     void write(std::uint64_t offset, ByteView bytes) override { file_->write(offset, bytes); }
     void resize(std::uint64_t newSize) override { file_->resize(newSize); }
-    void flush() override {
-        file_->flush();
-        if (!newPath_.empty()) {
-            flushFolderOf(std::exchange(newPath_, {}));
-        }
-    }
+    void flush() override { file_->flush(); }
 
 private:
     std::unique_ptr<PosixFile> file_;
-    std::string newPath_;
     PosixFile::Identity identity_;
 };
 
-// Writes the empty container under a name of its own and then gives it the path: whoever looks sees the old file or the
-// whole new one.
-std::unique_ptr<FileBytes> createFile(const std::string& path, PosixFile* replaced) {
+// A file that is being made, under a name of its own beside its path. The first flush gives it the path: whoever looks
+// sees the old file or the new one as its maker wanted it to be seen. One whose writing failed before never gets there.
+class NewFile final : public FileBytes {
+public:
+    // `replaced` is the old file at the path, held until the new one takes its place; null where there is none.
+    NewFile(std::unique_ptr<PosixFile> file, std::string temporary, std::string path,
+            std::unique_ptr<SharedFile> replaced)
+        : temporary_(std::move(temporary)), path_(std::move(path)), replaced_(std::move(replaced)),
+          file_(std::move(file)) {}
+    ~NewFile() override {
+        if (!temporary_.empty()) {
+            unlink(temporary_.c_str());
+        }
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    std::uint64_t size() override { return file_.size(); }
+    std::size_t read(std::uint64_t offset, std::span<std::uint8_t> out) override { return file_.read(offset, out); }
+    void write(std::uint64_t offset, ByteView bytes) override {
+        noting([&] { file_.write(offset, bytes); });
+    }
+    void resize(std::uint64_t newSize) override {
+        noting([&] { file_.resize(newSize); });
+    }
+    void flush() override {
+        noting([&] { file_.flush(); });
+        if (temporary_.empty()) {
+            return;
+        }
+        if (failed_) {
+            throw Failure(kWriteFault);
+        }
+        takePath();
+        temporary_.clear();
+        replaced_.reset();
+        flushFolderOf(path_);
+    }
+
+private:
+    template <class Step>
+    void noting(Step step) {
+        try {
+            step();
+        } catch (...) {
+            failed_ = true;
+            throw;
+        }
+    }
+
+    void takePath() {
+        if (replaced_ != nullptr) {
+            if (std::rename(temporary_.c_str(), path_.c_str()) != 0) {
+                throw Failure(statusOfErrno(errno, kUnknownFailure));
+            }
+            return;
+        }
+        // Never over a file that somebody else has put there meanwhile. Some file systems have no second names.
+        if (link(temporary_.c_str(), path_.c_str()) == 0) {
+            unlink(temporary_.c_str());
+        } else if (errno == EEXIST) {
+            throw Failure(kFileAlreadyExists);
+        } else if (std::rename(temporary_.c_str(), path_.c_str()) != 0) {
+            throw Failure(statusOfErrno(errno, kUnknownFailure));
+        }
+    }
+
+    std::string temporary_; // empty once the file has its path
+    const std::string path_;
+    std::unique_ptr<SharedFile> replaced_;
+    SharedFile file_;
+    bool failed_ = false;
+};
+
+// An empty container that will stand at `path`. `old`: the file that stands there now, or null.
+std::unique_ptr<FileBytes> createFile(const std::string& path, std::unique_ptr<PosixFile> old) {
     static std::atomic<unsigned> counter{0};
-    const std::string temporary = path + "." + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".new";
+    // A short name, so that every path that can be had can be made.
+    const auto temporary = std::filesystem::path(path).parent_path() /
+                           (".calvane-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".new");
     std::unique_ptr<PosixFile> file;
     try {
         file = std::make_unique<PosixFile>(temporary, PosixFile::Open::createNew);
     } catch (const Failure& failure) {
         throw Failure(failure.code() == kFileNotFound ? kPathNotFound : failure.code());
     }
+    std::unique_ptr<NewFile> made;
     try {
-        if (replaced != nullptr) {
-            file->copyPermissions(*replaced);
+        if (old != nullptr) {
+            file->copyPermissions(*old);
         }
-        const Buffer empty = Sectors::emptyFile();
-        file->resize(empty.size());
-        file->write(0, empty);
-        auto shared = std::make_unique<SharedFile>(std::move(file), path);
-        if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-            throw Failure(statusOfErrno(errno, kUnknownFailure));
-        }
-        return shared;
+        auto held = old == nullptr ? nullptr : std::make_unique<SharedFile>(std::move(old));
+        made = std::make_unique<NewFile>(std::move(file), temporary, path, std::move(held));
     } catch (...) {
         unlink(temporary.c_str());
         throw;
     }
+    const Buffer empty = Sectors::emptyFile();
+    made->resize(empty.size());
+    made->write(0, empty);
+    return made;
 }
 
 ComPtr<IStorage> rootOf(std::unique_ptr<FileBytes> file, std::uint32_t access) {
@@ -125,7 +192,6 @@ Status stgCreateDocfile(const std::string& path, std::uint32_t mode, ComPtr<ISto
         // A link stays, and what it leads to is replaced.
         const auto resolved = std::filesystem::weakly_canonical(path, ignored).string();
         const std::string& target = resolved.empty() ? path : resolved;
-        std::unique_ptr<SharedFile> held;
         std::unique_ptr<PosixFile> old;
         try {
             old = std::make_unique<PosixFile>(target, PosixFile::Open::forWriting);
@@ -134,14 +200,10 @@ Status stgCreateDocfile(const std::string& path, std::uint32_t mode, ComPtr<ISto
                 throw;
             }
         }
-        PosixFile* replaced = old.get();
-        if (old != nullptr) {
-            if ((mode & kCreate) == 0) {
-                throw Failure(kFileAlreadyExists);
-            }
-            held = std::make_unique<SharedFile>(std::move(old));
+        if (old != nullptr && (mode & kCreate) == 0) {
+            throw Failure(kFileAlreadyExists);
         }
-        out = rootOf(createFile(target, replaced), access);
+        out = rootOf(createFile(target, std::move(old)), access);
         return com::kOk;
     });
 }

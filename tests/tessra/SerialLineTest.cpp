@@ -147,8 +147,8 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     const auto first = line_->look().appearance;
     EXPECT_FALSE(line_->knownVersion()->empty());
     phone_.terminal.setFaults({.delayMs = 3000});
+    const auto before = phone_.terminal.packets();
     std::thread unplugger([&] {
-        const auto before = phone_.terminal.packets();
         waitUntil([&] { return phone_.terminal.packets() > before; });
         phone_.terminal.setPlugged(false);
     });

@@ -6,16 +6,22 @@
 namespace storage {
 namespace {
 
-// Unchanged bytes between two changed ranges are written along with them up to this length: one call for both is
-// cheaper than two.
-constexpr std::uint64_t kMergeGapBytes = 768;
+// Unchanged bytes between two changed ranges are part of the record up to this length: about what a range of its own
+// takes.
+constexpr std::uint64_t kMergeGapBytes = 16;
+// Unchanged bytes between two ranges that a checkpoint writes: one call for both is cheaper than two. Shorter than a
+// block, so that they lie in loaded blocks as what is on both sides of them does.
+constexpr std::uint64_t kWriteGapBytes = 2048;
 // Room kept for the record of a commit: what most commits need.
 constexpr std::uint64_t kRecordRoom = 16 * 1024;
+// Room kept between two changes for the next one: its record, and the sectors by which it lengthens the file. A change
+// that needs more has a checkpoint in its midst, which writes every range of the journal by itself.
+constexpr std::uint64_t kChangeRoom = 64 * 1024;
 // The journal's length that brings on a checkpoint.
 constexpr std::uint64_t kLongJournal = 256 * 1024;
-// By how much the file grows at once.
-constexpr std::uint64_t kSmallestGrowth = 64 * 1024;
-constexpr std::uint64_t kLargestGrowth = 1024 * 1024;
+// By how much the file grows at once: enough for a long journal and for what the changes in it lengthen the file by.
+constexpr std::uint64_t kSmallestGrowth = 2 * kLongJournal;
+constexpr std::uint64_t kLargestGrowth = 2 * 1024 * 1024;
 // Version 3 files must stay below 2 GiB, and version 4 files keep a sector for byte-range locks there.
 constexpr std::uint64_t kLargestFile = 0x7FFF0000;
 
@@ -83,6 +89,7 @@ void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
     if (fresh) {
         fresh_.push_back({offset, bytes.size()});
     }
+    untouchedFrom_ = std::max(untouchedFrom_, offset + bytes.size());
     file_->write(offset, bytes);
     for (std::size_t done = 0; done < bytes.size();) {
         const std::size_t within = (offset + done) % kBlockBytes;
@@ -105,6 +112,7 @@ void BlockCache::prepare(std::uint64_t usedEnd) {
         resize(usedEnd);
     }
     usedEnd_ = usedEnd;
+    untouchedFrom_ = usedEnd;
     prepared_ = true;
 }
 
@@ -123,13 +131,13 @@ void BlockCache::settle() {
     if (changed() || !prepared_) {
         return;
     }
-    const bool low = journalStart() < usedEnd_ + 2 * kRecordRoom;
+    const bool low = journalStart() < usedEnd_ + kChangeRoom;
     if (journalBytes_ > kLongJournal || (low && journalBytes_ > 0)) {
         checkpoint();
     }
-    if (low && size_ < usedEnd_ + 2 * kRecordRoom) {
+    if (low && size_ < usedEnd_ + kChangeRoom) {
         try {
-            growFor(usedEnd_, 2 * kRecordRoom);
+            growFor(usedEnd_, kChangeRoom);
         } catch (const Failure&) {
             // The change may do with less.
         }
@@ -180,6 +188,8 @@ void BlockCache::discard() {
     }
     changes_.clear();
     cleared_.clear();
+    // A checkpoint may have written what the blocks held.
+    untouchedFrom_ = std::max(untouchedFrom_, usedEnd_);
     blocks_.clear();
     blocks_.resize((size_ + kBlockBytes - 1) / kBlockBytes);
     for (const Buffer& record : journal_) {
@@ -203,7 +213,7 @@ void BlockCache::checkpoint() {
             apply(ranges_);
         }
     } else {
-        merge(journaled_, kBlockBytes / 2);
+        merge(journaled_, kWriteGapBytes);
         for (const Span& span : journaled_) {
             gather_.resize(span.length);
             copyFromBlocks(span, gather_.data());
@@ -240,7 +250,9 @@ void BlockCache::load(std::size_t block) {
         throw Failure(kFileCorrupt);
     }
     auto loaded = std::make_unique<Block>();
-    readFile(offset, *loaded);
+    if (offset < untouchedFrom_) {
+        readFile(offset, *loaded);
+    }
     blocks_[block] = std::move(loaded);
 }
 
@@ -332,7 +344,6 @@ void BlockCache::merge(std::vector<Span>& spans, std::uint64_t gap) {
     for (std::size_t at = 1; at < spans.size(); ++at) {
         Span& last = spans[kept];
         const Span& next = spans[at];
-        // Both sides of a gap shorter than a block are in loaded blocks, and so is the gap.
         if (next.offset <= last.end() + gap) {
             last.length = std::max(last.end(), next.end()) - last.offset;
         } else {

@@ -105,6 +105,8 @@ private:
     bool writable_;
     std::uint64_t size_ = 0;
     std::uint64_t usedEnd_ = 0;
+    // A block that begins here or beyond, and is not in memory, is zero: it needs no reading. None, until prepare().
+    std::uint64_t untouchedFrom_ = UINT64_MAX;
     bool prepared_ = false;
     std::vector<std::unique_ptr<Block>> blocks_;
     // Since the last commit.

@@ -252,6 +252,11 @@ void BlockCache::load(std::size_t block) {
     auto loaded = std::make_unique<Block>();
     if (offset < untouchedFrom_) {
         readFile(offset, *loaded);
+        // The journal may begin in the block in which the used part ends; its records are no contents.
+        if (prepared_ && offset + kBlockBytes > usedEnd_) {
+            const std::uint64_t used = usedEnd_ - std::min(usedEnd_, offset);
+            std::fill(loaded->begin() + static_cast<std::ptrdiff_t>(used), loaded->end(), std::uint8_t{0});
+        }
     }
     blocks_[block] = std::move(loaded);
 }

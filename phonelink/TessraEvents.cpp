@@ -225,8 +225,10 @@ void TessraEvents::deliver(const ServerEventRecord& event) {
             return;
         }
         try {
-            if (filter == nullptr || filter->accepts(event.dataLength, event.data.get(), event.first, event.second,
-                                                     event.third, event.fourth)) {
+            const bool accepted = filter == nullptr || filter->accepts(event.dataLength, event.data.get(), event.first,
+                                                                       event.second, event.third, event.fourth);
+            // Again: the filter may have used the session, and stopped the notifier by a connect that failed.
+            if (accepted && running_) {
                 listener->onEvent(event.dataLength, event.data.get(), event.first, event.second, event.third,
                                   event.fourth);
             }

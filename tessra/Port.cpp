@@ -277,6 +277,9 @@ Status Port::subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uin
     }
     {
         const std::lock_guard guard(lock_);
+        if (!link_) {
+            return ended();
+        }
         cookie = events_.subscribe(client, sink);
     }
     wakeWatch();
@@ -308,8 +311,10 @@ std::optional<std::chrono::steady_clock::time_point> Port::watch() {
     if (!link_ || events_.empty()) {
         return std::nullopt;
     }
+    // Asked before the look: a change between the two is then seen by the look, or still to come by this moment.
+    const auto next = link_->nextChange();
     lookLocked();
-    return link_->nextChange();
+    return next;
 }
 
 void Port::forget(ClientId client) {

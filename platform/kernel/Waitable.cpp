@@ -40,9 +40,21 @@ struct WaitNode {
 
 namespace {
 
-const std::shared_ptr<Waiter>& ownWaiter() {
-    thread_local const std::shared_ptr<Waiter> waiter = std::make_shared<Waiter>();
-    return waiter;
+/// Whether the calling thread has destroyed its waiter. It needs no destruction itself, so it can be asked to the end.
+thread_local bool waiterIsGone = false;
+
+struct OwnWaiter {
+    const std::shared_ptr<Waiter> waiter = std::make_shared<Waiter>();
+    ~OwnWaiter() { waiterIsGone = true; }
+};
+
+/// The calling thread's waiter. A thread in its last moments, such as the main thread when it destroys static objects,
+/// has none any more and gets one for the one wait.
+std::shared_ptr<Waiter> ownWaiter() {
+    if (waiterIsGone)
+        return std::make_shared<Waiter>();
+    thread_local const OwnWaiter own;
+    return own.waiter;
 }
 
 /// Sleeps until the waiter is satisfied or the time is up, letting go of the dispatcher lock meanwhile.
@@ -121,7 +133,7 @@ void Waitable::unlink(WaitNode& node) {
 
 std::optional<std::size_t> waitForAny(std::span<Waitable* const> objects, std::uint32_t timeoutMs) {
     assert(objects.size() <= kMostObjects);
-    const std::shared_ptr<Waiter>& waiter = ownWaiter();
+    const std::shared_ptr<Waiter> waiter = ownWaiter();
     std::array<WaitNode, kMostObjects> nodes;
 
     DispatcherLock lock;

@@ -4,6 +4,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QStyledItemDelegate>
+#include <QWheelEvent>
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -59,7 +60,11 @@ int widestLine(const QAbstractItemModel& model, const QFontMetrics& metrics) {
         const QString text = model.index(row, 0).data().toString();
         int bound = 0;
         for (const QChar c : text) {
-            bound += c == QLatin1Char('\t') ? tab : c.unicode() < advances.size() ? advances[c.unicode()] : other;
+            if (c == QLatin1Char('\t')) {
+                bound = (bound / tab + 1) * tab;
+            } else {
+                bound += c.unicode() < advances.size() ? advances[c.unicode()] : other;
+            }
         }
         if (bound > widest) {
             widest = std::max(widest, metrics.size(Qt::TextExpandTabs, text).width());
@@ -131,5 +136,17 @@ DialogComboBox::DialogComboBox(bool editable, QWidget* parent) : QComboBox(paren
 
 void DialogComboBox::showPopup() {
     emit droppingDown();
+    if (count() > 0) {
+        QComboBox::showPopup();
+        return;
+    }
+    // A list without entries opens as well, if it has one at first.
+    addItem(QString());
     QComboBox::showPopup();
+    removeItem(0);
+}
+
+void DialogComboBox::wheelEvent(QWheelEvent* event) {
+    // The wheel turned over a closed box is meant for something else, and must not choose.
+    event->ignore();
 }

@@ -50,4 +50,7 @@ public:
 
 signals:
     void droppingDown();
+
+protected:
+    void wheelEvent(QWheelEvent* event) override;
 };

@@ -2,11 +2,15 @@
 
 #include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
+#include <QSettings>
 #include <QStringList>
 
 namespace {
 
 constexpr qsizetype kExtensionChars = 3;
+/// Where the last file was: the next one mostly stands beside it.
+constexpr const char* kFolderSetting = "files/folder";
 
 /// The filters as a QFileDialog takes them: "text (pattern)", the text being all that the user sees.
 QStringList nameFilters(const QString& filters) {
@@ -15,7 +19,7 @@ QStringList nameFilters(const QString& filters) {
     for (qsizetype i = 0; i + 1 < parts.size() && !parts[i].isEmpty(); i += 2) {
         // Here, unlike where "*.*" comes from, a name may well have no dot.
         const QString pattern = parts[i + 1] == QLatin1String("*.*") ? QStringLiteral("*") : parts[i + 1];
-        result.append(QStringLiteral("%1 (%2)").arg(parts[i].trimmed(), pattern));
+        result.append(QStringLiteral("%1 (%2)").arg(parts[i], pattern));
     }
     return result;
 }
@@ -24,13 +28,21 @@ std::optional<QString> run(QFileDialog& dialog, const FileDialogTexts& texts) {
     if (!texts.title.isEmpty()) {
         dialog.setWindowTitle(texts.title);
     }
+    // A desktop's own dialog may ask about the name as typed and then answer it with the extension: another file.
+    dialog.setOption(QFileDialog::DontUseNativeDialog);
     dialog.setOption(QFileDialog::HideNameFilterDetails);
+    const QString folder = QSettings().value(kFolderSetting).toString();
+    if (!folder.isEmpty() && QDir(folder).exists()) {
+        dialog.setDirectory(folder);
+    }
     dialog.setNameFilters(nameFilters(texts.filters));
     dialog.setDefaultSuffix(texts.defaultExtension.left(kExtensionChars));
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
         return std::nullopt;
     }
-    return QDir::toNativeSeparators(dialog.selectedFiles().constFirst());
+    const QString path = dialog.selectedFiles().constFirst();
+    QSettings().setValue(kFolderSetting, QFileInfo(path).absolutePath());
+    return QDir::toNativeSeparators(path);
 }
 
 } // namespace

@@ -76,9 +76,12 @@ TEST(ComPortDialog, OpensAnEmptyListWithoutNames) {
     CComPortDlg dialog;
     runDialog(dialog, [&] {
         type(dialog, "COM1");
-        dialog.item<DialogComboBox>(kPortBox).showPopup();
-        EXPECT_EQ(dialog.item<DialogComboBox>(kPortBox).currentText(), "");
-        EXPECT_EQ(dialog.item<DialogComboBox>(kPortBox).count(), 0);
+        auto& box = dialog.item<DialogComboBox>(kPortBox);
+        box.showPopup();
+        EXPECT_TRUE(box.view()->isVisible());
+        EXPECT_EQ(box.currentText(), "");
+        EXPECT_EQ(box.count(), 0);
+        box.hidePopup();
     });
 }
 

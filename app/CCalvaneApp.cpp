@@ -2,6 +2,7 @@
 
 #include "app/CMainFrame.h"
 #include "app/CSplitterFrame.h"
+#include "app/MessageBox.h"
 #include "app/dialogs/FileDialog.h"
 #include "app/resources/Resources.h"
 
@@ -33,7 +34,22 @@ CCalvaneApp::CCalvaneApp(int& argc, char** argv) : QApplication(argc, argv) {
 
 CCalvaneApp::~CCalvaneApp() = default;
 
+bool CCalvaneApp::notify(QObject* receiver, QEvent* event) {
+    try {
+        return QApplication::notify(receiver, event);
+    } catch (const std::exception& failure) {
+        // Commands show their own failures; this is what nobody expects, like the end of memory. What was typed and
+        // read so far is worth more than a clean end.
+        showMessageBox(mainFrame_.get(), failure.what(), "Exception Thrown!!", MessageIcon::kError);
+        return true;
+    }
+}
+
 bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, const QString& file) {
+    if (!file.isEmpty() && !QFileInfo(file).isReadable()) {
+        qCritical("Can't read '%s'.", qPrintable(file));
+        return false;
+    }
     mainFrame_ = std::make_unique<CMainFrame>(programDirectory);
     connect(mainFrame_.get(), &CMainFrame::newRequested, this, &CCalvaneApp::newDocument);
     connect(mainFrame_.get(), &CMainFrame::openRequested, this, &CCalvaneApp::askAndOpen);

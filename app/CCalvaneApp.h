@@ -16,8 +16,11 @@ public:
     CCalvaneApp(int& argc, char** argv);
     ~CCalvaneApp() override;
 
+    /// Shows what no command has caught, and goes on.
+    bool notify(QObject* receiver, QEvent* event) override;
+
     /// Makes and shows the main window with one document: a new one, or `file` opened where it is not empty. Side files
-    /// are looked for in `programDirectory`. False ends the program.
+    /// are looked for in `programDirectory`. False, without a message box, ends the program.
     bool initInstance(const std::filesystem::path& programDirectory, const QString& file);
 
     /// Destroys the main window with all documents, which write their configuration.

@@ -27,7 +27,11 @@ CCalvaneDoc::CCalvaneDoc(UserInterface& userInterface, std::filesystem::path pro
 CCalvaneDoc::~CCalvaneDoc() {
     phoneRead_.reset();
     readCursor_.reset();
-    writeConfiguration();
+    try {
+        writeConfiguration();
+    } catch (const std::system_error& error) {
+        reportConfigurationFailure(error);
+    }
 }
 
 void CCalvaneDoc::loadDecoderRing() {
@@ -43,20 +47,17 @@ void CCalvaneDoc::readConfiguration() {
         comPort_ = readConfiguredComPort(configurationFile());
     } catch (const std::system_error& error) {
         comPort_ = kDefaultComPort;
-        userInterface_.showMessage("Couldn't open CalvaneConfig.ini for writing " +
-                                       std::to_string(error.code().value()),
-                                   "Calvane", MessageIcon::kExclamation);
+        reportConfigurationFailure(error);
     }
 }
 
-void CCalvaneDoc::writeConfiguration() {
-    try {
-        writeConfiguredComPort(configurationFile(), comPort_);
-    } catch (const std::system_error& error) {
-        userInterface_.showMessage("Couldn't open CalvaneConfig.ini for writing " +
-                                       std::to_string(error.code().value()),
-                                   "Calvane", MessageIcon::kExclamation);
-    }
+void CCalvaneDoc::writeConfiguration() const {
+    writeConfiguredComPort(configurationFile(), comPort_);
+}
+
+void CCalvaneDoc::reportConfigurationFailure(const std::system_error& error) {
+    userInterface_.showMessage("Couldn't open CalvaneConfig.ini for writing " + std::to_string(error.code().value()),
+                               "Calvane", MessageIcon::kExclamation);
 }
 
 bool CCalvaneDoc::openDocument(const std::filesystem::path& path) {
@@ -73,6 +74,11 @@ bool CCalvaneDoc::openDocument(const std::filesystem::path& path) {
 
 bool CCalvaneDoc::saveDocument() {
     try {
+        if (!looksLikePortFile(path_)) {
+            userInterface_.showMessage(path_.string() + " holds more than the name of a port, so it stays as it is.",
+                                       "Calvane", MessageIcon::kExclamation);
+            return false;
+        }
         writeConfiguredComPort(path_, comPort_);
         return true;
     } catch (const std::system_error& error) {
@@ -188,8 +194,12 @@ void CCalvaneDoc::readFromMoxFile() {
     if (!path)
         return;
     fileName_ = *path;
-    if (runBusy([&] { replaceItems(catalog_->getNvItemFrompMoxFile(*path)); }))
+    std::vector<NvItem> items;
+    const auto readFile = [&] { items = catalog_->getNvItemFrompMoxFile(*path); };
+    if (runBusy([&] { userInterface_.runWaiting(readFile); })) {
+        replaceItems(std::move(items));
         updateAllViews();
+    }
 }
 
 void CCalvaneDoc::readSupportedItems() {
@@ -203,16 +213,18 @@ void CCalvaneDoc::loadSupportedItems() {
 }
 
 void CCalvaneDoc::resetPhone() {
-    runBusy([this] { catalog_->resetPhone(); });
+    runBusy([this] { userInterface_.runWaiting([this] { catalog_->resetPhone(); }); });
 }
 
 void CCalvaneDoc::setPhoneOffline() {
-    runGuarded([this] { catalog_->getTessraServer()->offline(); });
+    runGuarded([this] { userInterface_.runWaiting([this] { catalog_->getTessraServer()->offline(); }); });
 }
 
 void CCalvaneDoc::chooseComPort() {
     runGuarded([this] {
-        const auto chosen = userInterface_.askComPort(catalog_->getTessraServer()->getActiveComPorts());
+        std::vector<std::string> ports;
+        userInterface_.runWaiting([&] { ports = catalog_->getTessraServer()->getActiveComPorts(); });
+        const auto chosen = userInterface_.askComPort(ports);
         if (chosen)
             comPort_ = *chosen;
     });

@@ -10,6 +10,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 /// Told when what a document's views show may have changed.
@@ -44,8 +45,11 @@ public:
     /// Takes the port name from the first line of a file that the user has opened. False, after a message, if the file
     /// can't be read.
     bool openDocument(const std::filesystem::path& path);
-    /// Writes the port name back into the file that was opened. False, after a message, if that fails.
+    /// Writes the port name back into the file that was opened. False, after a message, if that fails or if the file
+    /// holds more than a port name: whoever opened a calibration file that way must not lose it.
     bool saveDocument();
+    /// Keeps the port name in the configuration file, as the destructor does. Throws std::system_error.
+    void writeConfiguration() const;
     /// The file that openDocument() read; empty if none.
     const std::filesystem::path& path() const { return path_; }
 
@@ -111,12 +115,13 @@ public:
 private:
     void loadDecoderRing();
     void readConfiguration();
-    void writeConfiguration();
+    void reportConfigurationFailure(const std::system_error& error);
     std::filesystem::path configurationFile() const;
 
-    /// Runs `command` with the busy cursor; shows what it throws, without the cursor, and answers whether it did.
-    bool runBusy(const std::function<void()>& command);
+    /// Runs `command`; shows what it throws, and answers whether it went through.
     bool runGuarded(const std::function<void()>& command);
+    /// The same with the busy cursor, which is gone before a failure is shown.
+    bool runBusy(const std::function<void()>& command);
     void showFailure(const std::exception& failure, const char* caption = "Exception Thrown!!");
     void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
     void replaceItems(std::vector<NvItem> items);

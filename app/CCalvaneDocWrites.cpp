@@ -4,9 +4,9 @@
 #include "app/LoadedDate.h"
 #include "app/MoxWriteForm.h"
 #include "engine/TextExport.h"
+#include "platform/kernel/WholeFile.h"
 
-#include <cerrno>
-#include <fstream>
+#include <sstream>
 
 namespace {
 
@@ -24,7 +24,10 @@ std::optional<NvItem> CCalvaneDoc::stampedCatalogItem(const std::string& stamp, 
     try {
         item = catalog_->getSupportedNvItem(std::string(kLoadedDateItem));
     } catch (const Calvane::Exception& failure) {
+        // The write goes on afterwards; while the user reads, nothing is busy.
+        userInterface_.endBusyCursor();
         showFailure(failure, failureCaption);
+        userInterface_.beginBusyCursor();
         return std::nullopt;
     }
     item->setData(stamp);
@@ -42,7 +45,7 @@ void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const std::string& 
 }
 
 void CCalvaneDoc::writeToPhone(const std::vector<NvItem>& items) {
-    catalog_->writeToPhone(comPort_, items, false, nullptr);
+    userInterface_.runWaiting([&] { catalog_->writeToPhone(comPort_, items, false, nullptr); });
 }
 
 void CCalvaneDoc::writeChangedToPhone() {
@@ -100,7 +103,8 @@ void CCalvaneDoc::writeListedToMoxFile() {
     fileName_ = properties->fileName;
     if (fileName_.empty())
         return;
-    runBusy([&] { chooseMoxWriteForm(*properties).write(*catalog_, fileName_, nvItems_); });
+    const MoxWriteForm form = chooseMoxWriteForm(*properties);
+    runBusy([&] { userInterface_.runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); });
 }
 
 void CCalvaneDoc::writeListedToText() {
@@ -108,17 +112,19 @@ void CCalvaneDoc::writeListedToText() {
         userInterface_.askFileToSave({"Save", "Text File ( *.txt )|*.txt|All Files ( *.* )|*.*||", "txt"});
     if (!path)
         return;
-    errno = 0;
-    std::ofstream file(*path, std::ios::binary | std::ios::trunc);
-    if (!file) {
-        userInterface_.showMessage("Couldn't open text file for writing " + std::to_string(errno), "Calvane",
-                                   MessageIcon::kExclamation);
+    kernel::WholeFileResult result;
+    const bool ran = runGuarded([&] {
+        userInterface_.runWaiting([&] {
+            std::ostringstream text;
+            items::writeTextExport(text, nvItems_);
+            result = kernel::writeWholeFile(*path, text.view());
+        });
+    });
+    if (!ran || result.succeeded())
         return;
-    }
-    items::writeTextExport(file, nvItems_);
-    file.close();
-    if (!file) {
-        userInterface_.showMessage("Couldn't write the whole text file " + *path + ": " + std::to_string(errno),
-                                   "Calvane", MessageIcon::kExclamation);
-    }
+    const std::string message =
+        result.openError != 0
+            ? "Couldn't open text file for writing " + std::to_string(result.openError)
+            : "Couldn't write the whole text file " + *path + ": " + std::to_string(result.writeError);
+    userInterface_.showMessage(message, "Calvane", MessageIcon::kExclamation);
 }

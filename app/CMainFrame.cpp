@@ -16,9 +16,9 @@
 #include <QScreen>
 #include <QSettings>
 #include <QStatusBar>
-#include <QTimer>
 #include <QToolBar>
 #include <cstdlib>
+#include <utility>
 
 namespace {
 
@@ -60,10 +60,12 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
     // What the panes show is compared and brought up to date whenever there is nothing else to do.
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
+    qApp->installEventFilter(this);
     refresh();
 }
 
 CMainFrame::~CMainFrame() {
+    qApp->removeEventFilter(this);
     disconnect(QAbstractEventDispatcher::instance(), nullptr, this, nullptr);
     disconnect(area_, nullptr, this, nullptr);
     qDeleteAll(frames());
@@ -149,6 +151,7 @@ void CMainFrame::makeToolbar() {
 void CMainFrame::makeStatusBar() {
     statusBar()->setMinimumHeight(kStatusBarHeight);
     auto* logo = new StatusPane(kLogoPaneId, "VELN LOGO", 119, this);
+    logo->setMinimumWidth(119);
     if (QFile::exists(":/calvane/logo"))
         logo->setPixmap(QIcon(":/calvane/logo").pixmap(QSize(119, 26), devicePixelRatioF()));
     filePane_ = new StatusPane(kFilePaneId, "MOX File", 500, this);
@@ -173,6 +176,7 @@ void CMainFrame::showMenus(bool forDocument) {
     documentMenus_ = forDocument;
     const auto old = menuBar()->findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly);
     menuBar()->clear();
+    menuBar()->setObjectName(forDocument ? "menu_136" : "menu_128");
     for (QMenu* menu : old)
         menu->deleteLater(); // this may run in one of its own actions
     for (const MenuInfo& info : forDocument ? documentMenus() : emptyMenus())
@@ -239,6 +243,8 @@ CSplitterFrame* CMainFrame::addDocument() {
     CSplitterFrame* frame = nullptr;
     try {
         frame = new CSplitterFrame(this, programDirectory_);
+    } catch (const CSplitterFrame::NotCreated&) {
+        return nullptr;
     } catch (const std::exception& failure) {
         showMessageBox(this, failure.what(), "Exception Thrown!!", MessageIcon::kError);
         return nullptr;
@@ -257,7 +263,9 @@ CSplitterFrame* CMainFrame::addDocument() {
 }
 
 CSplitterFrame* CMainFrame::activeFrame() const {
-    return qobject_cast<CSplitterFrame*>(area_->currentSubWindow());
+    // A window that was closed while it read is hidden until its read has ended, and takes no more commands.
+    auto* frame = qobject_cast<CSplitterFrame*>(area_->currentSubWindow());
+    return frame != nullptr && frame->isClosing() ? nullptr : frame;
 }
 
 QList<CSplitterFrame*> CMainFrame::frames() const {
@@ -267,6 +275,11 @@ QList<CSplitterFrame*> CMainFrame::frames() const {
 bool CMainFrame::isAnyBusy() const {
     const auto all = frames();
     return std::any_of(all.begin(), all.end(), [](const CSplitterFrame* frame) { return frame->isBusy(); });
+}
+
+bool CMainFrame::isAnyWaiting() const {
+    const auto all = frames();
+    return std::any_of(all.begin(), all.end(), [](const CSplitterFrame* frame) { return frame->isWaiting(); });
 }
 
 void CMainFrame::activated(QMdiSubWindow*) {
@@ -297,6 +310,14 @@ void CMainFrame::changeEvent(QEvent* event) {
         setWindowTitle(title_);
 }
 
+bool CMainFrame::eventFilter(QObject* watched, QEvent* event) {
+    // Asking for the locks costs a way to the display and back, so it is done only when they can have changed.
+    if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease ||
+        event->type() == QEvent::WindowActivate)
+        locksMayDiffer_ = true;
+    return QMainWindow::eventFilter(watched, event);
+}
+
 void CMainFrame::refresh() {
     CSplitterFrame* frame = activeFrame();
     if ((frame != nullptr) != documentMenus_)
@@ -308,10 +329,13 @@ void CMainFrame::refresh() {
     }
     filePane_->setEnabled(frame != nullptr);
     portPane_->setEnabled(frame != nullptr);
-    if (frame != nullptr) {
-        filePane_->setFullText(QString::fromStdString(frame->document().fileName()));
-        portPane_->setFullText(QString::fromStdString(frame->document().comPort()));
-    }
+    filePane_->setFullText(frame != nullptr ? QString::fromStdString(frame->document().fileName()) : QString());
+    portPane_->setFullText(frame != nullptr ? QString::fromStdString(frame->document().comPort()) : QString());
+    if (std::exchange(locksMayDiffer_, false))
+        showKeyboardLocks();
+}
+
+void CMainFrame::showKeyboardLocks() {
     const KeyboardLocks locks = keyboardLocks();
     capsPane_->setEnabled(locks.caps);
     numPane_->setEnabled(locks.num);
@@ -373,30 +397,42 @@ void CMainFrame::savePlaces() {
 }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
-    if (!closing_) {
-        savePlaces();
-        closing_ = true;
-    }
     event->ignore();
+    if (closing_ || isAnyWaiting())
+        return;
+    savePlaces();
+    closing_ = true;
     beginClosing();
 }
 
 void CMainFrame::beginClosing() {
     if (isAnyBusy()) {
         hide(); // the user is done; what is left needs no window
-        QTimer::singleShot(kReadEndLimitMs, this, [] {
-            qCritical("A read from the phone does not end; leaving without it.");
-            std::quick_exit(EXIT_FAILURE);
-        });
+        readEndTimer_.setSingleShot(true);
+        connect(&readEndTimer_, &QTimer::timeout, this, &CMainFrame::leaveHungRead);
+        readEndTimer_.start(kReadEndLimitMs);
     }
     for (CSplitterFrame* frame : frames())
         frame->closeWhenIdle();
     QMetaObject::invokeMethod(this, &CMainFrame::finishClosing, Qt::QueuedConnection);
 }
 
+void CMainFrame::leaveHungRead() {
+    qCritical("A read from the phone does not end; leaving without it.");
+    for (CSplitterFrame* frame : frames()) {
+        try {
+            frame->document().writeConfiguration();
+        } catch (const std::system_error& error) {
+            qCritical("%s", error.what());
+        }
+    }
+    std::quick_exit(EXIT_FAILURE);
+}
+
 void CMainFrame::finishClosing() {
     if (isAnyBusy())
         return;
+    readEndTimer_.stop();
     disconnect(area_, nullptr, this, nullptr);
     qDeleteAll(frames()); // the documents write their configuration; a failure shows its message over this window
     hide();

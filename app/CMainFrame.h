@@ -4,6 +4,7 @@
 
 #include <QMainWindow>
 #include <QPointer>
+#include <QTimer>
 #include <filesystem>
 #include <map>
 
@@ -50,6 +51,7 @@ signals:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void makeActions();
@@ -63,7 +65,10 @@ private:
     void showTitle(bool withDocument);
     QList<CSplitterFrame*> frames() const;
     bool isAnyBusy() const;
+    bool isAnyWaiting() const;
+    void showKeyboardLocks();
     void beginClosing();
+    void leaveHungRead();
     void finishClosing();
     void restorePlaces();
     void savePlaces();
@@ -83,4 +88,6 @@ private:
     bool documentMenus_ = false;
     bool started_ = false;
     bool closing_ = false;
+    bool locksMayDiffer_ = true;
+    QTimer readEndTimer_; ///< runs while the program is to end and a read has not
 };

@@ -5,6 +5,8 @@
 
 #include <QKeyEvent>
 #include <QVBoxLayout>
+#include <algorithm>
+#include <span>
 
 namespace {
 
@@ -98,15 +100,17 @@ void CNvItemList::search() {
         searchDialog_ = new CSearchDlg(this);
     if (searchDialog_->exec() != QDialog::Accepted)
         return;
-    const auto found = findItem(document_.nvItems(), searchDialog_->searchText());
-    if (found)
+    // An item appended since the last rebuild has no line that could be found.
+    const std::span<const NvItem> items(document_.nvItems());
+    const auto lines = std::min(items.size(), static_cast<std::size_t>(lines_->rowCount()));
+    if (const auto found = findItem(items.first(lines), searchDialog_->searchText())) {
+        emit aboutToSelect();
         selectLine(static_cast<int>(*found));
+    }
 }
 
 void CNvItemList::selectLine(int row) {
     const QModelIndex line = lines_->index(row, 0);
-    if (!line.isValid())
-        return; // appended since the last rebuild, so it has no line yet
     const bool selectedAlready = listBox_->selectionModel()->isSelected(line);
     listBox_->selectionModel()->setCurrentIndex(line, QItemSelectionModel::ClearAndSelect);
     listBox_->scrollTo(line);

@@ -47,6 +47,10 @@ public:
     /// Asks what to look for and selects the item that is found.
     void search();
 
+signals:
+    /// A search has found an item and is about to select it.
+    void aboutToSelect();
+
 private:
     void selectLine(int row);
     void selectionChanged();

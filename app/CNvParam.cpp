@@ -4,6 +4,7 @@
 #include "app/MessageBox.h"
 #include "app/SubFieldText.h"
 #include "app/dialogs/DialogTemplate.h"
+#include "app/dialogs/TemplateLayout.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -36,7 +37,6 @@ constexpr int kLabelRight = 1010;
 constexpr int kGapAboveRows = 20;
 constexpr int kRowHeight = 20;
 constexpr int kGapBetweenRows = 5;
-constexpr int kExtentBeyondRows = 40;
 
 /// Three parts of one colour and one of another.
 QColor mixed(const QColor& most, const QColor& rest) {
@@ -61,7 +61,10 @@ CNvParam::CNvParam(CCalvaneDoc& document, QWidget* parent)
     setWidget(form_);
     measureRows();
     connect(writeButton_, &QPushButton::clicked, this, &CNvParam::writeNv);
-    connect(hexBox_, &QCheckBox::clicked, this, &CNvParam::toggleHex);
+    connect(hexBox_, &QCheckBox::clicked, this, [this](bool checked) {
+        forgetRefusals();
+        toggleHex(checked);
+    });
     document_.addView(this);
 }
 
@@ -83,7 +86,7 @@ void CNvParam::measureRows() {
         rows_[i].edit->setPalette(editPalette_);
         placeRow(i);
     }
-    setScrollExtent(rowsBottom());
+    setScrollExtent();
 }
 
 void CNvParam::setWritingAllowed(bool allowed) {
@@ -114,18 +117,24 @@ void CNvParam::onUpdate() {
     if (const NvItem* item = document_.selectedItem())
         buildRows(*item);
     else
-        showRows(0);
+        showNothing();
+}
+
+void CNvParam::showNothing() {
+    horizontalScrollBar()->setValue(0);
+    verticalScrollBar()->setValue(0);
+    showRows(0);
+    setScrollExtent();
 }
 
 CNvParam::Row CNvParam::makeRow() {
     const int index = static_cast<int>(rows_.size());
-    Row row{new QLineEdit(form_), new QLabel(form_)};
+    // One line that scrolls sideways: no value needs a second one, and half a value is never hidden below the box.
+    Row row{new QLineEdit(form_), new QLabel(form_), {}};
     setControlId(row.edit, kFirstEditId + index);
     setControlId(row.label, kFirstLabelId + index);
     row.label->setTextFormat(Qt::PlainText);
     row.edit->setPalette(editPalette_);
-    connect(row.edit, &QLineEdit::textEdited, this,
-            [this, index] { rows_[static_cast<std::size_t>(index)].showsDate = false; });
     QWidget::setTabOrder(rows_.empty() ? hexBox_ : static_cast<QWidget*>(rows_.back().edit), row.edit);
     return row;
 }
@@ -139,7 +148,7 @@ void CNvParam::placeRow(std::size_t index) {
 
 int CNvParam::rowsBottom() const {
     const int top = writeButton_->geometry().bottom() + 1 + kGapAboveRows;
-    return top + std::max(shownRows_, 1) * (rowHeight_ + kGapBetweenRows);
+    return top + shownRows_ * (rowHeight_ + kGapBetweenRows) + rowHeight_;
 }
 
 void CNvParam::keepFocusInPane() {
@@ -172,7 +181,8 @@ void CNvParam::buildRows(const NvItem& item) {
     for (std::size_t i = 0; i < subItems.size(); ++i) {
         Row& row = rows_[i];
         const std::string shown = item.isTime() ? dateText(subItems[i].value) : subItems[i].value;
-        row.showsDate = shown != subItems[i].value;
+        row.date = shown != subItems[i].value ? QString::fromStdString(shown) : QString();
+        row.isNoHex = false;
         row.edit->setText(QString::fromStdString(shown));
         row.edit->setCursorPosition(0);
         row.edit->setEnabled(!isStamp && item.isWritable());
@@ -181,26 +191,24 @@ void CNvParam::buildRows(const NvItem& item) {
     }
     if (!subItems.empty())
         hexBox_->setEnabled(!isStamp);
-    setScrollExtent(rowsBottom() > viewport()->height() ? rowsBottom() : 0);
+    setScrollExtent();
     form_->setUpdatesEnabled(true);
     if (hexBox_->isChecked())
         toggleHex(true);
 }
 
-void CNvParam::setScrollExtent(int bottom) {
-    int right = form_->minimumWidth();
-    for (int i = 0; i < shownRows_; ++i) {
-        const QLabel* label = rows_[static_cast<std::size_t>(i)].label;
-        right = std::max(right, kLabelLeft + label->sizeHint().width() + kEditLeft);
-    }
-    form_->resize(std::min(right, kLabelRight), std::max(bottom, rowsBottom()));
+void CNvParam::setScrollExtent() {
+    int right = TemplateLayout::of(*form_)->naturalSize().width();
+    for (const Row& row : shownRows())
+        right = std::max(right, std::min(kLabelLeft + row.label->sizeHint().width() + kEditLeft, kLabelRight));
+    form_->resize(right, rowsBottom());
 }
 
 void CNvParam::resizeEvent(QResizeEvent* event) {
     QScrollArea::resizeEvent(event);
     horizontalScrollBar()->setValue(0);
     verticalScrollBar()->setValue(0);
-    setScrollExtent(shownRows_ * (rowHeight_ + kGapBetweenRows) + kExtentBeyondRows);
+    setScrollExtent();
 }
 
 bool CNvParam::event(QEvent* event) {
@@ -212,10 +220,10 @@ bool CNvParam::event(QEvent* event) {
 }
 
 void CNvParam::toggleHex(bool checked) {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(shownRows_); ++i) {
-        QLineEdit* edit = rows_[i].edit;
+    for (Row& row : shownRows()) {
+        QLineEdit* edit = row.edit;
         // A date is no number: its leading digits would be taken for the value.
-        if (edit->text().isEmpty() || rows_[i].showsDate)
+        if (edit->text().isEmpty() || edit->text() == row.date || row.isNoHex)
             continue;
         const std::string text = edit->text().toStdString();
         const bool modified = edit->isModified();
@@ -224,36 +232,42 @@ void CNvParam::toggleHex(bool checked) {
     }
 }
 
+void CNvParam::forgetRefusals() {
+    for (Row& row : shownRows())
+        row.isNoHex = false;
+}
+
 bool CNvParam::leaveHex() {
+    forgetRefusals();
     if (!hexBox_->isChecked())
         return false;
+    for (Row& row : shownRows())
+        row.isNoHex =
+            row.edit->isModified() && !row.edit->text().isEmpty() && !isHexNumber(row.edit->text().toStdString());
     hexBox_->setChecked(false);
     toggleHex(false);
     return true;
 }
 
 void CNvParam::returnToHex() {
+    forgetRefusals();
     hexBox_->setChecked(true);
     toggleHex(true);
 }
 
 bool CNvParam::isAnyRowModified() const {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(shownRows_); ++i) {
-        if (rows_[i].edit->isModified())
-            return true;
-    }
-    return false;
+    return std::ranges::any_of(shownRows(), [](const Row& row) { return row.edit->isModified(); });
 }
 
 CNvParam::Check CNvParam::checkRows() {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(shownRows_); ++i) {
-        const QString text = rows_[i].edit->text();
+    for (const Row& row : shownRows()) {
+        const QString text = row.edit->text();
         if (text.isEmpty()) {
-            showMessageBox(this, rows_[i].label->text() + " is empty. Fail to store data", "", MessageIcon::kNone);
+            showMessageBox(this, row.label->text() + " is empty. Fail to store data", "", MessageIcon::kNone);
             return Check::kEmpty;
         }
-        if (!isDecimalNumber(text.toStdString())) {
-            showMessageBox(this, rows_[i].label->text() + " is not a decimal number", "", MessageIcon::kNone);
+        if (row.isNoHex || !isDecimalNumber(text.toStdString())) {
+            showMessageBox(this, row.label->text() + " is not a decimal number", "", MessageIcon::kNone);
             return Check::kNotDecimal;
         }
     }
@@ -262,8 +276,8 @@ CNvParam::Check CNvParam::checkRows() {
 
 QString CNvParam::joinedRows() const {
     QStringList texts;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(shownRows_); ++i)
-        texts << rows_[i].edit->text();
+    for (const Row& row : shownRows())
+        texts << row.edit->text();
     return texts.join(',');
 }
 

@@ -3,6 +3,7 @@
 #include "app/CCalvaneDoc.h"
 
 #include <QScrollArea>
+#include <span>
 #include <vector>
 
 class QCheckBox;
@@ -39,23 +40,31 @@ private:
     struct Row {
         QLineEdit* edit;
         QLabel* label;
-        bool showsDate = false; ///< of the text that the program put there; typing ends it
+        QString date;         ///< the text of a date that the program put there; empty where it put none
+        bool isNoHex = false; ///< was typed as a hexadecimal number, which it isn't
     };
     enum class Check { kFits, kEmpty, kNotDecimal };
+
+    std::span<Row> shownRows() { return {rows_.data(), static_cast<std::size_t>(shownRows_)}; }
+    std::span<const Row> shownRows() const { return {rows_.data(), static_cast<std::size_t>(shownRows_)}; }
 
     void measureRows();
     Row makeRow();
     void placeRow(std::size_t index);
     void buildRows(const NvItem& item);
+    void showNothing();
     void showRows(std::size_t count);
     void keepFocusInPane();
-    void setScrollExtent(int bottom);
+    void setScrollExtent();
+    /// The pixel below the place where one more row would end.
     int rowsBottom() const;
 
     void toggleHex(bool checked);
-    /// Shows decimal; answers whether it was hexadecimal before.
+    /// Shows decimal; answers whether it was hexadecimal before. What was typed and is no hexadecimal number stays, to
+    /// be refused by checkRows().
     bool leaveHex();
     void returnToHex();
+    void forgetRefusals();
     bool isAnyRowModified() const;
     /// Checks the rows in order; shows a message for the first that does not fit.
     Check checkRows();

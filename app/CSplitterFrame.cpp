@@ -9,22 +9,22 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QMdiArea>
 #include <QSplitter>
-#include <stdexcept>
 
 namespace {
 
 constexpr int kPaneWidth = 300;
 constexpr const char* kHelpFileName = "CALVANE.HLP";
 
-/// Makes a part of the window; a failure is shown with `message` and thrown on.
+/// Makes a part of the window; a failure is shown with `message`.
 template <typename Make>
-auto makeOrReport(QWidget* owner, const char* message, Make make) {
+void makeOrReport(QWidget* owner, const char* message, Make make) {
     try {
-        return make();
+        make();
     } catch (const std::exception&) {
         showMessageBox(owner, message, "", MessageIcon::kNone);
-        throw std::runtime_error(message);
+        throw CSplitterFrame::NotCreated();
     }
 }
 
@@ -36,7 +36,12 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
       document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
-    makePanes();
+    try {
+        makePanes();
+    } catch (...) {
+        delete splitter_; // while the document that its panes look at is still there
+        throw;
+    }
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* to) { focusMoved(to); });
 }
 
@@ -47,7 +52,7 @@ CSplitterFrame::~CSplitterFrame() {
 }
 
 void CSplitterFrame::makePanes() {
-    splitter_ = makeOrReport(this, "Failed to create first static splitter", [this] { return new QSplitter(this); });
+    makeOrReport(this, "Failed to create first static splitter", [this] { splitter_ = new QSplitter(this); });
     splitter_->setObjectName("splitter");
     splitter_->setChildrenCollapsible(false);
     setWidget(splitter_);
@@ -56,8 +61,9 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(list_);
         editor_ = new CNvParam(*document_);
         splitter_->addWidget(editor_);
-        return true;
     });
+    // A line that a search selects is as good as clicked: what was typed into the editor goes to its item first.
+    connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
@@ -197,15 +203,23 @@ void CSplitterFrame::closeWhenIdle() {
     if (busy_) {
         document_->cancelRead();
         hide();
+        if (mdiArea() != nullptr)
+            mdiArea()->activateNextSubWindow();
+        emit stateChanged();
     } else {
         close();
     }
 }
 
+bool CSplitterFrame::isWaiting() const {
+    return userInterface_->isWaiting();
+}
+
 void CSplitterFrame::closeEvent(QCloseEvent* event) {
-    if (busy_) {
+    if (busy_ || isWaiting()) {
         event->ignore();
-        closeWhenIdle();
+        if (busy_ && !isWaiting())
+            closeWhenIdle();
         return;
     }
     QMdiSubWindow::closeEvent(event);

@@ -17,14 +17,21 @@ class QtUserInterface;
 class CSplitterFrame : public QMdiSubWindow {
     Q_OBJECT
 public:
-    /// Makes the document as well. Throws std::runtime_error, after a message, if a part of the window can't be made,
-    /// and what the catalog's constructor throws.
+    /// What is thrown when a part of the window can't be made; the user has been told.
+    struct NotCreated {};
+
+    /// Makes the document as well. Throws NotCreated, and what the catalog's constructor throws.
     CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory);
     ~CSplitterFrame() override;
 
     CCalvaneDoc& document() { return *document_; }
     /// Whether a read from the phone runs.
     bool isBusy() const { return busy_; }
+
+    /// Whether the window goes as soon as its read has ended.
+    bool isClosing() const { return closing_; }
+    /// Whether a command waits for a phone or a disk; the window can't be closed then.
+    bool isWaiting() const;
 
     void runCommand(CommandId command);
 

@@ -1,14 +1,19 @@
 #include "app/ConfigurationFile.h"
 
+#include "platform/kernel/RegularFile.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace {
 
 /// A name longer than this is no port's; the rest of such a line is not read.
 constexpr std::size_t kLongestLineBytes = 4096;
+/// Rests of longer names may follow the first line; a file of more bytes was made for something else.
+constexpr std::size_t kLongestPortFileBytes = 256;
 
 class OpenFile {
 public:
@@ -48,6 +53,17 @@ std::string firstLine(const std::filesystem::path& path, int flags) {
 }
 
 } // namespace
+
+bool looksLikePortFile(const std::filesystem::path& path) {
+    std::string text;
+    if (const int error = kernel::readRegularFile(path, kLongestPortFileBytes, text)) {
+        if (error == EFBIG)
+            return false;
+        throw std::system_error(error, std::generic_category(), path.string());
+    }
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return (c >= ' ' && c <= '~') || c == '\r' || c == '\n' || c == '\t'; });
+}
 
 std::string readConfiguredComPort(const std::filesystem::path& path) {
     return firstLine(path, O_RDWR | O_CREAT);

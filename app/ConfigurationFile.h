@@ -19,5 +19,8 @@ std::string readConfiguredComPort(const std::filesystem::path& path);
 /// The same from a file that the user has chosen, which must exist and is only read.
 std::string readComPortOf(const std::filesystem::path& path);
 
+/// Whether the file at `path` may be one of these: a short text. A file that holds anything else is not to be written.
+bool looksLikePortFile(const std::filesystem::path& path);
+
 /// Writes the name and a line feed at the start of the file; makes the file if there is none.
 void writeConfiguredComPort(const std::filesystem::path& path, const std::string& comPort);

@@ -14,11 +14,13 @@ namespace {
 /// Whether a lamp whose name ends in `lamp` shines on one of this machine's keyboards.
 bool lampShines(const std::string& lamp) {
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/sys/class/leds", error)) {
-        if (!entry.path().filename().string().ends_with(lamp))
+    // A keyboard may be unplugged on the way.
+    for (std::filesystem::directory_iterator lamps("/sys/class/leds", error), end; !error && lamps != end;
+         lamps.increment(error)) {
+        if (!lamps->path().filename().string().ends_with(lamp))
             continue;
         int brightness = 0;
-        if (std::ifstream(entry.path() / "brightness") >> brightness && brightness > 0)
+        if (std::ifstream(lamps->path() / "brightness") >> brightness && brightness > 0)
             return true;
     }
     return false;

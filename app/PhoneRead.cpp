@@ -28,8 +28,11 @@ PhoneReadResult PhoneRead::read() {
         result.cancelled = true;
     } catch (const std::exception& error) {
         // Besides the catalog's own failures those of the worker thread, and the end of memory: none may end the
-        // program.
-        result.failure = error.what();
+        // program. A read that nobody waits for any more has nothing to report.
+        if (cancelled_)
+            result.cancelled = true;
+        else
+            result.failure = error.what();
     }
     return result;
 }

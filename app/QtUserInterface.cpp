@@ -7,7 +7,11 @@
 #include "app/dialogs/FileDialog.h"
 
 #include <QApplication>
+#include <QEventLoop>
 #include <QWidget>
+#include <exception>
+#include <thread>
+#include <utility>
 
 namespace {
 
@@ -65,6 +69,25 @@ std::optional<std::vector<NvItem>> QtUserInterface::askCustomizedList(const std:
     if (dialog.exec() != QDialog::Accepted)
         return std::nullopt;
     return dialog.customizedItems();
+}
+
+void QtUserInterface::runWaiting(const std::function<void()>& work) {
+    std::exception_ptr failure; // written by the thread, read when it has ended
+    QEventLoop loop;
+    std::thread thread([&] {
+        try {
+            work();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+    });
+    const bool outer = std::exchange(waiting_, true);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    waiting_ = outer;
+    thread.join();
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 void QtUserInterface::beginBusyCursor() {

@@ -20,13 +20,18 @@ public:
     std::optional<std::string> askComPort(const std::vector<std::string>& portNames) override;
     std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>& available,
                                                          const std::vector<NvItem>& customized) override;
+    void runWaiting(const std::function<void()>& work) override;
     void beginBusyCursor() override;
     void endBusyCursor() override;
     void post(std::function<void()> work) override;
+
+    /// Whether runWaiting() runs: nothing that it may use is to be closed then.
+    bool isWaiting() const { return waiting_; }
 
 private:
     /// Over the main window; free of it once it is hidden.
     QWidget* owner() const;
 
     QWidget* mainWindow_;
+    bool waiting_ = false;
 };

@@ -2,8 +2,8 @@
 
 namespace {
 
-/// No pane needs to be wider than this to be of use.
-constexpr int kSmallestWidth = 120;
+/// What a pane can be squeezed to, and grow to where it was made for less. A port's name fits in it.
+constexpr int kSmallestWidth = 119;
 constexpr int kTextMargin = 12;
 
 } // namespace
@@ -24,8 +24,7 @@ void StatusPane::setFullText(const QString& text) {
     setToolTip(text);
     // A narrow pane grows with a text that would else be a few letters; a wide one shortens it.
     const int needed = fontMetrics().horizontalAdvance(text) + kTextMargin;
-    currentWidth_ =
-        widthPixels_ < kSmallestWidth ? std::max(widthPixels_, std::min(needed, kSmallestWidth)) : widthPixels_;
+    currentWidth_ = std::max(widthPixels_, std::min(needed, kSmallestWidth));
     setMaximumWidth(currentWidth_);
     updateGeometry();
     showText();

@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
-constexpr std::size_t kPartDigits = 8; // of a hexadecimal number that is read in two parts
+constexpr std::string_view kBlanks = " \t\n\v\f\r"; // a cell of a spreadsheet comes with its line end
+constexpr std::size_t kPartDigits = 8;              // of a hexadecimal number that is read in two parts
 
 struct TypeLabel {
     std::string_view typeName;
@@ -77,7 +77,9 @@ std::string typeLabel(const std::string& typeName) {
 
 std::string dateText(const std::string& value) {
     std::int64_t seconds = 0;
-    const std::string_view digits = withoutLeadingBlanks(value);
+    std::string_view digits = withoutLeadingBlanks(value);
+    if (digits.starts_with('+'))
+        digits.remove_prefix(1);
     if (std::from_chars(digits.data(), digits.data() + digits.size(), seconds).ec != std::errc{})
         return value;
     const std::time_t time = seconds;
@@ -101,6 +103,20 @@ std::string decimalFromHex(std::string_view text) {
     const std::uint64_t high =
         lowDigits < 16 ? std::uint64_t{leadingHex(text.substr(0, kPartDigits))} << 4 * lowDigits : 0;
     return std::to_string(static_cast<std::int64_t>(high + leadingHex(text.substr(kPartDigits))));
+}
+
+bool isHexNumber(std::string_view text) {
+    // In longer texts a blank would count as a digit's place.
+    if (text.size() <= kPartDigits) {
+        text = withoutLeadingBlanks(text);
+        text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
+    }
+    if (text.size() > 2 * kPartDigits)
+        return false;
+    if (text.starts_with("0x") || text.starts_with("0X"))
+        text.remove_prefix(2);
+    const auto isHexDigit = [](char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); };
+    return !text.empty() && std::all_of(text.begin(), text.end(), isHexDigit);
 }
 
 bool isDecimalNumber(std::string_view text) {

@@ -21,5 +21,9 @@ std::string hexFromDecimal(std::string_view text);
 /// digit; "0x" may lead.
 std::string decimalFromHex(std::string_view text);
 
+/// Whether decimalFromHex() takes all of `text` for what it says: at most 16 characters, hexadecimal digits with or
+/// without "0x" before them; among at most 8, also with blanks around them.
+bool isHexNumber(std::string_view text);
+
 /// Whether `text` is a sign or none and decimal digits, with blanks around them or not.
 bool isDecimalNumber(std::string_view text);

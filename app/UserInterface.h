@@ -33,7 +33,7 @@ struct FileProperties {
 
 /// All that a document asks of the windows around it. The windows implement it with real dialogs, tests with a script.
 ///
-/// The questions are modal and belong to the user-interface thread; only post() may be called from any thread. A
+/// All belongs to the user-interface thread, and the questions are modal; only post() may be called from any thread. A
 /// question without an answer (the user cancelled) is nullopt. The object outlives the document that uses it.
 class UserInterface {
 public:
@@ -51,6 +51,11 @@ public:
     /// Lets the user build a list out of `available`, starting from `customized`; answers the list built.
     virtual std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>& available,
                                                                  const std::vector<NvItem>& customized) = 0;
+
+    /// Runs `work`, which waits for a phone or a disk, on a thread of its own and returns when it is done. Meanwhile
+    /// the windows paint, but take neither keys nor clicks, so what the caller owns is `work`'s alone. Throws what it
+    /// throws, and std::system_error if there is no thread to be had.
+    virtual void runWaiting(const std::function<void()>& work) = 0;
 
     /// The busy cursor is shown while more have begun than ended.
     virtual void beginBusyCursor() = 0;

@@ -30,10 +30,15 @@ int main(int argc, char** argv) {
     parser.addPositionalArgument("file", "A file whose first line names the port of the phone.", "[file]");
     parser.process(app);
 
-    const std::filesystem::path programDirectory = kernel::programDirectory();
-    const auto service = startService(programDirectory);
-    const bool started = app.initInstance(programDirectory, parser.positionalArguments().value(0));
-    const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
-    app.end(); // while the service that its sessions use is still there
-    return status;
+    try {
+        const std::filesystem::path programDirectory = kernel::programDirectory();
+        const auto service = startService(programDirectory);
+        const bool started = app.initInstance(programDirectory, parser.positionalArguments().value(0));
+        const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
+        app.end(); // while the service that its sessions use is still there
+        return status;
+    } catch (const std::exception& failure) {
+        qCritical("%s", failure.what());
+        return EXIT_FAILURE;
+    }
 }

@@ -52,6 +52,18 @@ public:
         customizedOffered = list;
         return customized;
     }
+    void runWaiting(const std::function<void()>& work) override {
+        std::exception_ptr failure;
+        std::thread([&] {
+            try {
+                work();
+            } catch (...) {
+                failure = std::current_exception();
+            }
+        }).join();
+        if (failure)
+            std::rethrow_exception(failure);
+    }
     void beginBusyCursor() override { ++busyDepth; }
     void endBusyCursor() override { --busyDepth; }
     void post(std::function<void()> work) override {

@@ -184,6 +184,14 @@ TEST_F(Document, OpensAPortFileAndSavesItBack) {
     EXPECT_EQ(document->comPort(), "COM9");
     EXPECT_TRUE(document->saveDocument());
     EXPECT_EQ(contents("bench.port"), "COM9\nnote");
+    const std::string foreign = std::string("COM9\n\xD0\xCF\x11", 8);
+    for (const std::string& content : {foreign, "COM9\n" + std::string(300, 'x')}) {
+        write("foreign", content);
+        EXPECT_TRUE(document->openDocument(folder / "foreign"));
+        EXPECT_FALSE(document->saveDocument());
+        EXPECT_EQ(contents("foreign"), content) << "it is no port file, and stays";
+    }
+    ui.messages.clear();
     EXPECT_FALSE(document->openDocument(folder / "missing.port"));
     EXPECT_EQ(ui.messages.size(), 1u);
     EXPECT_FALSE(std::filesystem::exists(folder / "missing.port"));

@@ -131,6 +131,7 @@ TEST_F(DocumentWrites, TextFilesHoldTheListedItems) {
     ui.fileToSave = (folder / "out.txt").string();
     document->writeListedToText();
     EXPECT_EQ(contents("out.txt"), "NV_ZETA\r\n5, -2, \r\n\r\n");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 3) << "nothing else is left behind";
     EXPECT_EQ(ui.lastQuestion.title, "Save");
     EXPECT_EQ(ui.lastQuestion.filters, "Text File ( *.txt )|*.txt|All Files ( *.* )|*.*||");
     EXPECT_EQ(document->fileName(), "");

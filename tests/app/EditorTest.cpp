@@ -137,6 +137,39 @@ TEST_F(Editor, StoresHexadecimalBitForBit) {
     EXPECT_EQ(texts()[0], "4294967295");
 }
 
+TEST_F(Editor, WhatIsNoHexadecimalNumberIsNotStoredAsAnother) {
+    begin();
+    for (const char* typed : {"1g", "-5", "zz", "12345678901234567"}) {
+        SCOPED_TRACE(typed);
+        clickLine(1);
+        hexBox().setChecked(false);
+        clickHex();
+        type(0, typed);
+        messages.clear();
+        expectMessage();
+        run(CommandId::WriteChangedToPhone);
+        EXPECT_EQ(onlyMessage(), ": < unsigned 1 byte  >  a is not a decimal number");
+        EXPECT_FALSE(hexBox().isChecked());
+        EXPECT_TRUE(doc().changedItems().empty());
+    }
+    type(0, "9");
+    clickLine(0);
+    EXPECT_EQ(values(1), Texts{"9"}) << "the next text is taken for what it is";
+}
+
+TEST_F(Editor, ASearchStoresWhatWasTyped) {
+    begin();
+    type(0, "8");
+    whenAsked([](QWidget* dialog) {
+        QTest::keyClicks(dialog->focusWidget(), "2");
+        QTest::keyClick(dialog, Qt::Key_Return);
+    });
+    run(CommandId::Search);
+    EXPECT_EQ(doc().selectedIndex(), 1);
+    EXPECT_EQ(values(0)[0], "8");
+    EXPECT_EQ(doc().changedItems(), std::set<std::size_t>{0});
+}
+
 TEST_F(Editor, ADateIsNotTakenForANumber) {
     begin();
     clickLine(4);
@@ -145,6 +178,12 @@ TEST_F(Editor, ADateIsNotTakenForANumber) {
     EXPECT_EQ(texts(), dates);
     clickHex();
     EXPECT_EQ(texts(), dates);
+    type(0, "1");
+    QTest::keyClick(&edit(0), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(texts(), dates);
+    clickHex();
+    EXPECT_EQ(texts(), dates) << "undone, it is a date again";
+    clickHex();
     type(0, "1000");
     expectMessage();
     clickLine(1);

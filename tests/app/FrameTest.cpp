@@ -158,6 +158,11 @@ TEST_F(Frame, PanesShowPortAndFileOfTheDocument) {
     write("other.port", "COM6\n");
     ASSERT_TRUE(app().openDocument(QString::fromStdString((folder / "other.port").string())));
     EXPECT_EQ(pane(101)->fullText(), "COM6") << "the active document's";
+    frame().close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return pane(101)->fullText() == "COM5"; }));
+    frame().close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return pane(101)->fullText().isEmpty(); })) << "no document, no port";
+    run(CommandId::New);
     const auto* splitter = frame().findChild<QSplitter*>("splitter");
     EXPECT_NEAR(splitter->sizes()[0], 300, 2);
 }
@@ -170,6 +175,7 @@ TEST_F(Frame, RemembersTheLastFourFiles) {
     }
     expectMessage();
     EXPECT_FALSE(app().openDocument("missing"));
+    EXPECT_EQ(messages.size(), 1u);
     QStringList names;
     for (const QString& path : QSettings().value("recent/files").toStringList())
         names << path.section('/', -1);
@@ -201,6 +207,43 @@ TEST_F(Frame, ClosesCleanlyWhileAReadRuns) {
     EXPECT_FALSE(closed);
     ASSERT_TRUE(QTest::qWaitFor([&] { return closed; }, 10000));
     EXPECT_EQ(contents("CalvaneConfig.ini"), "COM1\n");
+}
+
+TEST_F(Frame, ClosesCleanlyWhenThePhoneLeavesMeanwhile) {
+    plugIn();
+    start();
+    doc().setActiveEditor("null");
+    tessra::FaultRule vanish;
+    vanish.delayMs = 300;
+    vanish.kind = tessra::FaultKind::vanish;
+    service->port("COM1").faults().add(vanish);
+    run(CommandId::ReadFromPhone);
+    bool closed = false;
+    QObject::connect(&window(), &CMainFrame::closed, &window(), [&] { closed = true; });
+    expectMessage();
+    window().close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return closed; }, 10000));
+    EXPECT_TRUE(messages.empty()) << onlyMessage();
+    EXPECT_EQ(contents("CalvaneConfig.ini"), "COM1\n");
+}
+
+TEST_F(Frame, GoesOnPaintingWhileTheResetWaitsForThePhone) {
+    plugIn();
+    start();
+    readPhone();
+    int ticks = 0;
+    bool closing = false;
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, &window(), [&] {
+        closing = closing || window().close();
+        ++ticks;
+    });
+    timer.start(5);
+    run(CommandId::ResetPhone);
+    timer.stop();
+    EXPECT_GE(ticks, 3) << "the phone stays away for 60 ms";
+    EXPECT_FALSE(closing) << "what the command uses must stay";
+    EXPECT_TRUE(window().isVisible());
 }
 
 TEST_F(Frame, ListsManyItems) {

@@ -1,5 +1,6 @@
 // A working day of the person who calibrates phones, from the first read to the next morning.
 
+#include "app/StatusPane.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QComboBox>
@@ -13,6 +14,15 @@ void press(QWidget* dialog, int buttonId) {
     auto* button = dialog->findChild<QPushButton*>("ctl_" + QString::number(buttonId));
     ASSERT_NE(button, nullptr);
     QTest::mouseClick(button, Qt::LeftButton);
+}
+
+/// Types the name into a file dialog.
+void chooseFile(QWidget* modal, const QString& name) {
+    ASSERT_NE(qobject_cast<QFileDialog*>(modal), nullptr);
+    auto* edit = modal->findChild<QLineEdit*>("fileNameEdit");
+    edit->setText(name); // typed, it would open the list of completions
+    edit->setFocus();
+    QTest::keyClick(edit, Qt::Key_Return);
 }
 
 TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
@@ -38,6 +48,33 @@ TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
     EXPECT_EQ(written(3)[0].second, (std::vector<int>{0x1F, 0xFE, 0xFF}));
     clickHex();
 
+    // What was written goes into a calibration file as well, and comes back from it.
+    const QString mox = QString::fromStdString((folder / "bench.mox").string());
+    whenAsked([mox](QWidget* dialog) {
+        const std::pair<int, QString> fields[] = {{1003, mox}, {1004, "70"},  {1005, "123456789"},  {1006, "1"},
+                                                  {1007, "2"}, {1008, "7.1"}, {1009, "Working day"}};
+        for (const auto& [id, typed] : fields) {
+            auto* field = dialog->findChild<QLineEdit*>("ctl_" + QString::number(id));
+            field->setFocus();
+            field->selectAll();
+            QTest::keyClicks(field, typed);
+        }
+        QTest::keyClick(dialog->focusWidget(), Qt::Key_Return);
+    });
+    run(CommandId::WriteListedToMox);
+    EXPECT_EQ(doc().fileName(), mox.toStdString());
+    const std::string record("\x15\xCD\x5B\x07\x46\x00\x01\x02\x03\x00"
+                             "7.1\x0B\x00Working day",
+                             26);
+    EXPECT_NE(contents("bench.mox").find(record), std::string::npos) << "the phone's properties";
+    run(CommandId::ReadSupportedItems);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return doc().fileName().empty(); }));
+    whenAsked([mox](QWidget* dialog) { chooseFile(dialog, mox); });
+    run(CommandId::ReadFromMox);
+    EXPECT_EQ(numbersOf(doc().nvItems()), (std::vector<int>{10, 20, 40}));
+    EXPECT_EQ(doc().nvItems()[0].getSubItems()[0].value, "31");
+    EXPECT_EQ(window().findChild<StatusPane*>("pane_102")->fullText(), mox);
+
     // The list for the afternoon: the first two supported items.
     whenAsked([](QWidget* dialog) {
         auto* available = dialog->findChild<QListView*>("ctl_1012");
@@ -54,16 +91,12 @@ TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
 
     const QString text = QString::fromStdString((folder / "listing").string());
     whenAsked([text](QWidget* modal) {
-        auto* dialog = qobject_cast<QFileDialog*>(modal);
-        ASSERT_NE(dialog, nullptr);
-        EXPECT_EQ(dialog->windowTitle(), "Save");
-        dialog->findChild<QLineEdit*>("fileNameEdit")->setText(text);
-        dialog->findChild<QLineEdit*>("fileNameEdit")->setFocus();
-        QTest::keyClick(dialog->findChild<QLineEdit*>("fileNameEdit"), Qt::Key_Return);
+        EXPECT_EQ(modal->windowTitle(), "Save");
+        chooseFile(modal, text);
     });
     run(CommandId::WriteListedToText);
-    EXPECT_EQ(contents("listing.txt"), "NV_ALPHA\r\n7, \r\n\r\nNV_ZETA\r\n5, -2, \r\n\r\n")
-        << "items taken anew have the catalog's values, as they were read";
+    EXPECT_EQ(contents("listing.txt"), "NV_ALPHA\r\n7, \r\n\r\nNV_ZETA\r\n31, -2, \r\n\r\n")
+        << "items taken anew have the catalog's values, as the file had them";
 
     refuse(20, 3);
     expectMessage();

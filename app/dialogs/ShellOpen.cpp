@@ -36,6 +36,11 @@ public:
         setWindowFlag(Qt::Window);
         setAttribute(Qt::WA_DeleteOnClose);
         setOpenExternalLinks(true);
+        QPalette colors = palette();
+        if (colors.color(QPalette::Base).lightness() < 128 && colors.color(QPalette::Link).lightness() < 160) {
+            colors.setColor(QPalette::Link, colors.color(QPalette::Link).lighter(250)); // dark blue on black
+            setPalette(colors);
+        }
         setHtml(QString::fromUtf8(content));
         setWindowTitle(documentTitle());
         const int em = fontMetrics().height();

@@ -81,7 +81,7 @@ public:
                                std::uint8_t nvMinorVersion, const std::string softwareVersion,
                                const std::string clientName);
     /// These two first remove from an existing file the items whose numbers no element of `nvItems` has, writable or
-    /// not. (Also where the write then fails.)
+    /// not. Without a writable item they leave the file alone and throw.
     virtual void createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems,
                                unsigned short phoneModelId);
     virtual void createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems);

@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace {
@@ -101,7 +102,10 @@ void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem
                             unsigned short phoneModelId) {
     onFile(kCreateListedPrefix, [&] {
         file_->cleanUp();
-        if (fileExists(fileName)) {
+        // Without anything to write the file object refuses, and what the file holds must not be gone by then.
+        const bool writesAny =
+            std::any_of(nvItems.begin(), nvItems.end(), [](const NvItem& item) { return item.isWritable(); });
+        if (writesAny && fileExists(fileName)) {
             pruneFile(fileName, nvItems);
             file_->cleanUp();
         }

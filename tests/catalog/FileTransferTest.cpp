@@ -166,6 +166,10 @@ TEST_F(FileTransfer, EachFormWritesItsItemsItsModelAndItsRecord) {
         const std::string fresh = (folder / "fresh.mox").string();
         EXPECT_EQ(refusalOf([&] { form.write(catalog, fresh, {item(3, 1)}); }), form.prefix + kNoItems);
         EXPECT_FALSE(std::filesystem::exists(fresh));
+        for (const std::vector<NvItem>& none : {std::vector<NvItem>{}, {item(3, 1)}}) {
+            EXPECT_EQ(refusalOf([&] { form.write(catalog, path, none); }), form.prefix + kNoItems);
+            EXPECT_EQ(content(), form.updated) << "nothing is removed before a write that can't be";
+        }
     }
     EXPECT_EQ(catalog.getSupportedNvItem(static_cast<unsigned short>(2)).getData()[0], 0)
         << "a write changes no item of the catalog";

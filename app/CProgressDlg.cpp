@@ -17,6 +17,7 @@ constexpr std::array<DialogControl, 2> kControls{{
 }};
 constexpr DialogTemplate kTemplate{137, "Reading NV From Phone", 294, 66, kControls};
 
+constexpr int kPaintIntervalMs = 33;
 /// The window's own message: a line has been added.
 constexpr auto kLineAdded = static_cast<QEvent::Type>(QEvent::User + 1);
 
@@ -24,6 +25,11 @@ constexpr auto kLineAdded = static_cast<QEvent::Type>(QEvent::User + 1);
 
 CProgressDlg::CProgressDlg(QWidget* mainWindow) : TemplateDialog(kTemplate, mainWindow) {
     setModal(false);
+    paintTimer_.setSingleShot(true);
+    connect(&paintTimer_, &QTimer::timeout, this, [this] {
+        setUpdatesEnabled(true);
+        repaint(); // at once: the next line would take a mere request back
+    });
     setAttribute(Qt::WA_ShowWithoutActivating); // the user may go on in the main window
 }
 
@@ -41,6 +47,10 @@ void CProgressDlg::showOldestLine() {
     const auto line = lines_.takeOldest();
     if (!line)
         return;
+    // Painting takes longer than the phone needs for an item, so it is done as often as eyes can follow.
+    setUpdatesEnabled(false);
+    if (!paintTimer_.isActive())
+        paintTimer_.start(kPaintIntervalMs);
     const ProgressLine progress = parseProgressLine(*line);
     auto& bar = item<QProgressBar>(kBarId);
     if (bar.maximum() != progress.total)

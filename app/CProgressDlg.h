@@ -3,6 +3,8 @@
 #include "app/ProgressLines.h"
 #include "app/dialogs/DialogTemplate.h"
 
+#include <QTimer>
+
 /// The window that shows how far a read from the phone has come: each line in its edit box, its numbers in the bar.
 ///
 /// Modeless; owned by the document window, and above the main window. addLine() may be called from any thread and never
@@ -21,5 +23,6 @@ protected:
 private:
     void showOldestLine();
 
+    QTimer paintTimer_; ///< runs while something that has come is not painted
     ProgressQueue lines_;
 };

@@ -7,6 +7,7 @@
 #include <QWheelEvent>
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <utility>
 
 namespace {
@@ -46,31 +47,34 @@ private:
     DialogListBox* list_;
 };
 
-/// The width of the widest line of `model`, 0 without lines. Shaping a text takes some microseconds, so a line is only
-/// measured when the sum of its characters' advances says that it may be the widest.
+/// The width of the widest line of `model`, 0 without lines. Shaping a text takes some microseconds, so the line is
+/// found by the sum of its characters' advances, and it alone is measured. (Kerning may make another line wider by less
+/// than the room that lists leave behind their lines.)
 int widestLine(const QAbstractItemModel& model, const QFontMetrics& metrics) {
-    std::array<int, 128> advances{};
+    const QFontMetricsF exact(metrics);
+    std::array<qreal, 128> advances{};
     for (std::size_t c = ' '; c < advances.size(); ++c) {
-        advances[c] = metrics.horizontalAdvance(QChar(static_cast<ushort>(c))) + 1;
+        advances[c] = exact.horizontalAdvance(QChar(static_cast<ushort>(c)));
     }
-    const int tab = metrics.horizontalAdvance(QLatin1Char('x')) * 8;
-    const int other = metrics.maxWidth();
-    int widest = 0;
+    const qreal tab = exact.horizontalAdvance(QLatin1Char('x')) * 8;
+    qreal widest = 0;
+    QString widestText;
     for (int row = 0; row < model.rowCount(); ++row) {
         const QString text = model.index(row, 0).data().toString();
-        int bound = 0;
+        qreal width = 0;
         for (const QChar c : text) {
             if (c == QLatin1Char('\t')) {
-                bound = (bound / tab + 1) * tab;
+                width = (std::floor(width / tab) + 1) * tab;
             } else {
-                bound += c.unicode() < advances.size() ? advances[c.unicode()] : other;
+                width += c.unicode() < advances.size() ? advances[c.unicode()] : exact.horizontalAdvance(c);
             }
         }
-        if (bound > widest) {
-            widest = std::max(widest, metrics.size(Qt::TextExpandTabs, text).width());
+        if (width > widest) {
+            widest = width;
+            widestText = text;
         }
     }
-    return widest;
+    return metrics.size(Qt::TextExpandTabs, widestText).width();
 }
 
 } // namespace

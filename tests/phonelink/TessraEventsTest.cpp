@@ -153,9 +153,11 @@ TEST_F(SessionEvents, QueuedEventsAllArriveInOrderWithTheirValues) {
     std::uint32_t length = sizeof answer;
     session->sendSync(1, &version, length, answer, 1000);
     gate.open();
-    ASSERT_TRUE(listener.hears(4));
-    EXPECT_EQ(listener.heard(), (std::vector<std::string>{"2 1 1 1 COM1", "1 1 1 2 COM1", "3 1 4 3 COM1",
-                                                          "4 1 0 4 " + std::string(answer, answer + length)}));
+    ASSERT_TRUE(listener.hears(5));
+    const std::string offline("\x29\x04\0", 3);
+    EXPECT_EQ(listener.heard(),
+              (std::vector<std::string>{"2 1 1 1 COM1", "1 1 1 2 COM1", "4 1 41 3 " + offline, "3 1 4 4 COM1",
+                                        "4 1 0 5 " + std::string(answer, answer + length)}));
 }
 
 TEST_F(SessionEvents, FiltersAndThrowersDecideForTheirOwnListenerAlone) {

@@ -7,6 +7,7 @@
 #include "tessra/Interfaces.h"
 
 #include <algorithm>
+#include <exception>
 #include <string_view>
 
 namespace {
@@ -89,11 +90,18 @@ void CClientRegisterHelper::exchange(bool registering, std::uint16_t& handle) co
     com::ComPtr<tessra::IClientRegistry> registry;
     com::throwIfFailed(created.query(registry));
     com::throwIfFailed(registry->setInterfaceVersion(tessra::kInterfaceVersion));
-    if (!registering) {
-        registry->unregisterClient(handle);
-        return;
+    const auto log = [registering](const std::string& what) {
+        kernel::logError(std::string("CClientRegisterHelper::RegisterToggle - The service did not ") +
+                         (registering ? "register" : "unregister") + " this program: " + what);
+    };
+    // From here on nothing is reported: the list has been reached.
+    try {
+        com::throwIfFailed(registering
+                               ? registry->registerClient(clientName_, machineName_, kernel::processId(), 1, handle)
+                               : registry->unregisterClient(handle));
+    } catch (const std::exception& error) {
+        log(error.what());
+    } catch (...) {
+        log("unknown exception");
     }
-    std::uint16_t given = kNoHandle;
-    const com::Status status = registry->registerClient(clientName_, machineName_, kernel::processId(), 1, given);
-    handle = com::succeeded(status) ? given : kNoHandle;
 }

@@ -13,7 +13,7 @@
 /// service, and what it has registered when it is destroyed stays registered.
 class CClientRegisterHelper {
 public:
-    /// A handle that stands for "not registered with the service": its task was not running, or it refused.
+    /// A handle that stands for "not registered with the service", as its task was not running.
     static constexpr std::uint16_t kNoHandle = 0xFFFF;
 
     /// A name that is null or empty becomes "Unknown Client Name".
@@ -33,7 +33,7 @@ public:
     /// The one exchange with the service's list of clients: registers, writing `handle`, or unregisters `handle`. For
     /// this computer (backslashes before its name do not matter) without a task window of the service, nothing is asked
     /// and `handle` becomes kNoHandle. Answers the failure of reaching the list; what the list itself answers is not
-    /// reported, but a registration that it refuses leaves kNoHandle.
+    /// reported, but a failure is logged. A registration that it refuses leaves in `handle` what it gave all the same.
     com::Status RegisterToggle(const char* machineName, bool registering, std::uint16_t& handle);
 
 private:

@@ -184,19 +184,25 @@ void ComThreadManager::serve() {
 }
 
 void ComThreadManager::runPending() {
-    while (const std::shared_ptr<Item> item = takePending()) {
+    std::shared_ptr<Item> next;
+    {
+        const std::lock_guard lock(pendingLock_);
+        next = takePendingLocked();
+    }
+    while (const std::shared_ptr<Item> item = std::exchange(next, nullptr)) {
         item->failure = run(item->work);
         {
             const std::lock_guard lock(pendingLock_);
             item->hasRun = true;
             std::erase(abandoned_, item);
+            // Now and not after `done`, when the caller may be about to queue its next item under the same lock.
+            next = takePendingLocked();
         }
         item->done.set();
     }
 }
 
-std::shared_ptr<ComThreadManager::Item> ComThreadManager::takePending() {
-    const std::lock_guard lock(pendingLock_);
+std::shared_ptr<ComThreadManager::Item> ComThreadManager::takePendingLocked() {
     if (pending_.empty())
         return nullptr;
     std::shared_ptr<Item> item = std::move(pending_.front());

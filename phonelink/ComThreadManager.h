@@ -143,7 +143,7 @@ private:
     static std::optional<std::string> run(Work& work);
     void serve();
     void runPending();
-    std::shared_ptr<Item> takePending();
+    std::shared_ptr<Item> takePendingLocked();
     bool hasAbandonedWork();
     void requestStop();
 

@@ -1,5 +1,6 @@
 #include "phonelink/ServerLink.h"
 
+#include "phonelink/ServerErrorText.h"
 #include "platform/kernel/Trace.h"
 
 #include <exception>
@@ -47,6 +48,23 @@ void ServerLink::releaseServer() {
     phoneConnection.reset();
     port.reset();
     serverConnection.reset();
+}
+
+std::optional<std::string> ServerLink::endSubscription() {
+    try {
+        eventSubscription.end();
+        return std::nullopt;
+    } catch (const com::ComError& error) {
+        return "TessraServer::disconnectFromTessraEvents - " + serverErrorText(error);
+    } catch (...) {
+        return "TessraServer::disconnectFromTessraEvents - Unable to disconnect from the Tessra Server Events";
+    }
+}
+
+void ServerLink::endSubscriptionAlone() {
+    if (const auto failure = endSubscription()) {
+        kernel::logError(*failure);
+    }
 }
 
 com::ComPtr<tessra::IServer> ServerLink::server() const {

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// All that one session holds of the phone service. Made by the session and touched on the COM worker thread alone.
@@ -23,6 +24,12 @@ public:
     /// Lets go of everything: the phone and its events, the agent, the server. Failures are dropped, since there is
     /// nobody left to tell; that of the agent's release is logged. Leaves the link as it was when it was made.
     void releaseServer();
+
+    /// Ends the subscription to the phone's events, if one stands. What a session should report of a failure; nothing
+    /// is heard from now on all the same.
+    std::optional<std::string> endSubscription();
+    /// The same for a caller that may give up waiting: a failure is logged.
+    void endSubscriptionAlone();
 
     /// The server's root object; com::ComError with com::kPointer where none is attached.
     com::ComPtr<tessra::IServer> server() const;

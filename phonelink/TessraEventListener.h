@@ -5,9 +5,10 @@
 /// Hears the events of the phone that a session is attached to; see TessraServer::addEventListener. The six values are
 /// those of tessra::IEventSink::onEvent, and `data` is valid during the call only.
 ///
-/// Called on the session's notifier thread, one call at a time. It may use the session's other members, but it must
-/// neither add nor remove listeners of that session, nor destroy it. What it throws is logged, and the others still
-/// hear.
+/// Called on the session's notifier thread, one call at a time. It may use the session's other members, but not add or
+/// remove listeners of that session, itself included, which is refused with an exception; and it must not destroy the
+/// session. Who removes a listener, destroys the session, or changes its port in vain waits for the call that is under
+/// way: a listener must not wait for that thread. What it throws is logged, and the others still hear.
 class TessraEventListener {
 public:
     virtual ~TessraEventListener() = default;

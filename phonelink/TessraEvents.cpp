@@ -1,5 +1,7 @@
 #include "phonelink/TessraEvents.h"
 
+#include "phonelink/ComThreadManager.h"
+#include "phonelink/ServerLink.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Trace.h"
 #include "platform/window/PumpingWait.h"
@@ -29,6 +31,10 @@ private:
 } // namespace
 
 TessraEvents::TessraEvents(TessraServer& session) : session_(session) {}
+
+TessraEvents::~TessraEvents() {
+    joinNotifier();
+}
 
 com::Status TessraEvents::queryInterface(const com::InterfaceId& id, void** out) {
     if (out == nullptr) {
@@ -64,6 +70,7 @@ com::Status TessraEvents::onEvent(std::uint32_t dataLength, const std::uint8_t* 
 
 void TessraEvents::addEventListener(TessraEventListener* listener, TessraEventFilter* filter) {
     assert(listener != nullptr);
+    refuseOwnThreads("addEventListener");
     const std::lock_guard control(controlLock_);
     startNotifier();
     const std::lock_guard guard(listenerLock_);
@@ -71,6 +78,7 @@ void TessraEvents::addEventListener(TessraEventListener* listener, TessraEventFi
 }
 
 void TessraEvents::removeEventListener(TessraEventListener* listener) {
+    refuseOwnThreads("removeEventListener");
     const std::lock_guard guard(listenerLock_);
     const auto isWanted = [listener](const Registration& each) { return each.listener == listener; };
     const auto found = std::find_if(listeners_.begin(), listeners_.end(), isWanted);
@@ -95,9 +103,14 @@ void TessraEvents::awaitEnd() {
     if (notifierId_.load() == kernel::currentThreadId()) {
         return;
     }
-    const std::lock_guard control(controlLock_);
-    if (!running_) {
-        joinNotifier();
+    std::unique_lock guard(endLock_);
+    notifierEnded_.wait(guard, [this] { return lastEnded_ >= lastStopped_; });
+}
+
+void TessraEvents::refuseOwnThreads(const char* member) const {
+    if (notifierId_.load() == kernel::currentThreadId() || session_.isOnWorker()) {
+        throw TessraServer::Exception(std::string("TessraEvents::") + member +
+                                      " - Neither a listener nor the COM worker can do this.");
     }
 }
 
@@ -139,6 +152,10 @@ void TessraEvents::stopOnWorker() {
 
 void TessraEvents::requestQuit() {
     running_ = false;
+    {
+        const std::lock_guard guard(endLock_);
+        lastStopped_ = lastStarted_;
+    }
     setAccepting(false);
     quit_.set();
     queued_.set();
@@ -154,6 +171,10 @@ void TessraEvents::setAccepting(bool accepting) {
 
 void TessraEvents::notifyListeners() {
     notifierId_ = kernel::currentThreadId();
+    {
+        const std::lock_guard guard(endLock_);
+        ++lastStarted_;
+    }
     if (subscribe()) {
         started_.set();
         for (;;) {
@@ -168,6 +189,9 @@ void TessraEvents::notifyListeners() {
         unsubscribe();
     }
     started_.set();
+    const std::lock_guard guard(endLock_);
+    lastEnded_ = lastStarted_;
+    notifierEnded_.notify_all();
 }
 
 /// Whether the session is subscribed; otherwise startFailure_ says why not.
@@ -199,7 +223,11 @@ void TessraEvents::unsubscribe() {
     }
     try {
         const kernel::MutexLock sessionLock(session_.sessionLock_);
-        session_.runOnWorker(&TessraServer::disconnectFromTessraEvents);
+        // The link's own member, as the session may be gone before a service that hangs has let go.
+        session_.manager_.executeFunction(session_.link_, &ServerLink::endSubscriptionAlone,
+                                          TessraServer::kTeardownTimeoutMs);
+    } catch (const ComThreadManager::TimeoutException&) {
+        kernel::logError("TessraEvents::notifyListeners - The service does not answer; its events end later.");
     } catch (const std::exception& error) {
         kernel::logError(error.what());
     }

@@ -8,6 +8,8 @@
 #include "tessra/Interfaces.h"
 
 #include <atomic>
+#include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -40,16 +42,17 @@ public:
     com::Status onEvent(std::uint32_t dataLength, const std::uint8_t* data, std::uint32_t first, std::uint32_t second,
                         std::uint16_t third, std::uint32_t fourth) override;
 
-    virtual ~TessraEvents() = default;
+    virtual ~TessraEvents();
 
-    /// The operations on listeners may come from any thread but the worker and the notifier.
+    /// The operations on listeners may come from any thread but the worker and the notifier, that is, from no listener
+    /// or filter: there they throw TessraServer::Exception and change nothing, as they would wait for themselves.
 
     /// Appends `listener`, not null, with its `filter`, null for every event; both stay the caller's. Starts the
     /// notifier if none runs: where the session can't subscribe, TessraServer::Exception says why and nothing is added.
     virtual void addEventListener(TessraEventListener* listener, TessraEventFilter* filter);
 
     /// Removes the first registration of `listener`; an unknown one is ignored. No call to it through that registration
-    /// is under way on return.
+    /// is under way on return; so a listener must not wait for the thread that removes one.
     virtual void removeEventListener(TessraEventListener* listener);
 
     /// Ends the subscription and the notifier, and drops the events that are not yet delivered; does nothing where no
@@ -61,8 +64,8 @@ public:
     /// the worker. awaitEnd() is the first half then.
     virtual void stop();
 
-    /// Waits until a notifier that was told to stop has ended. Returns at once on the notifier's own thread. Must not
-    /// be called by a holder of the session's lock.
+    /// Waits until each notifier that was told to stop has ended, and for nothing else. Returns at once on the
+    /// notifier's own thread. Must not be called by a holder of the session's lock.
     void awaitEnd();
 
 private:
@@ -71,6 +74,7 @@ private:
         TessraEventFilter* filter;
     };
 
+    void refuseOwnThreads(const char* member) const;
     /// Both for holders of the control lock.
     void startNotifier();
     void joinNotifier();
@@ -86,6 +90,13 @@ private:
     void deliver(const ServerEventRecord& event);
 
     TessraServer& session_; // used by the notifier, and by the session's own calls, alone
+
+    std::mutex endLock_; // guards the next four; taken last of all locks
+    std::condition_variable notifierEnded_;
+    // The notifiers of this object are counted: the latest that has started, been told to stop, and ended.
+    std::uint64_t lastStarted_ = 0;
+    std::uint64_t lastStopped_ = 0;
+    std::uint64_t lastEnded_ = 0;
 
     std::mutex controlLock_;                   // held by who starts the notifier or waits for its end
     std::unique_ptr<kernel::Thread> notifier_; // guarded by controlLock_

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr std::uint32_t kTeardownTimeoutMs = 10000;
-
 std::string invalidPortText(const std::string& comPort) {
     return comPort + " is an invalid COM port.  Please choose a different COM port.";
 }
@@ -121,7 +119,8 @@ TessraServer::AttachLock::AttachLock(TessraServer& session) : session_(session) 
 
 TessraServer::AttachLock::~AttachLock() {
     session_.sessionLock_.release();
-    if (!session_.isOnWorker()) {
+    const bool hasFailed = std::uncaught_exceptions() > exceptions_;
+    if (hasFailed && !session_.isOnWorker()) {
         session_.events_->awaitEnd();
     }
 }

@@ -53,8 +53,9 @@ public:
     /// `clientName` is the name by which the service knows this program. Throws TessraServer::Exception where the
     /// system gives no lock or no worker thread.
     explicit TessraServer(std::string clientName);
-    /// Ends the event notifier, so that no listener is called any more. Then lets go of the service, waiting for it 10
-    /// s at most; what takes longer is finished by the worker later on. Not to be called by a listener.
+    /// Ends the event notifier, so that no listener is called any more, and then lets go of the service. Waits for a
+    /// listener that is being called, without limit, and for the service 10 s at most in each of these two steps; what
+    /// takes longer is finished by the worker later on. Not to be called by a listener.
     ~TessraServer() override;
     TessraServer(const TessraServer&) = delete;
     TessraServer& operator=(const TessraServer&) = delete;
@@ -141,6 +142,9 @@ protected:
 private:
     friend class TessraEvents;
 
+    // How long the end of a session waits for one step of the service.
+    static constexpr std::uint32_t kTeardownTimeoutMs = 10000;
+
     using Member = void (TessraServer::*)();
     using MemberWithArgument = void (TessraServer::*)(std::uintptr_t);
 
@@ -166,6 +170,7 @@ private:
 
     private:
         TessraServer& session_;
+        const int exceptions_ = std::uncaught_exceptions();
     };
 
     bool isOnWorker() const;

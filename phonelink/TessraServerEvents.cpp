@@ -24,9 +24,9 @@ void TessraServer::connectToTessraEvents() {
 }
 
 void TessraServer::disconnectFromTessraEvents() {
-    recordingFailures("TessraServer::disconnectFromTessraEvents - ",
-                      "TessraServer::disconnectFromTessraEvents - Unable to disconnect from the Tessra Server Events",
-                      [this] { link_->eventSubscription.end(); });
+    if (auto failure = link_->endSubscription()) {
+        recordFailure(std::move(*failure));
+    }
 }
 
 void TessraServer::unsubscribeFromEvents() {

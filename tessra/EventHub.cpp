@@ -16,6 +16,33 @@ struct EventHub::Event {
     std::vector<std::uint8_t> data;
 };
 
+/// One event on its way to one subscriber.
+struct EventHub::Delivery {
+    Delivery(std::shared_ptr<Subscription> target, std::shared_ptr<const Event> what)
+        : subscription(std::move(target)), event(std::move(what)) {
+        ++subscription->onTheWay;
+    }
+    ~Delivery() { --subscription->onTheWay; }
+    Delivery(const Delivery&) = delete;
+    Delivery& operator=(const Delivery&) = delete;
+
+    /// Posts it to the subscriber's apartment.
+    static void send(const std::shared_ptr<Delivery>& delivery) {
+        Subscription& target = *delivery->subscription;
+        const auto hear = [delivery] { deliver(*delivery->subscription, *delivery->event); };
+        try {
+            if (com::failed(com::callInApartment(target.home, hear))) {
+                target.homeless = true;
+            }
+        } catch (const std::exception&) {
+            kernel::logError("Tessra: an event is lost, as there is no memory for it.");
+        }
+    }
+
+    const std::shared_ptr<Subscription> subscription;
+    const std::shared_ptr<const Event> event;
+};
+
 EventHub::Subscription::Subscription(std::uint32_t cookieValue, ClientId owner, const ComPtr<IEventSink>& target)
     : cookie(cookieValue), client(owner), home(com::currentApartment()), sink(target.get()) {
     sink->addRef();
@@ -64,16 +91,34 @@ void EventHub::silence() {
     }
 }
 
-void EventHub::fire(EventKind kind, std::uint16_t port, std::uint16_t third, std::span<const std::uint8_t> data) {
+void EventHub::fire(EventKind kind, std::uint16_t port, std::uint16_t third,
+                    std::span<const std::uint8_t> data) noexcept {
     ++lastEvent_;
+    std::erase_if(subscriptions_, [](const auto& each) { return each->homeless.load(); });
     if (subscriptions_.empty()) {
         return;
     }
-    const auto event = std::make_shared<const Event>(
-        Event{kind, port, third, lastEvent_, std::vector<std::uint8_t>(data.begin(), data.end())});
-    std::erase_if(subscriptions_, [&](const auto& each) {
-        return com::failed(com::callInApartment(each->home, [each, event] { deliver(*each, *event); }));
-    });
+    try {
+        const auto event = std::make_shared<const Event>(
+            Event{kind, port, third, lastEvent_, std::vector<std::uint8_t>(data.begin(), data.end())});
+        for (const auto& subscription : subscriptions_) {
+            if (hasRoom(*subscription)) {
+                auto delivery = std::make_shared<Delivery>(subscription, event);
+                thread_->post([delivery = std::move(delivery)] { Delivery::send(delivery); });
+            }
+        }
+    } catch (const std::exception&) {
+        kernel::logError("Tessra: an event is lost, as there is no memory for it.");
+    }
+}
+
+bool EventHub::hasRoom(Subscription& subscription) {
+    const std::uint32_t onTheWay = subscription.onTheWay;
+    if (onTheWay >= kMostOnTheWay && !std::exchange(subscription.isBehind, true)) {
+        kernel::logError("Tessra: a subscriber does not hear its events in time and misses some.");
+    }
+    subscription.isBehind = subscription.isBehind && onTheWay > kMostOnTheWay / 2;
+    return onTheWay < kMostOnTheWay;
 }
 
 void EventHub::giveBack(const Ended& ended) {

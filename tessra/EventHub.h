@@ -1,12 +1,14 @@
 #pragma once
 
 #include "platform/com/Apartment.h"
+#include "tessra/EventThread.h"
 #include "tessra/Interfaces.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace tessra {
@@ -15,10 +17,18 @@ namespace tessra {
 using ClientId = std::uint64_t;
 
 /// The subscribers to one port's events. The owner guards it: one call at a time.
+///
+/// An event travels over the service's event thread into the queues of its subscribers' apartments. A subscriber that
+/// does not come to hear them has kMostOnTheWay there at most; what happens beyond that it misses, which the counter of
+/// the next event that it hears shows.
 class EventHub {
     struct Subscription;
 
 public:
+    static constexpr std::uint32_t kMostOnTheWay = 4096;
+
+    explicit EventHub(std::shared_ptr<EventThread> thread) : thread_(std::move(thread)) {}
+
     /// Subscriptions that have ended, whose sinks are still to be given back.
     using Ended = std::vector<std::shared_ptr<Subscription>>;
 
@@ -38,8 +48,9 @@ public:
     void silence();
 
     bool empty() const { return subscriptions_.empty(); }
-    /// Posts an event to each subscriber's apartment. A subscriber whose apartment is gone is dropped.
-    void fire(EventKind kind, std::uint16_t port, std::uint16_t third, std::span<const std::uint8_t> data);
+    /// Sends an event on its way. A subscriber whose apartment is gone is dropped, at the next event at the latest.
+    /// What goes wrong is logged: it is not the fault of the call in which the event happened.
+    void fire(EventKind kind, std::uint16_t port, std::uint16_t third, std::span<const std::uint8_t> data) noexcept;
 
 private:
     struct Subscription {
@@ -47,6 +58,9 @@ private:
         ClientId client;
         com::ApartmentId home;
         std::atomic<bool> active{true};
+        std::atomic<bool> homeless{false};      // its apartment is gone
+        std::atomic<std::uint32_t> onTheWay{0}; // events that it has not heard yet
+        bool isBehind = false;                  // and it misses some; the owner's
         // A counted reference, used and given back in its home alone. One whose home is gone is never given back: the
         // sink may be gone as well.
         IEventSink* sink;
@@ -55,9 +69,12 @@ private:
         void releaseSink();
     };
     struct Event;
+    struct Delivery;
 
+    static bool hasRoom(Subscription& subscription);
     static void deliver(Subscription& subscription, const Event& event);
 
+    const std::shared_ptr<EventThread> thread_;
     std::uint32_t lastCookie_ = 0;
     std::uint32_t lastEvent_ = 0;
     std::vector<std::shared_ptr<Subscription>> subscriptions_;

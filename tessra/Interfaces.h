@@ -73,9 +73,18 @@ struct PhoneDescription {
     std::string serialNumber;
 };
 
-/// Receives a phone's events, in the apartment of the client that subscribed. The meaning of the values: `first` the
-/// kind of event (EventKind), `second` the port's number, `third` the phone's mode or the packet's command code,
-/// `fourth` a counter of the port's events; `data` is the packet of an exchange, otherwise the port's name.
+/// Receives a phone's events, in the apartment of the client that subscribed, in the order in which they happened. The
+/// six values:
+///   first                  second       third                    fourth                 data
+///   1 phoneAppeared        the port's   the phone's mode         counts this port's     the port's name
+///   2 phoneLeft            number       the mode it was in       events, from 1, heard  the port's name
+///   3 modeChanged                       the phone's new mode     or not: a gap shows    the port's name
+///   4 packetExchanged                   the request's command    events not heard       the answer
+/// A packet is exchanged when the phone has answered one of a client's, or one that the service sent for a client's
+/// changeMode(), sendCode() or describePhone(). The answer is the whole packet as the client got it, without the
+/// request; one to the service programming code that is more than a verdict is cut to its first byte, as it may repeat
+/// the code. What a serial line asks by itself to know whether there is a phone is no event. A client that does not
+/// dispatch its messages misses what happens beyond some thousand events.
 class IEventSink : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d01, 0xa7c3194e08d25f31};

@@ -48,6 +48,16 @@ bool refusedByFault(const Strike& strike, std::span<const std::uint8_t> request,
     return true;
 }
 
+bool hasCommand(std::span<const std::uint8_t> packet, Command command) {
+    return !packet.empty() && packet[0] == static_cast<std::uint8_t>(command);
+}
+
+// What others may know of an answer. One to the service programming code that is more than a verdict may repeat it.
+std::span<const std::uint8_t> toldOf(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
+    const bool isSecret = hasCommand(request, Command::accessCode) && answer.size() > kAccessCodeAnswerBytes;
+    return isSecret ? answer.first(1) : answer;
+}
+
 std::shared_ptr<PhoneLink> makeLink(const PortConfig& config) {
     if (!config.line.device.empty()) {
         return std::make_shared<SerialLine>(config.name, config.line, config.present);
@@ -57,9 +67,9 @@ std::shared_ptr<PhoneLink> makeLink(const PortConfig& config) {
 
 } // namespace
 
-Port::Port(const PortConfig& config, std::function<void()> wakeWatch)
-    : name_(config.name), number_(config.number), wakeWatch_(std::move(wakeWatch)),
-      gate_(FaultScope::port, config.faults), link_(makeLink(config)) {
+Port::Port(const PortConfig& config, std::shared_ptr<EventThread> thread)
+    : name_(config.name), number_(config.number), thread_(std::move(thread)), gate_(FaultScope::port, config.faults),
+      link_(makeLink(config)), events_(thread_) {
     seen_ = link_->look();
     link_->start([this] {
         const std::lock_guard guard(lock_);
@@ -151,8 +161,7 @@ Status Port::send(ClientId client, std::span<const std::uint8_t> request, std::u
     std::shared_ptr<PhoneLink> link;
     {
         const std::lock_guard guard(lock_);
-        PhoneView view;
-        if (status = mayTalkLocked(client, view); com::failed(status)) {
+        if (status = mayTalkLocked(client); com::failed(status)) {
             return status;
         }
         logLocked(request);
@@ -165,7 +174,7 @@ Status Port::send(ClientId client, std::span<const std::uint8_t> request, std::u
         }
     }
     distort(strike, answer);
-    afterExchange(request, answer);
+    noteAnswer(request, answer);
     if (!answer.empty() && isBadPacketCode(answer[0])) {
         return refuse(kBadPhoneResponse, "The phone refused the packet with code " + std::to_string(answer[0]) + ".");
     }
@@ -183,9 +192,8 @@ Status Port::changeMode(ClientId client, std::uint16_t mode) {
     }
     {
         const std::lock_guard guard(lock_);
-        PhoneView view;
         // A phone in its loader can still be reset.
-        if (const Status status = mayTalkLocked(client, view); com::failed(status) && status != kBadPhoneMode) {
+        if (const Status status = mayTalkLocked(client); com::failed(status) && status != kBadPhoneMode) {
             return status;
         }
     }
@@ -250,8 +258,7 @@ Status Port::sendCode(ClientId client, const std::string& code) {
     }
     {
         const std::lock_guard guard(lock_);
-        PhoneView view;
-        if (const Status status = mayTalkLocked(client, view); com::failed(status)) {
+        if (const Status status = mayTalkLocked(client); com::failed(status)) {
             return status;
         }
     }
@@ -281,8 +288,8 @@ Status Port::subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uin
             return ended();
         }
         cookie = events_.subscribe(client, sink);
+        thread_->wake();
     }
-    wakeWatch();
     return com::kOk;
 }
 
@@ -348,7 +355,6 @@ Status Port::setMode(PhoneMode mode) {
         const std::lock_guard guard(lock_);
         lookLocked();
     }
-    wakeWatch();
     return !answer.empty() && answer[0] == request[0] ? com::kOk : kDifferentMode;
 }
 
@@ -387,13 +393,6 @@ void Port::awaitFirstView() {
     }
 }
 
-// After what may have made the phone change by itself later on, or made somebody care.
-void Port::wakeWatch() {
-    if (wakeWatch_) {
-        wakeWatch_();
-    }
-}
-
 // Looks at the phone, and tells the subscribers of what has changed since the last look.
 PhoneView Port::lookLocked() {
     const PhoneView before = seen_;
@@ -412,11 +411,11 @@ PhoneView Port::lookLocked() {
 }
 
 // Whether packets of `client` may go to the phone.
-Status Port::mayTalkLocked(ClientId client, PhoneView& view) {
+Status Port::mayTalkLocked(ClientId client) {
     if (!link_) {
         return ended();
     }
-    view = lookLocked();
+    const PhoneView view = lookLocked();
     if (locker_ != 0 && locker_ != client) {
         return refuse(kLockedForExclusiveUse, "Another client has locked the phone.");
     }
@@ -441,8 +440,7 @@ Status Port::ask(std::span<const std::uint8_t> request, std::vector<std::uint8_t
     }
     const Status status = link ? link->exchange(request, kOwnTimeoutMs, answer) : com::kDisconnected;
     if (com::succeeded(status)) {
-        const std::lock_guard guard(lock_);
-        ++answered_;
+        noteAnswer(request, answer);
     }
     return status;
 }
@@ -462,14 +460,14 @@ void Port::fireNamedLocked(EventKind kind, PhoneMode mode) {
     events_.fire(kind, number_, static_cast<std::uint16_t>(mode), {name, name_.size()});
 }
 
-void Port::afterExchange(std::span<const std::uint8_t> request, const std::vector<std::uint8_t>& answer) {
-    {
-        const std::lock_guard guard(lock_);
-        ++answered_;
-        events_.fire(EventKind::packetExchanged, number_, request.empty() ? std::uint16_t{0} : request[0], answer);
-    }
-    if (!request.empty() && request[0] == static_cast<std::uint8_t>(Command::changeMode)) {
-        wakeWatch();
+void Port::noteAnswer(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
+    const std::lock_guard guard(lock_);
+    ++answered_;
+    events_.fire(EventKind::packetExchanged, number_, request.empty() ? std::uint16_t{0} : request[0],
+                 toldOf(request, answer));
+    // The phone may be about to leave.
+    if (hasCommand(request, Command::changeMode) && !events_.empty()) {
+        thread_->wake();
     }
 }
 

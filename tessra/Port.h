@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tessra/EventHub.h"
+#include "tessra/EventThread.h"
 #include "tessra/Faults.h"
 #include "tessra/PhoneLink.h"
 #include "tessra/ServiceConfig.h"
@@ -8,7 +9,6 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -22,8 +22,8 @@ namespace tessra {
 /// it ends; clients' objects keep it alive, closed. Any thread may call any method.
 class Port {
 public:
-    /// `wakeWatch` sees to it that somebody calls watch() now; it is called with no lock held.
-    explicit Port(const PortConfig& config, std::function<void()> wakeWatch = {});
+    /// `thread` carries the events, and calls watch() when it is woken.
+    Port(const PortConfig& config, std::shared_ptr<EventThread> thread);
     ~Port() { close(); }
     /// From now on every call of a client answers com::kDisconnected, and the phone with its memory is let go.
     void close();
@@ -72,22 +72,20 @@ private:
         std::array<std::uint8_t, kMaxPacketBytes> bytes;
         std::size_t length;
     };
-    using Guard = std::unique_lock<std::mutex>;
 
     Status enter(Call call, Strike& strike, std::optional<std::uint16_t> item = std::nullopt,
                  std::uint32_t timeoutMs = 0);
     void awaitFirstView();
-    void wakeWatch();
     PhoneView lookLocked();
-    Status mayTalkLocked(ClientId client, PhoneView& view);
+    Status mayTalkLocked(ClientId client);
     Status ask(std::span<const std::uint8_t> request, std::vector<std::uint8_t>& answer);
     void logLocked(std::span<const std::uint8_t> packet);
     void fireNamedLocked(EventKind kind, PhoneMode mode);
-    void afterExchange(std::span<const std::uint8_t> request, const std::vector<std::uint8_t>& answer);
+    void noteAnswer(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer);
 
     const std::string name_;
     const std::uint16_t number_;
-    const std::function<void()> wakeWatch_;
+    const std::shared_ptr<EventThread> thread_;
     FaultGate gate_;
 
     mutable std::mutex lock_;         // guards all that follows; never held during an exchange with the phone

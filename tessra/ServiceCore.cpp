@@ -20,14 +20,14 @@ std::uint16_t freeHandle(const Container& used) {
 
 ServiceCore::ServiceCore(const ServiceConfig& config) : gate_(FaultScope::service, config.faults) {
     for (const PortConfig& port : config.ports) {
-        ports_.push_back(std::make_shared<Port>(port, [watch = watch_] { watch->wake(); }));
-        watch_->add(ports_.back());
+        ports_.push_back(std::make_shared<Port>(port, events_));
+        events_->add(ports_.back());
     }
 }
 
 void ServiceCore::close() {
     gate_.close();
-    watch_->close();
+    events_->close();
     for (const auto& port : ports_) {
         port->close();
     }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "tessra/EventThread.h"
 #include "tessra/Faults.h"
-#include "tessra/PhoneWatch.h"
 #include "tessra/Port.h"
 #include "tessra/ServiceConfig.h"
 
@@ -49,7 +49,7 @@ public:
 private:
     FaultGate gate_;
     std::vector<std::shared_ptr<Port>> ports_; // constant
-    const std::shared_ptr<PhoneWatch> watch_ = std::make_shared<PhoneWatch>();
+    const std::shared_ptr<EventThread> events_ = std::make_shared<EventThread>();
     mutable std::mutex lock_; // guards all that follows
     std::set<std::uint16_t> agents_;
     std::map<std::uint16_t, RegisteredClient> clients_;

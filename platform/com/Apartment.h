@@ -32,7 +32,6 @@ protected:
 
     /// kOk in the object's own apartment, kNotInitialized on a thread that is in none, kWrongThread in another.
     Status checkApartment() const;
-    ApartmentId homeApartment() const { return home_; }
 
 private:
     ApartmentId home_;

@@ -20,9 +20,14 @@ public:
     DispatcherLock& operator=(const DispatcherLock&) = delete;
 
     void wakeLater(std::shared_ptr<Waiter> waiter);
+    /// For a wait, which wakes nobody: between the two the lock is free.
+    void letGo();
+    void takeAgain();
     std::unique_lock<std::mutex>& held() { return lock_; }
 
 private:
+    static void wake(Waiter& waiter);
+
     std::unique_lock<std::mutex> lock_;
     // The last of the threads to wake; those before it, if any, have been woken already.
     std::shared_ptr<Waiter> toWake_;

@@ -1,20 +1,13 @@
 #pragma once
 
-#include "platform/kernel/Waitable.h"
+#include "platform/kernel/Event.h"
 
 namespace kernel {
 
-/// An event that lets every wait through from `set` until `reset`. Created not signalled.
-class ManualResetEvent : public Waitable {
-public:
-    void set();
-    void reset();
-
+/// An event that lets every wait through from `set` until `reset`.
+class ManualResetEvent : public Event {
 private:
-    bool isSignalledFor(ThreadId thread) const override;
-    void take(ThreadId thread) override;
-
-    bool signalled_ = false; // guarded by the dispatcher lock
+    void take(ThreadId) override {}
 };
 
 } // namespace kernel

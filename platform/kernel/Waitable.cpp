@@ -1,6 +1,7 @@
 #include "platform/kernel/Waitable.h"
 
 #include "platform/kernel/DispatcherLock.h"
+#include "platform/kernel/Spin.h"
 
 #include <array>
 #include <atomic>
@@ -15,6 +16,8 @@ namespace {
 
 constexpr std::size_t kNotSatisfied = static_cast<std::size_t>(-1);
 constexpr std::size_t kMostObjects = 8;
+// The dispatcher lock is held for less time than so many tries take, unless its holder has lost its processor.
+constexpr int kTriesBeforeSleep = 40;
 
 constinit std::mutex dispatcherMutex;
 std::atomic<std::uint32_t> creationsUntilFailure{0};
@@ -28,6 +31,10 @@ struct Waiter {
     const ThreadId thread = currentThreadId();
     // Index of the object that ended the wait. Guarded by the dispatcher lock.
     std::size_t satisfiedBy = kNotSatisfied;
+    // A hint for the thread while it spins: satisfiedBy is worth a look. Set once the dispatcher lock is free again;
+    // one that belongs to the wait before only ends the spinning early.
+    std::atomic<bool> wakeHint{false};
+    SpinPatience patience; // the thread's own
 };
 
 /// A waiter's place in one object's list; lives on the waiting thread's stack. Guarded by the dispatcher lock.
@@ -57,9 +64,14 @@ std::shared_ptr<Waiter> ownWaiter() {
     return own.waiter;
 }
 
-/// Sleeps until the waiter is satisfied or the time is up, letting go of the dispatcher lock meanwhile.
-void sleepUntilSatisfied(Waiter& waiter, DispatcherLock& lock, std::uint32_t timeoutMs) {
+/// Waits until the waiter is satisfied or the time is up, letting go of the dispatcher lock meanwhile: spins at first
+/// where that promises to be enough, and then sleeps.
+void waitUntilSatisfied(Waiter& waiter, DispatcherLock& lock, std::uint32_t timeoutMs) {
     const auto satisfied = [&waiter] { return waiter.satisfiedBy != kNotSatisfied; };
+    waiter.wakeHint.store(false, std::memory_order_relaxed);
+    lock.letGo();
+    waiter.patience.spin(waiter.wakeHint);
+    lock.takeAgain();
     if (timeoutMs == kInfinite)
         waiter.wake.wait(lock.held(), satisfied);
     else
@@ -68,17 +80,37 @@ void sleepUntilSatisfied(Waiter& waiter, DispatcherLock& lock, std::uint32_t tim
 
 } // namespace
 
-DispatcherLock::DispatcherLock() : lock_(dispatcherMutex) {}
+DispatcherLock::DispatcherLock() : lock_(dispatcherMutex, std::defer_lock) {
+    takeAgain();
+}
 
 DispatcherLock::~DispatcherLock() {
     lock_.unlock();
     if (toWake_)
-        toWake_->wake.notify_one();
+        wake(*toWake_);
+}
+
+void DispatcherLock::letGo() {
+    lock_.unlock();
+}
+
+void DispatcherLock::takeAgain() {
+    for (int tries = canSpin() ? kTriesBeforeSleep : 0; tries > 0; --tries) {
+        if (lock_.try_lock())
+            return;
+        pauseProcessor();
+    }
+    lock_.lock();
+}
+
+void DispatcherLock::wake(Waiter& waiter) {
+    waiter.wakeHint.store(true, std::memory_order_release);
+    waiter.wake.notify_one();
 }
 
 void DispatcherLock::wakeLater(std::shared_ptr<Waiter> waiter) {
     if (toWake_)
-        toWake_->wake.notify_one();
+        wake(*toWake_);
     toWake_ = std::move(waiter);
 }
 
@@ -152,7 +184,7 @@ std::optional<std::size_t> waitForAny(std::span<Waitable* const> objects, std::u
         nodes[i].index = i;
         objects[i]->link(nodes[i]);
     }
-    sleepUntilSatisfied(*waiter, lock, timeoutMs);
+    waitUntilSatisfied(*waiter, lock, timeoutMs);
     for (std::size_t i = 0; i < objects.size(); ++i)
         objects[i]->unlink(nodes[i]);
     if (waiter->satisfiedBy == kNotSatisfied)

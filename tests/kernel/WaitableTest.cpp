@@ -1,12 +1,14 @@
 #include "platform/kernel/AutoResetEvent.h"
 #include "platform/kernel/ManualResetEvent.h"
 #include "platform/kernel/Mutex.h"
+#include "platform/kernel/Spin.h"
 #include "platform/kernel/Thread.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -140,6 +142,25 @@ TEST(WaitForAnyTest, LosesNoSignalOfEitherObject) {
         ASSERT_EQ(kernel::waitForAny(both, kPatienceMs), static_cast<std::size_t>(round % 2)) << round;
         answer.set();
     }
+}
+
+TEST(SpinPatienceTest, SpinsForWhatComesAtOnceAndSoonNoMoreForWhatDoesNot) {
+    if (!kernel::canSpin())
+        GTEST_SKIP() << "one processor alone";
+    using kernel::SpinPatience;
+    SpinPatience patience;
+    std::atomic<bool> flag{false};
+    constexpr int kWaits = 50 * (SpinPatience::kMostSkipped + 1);
+    const std::clock_t start = std::clock();
+    for (int wait = 0; wait < kWaits; ++wait)
+        ASSERT_FALSE(patience.spin(flag));
+    const double spentUs = double(std::clock() - start) * 1e6 / CLOCKS_PER_SEC;
+    EXPECT_LT(spentUs, kWaits * SpinPatience::kSpinUs / 8.0) << "long waits burn the processor";
+    flag = true;
+    std::uint32_t skipped = 0;
+    while (!patience.spin(flag))
+        ASSERT_LE(++skipped, SpinPatience::kMostSkipped) << "never tried again";
+    EXPECT_TRUE(patience.spin(flag)) << "not trusted again after one success";
 }
 
 TEST(WaitableTest, MayBeDestroyedAsSoonAsItsWaitReturns) {

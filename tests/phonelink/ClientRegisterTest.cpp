@@ -90,18 +90,16 @@ TEST_F(ClientRegister, WithoutATaskWindowThisComputerIsCountedButNotContacted) {
     }
 }
 
-TEST_F(ClientRegister, AServiceThatFailsIsTriedAgain) {
+TEST_F(ClientRegister, AServiceThatCannotBeReachedIsTriedAgain) {
     const struct {
         const char* name;
         tessra::FaultRule fault;
         com::Status toggled;
-        bool isCounted; // although the service does not know of it
     } cases[] = {
-        {"no registry", serverCodeAt(Call::createRegistry, 0x80040154), com::kClassNotRegistered, false},
-        {"null registry", faultAt(Call::createRegistry, FaultKind::nullObject), com::kPointer, false},
-        {"version refused", serverCodeAt(Call::setVersion, 0x80070057), com::kInvalidArgument, false},
-        {"exception", faultAt(Call::setVersion, FaultKind::throwException), com::kFail, false},
-        {"registration refused", serverCodeAt(Call::registerClient, 0x80070005), com::kOk, true},
+        {"no registry", serverCodeAt(Call::createRegistry, 0x80040154), com::kClassNotRegistered},
+        {"null registry", faultAt(Call::createRegistry, FaultKind::nullObject), com::kPointer},
+        {"version refused", serverCodeAt(Call::setVersion, 0x80070057), com::kInvalidArgument},
+        {"exception", faultAt(Call::setVersion, FaultKind::throwException), com::kFail},
     };
     task.emplace("Orrin Task Window");
     for (const auto& row : cases) {
@@ -115,9 +113,6 @@ TEST_F(ClientRegister, AServiceThatFailsIsTriedAgain) {
         service->faults().clear();
         EXPECT_EQ(helper.Register(nullptr), com::kOk);
         EXPECT_EQ(service->clients().size(), 1u);
-        if (row.isCounted) {
-            EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
-        }
         // The entry goes, and the service's failure is told.
         service->faults().add(serverCodeAt(Call::createRegistry, 0x80042005));
         EXPECT_EQ(helper.UnRegister(nullptr), tessra::kResponseTimeout);
@@ -127,6 +122,42 @@ TEST_F(ClientRegister, AServiceThatFailsIsTriedAgain) {
         helper.RegisterToggle(kThisComputer.c_str(), false, left);
         EXPECT_EQ(service->clients().size(), 0u);
     }
+}
+
+TEST_F(ClientRegister, WhatTheListItselfAnswersIsNotReported) {
+    std::string log;
+    kernel::setErrorLog([&log](std::string_view line) { log += line; });
+    task.emplace("Orrin Task Window");
+    const std::string prefix = "CClientRegisterHelper::RegisterToggle - The service did not ";
+    const struct {
+        const char* name;
+        FaultKind kind;
+        std::string reason;
+    } cases[] = {{"refusal", FaultKind::serverCode, "Access is denied."},
+                 {"exception", FaultKind::throwException, "A fault was ordered for the call "}};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        service->faults().add(faultAt(Call::registerClient, row.kind, 0x80070005));
+        CClientRegisterHelper helper("Calvane");
+        EXPECT_EQ(helper.Register(nullptr), com::kOk);
+        EXPECT_EQ(log.find(prefix + "register this program: " + row.reason), 0u) << log;
+        std::uint16_t handle = 7;
+        EXPECT_EQ(helper.RegisterToggle(kThisComputer.c_str(), true, handle), com::kOk);
+        EXPECT_EQ(handle, 0) << "what the service gave";
+        service->faults().clear();
+        const std::uint64_t before = contacts();
+        EXPECT_EQ(helper.Register(nullptr), com::kOk);
+        EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
+        EXPECT_EQ(contacts(), before) << "it is counted";
+        service->faults().add(faultAt(Call::unregisterClient, row.kind, 0x80070005));
+        log.clear();
+        EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
+        EXPECT_EQ(log.find(prefix + "unregister this program: " + row.reason), 0u) << log;
+        EXPECT_EQ(helper.UnRegister(nullptr), com::kFail);
+        service->faults().clear();
+        log.clear();
+    }
+    kernel::setErrorLog({});
 }
 
 TEST_F(ClientRegister, AClientWithoutANameHasOne) {

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -153,9 +154,11 @@ TEST_F(SessionEvents, QueuedEventsAllArriveInOrderWithTheirValues) {
     std::uint32_t length = sizeof answer;
     session->sendSync(1, &version, length, answer, 1000);
     gate.open();
-    ASSERT_TRUE(listener.hears(4));
-    EXPECT_EQ(listener.heard(), (std::vector<std::string>{"2 1 1 1 COM1", "1 1 1 2 COM1", "3 1 4 3 COM1",
-                                                          "4 1 0 4 " + std::string(answer, answer + length)}));
+    ASSERT_TRUE(listener.hears(5));
+    const std::string offline("\x29\x04\0", 3);
+    EXPECT_EQ(listener.heard(),
+              (std::vector<std::string>{"2 1 1 1 COM1", "1 1 1 2 COM1", "4 1 41 3 " + offline, "3 1 4 4 COM1",
+                                        "4 1 0 5 " + std::string(answer, answer + length)}));
 }
 
 TEST_F(SessionEvents, FiltersAndThrowersDecideForTheirOwnListenerAlone) {
@@ -283,6 +286,78 @@ TEST_F(SessionEvents, AListenerMayMakeTheStopItself) {
     done.pass();
     EXPECT_EQ(failureOf([&] { session->connect("COM1"); }), "");
     EXPECT_EQ(listener.heard().size(), 1u);
+}
+
+TEST_F(SessionEvents, AFilterMayMakeTheStop) {
+    Gate done;
+    Recorder first, second;
+    Filter stopping([&](EventKind) {
+        EXPECT_EQ(failureOf([&] { session->connect("COM7"); }), kInvalidPort);
+        done.open();
+        return true;
+    });
+    const SessionEnd end{session};
+    session->addEventListener(&first, &stopping);
+    session->addEventListener(&second, nullptr);
+    replug();
+    done.pass();
+    EXPECT_EQ(failureOf([&] { session->connect("COM1"); }), "");
+    session.reset(); // and with it the notifier
+    EXPECT_EQ(first.heard().size() + second.heard().size(), 0u) << "delivered after the stop";
+}
+
+TEST_F(SessionEvents, AListenerThatRegistersOrRemovesIsRefusedInsteadOfWaitingForItself) {
+    Recorder* self = nullptr;
+    std::string removal, registration;
+    Gate done;
+    bool isFirst = true; // the session may be about to go when the second event comes
+    Recorder listener([&] {
+        if (!std::exchange(isFirst, false)) {
+            return;
+        }
+        removal = failureOf([&] { session->removeEventListener(self); });
+        registration = failureOf([&] { session->addEventListener(self, nullptr); });
+        done.open();
+    });
+    self = &listener;
+    const SessionEnd end{session};
+    session->addEventListener(&listener, nullptr);
+    replug();
+    done.pass();
+    session.reset();
+    EXPECT_EQ(removal, "TessraEvents::removeEventListener - Neither a listener nor the COM worker can do this.");
+    EXPECT_EQ(registration, "TessraEvents::addEventListener - Neither a listener nor the COM worker can do this.");
+}
+
+TEST_F(SessionEvents, AChangeOfThePortDoesNotWaitForAnothersRegistration) {
+    slowDownPortChange();
+    tessra::FaultRule slow = faultAt(Call::subscribe, FaultKind::none);
+    slow.delayMs = 2000;
+    service->port("COM2").faults().add(slow);
+    auto change = std::async(std::launch::async, [&] { return failureOf([&] { session->connect("COM2"); }); });
+    awaitPortChange();
+    Recorder listener;
+    const SessionEnd end{session};
+    auto registration = std::async(std::launch::async, [&] { session->addEventListener(&listener, nullptr); });
+    EXPECT_EQ(change.get(), "");
+    EXPECT_EQ(registration.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    registration.get();
+}
+
+TEST_F(SessionEvents, TheEndOfTheSessionDoesNotWaitForAServiceThatHangs) {
+    tessra::FaultRule hang = faultAt(Call::unsubscribe, FaultKind::none);
+    hang.delayMs = 100000;
+    Recorder listener;
+    session->addEventListener(&listener, nullptr);
+    service->port("COM1").faults().add(hang);
+    const auto start = std::chrono::steady_clock::now();
+    session.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(40));
+    service.reset(); // lets the worker finish with what is left of the session
+    TessraServer next("Test");
+    EXPECT_EQ(failureOf([&] { next.connect("COM1"); }),
+              "TessraServer::initialize - Unable to attach to the Tessra server.");
+    EXPECT_EQ(listener.heard().size(), 0u);
 }
 
 TEST_F(SessionEvents, ARegistrationThatWaitsForAFailingChangeIsRefused) {

@@ -195,7 +195,7 @@ TEST_F(SerialPhone, ChangesAreNoticedWithoutAnybodyAsking) {
     phone.terminal.setPlugged(true);
     expect({"1:1"});
     ASSERT_EQ(client.phone(2)->changeMode(5), com::kOk);
-    expect({"2:3", "2:2", "2:1"});
+    expect({"2:4", "2:3", "2:2", "2:1"});
 }
 
 TEST_F(SerialPhone, ADescriptionSendsNoPacket) {

@@ -2,6 +2,7 @@
 #include "TestFiles.h"
 #include "platform/kernel/Trace.h"
 #include "platform/window/TopLevelWindow.h"
+#include "tessra/EventHub.h"
 
 #include <gmock/gmock.h>
 
@@ -26,24 +27,33 @@ struct Event {
     friend bool operator==(const Event&, const Event&) = default;
 };
 
-class Sink : public com::Implements<IEventSink> {
-public:
-    Status onEvent(std::uint32_t dataLength, const std::uint8_t* data, std::uint32_t first, std::uint32_t,
-                   std::uint16_t third, std::uint32_t) override {
-        EXPECT_EQ(com::currentApartment(), home);
-        events.push_back({first, third, std::string(data, data + dataLength)});
-        return com::kOk;
-    }
-    const com::ApartmentId home = com::currentApartment();
-    std::vector<Event> events;
-};
-
 void dispatchAll() {
     window::Message message;
     while (window::peek(message)) {
         window::dispatch(message);
     }
 }
+
+class Sink : public com::Implements<IEventSink> {
+public:
+    Status onEvent(std::uint32_t dataLength, const std::uint8_t* data, std::uint32_t first, std::uint32_t,
+                   std::uint16_t third, std::uint32_t fourth) override {
+        EXPECT_EQ(com::currentApartment(), home);
+        events.push_back({first, third, std::string(data, data + dataLength)});
+        lastCounter = fourth;
+        return com::kOk;
+    }
+    /// Dispatches messages until so many events have come.
+    bool hears(std::size_t count) const {
+        return waitUntil([&] {
+            dispatchAll();
+            return events.size() >= count;
+        });
+    }
+    const com::ApartmentId home = com::currentApartment();
+    std::vector<Event> events;
+    std::uint32_t lastCounter = 0;
+};
 
 std::string failureOf(Status status) {
     try {
@@ -373,13 +383,21 @@ TEST_F(ServiceTest, EventsArriveInTheSubscribersApartmentUntilItUnsubscribes) {
         const auto other = Client().phone();
         other->changeMode(4);
         send(other, {0x3B, 7});
+        sendCode(other, "000000");
+        send(other, {0x41, '0', '0'}); // the phone refuses it and repeats it
+        PhoneDescription description;
+        Client().agent->describePhone(1, description);
         service_->port("COM1").setPresent(false);
         service_->port("COM1").setPresent(true);
     });
     EXPECT_TRUE(sink->events.empty()) << "delivered on another thread than the subscriber's";
-    dispatchAll();
+    EXPECT_TRUE(sink->hears(8));
+    const std::string version(sink->events.at(5).data);
+    EXPECT_EQ(version.size(), kVersionAnswerBytes);
     EXPECT_THAT(sink->events,
-                ElementsAre(Event{3, 4, "COM1"}, Event{4, 0x3B, "\x3B\x07"}, Event{2, 4, "COM1"}, Event{1, 1, "COM1"}));
+                ElementsAre(Event{4, 0x29, std::string("\x29\x04\0", 3)}, Event{3, 4, "COM1"},
+                            Event{4, 0x3B, "\x3B\x07"}, Event{4, 0x41, "\x41\x01"}, Event{4, 0x41, "\x15"},
+                            Event{4, 0, version}, Event{2, 4, "COM1"}, Event{1, 1, "COM1"}));
     sink->events.clear();
     send(phone, {0x3B});
     EXPECT_EQ(events->unsubscribe(cookie), com::kOk);
@@ -397,6 +415,30 @@ TEST_F(ServiceTest, EventsArriveInTheSubscribersApartmentUntilItUnsubscribes) {
     EXPECT_EQ(events->unsubscribe(cookie), com::kDisconnected);
     EXPECT_EQ(sink->addRef(), 2U) << "a service that has ended still holds the sink";
     sink->release();
+}
+
+TEST_F(ServiceTest, ASubscriberThatDoesNotListenMissesTheLatestEventsAlone) {
+    std::string log;
+    kernel::setErrorLog([&](std::string_view text) { log += text; });
+    const auto phone = Client().phone();
+    ComPtr<IEventSubscription> events;
+    ASSERT_EQ(phone.query(events), com::kOk);
+    auto* const sink = new Sink;
+    const auto held = ComPtr<IEventSink>::adopt(sink);
+    std::uint32_t cookie = 0;
+    ASSERT_EQ(events->subscribe(held, cookie), com::kOk);
+    for (std::uint32_t i = 0; i < EventHub::kMostOnTheWay + 10; ++i) {
+        send(phone, {0x3B});
+    }
+    EXPECT_TRUE(sink->hears(EventHub::kMostOnTheWay));
+    send(phone, {0x3B, 1});
+    EXPECT_TRUE(sink->hears(EventHub::kMostOnTheWay + 1));
+    EXPECT_EQ(sink->events.size(), EventHub::kMostOnTheWay + 1) << "what waits for a subscriber has no bound";
+    EXPECT_EQ(sink->events.back(), (Event{4, 0x3B, "\x3B\x01"}));
+    EXPECT_EQ(sink->lastCounter, EventHub::kMostOnTheWay + 11) << "the counter does not show the gap";
+    EXPECT_EQ(log, "Tessra: a subscriber does not hear its events in time and misses some.");
+    EXPECT_EQ(events->unsubscribe(cookie), com::kOk);
+    kernel::setErrorLog({});
 }
 
 TEST_F(ServiceTest, TheServiceEndsUnderItsClients) {

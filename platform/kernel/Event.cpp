@@ -1,26 +1,22 @@
-#include "platform/kernel/AutoResetEvent.h"
+#include "platform/kernel/Event.h"
 
 #include "platform/kernel/DispatcherLock.h"
 
 namespace kernel {
 
-void AutoResetEvent::set() {
+void Event::set() {
     DispatcherLock lock;
     signalled_ = true;
     serveWaiters(lock);
 }
 
-void AutoResetEvent::reset() {
+void Event::reset() {
     DispatcherLock lock;
     signalled_ = false;
 }
 
-bool AutoResetEvent::isSignalledFor(ThreadId) const {
+bool Event::isSignalledFor(ThreadId) const {
     return signalled_;
-}
-
-void AutoResetEvent::take(ThreadId) {
-    signalled_ = false;
 }
 
 } // namespace kernel

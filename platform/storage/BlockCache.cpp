@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 namespace storage {
 namespace {
@@ -75,7 +76,7 @@ void BlockCache::note(Block& block, std::size_t index, std::size_t offset, std::
 
 void BlockCache::endChanges() {
     for (std::size_t at = 0; at < changedBlocks_; ++at) {
-        if (auto& block = blocks_[changes_[at]->block]) {
+        if (Block* block = blocks_[changes_[at]->block]) {
             block->change = nullptr;
         }
     }
@@ -137,7 +138,7 @@ void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
     for (std::size_t done = 0; done < bytes.size();) {
         const std::size_t within = (offset + done) % kBlockBytes;
         const std::size_t length = std::min(bytes.size() - done, kBlockBytes - within);
-        if (auto& block = blocks_[(offset + done) / kBlockBytes]) {
+        if (Block* block = blocks_[(offset + done) / kBlockBytes]) {
             std::memcpy(&block->bytes[within], &bytes[done], length);
             if (block->change != nullptr) {
                 // What was there before the change is now this, too.
@@ -185,7 +186,7 @@ void BlockCache::discard() {
         // They are free: harmless, and overwritten with their next use.
     }
     for (std::size_t at = 0; at < changedBlocks_; ++at) {
-        if (const auto& block = blocks_[changes_[at]->block]) {
+        if (Block* block = blocks_[changes_[at]->block]) {
             changes_[at]->undo(block->bytes.data());
         }
     }
@@ -193,9 +194,9 @@ void BlockCache::discard() {
     // A checkpoint may have written what the blocks held.
     untouchedFrom_ = std::max(untouchedFrom_, usedEnd_);
     // The others are as they are in the file, or should be: a write past the blocks may have failed half-way.
-    for (auto& block : blocks_) {
-        if (block != nullptr && block->journaled == 0) {
-            block.reset();
+    for (std::size_t index = 0; index < blocks_.size(); ++index) {
+        if (blocks_[index] != nullptr && blocks_[index]->journaled == 0) {
+            drop(index);
         }
     }
 }
@@ -205,9 +206,17 @@ void BlockCache::load(std::size_t block) {
     if (offset >= size_) {
         throw Failure(kFileCorrupt);
     }
-    auto fresh = std::make_unique<Block>();
-    if (offset < untouchedFrom_) {
-        readFile(offset, fresh->bytes);
+    Block* fresh = pool_.take();
+    blocks_[block] = fresh;
+    if (offset >= untouchedFrom_) {
+        fresh->bytes.fill(0);
+    } else {
+        try {
+            readFile(offset, fresh->bytes);
+        } catch (...) {
+            drop(block);
+            throw;
+        }
         const auto zero = [&](std::uint64_t from, std::uint64_t to) {
             from = std::max(from, offset);
             to = std::min(to, offset + kBlockBytes);
@@ -223,7 +232,12 @@ void BlockCache::load(std::size_t block) {
             zero(span.offset, span.end());
         }
     }
-    blocks_[block] = std::move(fresh);
+}
+
+void BlockCache::drop(std::size_t block) {
+    if (Block* dropped = std::exchange(blocks_[block], nullptr)) {
+        pool_.give(dropped);
+    }
 }
 
 // Writing into a file that somebody cut, or lengthening it, would tear a hole instead of completing it.
@@ -237,7 +251,11 @@ void BlockCache::resize(std::uint64_t newSize) {
     requireWhole();
     file_->resize(newSize);
     size_ = newSize;
-    blocks_.resize((size_ + kBlockBytes - 1) / kBlockBytes);
+    const std::size_t count = (size_ + kBlockBytes - 1) / kBlockBytes;
+    for (std::size_t index = count; index < blocks_.size(); ++index) {
+        drop(index);
+    }
+    blocks_.resize(count);
 }
 
 void BlockCache::growFor(std::uint64_t usedEnd, std::uint64_t room) {

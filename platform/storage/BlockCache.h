@@ -2,6 +2,7 @@
 
 #include "platform/storage/FileBytes.h"
 #include "platform/storage/JournalRecord.h"
+#include "platform/storage/SlabPool.h"
 
 #include <array>
 #include <memory>
@@ -78,7 +79,7 @@ private:
 
     struct Change;
     struct Block {
-        std::array<std::uint8_t, kBlockBytes> bytes{};
+        std::array<std::uint8_t, kBlockBytes> bytes;
         // What the records of the journal have set.
         std::uint64_t journaled = 0;
         // Set while the block is part of the present change.
@@ -106,6 +107,7 @@ private:
         return *blocks_[block];
     }
     void load(std::size_t block);
+    void drop(std::size_t block);
     void note(Block& block, std::size_t index, std::size_t offset, std::size_t length);
     void endChanges();
     void readFile(std::uint64_t offset, std::span<std::uint8_t> out);
@@ -135,7 +137,9 @@ private:
     // A block that begins here or beyond, and is not in memory, is zero: it needs no reading. None, until prepare().
     std::uint64_t untouchedFrom_ = UINT64_MAX;
     bool prepared_ = false;
-    std::vector<std::unique_ptr<Block>> blocks_;
+    SlabPool<Block> pool_;
+    // Null where a block is not in memory.
+    std::vector<Block*> blocks_;
     // Since the last commit: the blocks that were changed (the first of `changes_`, the others are spare), their noted
     // bytes and the runs of these, the ranges to be zero, and fresh places that were written past the blocks.
     std::vector<std::unique_ptr<Change>> changes_;

@@ -262,8 +262,9 @@ void BlockCache::replay() {
     file_->flush();
     eraseJournal();
     // The last of them may hold what was the journal.
-    blocks_.clear();
-    blocks_.resize((size_ + kBlockBytes - 1) / kBlockBytes);
+    for (std::size_t index = 0; index < blocks_.size(); ++index) {
+        drop(index);
+    }
 }
 
 void BlockCache::patch(const JournalRecord::Range& range) {

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint64_t kRecordRoom = 16 * 1024;
 // By how much the file grows at once: enough for a long journal and for what the changes in it lengthen the file by.
 constexpr std::uint64_t kSmallestGrowth = 512 * 1024;
-constexpr std::uint64_t kLargestGrowth = 4 * 1024 * 1024;
+constexpr std::uint64_t kLargestGrowth = 5 * 1024 * 1024;
 // Version 3 files must stay below 2 GiB, and version 4 files keep a sector for byte-range locks there.
 constexpr std::uint64_t kLargestFile = 0x7FFF0000;
 // Spare records of changed blocks that are kept for the next change.

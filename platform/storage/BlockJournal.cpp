@@ -23,7 +23,7 @@ constexpr std::uint64_t kChangeRoom = 64 * 1024;
 // The journal's length that brings on a checkpoint: a part of the file, so that the places that it sets come to lie
 // together in large files as they do in small ones.
 constexpr std::uint64_t kShortestLongJournal = 256 * 1024;
-constexpr std::uint64_t kLongestLongJournal = 2 * 1024 * 1024;
+constexpr std::uint64_t kLongestLongJournal = 4 * 1024 * 1024;
 
 template <class Element>
 void makeRoom(std::vector<Element>& list, std::size_t added) {
@@ -35,7 +35,7 @@ void makeRoom(std::vector<Element>& list, std::size_t added) {
 } // namespace
 
 std::uint64_t BlockCache::longJournal() const {
-    return std::clamp(usedEnd_ / 16, kShortestLongJournal, kLongestLongJournal);
+    return std::clamp(usedEnd_ / 8, kShortestLongJournal, kLongestLongJournal);
 }
 
 void BlockCache::settle() {

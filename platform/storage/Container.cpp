@@ -96,13 +96,17 @@ std::uint32_t Container::createChild(std::uint32_t owner, const Name& name, Entr
 
 void Container::destroyChild(std::uint32_t owner, const Name& name) {
     change(false, [&] {
-        const std::uint32_t id = SiblingTree(*directory_, owner).find(name);
-        if (id == kNoEntry) {
+        SiblingTree tree(*directory_, owner);
+        if (!isKnownRedBlack(owner) && tree.find(name) == kNoEntry) {
             throw Failure(kFileNotFound);
         }
-        const auto gone = subtree(id);
         makeRedBlack(owner);
-        SiblingTree(*directory_, owner).remove(id, name);
+        const TreePath path = tree.pathTo(name);
+        if (path.found() == kNoEntry) {
+            throw Failure(kFileNotFound);
+        }
+        const auto gone = subtree(path.found());
+        tree.remove(path);
         freeContents(gone);
         ++treeVersion_;
         freeSubtree(gone);

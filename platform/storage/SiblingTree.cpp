@@ -104,11 +104,8 @@ void SiblingTree::insert(std::uint32_t id, const TreePath& path) {
     balanceAfterInsert(whole);
 }
 
-void SiblingTree::remove(std::uint32_t id, const Name& name) {
-    TreePath path = pathTo(name);
-    if (path.found() != id) {
-        throw Failure(kFileCorrupt);
-    }
+void SiblingTree::remove(TreePath path) {
+    const std::uint32_t id = path.back();
     if (childOf(id, false) != kNoEntry && childOf(id, true) != kNoEntry) {
         moveSuccessorUp(path);
     }

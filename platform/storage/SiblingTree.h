@@ -54,8 +54,8 @@ public:
     // Links an entry, which has its name and belongs to no tree, where the path of that name ends. The tree must be
     // red-black.
     void insert(std::uint32_t id, const TreePath& path);
-    // Takes an entry out. The tree must be red-black.
-    void remove(std::uint32_t id, const Name& name);
+    // Takes the entry out in which the path ends. The tree must be red-black.
+    void remove(TreePath path);
 
 private:
     std::uint32_t root() const { return directory_.read(owner_).child(); }

@@ -71,7 +71,8 @@ void writeItem(IStorage& parent, unsigned number, unsigned edition = 0) {
     std::uint32_t transferred = 0;
     require(com::succeeded(parent.createStorage(toUtf16(nameOf(number)), kCreateWrite, item)), "create storage");
     require(com::succeeded(item->createStream(u"00000000", kCreateWrite, stream)), "create stream");
-    require(com::succeeded(stream->write(contentsOf(number, edition), transferred)) && transferred == kItemBytes, "write");
+    require(com::succeeded(stream->write(contentsOf(number, edition), transferred)) && transferred == kItemBytes,
+            "write");
 }
 
 ComPtr<IStorage> createFile(const std::string& path) {

@@ -122,6 +122,8 @@ private:
     void replay();
     void patch(const JournalRecord::Range& range);
     void buildRecord();
+    bool isCleared(std::uint64_t offset) const;
+    void zeroClearedInBlocks();
     void recordChange(const Change& change);
     void addToRecord(std::size_t block, std::size_t firstPiece, std::size_t lastPiece);
     void markJournaled(const Span& span);
@@ -155,6 +157,8 @@ private:
     std::uint64_t journalBytes_ = 0;
     std::vector<std::size_t> journaledBlocks_;
     std::vector<Span> journaledZeros_;
+    // What they set is in its places, and the call that makes them invalid was begun.
+    bool journalEnds_ = false;
     // Length of a record whose writing failed: what of it is in the file lies before the journal.
     std::uint64_t tornBytes_ = 0;
     Buffer gather_;

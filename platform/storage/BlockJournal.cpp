@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 namespace storage {
@@ -42,8 +43,9 @@ void BlockCache::settle() {
     if (tornBytes_ > 0) {
         eraseTornRecord();
     }
-    // A journal that sets ranges to zero stays no longer than its last record.
-    if (!journaledZeros_.empty()) {
+    // A journal that sets ranges to zero stays no longer than its last record, and one whose end may be gone takes
+    // none.
+    if (!journaledZeros_.empty() || journalEnds_) {
         checkpoint();
     }
     // Between two changes a checkpoint is cheap: the blocks hold what the journal says, and nothing newer.
@@ -82,6 +84,7 @@ void BlockCache::commit() {
         for (const Span& span : recorded_) {
             markJournaled(span);
         }
+        zeroClearedInBlocks();
         journaledZeros_.insert(journaledZeros_.end(), cleared_.begin(), cleared_.end());
     }
     endChanges();
@@ -94,18 +97,9 @@ void BlockCache::commit() {
     }
 }
 
-// A piece that is as it was before the change needs no place in the record.
 void BlockCache::buildRecord() {
-    // A block that was loaded after its clear() holds the old bytes.
-    for (const Span& range : cleared_) {
-        for (std::uint64_t at = range.offset; at < range.end();) {
-            const std::uint64_t length = std::min(range.end() - at, kBlockBytes - at % kBlockBytes);
-            if (blocks_[at / kBlockBytes] != nullptr) {
-                std::memset(change(at, length), 0, length);
-            }
-            at += length;
-        }
-    }
+    std::sort(cleared_.begin(), cleared_.end(),
+              [](const Span& left, const Span& right) { return left.offset < right.offset; });
     record_.clear();
     recorded_.clear();
     for (const Span& range : cleared_) {
@@ -116,7 +110,28 @@ void BlockCache::buildRecord() {
     }
 }
 
+// Whatever stood there, and was changed before: it is zero now.
+bool BlockCache::isCleared(std::uint64_t offset) const {
+    const auto behind = std::upper_bound(cleared_.begin(), cleared_.end(), offset,
+                                         [](std::uint64_t value, const Span& span) { return value < span.offset; });
+    return behind != cleared_.begin() && std::prev(behind)->end() > offset;
+}
+
+void BlockCache::zeroClearedInBlocks() {
+    for (const Span& range : cleared_) {
+        for (std::uint64_t at = range.offset; at < range.end();) {
+            const std::uint64_t length = std::min(range.end() - at, kBlockBytes - at % kBlockBytes);
+            if (Block* block = blocks_[at / kBlockBytes]) {
+                std::memset(&block->bytes[at % kBlockBytes], 0, length);
+            }
+            at += length;
+        }
+    }
+}
+
+// A piece that is as it was before the change needs no place in the record.
 void BlockCache::recordChange(const Change& change) {
+    const std::uint64_t start = std::uint64_t{change.block} * kBlockBytes;
     const std::uint8_t* bytes = blocks_[change.block]->bytes.data();
     constexpr std::size_t kNone = SIZE_MAX;
     std::size_t first = kNone;
@@ -124,7 +139,8 @@ void BlockCache::recordChange(const Change& change) {
     for (std::size_t word = 0; word < change.noted.size(); ++word) {
         for (std::uint64_t bits = change.noted[word]; bits != 0; bits &= bits - 1) {
             const std::size_t piece = word * 64 + static_cast<std::size_t>(std::countr_zero(bits));
-            if (std::memcmp(&bytes[piece * kPieceBytes], &change.before[piece * kPieceBytes], kPieceBytes) == 0) {
+            if (std::memcmp(&bytes[piece * kPieceBytes], &change.before[piece * kPieceBytes], kPieceBytes) == 0 ||
+                isCleared(start + piece * kPieceBytes)) {
                 continue;
             }
             if (first != kNone && piece > last + 1 + kMergeGapPieces) {
@@ -217,7 +233,8 @@ void BlockCache::copyCommitted(const Span& span, std::uint8_t* out) {
 }
 
 void BlockCache::eraseJournal() {
-    // Without its oldest record the journal is none; until then it holds all of it.
+    // Without its oldest record the journal is none; until then it holds all of it. Should the call fail, nobody knows.
+    journalEnds_ = true;
     writeZeros(size_ - JournalRecord::kFooterBytes, JournalRecord::kFooterBytes);
     for (const std::size_t index : journaledBlocks_) {
         blocks_[index]->journaled = 0;
@@ -225,6 +242,7 @@ void BlockCache::eraseJournal() {
     journaledBlocks_.clear();
     journaledZeros_.clear();
     journalRecords_ = 0;
+    journalEnds_ = false;
     tornBytes_ = std::exchange(journalBytes_, 0);
     eraseTornRecord();
 }

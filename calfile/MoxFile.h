@@ -117,6 +117,8 @@ private:
     void flush();
 
     ComThreadManager& threadManager_;
+    /// The id that the open file's model storage is named by.
+    std::uint16_t fileModelId_ = 0;
     OpenMode currentMode_ = OpenMode::none;
     OpenMode requestedMode_ = OpenMode::read;
 };

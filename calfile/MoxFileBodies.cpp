@@ -28,7 +28,10 @@ void MoxFile::writeToDiskImpl() {
             mox::writeItem(defaultStorage_, record);
         }
         if (propertiesSet_) {
-            mox::writeProperties(defaultStorage_, properties_);
+            // Of the file that is written, whatever id was given to this write.
+            mox::Properties written = properties_;
+            written.phoneModelId = fileModelId_;
+            mox::writeProperties(defaultStorage_, written);
         }
         flush();
         items_.clear();
@@ -48,9 +51,7 @@ void MoxFile::readPhoneModelIdImpl() {
 void MoxFile::removeNvItemsImpl() {
     mox::runBody(kRemoveNvItems, errorPending_, errorMessage_, [this] {
         prepareToWrite();
-        for (const std::uint16_t number : itemsToRemove_) {
-            mox::removeItem(defaultStorage_, number);
-        }
+        mox::removeItems(defaultStorage_, itemsToRemove_);
         flush();
         itemsToRemove_.clear();
     });
@@ -106,6 +107,7 @@ void MoxFile::createFile() {
     mox::check(rootStorage_->createStorage(mox::NumberName(properties_.phoneModelId), mox::kNewFile, modelStorage_));
     mox::check(modelStorage_->createStorage(mox::kDefaultStorage, mox::kNewFile, defaultStorage_));
     mox::writeVersionStream(rootStorage_);
+    fileModelId_ = properties_.phoneModelId;
     // Now the file has all that makes it a calibration file, and may be seen.
     mox::check(rootStorage_->flush());
 }
@@ -120,7 +122,8 @@ void MoxFile::openFile(std::uint32_t mode) {
         mox::check(rootStorage_->openStorage(child.name, mode, modelStorage_));
         mox::check(modelStorage_->openStorage(mox::kDefaultStorage, mode, defaultStorage_));
         // A name of a greater number is no phone's; the file is one all the same, under the greatest id.
-        properties_.phoneModelId = mox::numberOf(child.name).value_or(0xFFFF);
+        fileModelId_ = mox::numberOf(child.name).value_or(0xFFFF);
+        properties_.phoneModelId = fileModelId_;
     }
 }
 

@@ -4,6 +4,9 @@
 #include "platform/kernel/Trace.h"
 
 #include <algorithm>
+#include <map>
+#include <optional>
+#include <string>
 
 namespace mox {
 namespace {
@@ -17,6 +20,21 @@ std::uint32_t writeStream(const StoragePtr& parent, std::u16string_view name, st
     std::uint32_t written = 0;
     check(stream->write(bytes, written));
     return written;
+}
+
+/// The items' storages that are named by fewer than eight digits, or by more.
+std::multimap<std::uint16_t, std::u16string> otherItemNames(const StoragePtr& defaultStorage) {
+    std::multimap<std::uint16_t, std::u16string> names;
+    EnumPtr children;
+    check(defaultStorage->enumElements(children));
+    storage::ElementInfo child;
+    while (nextNumbered(children, child)) {
+        const auto number = numberOf(child.name);
+        if (number && child.name != std::u16string_view(NumberName(*number))) {
+            names.emplace(*number, child.name);
+        }
+    }
+    return names;
 }
 
 } // namespace
@@ -66,8 +84,24 @@ void writeProperties(const StoragePtr& defaultStorage, const Properties& propert
     }
 }
 
-void removeItem(const StoragePtr& defaultStorage, std::uint16_t number) {
-    check(defaultStorage->destroyElement(NumberName(number)));
+void removeItems(const StoragePtr& defaultStorage, std::span<const std::uint16_t> numbers) {
+    std::optional<std::multimap<std::uint16_t, std::u16string>> otherNames;
+    for (const std::uint16_t number : numbers) {
+        const com::Status status = defaultStorage->destroyElement(NumberName(number));
+        if (status != storage::kFileNotFound) {
+            check(status);
+            continue;
+        }
+        if (!otherNames) {
+            otherNames = otherItemNames(defaultStorage);
+        }
+        const auto other = otherNames->find(number);
+        if (other == otherNames->end()) {
+            check(status);
+        }
+        check(defaultStorage->destroyElement(other->second));
+        otherNames->erase(other);
+    }
 }
 
 std::uint32_t readItemData(const StoragePtr& defaultStorage, std::u16string_view name,

@@ -26,7 +26,10 @@ void writeVersionStream(const StoragePtr& root);
 /// Replaces the item of that number; it is in the file whole, or as it was before.
 void writeItem(const StoragePtr& defaultStorage, const Record& record);
 void writeProperties(const StoragePtr& defaultStorage, const Properties& properties);
-void removeItem(const StoragePtr& defaultStorage, std::uint16_t number);
+/// Removes the items of these numbers in their order, up to the first that the file lacks. Where an item is not found
+/// by its name of eight digits, one whose storage other writers named by another number of digits goes: it is read as
+/// the item of that number, so it can be removed as that.
+void removeItems(const StoragePtr& defaultStorage, std::span<const std::uint16_t> numbers);
 
 /// Reads the data bytes of the item in the storage called `name`. Answers how many there were; the rest is zero.
 std::uint32_t readItemData(const StoragePtr& defaultStorage, std::u16string_view name,

@@ -58,19 +58,21 @@ std::string nameOf(unsigned number) {
     return text.data();
 }
 
-std::array<std::uint8_t, kItemBytes> contentsOf(unsigned number) {
+// Differs from one edition to the next in every byte: what is as it was need not be written.
+std::array<std::uint8_t, kItemBytes> contentsOf(unsigned number, unsigned edition = 0) {
     std::array<std::uint8_t, kItemBytes> bytes{};
-    bytes.fill(static_cast<std::uint8_t>(number));
+    bytes.fill(static_cast<std::uint8_t>(number + edition));
     return bytes;
 }
 
-void writeItem(IStorage& parent, unsigned number) {
+void writeItem(IStorage& parent, unsigned number, unsigned edition = 0) {
     ComPtr<IStorage> item;
     ComPtr<IStream> stream;
     std::uint32_t transferred = 0;
     require(com::succeeded(parent.createStorage(toUtf16(nameOf(number)), kCreateWrite, item)), "create storage");
     require(com::succeeded(item->createStream(u"00000000", kCreateWrite, stream)), "create stream");
-    require(com::succeeded(stream->write(contentsOf(number), transferred)) && transferred == kItemBytes, "write");
+    require(com::succeeded(stream->write(contentsOf(number, edition), transferred)) && transferred == kItemBytes,
+            "write");
 }
 
 ComPtr<IStorage> createFile(const std::string& path) {
@@ -113,6 +115,11 @@ unsigned readItem(IStorage& parent, std::u16string_view name) {
                 com::succeeded(stream->read(data, transferred)) && transferred == data.size(),
             "read item");
     return data[0];
+}
+
+unsigned freshEdition() {
+    static unsigned edition = 0;
+    return ++edition;
 }
 
 unsigned count(const benchmark::State& state) {
@@ -171,9 +178,10 @@ void BM_OpenReadOne(benchmark::State& state) {
 void BM_UpdateOne(benchmark::State& state) {
     auto root = openFile(filled(count(state)), kOpenReadWrite);
     std::mt19937 random(1);
-    writeItem(*root.get(), 0);
+    unsigned edition = freshEdition();
+    writeItem(*root.get(), 0, edition);
     for (auto _ : state) {
-        writeItem(*root.get(), static_cast<unsigned>(random() % count(state)));
+        writeItem(*root.get(), static_cast<unsigned>(random() % count(state)), ++edition);
     }
 }
 
@@ -183,7 +191,7 @@ void BM_OpenUpdateClose(benchmark::State& state) {
     std::mt19937 random(1);
     for (auto _ : state) {
         auto root = openFile(path, kOpenReadWrite);
-        writeItem(*root.get(), static_cast<unsigned>(random() % count(state)));
+        writeItem(*root.get(), static_cast<unsigned>(random() % count(state)), freshEdition());
     }
 }
 
@@ -217,8 +225,9 @@ void BM_Churn(benchmark::State& state) {
     for (auto _ : state) {
         auto root = openFile(path, kOpenReadWrite);
         for (unsigned round = 0; round < 5; ++round) {
+            const unsigned edition = freshEdition();
             for (unsigned number = 0; number < count(state); ++number) {
-                writeItem(*root.get(), number);
+                writeItem(*root.get(), number, edition);
             }
         }
         state.PauseTiming();

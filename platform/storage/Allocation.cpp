@@ -16,12 +16,15 @@ Allocation::Allocation(Sectors& sectors) : sectors_(sectors) {
 
 std::vector<std::uint32_t> Allocation::chain(std::uint32_t start) const {
     std::vector<std::uint32_t> found;
-    if (start != kEndOfChain && (start >= reached_.size() || reached_[start])) {
-        throw Failure(kFileCorrupt);
+    if (start == kEndOfChain) {
+        return found;
     }
     const std::size_t limit = std::min<std::size_t>(sectors_.count(), coverage());
+    if (start >= limit || has(start, kReached)) {
+        throw Failure(kFileCorrupt);
+    }
     for (std::uint32_t sector = start; sector != kEndOfChain; sector = words_[sector]) {
-        if (sector >= limit || claimed_[sector] || crossed_[sector] || found.size() >= limit) {
+        if (sector >= limit || (marks_[sector] & (kClaimed | kCrossed)) != 0 || found.size() >= limit) {
             throw Failure(kFileCorrupt);
         }
         found.push_back(sector);
@@ -32,7 +35,7 @@ std::vector<std::uint32_t> Allocation::chain(std::uint32_t start) const {
 std::vector<std::uint32_t> Allocation::tableChain(std::uint32_t start) {
     auto found = chain(start);
     for (const std::uint32_t sector : found) {
-        claim(sector);
+        set(sector, kClaimed, true);
     }
     return found;
 }
@@ -80,22 +83,22 @@ void Allocation::afterCommit() {
 
 std::uint32_t Allocation::usedSectors() {
     std::uint32_t end = std::min(sectors_.count(), coverage());
-    while (end > 0 && words_[end - 1] == kFreeSector && !claimed_[end - 1]) {
+    while (end > 0 && words_[end - 1] == kFreeSector && !has(end - 1, kClaimed)) {
         --end;
     }
     return end;
 }
 
 void Allocation::setWord(std::uint32_t sector, std::uint32_t value) {
-    const std::uint32_t perSector = sectors_.wordsPerSector();
     const std::uint32_t old = std::exchange(words_[sector], value);
-    if (old < reached_.size()) {
-        reached_[old] = false;
+    if (old < coverage()) {
+        set(old, kReached, false);
     }
-    if (value < reached_.size()) {
-        reached_[value] = true;
+    if (value < coverage()) {
+        set(value, kReached, true);
     }
-    put32(sectors_.change(fatSectors_[sector / perSector], sector % perSector * 4, 4), value);
+    const std::uint32_t offset = (sector & (sectors_.wordsPerSector() - 1)) * 4;
+    put32(sectors_.change(fatSectors_[sector >> sectors_.wordsShift()], offset, 4), value);
 }
 
 void Allocation::loadFatSectors() {
@@ -104,7 +107,7 @@ void Allocation::loadFatSectors() {
     if (expected > count) {
         throw Failure(kFileCorrupt);
     }
-    claimed_.resize(count);
+    marks_.resize(count);
     const auto add = [&](std::uint32_t sector) {
         if (fatSectors_.size() < expected) {
             claim(sector);
@@ -130,45 +133,48 @@ void Allocation::loadFatSectors() {
 }
 
 void Allocation::loadWords() {
-    const std::uint32_t perSector = sectors_.wordsPerSector();
-    words_.reserve(fatSectors_.size() * perSector);
-    Buffer bytes(sectors_.sectorBytes());
-    for (const std::uint32_t sector : fatSectors_) {
-        sectors_.cache().readDirect(sectors_.offsetOf(sector), bytes);
-        for (std::uint32_t at = 0; at < perSector; ++at) {
-            words_.push_back(get32(&bytes[4 * at]));
+    // Sectors that lie side by side come with one call.
+    constexpr std::size_t kMostAtOnce = 64;
+    words_.resize(fatSectors_.size() << sectors_.wordsShift());
+    Buffer bytes;
+    for (std::size_t first = 0; first < fatSectors_.size();) {
+        std::size_t end = first + 1;
+        while (end < fatSectors_.size() && end - first < kMostAtOnce && fatSectors_[end] == fatSectors_[end - 1] + 1) {
+            ++end;
         }
+        bytes.resize((end - first) << sectors_.sectorShift());
+        sectors_.cache().readDirect(sectors_.offsetOf(fatSectors_[first]), bytes);
+        std::uint32_t* words = &words_[first << sectors_.wordsShift()];
+        for (std::size_t at = 0; at < bytes.size() / 4; ++at) {
+            words[at] = get32(&bytes[4 * at]);
+        }
+        first = end;
     }
     // A table that lies where the allocation table does not reach would be cut off with the free end of the file.
-    if (std::find(claimed_.begin() + std::min<std::ptrdiff_t>(coverage(), std::ssize(claimed_)), claimed_.end(),
-                  true) != claimed_.end()) {
+    if (coverage() < marks_.size() && std::any_of(marks_.begin() + coverage(), marks_.end(),
+                                                  [](std::uint8_t mark) { return (mark & kClaimed) != 0; })) {
         throw Failure(kFileCorrupt);
     }
-    claimed_.resize(coverage());
+    marks_.resize(coverage());
 }
 
 // Two chains that lead to one sector are found before the first of them is walked.
 void Allocation::countPredecessors() {
     const std::uint32_t end = std::min(sectors_.count(), coverage());
-    reached_.resize(coverage());
-    crossed_.resize(coverage());
     for (std::uint32_t sector = 0; sector < end; ++sector) {
         const std::uint32_t next = words_[sector];
         if (next < end) {
-            crossed_[next] = crossed_[next] || reached_[next];
-            reached_[next] = true;
+            const unsigned mark = marks_[next];
+            marks_[next] = static_cast<std::uint8_t>(mark | kReached | (mark & kReached) << 1);
         }
     }
 }
 
 void Allocation::claim(std::uint32_t sector) {
-    if (sector >= sectors_.count() || (sector < claimed_.size() && claimed_[sector])) {
+    if (sector >= marks_.size() || has(sector, kClaimed)) {
         throw Failure(kFileCorrupt);
     }
-    if (sector >= claimed_.size()) {
-        claimed_.resize(sector + 1);
-    }
-    claimed_[sector] = true;
+    set(sector, kClaimed, true);
 }
 
 void Allocation::learnFree() {
@@ -176,7 +182,7 @@ void Allocation::learnFree() {
         return;
     }
     for (std::uint32_t sector = 0; sector < coverage(); ++sector) {
-        if (words_[sector] == kFreeSector && !claimed_[sector]) {
+        if (words_[sector] == kFreeSector && !has(sector, kClaimed)) {
             free_.add(sector);
         }
     }
@@ -187,10 +193,10 @@ std::uint32_t Allocation::take(std::uint32_t value) {
     learnFree();
     auto sector = free_.takeFirst();
     if (!sector) {
-        addFatSector();
+        addFatSectors();
         sector = free_.takeFirst();
     }
-    crossed_[*sector] = false;
+    set(*sector, kCrossed, false);
     setWord(*sector, value);
     return *sector;
 }
@@ -199,30 +205,45 @@ void Allocation::clearNewSector(std::uint32_t sector, std::uint8_t fill, bool kn
     if (!known || fill != 0) {
         std::memset(sectors_.change(sector, 0, sectors_.sectorBytes()), fill, sectors_.sectorBytes());
     }
-    if (claimed_.size() <= sector) {
-        claimed_.resize(sector + 1);
+    if (marks_.size() <= sector) {
+        marks_.resize(sector + 1);
     }
-    claimed_[sector] = true;
+    set(sector, kClaimed, true);
 }
 
-// The new allocation sector is the first one that it covers itself.
-void Allocation::addFatSector() {
+// The first new allocation sector is the first one that it covers itself. In larger files more follow it at once, side
+// by side: a reader of the table gets them with one call.
+void Allocation::addFatSectors() {
+    const auto added = std::clamp<std::uint32_t>(static_cast<std::uint32_t>(fatSectors_.size()) / 16, 1, 16);
+    addFatSector(coverage());
+    for (std::uint32_t more = 1; more < added; ++more) {
+        const std::uint32_t sector = *free_.takeFirst();
+        sectors_.cache().useUpTo(sectors_.offsetOf(sector + 1));
+        addFatSector(sector);
+    }
+}
+
+void Allocation::addFatSector(std::uint32_t sector) {
     const std::uint32_t slot = static_cast<std::uint32_t>(fatSectors_.size());
-    const std::uint32_t sector = coverage();
+    const std::uint32_t known = coverage();
     const std::uint32_t perDifat = sectors_.wordsPerSector() - 1;
     const bool needsDifat =
         slot >= header::kDifatEntries && (slot - header::kDifatEntries) / perDifat >= difatSectors_.size();
+    std::uint32_t difat = sector + 1;
 
-    sectors_.cache().useUpTo(sectors_.offsetOf(sector + (needsDifat ? 2 : 1)));
+    if (sector == known) {
+        sectors_.cache().useUpTo(sectors_.offsetOf(sector + (needsDifat ? 2 : 1)));
+    } else if (needsDifat) {
+        difat = *free_.takeFirst();
+        sectors_.cache().useUpTo(sectors_.offsetOf(difat + 1));
+    }
     clearNewSector(sector, 0xFF, false);
     fatSectors_.push_back(sector);
     words_.resize(words_.size() + sectors_.wordsPerSector(), kFreeSector);
-    claimed_.resize(coverage());
-    reached_.resize(coverage());
-    crossed_.resize(coverage());
+    marks_.resize(coverage());
     setWord(sector, kFatSector);
     if (needsDifat) {
-        addDifatSector(sector + 1);
+        addDifatSector(difat);
     }
     if (slot < header::kDifatEntries) {
         sectors_.setHeaderField(header::kDifat + 4 * slot, sector);
@@ -231,8 +252,10 @@ void Allocation::addFatSector() {
         put32(sectors_.change(difatSectors_[at / perDifat], at % perDifat * 4, 4), sector);
     }
     sectors_.setHeaderField(header::kFatSectors, slot + 1);
-    for (std::uint32_t added = sector + (needsDifat ? 2 : 1); added < coverage(); ++added) {
-        free_.add(added);
+    for (std::uint32_t added = known; added < coverage(); ++added) {
+        if (added != sector && (!needsDifat || added != difat)) {
+            free_.add(added);
+        }
     }
 }
 

@@ -39,16 +39,24 @@ public:
     std::uint32_t usedSectors();
 
 private:
+    // Of a sector: it is part of a table; a chain leads to it; two do.
+    enum Mark : std::uint8_t { kClaimed = 1, kReached = 2, kCrossed = 4 };
+
     void setWord(std::uint32_t sector, std::uint32_t value);
     std::uint32_t coverage() const { return static_cast<std::uint32_t>(words_.size()); }
     void loadFatSectors();
     void loadWords();
     void countPredecessors();
     void claim(std::uint32_t sector);
+    bool has(std::uint32_t sector, Mark mark) const { return (marks_[sector] & mark) != 0; }
+    void set(std::uint32_t sector, Mark mark, bool on) {
+        marks_[sector] = static_cast<std::uint8_t>(on ? marks_[sector] | mark : marks_[sector] & ~mark);
+    }
     void learnFree();
     std::uint32_t take(std::uint32_t value);
     void clearNewSector(std::uint32_t sector, std::uint8_t fill, bool known);
-    void addFatSector();
+    void addFatSectors();
+    void addFatSector(std::uint32_t sector);
     void addDifatSector(std::uint32_t sector);
 
     Sectors& sectors_;
@@ -56,10 +64,8 @@ private:
     // The whole table, as it stands in those sectors.
     std::vector<std::uint32_t> words_;
     std::vector<std::uint32_t> difatSectors_;
-    // Per sector: whether it is part of a table; whether a chain leads to it; whether two do.
-    std::vector<bool> claimed_;
-    std::vector<bool> reached_;
-    std::vector<bool> crossed_;
+    // Per sector that the table covers.
+    std::vector<std::uint8_t> marks_;
     FreeMap free_;
     bool freeKnown_ = false;
     std::vector<std::uint32_t> freed_;

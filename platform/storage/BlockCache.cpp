@@ -1,29 +1,22 @@
 #include "platform/storage/BlockCache.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
+#include <utility>
 
 namespace storage {
 namespace {
 
-// Unchanged bytes between two changed ranges are part of the record up to this length: about what a range of its own
-// takes.
-constexpr std::uint64_t kMergeGapBytes = 16;
-// Unchanged bytes between two ranges that a checkpoint writes: one call for both is cheaper than two. Shorter than a
-// block, so that they lie in loaded blocks as what is on both sides of them does.
-constexpr std::uint64_t kWriteGapBytes = 2048;
 // Room kept for the record of a commit: what most commits need.
 constexpr std::uint64_t kRecordRoom = 16 * 1024;
-// Room kept between two changes for the next one: its record, and the sectors by which it lengthens the file. A change
-// that needs more has a checkpoint in its midst, which writes every range of the journal by itself.
-constexpr std::uint64_t kChangeRoom = 64 * 1024;
-// The journal's length that brings on a checkpoint.
-constexpr std::uint64_t kLongJournal = 256 * 1024;
 // By how much the file grows at once: enough for a long journal and for what the changes in it lengthen the file by.
-constexpr std::uint64_t kSmallestGrowth = 2 * kLongJournal;
-constexpr std::uint64_t kLargestGrowth = 2 * 1024 * 1024;
+constexpr std::uint64_t kSmallestGrowth = 512 * 1024;
+constexpr std::uint64_t kLargestGrowth = 5 * 1024 * 1024;
 // Version 3 files must stay below 2 GiB, and version 4 files keep a sector for byte-range locks there.
 constexpr std::uint64_t kLargestFile = 0x7FFF0000;
+// Spare records of changed blocks that are kept for the next change.
+constexpr std::size_t kKeptChanges = 64;
 
 constexpr std::array<std::uint8_t, 64 * 1024> kZeros{};
 
@@ -35,15 +28,66 @@ BlockCache::BlockCache(std::unique_ptr<FileBytes> file, bool writable)
     replay();
 }
 
-std::uint8_t* BlockCache::change(std::uint64_t offset, std::size_t length) {
-    (void)read(offset);
-    if (!changes_.empty() && changes_.back().end() >= offset && changes_.back().offset <= offset) {
-        Span& last = changes_.back();
-        last.length = std::max(last.end(), offset + length) - last.offset;
-    } else {
-        changes_.push_back({offset, length});
+void BlockCache::Change::undo(std::uint8_t* target) const {
+    for (std::size_t word = 0; word < noted.size(); ++word) {
+        for (std::uint64_t bits = noted[word]; bits != 0; bits &= bits - 1) {
+            const std::size_t at = (word * 64 + static_cast<std::size_t>(std::countr_zero(bits))) * kPieceBytes;
+            std::memcpy(target + at, &before[at], kPieceBytes);
+        }
     }
-    return blocks_[offset / kBlockBytes]->data() + offset % kBlockBytes;
+}
+
+std::uint8_t* BlockCache::change(std::uint64_t offset, std::size_t length) {
+    const std::size_t index = offset / kBlockBytes;
+    Block& block = loaded(index);
+    note(block, index, offset % kBlockBytes, length);
+    return &block.bytes[offset % kBlockBytes];
+}
+
+void BlockCache::note(Block& block, std::size_t index, std::size_t offset, std::size_t length) {
+    if (block.change == nullptr) {
+        if (changedBlocks_ == changes_.size()) {
+            changes_.push_back(std::make_unique<Change>());
+        }
+        block.change = changes_[changedBlocks_++].get();
+        block.change->block = index;
+        block.change->noted.fill(0);
+    }
+    Change& change = *block.change;
+    const std::size_t end = (offset + length + kPieceBytes - 1) / kPieceBytes;
+    for (std::size_t piece = offset / kPieceBytes; piece < end;) {
+        const std::size_t word = piece / 64;
+        const std::size_t count = std::min(end, word * 64 + 64) - piece;
+        const std::uint64_t asked = (count == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1) << piece % 64;
+        std::uint64_t added = asked & ~change.noted[word];
+        change.noted[word] |= asked;
+        while (added != 0) {
+            const auto first = static_cast<std::size_t>(std::countr_zero(added));
+            const auto run = static_cast<std::size_t>(std::countr_one(added >> first));
+            const std::size_t at = (word * 64 + first) * kPieceBytes;
+            std::memcpy(&change.before[at], &block.bytes[at], run * kPieceBytes);
+            notedBytes_ += run * kPieceBytes;
+            ++notedRuns_;
+            added = run + first == 64 ? 0 : added >> (run + first) << (run + first);
+        }
+        piece += count;
+    }
+}
+
+void BlockCache::endChanges() {
+    for (std::size_t at = 0; at < changedBlocks_; ++at) {
+        if (Block* block = blocks_[changes_[at]->block]) {
+            block->change = nullptr;
+        }
+    }
+    changedBlocks_ = 0;
+    notedBytes_ = 0;
+    notedRuns_ = 0;
+    cleared_.clear();
+    fresh_.clear();
+    if (changes_.size() > kKeptChanges) {
+        changes_.resize(kKeptChanges);
+    }
 }
 
 void BlockCache::clear(std::uint64_t offset, std::uint64_t length) {
@@ -61,7 +105,7 @@ void BlockCache::readDirect(std::uint64_t offset, std::span<std::uint8_t> out) {
         const std::size_t index = at / kBlockBytes;
         std::size_t step = std::min<std::size_t>(out.size() - done, kBlockBytes - at % kBlockBytes);
         if (index < blocks_.size() && blocks_[index] != nullptr) {
-            std::memcpy(&out[done], blocks_[index]->data() + at % kBlockBytes, step);
+            std::memcpy(&out[done], &blocks_[index]->bytes[at % kBlockBytes], step);
         } else {
             for (std::size_t next = index + 1;
                  step < out.size() - done && (next >= blocks_.size() || blocks_[next] == nullptr); ++next) {
@@ -94,8 +138,12 @@ void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
     for (std::size_t done = 0; done < bytes.size();) {
         const std::size_t within = (offset + done) % kBlockBytes;
         const std::size_t length = std::min(bytes.size() - done, kBlockBytes - within);
-        if (auto& block = blocks_[(offset + done) / kBlockBytes]) {
-            std::memcpy(block->data() + within, &bytes[done], length);
+        if (Block* block = blocks_[(offset + done) / kBlockBytes]) {
+            std::memcpy(&block->bytes[within], &bytes[done], length);
+            if (block->change != nullptr) {
+                // What was there before the change is now this, too.
+                std::memcpy(&block->change->before[within], &bytes[done], length);
+            }
         }
         done += length;
     }
@@ -105,7 +153,8 @@ void BlockCache::prepare(std::uint64_t usedEnd) {
     if (usedEnd < size_) {
         const std::size_t lastBlock = usedEnd / kBlockBytes;
         if (usedEnd % kBlockBytes != 0 && blocks_[lastBlock] != nullptr) {
-            std::fill(blocks_[lastBlock]->begin() + usedEnd % kBlockBytes, blocks_[lastBlock]->end(), std::uint8_t{0});
+            auto& bytes = blocks_[lastBlock]->bytes;
+            std::fill(bytes.begin() + usedEnd % kBlockBytes, bytes.end(), std::uint8_t{0});
         }
     }
     if (usedEnd != size_) {
@@ -123,125 +172,33 @@ void BlockCache::useUpTo(std::uint64_t end) {
     }
 }
 
-void BlockCache::settle() {
-    if (tornBytes_ > 0) {
-        eraseTornRecord();
-    }
-    // Between two changes a checkpoint is cheap: the blocks hold what the journal says, and nothing newer.
-    if (changed() || !prepared_) {
-        return;
-    }
-    const bool low = journalStart() < usedEnd_ + kChangeRoom;
-    if (journalBytes_ > kLongJournal || (low && journalBytes_ > 0)) {
-        checkpoint();
-    }
-    if (low && size_ < usedEnd_ + kChangeRoom) {
-        try {
-            growFor(usedEnd_, kChangeRoom);
-        } catch (const Failure&) {
-            // The change may do with less.
-        }
-    }
-}
-
 void BlockCache::reserveForCommit() {
-    std::uint64_t room = JournalRecord::kFooterBytes + cleared_.size() * JournalRecord::kRangeOverhead;
-    for (const Span& span : changes_) {
-        room += span.length + JournalRecord::kRangeOverhead + kMergeGapBytes;
-    }
-    growFor(usedEnd_, room);
-}
-
-void BlockCache::commit() {
-    if (!changed()) {
-        return;
-    }
-    buildRecord();
-    growFor(usedEnd_, record_.sealedSize());
-    requireWhole();
-    record_.seal(journalStart(), journal_.size());
-    tornBytes_ = record_.bytes().size();
-    file_->write(journalStart() - tornBytes_, record_.bytes());
-    journalBytes_ += std::exchange(tornBytes_, 0);
-    journal_.push_back(record_.bytes());
-    journaled_.insert(journaled_.end(), changes_.begin(), changes_.end());
-    zerosJournaled_ = zerosJournaled_ || !cleared_.empty();
-    changes_.clear();
-    fresh_.clear();
-    cleared_.clear();
-    if (zerosJournaled_) {
-        try {
-            checkpoint();
-        } catch (const Failure&) {
-            // The change is in the file; the next one tries again.
-        }
-    }
+    growFor(usedEnd_, JournalRecord::kFooterBytes + cleared_.size() * JournalRecord::kRangeOverhead + notedBytes_ +
+                          notedRuns_ * JournalRecord::kRangeOverhead);
 }
 
 void BlockCache::discard() {
     try {
-        for (const Span& span : std::exchange(fresh_, {})) {
+        for (const Span& span : fresh_) {
             writeZeros(span.offset, span.length);
         }
     } catch (const Failure&) {
         // They are free: harmless, and overwritten with their next use.
     }
-    changes_.clear();
-    cleared_.clear();
+    for (std::size_t at = 0; at < changedBlocks_; ++at) {
+        if (Block* block = blocks_[changes_[at]->block]) {
+            changes_[at]->undo(block->bytes.data());
+        }
+    }
+    endChanges();
     // A checkpoint may have written what the blocks held.
     untouchedFrom_ = std::max(untouchedFrom_, usedEnd_);
-    blocks_.clear();
-    blocks_.resize((size_ + kBlockBytes - 1) / kBlockBytes);
-    for (const Buffer& record : journal_) {
-        JournalRecord::listRanges(record, size_, ranges_);
-        patchBlocks(ranges_);
-    }
-}
-
-void BlockCache::checkpoint() {
-    if (tornBytes_ > 0) {
-        eraseTornRecord();
-    }
-    if (journal_.empty()) {
-        return;
-    }
-    requireWhole();
-    if (changed() || zerosJournaled_) {
-        // The blocks are ahead of the journal, or do not hold all of it.
-        for (const Buffer& record : journal_) {
-            JournalRecord::listRanges(record, size_, ranges_);
-            apply(ranges_);
-        }
-    } else {
-        merge(journaled_, kWriteGapBytes);
-        for (const Span& span : journaled_) {
-            gather_.resize(span.length);
-            copyFromBlocks(span, gather_.data());
-            file_->write(span.offset, gather_);
+    // The others are as they are in the file, or should be: a write past the blocks may have failed half-way.
+    for (std::size_t index = 0; index < blocks_.size(); ++index) {
+        if (blocks_[index] != nullptr && blocks_[index]->journaled == 0) {
+            drop(index);
         }
     }
-    // Without its oldest record the journal is none; until then it holds all of it.
-    writeZeros(size_ - JournalRecord::kFooterBytes, JournalRecord::kFooterBytes);
-    const std::uint64_t length = std::exchange(journalBytes_, 0);
-    journal_.clear();
-    journaled_.clear();
-    zerosJournaled_ = false;
-    tornBytes_ = length;
-    eraseTornRecord();
-}
-
-void BlockCache::flush() {
-    checkpoint();
-    file_->flush();
-}
-
-void BlockCache::close(std::uint64_t end) {
-    checkpoint();
-    if (end < size_) {
-        requireWhole();
-        file_->resize(end);
-    }
-    file_->flush();
 }
 
 void BlockCache::load(std::size_t block) {
@@ -249,16 +206,38 @@ void BlockCache::load(std::size_t block) {
     if (offset >= size_) {
         throw Failure(kFileCorrupt);
     }
-    auto loaded = std::make_unique<Block>();
-    if (offset < untouchedFrom_) {
-        readFile(offset, *loaded);
+    Block* fresh = pool_.take();
+    blocks_[block] = fresh;
+    if (offset >= untouchedFrom_) {
+        fresh->bytes.fill(0);
+    } else {
+        try {
+            readFile(offset, fresh->bytes);
+        } catch (...) {
+            drop(block);
+            throw;
+        }
+        const auto zero = [&](std::uint64_t from, std::uint64_t to) {
+            from = std::max(from, offset);
+            to = std::min(to, offset + kBlockBytes);
+            if (from < to) {
+                std::memset(&fresh->bytes[from - offset], 0, to - from);
+            }
+        };
         // The journal may begin in the block in which the used part ends; its records are no contents.
-        if (prepared_ && offset + kBlockBytes > usedEnd_) {
-            const std::uint64_t used = usedEnd_ - std::min(usedEnd_, offset);
-            std::fill(loaded->begin() + static_cast<std::ptrdiff_t>(used), loaded->end(), std::uint8_t{0});
+        if (prepared_) {
+            zero(usedEnd_, UINT64_MAX);
+        }
+        for (const Span& span : journaledZeros_) {
+            zero(span.offset, span.end());
         }
     }
-    blocks_[block] = std::move(loaded);
+}
+
+void BlockCache::drop(std::size_t block) {
+    if (Block* dropped = std::exchange(blocks_[block], nullptr)) {
+        pool_.give(dropped);
+    }
 }
 
 // Writing into a file that somebody cut, or lengthening it, would tear a hole instead of completing it.
@@ -272,114 +251,11 @@ void BlockCache::resize(std::uint64_t newSize) {
     requireWhole();
     file_->resize(newSize);
     size_ = newSize;
-    blocks_.resize((size_ + kBlockBytes - 1) / kBlockBytes);
-}
-
-// The journal of a process that ended without a checkpoint.
-void BlockCache::replay() {
-    std::array<std::uint8_t, JournalRecord::kFooterBytes> footer{};
-    std::uint64_t end = size_;
-    std::vector<Buffer> records;
-    while (end >= footer.size()) {
-        readFile(end - footer.size(), footer);
-        const auto length = JournalRecord::sizeByFooter(footer, end, records.size());
-        if (!length) {
-            break;
-        }
-        Buffer record(*length);
-        readFile(end - *length, record);
-        if (!JournalRecord::intact(record)) {
-            break;
-        }
-        end -= *length;
-        records.push_back(std::move(record));
+    const std::size_t count = (size_ + kBlockBytes - 1) / kBlockBytes;
+    for (std::size_t index = count; index < blocks_.size(); ++index) {
+        drop(index);
     }
-    // Nothing is set before all of it is known to lie outside of the journal.
-    for (const Buffer& record : records) {
-        if (!JournalRecord::listRanges(record, end, ranges_)) {
-            return;
-        }
-    }
-    for (const Buffer& record : records) {
-        JournalRecord::listRanges(record, end, ranges_);
-        if (writable_) {
-            apply(ranges_);
-        } else {
-            patchBlocks(ranges_);
-        }
-    }
-    if (writable_ && !records.empty()) {
-        file_->flush();
-        writeZeros(size_ - footer.size(), footer.size());
-        writeZeros(end, size_ - footer.size() - end);
-    }
-}
-
-void BlockCache::patchBlocks(const std::vector<JournalRecord::Range>& ranges) {
-    for (const auto& range : ranges) {
-        for (std::uint64_t done = 0; done < range.length;) {
-            const std::uint64_t at = range.offset + done;
-            const std::uint64_t length = std::min(range.length - done, kBlockBytes - at % kBlockBytes);
-            (void)read(at);
-            std::uint8_t* target = blocks_[at / kBlockBytes]->data() + at % kBlockBytes;
-            if (range.bytes != nullptr) {
-                std::memcpy(target, range.bytes + done, length);
-            } else {
-                std::memset(target, 0, length);
-            }
-            done += length;
-        }
-    }
-}
-
-void BlockCache::zeroInBlocks(const Span& range) {
-    for (std::uint64_t at = range.offset; at < range.end();) {
-        const std::uint64_t length = std::min(range.end() - at, kBlockBytes - at % kBlockBytes);
-        if (auto& block = blocks_[at / kBlockBytes]) {
-            std::memset(block->data() + at % kBlockBytes, 0, length);
-        }
-        at += length;
-    }
-}
-
-void BlockCache::merge(std::vector<Span>& spans, std::uint64_t gap) {
-    std::sort(spans.begin(), spans.end(),
-              [](const Span& left, const Span& right) { return left.offset < right.offset; });
-    std::size_t kept = 0;
-    for (std::size_t at = 1; at < spans.size(); ++at) {
-        Span& last = spans[kept];
-        const Span& next = spans[at];
-        if (next.offset <= last.end() + gap) {
-            last.length = std::max(last.end(), next.end()) - last.offset;
-        } else {
-            spans[++kept] = next;
-        }
-    }
-    spans.resize(std::min(spans.size(), kept + 1));
-}
-
-void BlockCache::copyFromBlocks(const Span& span, std::uint8_t* out) {
-    for (std::uint64_t done = 0; done < span.length;) {
-        const std::uint64_t at = span.offset + done;
-        const std::uint64_t length = std::min(span.length - done, kBlockBytes - at % kBlockBytes);
-        std::memcpy(out + done, read(at), length);
-        done += length;
-    }
-}
-
-void BlockCache::buildRecord() {
-    // A block that was loaded after its clear() holds the old bytes.
-    for (const Span& range : cleared_) {
-        zeroInBlocks(range);
-    }
-    merge(changes_, kMergeGapBytes);
-    record_.clear();
-    for (const Span& range : cleared_) {
-        record_.addZeros(range.offset, range.length);
-    }
-    for (const Span& range : changes_) {
-        copyFromBlocks(range, record_.addRange(range.offset, range.length));
-    }
+    blocks_.resize(count);
 }
 
 void BlockCache::growFor(std::uint64_t usedEnd, std::uint64_t room) {
@@ -406,27 +282,12 @@ void BlockCache::growFor(std::uint64_t usedEnd, std::uint64_t room) {
     }
 }
 
-void BlockCache::apply(const std::vector<JournalRecord::Range>& ranges) {
-    for (const auto& range : ranges) {
-        if (range.bytes != nullptr) {
-            file_->write(range.offset, {range.bytes, range.length});
-        } else {
-            writeZeros(range.offset, range.length);
-        }
-    }
-}
-
 void BlockCache::writeZeros(std::uint64_t offset, std::uint64_t length) {
     for (std::uint64_t done = 0; done < length;) {
         const std::uint64_t step = std::min<std::uint64_t>(length - done, kZeros.size());
         file_->write(offset + done, {kZeros.data(), step});
         done += step;
     }
-}
-
-void BlockCache::eraseTornRecord() {
-    writeZeros(journalStart() - tornBytes_, tornBytes_);
-    tornBytes_ = 0;
 }
 
 } // namespace storage

@@ -2,10 +2,10 @@
 
 #include "platform/storage/FileBytes.h"
 #include "platform/storage/JournalRecord.h"
+#include "platform/storage/SlabPool.h"
 
 #include <array>
 #include <memory>
-#include <utility>
 #include <vector>
 
 namespace storage {
@@ -37,13 +37,7 @@ public:
     std::uint64_t usedEnd() const { return usedEnd_; }
 
     // The bytes at `offset` up to the end of their block. kReadFault where the file was cut.
-    const std::uint8_t* read(std::uint64_t offset) {
-        const std::size_t block = offset / kBlockBytes;
-        if (block >= blocks_.size() || blocks_[block] == nullptr) {
-            load(block);
-        }
-        return blocks_[block]->data() + offset % kBlockBytes;
-    }
+    const std::uint8_t* read(std::uint64_t offset) { return &loaded(offset / kBlockBytes).bytes[offset % kBlockBytes]; }
     // The same for changing `length` bytes of one block as a part of the next commit().
     std::uint8_t* change(std::uint64_t offset, std::size_t length);
     // Sets a range to zero as a part of the next commit(). Until then nothing may be read there.
@@ -63,12 +57,12 @@ public:
     // then.
     void settle();
 
-    bool changed() const { return !changes_.empty() || !cleared_.empty(); }
+    bool changed() const { return changedBlocks_ > 0 || !cleared_.empty(); }
     // Makes the file so long that the commit of the present changes needs no more room.
     void reserveForCommit();
     // Puts all changes into the file. After a failure they have not happened, and are still there to be discarded.
     void commit();
-    // Forgets all changes since the last commit, and every block; zeroes what was written directly, if it can.
+    // Undoes all changes since the last commit; zeroes what was written directly, if it can. Blocks move.
     void discard();
     // Brings the journal's changes to their places. After a failure they are still in the journal.
     void checkpoint();
@@ -79,27 +73,64 @@ public:
     void close(std::uint64_t end);
 
 private:
-    using Block = std::array<std::uint8_t, kBlockBytes>;
+    // Changes are noted in pieces of 8 bytes, one bit each; what goes from the journal to its place, in pieces of 64.
+    static constexpr std::size_t kPieceBytes = 8;
+    static constexpr std::size_t kPlaceBytes = 64;
+
+    struct Change;
+    struct Block {
+        std::array<std::uint8_t, kBlockBytes> bytes;
+        // What the records of the journal have set.
+        std::uint64_t journaled = 0;
+        // Set while the block is part of the present change.
+        Change* change = nullptr;
+    };
+    // A block's part in the present change, and what stood in the noted pieces before it.
+    struct Change {
+        std::size_t block = 0;
+        std::array<std::uint64_t, kBlockBytes / kPieceBytes / 64> noted{};
+        std::array<std::uint8_t, kBlockBytes> before;
+        // Copies the noted pieces over `target`, the block's bytes.
+        void undo(std::uint8_t* target) const;
+    };
     struct Span {
         std::uint64_t offset = 0;
         std::uint64_t length = 0;
         std::uint64_t end() const { return offset + length; }
     };
+
+    // Blocks in memory: BlockCache.cpp.
+    Block& loaded(std::size_t block) {
+        if (block >= blocks_.size() || blocks_[block] == nullptr) {
+            load(block);
+        }
+        return *blocks_[block];
+    }
     void load(std::size_t block);
+    void drop(std::size_t block);
+    void note(Block& block, std::size_t index, std::size_t offset, std::size_t length);
+    void endChanges();
     void readFile(std::uint64_t offset, std::span<std::uint8_t> out);
     void requireWhole();
     void resize(std::uint64_t newSize);
-    void replay();
-    void patchBlocks(const std::vector<JournalRecord::Range>& ranges);
-    void zeroInBlocks(const Span& range);
-    static void merge(std::vector<Span>& spans, std::uint64_t gap);
-    void copyFromBlocks(const Span& span, std::uint8_t* out);
-    void buildRecord();
     void growFor(std::uint64_t usedEnd, std::uint64_t room);
-    void apply(const std::vector<JournalRecord::Range>& ranges);
     void writeZeros(std::uint64_t offset, std::uint64_t length);
-    void eraseTornRecord();
     std::uint64_t journalStart() const { return size_ - journalBytes_; }
+    std::uint64_t longJournal() const;
+
+    // The journal: BlockJournal.cpp.
+    void replay();
+    void patch(const JournalRecord::Range& range);
+    void buildRecord();
+    bool isCleared(std::uint64_t offset) const;
+    void zeroClearedInBlocks();
+    void recordChange(const Change& change);
+    void addToRecord(std::size_t block, std::size_t firstPiece, std::size_t lastPiece);
+    void markJournaled(const Span& span);
+    void writeJournaledPlaces();
+    void copyCommitted(const Span& span, std::uint8_t* out);
+    void eraseJournal();
+    void eraseTornRecord();
 
     std::unique_ptr<FileBytes> file_;
     bool writable_;
@@ -108,21 +139,28 @@ private:
     // A block that begins here or beyond, and is not in memory, is zero: it needs no reading. None, until prepare().
     std::uint64_t untouchedFrom_ = UINT64_MAX;
     bool prepared_ = false;
-    std::vector<std::unique_ptr<Block>> blocks_;
-    // Since the last commit.
-    std::vector<Span> changes_;
+    SlabPool<Block> pool_;
+    // Null where a block is not in memory.
+    std::vector<Block*> blocks_;
+    // Since the last commit: the blocks that were changed (the first of `changes_`, the others are spare), their noted
+    // bytes and the runs of these, the ranges to be zero, and fresh places that were written past the blocks.
+    std::vector<std::unique_ptr<Change>> changes_;
+    std::size_t changedBlocks_ = 0;
+    std::uint64_t notedBytes_ = 0;
+    std::uint64_t notedRuns_ = 0;
     std::vector<Span> cleared_;
-    JournalRecord record_;
-    // Since the last checkpoint: the records in the journal, their length together, and the ranges that they set.
-    std::vector<Buffer> journal_;
-    std::uint64_t journalBytes_ = 0;
-    std::vector<Span> journaled_;
-    bool zerosJournaled_ = false;
-    // Fresh places written past the blocks since the last commit.
     std::vector<Span> fresh_;
+    JournalRecord record_;
+    std::vector<Span> recorded_;
+    // Since the last checkpoint: the number of records in the journal, their length together, and what they set.
+    std::uint64_t journalRecords_ = 0;
+    std::uint64_t journalBytes_ = 0;
+    std::vector<std::size_t> journaledBlocks_;
+    std::vector<Span> journaledZeros_;
+    // What they set is in its places, and the call that makes them invalid was begun.
+    bool journalEnds_ = false;
     // Length of a record whose writing failed: what of it is in the file lies before the journal.
     std::uint64_t tornBytes_ = 0;
-    std::vector<JournalRecord::Range> ranges_;
     Buffer gather_;
 };
 

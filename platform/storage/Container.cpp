@@ -6,6 +6,26 @@
 
 namespace storage {
 
+bool OpenElements::contains(std::uint32_t id) const {
+    const Element* element = first_[id % first_.size()];
+    while (element != nullptr && element->id() != id) {
+        element = element->nextOpen;
+    }
+    return element != nullptr;
+}
+
+void OpenElements::add(Element& element) {
+    element.nextOpen = std::exchange(first_[element.id() % first_.size()], &element);
+}
+
+Element* OpenElements::remove(std::uint32_t id) {
+    Element** link = &first_[id % first_.size()];
+    while (*link != nullptr && (*link)->id() != id) {
+        link = &(*link)->nextOpen;
+    }
+    return *link == nullptr ? nullptr : std::exchange(*link, (*link)->nextOpen);
+}
+
 Container::Container(std::unique_ptr<FileBytes> file, bool writable) : cache_(std::move(file), writable) {
     load();
 }
@@ -41,7 +61,16 @@ std::uint32_t Container::createChild(std::uint32_t owner, const Name& name, Entr
     const bool joins = kind == EntryType::stream && waiting_.storage == owner && waiting_.stream == kNoEntry;
     std::uint32_t id = kNoEntry;
     change(joins, [&] {
-        id = SiblingTree(*directory_, owner).find(name);
+        SiblingTree tree(*directory_, owner);
+        TreePath path;
+        if (!isKnownRedBlack(owner)) {
+            id = tree.find(name);
+        }
+        if (id == kNoEntry) {
+            makeRedBlack(owner);
+            path = tree.pathTo(name);
+            id = path.found();
+        }
         if (id != kNoEntry) {
             if (!replaces) {
                 throw Failure(kFileAlreadyExists);
@@ -53,14 +82,11 @@ std::uint32_t Container::createChild(std::uint32_t owner, const Name& name, Entr
             revert(id);
             directory_->change(id).makeChild(name.units(), kind);
         } else {
-            SiblingTree tree = treeForChange(owner);
             id = directory_->allocate();
             directory_->change(id).makeChild(name.units(), kind);
-            tree.insert(id, name);
+            tree.insert(id, path);
         }
-        if (kind == EntryType::storage) {
-            redBlack_.insert(id);
-        }
+        setKnownRedBlack(id, kind == EntryType::storage);
         ++treeVersion_;
         (kind == EntryType::storage ? waiting_.storage : waiting_.stream) = id;
         cache_.reserveForCommit();
@@ -70,12 +96,17 @@ std::uint32_t Container::createChild(std::uint32_t owner, const Name& name, Entr
 
 void Container::destroyChild(std::uint32_t owner, const Name& name) {
     change(false, [&] {
-        const std::uint32_t id = SiblingTree(*directory_, owner).find(name);
-        if (id == kNoEntry) {
+        SiblingTree tree(*directory_, owner);
+        if (!isKnownRedBlack(owner) && tree.find(name) == kNoEntry) {
             throw Failure(kFileNotFound);
         }
-        const auto gone = subtree(id);
-        treeForChange(owner).remove(id, name);
+        makeRedBlack(owner);
+        const TreePath path = tree.pathTo(name);
+        if (path.found() == kNoEntry) {
+            throw Failure(kFileNotFound);
+        }
+        const auto gone = subtree(path.found());
+        tree.remove(path);
         freeContents(gone);
         ++treeVersion_;
         freeSubtree(gone);
@@ -112,7 +143,7 @@ void Container::flush() {
 }
 
 void Container::closed(std::uint32_t id) {
-    open_.erase(id);
+    open_.remove(id);
     if (waiting_.any() && (waiting_.storage == id || waiting_.stream == id)) {
         try {
             commitWaiting();
@@ -135,7 +166,8 @@ void Container::load() {
     content_.emplace(*allocation_, *directory_, *mini_);
 }
 
-void Container::change(bool joins, const std::function<void()>& body) {
+template <class Body>
+void Container::change(bool joins, Body&& body) {
     if (broken_) {
         throw Failure(*broken_);
     }
@@ -157,6 +189,7 @@ void Container::change(bool joins, const std::function<void()>& body) {
 
 void Container::prepare() {
     if (!prepared_) {
+        requireTree();
         cache_.prepare(sectors_->offsetOf(allocation_->usedSectors()));
         prepared_ = true;
     }
@@ -238,27 +271,58 @@ void Container::freeContents(const std::vector<std::uint32_t>& ids) {
 void Container::freeSubtree(const std::vector<std::uint32_t>& ids) {
     for (const std::uint32_t id : ids) {
         revert(id);
-        redBlack_.erase(id);
+        setKnownRedBlack(id, false);
         directory_->release(id);
     }
 }
 
-SiblingTree Container::treeForChange(std::uint32_t owner) {
-    SiblingTree tree(*directory_, owner);
-    if (!redBlack_.contains(owner)) {
-        if (!tree.isRedBlack()) {
-            tree.rebuild();
-            ++treeVersion_;
+void Container::requireTree() const {
+    std::vector<bool> reached(directory_->count());
+    reached[kRootEntry] = true;
+    std::vector<std::uint32_t> pending{directory_->read(kRootEntry).child()};
+    while (!pending.empty()) {
+        const std::uint32_t id = pending.back();
+        pending.pop_back();
+        if (id == kNoEntry) {
+            continue;
         }
-        redBlack_.insert(owner);
+        const EntryReader entry = directory_->read(id);
+        if (reached[id] || (entry.type() != EntryType::storage && entry.type() != EntryType::stream)) {
+            throw Failure(kFileCorrupt);
+        }
+        reached[id] = true;
+        pending.push_back(entry.right());
+        if (entry.type() == EntryType::storage) {
+            pending.push_back(entry.child());
+        }
+        pending.push_back(entry.left());
     }
-    return tree;
+}
+
+void Container::makeRedBlack(std::uint32_t owner) {
+    if (isKnownRedBlack(owner)) {
+        return;
+    }
+    SiblingTree tree(*directory_, owner);
+    if (!tree.isRedBlack()) {
+        tree.rebuild();
+        ++treeVersion_;
+    }
+    setKnownRedBlack(owner, true);
+}
+
+void Container::setKnownRedBlack(std::uint32_t id, bool known) {
+    if (known && id >= redBlack_.size()) {
+        redBlack_.resize(std::max<std::size_t>(directory_->count(), id + 1));
+    }
+    if (id < redBlack_.size()) {
+        redBlack_[id] = known;
+    }
 }
 
 void Container::revert(std::uint32_t id) {
-    if (const auto found = open_.find(id); found != open_.end()) {
-        found->second->revert();
-        open_.erase(found);
+    if (Element* element = open_.remove(id)) {
+        element->revert();
     }
 }
 

@@ -6,15 +6,25 @@
 #include "platform/storage/SiblingTree.h"
 #include "platform/storage/StreamContent.h"
 
-#include <functional>
+#include <array>
 #include <memory>
 #include <optional>
-#include <unordered_map>
-#include <unordered_set>
 
 namespace storage {
 
 class Element;
+
+// The open elements of a container by their entries. They are linked through themselves: opening one takes no memory.
+class OpenElements {
+public:
+    bool contains(std::uint32_t id) const;
+    void add(Element& element);
+    // Answers the element that was there, null for none.
+    Element* remove(std::uint32_t id);
+
+private:
+    std::array<Element*, 256> first_{};
+};
 
 // An open compound file: the layers below put together, and the changes of a caller made whole. Shared by all objects
 // of the file; the last of them closes it. Throws Failure; after a failed change everything is as before it.
@@ -51,7 +61,7 @@ public:
 
     // The objects that callers hold: one per open entry. Open elements of entries that go are reverted.
     bool isOpen(std::uint32_t id) const { return open_.contains(id); }
-    void opened(std::uint32_t id, Element& element) { open_[id] = &element; }
+    void opened(Element& element) { open_.add(element); }
     // Never throws: what was waiting for this element's first bytes is committed; a failure shows in the next change.
     void closed(std::uint32_t id);
 
@@ -69,7 +79,8 @@ private:
 
     void load();
     // Runs one change: after what `joins` says, as a part of what waits or after its commit.
-    void change(bool joins, const std::function<void()>& body);
+    template <class Body>
+    void change(bool joins, Body&& body);
     void prepare();
     void commit();
     void commitWaiting();
@@ -78,7 +89,11 @@ private:
     std::vector<std::uint32_t> subtree(std::uint32_t id) const;
     void freeContents(const std::vector<std::uint32_t>& ids);
     void freeSubtree(const std::vector<std::uint32_t>& ids);
-    SiblingTree treeForChange(std::uint32_t owner);
+    // kFileCorrupt where an entry hangs from two places: a change at one would damage the other.
+    void requireTree() const;
+    void makeRedBlack(std::uint32_t owner);
+    bool isKnownRedBlack(std::uint32_t id) const { return id < redBlack_.size() && redBlack_[id]; }
+    void setKnownRedBlack(std::uint32_t id, bool known);
     void revert(std::uint32_t id);
 
     BlockCache cache_;
@@ -93,9 +108,9 @@ private:
     Waiting waiting_;
     std::uint64_t treeVersion_ = 0;
     mutable LastChild lastChild_;
-    std::unordered_map<std::uint32_t, Element*> open_;
-    // Storages whose sibling trees are known to be red-black.
-    std::unordered_set<std::uint32_t> redBlack_;
+    OpenElements open_;
+    // Per entry: whether it is a storage whose sibling tree is known to be red-black.
+    std::vector<bool> redBlack_;
 };
 
 } // namespace storage

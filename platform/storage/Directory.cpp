@@ -39,17 +39,19 @@ void EntryWriter::setName(std::u16string_view name) {
 }
 
 Directory::Directory(Allocation& allocation)
-    : allocation_(allocation), perSector_(allocation.sectors().sectorBytes() / kEntryBytes),
+    : allocation_(allocation), perSectorShift_(allocation.sectors().sectorShift() - 7),
       sectors_(allocation.tableChain(allocation.sectors().headerField(header::kFirstDirectorySector))) {
     if (sectors_.empty() || read(kRootEntry).type() != EntryType::root) {
         throw Failure(kFileCorrupt);
     }
 }
 
-EntryWriter Directory::change(std::uint32_t id) {
-    (void)bytes(id);
+EntryWriter Directory::changeBytes(std::uint32_t id, std::uint32_t offset, std::uint32_t length) {
+    if (id >= count()) {
+        throw Failure(kFileCorrupt);
+    }
     return EntryWriter(
-        allocation_.sectors().change(sectors_[id / perSector_], id % perSector_ * kEntryBytes, kEntryBytes));
+        allocation_.sectors().change(sectors_[id >> perSectorShift_], offsetInSector(id) + offset, length) - offset);
 }
 
 std::uint64_t Directory::sizeOf(std::uint32_t id) const {
@@ -76,12 +78,12 @@ void Directory::release(std::uint32_t id) {
 
 void Directory::grow() {
     const auto present = static_cast<std::uint32_t>(sectors_.size());
-    if (count() > 0xFFFFFF00U - 16 * perSector_) {
+    if (count() > 0xFFFFFF00U - (16U << perSectorShift_)) {
         throw Failure(kFileTooLarge);
     }
     const std::uint32_t added = std::clamp(present / 16, 1U, 16U);
     allocation_.extendTable(sectors_, added, 0);
-    for (std::uint32_t id = present * perSector_; id < count(); ++id) {
+    for (std::uint32_t id = present << perSectorShift_; id < count(); ++id) {
         change(id).reset();
     }
     if (allocation_.sectors().majorVersion() != 3) {

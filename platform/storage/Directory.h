@@ -87,10 +87,14 @@ public:
     // kFileCorrupt where the directory's chain is broken or its first entry is no root.
     explicit Directory(Allocation& allocation);
 
-    std::uint32_t count() const { return static_cast<std::uint32_t>(sectors_.size()) * perSector_; }
+    std::uint32_t count() const { return static_cast<std::uint32_t>(sectors_.size()) << perSectorShift_; }
     // kFileCorrupt where there is no entry of that number.
     EntryReader read(std::uint32_t id) const { return EntryReader(bytes(id)); }
-    EntryWriter change(std::uint32_t id);
+    EntryWriter change(std::uint32_t id) { return changeBytes(id, 0, kEntryBytes); }
+    // The same for the entry's place among the others alone: its colour, its siblings and its child.
+    EntryWriter changeLinks(std::uint32_t id) { return changeBytes(id, 67, 13); }
+    // The same for the first sector and the size.
+    EntryWriter changeContents(std::uint32_t id) { return changeBytes(id, 116, 12); }
     // The size of a stream, or of the mini stream for the root.
     std::uint64_t sizeOf(std::uint32_t id) const;
 
@@ -103,12 +107,14 @@ private:
         if (id >= count()) {
             throw Failure(kFileCorrupt);
         }
-        return allocation_.sectors().read(sectors_[id / perSector_], id % perSector_ * kEntryBytes);
+        return allocation_.sectors().read(sectors_[id >> perSectorShift_], offsetInSector(id));
     }
+    std::uint32_t offsetInSector(std::uint32_t id) const { return (id & ((1U << perSectorShift_) - 1)) * kEntryBytes; }
+    EntryWriter changeBytes(std::uint32_t id, std::uint32_t offset, std::uint32_t length);
     void grow();
 
     Allocation& allocation_;
-    std::uint32_t perSector_;
+    unsigned perSectorShift_;
     std::vector<std::uint32_t> sectors_;
     FreeMap free_;
     // Entries before this one have been looked at: the free ones are in the map.

@@ -72,46 +72,106 @@ private:
     PosixFile::Identity identity_;
 };
 
-// A file that is being made, under a name of its own beside its path. The first flush gives it the path: whoever looks
-// sees the old file or the new one as its maker wanted it to be seen. One whose writing failed before never gets there.
+// A file that is being made. The first flush gives it its path: whoever looks sees the old file or the new one as its
+// maker wanted it to be seen. One whose writing failed before never gets there. Until then it has no name, so that
+// nothing of it is left when the process ends; or, where the file system has no such files, a name of its own beside
+// the path.
 class NewFile final : public FileBytes {
 public:
     // `replaced` is the old file at the path, held until the new one takes its place; null where there is none.
-    NewFile(std::unique_ptr<PosixFile> file, std::string temporary, std::string path,
-            std::unique_ptr<SharedFile> replaced)
-        : temporary_(std::move(temporary)), path_(std::move(path)), replaced_(std::move(replaced)),
-          file_(std::move(file)) {}
+    // kPathNotFound, kAccessDenied, as the system answers.
+    NewFile(const std::string& path, std::unique_ptr<PosixFile> replaced) : path_(path) {
+        auto made = makeUnnamed();
+        unnamed_ = made != nullptr;
+        if (!unnamed_) {
+            made = makeTemporary();
+        }
+        try {
+            bare_ = made.get();
+            if (replaced != nullptr) {
+                made->copyPermissions(*replaced);
+                replaced_ = std::make_unique<SharedFile>(std::move(replaced));
+            }
+            file_ = std::make_unique<SharedFile>(std::move(made));
+        } catch (...) {
+            removeTemporary();
+            throw;
+        }
+    }
     ~NewFile() override {
-        if (!temporary_.empty()) {
-            unlink(temporary_.c_str());
+        if (!inPlace_) {
+            removeTemporary();
         }
     }
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
-    std::uint64_t size() override { return file_.size(); }
-    std::size_t read(std::uint64_t offset, std::span<std::uint8_t> out) override { return file_.read(offset, out); }
+    // Without a name it is nobody else's to cut: its size is known.
+    std::uint64_t size() override { return unnamed_ ? size_ : file_->size(); }
+    std::size_t read(std::uint64_t offset, std::span<std::uint8_t> out) override { return file_->read(offset, out); }
     void write(std::uint64_t offset, ByteView bytes) override {
-        noting([&] { file_.write(offset, bytes); });
+        noting([&] { file_->write(offset, bytes); });
     }
     void resize(std::uint64_t newSize) override {
-        noting([&] { file_.resize(newSize); });
+        noting([&] { file_->resize(newSize); });
+        size_ = newSize;
     }
     void flush() override {
-        noting([&] { file_.flush(); });
-        if (temporary_.empty()) {
+        noting([&] { file_->flush(); });
+        if (inPlace_) {
             return;
         }
         if (failed_) {
             throw Failure(kWriteFault);
         }
         takePath();
-        temporary_.clear();
+        inPlace_ = true;
+        unnamed_ = false;
         replaced_.reset();
         flushFolderOf(path_);
     }
 
 private:
+    // Null where the file system has no files without a name, or none that can get one later.
+    std::unique_ptr<PosixFile> makeUnnamed() const {
+        const std::string folder = std::filesystem::path(path_).parent_path().string();
+        try {
+            auto made = std::make_unique<PosixFile>(folder.empty() ? "." : folder, PosixFile::Open::createUnnamed);
+            return made->canBeNamed() ? std::move(made) : nullptr;
+        } catch (const Failure&) {
+            // The way with a name will say what is wrong.
+            return nullptr;
+        }
+    }
+
+    std::unique_ptr<PosixFile> makeTemporary() {
+        for (unsigned tries = 1;; ++tries) {
+            chooseTemporary();
+            try {
+                return std::make_unique<PosixFile>(temporary_, PosixFile::Open::createNew);
+            } catch (const Failure& failure) {
+                if (failure.code() != kFileAlreadyExists || tries == kMostTries) {
+                    throw Failure(failure.code() == kFileNotFound ? kPathNotFound : failure.code());
+                }
+            }
+        }
+    }
+
+    // A short name, so that every path that can be had can be made. A process of our number that was killed may have
+    // left one.
+    void chooseTemporary() {
+        static std::atomic<unsigned> counter{0};
+        temporary_ = std::filesystem::path(path_).parent_path() /
+                     (".calvane-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".new");
+    }
+    static constexpr unsigned kMostTries = 100;
+
+    void removeTemporary() const {
+        if (!unnamed_) {
+            unlink(temporary_.c_str());
+        }
+    }
+
     template <class Step>
     void noting(Step step) {
         try {
@@ -123,6 +183,24 @@ private:
     }
 
     void takePath() {
+        if (unnamed_ && replaced_ == nullptr) {
+            if (!bare_->nameAs(path_)) {
+                throw Failure(statusOfErrno(errno, kUnknownFailure));
+            }
+            return;
+        }
+        if (unnamed_) {
+            // What replaces a file needs a name of its own for a moment.
+            bool named = false;
+            for (unsigned tries = 1; !named && (tries == 1 || errno == EEXIST) && tries <= kMostTries; ++tries) {
+                chooseTemporary();
+                named = bare_->nameAs(temporary_);
+            }
+            if (!named) {
+                throw Failure(statusOfErrno(errno, kUnknownFailure));
+            }
+            unnamed_ = false;
+        }
         if (replaced_ != nullptr) {
             if (std::rename(temporary_.c_str(), path_.c_str()) != 0) {
                 throw Failure(statusOfErrno(errno, kUnknownFailure));
@@ -139,36 +217,21 @@ private:
         }
     }
 
-    std::string temporary_; // empty once the file has its path
     const std::string path_;
+    std::string temporary_;
+    bool unnamed_ = false;
+    // The file has its path.
+    bool inPlace_ = false;
     std::unique_ptr<SharedFile> replaced_;
-    SharedFile file_;
+    PosixFile* bare_ = nullptr; // belongs to file_
+    std::unique_ptr<SharedFile> file_;
+    std::uint64_t size_ = 0;
     bool failed_ = false;
 };
 
 // An empty container that will stand at `path`. `old`: the file that stands there now, or null.
 std::unique_ptr<FileBytes> createFile(const std::string& path, std::unique_ptr<PosixFile> old) {
-    static std::atomic<unsigned> counter{0};
-    // A short name, so that every path that can be had can be made.
-    const auto temporary = std::filesystem::path(path).parent_path() /
-                           (".calvane-" + std::to_string(getpid()) + "-" + std::to_string(++counter) + ".new");
-    std::unique_ptr<PosixFile> file;
-    try {
-        file = std::make_unique<PosixFile>(temporary, PosixFile::Open::createNew);
-    } catch (const Failure& failure) {
-        throw Failure(failure.code() == kFileNotFound ? kPathNotFound : failure.code());
-    }
-    std::unique_ptr<NewFile> made;
-    try {
-        if (old != nullptr) {
-            file->copyPermissions(*old);
-        }
-        auto held = old == nullptr ? nullptr : std::make_unique<SharedFile>(std::move(old));
-        made = std::make_unique<NewFile>(std::move(file), temporary, path, std::move(held));
-    } catch (...) {
-        unlink(temporary.c_str());
-        throw;
-    }
+    auto made = std::make_unique<NewFile>(path, std::move(old));
     const Buffer empty = Sectors::emptyFile();
     made->resize(empty.size());
     made->write(0, empty);

@@ -231,7 +231,7 @@ Status StorageObject::enumElements(ComPtr<IEnumElements>& out) {
 
 Element::Element(std::shared_ptr<Container> container, std::uint32_t id, std::uint32_t access)
     : container_(std::move(container)), id_(id), access_(access) {
-    container_->opened(id_, *this);
+    container_->opened(*this);
 }
 
 Element::~Element() {

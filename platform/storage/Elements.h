@@ -17,6 +17,9 @@ public:
     Element(const Element&) = delete;
     Element& operator=(const Element&) = delete;
 
+    // Kept by the container, which links its open elements through them.
+    Element* nextOpen = nullptr;
+
     // The entry is gone: every further call answers kReverted.
     void revert() { reverted_ = true; }
 

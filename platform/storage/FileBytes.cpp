@@ -60,7 +60,10 @@ Status statusOfErrno(int error, Status otherwise) {
 
 PosixFile::PosixFile(const std::string& path, Open how) {
     ignoreFileSizeSignal();
-    const int flags = how == Open::forReading ? O_RDONLY : how == Open::forWriting ? O_RDWR : O_RDWR | O_CREAT | O_EXCL;
+    const int flags = how == Open::forReading      ? O_RDONLY
+                      : how == Open::forWriting    ? O_RDWR
+                      : how == Open::createUnnamed ? O_RDWR | O_TMPFILE
+                                                   : O_RDWR | O_CREAT | O_EXCL;
     // A pipe or a device must not hold the open call up.
     descriptor_ = open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
     if (descriptor_ < 0) {
@@ -92,6 +95,15 @@ PosixFile::Identity PosixFile::identity() const {
         failErrno(kUnknownFailure);
     }
     return {status.st_dev, status.st_ino};
+}
+
+bool PosixFile::canBeNamed() const {
+    return access(("/proc/self/fd/" + std::to_string(descriptor_)).c_str(), F_OK) == 0;
+}
+
+bool PosixFile::nameAs(const std::string& path) const {
+    const std::string self = "/proc/self/fd/" + std::to_string(descriptor_);
+    return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
 void PosixFile::copyPermissions(const PosixFile& other) {

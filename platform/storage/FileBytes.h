@@ -37,9 +37,11 @@ Status statusOfErrno(int error, Status otherwise);
 // a write beyond the file-size limit must come as a code, not as the program's end.
 class PosixFile final : public FileBytes {
 public:
-    enum class Open { forReading, forWriting, createNew };
+    enum class Open { forReading, forWriting, createNew, createUnnamed };
 
-    // Opens `path` and takes the lock that keeps other processes out (kShareViolation where another has it).
+    // Opens `path` and takes the lock that keeps other processes out (kShareViolation where another has it). With
+    // createUnnamed, `path` is a folder, in whose file system a new file is made that has no name and ends with the
+    // process; a file system without such files answers any failure.
     // kFileNotFound, kPathNotFound, kAccessDenied, kFileAlreadyExists (createNew), as the system answers.
     PosixFile(const std::string& path, Open how);
     ~PosixFile() override;
@@ -53,6 +55,10 @@ public:
         auto operator<=>(const Identity&) const = default;
     };
     Identity identity() const;
+    // Whether nameAs() can be expected to work.
+    bool canBeNamed() const;
+    // Gives a file that was made without a name its first one. False where that fails; `errno` says why.
+    bool nameAs(const std::string& path) const;
     // Gives the file the permissions of `other`, which it is about to replace.
     void copyPermissions(const PosixFile& other);
 

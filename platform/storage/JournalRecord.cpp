@@ -66,28 +66,28 @@ bool JournalRecord::intact(ByteView record) {
     return get64(&record[covered]) == checksum(record.data(), covered);
 }
 
-bool JournalRecord::listRanges(ByteView record, std::uint64_t limit, std::vector<Range>& ranges) {
+std::optional<std::uint64_t> JournalRecord::listRanges(ByteView record, std::uint64_t limit,
+                                                       std::vector<Range>& ranges) {
     ranges.clear();
     const std::size_t body = record.size() - kFooterBytes;
-    // A change sets no byte more than twice; a longer list is nobody's honest record.
-    std::uint64_t allowed = 2 * limit;
+    std::uint64_t zeroed = 0;
     for (std::size_t at = 0; at < body;) {
         if (body - at < kRangeHeadBytes) {
-            return false;
+            return std::nullopt;
         }
         const std::uint64_t offset = get64(&record[at]);
         const std::uint64_t field = get64(&record[at + 8]);
         const std::uint64_t length = field & ~kZerosFlag;
         const bool zeros = (field & kZerosFlag) != 0;
         at += kRangeHeadBytes;
-        if (offset > limit || length > limit - offset || length > allowed || (!zeros && padded(length) > body - at)) {
-            return false;
+        if (offset > limit || length > limit - offset || length == 0 || (!zeros && padded(length) > body - at)) {
+            return std::nullopt;
         }
-        allowed -= length;
+        zeroed += zeros ? length : 0;
         ranges.push_back({offset, length, zeros ? nullptr : &record[at]});
         at += zeros ? 0 : padded(length);
     }
-    return true;
+    return zeroed;
 }
 
 } // namespace storage

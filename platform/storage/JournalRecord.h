@@ -43,6 +43,7 @@ public:
     };
 
     void clear() { bytes_.clear(); }
+    bool empty() const { return bytes_.empty(); }
     // Appends a range of `length` bytes and answers where they go; valid until the next call.
     std::uint8_t* addRange(std::uint64_t offset, std::size_t length);
     void addZeros(std::uint64_t offset, std::uint64_t length);
@@ -56,8 +57,9 @@ public:
     static std::optional<std::uint64_t> sizeByFooter(ByteView footer, std::uint64_t end, std::uint64_t number);
     // Whether a record is whole: its checksum holds.
     static bool intact(ByteView record);
-    // Fills `ranges` from a sealed record; false where one of them does not lie before `limit`.
-    static bool listRanges(ByteView record, std::uint64_t limit, std::vector<Range>& ranges);
+    // Fills `ranges` from a sealed record and answers how many bytes they set to zero without holding them; none where
+    // one of them does not lie before `limit`.
+    static std::optional<std::uint64_t> listRanges(ByteView record, std::uint64_t limit, std::vector<Range>& ranges);
 
 private:
     Buffer bytes_;

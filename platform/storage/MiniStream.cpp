@@ -20,16 +20,17 @@ std::vector<std::uint32_t> MiniStream::chain(std::uint32_t start, std::size_t mo
 }
 
 const std::uint8_t* MiniStream::read(std::uint32_t number) {
-    return allocation_.sectors().read(dataSectors_[number / perSector()], number % perSector() * kMiniSectorBytes);
+    return allocation_.sectors().read(dataSectors_[number >> perSectorShift()], offsetInSector(number));
 }
 
 std::uint8_t* MiniStream::change(std::uint32_t number) {
-    return allocation_.sectors().change(dataSectors_[number / perSector()], number % perSector() * kMiniSectorBytes,
+    return allocation_.sectors().change(dataSectors_[number >> perSectorShift()], offsetInSector(number),
                                         kMiniSectorBytes);
 }
 
 void MiniStream::extend(std::vector<std::uint32_t>& numbers, std::uint32_t added) {
     load();
+    numbers.reserve(numbers.size() + added);
     for (; added > 0; --added) {
         const std::uint32_t number = take();
         setWord(number, kEndOfChain);
@@ -70,13 +71,13 @@ void MiniStream::load() {
 }
 
 std::uint32_t MiniStream::word(std::uint32_t number) {
-    const std::uint32_t perTable = allocation_.sectors().wordsPerSector();
-    return get32(allocation_.sectors().read(tableSectors_[number / perTable], number % perTable * 4));
+    const std::uint32_t table = tableSectors_[number >> allocation_.sectors().wordsShift()];
+    return get32(allocation_.sectors().read(table, offsetOfWord(number)));
 }
 
 void MiniStream::setWord(std::uint32_t number, std::uint32_t value) {
-    const std::uint32_t perTable = allocation_.sectors().wordsPerSector();
-    put32(allocation_.sectors().change(tableSectors_[number / perTable], number % perTable * 4, 4), value);
+    const std::uint32_t table = tableSectors_[number >> allocation_.sectors().wordsShift()];
+    put32(allocation_.sectors().change(table, offsetOfWord(number), 4), value);
 }
 
 std::uint32_t MiniStream::take() {
@@ -115,7 +116,7 @@ void MiniStream::grow() {
         }
     }
     count_ = grown;
-    directory_.change(kRootEntry).setContents(dataSectors_.front(), std::uint64_t{grown} * kMiniSectorBytes);
+    directory_.changeContents(kRootEntry).setContents(dataSectors_.front(), std::uint64_t{grown} * kMiniSectorBytes);
 }
 
 } // namespace storage

@@ -30,7 +30,12 @@ private:
     void setWord(std::uint32_t number, std::uint32_t value);
     std::uint32_t take();
     void grow();
-    std::uint32_t perSector() const { return allocation_.sectors().sectorBytes() / kMiniSectorBytes; }
+    std::uint32_t perSector() const { return 1U << perSectorShift(); }
+    unsigned perSectorShift() const { return allocation_.sectors().sectorShift() - 6; }
+    std::uint32_t offsetInSector(std::uint32_t number) const { return (number & (perSector() - 1)) * kMiniSectorBytes; }
+    std::uint32_t offsetOfWord(std::uint32_t number) const {
+        return (number & (allocation_.sectors().wordsPerSector() - 1)) * 4;
+    }
     std::uint32_t words() const {
         return static_cast<std::uint32_t>(tableSectors_.size()) * allocation_.sectors().wordsPerSector();
     }

@@ -2,7 +2,7 @@
 
 #include "platform/storage/Status.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace storage {
 namespace {
@@ -70,36 +70,32 @@ char32_t takeCodePoint(std::string_view& text) {
 } // namespace
 
 Name::Name(std::u16string_view units) : units_(units) {
-    if (units.empty() || units.size() > kMaxNameUnits || units.find(u'\0') != units.npos ||
-        units.find_first_of(u"/\\:!") != units.npos) {
+    if (units.empty() || units.size() > kMaxNameUnits) {
         throw Failure(kInvalidName);
     }
-    std::transform(units.begin(), units.end(), upper_, upperCase);
-}
-
-std::strong_ordering compare(const Name& name, ByteView entryName) {
-    const std::size_t units = entryName.size() / 2;
-    if (name.units_.size() != units) {
-        return name.units_.size() <=> units;
-    }
-    for (std::size_t at = 0; at < units; ++at) {
-        const char16_t other = upperCase(get16(&entryName[2 * at]));
-        if (name.upper_[at] != other) {
-            return name.upper_[at] <=> other;
+    for (std::size_t at = 0; at < units.size(); ++at) {
+        const char16_t unit = units[at];
+        if (unit == u'\0' || unit == u'/' || unit == u'\\' || unit == u':' || unit == u'!') {
+            throw Failure(kInvalidName);
         }
+        put16(&bytes_[2 * at], unit);
     }
-    return std::strong_ordering::equal;
 }
 
 std::strong_ordering compareEntryNames(ByteView left, ByteView right) {
     if (left.size() != right.size()) {
         return left.size() <=> right.size();
     }
-    for (std::size_t at = 0; at < left.size(); at += 2) {
-        const char16_t one = upperCase(get16(&left[at]));
-        const char16_t other = upperCase(get16(&right[at]));
-        if (one != other) {
-            return one <=> other;
+    std::size_t at = 0;
+    // Names that stand side by side begin alike.
+    while (at + 8 <= left.size() && std::memcmp(&left[at], &right[at], 8) == 0) {
+        at += 8;
+    }
+    for (; at < left.size(); at += 2) {
+        const char16_t one = get16(&left[at]);
+        const char16_t other = get16(&right[at]);
+        if (one != other && upperCase(one) != upperCase(other)) {
+            return upperCase(one) <=> upperCase(other);
         }
     }
     return std::strong_ordering::equal;

@@ -51,7 +51,7 @@ Sectors::Sectors(BlockCache& cache) : cache_(cache) {
         get32(bytes + 56) != kMiniStreamCutoff) {
         throw Failure(kInvalidHeader);
     }
-    sectorBytes_ = 1U << shift;
+    sectorShift_ = shift;
 }
 
 Buffer Sectors::emptyFile() {
@@ -84,7 +84,7 @@ Buffer Sectors::emptyFile() {
 std::uint32_t Sectors::count() const {
     const std::uint64_t size = cache_.size();
     const std::uint64_t sectors =
-        size <= sectorBytes_ ? 0 : tolerance::sectorsInFile(size - sectorBytes_, sectorBytes_);
+        size <= sectorBytes() ? 0 : tolerance::sectorsInFile(size - sectorBytes(), sectorShift_);
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(sectors, kMaxRegularSector));
 }
 

@@ -41,11 +41,14 @@ public:
     static Buffer emptyFile();
 
     unsigned majorVersion() const { return majorVersion_; }
-    std::uint32_t sectorBytes() const { return sectorBytes_; }
-    std::uint32_t wordsPerSector() const { return sectorBytes_ / 4; }
+    std::uint32_t sectorBytes() const { return 1U << sectorShift_; }
+    // The power of two that a sector has of bytes: what lies where is asked too often for divisions.
+    unsigned sectorShift() const { return sectorShift_; }
+    std::uint32_t wordsPerSector() const { return sectorBytes() / 4; }
+    unsigned wordsShift() const { return sectorShift_ - 2; }
     // Number of sectors that the file is long enough for, the last one perhaps in part.
     std::uint32_t count() const;
-    std::uint64_t offsetOf(std::uint32_t sector) const { return (std::uint64_t{sector} + 1) * sectorBytes_; }
+    std::uint64_t offsetOf(std::uint32_t sector) const { return (std::uint64_t{sector} + 1) << sectorShift_; }
 
     // The bytes of a sector from `offset` on. kFileCorrupt where the file has no such sector.
     const std::uint8_t* read(std::uint32_t sector, std::uint32_t offset) {
@@ -62,7 +65,7 @@ public:
 private:
     BlockCache& cache_;
     unsigned majorVersion_ = 0;
-    std::uint32_t sectorBytes_ = 0;
+    unsigned sectorShift_ = 0;
 };
 
 } // namespace storage

@@ -77,7 +77,7 @@ void SiblingTree::rebuild() {
         const std::size_t middle = part.begin + (part.end - part.begin) / 2;
         const std::uint32_t id = part.begin == part.end ? kNoEntry : ids[middle];
         if (part.parent == kNoEntry) {
-            directory_.change(owner_).setChild(id);
+            directory_.changeLinks(owner_).setChild(id);
         } else {
             setChild(part.parent, part.right, id);
         }
@@ -89,33 +89,30 @@ void SiblingTree::rebuild() {
     }
 }
 
-void SiblingTree::insert(std::uint32_t id, const Name& name) {
-    Path path = pathTo(name);
-    EntryWriter entry = directory_.change(id);
+void SiblingTree::insert(std::uint32_t id, const TreePath& path) {
+    EntryWriter entry = directory_.changeLinks(id);
     entry.setLeft(kNoEntry);
     entry.setRight(kNoEntry);
     entry.setBlack(false);
     if (path.empty()) {
-        directory_.change(owner_).setChild(id);
+        directory_.changeLinks(owner_).setChild(id);
     } else {
-        setChild(path.back(), compare(name, directory_.read(path.back()).name()) > 0, id);
+        setChild(path.back(), path.order > 0, id);
     }
-    path.push_back(id);
-    balanceAfterInsert(std::move(path));
+    TreePath whole = path;
+    whole.push(id);
+    balanceAfterInsert(whole);
 }
 
-void SiblingTree::remove(std::uint32_t id, const Name& name) {
-    Path path = pathTo(name);
-    if (path.empty() || path.back() != id) {
-        throw Failure(kFileCorrupt);
-    }
+void SiblingTree::remove(TreePath path) {
+    const std::uint32_t id = path.back();
     if (childOf(id, false) != kNoEntry && childOf(id, true) != kNoEntry) {
         moveSuccessorUp(path);
     }
     const EntryReader entry = directory_.read(id);
     const std::uint32_t child = entry.left() != kNoEntry ? entry.left() : entry.right();
     const bool wasBlack = entry.black();
-    path.pop_back();
+    path.pop();
     const std::uint32_t parent = path.empty() ? kNoEntry : path.back();
     const bool right = parent != kNoEntry && childOf(parent, true) == id;
     relink(parent, id, child);
@@ -125,26 +122,26 @@ void SiblingTree::remove(std::uint32_t id, const Name& name) {
     if (child != kNoEntry) {
         setBlack(child, true);
     } else {
-        balanceAfterRemove(std::move(path), right);
+        balanceAfterRemove(path, right);
     }
 }
 
 void SiblingTree::setChild(std::uint32_t id, bool right, std::uint32_t child) {
     if (childOf(id, right) != child) {
-        EntryWriter entry = directory_.change(id);
+        EntryWriter entry = directory_.changeLinks(id);
         right ? entry.setRight(child) : entry.setLeft(child);
     }
 }
 
 void SiblingTree::setBlack(std::uint32_t id, bool black) {
     if (directory_.read(id).black() != black) {
-        directory_.change(id).setBlack(black);
+        directory_.changeLinks(id).setBlack(black);
     }
 }
 
 void SiblingTree::relink(std::uint32_t parent, std::uint32_t old, std::uint32_t fresh) {
     if (parent == kNoEntry) {
-        directory_.change(owner_).setChild(fresh);
+        directory_.changeLinks(owner_).setChild(fresh);
     } else {
         setChild(parent, childOf(parent, true) == old, fresh);
     }
@@ -157,26 +154,22 @@ void SiblingTree::rotate(std::uint32_t parent, std::uint32_t id, bool right) {
     setChild(lifted, right, id);
 }
 
-SiblingTree::Path SiblingTree::pathTo(const Name& name) const {
-    Path path;
-    path.reserve(64);
+TreePath SiblingTree::pathTo(const Name& name) const {
+    TreePath path;
     for (std::uint32_t id = root(); id != kNoEntry;) {
-        if (path.size() > directory_.count()) {
-            throw Failure(kFileCorrupt);
-        }
-        path.push_back(id);
+        path.push(id);
         const EntryReader entry = directory_.read(id);
-        const auto order = compare(name, entry.name());
-        if (order == 0) {
+        path.order = compare(name, entry.name());
+        if (path.order == 0) {
             break;
         }
-        id = order > 0 ? entry.right() : entry.left();
+        id = path.order > 0 ? entry.right() : entry.left();
     }
     return path;
 }
 
 // The path ends in a red node, the only one that may have a red parent.
-void SiblingTree::balanceAfterInsert(Path path) {
+void SiblingTree::balanceAfterInsert(TreePath path) {
     while (path.size() >= 3 && !black(path[path.size() - 2])) {
         const std::uint32_t id = path.back();
         std::uint32_t parent = path[path.size() - 2];
@@ -187,7 +180,7 @@ void SiblingTree::balanceAfterInsert(Path path) {
             setBlack(parent, true);
             setBlack(uncle, true);
             setBlack(grand, false);
-            path.resize(path.size() - 2);
+            path.pop(2);
             continue;
         }
         if ((childOf(parent, true) == id) != parentRight) {
@@ -203,7 +196,7 @@ void SiblingTree::balanceAfterInsert(Path path) {
 }
 
 // The path ends in the parent of a place, on side `right`, that is one black node short.
-void SiblingTree::balanceAfterRemove(Path path, bool right) {
+void SiblingTree::balanceAfterRemove(TreePath path, bool right) {
     while (!path.empty()) {
         const std::uint32_t parent = path.back();
         const std::uint32_t above = path.size() >= 2 ? path[path.size() - 2] : kNoEntry;
@@ -212,7 +205,8 @@ void SiblingTree::balanceAfterRemove(Path path, bool right) {
             setBlack(sibling, true);
             setBlack(parent, false);
             rotate(above, parent, right);
-            path.insert(path.end() - 1, sibling);
+            path[path.size() - 1] = sibling;
+            path.push(parent);
             continue;
         }
         const std::uint32_t near = childOf(sibling, right);
@@ -223,7 +217,7 @@ void SiblingTree::balanceAfterRemove(Path path, bool right) {
                 setBlack(parent, true);
                 return;
             }
-            path.pop_back();
+            path.pop();
             right = !path.empty() && childOf(path.back(), true) == parent;
             continue;
         }
@@ -243,11 +237,11 @@ void SiblingTree::balanceAfterRemove(Path path, bool right) {
 
 // Lets the last entry of the path, which has two children, change places with its successor. Entries keep their
 // numbers, so it is the links that move.
-void SiblingTree::moveSuccessorUp(Path& path) {
+void SiblingTree::moveSuccessorUp(TreePath& path) {
     const std::size_t place = path.size() - 1;
     const std::uint32_t id = path[place];
     for (std::uint32_t next = childOf(id, true); next != kNoEntry; next = childOf(next, false)) {
-        path.push_back(next);
+        path.push(next);
     }
     const std::uint32_t successor = path.back();
     const std::uint32_t successorParent = path[path.size() - 2];
@@ -269,7 +263,7 @@ void SiblingTree::moveSuccessorUp(Path& path) {
     setBlack(id, black(successor));
     setBlack(successor, colour);
     path[place] = successor;
-    path.back() = id;
+    path[path.size() - 1] = id;
 }
 
 SiblingWalk::SiblingWalk(const Directory& directory, std::uint32_t owner) : directory_(directory), owner_(owner) {

@@ -3,9 +3,37 @@
 #include "platform/storage/Directory.h"
 #include "platform/storage/Names.h"
 
+#include <array>
 #include <vector>
 
 namespace storage {
+
+// Entries from the root of a sibling tree downwards.
+class TreePath {
+public:
+    bool empty() const { return size_ == 0; }
+    std::size_t size() const { return size_; }
+    std::uint32_t operator[](std::size_t at) const { return ids_[at]; }
+    std::uint32_t& operator[](std::size_t at) { return ids_[at]; }
+    std::uint32_t back() const { return ids_[size_ - 1]; }
+    // kFileCorrupt where the path is longer than any in a red-black tree of 2^32 entries.
+    void push(std::uint32_t id) {
+        if (size_ == ids_.size()) {
+            throw Failure(kFileCorrupt);
+        }
+        ids_[size_++] = id;
+    }
+    void pop(std::size_t count = 1) { size_ -= count; }
+
+    // For the path to a name: the order of the name against that of the last entry.
+    std::strong_ordering order = std::strong_ordering::equal;
+    // The entry of that name, kNoEntry where there is none.
+    std::uint32_t found() const { return !empty() && order == 0 ? back() : kNoEntry; }
+
+private:
+    std::array<std::uint32_t, 72> ids_;
+    std::size_t size_ = 0;
+};
 
 // The children of one storage: a red-black tree of directory entries in the order of their names, hanging from the
 // storage's child field. All walks are loops bounded by the number of entries, so that a tree with a cycle ends in
@@ -21,14 +49,15 @@ public:
     bool isRedBlack() const;
     // Builds the tree anew from its entries, whose order is right.
     void rebuild();
-    // Links an entry, which has its name and belongs to no tree. The tree must be red-black.
-    void insert(std::uint32_t id, const Name& name);
-    // Takes an entry out. The tree must be red-black.
-    void remove(std::uint32_t id, const Name& name);
+    // The entries from the root down to where `name` is or would be. The tree must be red-black.
+    TreePath pathTo(const Name& name) const;
+    // Links an entry, which has its name and belongs to no tree, where the path of that name ends. The tree must be
+    // red-black.
+    void insert(std::uint32_t id, const TreePath& path);
+    // Takes the entry out in which the path ends. The tree must be red-black.
+    void remove(TreePath path);
 
 private:
-    using Path = std::vector<std::uint32_t>;
-
     std::uint32_t root() const { return directory_.read(owner_).child(); }
     std::uint32_t childOf(std::uint32_t id, bool right) const {
         const EntryReader entry = directory_.read(id);
@@ -42,11 +71,9 @@ private:
     void relink(std::uint32_t parent, std::uint32_t old, std::uint32_t fresh);
     // Lifts the child on side `!right` above `id`, which becomes its child on side `right`.
     void rotate(std::uint32_t parent, std::uint32_t id, bool right);
-    // The entries from the root down to where `name` is or would be.
-    Path pathTo(const Name& name) const;
-    void balanceAfterInsert(Path path);
-    void balanceAfterRemove(Path path, bool right);
-    void moveSuccessorUp(Path& path);
+    void balanceAfterInsert(TreePath path);
+    void balanceAfterRemove(TreePath path, bool right);
+    void moveSuccessorUp(TreePath& path);
 
     Directory& directory_;
     std::uint32_t owner_;

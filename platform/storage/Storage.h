@@ -96,11 +96,12 @@ public:
 };
 
 // Creates a file and answers its root storage. The file appears at the path with IStorage::flush or with the release of
-// the last reference, whichever comes first: until then it has a name of its own, and an end of the process leaves the
-// path as it was; a file whose writing failed before never appears. With kCreate it replaces a file of that name, which
-// is held until then; without, kFileAlreadyExists. One that somebody else has made meanwhile is never replaced: the flush
-// answers kFileAlreadyExists. kInvalidFlag for a mode that cannot write, kPathNotFound,
-// kAccessDenied, kShareViolation where the old file is open, kMediumFull. The path is in the system's encoding.
+// the last reference, whichever comes first: until then it has no name (where the file system has no such files, one of
+// its own beside the path), and an end of the process leaves the path as it was; a file whose writing failed before
+// never appears. With kCreate it replaces a file of that name, which is held until then; without, kFileAlreadyExists.
+// One that somebody else has made meanwhile is never replaced: the flush answers kFileAlreadyExists. kInvalidFlag for a
+// mode that cannot write, kPathNotFound, kAccessDenied, kShareViolation where the old file is open, kMediumFull. The
+// path is in the system's encoding.
 Status stgCreateDocfile(const std::string& path, std::uint32_t mode, ComPtr<IStorage>& out);
 
 // Opens a file and answers its root storage. kFileNotFound, kPathNotFound, kAccessDenied, kShareViolation where it is

@@ -261,7 +261,7 @@ void StreamContent::append(std::vector<std::uint32_t>& sectors, std::uint64_t ne
 void StreamContent::setContents(std::uint32_t id, std::uint32_t start, std::uint64_t size) {
     const EntryReader present = directory_.read(id);
     if (present.start() != start || present.size() != size) {
-        directory_.change(id).setContents(start, size);
+        directory_.changeContents(id).setContents(start, size);
     }
 }
 

@@ -24,8 +24,8 @@ constexpr bool ignoresTableCounts() {
 
 // Bytes behind the last sector that the allocation table knows, and a last sector that the file holds in part only
 // (the rest reads as zero): the number of sectors that a file of `bytesAfterHeader` has.
-constexpr std::uint64_t sectorsInFile(std::uint64_t bytesAfterHeader, std::uint32_t sectorBytes) {
-    return (bytesAfterHeader + sectorBytes - 1) / sectorBytes;
+constexpr std::uint64_t sectorsInFile(std::uint64_t bytesAfterHeader, unsigned sectorShift) {
+    return (bytesAfterHeader + (std::uint64_t{1} << sectorShift) - 1) >> sectorShift;
 }
 
 // A stream may own more sectors than its size needs; they are freed with it.

@@ -132,10 +132,7 @@ constexpr std::array kUpperRanges{
 
 } // namespace
 
-char16_t upperCase(char16_t unit) {
-    if (unit < 0x80) {
-        return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
-    }
+char16_t upperCaseBeyondAscii(char16_t unit) {
     const auto range = std::lower_bound(kUpperRanges.begin(), kUpperRanges.end(), unit,
                                         [](const UpperRange& row, char16_t value) { return row.last < value; });
     if (range == kUpperRanges.end() || unit < range->first || (unit - range->first) % range->stride != 0) {

@@ -53,6 +53,9 @@ TEST_F(MoxFileTest, AnUpdateReplacesItemsOfItsNumbersAndLeavesTheRest) {
     file.writeToDisk(path.c_str(), 99);
     EXPECT_EQ(gsfStream("00000123/default/Mobile_Property_Info"),
               bytes({1, 0, 0, 0, 123, 0, 0, 0, 0, 0, 2, 0, 'm', 'e'}));
+    file.writeToDisk(path.c_str(), 98);
+    EXPECT_EQ(gsfStream("00000123/default/Mobile_Property_Info")[4], 123) << "the file was left open in between";
+    EXPECT_EQ(file.readPhoneModelId(), 98) << "the id given last is the one held";
     EXPECT_EQ(numbers(), (std::vector<int>{1, 7, 9, 345})) << "the property stream is no item";
 }
 
@@ -89,6 +92,23 @@ TEST_F(MoxFileTest, ARemovalEndsAtTheFirstItemThatTheFileLacks) {
     file.open(path);
     file.removeNvItem(2);
     EXPECT_EQ(refusalOf([&] { file.removeNvItems({3, 42, 1}); }), "MoxFile::removeNvItemsImpl() - " + kNotFound);
+    file.cleanUp();
+    EXPECT_EQ(numbers(), std::vector<int>{1});
+}
+
+// Other writers may leave the zeros out; what is read as an item can be removed as that item.
+TEST_F(MoxFileTest, ARemovalFindsAnItemByItsNumberHoweverItsNameIsWritten) {
+    writeItems({1, 9});
+    {
+        const auto items = openIn(openIn(openRoot(), u"00000123"), u"default");
+        for (const auto* name : {u"9", u"42", u"0000000042", u"70000"}) {
+            putStream(createIn(items, name), u"00000000", std::vector<std::uint8_t>(134, 5));
+        }
+    }
+    EXPECT_EQ(numbers(), (std::vector<int>{9, 42, 1, 9, 42}));
+    file.open(path);
+    file.removeNvItems({9, 42, 9, 42});
+    EXPECT_EQ(refusalOf([&] { file.removeNvItems({42}); }), "MoxFile::removeNvItemsImpl() - " + kNotFound);
     file.cleanUp();
     EXPECT_EQ(numbers(), std::vector<int>{1});
 }

@@ -2,6 +2,7 @@
 #include "platform/storage/Sectors.h"
 #include "tests/storage/Support.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -426,8 +427,11 @@ TEST_F(DocfileTest, AFileSizeLimitIsAFullDisk) {
 TEST_F(DocfileTest, AKilledWriterLeavesWholeItems) {
     std::mt19937 random(7);
     unsigned unfinished = 0;
-    for (unsigned round = 0; round < 150; ++round) {
-        fill(20);
+    fill(20);
+    const Buffer start = load(path_);
+    for (unsigned round = 0; round < 300; ++round) {
+        std::ofstream(path_, std::ios::binary)
+            .write(reinterpret_cast<const char*>(start.data()), static_cast<std::streamsize>(start.size()));
         inChild(
             [&] {
                 ComPtr<IStorage> root;
@@ -462,7 +466,61 @@ TEST_F(DocfileTest, AKilledWriterLeavesWholeItems) {
             ASSERT_EQ(strictCheck(load(path_), tree, {.bytesInFreeSectors = true}), "") << round;
         }
     }
-    EXPECT_GT(unfinished, 50U) << "most children were killed while they had the file open";
+    EXPECT_GT(unfinished, 100U) << "most children were killed while they had the file open";
+}
+
+// A process that is killed while it makes a file: its path has nothing, or all that was written before the file was
+// closed, and nothing else is left in the folder.
+TEST_F(DocfileTest, AKilledCreatorLeavesNoneOrAll) {
+    const int unnamed = open(folder_.c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0600);
+    const bool leavesNothing = unnamed >= 0;
+    close(unnamed);
+    std::mt19937 random(9);
+    unsigned complete = 0;
+    // Follows the time that a creation takes here and now, which is mostly the disk's.
+    unsigned span = 2000;
+    for (unsigned round = 0; round < 150; ++round) {
+        fs::remove(path_);
+        inChild(
+            [&] {
+                if (write(ready_, "", 1) != 1) {
+                    _exit(1);
+                }
+                fill(30);
+                for (;;) {
+                    pause();
+                }
+            },
+            std::chrono::microseconds(1 + random() % span));
+        for (const auto& entry : fs::directory_iterator(folder_)) {
+            EXPECT_TRUE(entry.path() == path_ || !leavesNothing) << entry.path();
+        }
+        span = fs::exists(path_) ? std::max(span - span / 8, 100U) : span + span / 8;
+        if (fs::exists(path_)) {
+            Tree tree;
+            ASSERT_EQ(strictCheck(load(path_), tree), "") << round;
+            ASSERT_EQ(tree.size(), 61U) << round;
+            ++complete;
+        }
+    }
+    EXPECT_GT(complete, 5U);
+    EXPECT_LT(complete, 145U) << "some are killed before the file has its path";
+}
+
+// Two that create one file: the first to finish has it.
+TEST_F(DocfileTest, TheLaterOfTwoCreatorsIsTold) {
+    for (const std::uint32_t mode : {kCreateReadWrite, kShareExclusive | kReadWrite}) {
+        fs::remove(path_);
+        ComPtr<IStorage> later;
+        ASSERT_EQ(stgCreateDocfile(path_, mode, later), com::kOk);
+        fill(3);
+        const Buffer first = load(path_);
+        EXPECT_EQ(writeItem(*later.get(), 9, 9), com::kOk);
+        EXPECT_EQ(later->flush(), kFileAlreadyExists);
+        later.reset();
+        EXPECT_EQ(load(path_), first);
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 1);
+    }
 }
 
 TEST_F(DocfileTest, LibgsfReadsEveryStreamThatWeWrote) {

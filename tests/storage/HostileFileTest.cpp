@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 
 namespace storage::testing {
 namespace {
@@ -83,6 +84,77 @@ TEST(HostileFileTest, AnswersAFailureCodeForWhatCannotBe) {
         Tree tree;
         EXPECT_TRUE(com::failed(readImage({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)}, tree)))
             << "cut to " << length;
+    }
+}
+
+// A storage that hangs from two places reads as its links say, but nothing is written into such a file.
+TEST(HostileFileTest, RefusesToChangeADirectoryThatIsNoTree) {
+    auto image = std::make_shared<MemoryImage>();
+    ComPtr<IStorage> root;
+    ASSERT_EQ(createContainer(std::make_unique<MemoryFile>(image), root), com::kOk);
+    {
+        ComPtr<IStorage> outer;
+        ComPtr<IStorage> inner;
+        ComPtr<IStorage> beside;
+        ASSERT_EQ(root->createStorage(u"outer", kCreateReadWrite, outer), com::kOk);
+        ASSERT_EQ(outer->createStorage(u"inner", kCreateReadWrite, inner), com::kOk);
+        ASSERT_EQ(root->createStorage(u"zbeside", kCreateReadWrite, beside), com::kOk);
+    }
+    root.reset();
+    const Buffer good = image->bytes;
+    const auto places = placesOfEntries(good);
+    struct {
+        const char* what;
+        std::uint32_t child;
+    } const rows[]{{"its parent", 1}, {"itself", 2}, {"beside its parent", 3}, {"the root", 0}};
+    for (const auto& row : rows) {
+        image->bytes = good;
+        put32(&image->bytes[places[2] + 76], row.child);
+        const Buffer bad = image->bytes;
+        ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk) << row.what;
+        ComPtr<IStorage> outer;
+        ComPtr<IStorage> inner;
+        ASSERT_EQ(root->openStorage(u"outer", kOpenReadWrite, outer), com::kOk) << row.what;
+        ASSERT_EQ(outer->openStorage(u"inner", kOpenReadWrite, inner), com::kOk) << row.what;
+        EXPECT_EQ(writeItem(*inner.get(), 7, 7), kFileCorrupt) << row.what;
+        EXPECT_EQ(writeItem(*root.get(), 7, 7), kFileCorrupt) << row.what;
+        EXPECT_EQ(root->destroyElement(u"outer"), kFileCorrupt) << row.what;
+        for (auto* held : {&inner, &outer, &root}) {
+            held->reset();
+        }
+        EXPECT_EQ(image->bytes, bad) << row.what;
+    }
+}
+
+// Records that zero the whole file again and again: nobody wrote them, and carrying them out would take a time that
+// grows with the square of the file's size.
+TEST(HostileFileTest, AForgedJournalIsNoneAndCostsLittle) {
+    constexpr std::uint64_t kRecords = 60000;
+    for (const bool writable : {false, true}) {
+        Buffer file = Sectors::emptyFile();
+        const std::uint64_t start = 2 * 1024 * 1024;
+        file.resize(start);
+        std::vector<Buffer> records;
+        std::uint64_t end = start + kRecords * (16 + JournalRecord::kFooterBytes);
+        const std::uint64_t size = end;
+        for (std::uint64_t number = 0; number < kRecords; ++number) {
+            JournalRecord record;
+            record.addZeros(0, start);
+            record.seal(end, number);
+            end -= record.bytes().size();
+            records.push_back(record.bytes());
+        }
+        for (auto record = records.rbegin(); record != records.rend(); ++record) {
+            file.insert(file.end(), record->begin(), record->end());
+        }
+        ASSERT_EQ(file.size(), size);
+        auto image = imageOf(file);
+        const std::clock_t before = std::clock();
+        ComPtr<IStorage> root;
+        EXPECT_EQ(openImage(image, writable ? kOpenReadWrite : kOpenRead, root), com::kOk) << "what it zeroes is there";
+        EXPECT_LT(std::clock() - before, 2 * CLOCKS_PER_SEC);
+        EXPECT_EQ(image->bytesWritten, 0U);
+        root.reset();
     }
 }
 

@@ -143,24 +143,30 @@ INSTANTIATE_TEST_SUITE_P(Calls, InterruptionTest,
 
 // After a call that failed once, the file takes further changes as if nothing had been.
 TEST(InterruptionTest, GoesOnAfterOneFailure) {
-    for (unsigned failAt = 1; failAt < 40; ++failAt) {
+    for (unsigned failAt = 1; failAt < 60; ++failAt) {
         auto image = emptyContainer();
         ComPtr<IStorage> root;
         ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
         image->changes = 0;
         image->failAt = failAt;
         image->failsForGood = false;
+        image->sixteenthsWritten = 8;
         Tree expected{{u"/", {}}};
+        Tree found;
         for (unsigned number = 1; number <= 40; ++number) {
             const Status status = writeItem(*root.get(), number, number, number % 5 == 0 ? 6000 : 134);
             if (com::succeeded(status)) {
                 expected[u"/" + itemName(number) + u"/"] = {};
                 expected[u"/" + itemName(number) + u"/00000000"] = pattern(number % 5 == 0 ? 6000 : 134, number);
+                ASSERT_EQ(readImage(image->bytes, found), com::kOk) << failAt;
+                ASSERT_TRUE(found == expected) << failAt << ": an end after item " << number;
+            }
+            if (number % 8 == 0) {
+                (void)root->flush();
             }
         }
         ASSERT_GE(expected.size(), 79U) << failAt;
         root.reset();
-        Tree found;
         ASSERT_EQ(strictCheck(image->bytes, found), "") << failAt;
         ASSERT_TRUE(found == expected) << failAt;
     }

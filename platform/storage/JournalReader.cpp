@@ -1,0 +1,68 @@
+#include "platform/storage/JournalReader.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace storage {
+namespace {
+
+// Reads a file from its end backwards. Most records are far shorter than a piece, and come with few calls.
+class BackwardReader {
+public:
+    BackwardReader(FileBytes& file, std::uint64_t fileSize) : file_(file), fileSize_(fileSize) {}
+
+    // The `length` bytes before `end`, which goes down from call to call.
+    ByteView before(std::uint64_t end, std::uint64_t length) {
+        if (end - length < from_ || end > from_ + piece_.size()) {
+            from_ = end - std::min(end, std::max(length, end == fileSize_ ? kFirstPiece : kPiece));
+            piece_.resize(end - from_);
+            if (file_.read(from_, piece_) < piece_.size()) {
+                throw Failure(kReadFault);
+            }
+        }
+        return ByteView(piece_).subspan(end - length - from_, length);
+    }
+
+private:
+    // Most files have no journal.
+    static constexpr std::uint64_t kFirstPiece = JournalRecord::kFooterBytes;
+    static constexpr std::uint64_t kPiece = 64 * 1024;
+
+    FileBytes& file_;
+    std::uint64_t fileSize_;
+    std::uint64_t from_ = 0;
+    Buffer piece_;
+};
+
+} // namespace
+
+FoundJournal findJournal(FileBytes& file, std::uint64_t fileSize) {
+    FoundJournal journal{{}, fileSize};
+    BackwardReader reader(file, fileSize);
+    while (journal.start >= JournalRecord::kFooterBytes) {
+        const auto length = JournalRecord::sizeByFooter(reader.before(journal.start, JournalRecord::kFooterBytes),
+                                                        journal.start, journal.records.size());
+        if (!length) {
+            break;
+        }
+        const ByteView record = reader.before(journal.start, *length);
+        if (!JournalRecord::intact(record)) {
+            break;
+        }
+        journal.records.emplace_back(record.begin(), record.end());
+        journal.start -= *length;
+    }
+    // Nothing is set before all of it is known to be right.
+    std::uint64_t zeroed = 0;
+    std::vector<JournalRecord::Range> ranges;
+    for (const Buffer& record : journal.records) {
+        const auto zeros = JournalRecord::listRanges(record, journal.start, ranges);
+        if (!zeros || *zeros > journal.start - zeroed) {
+            return {{}, fileSize};
+        }
+        zeroed += *zeros;
+    }
+    return journal;
+}
+
+} // namespace storage

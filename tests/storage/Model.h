@@ -46,6 +46,9 @@ public:
     }
 
 private:
+    // One operation makes one storage, below all that are there already.
+    static constexpr unsigned kLevels = 1000;
+
     static void expect(bool holds, const std::string& what) {
         if (!holds) {
             throw std::runtime_error(what);
@@ -140,8 +143,9 @@ private:
 
     void check() {
         Tree found;
-        expect(readTree(*root_.get(), found) == com::kOk && found == tree_, "contents by the interfaces");
-        expect(readImage(image_->bytes, found) == com::kOk && found == tree_, "contents after an end at this moment");
+        expect(readTree(*root_.get(), found, kLevels) == com::kOk && found == tree_, "contents by the interfaces");
+        expect(readImage(image_->bytes, found, kLevels) == com::kOk && found == tree_,
+               "contents after an end at this moment");
         if (choose_(4) != 0) {
             return;
         }

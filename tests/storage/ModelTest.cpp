@@ -26,5 +26,13 @@ TEST(ModelTest, EveryStepLeavesAPerfectFileWithTheSameContents) {
     }
 }
 
+TEST(ModelTest, StoragesBelowStoragesStayReadableHoweverDeep) {
+    ModelRun run([](unsigned) { return 0; }); // one storage below all the others, and a stream in it
+    for (unsigned step = 0; step < 48; ++step) {
+        ASSERT_NO_THROW(run.step()) << step;
+    }
+    EXPECT_NO_THROW(run.reopen());
+}
+
 } // namespace
 } // namespace storage::testing

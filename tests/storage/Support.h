@@ -55,8 +55,12 @@ inline Status readStream(IStorage& parent, std::u16string_view name, Buffer& out
     return status;
 }
 
-// Everything below a storage, read through the interfaces. The first failure's status.
-inline Status readTree(IStorage& storage, Tree& tree, const std::u16string& path = u"/", unsigned depth = 0) {
+// In a hostile file storages may lead back to where they hang; no deeper than this is looked.
+inline constexpr unsigned kHostileLevels = 32;
+
+// Everything at most `levels` storages below a storage, read through the interfaces. The first failure's status.
+inline Status readTree(IStorage& storage, Tree& tree, unsigned levels = kHostileLevels,
+                       const std::u16string& path = u"/") {
     tree[path] = {};
     ComPtr<IEnumElements> children;
     Status status = storage.enumElements(children);
@@ -64,11 +68,11 @@ inline Status readTree(IStorage& storage, Tree& tree, const std::u16string& path
     while (com::succeeded(status) && (status = children->next(info)) == com::kOk) {
         if (info.kind == ElementKind::stream) {
             status = readStream(storage, info.name, tree[path + info.name]);
-        } else if (depth < 32) {
+        } else if (levels > 0) {
             ComPtr<IStorage> child;
             status = storage.openStorage(info.name, kOpenRead, child);
             if (com::succeeded(status)) {
-                status = readTree(*child.get(), tree, path + info.name + u"/", depth + 1);
+                status = readTree(*child.get(), tree, levels - 1, path + info.name + u"/");
             }
         }
     }
@@ -85,11 +89,11 @@ inline std::shared_ptr<MemoryImage> imageOf(Buffer bytes) {
     return image;
 }
 
-inline Status readImage(const Buffer& bytes, Tree& tree) {
+inline Status readImage(const Buffer& bytes, Tree& tree, unsigned levels = kHostileLevels) {
     ComPtr<IStorage> root;
     tree.clear();
     const Status status = openImage(imageOf(bytes), kOpenRead, root);
-    return com::failed(status) ? status : readTree(*root.get(), tree);
+    return com::failed(status) ? status : readTree(*root.get(), tree, levels);
 }
 
 } // namespace storage::testing

@@ -254,7 +254,8 @@ CSplitterFrame* CMainFrame::addDocument() {
         if (closing_)
             QMetaObject::invokeMethod(this, &CMainFrame::finishClosing, Qt::QueuedConnection);
     });
-    connect(frame, &QObject::destroyed, this, &CMainFrame::refresh, Qt::QueuedConnection);
+    connect(
+        frame, &QObject::destroyed, this, [this] { closing_ ? finishClosing() : refresh(); }, Qt::QueuedConnection);
     area_->addSubWindow(frame);
     frame->showMaximized();
     area_->setActiveSubWindow(frame);

@@ -47,8 +47,12 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
 
 CSplitterFrame::~CSplitterFrame() {
     disconnect(qApp, nullptr, this, nullptr);
+    // The document may show a message on its way out; until it has gone, nobody else is to delete this window.
+    closing_ = true;
+    busy_ = true;
     // The panes look at the document until they are gone.
     delete splitter_;
+    document_.reset();
 }
 
 void CSplitterFrame::makePanes() {
@@ -80,7 +84,7 @@ void CSplitterFrame::focusMoved(QWidget* to) {
 }
 
 void CSplitterFrame::setActivePane(Pane pane) {
-    if (pane == activePane_)
+    if (pane == activePane_ || closing_)
         return;
     // First, so that a message box that the editor shows on its way out finds the switch done.
     activePane_ = pane;
@@ -105,7 +109,8 @@ void CSplitterFrame::switchPane() {
 }
 
 void CSplitterFrame::setFrameActive(bool active) {
-    if (activePane_ != Pane::kEditor)
+    // A window that goes asks nothing any more about what was typed into it.
+    if (activePane_ != Pane::kEditor || closing_)
         return;
     if (active)
         editor_->activate();

@@ -55,7 +55,8 @@ WholeFileResult replace(const std::filesystem::path& path, std::string_view cont
     std::string temporary = path.string() + ".XXXXXX";
     const int file = ::mkstemp(temporary.data());
     if (file < 0) {
-        return isThere ? writeInPlace(path, content) : WholeFileResult{.openError = errno};
+        const bool folderRefuses = errno == EACCES || errno == EPERM || errno == EROFS || errno == ENAMETOOLONG;
+        return isThere && folderRefuses ? writeInPlace(path, content) : WholeFileResult{.openError = errno};
     }
     int error = writeAll(file, content);
     if (error == 0 && (::fchmod(file, modeOf(path)) != 0 || ::fsync(file) != 0)) {
@@ -79,10 +80,8 @@ WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_vi
     if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found) {
         return writeInPlace(path, content);
     }
-    const auto target = std::filesystem::is_symlink(path, ignored)
-                            ? path.parent_path() / std::filesystem::read_symlink(path, ignored)
-                            : path;
-    return replace(target, content);
+    const auto target = std::filesystem::weakly_canonical(path, ignored);
+    return replace(target.empty() ? path : target, content);
 }
 
 } // namespace kernel

@@ -227,6 +227,18 @@ TEST_F(Frame, ClosesCleanlyWhenThePhoneLeavesMeanwhile) {
     EXPECT_EQ(contents("CalvaneConfig.ini"), "COM1\n");
 }
 
+TEST_F(Frame, ClosesOnceWhenItsConfigurationCannotBeWritten) {
+    start();
+    std::filesystem::remove(folder / "CalvaneConfig.ini");
+    std::filesystem::create_directory(folder / "CalvaneConfig.ini");
+    bool closed = false;
+    QObject::connect(&window(), &CMainFrame::closed, &window(), [&] { closed = true; });
+    expectMessage();
+    window().close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return closed; }, 10000));
+    EXPECT_EQ(onlyMessage(), "Calvane: Couldn't open CalvaneConfig.ini for writing 21");
+}
+
 TEST_F(Frame, GoesOnPaintingWhileTheResetWaitsForThePhone) {
     plugIn();
     start();

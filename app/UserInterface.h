@@ -53,8 +53,8 @@ public:
                                                                  const std::vector<NvItem>& customized) = 0;
 
     /// Runs `work`, which waits for a phone or a disk, on a thread of its own and returns when it is done. Meanwhile
-    /// the windows paint, but keys and clicks wait until it is done, so what the caller owns is `work`'s alone. Throws what it
-    /// throws, and std::system_error if there is no thread to be had.
+    /// the windows paint, but keys and clicks wait until it is done, so what the caller owns is `work`'s alone. Throws
+    /// what it throws, and std::system_error if there is no thread to be had.
     virtual void runWaiting(const std::function<void()>& work) = 0;
 
     /// The busy cursor is shown while more have begun than ended.

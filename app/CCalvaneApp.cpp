@@ -40,7 +40,7 @@ bool CCalvaneApp::notify(QObject* receiver, QEvent* event) {
     } catch (const std::exception& failure) {
         // Commands show their own failures; this is what nobody expects, like the end of memory. What was typed and
         // read so far is worth more than a clean end.
-        showMessageBox(mainFrame_.get(), failure.what(), "Exception Thrown!!", MessageIcon::kError);
+        showMessageBox(mainFrame_.get(), failure.what(), kExceptionCaption, MessageIcon::kError);
         return true;
     }
 }
@@ -89,7 +89,7 @@ bool CCalvaneApp::openDocument(const QString& path) {
 
 void CCalvaneApp::askAndOpen() {
     if (const auto path = askFileToOpen(mainFrame_.get(), {"", "All Files ( *.* )|*.*||", ""}))
-        openDocument(*path);
+        openDocument(QString::fromStdString(*path));
 }
 
 void CCalvaneApp::save() {

@@ -138,6 +138,17 @@ bool CCalvaneDoc::runBusy(const std::function<void()>& command) {
     });
 }
 
+void CCalvaneDoc::runWaiting(const std::function<void()>& work) {
+    waiting_ = true;
+    try {
+        userInterface_.runWaiting(work);
+    } catch (...) {
+        waiting_ = false;
+        throw;
+    }
+    waiting_ = false;
+}
+
 void CCalvaneDoc::showFailure(const std::exception& failure, const char* caption) {
     userInterface_.showMessage(failure.what(), caption, MessageIcon::kError);
 }
@@ -150,20 +161,20 @@ void CCalvaneDoc::replaceItems(std::vector<NvItem> items) {
 
 void CCalvaneDoc::readFromPhone(ProgressWindow& progress, std::function<void()> ended) {
     fileName_.clear();
-    const bool started = runGuarded([&] {
+    const auto bring = [this, alive = std::weak_ptr(alive_), ended](PhoneReadResult result) {
+        // What is posted is copied on its way; the items need not be.
+        auto shared = std::make_shared<PhoneReadResult>(std::move(result));
+        userInterface_.post([this, alive, ended, shared] {
+            if (!alive.expired())
+                finishRead(*shared, ended);
+        });
+    };
+    try {
         readCursor_ = std::make_unique<BusyCursor>(userInterface_);
-        phoneRead_ = std::make_unique<PhoneRead>(*catalog_, comPort_, progress,
-                                                 [this, alive = std::weak_ptr(alive_), ended](PhoneReadResult result) {
-                                                     // What is posted is copied on its way; the items need not be.
-                                                     auto shared = std::make_shared<PhoneReadResult>(std::move(result));
-                                                     userInterface_.post([this, alive, ended, shared] {
-                                                         if (!alive.expired())
-                                                             finishRead(*shared, ended);
-                                                     });
-                                                 });
-    });
-    if (!started) {
+        phoneRead_ = std::make_unique<PhoneRead>(*catalog_, comPort_, progress, bring);
+    } catch (const std::exception& failure) {
         readCursor_.reset();
+        showFailure(failure);
         ended();
     }
 }
@@ -172,7 +183,7 @@ void CCalvaneDoc::finishRead(PhoneReadResult& result, const std::function<void()
     phoneRead_.reset();
     readCursor_.reset();
     if (result.failure) {
-        userInterface_.showMessage(*result.failure, "Exception Thrown!!", MessageIcon::kError);
+        userInterface_.showMessage(*result.failure, kExceptionCaption, MessageIcon::kError);
     } else if (!result.cancelled) {
         replaceItems(std::move(result.items));
         updateAllViews();
@@ -185,10 +196,6 @@ void CCalvaneDoc::cancelRead() {
         phoneRead_->cancel();
 }
 
-bool CCalvaneDoc::waitForRead(std::uint32_t timeoutMs) {
-    return !phoneRead_ || phoneRead_->waitForEnd(timeoutMs);
-}
-
 void CCalvaneDoc::readFromMoxFile() {
     const auto path = userInterface_.askFileToOpen({"", "MOX File ( *.mox ) |*.mox|All Files ( *.* )|*.*||", "mox"});
     if (!path)
@@ -196,7 +203,7 @@ void CCalvaneDoc::readFromMoxFile() {
     fileName_ = *path;
     std::vector<NvItem> items;
     const auto readFile = [&] { items = catalog_->getNvItemFrompMoxFile(*path); };
-    if (runBusy([&] { userInterface_.runWaiting(readFile); })) {
+    if (runBusy([&] { runWaiting(readFile); })) {
         replaceItems(std::move(items));
         updateAllViews();
     }
@@ -213,17 +220,17 @@ void CCalvaneDoc::loadSupportedItems() {
 }
 
 void CCalvaneDoc::resetPhone() {
-    runBusy([this] { userInterface_.runWaiting([this] { catalog_->resetPhone(); }); });
+    runBusy([this] { runWaiting([this] { catalog_->resetPhone(); }); });
 }
 
 void CCalvaneDoc::setPhoneOffline() {
-    runGuarded([this] { userInterface_.runWaiting([this] { catalog_->getTessraServer()->offline(); }); });
+    runGuarded([this] { runWaiting([this] { catalog_->getTessraServer()->offline(); }); });
 }
 
 void CCalvaneDoc::chooseComPort() {
     runGuarded([this] {
         std::vector<std::string> ports;
-        userInterface_.runWaiting([&] { ports = catalog_->getTessraServer()->getActiveComPorts(); });
+        runWaiting([&] { ports = catalog_->getTessraServer()->getActiveComPorts(); });
         const auto chosen = userInterface_.askComPort(ports);
         if (chosen)
             comPort_ = *chosen;

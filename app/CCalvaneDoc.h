@@ -64,8 +64,9 @@ public:
     bool isReading() const { return phoneRead_ != nullptr; }
     /// Ends a running read before its next item; its end comes as always.
     void cancelRead();
-    /// Whether the read's thread is done within the time; its result may still be on its way.
-    bool waitForRead(std::uint32_t timeoutMs);
+    /// Whether a command waits for a phone or a disk. What the document holds is that command's until it is done: no
+    /// other one may begin, and nothing may be stored.
+    bool isWaiting() const { return waiting_; }
 
     void readFromMoxFile();
     /// Lists every item of the catalog without asking the phone.
@@ -122,7 +123,9 @@ private:
     bool runGuarded(const std::function<void()>& command);
     /// The same with the busy cursor, which is gone before a failure is shown.
     bool runBusy(const std::function<void()>& command);
-    void showFailure(const std::exception& failure, const char* caption = "Exception Thrown!!");
+    /// Runs `work` while the windows paint; isWaiting() meanwhile. Throws what it throws.
+    void runWaiting(const std::function<void()>& work);
+    void showFailure(const std::exception& failure, const char* caption = kExceptionCaption);
     void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
     void replaceItems(std::vector<NvItem> items);
     void postUpdateAllViews();
@@ -145,6 +148,7 @@ private:
     int selectedIndex_ = -1;
     bool sortAlphabetical_ = false;
     bool listChanged_ = false;
+    bool waiting_ = false;
     std::string comPort_;
     std::string activeEditor_ = "null";
     std::string fileName_;

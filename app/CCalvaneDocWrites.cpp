@@ -6,6 +6,7 @@
 #include "engine/TextExport.h"
 #include "platform/kernel/WholeFile.h"
 
+#include <ctime>
 #include <sstream>
 
 namespace {
@@ -45,7 +46,7 @@ void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const std::string& 
 }
 
 void CCalvaneDoc::writeToPhone(const std::vector<NvItem>& items) {
-    userInterface_.runWaiting([&] { catalog_->writeToPhone(comPort_, items, false, nullptr); });
+    runWaiting([&] { catalog_->writeToPhone(comPort_, items, false, nullptr); });
 }
 
 void CCalvaneDoc::writeChangedToPhone() {
@@ -104,7 +105,7 @@ void CCalvaneDoc::writeListedToMoxFile() {
     if (fileName_.empty())
         return;
     const MoxWriteForm form = chooseMoxWriteForm(*properties);
-    runBusy([&] { userInterface_.runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); });
+    runBusy([&] { runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); });
 }
 
 void CCalvaneDoc::writeListedToText() {
@@ -114,7 +115,7 @@ void CCalvaneDoc::writeListedToText() {
         return;
     kernel::WholeFileResult result;
     const bool ran = runGuarded([&] {
-        userInterface_.runWaiting([&] {
+        runWaiting([&] {
             std::ostringstream text;
             items::writeTextExport(text, nvItems_);
             result = kernel::writeWholeFile(*path, text.view());

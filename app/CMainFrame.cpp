@@ -5,6 +5,7 @@
 #include "app/CommandTable.h"
 #include "app/KeyboardLocks.h"
 #include "app/MessageBox.h"
+#include "app/ProgramEnd.h"
 #include "app/StatusPane.h"
 
 #include <QAbstractEventDispatcher>
@@ -17,7 +18,7 @@
 #include <QSettings>
 #include <QStatusBar>
 #include <QToolBar>
-#include <cstdlib>
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -29,8 +30,6 @@ constexpr int kPortPaneId = 101;
 constexpr QSize kFirstSize{1000, 680};
 constexpr int kFrameRoom = 30; ///< for the title bar and borders around a window
 constexpr int kToolbarIconPixels = 16;
-/// A read ends before its next item: within the 2 s that one packet may take. What takes far longer has hung.
-constexpr int kReadEndLimitMs = 15000;
 
 QString text(std::string_view view) {
     return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
@@ -47,7 +46,8 @@ bool isDocumentCommand(CommandId id) {
 } // namespace
 
 CMainFrame::CMainFrame(std::filesystem::path programDirectory)
-    : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle) {
+    : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle),
+      end_(new ProgramEnd(*this)) {
     setObjectName("frame_128");
     setCentralWidget(area_);
     makeActions();
@@ -58,8 +58,15 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     setWindowTitle(kTitle);
     restorePlaces();
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
+    connect(end_, &ProgramEnd::begun, this, [this] {
+        savePlaces();
+        disconnect(area_, nullptr, this, nullptr);
+    });
+    connect(end_, &ProgramEnd::ended, this, &CMainFrame::closed);
     // What the panes show is compared and brought up to date whenever there is nothing else to do.
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, end_,
+            &ProgramEnd::beginIfAsked);
     qApp->installEventFilter(this);
     refresh();
 }
@@ -67,6 +74,7 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
 CMainFrame::~CMainFrame() {
     qApp->removeEventFilter(this);
     disconnect(QAbstractEventDispatcher::instance(), nullptr, this, nullptr);
+    disconnect(QAbstractEventDispatcher::instance(), nullptr, end_, nullptr);
     disconnect(area_, nullptr, this, nullptr);
     qDeleteAll(frames());
 }
@@ -246,16 +254,13 @@ CSplitterFrame* CMainFrame::addDocument() {
     } catch (const CSplitterFrame::NotCreated&) {
         return nullptr;
     } catch (const std::exception& failure) {
-        showMessageBox(this, failure.what(), "Exception Thrown!!", MessageIcon::kError);
+        showMessageBox(this, failure.what(), kExceptionCaption, MessageIcon::kError);
         return nullptr;
     }
     connect(frame, &CSplitterFrame::stateChanged, this, &CMainFrame::refresh);
-    connect(frame, &CSplitterFrame::readEnded, this, [this] {
-        if (closing_)
-            QMetaObject::invokeMethod(this, &CMainFrame::finishClosing, Qt::QueuedConnection);
-    });
-    connect(
-        frame, &QObject::destroyed, this, [this] { closing_ ? finishClosing() : refresh(); }, Qt::QueuedConnection);
+    connect(frame, &CSplitterFrame::readEnded, end_, &ProgramEnd::goOn);
+    connect(frame, &QObject::destroyed, end_, &ProgramEnd::goOn);
+    connect(frame, &QObject::destroyed, this, &CMainFrame::refresh, Qt::QueuedConnection);
     area_->addSubWindow(frame);
     frame->showMaximized();
     area_->setActiveSubWindow(frame);
@@ -271,11 +276,6 @@ CSplitterFrame* CMainFrame::activeFrame() const {
 
 QList<CSplitterFrame*> CMainFrame::frames() const {
     return area_->findChildren<CSplitterFrame*>();
-}
-
-bool CMainFrame::isAnyBusy() const {
-    const auto all = frames();
-    return std::any_of(all.begin(), all.end(), [](const CSplitterFrame* frame) { return frame->isBusy(); });
 }
 
 bool CMainFrame::isAnyWaiting() const {
@@ -344,6 +344,9 @@ void CMainFrame::showKeyboardLocks() {
 }
 
 void CMainFrame::runCommand(CommandId id) {
+    // No key and no click comes here while a command waits, but a screen reader's request may.
+    if (isAnyWaiting() && id != CommandId::Exit)
+        return;
     if (isDocumentCommand(id)) {
         CSplitterFrame* frame = activeFrame();
         if (frame != nullptr && (id == CommandId::UpdateAllViews || actions_[id]->isEnabled()))
@@ -398,44 +401,6 @@ void CMainFrame::savePlaces() {
 }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
-    event->ignore();
-    if (closing_ || isAnyWaiting())
-        return;
-    savePlaces();
-    closing_ = true;
-    beginClosing();
-}
-
-void CMainFrame::beginClosing() {
-    if (isAnyBusy()) {
-        hide(); // the user is done; what is left needs no window
-        readEndTimer_.setSingleShot(true);
-        connect(&readEndTimer_, &QTimer::timeout, this, &CMainFrame::leaveHungRead);
-        readEndTimer_.start(kReadEndLimitMs);
-    }
-    for (CSplitterFrame* frame : frames())
-        frame->closeWhenIdle();
-    QMetaObject::invokeMethod(this, &CMainFrame::finishClosing, Qt::QueuedConnection);
-}
-
-void CMainFrame::leaveHungRead() {
-    qCritical("A read from the phone does not end; leaving without it.");
-    for (CSplitterFrame* frame : frames()) {
-        try {
-            frame->document().writeConfiguration();
-        } catch (const std::system_error& error) {
-            qCritical("%s", error.what());
-        }
-    }
-    std::quick_exit(EXIT_FAILURE);
-}
-
-void CMainFrame::finishClosing() {
-    if (isAnyBusy())
-        return;
-    readEndTimer_.stop();
-    disconnect(area_, nullptr, this, nullptr);
-    qDeleteAll(frames()); // the documents write their configuration; a failure shows its message over this window
-    hide();
-    emit closed();
+    event->ignore(); // the window goes when the documents have gone
+    end_->request();
 }

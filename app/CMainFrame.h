@@ -4,11 +4,11 @@
 
 #include <QMainWindow>
 #include <QPointer>
-#include <QTimer>
 #include <filesystem>
 #include <map>
 
 class CSplitterFrame;
+class ProgramEnd;
 class QMdiArea;
 class QMdiSubWindow;
 class QMenu;
@@ -30,6 +30,10 @@ public:
     CSplitterFrame* addDocument();
     /// The window that commands go to; null where there is none.
     CSplitterFrame* activeFrame() const;
+    /// All document windows, those included that go as soon as their read has ended.
+    QList<CSplitterFrame*> frames() const;
+    /// Whether a command of any document waits for a phone or a disk. No other command begins then.
+    bool isAnyWaiting() const;
 
     QAction* action(CommandId id) const;
     void runCommand(CommandId id);
@@ -45,7 +49,7 @@ signals:
     void openRequested();
     void saveRequested();
     void recentRequested(const QString& path);
-    /// The last document is gone and the window is closed.
+    /// The last document is gone and the window is hidden: the program is to end.
     void closed();
 
 protected:
@@ -63,13 +67,7 @@ private:
     void fillRecentFiles(QMenu* menu);
     void activated(QMdiSubWindow* window);
     void showTitle(bool withDocument);
-    QList<CSplitterFrame*> frames() const;
-    bool isAnyBusy() const;
-    bool isAnyWaiting() const;
     void showKeyboardLocks();
-    void beginClosing();
-    void leaveHungRead();
-    void finishClosing();
     void restorePlaces();
     void savePlaces();
 
@@ -87,7 +85,6 @@ private:
     QString title_;
     bool documentMenus_ = false;
     bool started_ = false;
-    bool closing_ = false;
     bool locksMayDiffer_ = true;
-    QTimer readEndTimer_; ///< runs while the program is to end and a read has not
+    ProgramEnd* end_; ///< a child
 };

@@ -2,6 +2,7 @@
 
 #include "app/ItemSearch.h"
 #include "app/dialogs/CSearchDlg.h"
+#include "app/dialogs/ItemLine.h"
 
 #include <QKeyEvent>
 #include <QVBoxLayout>

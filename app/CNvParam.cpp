@@ -282,6 +282,8 @@ QString CNvParam::joinedRows() const {
 }
 
 void CNvParam::storeEdits() {
+    if (document_.isWaiting())
+        return; // what was typed stays an edit until the pane is left the next time
     const bool wasHex = leaveHex();
     if (isAnyRowModified()) {
         const Check check = checkRows();
@@ -305,6 +307,8 @@ void CNvParam::storeRows() {
 }
 
 void CNvParam::writeNv() {
+    if (document_.isWaiting())
+        return;
     const bool wasHex = leaveHex();
     if (shownRows_ > 0 && document_.selectedItem() != nullptr) {
         const Check check = checkRows();

@@ -28,6 +28,31 @@ void makeOrReport(QWidget* owner, const char* message, Make make) {
     }
 }
 
+/// When a command makes the list the active pane before it runs, so that the editor stores what was typed into it.
+enum class Leaves { kNothing, kEditor, kAlways };
+
+struct DocumentCommand {
+    CommandId id;
+    Leaves leaves;
+    void (*run)(CCalvaneDoc& document);
+};
+
+constexpr DocumentCommand kDocumentCommands[] = {
+    {CommandId::UpdateAllViews, Leaves::kNothing, [](CCalvaneDoc& document) { document.updateAllViews(); }},
+    {CommandId::ReadFromMox, Leaves::kNothing, [](CCalvaneDoc& document) { document.readFromMoxFile(); }},
+    {CommandId::ReadSupportedItems, Leaves::kNothing, [](CCalvaneDoc& document) { document.readSupportedItems(); }},
+    {CommandId::WriteChangedToPhone, Leaves::kEditor, [](CCalvaneDoc& document) { document.writeChangedToPhone(); }},
+    {CommandId::WriteListedToPhone, Leaves::kEditor, [](CCalvaneDoc& document) { document.writeListedToPhone(); }},
+    {CommandId::WriteListedToMox, Leaves::kAlways, [](CCalvaneDoc& document) { document.writeListedToMoxFile(); }},
+    {CommandId::WriteListedToText, Leaves::kAlways, [](CCalvaneDoc& document) { document.writeListedToText(); }},
+    {CommandId::CustomizedList, Leaves::kNothing, [](CCalvaneDoc& document) { document.customizeList(); }},
+    {CommandId::SortByIdNumber, Leaves::kNothing, [](CCalvaneDoc& document) { document.sortItems(false); }},
+    {CommandId::SortAlphabetical, Leaves::kNothing, [](CCalvaneDoc& document) { document.sortItems(true); }},
+    {CommandId::ResetPhone, Leaves::kNothing, [](CCalvaneDoc& document) { document.resetPhone(); }},
+    {CommandId::OfflineMode, Leaves::kNothing, [](CCalvaneDoc& document) { document.setPhoneOffline(); }},
+    {CommandId::Comport, Leaves::kNothing, [](CCalvaneDoc& document) { document.chooseComPort(); }},
+};
+
 } // namespace
 
 CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory)
@@ -138,62 +163,28 @@ void CSplitterFrame::readFromPhone() {
 }
 
 void CSplitterFrame::runCommand(CommandId command) {
-    switch (command) {
-    case CommandId::UpdateAllViews:
-        document_->updateAllViews();
-        break;
-    case CommandId::ReadFromPhone:
+    if (command == CommandId::ReadFromPhone)
         readFromPhone();
-        break;
-    case CommandId::ReadFromMox:
-        document_->readFromMoxFile();
-        break;
-    case CommandId::ReadSupportedItems:
-        progress_->setWindowTitle("Processing...");
-        document_->readSupportedItems();
-        break;
-    case CommandId::WriteChangedToPhone:
-    case CommandId::WriteListedToPhone:
-        if (document_->activeEditor() == "NvParam")
-            makeListActive();
-        command == CommandId::WriteChangedToPhone ? document_->writeChangedToPhone() : document_->writeListedToPhone();
-        break;
-    case CommandId::WriteListedToMox:
-        makeListActive();
-        document_->writeListedToMoxFile();
-        break;
-    case CommandId::WriteListedToText:
-        makeListActive();
-        document_->writeListedToText();
-        break;
-    case CommandId::CustomizedList:
-        document_->customizeList();
-        break;
-    case CommandId::SortByIdNumber:
-        document_->sortItems(false);
-        break;
-    case CommandId::SortAlphabetical:
-        document_->sortItems(true);
-        break;
-    case CommandId::Search:
+    else if (command == CommandId::Search)
         list_->search();
-        break;
-    case CommandId::ResetPhone:
-        document_->resetPhone();
-        break;
-    case CommandId::OfflineMode:
-        document_->setPhoneOffline();
-        break;
-    case CommandId::Comport:
-        document_->chooseComPort();
-        break;
-    case CommandId::HelpTopic:
+    else if (command == CommandId::HelpTopic)
         showHelp();
-        break;
-    default:
-        break;
-    }
+    else
+        runDocumentCommand(command);
     emit stateChanged();
+}
+
+void CSplitterFrame::runDocumentCommand(CommandId command) {
+    for (const DocumentCommand& known : kDocumentCommands) {
+        if (known.id != command)
+            continue;
+        const bool editing = document_->activeEditor() == "NvParam";
+        if (known.leaves == Leaves::kAlways || (known.leaves == Leaves::kEditor && editing))
+            makeListActive();
+        if (command == CommandId::ReadSupportedItems)
+            progress_->setWindowTitle("Processing...");
+        known.run(*document_);
+    }
 }
 
 void CSplitterFrame::showHelp() {
@@ -214,10 +205,6 @@ void CSplitterFrame::closeWhenIdle() {
     } else {
         close();
     }
-}
-
-bool CSplitterFrame::isWaiting() const {
-    return userInterface_->isWaiting();
 }
 
 void CSplitterFrame::closeEvent(QCloseEvent* event) {

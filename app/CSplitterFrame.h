@@ -14,6 +14,13 @@ class QtUserInterface;
 /// The window of one document: the item list on the left, the editor of the selected item's sub-fields on the right.
 /// Carries out the commands of the document menu, knows which pane is active, and owns the document and the progress
 /// window. Owned by the main window's area. User-interface thread.
+///
+/// isBusy()    isWaiting()  what runs                      commands that may begin          closing the window
+/// false       false        nothing                        all                              at once
+/// true        false        a read beside the window       those not disabled by a read     cancels the read, then goes
+/// any         true         a command waits for a phone    none, of any document window     refused; the program's end
+/// is
+///                          or a disk                                                       kept for later (ProgramEnd)
 class CSplitterFrame : public QMdiSubWindow {
     Q_OBJECT
 public:
@@ -31,7 +38,7 @@ public:
     /// Whether the window goes as soon as its read has ended.
     bool isClosing() const { return closing_; }
     /// Whether a command waits for a phone or a disk; the window can't be closed then.
-    bool isWaiting() const;
+    bool isWaiting() const { return document_ != nullptr && document_->isWaiting(); }
 
     void runCommand(CommandId command);
 
@@ -60,6 +67,7 @@ private:
     void makeListActive();
     void setBusy(bool busy);
     void readFromPhone();
+    void runDocumentCommand(CommandId command);
     void showHelp();
 
     std::filesystem::path programDirectory_;

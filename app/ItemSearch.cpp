@@ -1,5 +1,7 @@
 #include "app/ItemSearch.h"
 
+#include "app/dialogs/ItemLine.h"
+
 #include <algorithm>
 
 namespace {
@@ -44,10 +46,6 @@ std::optional<std::size_t> findInNames(std::span<const NvItem> items, std::strin
 }
 
 } // namespace
-
-std::string itemLine(const NvItem& item) {
-    return std::to_string(item.getId()) + "\t" + item.getName();
-}
 
 std::optional<std::size_t> findItem(std::span<const NvItem> items, std::string_view query) {
     std::string upperQuery(query);

@@ -8,10 +8,6 @@ PhoneRead::~PhoneRead() {
     cancel();
 }
 
-bool PhoneRead::waitForEnd(std::uint32_t timeoutMs) {
-    return thread_.ended().wait(timeoutMs) == kernel::WaitResult::signalled;
-}
-
 void PhoneRead::reportProgress(void* context, std::uint16_t nvItemId, std::string nvItemName, std::uint32_t count,
                                std::uint32_t position) {
     auto& self = *static_cast<PhoneRead*>(context);

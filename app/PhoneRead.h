@@ -37,8 +37,6 @@ public:
 
     /// Ends the read before its next item.
     void cancel() { cancelled_ = true; }
-    /// Whether the thread has called `ended` and is done within the time.
-    bool waitForEnd(std::uint32_t timeoutMs);
 
 private:
     struct Cancelled {};

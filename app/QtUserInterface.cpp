@@ -8,6 +8,9 @@
 
 #include <QApplication>
 #include <QEventLoop>
+#include <QPointer>
+#include <QStatusBar>
+#include <QTimer>
 #include <QWidget>
 #include <exception>
 #include <thread>
@@ -15,14 +18,62 @@
 
 namespace {
 
-FileDialogTexts textsOf(const FileQuestion& question) {
-    return {QString::fromStdString(question.title), QString::fromStdString(question.filters),
-            QString::fromStdString(question.extension)};
-}
+/// Drops the program's input while it lives. What was pressed before may still be released.
+class InputDropper : public QObject {
+public:
+    InputDropper() { qApp->installEventFilter(this); }
 
-std::optional<std::string> toPath(const std::optional<QString>& path) {
-    return path ? std::optional(path->toStdString()) : std::nullopt;
-}
+    bool eventFilter(QObject*, QEvent* event) override {
+        switch (event->type()) {
+        case QEvent::ShortcutOverride:
+            event->accept(); // a key that somebody takes for himself is no shortcut
+            return true;
+        case QEvent::KeyPress:
+        case QEvent::Shortcut:
+        case QEvent::InputMethod:
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+        case QEvent::TouchBegin:
+        case QEvent::TabletPress:
+        case QEvent::ContextMenu:
+        case QEvent::Drop:
+            return true;
+        default:
+            return false;
+        }
+    }
+};
+
+/// Counts the seconds of a wait in the status bar while it lives, unless that has something else to say.
+class WaitClock {
+public:
+    explicit WaitClock(QStatusBar* statusBar) : statusBar_(statusBar) {
+        QObject::connect(&ticks_, &QTimer::timeout, &ticks_, [this] { show(); });
+        ticks_.start(1000);
+    }
+    ~WaitClock() {
+        if (isMine())
+            statusBar_->clearMessage();
+    }
+    WaitClock(const WaitClock&) = delete;
+    WaitClock& operator=(const WaitClock&) = delete;
+
+private:
+    bool isMine() const { return statusBar_ != nullptr && statusBar_->currentMessage() == text_; }
+    void show() {
+        ++seconds_;
+        if (!isMine())
+            return;
+        text_ = QString("Waiting: %1 s").arg(seconds_);
+        statusBar_->showMessage(text_);
+    }
+
+    QPointer<QStatusBar> statusBar_;
+    QTimer ticks_;
+    int seconds_ = 0;
+    QString text_ = ""; // what the bar said when this spoke last
+};
 
 } // namespace
 
@@ -37,20 +88,18 @@ void QtUserInterface::showMessage(const std::string& text, const std::string& ca
 }
 
 std::optional<std::string> QtUserInterface::askFileToOpen(const FileQuestion& question) {
-    return toPath(::askFileToOpen(owner(), textsOf(question)));
+    return ::askFileToOpen(owner(), question);
 }
 
 std::optional<std::string> QtUserInterface::askFileToSave(const FileQuestion& question) {
-    return toPath(::askFileToSave(owner(), textsOf(question)));
+    return ::askFileToSave(owner(), question);
 }
 
 std::optional<FileProperties> QtUserInterface::askFileProperties() {
     CFilePropertiesDlg dialog(owner());
     if (dialog.exec() != QDialog::Accepted)
         return std::nullopt;
-    const CFilePropertiesDlg::Results& typed = dialog.results();
-    return FileProperties{typed.fileName,       typed.phoneModelId,          typed.esn,       typed.nvMajorVersion,
-                          typed.nvMinorVersion, typed.systemSoftwareVersion, typed.clientName};
+    return dialog.results();
 }
 
 std::optional<std::string> QtUserInterface::askComPort(const std::vector<std::string>& portNames) {
@@ -82,10 +131,13 @@ void QtUserInterface::runWaiting(const std::function<void()>& work) {
         }
         QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
     });
-    const bool outer = std::exchange(waiting_, true);
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
-    waiting_ = outer;
-    thread.join();
+    {
+        const InputDropper dropper;
+        const WaitClock clock(mainWindow_->findChild<QStatusBar*>());
+        loop.exec();
+        thread.join();
+        QCoreApplication::processEvents(); // what came in last is on its way still
+    }
     if (failure)
         std::rethrow_exception(failure);
 }

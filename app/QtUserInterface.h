@@ -25,13 +25,9 @@ public:
     void endBusyCursor() override;
     void post(std::function<void()> work) override;
 
-    /// Whether runWaiting() runs: nothing that it may use is to be closed then.
-    bool isWaiting() const { return waiting_; }
-
 private:
     /// Over the main window; free of it once it is hidden.
     QWidget* owner() const;
 
     QWidget* mainWindow_;
-    bool waiting_ = false;
 };

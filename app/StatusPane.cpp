@@ -1,5 +1,8 @@
 #include "app/StatusPane.h"
 
+#include <QTextDocument>
+#include <algorithm>
+
 namespace {
 
 /// What a pane can be squeezed to, and grow to where it was made for less. A port's name fits in it.
@@ -21,7 +24,8 @@ void StatusPane::setFullText(const QString& text) {
     if (text == fullText_)
         return;
     fullText_ = text;
-    setToolTip(text);
+    // A tooltip has no plain format: what could be taken for markup is shown as markup for itself.
+    setToolTip(Qt::mightBeRichText(text) ? "<span style='white-space:pre'>" + text.toHtmlEscaped() + "</span>" : text);
     // A narrow pane grows with a text that would else be a few letters; a wide one shortens it.
     const int needed = fontMetrics().horizontalAdvance(text) + kTextMargin;
     currentWidth_ = std::max(widthPixels_, std::min(needed, kSmallestWidth));

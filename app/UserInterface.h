@@ -1,35 +1,18 @@
 #pragma once
 
+#include "app/dialogs/FileProperties.h"
+#include "app/dialogs/FileQuestion.h"
 #include "engine/NvItem.h"
 
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 enum class MessageIcon { kNone, kExclamation, kError };
 
-/// One dialog that asks for a file's path.
-struct FileQuestion {
-    std::string title;     ///< empty: the platform's own
-    std::string filters;   ///< text, pattern, text, pattern, each followed by "|"; one more "|" at the end
-    std::string extension; ///< given to a name that is typed without one; no dot
-};
-
-/// What an optional field of a calibration file's properties says while nobody has filled it in.
-inline constexpr std::string_view kOptionalPlaceholder = "<Optional>";
-
-/// The properties that the user gives a calibration file, as typed.
-struct FileProperties {
-    std::string fileName;
-    std::string phoneModelId{kOptionalPlaceholder};
-    std::string esn{kOptionalPlaceholder};
-    std::string nvMajorVersion{kOptionalPlaceholder};
-    std::string nvMinorVersion{kOptionalPlaceholder};
-    std::string softwareVersion{kOptionalPlaceholder};
-    std::string clientName{kOptionalPlaceholder};
-};
+/// The caption of messages that say what an exception says.
+inline constexpr const char* kExceptionCaption = "Exception Thrown!!";
 
 /// All that a document asks of the windows around it. The windows implement it with real dialogs, tests with a script.
 ///
@@ -53,8 +36,9 @@ public:
                                                                  const std::vector<NvItem>& customized) = 0;
 
     /// Runs `work`, which waits for a phone or a disk, on a thread of its own and returns when it is done. Meanwhile
-    /// the windows paint, but keys and clicks wait until it is done, so what the caller owns is `work`'s alone. Throws
-    /// what it throws, and std::system_error if there is no thread to be had.
+    /// the windows paint but take neither keys nor clicks (an impatient second click is dropped, not kept for later),
+    /// so what the caller owns is `work`'s alone. Throws what it throws, and std::system_error if there is no thread to
+    /// be had.
     virtual void runWaiting(const std::function<void()>& work) = 0;
 
     /// The busy cursor is shown while more have begun than ended.

@@ -14,7 +14,7 @@ std::unique_ptr<tessra::Service> startService(const std::filesystem::path& progr
     try {
         return std::make_unique<tessra::Service>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"));
     } catch (const std::exception& failure) {
-        showMessageBox(nullptr, failure.what(), "Exception Thrown!!", MessageIcon::kError);
+        showMessageBox(nullptr, failure.what(), kExceptionCaption, MessageIcon::kError);
         return nullptr;
     }
 }

@@ -2,7 +2,9 @@
 
 #include "app/dialogs/FileDialog.h"
 
+#include <QFileInfo>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 
 namespace {
@@ -20,17 +22,17 @@ constexpr DialogControl kControls[] = {
     {kIdStatic, ControlKind::StaticText, "File Name:", 7, 7, 188, 8},
     {kFileName, ControlKind::Edit, "", 7, 20, 188, 14},
     {kIdStatic, ControlKind::StaticText, "Phone Model ID:", 8, 36, 187, 8},
-    {kPhoneModelId, ControlKind::Edit, kOptionalText, 7, 46, 188, 14},
+    {kPhoneModelId, ControlKind::Edit, kOptionalPlaceholder, 7, 46, 188, 14},
     {kIdStatic, ControlKind::StaticText, "ESN:", 8, 63, 187, 8},
-    {kEsn, ControlKind::Edit, kOptionalText, 7, 72, 188, 14},
+    {kEsn, ControlKind::Edit, kOptionalPlaceholder, 7, 72, 188, 14},
     {kIdStatic, ControlKind::StaticText, "NV Major Version:", 8, 89, 187, 8},
-    {kNvMajorVersion, ControlKind::Edit, kOptionalText, 7, 98, 188, 14},
+    {kNvMajorVersion, ControlKind::Edit, kOptionalPlaceholder, 7, 98, 188, 14},
     {kIdStatic, ControlKind::StaticText, "NV Minor Version:", 7, 115, 188, 8},
-    {kNvMinorVersion, ControlKind::Edit, kOptionalText, 7, 124, 188, 14},
+    {kNvMinorVersion, ControlKind::Edit, kOptionalPlaceholder, 7, 124, 188, 14},
     {kIdStatic, ControlKind::StaticText, "System Software Version:", 7, 140, 188, 8},
-    {kSystemSoftwareVersion, ControlKind::Edit, kOptionalText, 7, 150, 188, 14},
+    {kSystemSoftwareVersion, ControlKind::Edit, kOptionalPlaceholder, 7, 150, 188, 14},
     {kIdStatic, ControlKind::StaticText, "Client Name:", 7, 167, 188, 8},
-    {kClientName, ControlKind::Edit, kOptionalText, 7, 176, 188, 14},
+    {kClientName, ControlKind::Edit, kOptionalPlaceholder, 7, 176, 188, 14},
     {kBrowse, ControlKind::PushButton, "Browse", 205, 20, 50, 14},
     {kIdOk, ControlKind::DefaultButton, "OK", 7, 197, 50, 14},
     {kIdCancel, ControlKind::PushButton, "Cancel", 61, 197, 50, 14},
@@ -39,15 +41,15 @@ constexpr DialogTemplate kTemplate{131, "Save MOX File", 268, 218, kControls};
 
 struct OptionalField {
     int id;
-    std::string CFilePropertiesDlg::Results::*result;
+    std::string FileProperties::*result;
 };
 constexpr OptionalField kOptionalFields[] = {
-    {kPhoneModelId, &CFilePropertiesDlg::Results::phoneModelId},
-    {kEsn, &CFilePropertiesDlg::Results::esn},
-    {kNvMajorVersion, &CFilePropertiesDlg::Results::nvMajorVersion},
-    {kNvMinorVersion, &CFilePropertiesDlg::Results::nvMinorVersion},
-    {kSystemSoftwareVersion, &CFilePropertiesDlg::Results::systemSoftwareVersion},
-    {kClientName, &CFilePropertiesDlg::Results::clientName},
+    {kPhoneModelId, &FileProperties::phoneModelId},
+    {kEsn, &FileProperties::esn},
+    {kNvMajorVersion, &FileProperties::nvMajorVersion},
+    {kNvMinorVersion, &FileProperties::nvMinorVersion},
+    {kSystemSoftwareVersion, &FileProperties::softwareVersion},
+    {kClientName, &FileProperties::clientName},
 };
 
 } // namespace
@@ -65,21 +67,34 @@ CFilePropertiesDlg::CFilePropertiesDlg(QWidget* parent) : TemplateDialog(kTempla
 }
 
 void CFilePropertiesDlg::onInit() {
-    results_ = Results();
+    results_ = FileProperties();
     item<QLineEdit>(kFileName).clear();
     for (const OptionalField& field : kOptionalFields) {
-        item<QLineEdit>(field.id).setText(QLatin1String(kOptionalText));
+        item<QLineEdit>(field.id).setText(QLatin1String(kOptionalPlaceholder));
     }
     TemplateDialog::onInit();
 }
 
 void CFilePropertiesDlg::browse() {
-    const FileDialogTexts texts{QStringLiteral("Select"),
-                                QStringLiteral("MOX File ( *.mox )|*.mox|All Files ( *.* )|*.*||"),
-                                QStringLiteral("MOX File ( *.mox )|*.mox||")};
-    if (const std::optional<QString> path = askFileToSave(this, texts)) {
-        item<QLineEdit>(kFileName).setText(*path);
+    const FileQuestion question{"Select", "MOX File ( *.mox )|*.mox|All Files ( *.* )|*.*||",
+                                "MOX File ( *.mox )|*.mox||"};
+    const auto path = askFileToSave(this, question);
+    if (path && mayWrite(*path)) {
+        item<QLineEdit>(kFileName).setText(QString::fromStdString(*path));
     }
+}
+
+bool CFilePropertiesDlg::mayWrite(const std::string& chosen) {
+    const QString written = QString::fromStdString(withMoxExtension(chosen));
+    // The file dialog has asked about the name as chosen, which need not be the one that OK makes of it.
+    if (written == QString::fromStdString(chosen) || !QFileInfo::exists(written)) {
+        return true;
+    }
+    QMessageBox box(QMessageBox::Warning, "Select", written + " already exists.\nDo you want to replace it?",
+                    QMessageBox::Yes | QMessageBox::No, this);
+    box.setTextFormat(Qt::PlainText);
+    box.setDefaultButton(QMessageBox::No);
+    return box.exec() == QMessageBox::Yes;
 }
 
 void CFilePropertiesDlg::onOk() {

@@ -1,11 +1,9 @@
 #pragma once
 
 #include "app/dialogs/DialogTemplate.h"
+#include "app/dialogs/FileProperties.h"
 
 #include <string>
-
-/// What the texts of an optional field say as long as nobody has touched it.
-inline constexpr const char* kOptionalText = "<Optional>";
 
 /// The file name as typed, with ".mox" appended if it is not empty and does not hold these four characters in small
 /// letters anywhere: "x.MOX" becomes "x.MOX.mox", "old.mox.bak" stays.
@@ -19,18 +17,8 @@ class CFilePropertiesDlg : public TemplateDialog {
 public:
     explicit CFilePropertiesDlg(QWidget* parent = nullptr);
 
-    /// After OK, the texts of the fields; before, an empty file name and kOptionalText for the others. A field that
-    /// holds exactly kOptionalText was not given; an empty one was.
-    struct Results {
-        std::string fileName;
-        std::string phoneModelId = kOptionalText;
-        std::string esn = kOptionalText;
-        std::string nvMajorVersion = kOptionalText;
-        std::string nvMinorVersion = kOptionalText;
-        std::string systemSoftwareVersion = kOptionalText;
-        std::string clientName = kOptionalText;
-    };
-    const Results& results() const { return results_; }
+    /// After OK, the texts of the fields; before, an empty file name and the placeholder for the others.
+    const FileProperties& results() const { return results_; }
 
 protected:
     void onInit() override;
@@ -38,6 +26,8 @@ protected:
 
 private:
     void browse();
+    /// Whether the file that OK makes of the chosen name may be written: it is new, or the user agrees.
+    bool mayWrite(const std::string& chosen);
 
-    Results results_;
+    FileProperties results_;
 };

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr qsizetype kExtensionChars = 3;
+constexpr std::size_t kExtensionChars = 3;
 /// Where the last file was: the next one mostly stands beside it.
 constexpr const char* kFolderSetting = "files/folder";
 
@@ -24,9 +24,9 @@ QStringList nameFilters(const QString& filters) {
     return result;
 }
 
-std::optional<QString> run(QFileDialog& dialog, const FileDialogTexts& texts) {
-    if (!texts.title.isEmpty()) {
-        dialog.setWindowTitle(texts.title);
+std::optional<std::string> run(QFileDialog& dialog, const FileQuestion& question) {
+    if (!question.title.empty()) {
+        dialog.setWindowTitle(QString::fromStdString(question.title));
     }
     // A desktop's own dialog may ask about the name as typed and then answer it with the extension: another file.
     dialog.setOption(QFileDialog::DontUseNativeDialog);
@@ -35,28 +35,28 @@ std::optional<QString> run(QFileDialog& dialog, const FileDialogTexts& texts) {
     if (!folder.isEmpty() && QDir(folder).exists()) {
         dialog.setDirectory(folder);
     }
-    dialog.setNameFilters(nameFilters(texts.filters));
-    dialog.setDefaultSuffix(texts.defaultExtension.left(kExtensionChars));
+    dialog.setNameFilters(nameFilters(QString::fromStdString(question.filters)));
+    dialog.setDefaultSuffix(QString::fromStdString(question.extension.substr(0, kExtensionChars)));
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
         return std::nullopt;
     }
     const QString path = dialog.selectedFiles().constFirst();
     QSettings().setValue(kFolderSetting, QFileInfo(path).absolutePath());
-    return QDir::toNativeSeparators(path);
+    return path.toStdString();
 }
 
 } // namespace
 
-std::optional<QString> askFileToOpen(QWidget* parent, const FileDialogTexts& texts) {
+std::optional<std::string> askFileToOpen(QWidget* parent, const FileQuestion& question) {
     QFileDialog dialog(parent);
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setFileMode(QFileDialog::ExistingFile);
-    return run(dialog, texts);
+    return run(dialog, question);
 }
 
-std::optional<QString> askFileToSave(QWidget* parent, const FileDialogTexts& texts) {
+std::optional<std::string> askFileToSave(QWidget* parent, const FileQuestion& question) {
     QFileDialog dialog(parent);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
-    return run(dialog, texts);
+    return run(dialog, question);
 }

@@ -1,5 +1,7 @@
 #include "app/dialogs/ItemLinesModel.h"
 
+#include "app/dialogs/ItemLine.h"
+
 void ItemLinesModel::setItems(const std::vector<NvItem>* items) {
     beginResetModel();
     items_ = items;
@@ -14,6 +16,5 @@ QVariant ItemLinesModel::data(const QModelIndex& index, int role) const {
     if (items_ == nullptr || role != Qt::DisplayRole || index.row() < 0 || index.row() >= rowCount()) {
         return {};
     }
-    const NvItem& item = (*items_)[static_cast<std::size_t>(index.row())];
-    return QString::number(item.getId()) + QLatin1Char('\t') + QString::fromStdString(item.getName());
+    return QString::fromStdString(itemLine((*items_)[static_cast<std::size_t>(index.row())]));
 }

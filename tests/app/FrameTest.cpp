@@ -8,6 +8,7 @@
 #include <QMenuBar>
 #include <QProgressBar>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QToolBar>
@@ -239,23 +240,92 @@ TEST_F(Frame, ClosesOnceWhenItsConfigurationCannotBeWritten) {
     EXPECT_EQ(onlyMessage(), "Calvane: Couldn't open CalvaneConfig.ini for writing 21");
 }
 
-TEST_F(Frame, GoesOnPaintingWhileTheResetWaitsForThePhone) {
+/// Does `work` again and again while the window's command waits.
+class WhileWaiting : public QTimer {
+public:
+    WhileWaiting(CMainFrame& window, std::function<void()> work) {
+        QObject::connect(this, &QTimer::timeout, this, [&window, work = std::move(work)] {
+            if (window.isAnyWaiting())
+                work();
+        });
+        start(5);
+    }
+};
+
+TEST_F(Frame, GoesOnAndDropsInputWhileTheResetWaitsForThePhone) {
     plugIn();
     start();
     readPhone();
-    int ticks = 0;
-    bool closing = false;
-    QTimer timer;
-    QObject::connect(&timer, &QTimer::timeout, &window(), [&] {
-        closing = closing || window().close();
-        ++ticks;
+    clickLine(0);
+    auto* button =
+        window().findChild<QToolBar*>("toolbar_134")->widgetForAction(window().action(CommandId::ResetPhone));
+    const QPoint place = button->mapTo(&window(), button->rect().center());
+    const QString text = edit(0).text();
+    int rounds = 0;
+    WhileWaiting impatience(window(), [&] {
+        ++rounds;
+        QTest::mouseClick(window().windowHandle(), Qt::LeftButton, {}, place);
+        QTest::mouseClick(button, Qt::LeftButton);
+        QTest::keyClick(&edit(0), Qt::Key_9);
+        QTest::keyClick(window().windowHandle(), Qt::Key_N, Qt::ControlModifier);
+        run(CommandId::ResetPhone); // as a screen reader would
+        item<QPushButton>(1001).click();
     });
-    timer.start(5);
+    focusBack();
+    QTest::mouseClick(window().windowHandle(), Qt::LeftButton, {}, place);
+    EXPECT_GE(rounds, 2) << "the phone stays away for 60 ms";
+    QTest::qWait(20); // whatever was only put off
+    EXPECT_EQ(service->port("COM1").faults().count(tessra::Call::changeMode), 1u);
+    EXPECT_TRUE(written().empty());
+    EXPECT_EQ(edit(0).text(), text);
+    EXPECT_EQ(window().frames().size(), 1);
+    QTest::mouseClick(window().windowHandle(), Qt::LeftButton, {}, place);
+    EXPECT_EQ(service->port("COM1").faults().count(tessra::Call::changeMode), 2u) << "and takes it again afterwards";
+}
+
+TEST_F(Frame, ClosesWhenTheCommandThatWaitsHasEndedAndItsMessageIsRead) {
+    plugIn();
+    start();
+    readPhone();
+    tessra::FaultRule fails;
+    fails.call = tessra::Call::changeMode;
+    fails.kind = tessra::FaultKind::throwException;
+    fails.delayMs = 60;
+    service->port("COM1").faults().add(fails);
+    QSignalSpy closed(&window(), &CMainFrame::closed);
+    bool refused = false;
+    WhileWaiting leaving(window(), [&] { refused = !window().close() && window().isVisible(); });
+    whenAsked([&](QWidget* box) {
+        QTest::qWait(20);
+        EXPECT_TRUE(closed.isEmpty()) << "the message is still there";
+        box->close();
+    });
     run(CommandId::ResetPhone);
-    timer.stop();
-    EXPECT_GE(ticks, 3) << "the phone stays away for 60 ms";
-    EXPECT_FALSE(closing) << "what the command uses must stay";
-    EXPECT_TRUE(window().isVisible());
+    EXPECT_TRUE(refused) << "what the command uses must stay";
+    EXPECT_TRUE(closed.wait(10000));
+}
+
+TEST_F(Frame, ClosesWithoutAQuestionOverAnEditThatDoesNotFit) {
+    for (const bool reading : {false, true}) {
+        plugIn();
+        start();
+        readPhone();
+        clickLine(0);
+        if (reading) {
+            tessra::FaultRule slow;
+            slow.delayMs = 100;
+            service->port("COM1").faults().add(slow);
+            run(CommandId::ReadFromPhone);
+        }
+        type(0, "no number");
+        bool closed = false;
+        QObject::connect(&window(), &CMainFrame::closed, &window(), [&] { closed = true; });
+        window().close();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return closed; }, 10000)) << reading;
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+        stop();
+        service.reset();
+    }
 }
 
 TEST_F(Frame, ListsManyItems) {

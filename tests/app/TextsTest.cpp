@@ -4,6 +4,7 @@
 #include "app/MoxWriteForm.h"
 #include "app/ProgressLines.h"
 #include "app/SubFieldText.h"
+#include "app/dialogs/ItemLine.h"
 
 #include <gtest/gtest.h>
 

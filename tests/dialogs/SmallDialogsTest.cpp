@@ -150,13 +150,13 @@ TEST(FileProperties, EachFieldGivesItsOwnResult) {
         EXPECT_EQ(dialog.focusWidget(), &dialog.item<QWidget>(kBrowse));
         click(dialog, kIdOk);
     });
-    const CFilePropertiesDlg::Results& results = dialog.results();
+    const FileProperties& results = dialog.results();
     EXPECT_EQ(results.fileName, "f.mox");
     EXPECT_EQ(results.phoneModelId, "model");
     EXPECT_EQ(results.esn, "esn");
     EXPECT_EQ(results.nvMajorVersion, "major");
     EXPECT_EQ(results.nvMinorVersion, "minor");
-    EXPECT_EQ(results.systemSoftwareVersion, "") << "an emptied field is a given, empty value";
+    EXPECT_EQ(results.softwareVersion, "") << "an emptied field is a given, empty value";
     EXPECT_EQ(results.clientName, "client ");
 }
 
@@ -221,24 +221,37 @@ TEST(FileProperties, BrowseFillsInTheChosenPath) {
     EXPECT_EQ(QDir::currentPath(), before);
 }
 
+/// Answers No to the question that stands there next; answers what it asked.
+void refuseNext(QString& asked) {
+    QTimer::singleShot(0, qApp, [&asked] {
+        if (auto* question = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            asked = question->text();
+            question->button(QMessageBox::No)->click();
+        }
+    });
+}
+
 TEST(FileProperties, BrowseAsksBeforeAFileIsReplaced) {
     QTemporaryDir folder;
-    QFile file(folder.filePath("there.mox"));
-    ASSERT_TRUE(file.open(QFile::WriteOnly));
+    for (const char* name : {"there.mox", "also.MOX.mox"}) {
+        QFile file(folder.filePath(name));
+        ASSERT_TRUE(file.open(QFile::WriteOnly));
+    }
     CFilePropertiesDlg dialog;
     runDialog(dialog, [&] {
-        bool asked = false;
+        QString asked;
         browse(dialog, [&](QFileDialog& files) {
-            QTimer::singleShot(0, qApp, [&] {
-                if (auto* question = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
-                    asked = true;
-                    question->button(QMessageBox::No)->click();
-                }
-            });
-            enterName(files, file.fileName());
+            refuseNext(asked);
+            enterName(files, folder.filePath("there.mox"));
             EXPECT_TRUE(files.isVisible()) << "the user may choose another name";
         });
-        EXPECT_TRUE(asked);
+        EXPECT_NE(asked, "");
+        asked.clear();
+        browse(dialog, [&](QFileDialog& files) {
+            enterName(files, folder.filePath("also"));
+            refuseNext(asked);
+        });
+        EXPECT_EQ(asked, folder.filePath("also.MOX.mox") + " already exists.\nDo you want to replace it?");
         EXPECT_EQ(dialog.item<QLineEdit>(kFileName).text(), "");
     });
 }

@@ -2,6 +2,7 @@
 
 #include "app/CMainFrame.h"
 #include "app/CSplitterFrame.h"
+#include "app/ConfigurationFile.h"
 #include "app/MessageBox.h"
 #include "app/dialogs/FileDialog.h"
 #include "app/resources/Resources.h"
@@ -46,8 +47,11 @@ bool CCalvaneApp::notify(QObject* receiver, QEvent* event) {
 }
 
 bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, const QString& file) {
-    if (!file.isEmpty() && !QFileInfo(file).isReadable()) {
-        qCritical("Can't read '%s'.", qPrintable(file));
+    try {
+        if (!file.isEmpty())
+            readComPortOf(file.toStdString());
+    } catch (const std::system_error& failure) {
+        qCritical("Can't open '%s': %s.", qPrintable(file), failure.code().message().c_str());
         return false;
     }
     mainFrame_ = std::make_unique<CMainFrame>(programDirectory);

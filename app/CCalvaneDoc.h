@@ -128,12 +128,15 @@ private:
     void showFailure(const std::exception& failure, const char* caption = kExceptionCaption);
     void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
     void replaceItems(std::vector<NvItem> items);
+    /// To this document's own views, whichever window is active by then.
     void postUpdateAllViews();
 
     /// The position in nvItems_ of the first item named `name`; the list's size where there is none.
     std::size_t positionOf(std::string_view name) const;
     /// The catalog's loaded-date item with the stamp; nullopt, after a message, where the catalog has none.
     std::optional<NvItem> stampedCatalogItem(const std::string& stamp, const char* failureCaption);
+    /// Puts the stamp into the list's item at `position`, which keeps its data if it has not just that one sub-field.
+    void stampListedItem(std::size_t position, const std::string& stamp);
     /// Adds the loaded-date item with the stamp to `items`: the list's, which is stamped too, or else the catalog's.
     void addStampedItem(std::vector<NvItem>& items, const std::string& stamp, const char* failureCaption);
     void writeToPhone(const std::vector<NvItem>& items);

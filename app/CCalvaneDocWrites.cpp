@@ -35,10 +35,16 @@ std::optional<NvItem> CCalvaneDoc::stampedCatalogItem(const std::string& stamp, 
     return item;
 }
 
+void CCalvaneDoc::stampListedItem(std::size_t position, const std::string& stamp) {
+    NvItem item = nvItems_[position]; // a copy, as sub-fields before one that has no value in the stamp are set at once
+    item.setData(stamp);
+    nvItems_[position] = std::move(item);
+}
+
 void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const std::string& stamp, const char* failureCaption) {
     const std::size_t listed = positionOf(kLoadedDateItem);
     if (listed < nvItems_.size()) {
-        nvItems_[listed].setData(stamp);
+        stampListedItem(listed, stamp);
         items.push_back(nvItems_[listed]);
     } else if (auto item = stampedCatalogItem(stamp, failureCaption)) {
         items.push_back(std::move(*item));
@@ -69,7 +75,7 @@ void CCalvaneDoc::writeListedToPhone() {
             return;
         const std::size_t listed = positionOf(kLoadedDateItem);
         if (listed < nvItems_.size())
-            nvItems_[listed].setData(stamp);
+            stampListedItem(listed, stamp);
         else if (auto item = stampedCatalogItem(stamp, kNoDateListed))
             nvItems_.push_back(std::move(*item));
         writeToPhone(nvItems_);

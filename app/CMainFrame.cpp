@@ -36,11 +36,9 @@ QString text(std::string_view view) {
 }
 
 bool isDocumentCommand(CommandId id) {
-    for (const CommandInfo& info : commandTable()) {
-        if (info.id == id)
-            return info.needsDocument;
-    }
-    return id == CommandId::UpdateAllViews;
+    const auto table = commandTable();
+    return std::any_of(table.begin(), table.end(),
+                       [id](const CommandInfo& info) { return info.id == id && info.needsDocument; });
 }
 
 } // namespace
@@ -345,11 +343,12 @@ void CMainFrame::showKeyboardLocks() {
 
 void CMainFrame::runCommand(CommandId id) {
     // No key and no click comes here while a command waits, but a screen reader's request may.
-    if (isAnyWaiting() && id != CommandId::Exit)
+    const bool asksNothing = id == CommandId::Exit || id == CommandId::ViewToolbar || id == CommandId::ViewStatusBar;
+    if (isAnyWaiting() && !asksNothing)
         return;
     if (isDocumentCommand(id)) {
         CSplitterFrame* frame = activeFrame();
-        if (frame != nullptr && (id == CommandId::UpdateAllViews || actions_[id]->isEnabled()))
+        if (frame != nullptr && actions_[id]->isEnabled())
             frame->runCommand(id);
         refresh();
         return;

@@ -102,12 +102,17 @@ void CNvItemList::search() {
     if (searchDialog_->exec() != QDialog::Accepted)
         return;
     // An item appended since the last rebuild has no line that could be found.
-    const std::span<const NvItem> items(document_.nvItems());
-    const auto lines = std::min(items.size(), static_cast<std::size_t>(lines_->rowCount()));
-    if (const auto found = findItem(items.first(lines), searchDialog_->searchText())) {
-        emit aboutToSelect();
+    const auto find = [this] {
+        const std::span<const NvItem> items(document_.nvItems());
+        const auto lines = std::min(items.size(), static_cast<std::size_t>(lines_->rowCount()));
+        return findItem(items.first(lines), searchDialog_->searchText());
+    };
+    if (!find())
+        return;
+    emit aboutToSelect();
+    // Behind a message about what was typed into the editor, a read may have replaced the list.
+    if (const auto found = find())
         selectLine(static_cast<int>(*found));
-    }
 }
 
 void CNvItemList::selectLine(int row) {

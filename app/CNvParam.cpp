@@ -61,10 +61,7 @@ CNvParam::CNvParam(CCalvaneDoc& document, QWidget* parent)
     setWidget(form_);
     measureRows();
     connect(writeButton_, &QPushButton::clicked, this, &CNvParam::writeNv);
-    connect(hexBox_, &QCheckBox::clicked, this, [this](bool checked) {
-        forgetRefusals();
-        toggleHex(checked);
-    });
+    connect(hexBox_, &QCheckBox::clicked, this, &CNvParam::toggleHex);
     document_.addView(this);
 }
 
@@ -135,6 +132,8 @@ CNvParam::Row CNvParam::makeRow() {
     setControlId(row.label, kFirstLabelId + index);
     row.label->setTextFormat(Qt::PlainText);
     row.edit->setPalette(editPalette_);
+    connect(row.edit, &QLineEdit::textEdited, this,
+            [this, index] { rows_[static_cast<std::size_t>(index)].isNoHex = false; });
     QWidget::setTabOrder(rows_.empty() ? hexBox_ : static_cast<QWidget*>(rows_.back().edit), row.edit);
     return row;
 }
@@ -223,34 +222,28 @@ void CNvParam::toggleHex(bool checked) {
     for (Row& row : shownRows()) {
         QLineEdit* edit = row.edit;
         // A date is no number: its leading digits would be taken for the value.
-        if (edit->text().isEmpty() || edit->text() == row.date || row.isNoHex)
+        if (edit->text().isEmpty() || edit->text() == row.date)
             continue;
         const std::string text = edit->text().toStdString();
         const bool modified = edit->isModified();
+        const bool isNumber = checked ? !row.isNoHex && isDecimalNumber(text) : isHexNumber(text);
+        row.isNoHex = !checked && modified && !isNumber;
+        if (modified && !isNumber)
+            continue;
         edit->setText(QString::fromStdString(checked ? hexFromDecimal(text) : decimalFromHex(text)));
         edit->setModified(modified); // what was typed stays an edit, whichever way it is shown
     }
 }
 
-void CNvParam::forgetRefusals() {
-    for (Row& row : shownRows())
-        row.isNoHex = false;
-}
-
 bool CNvParam::leaveHex() {
-    forgetRefusals();
     if (!hexBox_->isChecked())
         return false;
-    for (Row& row : shownRows())
-        row.isNoHex =
-            row.edit->isModified() && !row.edit->text().isEmpty() && !isHexNumber(row.edit->text().toStdString());
     hexBox_->setChecked(false);
     toggleHex(false);
     return true;
 }
 
 void CNvParam::returnToHex() {
-    forgetRefusals();
     hexBox_->setChecked(true);
     toggleHex(true);
 }
@@ -282,8 +275,6 @@ QString CNvParam::joinedRows() const {
 }
 
 void CNvParam::storeEdits() {
-    if (document_.isWaiting())
-        return; // what was typed stays an edit until the pane is left the next time
     const bool wasHex = leaveHex();
     if (isAnyRowModified()) {
         const Check check = checkRows();

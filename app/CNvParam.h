@@ -41,7 +41,7 @@ private:
         QLineEdit* edit;
         QLabel* label;
         QString date;         ///< the text of a date that the program put there; empty where it put none
-        bool isNoHex = false; ///< was typed as a hexadecimal number, which it isn't
+        bool isNoHex = false; ///< was typed as a hexadecimal number, which it isn't: refused until it is edited
     };
     enum class Check { kFits, kEmpty, kNotDecimal };
 
@@ -59,12 +59,12 @@ private:
     /// The pixel below the place where one more row would end.
     int rowsBottom() const;
 
+    /// Shows all rows in the other base. What was typed and is no number in the base left behind stays as it is, as
+    /// its first digits alone would be another number.
     void toggleHex(bool checked);
-    /// Shows decimal; answers whether it was hexadecimal before. What was typed and is no hexadecimal number stays, to
-    /// be refused by checkRows().
+    /// Shows decimal; answers whether it was hexadecimal before.
     bool leaveHex();
     void returnToHex();
-    void forgetRefusals();
     bool isAnyRowModified() const;
     /// Checks the rows in order; shows a message for the first that does not fit.
     Check checkRows();

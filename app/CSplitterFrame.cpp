@@ -38,7 +38,6 @@ struct DocumentCommand {
 };
 
 constexpr DocumentCommand kDocumentCommands[] = {
-    {CommandId::UpdateAllViews, Leaves::kNothing, [](CCalvaneDoc& document) { document.updateAllViews(); }},
     {CommandId::ReadFromMox, Leaves::kNothing, [](CCalvaneDoc& document) { document.readFromMoxFile(); }},
     {CommandId::ReadSupportedItems, Leaves::kNothing, [](CCalvaneDoc& document) { document.readSupportedItems(); }},
     {CommandId::WriteChangedToPhone, Leaves::kEditor, [](CCalvaneDoc& document) { document.writeChangedToPhone(); }},
@@ -109,7 +108,7 @@ void CSplitterFrame::focusMoved(QWidget* to) {
 }
 
 void CSplitterFrame::setActivePane(Pane pane) {
-    if (pane == activePane_ || closing_)
+    if (pane == activePane_ || closing_ || isWaiting())
         return;
     // First, so that a message box that the editor shows on its way out finds the switch done.
     activePane_ = pane;
@@ -135,7 +134,7 @@ void CSplitterFrame::switchPane() {
 
 void CSplitterFrame::setFrameActive(bool active) {
     // A window that goes asks nothing any more about what was typed into it.
-    if (activePane_ != Pane::kEditor || closing_)
+    if (activePane_ != Pane::kEditor || closing_ || isWaiting())
         return;
     if (active)
         editor_->activate();
@@ -214,5 +213,6 @@ void CSplitterFrame::closeEvent(QCloseEvent* event) {
             closeWhenIdle();
         return;
     }
+    closing_ = true;
     QMdiSubWindow::closeEvent(event);
 }

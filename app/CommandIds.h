@@ -4,7 +4,6 @@
 
 /// The numbers of the program's commands, as menus, toolbar buttons and scripts know them.
 enum class CommandId : std::uint32_t {
-    UpdateAllViews = 1026, ///< posted by the program to itself, on no menu
     ReadFromPhone = 32771,
     WriteChangedToPhone = 32772,
     WriteListedToPhone = 32773,

@@ -66,8 +66,9 @@ void ProgramEnd::begin() {
 
 void ProgramEnd::finish() {
     const auto frames = mainFrame_.frames();
-    if (isAnyBusy(frames))
+    if (state_ != State::kBegun || isAnyBusy(frames))
         return;
+    state_ = State::kEnded;
     readEndTimer_.stop();
     qDeleteAll(frames); // the documents write their configuration; a failure shows its message over the main window
     mainFrame_.hide();

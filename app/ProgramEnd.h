@@ -22,17 +22,15 @@ public:
     void beginIfAsked();
     /// A read has ended, or a document window has gone: goes on with what has begun.
     void goOn();
-    /// The windows take no more commands.
-    bool hasBegun() const { return state_ == State::kBegun; }
 
 signals:
     /// The documents are about to go.
     void begun();
-    /// The last document has gone and the main window is hidden.
+    /// Once: the last document has gone and the main window is hidden.
     void ended();
 
 private:
-    enum class State { kNotAsked, kAsked, kBegun };
+    enum class State { kNotAsked, kAsked, kBegun, kEnded };
 
     bool mayBegin() const;
     void begin();

@@ -18,12 +18,15 @@
 
 namespace {
 
-/// Drops the program's input while it lives. What was pressed before may still be released.
+/// Drops the program's input while it lives. What was pressed before may still be released, and a message of something
+/// else that ended meanwhile (a read beside the window) can be confirmed.
 class InputDropper : public QObject {
 public:
     InputDropper() { qApp->installEventFilter(this); }
 
     bool eventFilter(QObject*, QEvent* event) override {
+        if (QApplication::activeModalWidget() != nullptr)
+            return false;
         switch (event->type()) {
         case QEvent::ShortcutOverride:
             event->accept(); // a key that somebody takes for himself is no shortcut

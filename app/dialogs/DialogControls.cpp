@@ -132,7 +132,6 @@ void DialogListBox::keyPressEvent(QKeyEvent* event) {
 DialogComboBox::DialogComboBox(bool editable, QWidget* parent) : QComboBox(parent) {
     setEditable(editable);
     setInsertPolicy(NoInsert);
-    setSizeAdjustPolicy(AdjustToContents);
     if (editable) {
         setCompleter(nullptr);
     }

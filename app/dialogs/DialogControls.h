@@ -6,9 +6,9 @@
 /// A list box of a dialog or form: one line per row of its model, tabs expanded, scrolled sideways as far as
 /// setHorizontalExtent() says. Models may have a hundred thousand rows: no widget or item is kept per line.
 ///
-/// With multiple selection (setMultipleSelection) it selects nothing by itself: it reports the line that the user
-/// clicked or toggled with the space bar, and its owner applies its own rules to the selection. Otherwise it selects as
-/// any list does. User-interface thread.
+/// With multiple selection (setMultipleSelection) it selects nothing by itself but all lines on Ctrl+A: it reports the
+/// line that the user clicked or toggled with the space bar, and its owner applies its own rules to the selection.
+/// Otherwise it selects as any list does. User-interface thread.
 class DialogListBox : public QListView {
     Q_OBJECT
 

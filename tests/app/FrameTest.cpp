@@ -305,26 +305,52 @@ TEST_F(Frame, ClosesWhenTheCommandThatWaitsHasEndedAndItsMessageIsRead) {
     EXPECT_TRUE(closed.wait(10000));
 }
 
+TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
+    plugIn();
+    start();
+    readPhone();
+    tessra::FaultRule slow;
+    slow.delayMs = 50;
+    slow.kind = tessra::FaultKind::throwException;
+    service->port("COM1").faults().add(slow);
+    tessra::FaultRule slower;
+    slower.call = tessra::Call::changeMode;
+    slower.delayMs = 200;
+    service->port("COM1").faults().add(slower);
+    bool confirmed = false;
+    whenAsked([&](QWidget* box) {
+        EXPECT_TRUE(window().isAnyWaiting());
+        QTest::keyClick(box->windowHandle(), Qt::Key_Return);
+        confirmed = QTest::qWaitFor([] { return QApplication::activeModalWidget() == nullptr; }, 1000);
+        box->close(); // else this test would never end
+    });
+    run(CommandId::ReadFromPhone);
+    run(CommandId::OfflineMode);
+    EXPECT_TRUE(confirmed);
+    EXPECT_FALSE(frame().isBusy());
+}
+
 TEST_F(Frame, ClosesWithoutAQuestionOverAnEditThatDoesNotFit) {
+    plugIn();
     for (const bool reading : {false, true}) {
-        plugIn();
-        start();
-        readPhone();
-        clickLine(0);
-        if (reading) {
+        for (const bool wholeProgram : {false, true}) {
+            SCOPED_TRACE(2 * reading + wholeProgram);
+            start();
+            readPhone();
+            clickLine(0);
+            service->port("COM1").faults().clear();
             tessra::FaultRule slow;
             slow.delayMs = 100;
             service->port("COM1").faults().add(slow);
-            run(CommandId::ReadFromPhone);
+            if (reading)
+                run(CommandId::ReadFromPhone);
+            type(0, "no number");
+            QSignalSpy closed(&window(), &CMainFrame::closed);
+            wholeProgram ? window().close() : frame().close();
+            EXPECT_TRUE(
+                QTest::qWaitFor([&] { return wholeProgram ? !closed.isEmpty() : window().frames().isEmpty(); }, 10000));
+            stop();
         }
-        type(0, "no number");
-        bool closed = false;
-        QObject::connect(&window(), &CMainFrame::closed, &window(), [&] { closed = true; });
-        window().close();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return closed; }, 10000)) << reading;
-        EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
-        stop();
-        service.reset();
     }
 }
 

@@ -47,6 +47,8 @@ TEST(ComPortDialog, OffersTheNamesInOrderAndTakesTheChosenOne) {
                             QTest::keyClick(box.view(), Qt::Key_Down);
                             QTest::keyClick(box.view(), Qt::Key_Return);
                             EXPECT_EQ(box.currentText(), "COM3");
+                            QTest::qWait(60); // a box that fits itself to its entries does so 20 ms later
+                            EXPECT_NEAR(box.width(), dialog.item<QWidget>(kIdOk).width() * 77 / 50, 2);
                             click(dialog, kIdOk);
                         }),
               QDialog::Accepted);

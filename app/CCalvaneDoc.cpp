@@ -65,9 +65,8 @@ bool CCalvaneDoc::openDocument(const std::filesystem::path& path) {
         comPort_ = readComPortOf(path);
         path_ = path;
         return true;
-    } catch (const std::system_error& error) {
-        userInterface_.showMessage("Couldn't open " + path.string() + ": " + error.code().message(), "Calvane",
-                                   MessageIcon::kExclamation);
+    } catch (const std::runtime_error& error) {
+        userInterface_.showMessage(std::string("Couldn't open ") + error.what(), "Calvane", MessageIcon::kExclamation);
         return false;
     }
 }

@@ -1,86 +1,114 @@
 #include "app/ConfigurationFile.h"
 
 #include "platform/kernel/RegularFile.h"
+#include "platform/kernel/WriteAll.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <stdexcept>
+#include <string_view>
 
 namespace {
 
-/// A name longer than this is no port's; the rest of such a line is not read.
 constexpr std::size_t kLongestLineBytes = 4096;
-/// Rests of longer names may follow the first line; a file of more bytes was made for something else.
-constexpr std::size_t kLongestPortFileBytes = 256;
+constexpr std::size_t kLongestNameBytes = 64;
+constexpr std::size_t kLongestPortFileBytes = kLongestNameBytes + 2; // with a carriage return and a line feed
 
+[[noreturn]] void fail(const std::string& what, int error) {
+    throw std::system_error(error, std::generic_category(), what);
+}
+
+/// A regular file, open. Anything else is refused before it can keep its reader waiting.
 class OpenFile {
 public:
-    OpenFile(const std::filesystem::path& path, int flags) : descriptor_(open(path.c_str(), flags | O_CLOEXEC, 0666)) {
-        if (descriptor_ < 0)
-            fail(path);
+    OpenFile(const std::filesystem::path& path, int flags)
+        : path_(path.string()), descriptor_(open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666)) {
+        struct stat status {};
+        if (descriptor_ < 0 || fstat(descriptor_, &status) != 0)
+            closeAndFail(path_, errno);
+        if (S_ISDIR(status.st_mode))
+            closeAndFail(path_, EISDIR);
+        if (!S_ISREG(status.st_mode))
+            closeAndFail(path_ + ": it is no regular file", EINVAL);
     }
     ~OpenFile() { close(descriptor_); }
     OpenFile(const OpenFile&) = delete;
     OpenFile& operator=(const OpenFile&) = delete;
 
-    int descriptor() const { return descriptor_; }
-    [[noreturn]] static void fail(const std::filesystem::path& path) {
-        throw std::system_error(errno, std::generic_category(), path.string());
+    /// The beginning of the file, `maxBytes` of it at most.
+    std::string readStart(std::size_t maxBytes) const {
+        std::string text(maxBytes, '\0');
+        std::size_t length = 0;
+        while (length < maxBytes) {
+            const ssize_t got = read(descriptor_, text.data() + length, maxBytes - length);
+            if (got < 0 && errno != EINTR)
+                fail(path_, errno);
+            if (got == 0)
+                break;
+            length += got > 0 ? static_cast<std::size_t>(got) : 0;
+        }
+        text.resize(length);
+        return text;
+    }
+    void writeStart(std::string_view text) const {
+        if (const int error = kernel::writeAll(descriptor_, text); error != 0)
+            fail(path_, error);
     }
 
 private:
+    [[noreturn]] void closeAndFail(const std::string& what, int error) const {
+        if (descriptor_ >= 0)
+            close(descriptor_);
+        fail(what, error);
+    }
+
+    const std::string path_;
     const int descriptor_;
 };
 
-std::string firstLine(const std::filesystem::path& path, int flags) {
-    const OpenFile file(path, flags);
-    std::string text(kLongestLineBytes, '\0');
-    std::size_t length = 0;
-    while (length < text.size()) {
-        const ssize_t got = read(file.descriptor(), text.data() + length, text.size() - length);
-        if (got < 0 && errno != EINTR)
-            OpenFile::fail(path);
-        if (got == 0)
-            break;
-        length += got > 0 ? static_cast<std::size_t>(got) : 0;
-    }
-    if (length == 0)
-        return kDefaultComPort;
-    text.resize(length);
+std::string firstLineOf(const std::string& text) {
     return text.substr(0, text.find_first_of("\r\n"));
 }
 
+std::string portIn(const OpenFile& file) {
+    const std::string text = file.readStart(kLongestLineBytes);
+    return text.empty() ? kDefaultComPort : firstLineOf(text);
+}
+
+bool looksLikeName(std::string_view line) {
+    return line.size() <= kLongestNameBytes &&
+           std::all_of(line.begin(), line.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 } // namespace
+
+std::string readConfiguredComPort(const std::filesystem::path& path) {
+    return portIn(OpenFile(path, O_RDWR | O_CREAT));
+}
+
+std::string readComPortOf(const std::filesystem::path& path) {
+    std::string name = portIn(OpenFile(path, O_RDONLY));
+    if (!looksLikeName(name))
+        throw std::runtime_error(path.string() + ": it does not start with the name of a port");
+    return name;
+}
 
 bool looksLikePortFile(const std::filesystem::path& path) {
     std::string text;
     if (const int error = kernel::readRegularFile(path, kLongestPortFileBytes, text)) {
         if (error == EFBIG)
             return false;
-        throw std::system_error(error, std::generic_category(), path.string());
+        fail(path.string(), error);
     }
-    return std::all_of(text.begin(), text.end(),
-                       [](char c) { return (c >= ' ' && c <= '~') || c == '\r' || c == '\n' || c == '\t'; });
-}
-
-std::string readConfiguredComPort(const std::filesystem::path& path) {
-    return firstLine(path, O_RDWR | O_CREAT);
-}
-
-std::string readComPortOf(const std::filesystem::path& path) {
-    return firstLine(path, O_RDONLY);
+    const std::string name = firstLineOf(text);
+    return looksLikeName(name) && std::all_of(text.begin() + static_cast<std::ptrdiff_t>(name.size()), text.end(),
+                                              [](char c) { return (c > ' ' && c <= '~') || c == '\r' || c == '\n'; });
 }
 
 void writeConfiguredComPort(const std::filesystem::path& path, const std::string& comPort) {
-    const OpenFile file(path, O_RDWR | O_CREAT);
-    const std::string line = comPort + "\n";
-    std::size_t written = 0;
-    while (written < line.size()) {
-        const ssize_t put = write(file.descriptor(), line.data() + written, line.size() - written);
-        if (put < 0 && errno != EINTR)
-            OpenFile::fail(path);
-        written += put > 0 ? static_cast<std::size_t>(put) : 0;
-    }
+    OpenFile(path, O_RDWR | O_CREAT).writeStart(comPort + "\n");
 }

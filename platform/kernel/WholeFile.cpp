@@ -1,87 +1,161 @@
 #include "platform/kernel/WholeFile.h"
 
+#include "platform/kernel/WriteAll.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <string>
 
 namespace kernel {
 namespace {
 
-/// Answers 0, or the error number of why not everything could be written.
-int writeAll(int file, std::string_view content) {
-    while (!content.empty()) {
-        const ssize_t written = ::write(file, content.data(), content.size());
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return errno;
-        }
-        content.remove_prefix(static_cast<std::size_t>(written));
+/// As many as the system follows.
+constexpr int kMostLinks = 40;
+
+int overwrite(int file, std::string_view content) {
+    struct stat before {};
+    if (::fstat(file, &before) != 0) {
+        return errno;
     }
-    return 0;
+    if (!S_ISREG(before.st_mode)) {
+        return writeAll(file, content);
+    }
+    const auto size = static_cast<off_t>(content.size());
+    if (size > before.st_size) {
+        if (const int error = ::posix_fallocate(file, before.st_size, size - before.st_size); error != 0) {
+            (void)!::ftruncate(file, before.st_size); // part of the room may have been granted
+            return error;
+        }
+    }
+    if (const int error = writeAll(file, content); error != 0) {
+        return error;
+    }
+    return ::ftruncate(file, size) == 0 && ::fsync(file) == 0 ? 0 : errno;
 }
 
 WholeFileResult writeInPlace(const std::filesystem::path& path, std::string_view content) {
-    const int file = ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
     if (file < 0) {
         return {.openError = errno};
     }
-    const int error = writeAll(file, content);
+    const int error = overwrite(file, content);
     ::close(file);
     return {.writeError = error};
 }
 
-/// The access rights of the file that is being replaced, or those that a new file gets.
-mode_t modeOf(const std::filesystem::path& path) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) == 0) {
-        return status.st_mode & 07777;
+/// Where the links that begin at `path` end, whether or not there is a file.
+std::filesystem::path endOfLinks(std::filesystem::path path) {
+    for (int links = 0; links < kMostLinks; ++links) {
+        std::error_code noLink;
+        const auto next = std::filesystem::read_symlink(path, noLink);
+        if (noLink) {
+            break;
+        }
+        path = path.parent_path() / next;
     }
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return 0666 & ~mask;
+    return path;
 }
 
-WholeFileResult replace(const std::filesystem::path& path, std::string_view content) {
-    const bool isThere = ::access(path.c_str(), F_OK) == 0;
-    if (isThere && ::access(path.c_str(), W_OK) != 0) {
-        return {.openError = errno}; // a file that nobody may write is not to be replaced either
+/// Makes a new file in the folder of `target`, under a short name: one made of the target's could be too long. Returns
+/// the open file, or -1 with the reason in errno.
+int createBeside(const std::filesystem::path& target, mode_t mode, std::filesystem::path& name) {
+    static std::atomic<unsigned> counter;
+    for (;;) {
+        const std::string own = std::to_string(::getpid()) + "-" + std::to_string(++counter);
+        name = target.parent_path() / (".calvane-" + own);
+        const int file = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        if (file >= 0 || errno != EEXIST) {
+            return file;
+        }
     }
-    std::string temporary = path.string() + ".XXXXXX";
-    const int file = ::mkstemp(temporary.data());
+}
+
+/// Gives `file` the owner, the group and the access rights of `old`; 0, or the error number.
+int makeLike(int file, const struct stat& old) {
+    struct stat present {};
+    if (::fstat(file, &present) != 0) {
+        return errno;
+    }
+    const bool sameOwners = present.st_uid == old.st_uid && present.st_gid == old.st_gid;
+    if (!sameOwners && ::fchown(file, old.st_uid, old.st_gid) != 0) {
+        return errno;
+    }
+    return ::fchmod(file, old.st_mode & 07777) == 0 ? 0 : errno;
+}
+
+/// After a power cut the new file is found under its name. Not every file system knows this, and the file is there.
+void syncFolderOf(const std::filesystem::path& file) {
+    const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        ::fsync(descriptor);
+        ::close(descriptor);
+    }
+}
+
+/// Exchanges `target` for a new file that is like `old`, or makes it where `old` is null.
+WholeFileResult replace(const std::filesystem::path& target, const struct stat* old, std::string_view content) {
+    std::filesystem::path temporary;
+    // What replaces a file is nobody else's to read before it has that file's rights.
+    const int file = createBeside(target, old != nullptr ? 0600 : 0666, temporary);
     if (file < 0) {
-        const bool folderRefuses = errno == EACCES || errno == EPERM || errno == EROFS || errno == ENAMETOOLONG;
-        return isThere && folderRefuses ? writeInPlace(path, content) : WholeFileResult{.openError = errno};
+        return {.openError = errno};
     }
-    int error = writeAll(file, content);
-    if (error == 0 && (::fchmod(file, modeOf(path)) != 0 || ::fsync(file) != 0)) {
+    int error = old != nullptr ? makeLike(file, *old) : 0;
+    if (error == 0) {
+        error = writeAll(file, content);
+    }
+    if (error == 0 && ::fsync(file) != 0) {
         error = errno;
     }
     ::close(file);
-    if (error == 0 && ::rename(temporary.c_str(), path.c_str()) != 0) {
+    if (error == 0 && ::rename(temporary.c_str(), target.c_str()) != 0) {
         error = errno;
     }
-    if (error != 0) {
+    if (error == 0) {
+        syncFolderOf(target);
+    } else {
         ::unlink(temporary.c_str());
     }
     return {.writeError = error};
 }
 
+/// Whether an exchange failed for a reason that need not keep the content from being written: the folder's, the
+/// owner's (EINVAL is one that this process has no number for) or a mount's.
+bool isRefusedExchange(const WholeFileResult& result) {
+    switch (result.openError != 0 ? result.openError : result.writeError) {
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case EINVAL:
+    case EBUSY:
+    case ENAMETOOLONG:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_view content) {
-    std::error_code ignored;
-    const auto type = std::filesystem::status(path, ignored).type();
-    if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found) {
+    struct stat old {};
+    if (::stat(path.c_str(), &old) != 0) {
+        return errno == ENOENT ? replace(endOfLinks(path), nullptr, content) : WholeFileResult{.openError = errno};
+    }
+    // To replace a file with several names would part them: the others are kept in step rather than left behind.
+    if (!S_ISREG(old.st_mode) || old.st_nlink > 1) {
         return writeInPlace(path, content);
     }
-    const auto target = std::filesystem::weakly_canonical(path, ignored);
-    return replace(target.empty() ? path : target, content);
+    if (::access(path.c_str(), W_OK) != 0) {
+        return {.openError = errno}; // a file that nobody may write is not to be replaced either
+    }
+    const WholeFileResult result = replace(endOfLinks(path), &old, content);
+    return isRefusedExchange(result) ? writeInPlace(path, content) : result;
 }
 
 } // namespace kernel

@@ -8,15 +8,25 @@ namespace kernel {
 /// Why a file could not be written: error numbers of the system, 0 where there was no such failure.
 struct WholeFileResult {
     int openError = 0;  ///< the file can't be written to at all; it is as it was
-    int writeError = 0; ///< not everything could be written; a regular file is as it was
+    int writeError = 0; ///< not everything could be written; a regular file that was to be replaced is as it was
 
     bool succeeded() const { return openError == 0 && writeError == 0; }
 };
 
-/// Makes `content` the whole content of the file at `path`. A regular file is replaced as a whole or not at all, so
-/// that a full disk or a power cut leaves the old one; through a link, it is the file that it leads to that is
-/// replaced, or made. It keeps its access rights. What can't be replaced (a pipe, a terminal, a file in a folder that
-/// takes no new files) is written in place.
+/// Makes `content` the whole content of the file at `path`; through links, of the file that they lead to, which is made
+/// if it is not there. Any thread may call it.
+///
+/// A regular file is replaced as a whole or not at all: a new one is written beside it and takes its name when it is
+/// complete, so that a full disk or a power cut leaves the old one. It keeps its owner, its group and its access rights
+/// (not its access control list); a new file gets those that the process gives to any.
+///
+/// Written in place instead are
+/// - what is no regular file (a pipe, a terminal),
+/// - a file with further names (hard links), which would go on showing the old content under them,
+/// - a file that can't be exchanged for a new one like it: its folder takes no new files, its owner is somebody else,
+///   something is mounted on it.
+/// A regular file then gets all the room that it needs before its first byte changes: a full disk leaves it as it was,
+/// but a power cut or a failing disk in the midst of the write damages it.
 WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_view content);
 
 } // namespace kernel

@@ -2,6 +2,8 @@
 
 #include "tests/app/DocumentFixture.h"
 
+#include <sys/stat.h>
+
 namespace {
 
 using Document = DocumentFixture;
@@ -22,6 +24,7 @@ TEST_F(Document, TakesItsPortFromTheFirstLineOfTheConfiguration) {
         {"no line end", "COM3", "COM3", "COM3\n"},
         {"an empty first line is a name", "\nCOM2\n", "", "\nCOM2\n"},
         {"what follows stays", "COM1\nnot ours", "COM1", "COM1\nnot ours"},
+        {"a line that is no name", "\xD0\xCF\x11\n", "\xD0\xCF\x11", "\xD0\xCF\x11\n"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
@@ -178,22 +181,66 @@ TEST_F(Document, OnlyAnItemInTheListIsSelected) {
 }
 
 TEST_F(Document, OpensAPortFileAndSavesItBack) {
-    open();
-    write("bench.port", "COM9\nnote");
-    EXPECT_TRUE(document->openDocument(folder / "bench.port"));
-    EXPECT_EQ(document->comPort(), "COM9");
-    EXPECT_TRUE(document->saveDocument());
-    EXPECT_EQ(contents("bench.port"), "COM9\nnote");
-    const std::string foreign = std::string("COM9\n\xD0\xCF\x11", 8);
-    for (const std::string& content : {foreign, "COM9\n" + std::string(300, 'x')}) {
-        write("foreign", content);
-        EXPECT_TRUE(document->openDocument(folder / "foreign"));
-        EXPECT_FALSE(document->saveDocument());
-        EXPECT_EQ(contents("foreign"), content) << "it is no port file, and stays";
+    const std::string longest(64, 'p');
+    const struct {
+        const char* what;
+        std::string file;
+        std::optional<std::string> port; ///< none: it is not opened
+        std::optional<std::string> left; ///< after saving COM3; none: it is not saved
+    } rows[] = {
+        {"a name", "COM9\n", "COM9", "COM3\n"},
+        {"an empty file", "", "COM1", "COM3\n"},
+        {"an empty first line", "\r\n", "", "COM3\n"},
+        {"a name with a blank", "Bench 12\r\n", "Bench 12", "COM3\n 12\r\n"},
+        {"the longest name", longest + "\r\n", longest, "COM3\n" + longest.substr(5) + "\r\n"},
+        {"what a longer name has left behind", "COM1\nttyUSB0\n", "COM1", "COM3\nttyUSB0\n"},
+        {"a second line of words", "COM9\na note", "COM9", {}},
+        {"more than a name takes", "COM9\n" + std::string(62, 'x'), "COM9", {}},
+        {"bytes that are no text", std::string("COM9\n\xD0\xCF\x11", 8), "COM9", {}},
+        {"a name that is too long", longest + "p", {}, {}},
+        {"a calibration file", std::string("\xD0\xCF\x11\xE0", 4), {}, {}},
+        {"a first line with a zero", std::string("COM9\0\n", 6), {}, {}},
+    };
+    plugIn();
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        write("bench.port", row.file);
+        open();
+        ui.messages.clear();
+        const std::string path = (folder / "bench.port").string();
+        EXPECT_EQ(document->openDocument(path), row.port.has_value());
+        EXPECT_EQ(document->comPort(), row.port.value_or("COM1"));
+        std::vector<std::string> said;
+        if (row.port) {
+            ui.comPort = "COM3";
+            document->chooseComPort();
+            EXPECT_EQ(document->saveDocument(), row.left.has_value());
+            if (!row.left)
+                said = {"! Calvane: " + path + " holds more than the name of a port, so it stays as it is."};
+        } else {
+            said = {"! Calvane: Couldn't open " + path + ": it does not start with the name of a port"};
+        }
+        EXPECT_EQ(ui.messages, said);
+        EXPECT_EQ(contents("bench.port"), row.left.value_or(row.file));
+        document.reset();
+        std::filesystem::remove(folder / "CalvaneConfig.ini");
     }
-    ui.messages.clear();
+}
+
+TEST_F(Document, WaitsForNoPipe) {
+    const std::string pipe = (folder / "pipe").string();
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0666), 0);
+    std::filesystem::create_symlink("pipe", folder / "CalvaneConfig.ini");
+    open();
+    EXPECT_FALSE(document->openDocument(pipe));
     EXPECT_FALSE(document->openDocument(folder / "missing.port"));
-    EXPECT_EQ(ui.messages.size(), 1u);
+    document.reset();
+    const std::string noConfiguration = "! Calvane: Couldn't open CalvaneConfig.ini for writing 22";
+    EXPECT_EQ(ui.messages,
+              (std::vector<std::string>{
+                  noConfiguration, "! Calvane: Couldn't open " + pipe + ": it is no regular file: Invalid argument",
+                  "! Calvane: Couldn't open " + (folder / "missing.port").string() + ": No such file or directory",
+                  noConfiguration}));
     EXPECT_FALSE(std::filesystem::exists(folder / "missing.port"));
 }
 

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+namespace kernel {
+
+/// Writes all of `content` to an open file, from where it stands. Returns 0, or the error number of why not everything
+/// could be written.
+inline int writeAll(int file, std::string_view content) {
+    while (!content.empty()) {
+        const ssize_t written = ::write(file, content.data(), content.size());
+        if (written < 0 && errno != EINTR) {
+            return errno;
+        }
+        content.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    }
+    return 0;
+}
+
+} // namespace kernel

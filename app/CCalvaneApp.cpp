@@ -50,8 +50,8 @@ bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, co
     try {
         if (!file.isEmpty())
             readComPortOf(file.toStdString());
-    } catch (const std::system_error& failure) {
-        qCritical("Can't open '%s': %s.", qPrintable(file), failure.code().message().c_str());
+    } catch (const std::runtime_error& failure) {
+        qCritical("Couldn't open %s", failure.what());
         return false;
     }
     mainFrame_ = std::make_unique<CMainFrame>(programDirectory);

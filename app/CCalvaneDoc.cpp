@@ -3,6 +3,7 @@
 #include "app/ConfigurationFile.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Trace.h"
+#include "platform/kernel/WholeFile.h"
 
 #include <algorithm>
 #include <numeric>
@@ -78,8 +79,10 @@ bool CCalvaneDoc::saveDocument() {
                                        "Calvane", MessageIcon::kExclamation);
             return false;
         }
-        writeConfiguredComPort(path_, comPort_);
-        return true;
+        const kernel::WholeFileResult result = kernel::writeWholeFile(path_, comPort_ + "\n");
+        if (result.succeeded())
+            return true;
+        throw std::system_error(result.openError != 0 ? result.openError : result.writeError, std::generic_category());
     } catch (const std::system_error& error) {
         userInterface_.showMessage("Couldn't write " + path_.string() + ": " + error.code().message(), "Calvane",
                                    MessageIcon::kExclamation);

@@ -43,9 +43,9 @@ public:
     static constexpr const char* kTitle = "RF NV ITEMS ONLY";
 
     /// Takes the port name from the first line of a file that the user has opened. False, after a message, if the file
-    /// can't be read.
+    /// can't be read or does not start with the name of a port.
     bool openDocument(const std::filesystem::path& path);
-    /// Writes the port name back into the file that was opened. False, after a message, if that fails or if the file
+    /// Makes the port name the content of the file that was opened. False, after a message, if that fails or if the file
     /// holds more than a port name: whoever opened a calibration file that way must not lose it.
     bool saveDocument();
     /// Keeps the port name in the configuration file, as the destructor does. Throws std::system_error.

@@ -105,8 +105,7 @@ bool looksLikePortFile(const std::filesystem::path& path) {
         fail(path.string(), error);
     }
     const std::string name = firstLineOf(text);
-    return looksLikeName(name) && std::all_of(text.begin() + static_cast<std::ptrdiff_t>(name.size()), text.end(),
-                                              [](char c) { return (c > ' ' && c <= '~') || c == '\r' || c == '\n'; });
+    return looksLikeName(name) && text.find_first_not_of("\r\n", name.size()) == std::string::npos;
 }
 
 void writeConfiguredComPort(const std::filesystem::path& path, const std::string& comPort) {

@@ -25,10 +25,7 @@ std::string readConfiguredComPort(const std::filesystem::path& path);
 /// with the path and what is wrong.
 std::string readComPortOf(const std::filesystem::path& path);
 
-/// Whether the file at `path` may be one of these, so that writing a name into it destroys nothing else: such a first
-/// line, its line end, and no byte more than the longest name takes. Further lines in that space may only be what
-/// longer names have left behind: printable, without a blank, so that a short text is not taken for it (nor is the end
-/// of a name with blanks). A list of single words that is as short can't be told from that.
+/// Whether the file at `path` holds such a line and nothing else, so that replacing it destroys nothing.
 bool looksLikePortFile(const std::filesystem::path& path);
 
 /// Writes the name and a line feed at the start of the file; makes the file if there is none.

@@ -5,6 +5,7 @@
 #include "tessra/ServiceConfig.h"
 
 #include <QCommandLineParser>
+#include <csignal>
 #include <memory>
 
 namespace {
@@ -22,6 +23,7 @@ std::unique_ptr<tessra::Service> startService(const std::filesystem::path& progr
 } // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure of a write like any other, to be told
     CCalvaneApp app(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription("Reads, shows and writes the calibration items of a phone.");

@@ -2,6 +2,7 @@
 
 #include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Trace.h"
+#include "platform/kernel/WriteAll.h"
 #include "tessra/ConfigError.h"
 
 #include <fcntl.h>
@@ -30,17 +31,6 @@ std::string reasonOf(int error) {
 
 [[noreturn]] void unavailable(const std::filesystem::path& path, const std::string& reason) {
     throw NvMemoryUnavailable(path.string() + ": " + reason);
-}
-
-int writeWhole(const FileDescriptor& file, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t count = ::write(file.number(), text.data(), text.size());
-        if (count < 0 && errno != EINTR) {
-            return errno;
-        }
-        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    }
-    return 0;
 }
 
 FileDescriptor takeLock(const std::filesystem::path& path) {
@@ -207,7 +197,7 @@ int NvMemoryFile::rewrite() {
     if (!next) {
         return errno;
     }
-    int error = writeWhole(next, text);
+    int error = kernel::writeAll(next.number(), text);
     if (error == 0 && (::fsync(next.number()) != 0 || ::rename(temporary.c_str(), path_.c_str()) != 0)) {
         error = errno;
     }

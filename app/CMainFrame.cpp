@@ -3,10 +3,9 @@
 #include "app/CAboutDlg.h"
 #include "app/CSplitterFrame.h"
 #include "app/CommandTable.h"
-#include "app/KeyboardLocks.h"
+#include "app/MainStatusBar.h"
 #include "app/MessageBox.h"
 #include "app/ProgramEnd.h"
-#include "app/StatusPane.h"
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
@@ -23,10 +22,6 @@
 
 namespace {
 
-constexpr int kStatusBarHeight = 26;
-constexpr int kLogoPaneId = 103;
-constexpr int kFilePaneId = 102;
-constexpr int kPortPaneId = 101;
 constexpr QSize kFirstSize{1000, 680};
 constexpr int kFrameRoom = 30; ///< for the title bar and borders around a window
 constexpr int kToolbarIconPixels = 16;
@@ -45,17 +40,19 @@ bool isDocumentCommand(CommandId id) {
 
 CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle),
-      end_(new ProgramEnd(*this)) {
+      statusBar_(new MainStatusBar(this)), end_(new ProgramEnd(*this)) {
     setObjectName("frame_128");
     setCentralWidget(area_);
+    setStatusBar(statusBar_);
     makeActions();
     makeEditActions();
     makeToolbar();
-    makeStatusBar();
     showMenus(false);
     setWindowTitle(kTitle);
     restorePlaces();
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
+    connect(end_, &ProgramEnd::putOff, statusBar_,
+            [this] { statusBar_->setPrompt("Calvane closes when the running command has ended."); });
     connect(end_, &ProgramEnd::begun, this, [this] {
         savePlaces();
         disconnect(area_, nullptr, this, nullptr);
@@ -65,12 +62,10 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, end_,
             &ProgramEnd::beginIfAsked);
-    qApp->installEventFilter(this);
     refresh();
 }
 
 CMainFrame::~CMainFrame() {
-    qApp->removeEventFilter(this);
     disconnect(QAbstractEventDispatcher::instance(), nullptr, this, nullptr);
     disconnect(QAbstractEventDispatcher::instance(), nullptr, end_, nullptr);
     disconnect(area_, nullptr, this, nullptr);
@@ -152,30 +147,6 @@ void CMainFrame::makeToolbar() {
     }
     connect(toolbar_, &QToolBar::visibilityChanged, actions_[CommandId::ViewToolbar],
             [this] { actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden()); });
-}
-
-void CMainFrame::makeStatusBar() {
-    statusBar()->setMinimumHeight(kStatusBarHeight);
-    auto* logo = new StatusPane(kLogoPaneId, "VELN LOGO", 119, this);
-    logo->setMinimumWidth(119);
-    if (QFile::exists(":/calvane/logo"))
-        logo->setPixmap(QIcon(":/calvane/logo").pixmap(QSize(119, 26), devicePixelRatioF()));
-    filePane_ = new StatusPane(kFilePaneId, "MOX File", 500, this);
-    portPane_ = new StatusPane(kPortPaneId, "COM", 50, this);
-    statusBar()->addWidget(logo);
-    statusBar()->addWidget(filePane_);
-    statusBar()->addWidget(portPane_);
-    const auto addIndicator = [this](const char* indicator) {
-        const int width = fontMetrics().horizontalAdvance(indicator) + 12;
-        auto* pane = new StatusPane(0, indicator, width, this);
-        pane->setObjectName(QString("indicator_") + indicator);
-        pane->setToolTip("");
-        statusBar()->addPermanentWidget(pane);
-        return pane;
-    };
-    capsPane_ = addIndicator("CAP");
-    numPane_ = addIndicator("NUM");
-    scrollPane_ = addIndicator("SCRL");
 }
 
 void CMainFrame::showMenus(bool forDocument) {
@@ -309,12 +280,12 @@ void CMainFrame::changeEvent(QEvent* event) {
         setWindowTitle(title_);
 }
 
-bool CMainFrame::eventFilter(QObject* watched, QEvent* event) {
-    // Asking for the locks costs a way to the display and back, so it is done only when they can have changed.
-    if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease ||
-        event->type() == QEvent::WindowActivate)
-        locksMayDiffer_ = true;
-    return QMainWindow::eventFilter(watched, event);
+bool CMainFrame::event(QEvent* event) {
+    if (event->type() == QEvent::StatusTip) {
+        statusBar_->setPrompt(static_cast<QStatusTipEvent*>(event)->tip());
+        return true;
+    }
+    return QMainWindow::event(event);
 }
 
 void CMainFrame::refresh() {
@@ -326,19 +297,8 @@ void CMainFrame::refresh() {
             !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
         actions_[info.id]->setEnabled(available);
     }
-    filePane_->setEnabled(frame != nullptr);
-    portPane_->setEnabled(frame != nullptr);
-    filePane_->setFullText(frame != nullptr ? QString::fromStdString(frame->document().fileName()) : QString());
-    portPane_->setFullText(frame != nullptr ? QString::fromStdString(frame->document().comPort()) : QString());
-    if (std::exchange(locksMayDiffer_, false))
-        showKeyboardLocks();
-}
-
-void CMainFrame::showKeyboardLocks() {
-    const KeyboardLocks locks = keyboardLocks();
-    capsPane_->setEnabled(locks.caps);
-    numPane_->setEnabled(locks.num);
-    scrollPane_->setEnabled(locks.scroll);
+    statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);
+    statusBar_->showKeyboardLocks();
 }
 
 void CMainFrame::runCommand(CommandId id) {
@@ -370,7 +330,7 @@ void CMainFrame::runCommand(CommandId id) {
         toolbar_->setVisible(actions_[id]->isChecked());
         break;
     case CommandId::ViewStatusBar:
-        statusBar()->setVisible(actions_[id]->isChecked());
+        statusBar_->setVisible(actions_[id]->isChecked());
         break;
     default:
         break;
@@ -387,16 +347,16 @@ void CMainFrame::restorePlaces() {
     if (!room.contains(geometry()))
         move(room.center() - rect().center());
     restoreState(settings.value("frame/bars").toByteArray());
-    statusBar()->setVisible(settings.value("frame/statusBar", true).toBool());
+    statusBar_->setVisible(settings.value("frame/statusBar", true).toBool());
     actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden());
-    actions_[CommandId::ViewStatusBar]->setChecked(!statusBar()->isHidden());
+    actions_[CommandId::ViewStatusBar]->setChecked(!statusBar_->isHidden());
 }
 
 void CMainFrame::savePlaces() {
     QSettings settings;
     settings.setValue("frame/geometry", saveGeometry());
     settings.setValue("frame/bars", saveState());
-    settings.setValue("frame/statusBar", !statusBar()->isHidden());
+    settings.setValue("frame/statusBar", !statusBar_->isHidden());
 }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {

@@ -8,11 +8,11 @@
 #include <map>
 
 class CSplitterFrame;
+class MainStatusBar;
 class ProgramEnd;
 class QMdiArea;
 class QMdiSubWindow;
 class QMenu;
-class StatusPane;
 struct MenuInfo;
 
 /// The program's window: menus, toolbar and status bar around the area of the document windows. Hands the commands of
@@ -55,19 +55,17 @@ signals:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
+    bool event(QEvent* event) override;
 
 private:
     void makeActions();
     void makeEditActions();
     void makeToolbar();
-    void makeStatusBar();
     void showMenus(bool forDocument);
     void fillMenu(QMenu* menu, const MenuInfo& info);
     void fillRecentFiles(QMenu* menu);
     void activated(QMdiSubWindow* window);
     void showTitle(bool withDocument);
-    void showKeyboardLocks();
     void restorePlaces();
     void savePlaces();
 
@@ -75,16 +73,11 @@ private:
     QMdiArea* area_;
     std::map<CommandId, QAction*> actions_;
     QToolBar* toolbar_ = nullptr;
-    StatusPane* filePane_ = nullptr;
-    StatusPane* portPane_ = nullptr;
-    StatusPane* capsPane_ = nullptr;
-    StatusPane* numPane_ = nullptr;
-    StatusPane* scrollPane_ = nullptr;
     QStringList recentFiles_;
     QPointer<CSplitterFrame> lastActive_;
     QString title_;
+    MainStatusBar* statusBar_;
     bool documentMenus_ = false;
     bool started_ = false;
-    bool locksMayDiffer_ = true;
     ProgramEnd* end_; ///< a child
 };

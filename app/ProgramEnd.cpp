@@ -4,7 +4,6 @@
 #include "app/CSplitterFrame.h"
 
 #include <QApplication>
-#include <QStatusBar>
 #include <algorithm>
 #include <cstdlib>
 
@@ -36,7 +35,7 @@ void ProgramEnd::request() {
     if (mayBegin())
         begin();
     else
-        mainFrame_.statusBar()->showMessage("Calvane closes when the running command has ended.");
+        emit putOff();
 }
 
 void ProgramEnd::beginIfAsked() {

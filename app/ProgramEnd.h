@@ -24,6 +24,8 @@ public:
     void goOn();
 
 signals:
+    /// A command runs, or a message is to be read: the user's wish is kept.
+    void putOff();
     /// The documents are about to go.
     void begun();
     /// Once: the last document has gone and the main window is hidden.

@@ -1,5 +1,6 @@
 #include "app/QtUserInterface.h"
 
+#include "app/MainStatusBar.h"
 #include "app/MessageBox.h"
 #include "app/dialogs/CComPortDlg.h"
 #include "app/dialogs/CCustomListDlg.h"
@@ -9,7 +10,6 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QPointer>
-#include <QStatusBar>
 #include <QTimer>
 #include <QWidget>
 #include <exception>
@@ -51,31 +51,33 @@ public:
 /// Counts the seconds of a wait in the status bar while it lives, unless that has something else to say.
 class WaitClock {
 public:
-    explicit WaitClock(QStatusBar* statusBar) : statusBar_(statusBar) {
+    explicit WaitClock(MainStatusBar* statusBar) : statusBar_(statusBar) {
         QObject::connect(&ticks_, &QTimer::timeout, &ticks_, [this] { show(); });
         ticks_.start(1000);
     }
     ~WaitClock() {
         if (isMine())
-            statusBar_->clearMessage();
+            statusBar_->setPrompt("");
     }
     WaitClock(const WaitClock&) = delete;
     WaitClock& operator=(const WaitClock&) = delete;
 
 private:
-    bool isMine() const { return statusBar_ != nullptr && statusBar_->currentMessage() == text_; }
+    bool isMine() const {
+        return statusBar_ != nullptr && (statusBar_->prompt().isEmpty() || statusBar_->prompt() == text_);
+    }
     void show() {
         ++seconds_;
         if (!isMine())
             return;
         text_ = QString("Waiting: %1 s").arg(seconds_);
-        statusBar_->showMessage(text_);
+        statusBar_->setPrompt(text_);
     }
 
-    QPointer<QStatusBar> statusBar_;
+    QPointer<MainStatusBar> statusBar_;
     QTimer ticks_;
     int seconds_ = 0;
-    QString text_ = ""; // what the bar said when this spoke last
+    QString text_;
 };
 
 } // namespace
@@ -136,7 +138,7 @@ void QtUserInterface::runWaiting(const std::function<void()>& work) {
     });
     {
         const InputDropper dropper;
-        const WaitClock clock(mainWindow_->findChild<QStatusBar*>());
+        const WaitClock clock(mainWindow_->findChild<MainStatusBar*>());
         loop.exec();
         thread.join();
         QCoreApplication::processEvents(); // what came in last is on its way still

@@ -34,6 +34,11 @@ void StatusPane::setFullText(const QString& text) {
     showText();
 }
 
+void StatusPane::setPrompt(const QString& prompt) {
+    prompt_ = prompt;
+    showText();
+}
+
 QSize StatusPane::sizeHint() const {
     return {currentWidth_, QLabel::sizeHint().height()};
 }
@@ -49,5 +54,6 @@ void StatusPane::resizeEvent(QResizeEvent* event) {
 
 void StatusPane::showText() {
     if (pixmap().isNull())
-        setText(fontMetrics().elidedText(fullText_, Qt::ElideMiddle, contentsRect().width()));
+        setText(
+            fontMetrics().elidedText(prompt_.isEmpty() ? fullText_ : prompt_, Qt::ElideMiddle, contentsRect().width()));
 }

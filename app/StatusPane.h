@@ -12,6 +12,9 @@ public:
     /// Replaces the text; the whole of it is also the tooltip.
     void setFullText(const QString& text);
     const QString& fullText() const { return fullText_; }
+    /// Stands in place of the text until it is empty again. The pane keeps its width.
+    void setPrompt(const QString& prompt);
+    const QString& prompt() const { return prompt_; }
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -25,4 +28,5 @@ private:
     const int widthPixels_;
     int currentWidth_ = 0;
     QString fullText_;
+    QString prompt_;
 };

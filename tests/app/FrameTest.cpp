@@ -156,6 +156,12 @@ TEST_F(Frame, PanesShowPortAndFileOfTheDocument) {
     EXPECT_EQ(pane(103)->sizeHint().width(), 119);
     EXPECT_EQ(pane(102)->sizeHint().width(), 500);
     EXPECT_EQ(pane(101)->sizeHint().width(), 50);
+    for (const char* prompt : {"Sort the items", ""}) {
+        QStatusTipEvent tip(prompt);
+        QApplication::sendEvent(&window(), &tip);
+        EXPECT_EQ(pane(102)->text(), prompt);
+        EXPECT_TRUE(pane(101)->isVisible()) << "a prompt takes one place";
+    }
     write("other.port", "COM6\n");
     ASSERT_TRUE(app().openDocument(QString::fromStdString((folder / "other.port").string())));
     EXPECT_EQ(pane(101)->fullText(), "COM6") << "the active document's";

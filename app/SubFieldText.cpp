@@ -1,5 +1,7 @@
 #include "app/SubFieldText.h"
 
+#include "app/LeadingNumber.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -8,8 +10,7 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\n\v\f\r"; // a cell of a spreadsheet comes with its line end
-constexpr std::size_t kPartDigits = 8;              // of a hexadecimal number that is read in two parts
+constexpr std::size_t kPartDigits = 8; // of a hexadecimal number that is read in two parts
 
 struct TypeLabel {
     std::string_view typeName;
@@ -31,24 +32,8 @@ constexpr std::array<TypeLabel, 12> kTypeLabels{{
     {"SIGNED QWORD", "<  signed 8 bytes  >  "},
 }};
 
-std::string_view withoutLeadingBlanks(std::string_view text) {
-    return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
-}
-
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
-}
-
-/// The number that `text` starts with, modulo 2^64 as the sub-fields of 8 bytes count, so that every bit survives.
-std::uint64_t leadingDecimal(std::string_view text) {
-    text = withoutLeadingBlanks(text);
-    const bool negative = text.starts_with('-');
-    if (negative || text.starts_with('+'))
-        text.remove_prefix(1);
-    std::uint64_t number = 0;
-    for (; !text.empty() && isDigit(text.front()); text.remove_prefix(1))
-        number = number * 10 + static_cast<std::uint64_t>(text.front() - '0');
-    return negative ? 0 - number : number;
 }
 
 std::uint32_t leadingHex(std::string_view text) {

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+
+// Numbers as they are typed: what follows the number does not matter, and no number is 0.
+
+/// A cell of a spreadsheet comes with its line end.
+inline constexpr std::string_view kBlanks = " \t\n\v\f\r";
+
+inline std::string_view withoutLeadingBlanks(std::string_view text) {
+    return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
+}
+
+/// The digits that `text` starts with behind its blanks, modulo 2^64.
+inline std::uint64_t leadingDigits(std::string_view text) {
+    std::uint64_t number = 0;
+    for (const char c : withoutLeadingBlanks(text)) {
+        if (c < '0' || c > '9')
+            break;
+        number = number * 10 + static_cast<std::uint64_t>(c - '0');
+    }
+    return number;
+}
+
+/// The same with a sign before the digits; a negative number counts from 2^64 down, as sub-fields of 8 bytes do, so
+/// that every bit survives.
+inline std::uint64_t leadingDecimal(std::string_view text) {
+    text = withoutLeadingBlanks(text);
+    const bool negative = text.starts_with('-');
+    if (!negative && !text.starts_with('+'))
+        return leadingDigits(text);
+    text.remove_prefix(1);
+    const bool isNumber = !text.empty() && text.front() >= '0' && text.front() <= '9';
+    const std::uint64_t number = isNumber ? leadingDigits(text) : 0;
+    return negative ? 0 - number : number;
+}

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -32,16 +33,13 @@ ProgressLine parseProgressLine(const std::string& line) {
     return result;
 }
 
-void ProgressQueue::push(std::string line) {
+bool ProgressQueue::push(std::string line) {
     const std::lock_guard guard(lock_);
     lines_.push_back(std::move(line));
+    return lines_.size() == 1;
 }
 
-std::optional<std::string> ProgressQueue::takeOldest() {
+std::vector<std::string> ProgressQueue::takeAll() {
     const std::lock_guard guard(lock_);
-    if (lines_.empty())
-        return std::nullopt;
-    std::string line = std::move(lines_.front());
-    lines_.pop_front();
-    return line;
+    return std::exchange(lines_, {});
 }

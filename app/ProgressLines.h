@@ -1,10 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <mutex>
-#include <optional>
 #include <string>
+#include <vector>
 
 /// What one line of progress says, such as "57 12 4660 - NV_SOME_ITEM".
 struct ProgressLine {
@@ -24,13 +23,14 @@ ProgressLine parseProgressLine(const std::string& line);
 /// Lines on their way from the thread that reads to the window that shows them, in order. Any thread may call it.
 class ProgressQueue {
 public:
-    void push(std::string line);
-    /// Takes the oldest line; nullopt when there is none.
-    std::optional<std::string> takeOldest();
+    /// Whether the line is the first one of those that wait: the taker is to be told once for all of them.
+    bool push(std::string line);
+    /// Takes all lines, the oldest first.
+    std::vector<std::string> takeAll();
 
 private:
     std::mutex lock_; // guards lines_
-    std::deque<std::string> lines_;
+    std::vector<std::string> lines_;
 };
 
 /// Where a read reports its progress. CProgressDlg is one.

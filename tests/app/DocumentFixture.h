@@ -104,12 +104,7 @@ public:
     ProgressQueue lines;
     void addLine(std::string line) override { lines.push(std::move(line)); }
 
-    std::vector<std::string> all() {
-        std::vector<std::string> result;
-        while (auto line = lines.takeOldest())
-            result.push_back(*line);
-        return result;
-    }
+    std::vector<std::string> all() { return lines.takeAll(); }
 };
 
 /// A program directory with a ring and a phone on COM1, and a document in it once open() was called.

@@ -128,22 +128,43 @@ TEST_F(Frame, DisablesTheCatalogsCommandsWhileAReadRuns) {
     EXPECT_EQ(progressWindow->findChild<QProgressBar*>("ctl_1015")->value(), 4);
 }
 
-TEST_F(Frame, ShowsEveryProgressLineInOrder) {
+TEST_F(Frame, ShowsProgressLinesInOrder) {
     start();
     auto* progressWindow = window().findChild<CProgressDlg*>();
     auto* text = progressWindow->findChild<QLineEdit*>("ctl_1016");
     progressWindow->show();
-    constexpr int kLines = 3000;
-    std::vector<QString> shown;
-    QObject::connect(text, &QLineEdit::textChanged, text, [&](const QString& line) { shown.push_back(line); });
-    std::thread reader([&] {
-        for (int i = 1; i <= kLines; ++i)
-            progressWindow->addLine(formatProgressLine(kLines, static_cast<std::uint32_t>(i), 7, std::to_string(i)));
+    const auto shownAs = [](int line) { return " 7 - " + QString::number(line); };
+    const auto add = [&](int from, int to) {
+        for (int i = from; i <= to; ++i)
+            progressWindow->addLine(formatProgressLine(9000, static_cast<std::uint32_t>(i), 7, std::to_string(i)));
+    };
+    std::atomic<int> shown = 0;
+    int next = 1;
+    QObject::connect(text, &QLineEdit::textChanged, text, [&](const QString& line) {
+        EXPECT_EQ(line, shownAs(next++));
+        ++shown;
     });
-    EXPECT_TRUE(QTest::qWaitFor([&] { return shown.size() == kLines; }, 60000));
+    constexpr int kBurst = 1000;
+    constexpr int kLines = 6 * kBurst;
+    std::jthread reader([&](const std::stop_token& stop) {
+        for (int i = 0; i < kLines && !stop.stop_requested(); i += kBurst) {
+            add(i + 1, i + kBurst);
+            while (shown < i && !stop.stop_requested()) // one burst may wait behind the one that is shown
+                std::this_thread::yield();
+        }
+    });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown == kLines; }, 60000));
+    reader.request_stop();
     reader.join();
-    for (int i = 0; i < kLines; ++i)
-        ASSERT_EQ(shown[static_cast<std::size_t>(i)], " 7 - " + QString::number(i + 1));
+
+    next = 9000;
+    add(kLines + 1, 9000);
+    progressWindow->hide();
+    EXPECT_EQ(text->text(), shownAs(9000)) << "what came before the window hid is shown";
+    EXPECT_EQ(progressWindow->findChild<QProgressBar*>("ctl_1015")->value(), 9000);
+    EXPECT_EQ(next, 9001) << "of a flood the newest line is shown";
+    add(9001, 9001);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return next == 9002; })) << "a read goes on below a window that was closed";
 }
 
 TEST_F(Frame, PanesShowPortAndFileOfTheDocument) {
@@ -316,7 +337,7 @@ TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
     start();
     readPhone();
     tessra::FaultRule slow;
-    slow.delayMs = 50;
+    slow.delayMs = 200;
     slow.kind = tessra::FaultKind::throwException;
     service->port("COM1").faults().add(slow);
     tessra::FaultRule slower;
@@ -330,7 +351,10 @@ TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
         confirmed = QTest::qWaitFor([] { return QApplication::activeModalWidget() == nullptr; }, 1000);
         box->close(); // else this test would never end
     });
+    const auto sends = [&] { return service->port("COM1").faults().count(tessra::Call::send); };
+    const auto before = sends();
     run(CommandId::ReadFromPhone);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return sends() > before; })); // the next command waits for this one
     run(CommandId::OfflineMode);
     EXPECT_TRUE(confirmed);
     EXPECT_FALSE(frame().isBusy());

@@ -3,6 +3,9 @@
 #include "phonelink/TessraServer.h"
 #include "tests/app/DocumentFixture.h"
 
+#include <atomic>
+#include <thread>
+
 namespace {
 
 using PhoneReading = DocumentFixture;
@@ -54,6 +57,34 @@ TEST_F(PhoneReading, LeavesTheListToTheUserInterfaceUntilItsResultIsTaken) {
     EXPECT_TRUE(document->changedItems().empty());
 }
 
+TEST(ProgressQueueTest, TellsItsTakerOncePerTakeAndLosesNoLine) {
+    constexpr int kLines = 20000;
+    ProgressQueue queue;
+    std::atomic<int> told = 0;
+    std::atomic<bool> done = false;
+    std::thread reader([&] {
+        for (int i = 0; i < kLines; ++i) {
+            if (queue.push(std::to_string(i)))
+                ++told;
+        }
+        done = true;
+    });
+    int next = 0;
+    for (int takes = 0;; ++takes) {
+        while (told == takes && !done)
+            std::this_thread::yield();
+        if (told == takes)
+            break;
+        const auto lines = queue.takeAll();
+        EXPECT_FALSE(lines.empty()) << "told for nothing";
+        for (const std::string& line : lines)
+            EXPECT_EQ(line, std::to_string(next++));
+    }
+    reader.join();
+    EXPECT_EQ(next, kLines);
+    EXPECT_TRUE(queue.takeAll().empty());
+}
+
 TEST_F(PhoneReading, EndsBeforeItsNextItemWhenItIsCancelled) {
     plugIn(phoneOf(2000));
     open(ringOf(2000).c_str());
@@ -63,7 +94,7 @@ TEST_F(PhoneReading, EndsBeforeItsNextItemWhenItIsCancelled) {
     service->port("COM1").faults().add(slow);
     bool ended = false;
     document->readFromPhone(progress, [&] { ended = true; });
-    ASSERT_TRUE(ui.runUntil([&] { return progress.lines.takeOldest().has_value(); }));
+    ASSERT_TRUE(ui.runUntil([&] { return !progress.all().empty(); }));
     document->cancelRead();
     ASSERT_TRUE(ui.runUntil([&] { return ended; }));
     EXPECT_LT(service->port("COM1").sentPackets().size(), 1000u) << "the rest was not asked for";
@@ -77,7 +108,7 @@ TEST_F(PhoneReading, IsWaitedForWhenTheDocumentGoes) {
     open(ringOf(2000).c_str());
     bool ended = false;
     document->readFromPhone(progress, [&] { ended = true; });
-    ASSERT_TRUE(ui.runUntil([&] { return progress.lines.takeOldest().has_value(); }));
+    ASSERT_TRUE(ui.runUntil([&] { return !progress.all().empty(); }));
     document.reset();
     ui.runPosted();
     EXPECT_FALSE(ended);
@@ -109,7 +140,7 @@ TEST_F(PhoneReading, LetsThePhoneGoOfflineMeanwhile) {
     open(ringOf(300).c_str());
     bool ended = false;
     document->readFromPhone(progress, [&] { ended = true; });
-    ASSERT_TRUE(ui.runUntil([&] { return progress.lines.takeOldest().has_value(); }));
+    ASSERT_TRUE(ui.runUntil([&] { return !progress.all().empty(); }));
     document->setPhoneOffline();
     ASSERT_TRUE(ui.runUntil([&] { return ended; }));
     EXPECT_EQ(document->nvItems().size(), 300u);

@@ -79,18 +79,12 @@ TEST(SubFieldText, LabelsAreAlignedAndUnknownTypesStandForThemselves) {
     EXPECT_EQ(typeLabel("FLOAT"), "FLOAT");
 }
 
-TEST(ProgressLines, TravelAsTextAndKeepTheirOrder) {
+TEST(ProgressLines, TravelAsText) {
     EXPECT_EQ(formatProgressLine(57, 12, 4660, "NV_SOME_ITEM"), "57 12 4660 - NV_SOME_ITEM");
     EXPECT_EQ(parseProgressLine("57 12 4660 - NV_SOME_ITEM"), (ProgressLine{57, 12, " 4660 - NV_SOME_ITEM"}));
     EXPECT_EQ(parseProgressLine("65536 70000 1 - A").total, 65535) << "a bar of 16 bits";
     EXPECT_EQ(parseProgressLine(""), ProgressLine{});
     EXPECT_EQ(parseProgressLine("word"), (ProgressLine{0, 0, "word"}));
-    ProgressQueue queue;
-    queue.push("a");
-    queue.push("b");
-    EXPECT_EQ(queue.takeOldest(), "a");
-    EXPECT_EQ(queue.takeOldest(), "b");
-    EXPECT_EQ(queue.takeOldest(), std::nullopt);
 }
 
 TEST(ItemSearch, PrefersNumbersAndThenNames) {

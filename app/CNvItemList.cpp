@@ -2,7 +2,7 @@
 
 #include "app/ItemSearch.h"
 #include "app/dialogs/CSearchDlg.h"
-#include "app/dialogs/ItemLine.h"
+#include "app/dialogs/ItemLinesModel.h"
 
 #include <QKeyEvent>
 #include <QVBoxLayout>
@@ -14,27 +14,6 @@ namespace {
 constexpr int kListBoxId = 1000;
 
 } // namespace
-
-NvItemLines::NvItemLines(const CCalvaneDoc& document, QObject* parent)
-    : QAbstractListModel(parent), document_(document) {}
-
-void NvItemLines::rebuild() {
-    beginResetModel();
-    rows_ = static_cast<int>(document_.nvItems().size());
-    endResetModel();
-}
-
-int NvItemLines::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : rows_;
-}
-
-QVariant NvItemLines::data(const QModelIndex& index, int role) const {
-    // The list may have been replaced by a shorter one whose rebuild is still to come.
-    const auto row = static_cast<std::size_t>(index.row());
-    if (role != Qt::DisplayRole || !index.isValid() || row >= document_.nvItems().size())
-        return {};
-    return QString::fromStdString(itemLine(document_.nvItems()[row]));
-}
 
 NvItemListBox::NvItemListBox(QWidget* parent) : DialogListBox(parent) {
     setUniformItemSizes(true);
@@ -65,7 +44,7 @@ void NvItemListBox::keyPressEvent(QKeyEvent* event) {
 }
 
 CNvItemList::CNvItemList(CCalvaneDoc& document, QWidget* parent)
-    : QWidget(parent), document_(document), lines_(new NvItemLines(document, this)), listBox_(new NvItemListBox(this)) {
+    : QWidget(parent), document_(document), lines_(new ItemLinesModel(this)), listBox_(new NvItemListBox(this)) {
     setObjectName("form_102");
     listBox_->setObjectName("ctl_" + QString::number(kListBoxId));
     listBox_->setProperty("controlId", kListBoxId);
@@ -86,7 +65,7 @@ CNvItemList::~CNvItemList() {
 void CNvItemList::onUpdate() {
     if (!document_.listChanged())
         return;
-    lines_->rebuild();
+    lines_->setItems(&document_.nvItems());
     document_.clearListChanged();
 }
 

@@ -3,26 +3,10 @@
 #include "app/CCalvaneDoc.h"
 #include "app/dialogs/DialogControls.h"
 
-#include <QAbstractListModel>
 #include <QWidget>
 
 class CSearchDlg;
-
-/// The lines of a document's items, made when they are painted. How many there are is fixed between two rebuilds, so
-/// that an item appended meanwhile stays out of sight until the next one.
-class NvItemLines : public QAbstractListModel {
-    Q_OBJECT
-public:
-    NvItemLines(const CCalvaneDoc& document, QObject* parent);
-
-    void rebuild();
-    int rowCount(const QModelIndex& parent = {}) const override;
-    QVariant data(const QModelIndex& index, int role) const override;
-
-private:
-    const CCalvaneDoc& document_;
-    int rows_ = 0;
-};
+class ItemLinesModel;
 
 /// A list in which one line is selected or none; a click selects and never takes away.
 class NvItemListBox : public DialogListBox {
@@ -56,7 +40,7 @@ private:
     void selectionChanged();
 
     CCalvaneDoc& document_;
-    NvItemLines* lines_;
+    ItemLinesModel* lines_;
     NvItemListBox* listBox_;
     CSearchDlg* searchDialog_ = nullptr; // a child; kept, with the text last searched for
 };

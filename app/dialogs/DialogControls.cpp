@@ -3,6 +3,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QStyledItemDelegate>
 #include <QWheelEvent>
 #include <algorithm>
@@ -79,6 +80,18 @@ int widestLine(const QAbstractItemModel& model, const QFontMetrics& metrics) {
 
 } // namespace
 
+void keepToOneLine(QLineEdit& edit) {
+    QObject::connect(&edit, &QLineEdit::textEdited, &edit, [&edit](const QString& typed) {
+        static const QRegularExpression lineEnds("[\\r\\n\\v\\f\\x{85}\\x{2028}\\x{2029}]+");
+        if (!typed.contains(lineEnds)) {
+            return;
+        }
+        QString line = typed;
+        edit.setText(line.replace(lineEnds, " ").trimmed());
+        edit.setModified(true);
+    });
+}
+
 DialogListBox::DialogListBox(QWidget* parent) : QListView(parent) {
     setItemDelegate(new LineDelegate(this));
     setUniformItemSizes(true);
@@ -134,6 +147,7 @@ DialogComboBox::DialogComboBox(bool editable, QWidget* parent) : QComboBox(paren
     setInsertPolicy(NoInsert);
     if (editable) {
         setCompleter(nullptr);
+        keepToOneLine(*lineEdit());
     }
 }
 

@@ -1,7 +1,12 @@
 #pragma once
 
 #include <QComboBox>
+#include <QLineEdit>
 #include <QListView>
+
+/// Takes line ends out of what the user pastes into `edit`, such as the one behind a spreadsheet's cell, which nobody
+/// sees in a box of one line. Those between other characters become blanks. User-interface thread.
+void keepToOneLine(QLineEdit& edit);
 
 /// A list box of a dialog or form: one line per row of its model, tabs expanded, scrolled sideways as far as
 /// setHorizontalExtent() says. Models may have a hundred thousand rows: no widget or item is kept per line.

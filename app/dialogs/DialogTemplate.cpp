@@ -5,12 +5,10 @@
 
 #include <QCheckBox>
 #include <QEvent>
-#include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QRadioButton>
 #include <QScreen>
 #include <QScrollArea>
 #include <QVBoxLayout>
@@ -49,6 +47,7 @@ QWidget* makeProgressBar(QWidget* parent) {
 
 QWidget* makeEdit(const QString& text, unsigned style, QWidget* parent) {
     auto* edit = new QLineEdit(text, parent);
+    keepToOneLine(*edit);
     edit->setReadOnly((style & kReadOnly) != 0);
     return edit;
 }
@@ -65,15 +64,11 @@ QWidget* makeWidget(const DialogControl& row, QWidget* parent) {
         return makeButton(text, row.kind == ControlKind::DefaultButton, parent);
     case ControlKind::CheckBox:
         return new QCheckBox(text, parent);
-    case ControlKind::RadioButton:
-        return new QRadioButton(text, parent);
     case ControlKind::ListBox:
         return makeListBox(row.style, parent);
     case ControlKind::ComboBox:
     case ControlKind::DropDownList:
         return makeCombo(row.kind == ControlKind::ComboBox, text, parent);
-    case ControlKind::GroupBox:
-        return new QGroupBox(text, parent);
     case ControlKind::ProgressBar:
         return makeProgressBar(parent);
     case ControlKind::Icon:
@@ -92,12 +87,7 @@ QWidget* makeControl(const DialogControl& row, QWidget* parent) {
     if (row.id != kIdStatic) {
         widget->setObjectName(QStringLiteral("ctl_%1").arg(row.id));
     }
-    if ((row.style & kNoTabStop) != 0) {
-        widget->setFocusPolicy(Qt::ClickFocus);
-    }
-    widget->setEnabled((row.style & kDisabled) == 0);
-    // A child of a window that shows already stays hidden until it is told otherwise.
-    widget->setVisible((row.style & kHidden) == 0);
+    widget->setVisible(true); // a child of a window that shows already stays hidden until it is told otherwise
     return widget;
 }
 

@@ -11,11 +11,9 @@ enum class ControlKind {
     PushButton,    ///< QPushButton
     DefaultButton, ///< QPushButton that Enter presses
     CheckBox,      ///< QCheckBox
-    RadioButton,   ///< QRadioButton
     ListBox,       ///< DialogListBox
     ComboBox,      ///< DialogComboBox with an edit field; the height counts the dropped list and is not used
     DropDownList,  ///< DialogComboBox to choose from; as ComboBox
-    GroupBox,      ///< QGroupBox
     ProgressBar,   ///< QProgressBar
     Icon,          ///< QLabel; its owner sets a pixmap or an icon
 };
@@ -24,9 +22,6 @@ enum class ControlKind {
 enum ControlStyle : unsigned {
     kReadOnly = 1U << 0,          ///< edit
     kMultipleSelection = 1U << 1, ///< list box: each click toggles a line
-    kDisabled = 1U << 2,
-    kHidden = 1U << 3,
-    kNoTabStop = 1U << 4,
 };
 
 /// How a control follows when its dialog has less room than its template says (a small screen, a large font): the share
@@ -56,15 +51,13 @@ struct DialogControl {
 
 /// A dialog as a table of its controls, in the order in which Tab walks them.
 ///
-/// Templates are constants; they name "MS Sans Serif" at 8 points, which stands for the font that the platform uses in
+/// Templates are constants. Their font, "MS Sans Serif" at 8 points, stands for the one that the platform uses in
 /// dialogs, at the size that the user chose for it.
 struct DialogTemplate {
     int id;
     const char* caption; ///< empty for a form
     int width, height;   ///< of the area within the frame, in dialog units
     std::span<const DialogControl> controls;
-    const char* fontName = "MS Sans Serif";
-    int fontPointSize = 8;
 };
 
 /// Makes the controls of `form` as children of `parent` and lays them out, now and whenever the font or the style

@@ -5,16 +5,19 @@
 void ItemLinesModel::setItems(const std::vector<NvItem>* items) {
     beginResetModel();
     items_ = items;
+    rows_ = items == nullptr ? 0 : static_cast<int>(items->size());
     endResetModel();
 }
 
 int ItemLinesModel::rowCount(const QModelIndex& parent) const {
-    return items_ == nullptr || parent.isValid() ? 0 : static_cast<int>(items_->size());
+    return parent.isValid() ? 0 : rows_;
 }
 
 QVariant ItemLinesModel::data(const QModelIndex& index, int role) const {
-    if (items_ == nullptr || role != Qt::DisplayRole || index.row() < 0 || index.row() >= rowCount()) {
+    // The list may have been replaced by a shorter one, before this is told.
+    const auto row = static_cast<std::size_t>(index.row());
+    if (items_ == nullptr || role != Qt::DisplayRole || !index.isValid() || row >= items_->size()) {
         return {};
     }
-    return QString::fromStdString(itemLine((*items_)[static_cast<std::size_t>(index.row())]));
+    return QString::fromStdString(itemLine((*items_)[row]));
 }

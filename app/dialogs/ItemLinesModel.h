@@ -6,6 +6,7 @@
 #include <vector>
 
 /// The lines of a list of NV items: the number in decimal, a tab, the name. Makes each line when it is asked for it.
+/// How many there are is settled by setItems(): an item that is appended later stays out of sight until the next one.
 /// User-interface thread.
 class ItemLinesModel : public QAbstractListModel {
     Q_OBJECT
@@ -13,8 +14,8 @@ class ItemLinesModel : public QAbstractListModel {
 public:
     explicit ItemLinesModel(QObject* parent = nullptr) : QAbstractListModel(parent) {}
 
-    /// Shows `items`, which must outlive the model or its next setItems(), and after each change of which this must be
-    /// called again. Null: no lines. No line is selected afterwards.
+    /// Shows `items`, which must outlive the model or its next setItems(); after a change of them this is called again.
+    /// Null: no lines. No line is selected afterwards.
     void setItems(const std::vector<NvItem>* items);
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -22,4 +23,5 @@ public:
 
 private:
     const std::vector<NvItem>* items_ = nullptr;
+    int rows_ = 0;
 };

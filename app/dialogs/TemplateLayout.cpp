@@ -49,8 +49,6 @@ QSize leastSize(const DialogControl& row, const QWidget& widget) {
         return leastButtonSize(static_cast<const QPushButton&>(widget));
     case ControlKind::StaticText:
     case ControlKind::CheckBox:
-    case ControlKind::RadioButton:
-    case ControlKind::GroupBox:
     case ControlKind::DropDownList:
         return widget.sizeHint();
     case ControlKind::Edit:
@@ -108,7 +106,7 @@ int TemplateLayout::roomToTheRight(std::size_t row) const {
     int end = form_.width;
     for (const DialogControl& other : form_.controls) {
         const bool sameHeight = other.y < text.y + text.height && text.y < other.y + ownHeight(other);
-        if (sameHeight && other.x >= text.x + text.width && other.kind != ControlKind::GroupBox) {
+        if (sameHeight && other.x >= text.x + text.width) {
             end = std::min(end, other.x);
         }
     }

@@ -24,12 +24,11 @@ constexpr DialogControl kAllKinds[] = {
     {kIdStatic, ControlKind::StaticText, "&Name:", 7, 7, 10, 8},
     {10, ControlKind::Edit, "text", 60, 5, 60, 14, kReadOnly},
     {11, ControlKind::CheckBox, "He&x", 7, 22, 29, 10},
-    {12, ControlKind::RadioButton, "A choice with a rather long text", 7, 34, 60, 10},
-    {13, ControlKind::GroupBox, "Group", 7, 46, 100, 30},
+    {12, ControlKind::CheckBox, "A choice with a rather long text", 7, 34, 60, 10},
     {14, ControlKind::ProgressBar, "", 7, 78, 100, 21},
     {15, ControlKind::DropDownList, "one\nthe second entry", 7, 101, 60, 92},
-    {kIdOk, ControlKind::DefaultButton, "A long caption", 7, 120, 50, 14, kDisabled},
-    {kIdCancel, ControlKind::PushButton, "Cancel", 62, 120, 50, 14, kHidden},
+    {kIdOk, ControlKind::DefaultButton, "A long caption", 7, 120, 50, 14},
+    {kIdCancel, ControlKind::PushButton, "Cancel", 62, 120, 50, 14},
 };
 constexpr DialogTemplate kAllKindsTemplate{1, "All", 130, 140, kAllKinds};
 
@@ -165,12 +164,11 @@ TEST(Template, GivesControlsTheirIdsStylesAndOrder) {
     EXPECT_EQ(dialog.item<QLineEdit>(10).property("controlId").toInt(), 10);
     EXPECT_EQ(dialog.item<QLineEdit>(10).objectName(), "ctl_10");
     EXPECT_TRUE(dialog.item<QLineEdit>(10).isReadOnly());
-    EXPECT_FALSE(dialog.item<QPushButton>(kIdOk).isEnabled());
     EXPECT_TRUE(dialog.item<QPushButton>(kIdOk).isDefault());
-    EXPECT_TRUE(dialog.item<QPushButton>(kIdCancel).isHidden());
+    EXPECT_FALSE(dialog.item<QPushButton>(kIdCancel).isDefault());
     EXPECT_EQ(dialog.findChild<QLabel*>()->buddy(), &dialog.item<QLineEdit>(10)) << "Alt+N reaches the edit box";
     EXPECT_EQ(findControl(dialog, 99), nullptr);
-    const int kTabOrder[] = {10, 11, 12, 15};
+    const int kTabOrder[] = {10, 11, 12, 15, kIdOk, kIdCancel};
     for (const int id : kTabOrder) {
         EXPECT_EQ(dialog.focusWidget(), &dialog.item<QWidget>(id));
         QTest::keyClick(dialog.focusWidget(), Qt::Key_Tab);

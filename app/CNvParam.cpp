@@ -9,7 +9,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QScrollBar>
 #include <algorithm>
@@ -127,13 +126,11 @@ void CNvParam::showNothing() {
 CNvParam::Row CNvParam::makeRow() {
     const int index = static_cast<int>(rows_.size());
     // One line that scrolls sideways: no value needs a second one, and half a value is never hidden below the box.
-    Row row{new QLineEdit(form_), new QLabel(form_), {}};
+    Row row{new SubFieldEdit(form_), new QLabel(form_)};
     setControlId(row.edit, kFirstEditId + index);
     setControlId(row.label, kFirstLabelId + index);
     row.label->setTextFormat(Qt::PlainText);
     row.edit->setPalette(editPalette_);
-    connect(row.edit, &QLineEdit::textEdited, this,
-            [this, index] { rows_[static_cast<std::size_t>(index)].isNoHex = false; });
     QWidget::setTabOrder(rows_.empty() ? hexBox_ : static_cast<QWidget*>(rows_.back().edit), row.edit);
     return row;
 }
@@ -180,10 +177,7 @@ void CNvParam::buildRows(const NvItem& item) {
     for (std::size_t i = 0; i < subItems.size(); ++i) {
         Row& row = rows_[i];
         const std::string shown = item.isTime() ? dateText(subItems[i].value) : subItems[i].value;
-        row.date = shown != subItems[i].value ? QString::fromStdString(shown) : QString();
-        row.isNoHex = false;
-        row.edit->setText(QString::fromStdString(shown));
-        row.edit->setCursorPosition(0);
+        row.edit->showValue(QString::fromStdString(shown), shown != subItems[i].value);
         row.edit->setEnabled(!isStamp && item.isWritable());
         row.label->setText(QString::fromStdString(typeLabel(subItems[i].typeName) + subItems[i].description));
         row.edit->setAccessibleName(row.label->text());
@@ -219,20 +213,8 @@ bool CNvParam::event(QEvent* event) {
 }
 
 void CNvParam::toggleHex(bool checked) {
-    for (Row& row : shownRows()) {
-        QLineEdit* edit = row.edit;
-        // A date is no number: its leading digits would be taken for the value.
-        if (edit->text().isEmpty() || edit->text() == row.date)
-            continue;
-        const std::string text = edit->text().toStdString();
-        const bool modified = edit->isModified();
-        const bool isNumber = checked ? !row.isNoHex && isDecimalNumber(text) : isHexNumber(text);
-        row.isNoHex = !checked && modified && !isNumber;
-        if (modified && !isNumber)
-            continue;
-        edit->setText(QString::fromStdString(checked ? hexFromDecimal(text) : decimalFromHex(text)));
-        edit->setModified(modified); // what was typed stays an edit, whichever way it is shown
-    }
+    for (const Row& row : shownRows())
+        row.edit->showInBase(checked ? 16 : 10);
 }
 
 bool CNvParam::leaveHex() {
@@ -248,23 +230,26 @@ void CNvParam::returnToHex() {
     toggleHex(true);
 }
 
+void CNvParam::forgetHistory() {
+    for (const Row& row : shownRows())
+        row.edit->forgetHistory();
+}
+
 bool CNvParam::isAnyRowModified() const {
     return std::ranges::any_of(shownRows(), [](const Row& row) { return row.edit->isModified(); });
 }
 
-CNvParam::Check CNvParam::checkRows() {
+SubFieldEdit::Check CNvParam::checkRows() {
     for (const Row& row : shownRows()) {
-        const QString text = row.edit->text();
-        if (text.isEmpty()) {
-            showMessageBox(this, row.label->text() + " is empty. Fail to store data", "", MessageIcon::kNone);
-            return Check::kEmpty;
-        }
-        if (row.isNoHex || !isDecimalNumber(text.toStdString())) {
-            showMessageBox(this, row.label->text() + " is not a decimal number", "", MessageIcon::kNone);
-            return Check::kNotDecimal;
-        }
+        const SubFieldEdit::Check check = row.edit->check();
+        if (check == SubFieldEdit::Check::kFits)
+            continue;
+        const char* wrong =
+            check == SubFieldEdit::Check::kEmpty ? " is empty. Fail to store data" : " is not a decimal number";
+        showMessageBox(this, row.label->text() + wrong, "", MessageIcon::kNone);
+        return check;
     }
-    return Check::kFits;
+    return SubFieldEdit::Check::kFits;
 }
 
 QString CNvParam::joinedRows() const {
@@ -277,10 +262,10 @@ QString CNvParam::joinedRows() const {
 void CNvParam::storeEdits() {
     const bool wasHex = leaveHex();
     if (isAnyRowModified()) {
-        const Check check = checkRows();
-        if (check == Check::kNotDecimal)
+        const auto check = checkRows();
+        if (check == SubFieldEdit::Check::kNotDecimal)
             return;
-        if (check == Check::kFits)
+        if (check == SubFieldEdit::Check::kFits)
             storeRows();
     }
     if (wasHex)
@@ -292,6 +277,7 @@ void CNvParam::storeRows() {
         return;
     try {
         document_.storeItemData(static_cast<std::size_t>(document_.selectedIndex()), joinedRows().toStdString());
+        forgetHistory();
     } catch (const Calvane::Exception&) {
         showMessageBox(this, "Can't store parameters.", "Exception Thrown", MessageIcon::kError);
     }
@@ -302,10 +288,10 @@ void CNvParam::writeNv() {
         return;
     const bool wasHex = leaveHex();
     if (shownRows_ > 0 && document_.selectedItem() != nullptr) {
-        const Check check = checkRows();
-        if (check == Check::kNotDecimal)
+        const auto check = checkRows();
+        if (check == SubFieldEdit::Check::kNotDecimal)
             return;
-        if (check == Check::kFits)
+        if (check == SubFieldEdit::Check::kFits)
             writeRows();
     }
     if (wasHex)
@@ -318,7 +304,9 @@ void CNvParam::writeRows() {
         return;
     const std::string name = selected->getName();
     try {
-        if (!document_.writeItem(name, joinedRows().toStdString())) {
+        if (document_.writeItem(name, joinedRows().toStdString())) {
+            forgetHistory();
+        } else {
             showMessageBox(
                 this, "Error: unable to find NV item '" + QString::fromStdString(name) + "' in the document object.",
                 "You should never get here!!", MessageIcon::kError);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/CCalvaneDoc.h"
+#include "app/SubFieldEdit.h"
 
 #include <QScrollArea>
 #include <span>
@@ -8,7 +9,6 @@
 
 class QCheckBox;
 class QLabel;
-class QLineEdit;
 class QPushButton;
 
 /// The right pane of a document window: the sub-fields of the selected item, one row each, to be edited in decimal or
@@ -38,12 +38,9 @@ protected:
 
 private:
     struct Row {
-        QLineEdit* edit;
+        SubFieldEdit* edit;
         QLabel* label;
-        QString date;         ///< the text of a date that the program put there; empty where it put none
-        bool isNoHex = false; ///< was typed as a hexadecimal number, which it isn't: refused until it is edited
     };
-    enum class Check { kFits, kEmpty, kNotDecimal };
 
     std::span<Row> shownRows() { return {rows_.data(), static_cast<std::size_t>(shownRows_)}; }
     std::span<const Row> shownRows() const { return {rows_.data(), static_cast<std::size_t>(shownRows_)}; }
@@ -59,15 +56,15 @@ private:
     /// The pixel below the place where one more row would end.
     int rowsBottom() const;
 
-    /// Shows all rows in the other base. What was typed and is no number in the base left behind stays as it is, as
-    /// its first digits alone would be another number.
     void toggleHex(bool checked);
     /// Shows decimal; answers whether it was hexadecimal before.
     bool leaveHex();
     void returnToHex();
+    /// What is shown is what the item holds now: undoing must not lead behind it.
+    void forgetHistory();
     bool isAnyRowModified() const;
     /// Checks the rows in order; shows a message for the first that does not fit.
-    Check checkRows();
+    SubFieldEdit::Check checkRows();
     QString joinedRows() const;
     void storeEdits();
     void writeNv();

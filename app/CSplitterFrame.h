@@ -15,12 +15,10 @@ class QtUserInterface;
 /// Carries out the commands of the document menu, knows which pane is active, and owns the document and the progress
 /// window. Owned by the main window's area. User-interface thread.
 ///
-/// isBusy()    isWaiting()  what runs                      commands that may begin          closing the window
-/// false       false        nothing                        all                              at once
-/// true        false        a read beside the window       those not disabled by a read     cancels the read, then goes
-/// any         true         a command waits for a phone    none, of any document window     refused; the program's end
-/// is
-///                          or a disk                                                       kept for later (ProgramEnd)
+/// isBusy()  isWaiting()  runs               may begin                  closing the window
+/// false     false        nothing            every command              closes it
+/// true      false        a read beside it   what a read does not bar   cancels the read first
+/// any       true         a command          nothing, in no window      refused (see ProgramEnd)
 class CSplitterFrame : public QMdiSubWindow {
     Q_OBJECT
 public:

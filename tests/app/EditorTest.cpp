@@ -2,6 +2,7 @@
 
 #include "tests/app/WindowFixture.h"
 
+#include <QClipboard>
 #include <QScrollBar>
 
 namespace {
@@ -80,6 +81,50 @@ TEST_F(Editor, StoresWhatWasTypedWhenThePaneIsLeft) {
     EXPECT_EQ(doc().changedItems(), std::set<std::size_t>{0});
     EXPECT_EQ(texts(), Texts{"7"});
     EXPECT_TRUE(messages.empty());
+}
+
+TEST_F(Editor, UndoingNeverShowsWhatTheItemDoesNotHold) {
+    const auto undo = [this](int row) {
+        focusBack();
+        QTest::mouseClick(&edit(row), Qt::LeftButton);
+        QTest::keyClick(&edit(row), Qt::Key_Z, Qt::ControlModifier);
+    };
+    begin();
+    type(0, "55");
+    QTest::keyClick(&edit(0), Qt::Key_F6);
+    undo(0);
+    EXPECT_EQ(texts()[0], "55") << "it has been stored";
+    type(0, "66");
+    expectMessage(); // this ring has no date to stamp
+    QTest::mouseClick(&item<QPushButton>(1001), Qt::LeftButton);
+    undo(0);
+    EXPECT_EQ(texts()[0], "66") << "it has been written";
+
+    clickHex();
+    edit(0).selectAll();
+    QTest::keyClick(&edit(0), Qt::Key_Delete);
+    clickHex();
+    undo(0);
+    EXPECT_EQ(texts()[0], "") << "the digits were hexadecimal";
+    type(0, "19x");
+    clickHex();
+    undo(0);
+    EXPECT_EQ(texts()[0], "19x") << "the digits were decimal";
+}
+
+TEST_F(Editor, TakesNoLineEndWithAPastedNumber) {
+    const std::pair<const char*, const char*> rows[] = {{"77\r\n", "77"}, {"\n5\n6\v", "5 6"}, {"a\u2028", "a"}};
+    begin();
+    for (const auto& [pasted, taken] : rows) {
+        QApplication::clipboard()->setText(QString::fromUtf8(pasted));
+        focusBack();
+        QTest::mouseClick(&edit(0), Qt::LeftButton);
+        edit(0).selectAll();
+        QTest::keyClick(&edit(0), Qt::Key_V, Qt::ControlModifier);
+        EXPECT_EQ(edit(0).text(), taken);
+        EXPECT_TRUE(edit(0).isModified());
+    }
+    type(0, "5");
 }
 
 TEST_F(Editor, RefusesWhatIsNoNumber) {

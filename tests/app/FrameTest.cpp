@@ -2,6 +2,7 @@
 
 #include "app/CProgressDlg.h"
 #include "app/CommandTable.h"
+#include "app/MessageBox.h"
 #include "app/StatusPane.h"
 #include "tests/app/WindowFixture.h"
 
@@ -358,6 +359,16 @@ TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
     run(CommandId::OfflineMode);
     EXPECT_TRUE(confirmed);
     EXPECT_FALSE(frame().isBusy());
+}
+
+TEST_F(Frame, ShowsALongMessageOnTheScreenWithItsEnd) {
+    start();
+    whenAsked([&](QWidget* box) {
+        EXPECT_LT(box->height(), window().screen()->availableGeometry().height());
+        EXPECT_TRUE(qobject_cast<QMessageBox*>(box)->text().endsWith("the end"));
+        QTest::keyClick(box, Qt::Key_Return);
+    });
+    showMessageBox(&window(), QString(6400, 'x').replace("xxxxxxxx", "<BYTE,y>") + "the end", "", MessageIcon::kError);
 }
 
 TEST_F(Frame, ClosesWithoutAQuestionOverAnEditThatDoesNotFit) {

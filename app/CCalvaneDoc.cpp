@@ -79,6 +79,12 @@ bool CCalvaneDoc::saveDocument() {
                                        "Calvane", MessageIcon::kExclamation);
             return false;
         }
+        if (!isPortName(comPort_)) {
+            userInterface_.showMessage("'" + comPort_ + "' can't be kept in a file: a port's name has at most 64 " +
+                                           "characters, all printable ones of ASCII.",
+                                       "Calvane", MessageIcon::kExclamation);
+            return false;
+        }
         const kernel::WholeFileResult result = kernel::writeWholeFile(path_, comPort_ + "\n");
         if (result.succeeded())
             return true;

@@ -45,8 +45,9 @@ public:
     /// Takes the port name from the first line of a file that the user has opened. False, after a message, if the file
     /// can't be read or does not start with the name of a port.
     bool openDocument(const std::filesystem::path& path);
-    /// Makes the port name the content of the file that was opened. False, after a message, if that fails or if the
-    /// file holds more than a port name: whoever opened a calibration file that way must not lose it.
+    /// Makes the port name the content of the file that was opened. False, after a message, if that fails, if the
+    /// name is none that openDocument() would take, or if the file holds more than a port name: whoever opened a
+    /// calibration file that way must not lose it.
     bool saveDocument();
     /// Keeps the port name in the configuration file, as the destructor does. Throws std::system_error.
     void writeConfiguration() const;

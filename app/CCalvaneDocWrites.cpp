@@ -6,6 +6,7 @@
 #include "engine/TextExport.h"
 #include "platform/kernel/WholeFile.h"
 
+#include <cerrno>
 #include <ctime>
 #include <sstream>
 
@@ -16,6 +17,11 @@ constexpr const char* kNoDateListed = "Fail to read NV_RF_NV_LOADED_DATE_I from 
 
 std::string currentStamp() {
     return std::to_string(loadedDateStamp(std::time(nullptr)));
+}
+
+bool isPipe(const std::filesystem::path& path) {
+    std::error_code ignored;
+    return std::filesystem::is_fifo(path, ignored);
 }
 
 } // namespace
@@ -120,13 +126,15 @@ void CCalvaneDoc::writeListedToText() {
     if (!path)
         return;
     kernel::WholeFileResult result;
-    const bool ran = runGuarded([&] {
-        runWaiting([&] {
-            std::ostringstream text;
-            items::writeTextExport(text, nvItems_);
-            result = kernel::writeWholeFile(*path, text.view());
-        });
-    });
+    if (isPipe(*path))
+        result.openError = EINVAL; // without a reader it would keep the program waiting
+    const bool ran = result.openError != 0 || runGuarded([&] {
+                         runWaiting([&] {
+                             std::ostringstream text;
+                             items::writeTextExport(text, nvItems_);
+                             result = kernel::writeWholeFile(*path, text.view());
+                         });
+                     });
     if (!ran || result.succeeded())
         return;
     const std::string message =

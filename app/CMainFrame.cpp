@@ -15,7 +15,6 @@
 #include <QMenuBar>
 #include <QScreen>
 #include <QSettings>
-#include <QStatusBar>
 #include <QToolBar>
 #include <algorithm>
 #include <utility>
@@ -52,7 +51,7 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     restorePlaces();
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
     connect(end_, &ProgramEnd::putOff, statusBar_,
-            [this] { statusBar_->setPrompt("Calvane closes when the running command has ended."); });
+            [this] { statusBar_->setNotice("Calvane closes when the running command has ended."); });
     connect(end_, &ProgramEnd::begun, this, [this] {
         savePlaces();
         disconnect(area_, nullptr, this, nullptr);

@@ -170,6 +170,8 @@ void CSplitterFrame::runCommand(CommandId command) {
         showHelp();
     else
         runDocumentCommand(command);
+    // While a command waits the panes stay as they are, even if a screen reader moves the focus.
+    focusMoved(QApplication::focusWidget());
     emit stateChanged();
 }
 

@@ -79,12 +79,12 @@ std::string portIn(const OpenFile& file) {
     return text.empty() ? kDefaultComPort : firstLineOf(text);
 }
 
-bool looksLikeName(std::string_view line) {
-    return line.size() <= kLongestNameBytes &&
-           std::all_of(line.begin(), line.end(), [](char c) { return c >= ' ' && c <= '~'; });
-}
-
 } // namespace
+
+bool isPortName(std::string_view name) {
+    return name.size() <= kLongestNameBytes &&
+           std::all_of(name.begin(), name.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
 
 std::string readConfiguredComPort(const std::filesystem::path& path) {
     return portIn(OpenFile(path, O_RDWR | O_CREAT));
@@ -92,7 +92,7 @@ std::string readConfiguredComPort(const std::filesystem::path& path) {
 
 std::string readComPortOf(const std::filesystem::path& path) {
     std::string name = portIn(OpenFile(path, O_RDONLY));
-    if (!looksLikeName(name))
+    if (!isPortName(name))
         throw std::runtime_error(path.string() + ": it does not start with the name of a port");
     return name;
 }
@@ -105,7 +105,7 @@ bool looksLikePortFile(const std::filesystem::path& path) {
         fail(path.string(), error);
     }
     const std::string name = firstLineOf(text);
-    return looksLikeName(name) && text.find_first_not_of("\r\n", name.size()) == std::string::npos;
+    return isPortName(name) && text.find_first_not_of("\r\n", name.size()) == std::string::npos;
 }
 
 void writeConfiguredComPort(const std::filesystem::path& path, const std::string& comPort) {

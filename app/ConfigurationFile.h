@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 /// The program's configuration: a text file whose first line is the name of the port on which the phone is reached.
@@ -20,9 +21,11 @@ inline constexpr const char* kDefaultComPort = "COM1";
 /// Makes the file if there is none.
 std::string readConfiguredComPort(const std::filesystem::path& path);
 
+/// Whether `name` looks like a port's: 64 printable characters of ASCII at most.
+bool isPortName(std::string_view name);
+
 /// The same from a file that the user has chosen, which must exist and is only read. As it may be any file, its first
-/// line must look like a port's name: 64 printable characters of ASCII at most. Otherwise throws std::runtime_error
-/// with the path and what is wrong.
+/// line must look like a port's name. Otherwise throws std::runtime_error with the path and what is wrong.
 std::string readComPortOf(const std::filesystem::path& path);
 
 /// Whether the file at `path` holds such a line and nothing else, so that replacing it destroys nothing.

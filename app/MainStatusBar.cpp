@@ -53,18 +53,24 @@ StatusPane* MainStatusBar::addIndicator(const char* indicator) {
 }
 
 void MainStatusBar::showDocument(const CCalvaneDoc* document) {
-    filePane_->setEnabled(document != nullptr || !prompt().isEmpty());
+    filePane_->setEnabled(document != nullptr || !filePane_->prompt().isEmpty());
     portPane_->setEnabled(document != nullptr);
     filePane_->setFullText(document != nullptr ? QString::fromStdString(document->fileName()) : QString());
     portPane_->setFullText(document != nullptr ? QString::fromStdString(document->comPort()) : QString());
 }
 
 void MainStatusBar::setPrompt(const QString& prompt) {
-    filePane_->setPrompt(prompt);
+    prompt_ = prompt;
+    showPrompt();
 }
 
-const QString& MainStatusBar::prompt() const {
-    return filePane_->prompt();
+void MainStatusBar::setNotice(const QString& notice) {
+    notice_ = notice;
+    showPrompt();
+}
+
+void MainStatusBar::showPrompt() {
+    filePane_->setPrompt(notice_.isEmpty() ? prompt_ : notice_);
 }
 
 bool MainStatusBar::eventFilter(QObject* watched, QEvent* event) {

@@ -8,8 +8,8 @@ class StatusPane;
 /// The main window's status bar: a logo, the calibration file and the port of the active document, and the state of the
 /// keyboard's locks. Owned by the main window. User-interface thread.
 ///
-/// A prompt stands in the widest pane, in place of the file's name, for as long as there is one. QStatusBar's own
-/// messages would hide the port as well.
+/// A prompt or a notice stands in the widest pane, in place of the file's name, for as long as there is one.
+/// QStatusBar's own messages would hide the port as well.
 class MainStatusBar : public QStatusBar {
     Q_OBJECT
 public:
@@ -18,9 +18,11 @@ public:
 
     /// Shows what `document` has to show; null: there is none.
     void showDocument(const CCalvaneDoc* document);
-    /// What a command does, or what is going on; empty: nothing.
+    /// What a command does; empty: nothing.
     void setPrompt(const QString& prompt);
-    const QString& prompt() const;
+    /// What is going on, for as long as it does; comes before a prompt. Empty: nothing.
+    void setNotice(const QString& notice);
+    const QString& notice() const { return notice_; }
     /// Asks for the locks where they can have changed: that costs a way to the display and back.
     void showKeyboardLocks();
 
@@ -29,11 +31,14 @@ protected:
 
 private:
     StatusPane* addIndicator(const char* indicator);
+    void showPrompt();
 
     StatusPane* filePane_;
     StatusPane* portPane_;
     StatusPane* capsPane_;
     StatusPane* numPane_;
     StatusPane* scrollPane_;
+    QString prompt_;
+    QString notice_;
     bool locksMayDiffer_ = true;
 };

@@ -57,21 +57,21 @@ public:
     }
     ~WaitClock() {
         if (isMine())
-            statusBar_->setPrompt("");
+            statusBar_->setNotice("");
     }
     WaitClock(const WaitClock&) = delete;
     WaitClock& operator=(const WaitClock&) = delete;
 
 private:
     bool isMine() const {
-        return statusBar_ != nullptr && (statusBar_->prompt().isEmpty() || statusBar_->prompt() == text_);
+        return statusBar_ != nullptr && (statusBar_->notice().isEmpty() || statusBar_->notice() == text_);
     }
     void show() {
         ++seconds_;
         if (!isMine())
             return;
         text_ = QString("Waiting: %1 s").arg(seconds_);
-        statusBar_->setPrompt(text_);
+        statusBar_->setNotice(text_);
     }
 
     QPointer<MainStatusBar> statusBar_;

@@ -5,25 +5,31 @@
 
 SubFieldEdit::SubFieldEdit(QWidget* parent) : QLineEdit(parent) {
     keepToOneLine(*this);
-    connect(this, &QLineEdit::textEdited, this, [this] { isNoHex_ = false; });
 }
 
 void SubFieldEdit::showValue(const QString& text, bool isDate) {
     date_ = isDate ? text : QString();
-    isNoHex_ = false;
+    refused_.clear();
     setText(text);
     setCursorPosition(0);
+}
+
+bool SubFieldEdit::isRefused() const {
+    // What was typed since can be undone; without that, the text is the very one that was refused.
+    return !refused_.isEmpty() && text() == refused_ && !isUndoAvailable();
 }
 
 void SubFieldEdit::showInBase(int base) {
     const std::string typed = text().toStdString();
     const bool isDate = !date_.isEmpty() && text() == date_;
-    const bool isNumber = base == 16 ? !isNoHex_ && isDecimalNumber(typed) : isHexNumber(typed);
-    isNoHex_ = base == 10 && isModified() && !isNumber && !isDate;
-    if (isDate || typed.empty() || (isModified() && !isNumber))
-        forgetHistory();
-    else
+    const bool isNumber = !isRefused() && (base == 16 ? fitsHex(typed) : isHexNumber(typed));
+    if (!isDate && (!isModified() || isNumber) && !typed.empty()) {
+        refused_.clear();
         setTextKeepingMark(QString::fromStdString(base == 16 ? hexFromDecimal(typed) : decimalFromHex(typed)));
+        return;
+    }
+    refused_ = isDate ? QString() : text();
+    forgetHistory();
 }
 
 void SubFieldEdit::forgetHistory() {
@@ -41,5 +47,5 @@ void SubFieldEdit::setTextKeepingMark(const QString& text) {
 SubFieldEdit::Check SubFieldEdit::check() const {
     if (text().isEmpty())
         return Check::kEmpty;
-    return isNoHex_ || !isDecimalNumber(text().toStdString()) ? Check::kNotDecimal : Check::kFits;
+    return isRefused() || !isDecimalNumber(text().toStdString()) ? Check::kNotDecimal : Check::kFits;
 }

@@ -24,8 +24,9 @@ public:
     Check check() const;
 
 private:
+    bool isRefused() const;
     void setTextKeepingMark(const QString& text);
 
-    QString date_;         ///< the text of a date that the program put there; empty where it put none
-    bool isNoHex_ = false; ///< was typed as a hexadecimal number, which it isn't: refused until it is edited
+    QString date_;    ///< the text of a date that the program put there; empty where it put none
+    QString refused_; ///< was no number when the base changed; is none in any base until somebody types it anew
 };

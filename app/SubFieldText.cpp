@@ -32,6 +32,11 @@ constexpr std::array<TypeLabel, 12> kTypeLabels{{
     {"SIGNED QWORD", "<  signed 8 bytes  >  "},
 }};
 
+std::string_view withoutBlanks(std::string_view text) {
+    text = withoutLeadingBlanks(text);
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
@@ -92,10 +97,8 @@ std::string decimalFromHex(std::string_view text) {
 
 bool isHexNumber(std::string_view text) {
     // In longer texts a blank would count as a digit's place.
-    if (text.size() <= kPartDigits) {
-        text = withoutLeadingBlanks(text);
-        text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
-    }
+    if (text.size() <= kPartDigits)
+        text = withoutBlanks(text);
     if (text.size() > 2 * kPartDigits)
         return false;
     if (text.starts_with("0x") || text.starts_with("0X"))
@@ -104,9 +107,21 @@ bool isHexNumber(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), isHexDigit);
 }
 
+bool fitsHex(std::string_view text) {
+    if (!isDecimalNumber(text))
+        return false;
+    text = withoutBlanks(text);
+    if (text.starts_with('+'))
+        text.remove_prefix(1);
+    std::int64_t negative = 0;
+    std::uint64_t positive = 0;
+    const auto* end = text.data() + text.size();
+    return (text.starts_with('-') ? std::from_chars(text.data(), end, negative).ec
+                                  : std::from_chars(text.data(), end, positive).ec) == std::errc{};
+}
+
 bool isDecimalNumber(std::string_view text) {
-    text = withoutLeadingBlanks(text);
-    text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
+    text = withoutBlanks(text);
     if (text.starts_with('-') || text.starts_with('+'))
         text.remove_prefix(1);
     return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);

@@ -25,5 +25,8 @@ std::string decimalFromHex(std::string_view text);
 /// without "0x" before them; among at most 8, also with blanks around them.
 bool isHexNumber(std::string_view text);
 
+/// Whether hexFromDecimal() says all of `text`: a decimal number of at most 64 bits.
+bool fitsHex(std::string_view text);
+
 /// Whether `text` is a sign or none and decimal digits, with blanks around them or not.
 bool isDecimalNumber(std::string_view text);

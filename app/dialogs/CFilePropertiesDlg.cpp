@@ -90,7 +90,7 @@ bool CFilePropertiesDlg::mayWrite(const std::string& chosen) {
     if (written == QString::fromStdString(chosen) || !QFileInfo::exists(written)) {
         return true;
     }
-    QMessageBox box(QMessageBox::Warning, "Select", written + " already exists.\nDo you want to replace it?",
+    QMessageBox box(QMessageBox::Warning, "Select", written + " already exists.\nDo you want to change it?",
                     QMessageBox::Yes | QMessageBox::No, this);
     box.setTextFormat(Qt::PlainText);
     box.setDefaultButton(QMessageBox::No);

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -16,6 +17,16 @@ namespace {
 /// As many as the system follows.
 constexpr int kMostLinks = 40;
 
+/// Whether the file system does not know what it was asked for, which is then no failure.
+bool isUnknownHere(int error) {
+    return error == EINVAL || error == EOPNOTSUPP || error == ENOSYS;
+}
+
+/// 0, or the error number of why the content may not be on the disk.
+int sync(int file) {
+    return ::fsync(file) == 0 || isUnknownHere(errno) ? 0 : errno;
+}
+
 int overwrite(int file, std::string_view content) {
     struct stat before {};
     if (::fstat(file, &before) != 0) {
@@ -26,7 +37,8 @@ int overwrite(int file, std::string_view content) {
     }
     const auto size = static_cast<off_t>(content.size());
     if (size > before.st_size) {
-        if (const int error = ::posix_fallocate(file, before.st_size, size - before.st_size); error != 0) {
+        const int error = ::posix_fallocate(file, before.st_size, size - before.st_size);
+        if (error != 0 && !isUnknownHere(error)) {
             (void)!::ftruncate(file, before.st_size); // part of the room may have been granted
             return error;
         }
@@ -34,7 +46,7 @@ int overwrite(int file, std::string_view content) {
     if (const int error = writeAll(file, content); error != 0) {
         return error;
     }
-    return ::ftruncate(file, size) == 0 && ::fsync(file) == 0 ? 0 : errno;
+    return ::ftruncate(file, size) == 0 ? sync(file) : errno;
 }
 
 WholeFileResult writeInPlace(const std::filesystem::path& path, std::string_view content) {
@@ -47,17 +59,37 @@ WholeFileResult writeInPlace(const std::filesystem::path& path, std::string_view
     return {.writeError = error};
 }
 
-/// Where the links that begin at `path` end, whether or not there is a file.
-std::filesystem::path endOfLinks(std::filesystem::path path) {
+/// Where the links that begin at `path` end, whether or not there is a file; those on the way go to `visit`.
+template <typename Visit>
+std::filesystem::path followLinks(std::filesystem::path path, Visit visit) {
     for (int links = 0; links < kMostLinks; ++links) {
         std::error_code noLink;
         const auto next = std::filesystem::read_symlink(path, noLink);
         if (noLink) {
             break;
         }
+        visit(path.string());
         path = path.parent_path() / next;
     }
     return path;
+}
+
+std::filesystem::path endOfLinks(const std::filesystem::path& path) {
+    return followLinks(path, [](const std::string&) {});
+}
+
+/// Whether `path` is one for an open file, such as /dev/stdout: its owner goes on writing to that very file.
+bool leadsThroughDescriptor(const std::filesystem::path& path) {
+    bool found = false;
+    followLinks(path, [&](const std::string& link) {
+        found = found || link.starts_with("/proc/") || link.starts_with("/dev/fd/");
+    });
+    return found;
+}
+
+/// Whether more is said about the rights to the file than its mode says.
+bool hasAccessList(const std::filesystem::path& path) {
+    return ::getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
 }
 
 /// Makes a new file in the folder of `target`, under a short name: one made of the target's could be too long. Returns
@@ -84,7 +116,8 @@ int makeLike(int file, const struct stat& old) {
     if (!sameOwners && ::fchown(file, old.st_uid, old.st_gid) != 0) {
         return errno;
     }
-    return ::fchmod(file, old.st_mode & 07777) == 0 ? 0 : errno;
+    const mode_t mode = old.st_mode & 07777;
+    return (present.st_mode & 07777) == mode || ::fchmod(file, mode) == 0 ? 0 : errno;
 }
 
 /// After a power cut the new file is found under its name. Not every file system knows this, and the file is there.
@@ -109,8 +142,8 @@ WholeFileResult replace(const std::filesystem::path& target, const struct stat* 
     if (error == 0) {
         error = writeAll(file, content);
     }
-    if (error == 0 && ::fsync(file) != 0) {
-        error = errno;
+    if (error == 0) {
+        error = sync(file);
     }
     ::close(file);
     if (error == 0 && ::rename(temporary.c_str(), target.c_str()) != 0) {
@@ -132,6 +165,8 @@ bool isRefusedExchange(const WholeFileResult& result) {
     case EPERM:
     case EROFS:
     case EINVAL:
+    case EOPNOTSUPP:
+    case ENOSYS:
     case EBUSY:
     case ENAMETOOLONG:
         return true;
@@ -147,8 +182,9 @@ WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_vi
     if (::stat(path.c_str(), &old) != 0) {
         return errno == ENOENT ? replace(endOfLinks(path), nullptr, content) : WholeFileResult{.openError = errno};
     }
-    // To replace a file with several names would part them: the others are kept in step rather than left behind.
-    if (!S_ISREG(old.st_mode) || old.st_nlink > 1) {
+    // To replace a file with several names would part them: the others are kept in step rather than left behind. One
+    // with none is somebody's open file, reached through a descriptor.
+    if (!S_ISREG(old.st_mode) || old.st_nlink != 1 || hasAccessList(path) || leadsThroughDescriptor(path)) {
         return writeInPlace(path, content);
     }
     if (::access(path.c_str(), W_OK) != 0) {

@@ -17,16 +17,19 @@ struct WholeFileResult {
 /// if it is not there. Any thread may call it.
 ///
 /// A regular file is replaced as a whole or not at all: a new one is written beside it and takes its name when it is
-/// complete, so that a full disk or a power cut leaves the old one. It keeps its owner, its group and its access rights
-/// (not its access control list); a new file gets those that the process gives to any.
+/// complete, so that a full disk or a power cut leaves the old one. It keeps its owner, its group and its access
+/// rights; a new file gets those that the process gives to any.
 ///
 /// Written in place instead are
 /// - what is no regular file (a pipe, a terminal),
-/// - a file with further names (hard links), which would go on showing the old content under them,
+/// - a file with further names (hard links), which would go on showing the old content under them, and one that is
+///   named by its descriptor (/dev/stdout), whose owner would go on writing to the old one,
+/// - a file with an access control list,
 /// - a file that can't be exchanged for a new one like it: its folder takes no new files, its owner is somebody else,
 ///   something is mounted on it.
-/// A regular file then gets all the room that it needs before its first byte changes: a full disk leaves it as it was,
-/// but a power cut or a failing disk in the midst of the write damages it.
+/// A regular file then gets the room by which it grows before its first byte changes: a full disk leaves it as it was
+/// (unless it has holes or the file system writes every change elsewhere), but a power cut or a failing disk in the
+/// midst of the write damages it.
 WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_view content);
 
 } // namespace kernel

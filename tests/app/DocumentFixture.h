@@ -153,7 +153,7 @@ protected:
         port.name = "COM1";
         port.number = 1;
         port.initial = folder / "phone.nvmem";
-        port.phone.awayMs = 60;
+        port.phone.awayMs = 120;
         config.ports.push_back(port);
         service = std::make_unique<tessra::Service>(config);
     }

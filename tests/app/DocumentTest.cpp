@@ -226,6 +226,21 @@ TEST_F(Document, OpensAPortFileAndSavesItBack) {
     }
 }
 
+TEST_F(Document, SavesNoNameThatItWouldNotOpen) {
+    plugIn();
+    open();
+    write("bench.port", "COM9\n");
+    ASSERT_TRUE(document->openDocument(folder / "bench.port"));
+    ui.comPort = "Pr\xC3\xBC"
+                 "fplatz";
+    document->chooseComPort();
+    EXPECT_FALSE(document->saveDocument());
+    EXPECT_EQ(ui.messages, std::vector<std::string>{"! Calvane: '" + *ui.comPort +
+                                                    "' can't be kept in a file: a port's name has at most 64 "
+                                                    "characters, all printable ones of ASCII."});
+    EXPECT_EQ(contents("bench.port"), "COM9\n");
+}
+
 TEST_F(Document, WaitsForNoPipe) {
     const std::string pipe = (folder / "pipe").string();
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0666), 0);
@@ -233,13 +248,15 @@ TEST_F(Document, WaitsForNoPipe) {
     open();
     EXPECT_FALSE(document->openDocument(pipe));
     EXPECT_FALSE(document->openDocument(folder / "missing.port"));
+    ui.fileToSave = pipe;
+    document->writeListedToText();
     document.reset();
     const std::string noConfiguration = "! Calvane: Couldn't open CalvaneConfig.ini for writing 22";
     EXPECT_EQ(ui.messages,
               (std::vector<std::string>{
                   noConfiguration, "! Calvane: Couldn't open " + pipe + ": it is no regular file: Invalid argument",
                   "! Calvane: Couldn't open " + (folder / "missing.port").string() + ": No such file or directory",
-                  noConfiguration}));
+                  "! Calvane: Couldn't open text file for writing 22", noConfiguration}));
     EXPECT_FALSE(std::filesystem::exists(folder / "missing.port"));
 }
 

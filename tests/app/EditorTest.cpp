@@ -110,6 +110,24 @@ TEST_F(Editor, UndoingNeverShowsWhatTheItemDoesNotHold) {
     clickHex();
     undo(0);
     EXPECT_EQ(texts()[0], "19x") << "the digits were decimal";
+
+    for (const char* noDecimal : {"1e3", "18446744073709551621"}) {
+        hexBox().setChecked(false);
+        clickLine(1);
+        type(0, noDecimal);
+        clickHex();
+        undo(0);
+        expectMessage();
+        clickLine(0);
+        EXPECT_FALSE(hexBox().isChecked());
+        EXPECT_EQ(values(1), Texts{"7"}) << noDecimal << " was not typed as a hexadecimal number";
+    }
+    clickLine(1);
+    clickHex();
+    type(0, "-10");
+    expectMessage();
+    clickLine(0);
+    clickLine(1);
 }
 
 TEST_F(Editor, TakesNoLineEndWithAPastedNumber) {

@@ -253,7 +253,7 @@ TEST(FileProperties, BrowseAsksBeforeAFileIsReplaced) {
             enterName(files, folder.filePath("also"));
             refuseNext(asked);
         });
-        EXPECT_EQ(asked, folder.filePath("also.MOX.mox") + " already exists.\nDo you want to replace it?");
+        EXPECT_EQ(asked, folder.filePath("also.MOX.mox") + " already exists.\nDo you want to change it?");
         EXPECT_EQ(dialog.item<QLineEdit>(kFileName).text(), "");
     });
 }

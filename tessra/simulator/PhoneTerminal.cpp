@@ -163,6 +163,9 @@ int PhoneTerminal::pollTimeoutLocked() const {
 }
 
 void PhoneTerminal::serveLocked(std::span<const std::uint8_t> bytes, std::unique_lock<std::mutex>& guard) {
+    if (faults_.echoes) {
+        sendLocked(bytes);
+    }
     const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : worn(bytes);
     std::span<const std::uint8_t> rest(arrived);
     while (master_ && !rest.empty()) {

@@ -30,6 +30,7 @@ struct LineFaults {
     std::uint32_t unplugAt = 0;     // this packet finds the terminal gone
     std::int32_t backAfterMs = -1;  // from then until there is a new terminal; -1: there is none
     std::uint32_t babbleFrom = 0;   // from this packet on, bytes without end instead of answers
+    bool echoes = false;            // what comes goes back at once, as on a line of a single wire
 };
 
 /// A phone behind a pseudo-terminal of this machine: frames come in, the model's answers go out. Whoever opens the

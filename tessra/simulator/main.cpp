@@ -49,6 +49,8 @@ void describe(CLI::App& app, Options& options) {
         ->group(faults);
     app.add_option("--silent-from", options.faults.silentFrom, "no answer from this packet on")->group(faults);
     app.add_option("--babble-from", options.faults.babbleFrom, "bytes without end from this packet on")->group(faults);
+    app.add_flag("--echo", options.faults.echoes, "the line gives back what it is sent, before any answer")
+        ->group(faults);
     app.add_option("--unplug-at", options.faults.unplugAt, "this packet finds the terminal gone")->group(faults);
     app.add_option("--back-after-ms", options.faults.backAfterMs, "from then until there is a new one; -1: never")
         ->group(faults);

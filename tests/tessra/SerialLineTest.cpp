@@ -27,7 +27,7 @@ using Clock = std::chrono::steady_clock;
 class SerialLineTest : public testing::Test {
 protected:
     SerialLineTest() {
-        kernel::setErrorLog([](std::string_view) {});
+        kernel::setErrorLog([this](std::string_view line) { echoReports_ += line.find("repeats what") != line.npos; });
     }
     ~SerialLineTest() override { kernel::setErrorLog({}); }
 
@@ -52,6 +52,7 @@ protected:
         return waitUntil([&] { return line_->look().state == state; });
     }
 
+    std::atomic<int> echoReports_ = 0;
     TemporaryFolder folder_;
     RunningPhone phone_{folder_ / "line"};
     std::atomic<int> changes_ = 0;
@@ -121,6 +122,59 @@ TEST_F(SerialLineTest, ALateAnswerIsNeverTakenForALaterRequests) {
     ASSERT_EQ(exchange(nvWrite(5, 4), 5000), com::kOk);
     ASSERT_EQ(exchange(nvRead(5), 5000), com::kOk);
     EXPECT_EQ(answer_[kNvDataOffset], 4);
+}
+
+// An echo looks like an NV item of zeros, or like one that has been written.
+TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
+    const struct {
+        const char* name;
+        LineFaults echo;
+    } rows[] = {{"with nothing behind it", {.silentFrom = 1, .echoes = true}},
+                {"before the answers of a phone", {.echoes = true}},
+                {"before the late answers of a phone", {.delayMs = 30, .echoes = true}}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        echoReports_ = 0;
+        phone_.terminal.setFaults(row.echo);
+        open(20);
+        const auto isRefused = [&] { return line_->look().state == PhoneState::searching; };
+        EXPECT_TRUE(isRefused());
+        EXPECT_EQ(line_->look().trouble, kFramingError);
+        EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
+        const auto before = phone_.terminal.packets();
+        EXPECT_TRUE(waitUntil([&] { return phone_.terminal.packets() >= before + 6 || !isRefused(); }));
+        EXPECT_TRUE(isRefused()) << "however often it is asked";
+        EXPECT_EQ(echoReports_, 1);
+        phone_.terminal.setFaults({});
+        EXPECT_TRUE(comesTo(PhoneState::present)) << "once the echo is gone";
+        EXPECT_EQ(line_->look().trouble, com::kOk);
+
+        for (const Bytes& request : {nvRead(5), nvWrite(5, 0)}) { // in the middle of a transfer, between two questions
+            phone_.terminal.setFaults({});
+            open();
+            ASSERT_EQ(exchange(nvWrite(5, 0), 5000), com::kOk);
+            ASSERT_EQ(exchange(nvRead(5), 5000), com::kOk) << "an answer like its request is one all the same";
+            phone_.terminal.setFaults(row.echo);
+            EXPECT_EQ(exchange(request), kFramingError);
+            EXPECT_TRUE(answer_.empty());
+            EXPECT_EQ(line_->look().trouble, kFramingError);
+        }
+    }
+}
+
+TEST_F(SerialLineTest, APhoneIsWhatTellsItsMode) {
+    const struct {
+        PhoneMode mode;
+        PhoneState state;
+    } rows[] = {{PhoneMode::offline, PhoneState::present},
+                {PhoneMode::download, PhoneState::present}, // refuses to tell its version
+                {PhoneMode::none, PhoneState::searching},
+                {static_cast<PhoneMode>(3), PhoneState::searching}};
+    for (const auto& row : rows) {
+        const RunningPhone other(folder_ / "line", {.mode = row.mode});
+        open();
+        EXPECT_EQ(line_->look().state, row.state) << static_cast<int>(row.mode);
+    }
 }
 
 TEST_F(SerialLineTest, ABabblingLineKeepsNoProcessorBusy) {

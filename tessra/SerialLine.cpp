@@ -196,8 +196,9 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
     }
     Hearing hearing{.strayBefore = decoder_.counts().strayBytes};
     for (;;) {
-        const bool isDamaged = hearing.unfinished || com::failed(hearing.damage);
-        const auto limit = isDamaged ? std::min(deadline, Clock::now() + milliseconds(setup_.quietMs)) : deadline;
+        const bool mayRepeat = !repeated && isRepeatable(request);
+        const bool isLost = com::failed(hearing.damage) || (hearing.pending && mayRepeat);
+        const auto limit = isLost ? std::min(deadline, Clock::now() + milliseconds(setup_.quietMs)) : deadline;
         switch (port_.waitForBytes(limit, turnWake_)) {
         case SerialPort::Wait::ready:
             if (hear(request, hearing, answer)) {
@@ -231,14 +232,14 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
             }
             break;
         case SerialPort::Wait::timedOut:
-            if (!isDamaged) {
+            if (!hearing.pending && com::succeeded(hearing.damage)) {
                 return kResponseTimeout;
             }
-            if (hearing.unfinished) {
+            if (hearing.pending) {
                 decoder_.abandonFrame();
                 hearing.damage = com::failed(hearing.damage) ? hearing.damage : kFramingError;
             }
-            if (repeated || !isRepeatable(request) || Clock::now() >= deadline) {
+            if (!mayRepeat || Clock::now() >= deadline) {
                 return hearing.damage;
             }
             repeated = true;
@@ -274,7 +275,7 @@ bool SerialLine::hear(Request request, Hearing& hearing, Bytes& answer) {
         }
         hearing.strayBefore = decoder_.counts().strayBytes;
     }
-    hearing.unfinished = decoder_.inFrame() || decoder_.counts().strayBytes != hearing.strayBefore;
+    hearing.pending = decoder_.inFrame() || decoder_.counts().strayBytes != hearing.strayBefore;
     return answered && !hearing.echo;
 }
 

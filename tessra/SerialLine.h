@@ -31,7 +31,21 @@ namespace tessra {
 /// damaged or missing, and one that is late looks like the answer to a later request for the same item. So after a
 /// request without answer, the line is unsettled: before the next one goes out, the phone is asked something else (its
 /// version, or its mode), and that answer shows that all earlier ones have come or are lost. Answers that may still
-/// come on a settled line are all of one command, which is then not used to settle it the next time.
+/// come on a settled line are all of one command, which is then not used to settle it the next time:
+///
+///   after                               unsettled_  settler_                   may still come
+///   the device was opened               yes         version                    anything
+///   a question for version or mode      yes         the same question          anything
+///     that failed
+///   another request that failed         yes         version; mode where loose  anything
+///                                                   answers tell the version
+///   settling                            no          -                          answers to the question that settled
+///   a request with its answer           no          -                          answers to it, where it was sent twice
+///                                                                              or they might come before; else nothing
+///
+/// Noise. Bytes of no whole frame may be the rest of an answer or precede it. Where a request may be repeated, quietMs
+/// of silence after them end the wait and it is repeated, once; for others, and the second time, the wait goes on to
+/// its end. A damaged frame is taken for the answer: quietMs of silence after it end the wait.
 ///
 /// A line that echoes (two wires joined, an adapter for a single wire) gives every request back, and a request for an
 /// NV item looks like its answer: zeros read, or a write done. Such a line is refused, with or without a phone behind
@@ -72,7 +86,7 @@ private:
     /// What a request has met while it waits for its answer.
     struct Hearing {
         Status damage = com::kOk; // of the last damaged frame
-        bool unfinished = false;  // bytes have come since the last whole frame
+        bool pending = false;     // bytes have come since the last whole frame: noise, or a frame that goes on
         bool gone = false;        // the device has left
         bool echo = false;        // the line repeats what is sent
         std::size_t bytes = 0;

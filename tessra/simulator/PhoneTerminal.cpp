@@ -200,11 +200,9 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
     if (answer.empty()) {
         return;
     }
+    sendLocked(worn(Bytes(faults_.garbageBytes, kGarbage)));
     pause(faults_.delayMs, guard);
-    Bytes sent(faults_.garbageBytes, kGarbage);
-    const Bytes frame = encodeFrame(answer);
-    sent.insert(sent.end(), frame.begin(), frame.end());
-    sendLocked(worn(sent));
+    sendLocked(worn(encodeFrame(answer)));
 }
 
 void PhoneTerminal::babbleLocked() {

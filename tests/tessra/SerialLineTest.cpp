@@ -82,6 +82,11 @@ TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
         {"nor one to a change of mode", {.bitErrors = 0.1, .sparesRequests = true}, {0x29, 4, 0}, kFramingError, 1},
         {"noise without end", {.babbleFrom = 1}, nvRead(5), kFramingError, 1},
         {"noise before an answer", {.garbageBytes = 40}, nvRead(5), com::kOk, 1},
+        {"noise long before the answer to what can't be repeated",
+         {.delayMs = 60, .garbageBytes = 1},
+         {0x29, 4, 0},
+         com::kOk,
+         1},
         {"a frame's worth of noise before an answer", {.garbageBytes = 5000}, nvRead(5), com::kOk, 1},
     };
     open();

@@ -317,9 +317,9 @@ Status SerialLine::afterWriteFailure() {
     }
     if (port_.waitForBytes(Clock::now(), turnWake_) == SerialPort::Wait::gone) {
         lose();
-    } else {
-        port_.dropUnsent(); // or a device that takes nothing would one day send all that it was ever given
+        return kPhoneNotPresent;
     }
+    port_.dropUnsent(); // or a device that takes nothing would one day send all that it was ever given
     return kWriteFailure;
 }
 

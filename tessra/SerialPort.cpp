@@ -38,6 +38,7 @@ bool setUp(int device, speed_t speed) {
         return false;
     }
     ::cfmakeraw(&settings);
+    settings.c_iflag = 0; // what that leaves: flow control of the input, parity checks
     settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | CSTOPB | CRTSCTS);
     settings.c_cflag |= CS8 | CREAD | CLOCAL;
     settings.c_cc[VMIN] = 1; // with nothing to read, a read fails with EAGAIN, and 0 bytes mean a hang-up

@@ -5,7 +5,9 @@
 #include "TestFiles.h"
 #include "platform/kernel/Trace.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <termios.h>
 
 #include <atomic>
 #include <map>
@@ -288,6 +290,22 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
     EXPECT_EQ(second.open({.device = folder_ / "file"}, problem), com::kFail);
     EXPECT_EQ(problem, "is no serial device");
     EXPECT_EQ(second.open({.device = folder_ / "none"}, problem), com::kFail);
+}
+
+TEST_F(SerialLineTest, WhatAnotherProgramLeftOnTheDeviceIsCleared) {
+    const FileDescriptor device(::open((folder_ / "line").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    termios settings{};
+    ASSERT_EQ(::tcgetattr(device.number(), &settings), 0);
+    settings.c_iflag |= IXON | IXOFF | IXANY | INPCK | IGNPAR;
+    settings.c_lflag |= ECHO | ICANON;
+    settings.c_cflag |= CSTOPB | CRTSCTS;
+    ASSERT_EQ(::tcsetattr(device.number(), TCSANOW, &settings), 0);
+    open();
+    ASSERT_EQ(::tcgetattr(device.number(), &settings), 0);
+    EXPECT_EQ(settings.c_iflag, 0U);
+    EXPECT_EQ(settings.c_lflag & (ECHO | ICANON), 0U);
+    EXPECT_EQ(settings.c_cflag & (CSTOPB | CRTSCTS), 0U);
+    EXPECT_EQ(line_->look().state, PhoneState::present);
 }
 
 // Random damage in both directions, and values that change: what is accepted must be what the phone had at that time.

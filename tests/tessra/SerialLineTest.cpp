@@ -286,6 +286,10 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
     line_.reset();
     EXPECT_EQ(second.open({.device = folder_ / "line"}, problem), com::kOk) << problem;
     second.close();
+    EXPECT_EQ(second.open({.device = folder_ / "line", .baud = 1200}, problem), kInvalidBaudRate);
+    EXPECT_EQ(problem, "1200 baud is none of the speeds of a serial line from 1800 to 4000000");
+    EXPECT_EQ(second.open({.device = folder_ / "line", .baud = 1800}, problem), com::kOk) << problem;
+    second.close();
     writeText(folder_ / "file", "keep me");
     EXPECT_EQ(second.open({.device = folder_ / "file"}, problem), com::kFail);
     EXPECT_EQ(problem, "is no serial device");

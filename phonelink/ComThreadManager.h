@@ -100,17 +100,6 @@ public:
                 timeoutMs);
     }
 
-    template <class Target, class Owner>
-    requires RunsOnComThread<Target, Owner>
-    void executeFunction(std::shared_ptr<Target> target, void (Owner::*function)(std::uintptr_t),
-                         std::uintptr_t argument, std::uint32_t timeoutMs) {
-        execute({.target = target.get(),
-                 .functionWithArgument = static_cast<ComThreadClient::FunctionWithArgument>(function),
-                 .argument = argument,
-                 .keptAlive = std::move(target)},
-                timeoutMs);
-    }
-
     /// The thread to which messages for the worker are posted.
     kernel::ThreadId workerThread() const { return workerId_; }
 

@@ -6,9 +6,9 @@
 #include <cstdint>
 
 /// The packet that reads or writes one NV item; request and answer have the same layout, little-endian:
-//
+///
 ///   offset  size  field
-///        0     1  command code (NvCommand)
+///        0     1  command code (Command)
 ///        1     2  NV item number
 ///        3   128  item data: what to write, or what was read; zero in a read request
 ///      131     2  NV status; zero in a request

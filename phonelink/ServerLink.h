@@ -12,10 +12,10 @@
 #include <string>
 
 /// All that one session holds of the phone service. Made by the session and touched on the COM worker thread alone.
-//
-/// It is an object apart from the session because its release may outlast it: a session that goes waits for the release
-/// 10 s at most, and a release that takes longer must find everything it works on still there. The worker keeps this
-/// object until the release has run.
+///
+/// It is an object apart from the session because its release may outlast it: a session that goes waits for its turn on
+/// the worker and from then on 10 s at most for the release, and a release that takes longer must find everything it
+/// works on still there. The worker keeps this object until the release has run.
 class ServerLink : public ComThreadClient {
 public:
     void invoke(FunctionWithArgument function, std::uintptr_t argument) override;

@@ -28,12 +28,12 @@ struct PhoneRecord {
 };
 
 /// The program's session with the Tessra phone service. The catalog owns one for its whole life.
-//
+///
 /// Public members may be called from any thread: they take the session's lock, hand a private member to the COM worker
 /// thread, wait for it, and turn the failure that it recorded into a TessraServer::Exception. The lock is free again
 /// when such an exception is thrown, and the session stays usable. Nothing asks the service before a member needs it:
 /// the constructor touches no server, the first connect or scan attaches to it.
-//
+///
 /// The operations on a phone need a connected session. Without one they throw "TessraServer::<member> -
 /// TessraServer::connect must be called before calling this member function.", before the lock is taken.
 class TessraServer : public ComThreadClient {
@@ -55,7 +55,8 @@ public:
     explicit TessraServer(std::string clientName);
     /// Ends the event notifier, so that no listener is called any more, and then lets go of the service. Waits for a
     /// listener that is being called, without limit, and for the service 10 s at most in each of these two steps; what
-    /// takes longer is finished by the worker later on. Not to be called by a listener.
+    /// takes longer is finished by the worker later on. The 10 s begin when the worker's other callers are done: while
+    /// the call of another session, or one into a file, hangs, this waits for it. Not to be called by a listener.
     ~TessraServer() override;
     TessraServer(const TessraServer&) = delete;
     TessraServer& operator=(const TessraServer&) = delete;

@@ -38,7 +38,7 @@ public:
     virtual PhoneView look() = 0;
     /// When the view will change by itself, as far as that is known. (A link that calls `changed` need not say.)
     virtual std::optional<std::chrono::steady_clock::time_point> nextChange() { return std::nullopt; }
-    /// Waits, at most about a second after the start, until the link knows whether there is a phone.
+    /// Waits, at most 1.5 s, until the link knows whether there is a phone; at once where it knows.
     virtual void awaitFirstView() {}
     /// What the phone answered to the last version request, where the link asks for it by itself; empty where there was
     /// no such answer. Nothing where the phone has to be asked.

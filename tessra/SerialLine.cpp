@@ -46,6 +46,18 @@ bool isAnswer(std::span<const std::uint8_t> request, std::span<const std::uint8_
     return !item || (packet.size() >= kNvDataOffset && get16(packet, kNvItemOffset) == *item);
 }
 
+// Whether `packet` is a question for the version or the mode, which no phone sends: the line repeats what is sent.
+bool isEchoedQuestion(std::span<const std::uint8_t> packet) {
+    return packet.size() == 1 && (packet[0] == codeOf(Command::version) || packet[0] == codeOf(Command::queryMode));
+}
+
+// Whether `answer` may be the echo of `request`. A phone that has just agreed to a change of mode may be on its way to
+// leave, and is not asked.
+bool mayBeEcho(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
+    return std::equal(request.begin(), request.end(), answer.begin(), answer.end()) &&
+           request[0] != codeOf(Command::changeMode);
+}
+
 } // namespace
 
 SerialLine::SerialLine(std::string name, LineSetup setup, bool present)
@@ -120,6 +132,14 @@ Status SerialLine::exchange(Request request, std::uint32_t timeoutMs, Bytes& ans
     if (com::succeeded(status)) {
         status = ask(request, deadline, answer);
     }
+    if (com::succeeded(status) && mayBeEcho(request, answer)) {
+        constexpr std::uint8_t kMode = codeOf(Command::queryMode);
+        Bytes ignored;
+        status = ask({&kMode, 1}, deadline, ignored);
+    }
+    if (com::failed(status)) {
+        answer.clear();
+    }
     noteExchange(status, request, answer, timeoutMs);
     return status;
 }
@@ -176,8 +196,9 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
     }
     Hearing hearing{.strayBefore = decoder_.counts().strayBytes};
     for (;;) {
-        const bool isDamaged = hearing.unfinished || com::failed(hearing.damage);
-        const auto limit = isDamaged ? std::min(deadline, Clock::now() + milliseconds(setup_.quietMs)) : deadline;
+        const bool mayRepeat = !repeated && isRepeatable(request);
+        const bool isLost = com::failed(hearing.damage) || (hearing.pending && mayRepeat);
+        const auto limit = isLost ? std::min(deadline, Clock::now() + milliseconds(setup_.quietMs)) : deadline;
         switch (port_.waitForBytes(limit, turnWake_)) {
         case SerialPort::Wait::ready:
             if (hear(request, hearing, answer)) {
@@ -186,6 +207,10 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
             if (hearing.gone) {
                 lose();
                 return kPhoneNotPresent;
+            }
+            if (hearing.echo) {
+                refuseEcho();
+                return kFramingError;
             }
             if (hearing.bytes < kBabbleBytes) {
                 break;
@@ -207,14 +232,14 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
             }
             break;
         case SerialPort::Wait::timedOut:
-            if (!isDamaged) {
+            if (!hearing.pending && com::succeeded(hearing.damage)) {
                 return kResponseTimeout;
             }
-            if (hearing.unfinished) {
+            if (hearing.pending) {
                 decoder_.abandonFrame();
                 hearing.damage = com::failed(hearing.damage) ? hearing.damage : kFramingError;
             }
-            if (repeated || !isRepeatable(request) || Clock::now() >= deadline) {
+            if (!mayRepeat || Clock::now() >= deadline) {
                 return hearing.damage;
             }
             repeated = true;
@@ -239,7 +264,9 @@ bool SerialLine::hear(Request request, Hearing& hearing, Bytes& answer) {
     std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(count));
     for (auto result = decoder_.next(bytes); result != FrameResult::more; result = decoder_.next(bytes)) {
         if (result == FrameResult::packet) {
-            if (!answered && isAnswer(request, decoder_.packet())) {
+            if (isEchoedQuestion(decoder_.packet())) {
+                hearing.echo = true;
+            } else if (!answered && isAnswer(request, decoder_.packet())) {
                 answer.assign(decoder_.packet().begin(), decoder_.packet().end());
                 answered = true;
             }
@@ -248,8 +275,8 @@ bool SerialLine::hear(Request request, Hearing& hearing, Bytes& answer) {
         }
         hearing.strayBefore = decoder_.counts().strayBytes;
     }
-    hearing.unfinished = decoder_.inFrame() || decoder_.counts().strayBytes != hearing.strayBefore;
-    return answered;
+    hearing.pending = decoder_.inFrame() || decoder_.counts().strayBytes != hearing.strayBefore;
+    return answered && !hearing.echo;
 }
 
 // What came while nobody listened belongs to no request. In the middle of a transfer that goes well there is nothing
@@ -290,9 +317,9 @@ Status SerialLine::afterWriteFailure() {
     }
     if (port_.waitForBytes(Clock::now(), turnWake_) == SerialPort::Wait::gone) {
         lose();
-    } else {
-        port_.dropUnsent(); // or a device that takes nothing would one day send all that it was ever given
+        return kPhoneNotPresent;
     }
+    port_.dropUnsent(); // or a device that takes nothing would one day send all that it was ever given
     return kWriteFailure;
 }
 
@@ -300,6 +327,19 @@ void SerialLine::lose() {
     const Guard guard(lock_);
     lost_ = true;
     keeperWake_.signal();
+}
+
+void SerialLine::refuseEcho() {
+    static const std::string kProblem = "the line repeats what is sent to it, so its answers can't be believed; is it "
+                                        "short-circuited, or an adapter for a single wire?";
+    Guard guard(lock_);
+    trouble_ = kFramingError;
+    showLocked(PhoneState::searching, PhoneMode::none);
+    const bool isNews = isNewsLocked(kProblem);
+    guard.unlock();
+    if (isNews) {
+        report(kProblem);
+    }
 }
 
 } // namespace tessra

@@ -31,7 +31,28 @@ namespace tessra {
 /// damaged or missing, and one that is late looks like the answer to a later request for the same item. So after a
 /// request without answer, the line is unsettled: before the next one goes out, the phone is asked something else (its
 /// version, or its mode), and that answer shows that all earlier ones have come or are lost. Answers that may still
-/// come on a settled line are all of one command, which is then not used to settle it the next time.
+/// come on a settled line are all of one command, which is then not used to settle it the next time:
+///
+///   after                               unsettled_  settler_                   may still come
+///   the device was opened               yes         version                    anything
+///   a question for version or mode      yes         the same question          anything
+///     that failed
+///   another request that failed         yes         version; mode where loose  anything
+///                                                   answers tell the version
+///   settling                            no          -                          answers to the question that settled
+///   a request with its answer           no          -                          answers to it, where it was sent twice
+///                                                                              or they might come before; else nothing
+///
+/// Noise. Bytes of no whole frame may be the rest of an answer or precede it. Where a request may be repeated, quietMs
+/// of silence after them end the wait and it is repeated, once; for others, and the second time, the wait goes on to
+/// its end. A damaged frame is taken for the answer: quietMs of silence after it end the wait.
+///
+/// A line that echoes (two wires joined, an adapter for a single wire) gives every request back, and a request for an
+/// NV item looks like its answer: zeros read, or a write done. Such a line is refused, with or without a phone behind
+/// the echo: it has no phone, and kFramingError as its trouble. What shows the echo are the questions for the version
+/// and the mode, of one byte, which no phone answers with one byte. So a phone is present only once it has answered
+/// both in full; and where an answer equals its request later, the phone is asked for its mode before the answer
+/// counts.
 class SerialLine final : public PhoneLink {
 public:
     /// `name` is the port's, for the log.
@@ -44,9 +65,9 @@ public:
     void awaitFirstView() override;
     std::optional<std::vector<std::uint8_t>> knownVersion() override;
     /// A damaged answer to a version request or to the read of an NV item makes it ask a second time. Failures beyond
-    /// PhoneLink's: kWriteFailure (the device does not take the request), kFramingError and kCheckSequenceError (what
-    /// came was damaged); a write of an item may have reached the phone then, and is never repeated here.
-    /// kPhoneNotPresent also for a device that leaves meanwhile.
+    /// PhoneLink's: kWriteFailure (the device does not take the request), kFramingError (what came was damaged, or the
+    /// line echoes) and kCheckSequenceError (what came was damaged); a write of an item may have reached the phone
+    /// then, and is never repeated here. kPhoneNotPresent also for a device that leaves meanwhile.
     Status exchange(std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
                     std::vector<std::uint8_t>& answer) override;
     void setPresent(bool present) override;
@@ -65,8 +86,9 @@ private:
     /// What a request has met while it waits for its answer.
     struct Hearing {
         Status damage = com::kOk; // of the last damaged frame
-        bool unfinished = false;  // bytes have come since the last whole frame
+        bool pending = false;     // bytes have come since the last whole frame: noise, or a frame that goes on
         bool gone = false;        // the device has left
+        bool echo = false;        // the line repeats what is sent
         std::size_t bytes = 0;
         std::uint64_t strayBefore = 0; // the decoder's stray bytes up to the last whole frame
     };
@@ -80,6 +102,7 @@ private:
     std::optional<Status> interrupted();
     Status afterWriteFailure();
     void lose();
+    void refuseEcho();
 
     // The keeper.
     void keep();
@@ -89,6 +112,8 @@ private:
     void askForPhone();
     void learn(Status status, const Bytes& mode, const Bytes& version);
     void learnAnswersLocked(PhoneMode mode, const Bytes& version);
+    bool isNewsLocked(const std::string& problem);
+    void report(const std::string& problem) const;
     void tellChanges();
 
     void noteExchange(Status status, Request request, const Bytes& answer, std::uint32_t timeoutMs);
@@ -136,7 +161,7 @@ private:
     Clock::time_point nextAsk_;
     Clock::time_point lastAskEnd_;
     Clock::time_point lastAnswer_; // to a client
-    std::string reported_;
+    std::string reported_;         // the last problem in the log, while it lasts
     std::thread keeper_;
 };
 

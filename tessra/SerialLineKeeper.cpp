@@ -25,6 +25,26 @@ bool isMode(const std::vector<std::uint8_t>& answer) {
     return answer.size() == kModePacketBytes && answer[0] == static_cast<std::uint8_t>(Command::queryMode);
 }
 
+// Whether these are a phone's answers. One in its loader refuses to tell its version, and one that is about to leave
+// may.
+bool isPhone(const std::vector<std::uint8_t>& mode, const std::vector<std::uint8_t>& version) {
+    if (!isMode(mode)) {
+        return false;
+    }
+    switch (static_cast<PhoneMode>(get16(mode, 1))) {
+    case PhoneMode::online:
+    case PhoneMode::offline:
+        return isVersion(version);
+    case PhoneMode::download:
+    case PhoneMode::streamDownload:
+    case PhoneMode::reset:
+        return true;
+    case PhoneMode::none:
+        break;
+    }
+    return false;
+}
+
 } // namespace
 
 void SerialLine::keep() {
@@ -90,11 +110,20 @@ void SerialLine::openDevice() {
         known_ = true;
         viewKnown_.notify_all();
     }
-    const bool isNews = std::exchange(reported_, problem) != problem && !problem.empty();
+    const bool isNews = isNewsLocked(problem);
     guard.unlock();
     if (isNews) {
-        kernel::logError("The serial line of " + name_ + ": " + setup_.device.string() + ": " + problem);
+        report(problem);
     }
+}
+
+// Whether the log has yet to be told of `problem`; empty: there is none any more.
+bool SerialLine::isNewsLocked(const std::string& problem) {
+    return std::exchange(reported_, problem) != problem && !problem.empty();
+}
+
+void SerialLine::report(const std::string& problem) const {
+    kernel::logError("The serial line of " + name_ + ": " + setup_.device.string() + ": " + problem);
 }
 
 void SerialLine::closeLostDevice() {
@@ -149,20 +178,33 @@ void SerialLine::askForPhone() {
 }
 
 void SerialLine::learn(Status status, const Bytes& mode, const Bytes& version) {
-    const Guard guard(lock_);
+    static const std::string kStranger = "what answers there does not tell its mode and version as a phone does";
+    Guard guard(lock_);
     lastAskEnd_ = Clock::now();
     nextAsk_ = lastAskEnd_ + milliseconds(setup_.askEveryMs);
     if (status == kGaveWay) {
         return;
     }
-    if (com::succeeded(status)) {
+    bool isNews = false;
+    if (com::succeeded(status) && isPhone(mode, version)) {
         misses_ = 0;
-        learnAnswersLocked(isMode(mode) ? static_cast<PhoneMode>(get16(mode, 1)) : PhoneMode::none, version);
+        trouble_ = com::kOk;
+        isNewsLocked({});
+        learnAnswersLocked(static_cast<PhoneMode>(get16(mode, 1)), version);
+    } else if (com::succeeded(status)) {
+        trouble_ = com::kOk;
+        isNews = isNewsLocked(kStranger);
+        missLocked();
     } else if (status == kResponseTimeout || status == kWriteFailure) {
+        trouble_ = com::kOk;
         missLocked();
     }
     known_ = true;
     viewKnown_.notify_all();
+    guard.unlock();
+    if (isNews) {
+        report(kStranger);
+    }
 }
 
 void SerialLine::learnAnswersLocked(PhoneMode mode, const Bytes& version) {

@@ -19,12 +19,14 @@ struct Speed {
     speed_t code;
 };
 
+// At slower ones, the answer to a version request takes longer than LineSetup::answerMs, and the exchange of an NV item
+// longer than the 2 s that clients wait for it.
 constexpr Speed kSpeeds[] = {
-    {1200, B1200},       {1800, B1800},       {2400, B2400},       {4800, B4800},       {9600, B9600},
-    {19200, B19200},     {38400, B38400},     {57600, B57600},     {115200, B115200},   {230400, B230400},
-    {460800, B460800},   {500000, B500000},   {576000, B576000},   {921600, B921600},   {1000000, B1000000},
-    {1152000, B1152000}, {1500000, B1500000}, {2000000, B2000000}, {2500000, B2500000}, {3000000, B3000000},
-    {3500000, B3500000}, {4000000, B4000000},
+    {1800, B1800},       {2400, B2400},       {4800, B4800},       {9600, B9600},       {19200, B19200},
+    {38400, B38400},     {57600, B57600},     {115200, B115200},   {230400, B230400},   {460800, B460800},
+    {500000, B500000},   {576000, B576000},   {921600, B921600},   {1000000, B1000000}, {1152000, B1152000},
+    {1500000, B1500000}, {2000000, B2000000}, {2500000, B2500000}, {3000000, B3000000}, {3500000, B3500000},
+    {4000000, B4000000},
 };
 
 std::string reason(const char* what) {
@@ -38,6 +40,7 @@ bool setUp(int device, speed_t speed) {
         return false;
     }
     ::cfmakeraw(&settings);
+    settings.c_iflag = 0; // what that leaves: flow control of the input, parity checks
     settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | CSTOPB | CRTSCTS);
     settings.c_cflag |= CS8 | CREAD | CLOCAL;
     settings.c_cc[VMIN] = 1; // with nothing to read, a read fails with EAGAIN, and 0 bytes mean a hang-up
@@ -57,7 +60,7 @@ Status SerialPort::open(const LineSetup& setup, std::string& problem) {
     const auto speed = std::find_if(std::begin(kSpeeds), std::end(kSpeeds),
                                     [&](const Speed& each) { return each.baud == setup.baud; });
     if (speed == std::end(kSpeeds)) {
-        problem = std::to_string(setup.baud) + " baud is no speed of a serial line";
+        problem = std::to_string(setup.baud) + " baud is none of the speeds of a serial line from 1800 to 4000000";
         return kInvalidBaudRate;
     }
     FileDescriptor device(::open(setup.device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));

@@ -13,7 +13,7 @@
 namespace tessra {
 
 /// A serial device of the operating system: raw bytes, 8 data bits, no parity, one stop bit, no flow control, at one of
-/// the speeds from 1200 to 4000000 baud that POSIX and Linux name. One thread at a time uses it.
+/// the speeds from 1800 to 4000000 baud that POSIX and Linux name. One thread at a time uses it.
 class SerialPort {
 public:
     using Clock = std::chrono::steady_clock;

@@ -9,9 +9,9 @@ struct Waiter;
 
 /// Holds the dispatcher lock (see Waitable) for a scope. Only the kernel objects use it.
 ///
-/// The threads whose waits are satisfied meanwhile are woken after the lock has been let go, so that none wakes only to
-/// wait for the lock. Nothing of the object that was signalled is touched from then on: the woken thread may already
-/// have destroyed it.
+/// Of the threads whose waits are satisfied meanwhile, the last (mostly the only one) is woken after the lock has been
+/// let go, so that it does not wake only to wait for the lock; those before it are woken under the lock. Nothing of the
+/// object that was signalled is touched once the lock is free: the woken thread may already have destroyed it.
 class DispatcherLock {
 public:
     DispatcherLock();

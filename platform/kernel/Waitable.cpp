@@ -31,8 +31,9 @@ struct Waiter {
     const ThreadId thread = currentThreadId();
     // Index of the object that ended the wait. Guarded by the dispatcher lock.
     std::size_t satisfiedBy = kNotSatisfied;
-    // A hint for the thread while it spins: satisfiedBy is worth a look. Set once the dispatcher lock is free again;
-    // one that belongs to the wait before only ends the spinning early.
+    // A hint for the thread while it spins: satisfiedBy is worth a look. Set once the dispatcher lock is free again, or
+    // before, where another thread is woken by the same signal; one that belongs to the wait before only ends the
+    // spinning early.
     std::atomic<bool> wakeHint{false};
     SpinPatience patience; // the thread's own
 };

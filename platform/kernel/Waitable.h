@@ -32,10 +32,11 @@ class DispatcherLock;
 /// reset, a mutex owned).
 ///
 /// One process-wide lock, the dispatcher lock, guards the state of every waitable and the lists of their waiters. It is
-/// held for a few instructions at a time and never while something sleeps or calls out; a wait for several objects is
-/// thereby one atomic step, and an object may be destroyed as soon as the wait for it has returned. Waiters are served
-/// in the order of their arrival: who signals an object takes it at once on behalf of the first waiter, so a signal can
-/// neither be lost nor be snatched away by a later comer.
+/// held for a few instructions at a time, where one signal serves several threads also while all of them but the last
+/// are woken, and never while something sleeps or calls out; a wait for several objects is thereby one atomic step, and
+/// an object may be destroyed as soon as the wait for it has returned. Waiters are served in the order of their
+/// arrival: who signals an object takes it at once on behalf of the first waiter, so a signal can neither be lost nor
+/// be snatched away by a later comer.
 ///
 /// Any thread may call any operation. An object must not be destroyed while a thread waits for it.
 class Waitable {

@@ -163,6 +163,9 @@ int PhoneTerminal::pollTimeoutLocked() const {
 }
 
 void PhoneTerminal::serveLocked(std::span<const std::uint8_t> bytes, std::unique_lock<std::mutex>& guard) {
+    if (faults_.echoes) {
+        sendLocked(bytes);
+    }
     const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : worn(bytes);
     std::span<const std::uint8_t> rest(arrived);
     while (master_ && !rest.empty()) {
@@ -197,11 +200,9 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
     if (answer.empty()) {
         return;
     }
+    sendLocked(worn(Bytes(faults_.garbageBytes, kGarbage)));
     pause(faults_.delayMs, guard);
-    Bytes sent(faults_.garbageBytes, kGarbage);
-    const Bytes frame = encodeFrame(answer);
-    sent.insert(sent.end(), frame.begin(), frame.end());
-    sendLocked(worn(sent));
+    sendLocked(worn(encodeFrame(answer)));
 }
 
 void PhoneTerminal::babbleLocked() {

@@ -26,10 +26,11 @@ struct LineFaults {
     std::uint64_t seed = 1;
     std::uint32_t delayMs = 0;      // before each answer
     std::uint32_t silentFrom = 0;   // from this packet on there is no answer
-    std::uint32_t garbageBytes = 0; // bytes before each answer that belong to no frame
+    std::uint32_t garbageBytes = 0; // bytes of no frame before each answer and its delay
     std::uint32_t unplugAt = 0;     // this packet finds the terminal gone
     std::int32_t backAfterMs = -1;  // from then until there is a new terminal; -1: there is none
     std::uint32_t babbleFrom = 0;   // from this packet on, bytes without end instead of answers
+    bool echoes = false;            // what comes goes back at once, as on a line of a single wire
 };
 
 /// A phone behind a pseudo-terminal of this machine: frames come in, the model's answers go out. Whoever opens the

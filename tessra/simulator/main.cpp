@@ -13,11 +13,26 @@
 
 namespace {
 
-tessra::PhoneTerminal* running = nullptr;
+/// While it lives, the signals that end a program make the terminal stop. Afterwards they do nothing: the program is
+/// about to end, and the memory file is yet to be brought to the disk.
+class EndingSignals {
+public:
+    explicit EndingSignals(tessra::PhoneTerminal& terminal) {
+        running = &terminal;
+        handleBoth([](int) { running->stop(); });
+    }
+    ~EndingSignals() { handleBoth(SIG_IGN); }
+    EndingSignals(const EndingSignals&) = delete;
+    EndingSignals& operator=(const EndingSignals&) = delete;
 
-void endRunning(int) {
-    running->stop();
-}
+private:
+    static void handleBoth(void (*handler)(int)) {
+        std::signal(SIGINT, handler);
+        std::signal(SIGTERM, handler);
+    }
+
+    static inline tessra::PhoneTerminal* running = nullptr;
+};
 
 struct Options {
     tessra::PhoneSetup phone;
@@ -49,6 +64,8 @@ void describe(CLI::App& app, Options& options) {
         ->group(faults);
     app.add_option("--silent-from", options.faults.silentFrom, "no answer from this packet on")->group(faults);
     app.add_option("--babble-from", options.faults.babbleFrom, "bytes without end from this packet on")->group(faults);
+    app.add_flag("--echo", options.faults.echoes, "the line gives back what it is sent, before any answer")
+        ->group(faults);
     app.add_option("--unplug-at", options.faults.unplugAt, "this packet finds the terminal gone")->group(faults);
     app.add_option("--back-after-ms", options.faults.backAfterMs, "from then until there is a new one; -1: never")
         ->group(faults);
@@ -59,9 +76,7 @@ int serve(const Options& options) {
     tessra::PhoneModel phone(options.phone, memory);
     tessra::PhoneTerminal terminal(phone, options.link);
     terminal.setFaults(options.faults);
-    running = &terminal;
-    std::signal(SIGINT, endRunning);
-    std::signal(SIGTERM, endRunning);
+    const EndingSignals signals(terminal);
     std::cout << terminal.device() << std::endl; // at once, for whoever waits for it
     terminal.run();
     return 0;

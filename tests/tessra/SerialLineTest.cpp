@@ -5,7 +5,9 @@
 #include "TestFiles.h"
 #include "platform/kernel/Trace.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <termios.h>
 
 #include <atomic>
 #include <map>
@@ -27,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 class SerialLineTest : public testing::Test {
 protected:
     SerialLineTest() {
-        kernel::setErrorLog([](std::string_view) {});
+        kernel::setErrorLog([this](std::string_view line) { echoReports_ += line.find("repeats what") != line.npos; });
     }
     ~SerialLineTest() override { kernel::setErrorLog({}); }
 
@@ -52,6 +54,7 @@ protected:
         return waitUntil([&] { return line_->look().state == state; });
     }
 
+    std::atomic<int> echoReports_ = 0;
     TemporaryFolder folder_;
     RunningPhone phone_{folder_ / "line"};
     std::atomic<int> changes_ = 0;
@@ -81,6 +84,11 @@ TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
         {"nor one to a change of mode", {.bitErrors = 0.1, .sparesRequests = true}, {0x29, 4, 0}, kFramingError, 1},
         {"noise without end", {.babbleFrom = 1}, nvRead(5), kFramingError, 1},
         {"noise before an answer", {.garbageBytes = 40}, nvRead(5), com::kOk, 1},
+        {"noise long before the answer to what can't be repeated",
+         {.delayMs = 60, .garbageBytes = 1},
+         {0x29, 4, 0},
+         com::kOk,
+         1},
         {"a frame's worth of noise before an answer", {.garbageBytes = 5000}, nvRead(5), com::kOk, 1},
     };
     open();
@@ -123,6 +131,59 @@ TEST_F(SerialLineTest, ALateAnswerIsNeverTakenForALaterRequests) {
     EXPECT_EQ(answer_[kNvDataOffset], 4);
 }
 
+// An echo looks like an NV item of zeros, or like one that has been written.
+TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
+    const struct {
+        const char* name;
+        LineFaults echo;
+    } rows[] = {{"with nothing behind it", {.silentFrom = 1, .echoes = true}},
+                {"before the answers of a phone", {.echoes = true}},
+                {"before the late answers of a phone", {.delayMs = 30, .echoes = true}}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        echoReports_ = 0;
+        phone_.terminal.setFaults(row.echo);
+        open(20);
+        const auto isRefused = [&] { return line_->look().state == PhoneState::searching; };
+        EXPECT_TRUE(isRefused());
+        EXPECT_EQ(line_->look().trouble, kFramingError);
+        EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
+        const auto before = phone_.terminal.packets();
+        EXPECT_TRUE(waitUntil([&] { return phone_.terminal.packets() >= before + 6 || !isRefused(); }));
+        EXPECT_TRUE(isRefused()) << "however often it is asked";
+        EXPECT_EQ(echoReports_, 1);
+        phone_.terminal.setFaults({});
+        EXPECT_TRUE(comesTo(PhoneState::present)) << "once the echo is gone";
+        EXPECT_EQ(line_->look().trouble, com::kOk);
+
+        for (const Bytes& request : {nvRead(5), nvWrite(5, 0)}) { // in the middle of a transfer, between two questions
+            phone_.terminal.setFaults({});
+            open();
+            ASSERT_EQ(exchange(nvWrite(5, 0), 5000), com::kOk);
+            ASSERT_EQ(exchange(nvRead(5), 5000), com::kOk) << "an answer like its request is one all the same";
+            phone_.terminal.setFaults(row.echo);
+            EXPECT_EQ(exchange(request), kFramingError);
+            EXPECT_TRUE(answer_.empty());
+            EXPECT_EQ(line_->look().trouble, kFramingError);
+        }
+    }
+}
+
+TEST_F(SerialLineTest, APhoneIsWhatTellsItsMode) {
+    const struct {
+        PhoneMode mode;
+        PhoneState state;
+    } rows[] = {{PhoneMode::offline, PhoneState::present},
+                {PhoneMode::download, PhoneState::present}, // refuses to tell its version
+                {PhoneMode::none, PhoneState::searching},
+                {static_cast<PhoneMode>(3), PhoneState::searching}};
+    for (const auto& row : rows) {
+        const RunningPhone other(folder_ / "line", {.mode = row.mode});
+        open();
+        EXPECT_EQ(line_->look().state, row.state) << static_cast<int>(row.mode);
+    }
+}
+
 TEST_F(SerialLineTest, ABabblingLineKeepsNoProcessorBusy) {
     open();
     phone_.terminal.setFaults({.babbleFrom = 1});
@@ -153,9 +214,8 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
         phone_.terminal.setPlugged(false);
     });
     const auto start = Clock::now();
-    Status status = exchange(nvRead(5), 20000);
+    EXPECT_EQ(exchange(nvRead(5), 20000), kPhoneNotPresent);
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(10));
-    EXPECT_TRUE(status == kPhoneNotPresent || status == kWriteFailure) << status;
     unplugger.join();
     EXPECT_TRUE(waitUntil([&] { return !line_->look().usable; }));
     EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
@@ -164,6 +224,15 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     ASSERT_TRUE(comesTo(PhoneState::present));
     EXPECT_NE(line_->look().appearance, first);
     EXPECT_EQ(exchange(nvRead(5), 5000), com::kOk);
+
+    // Unplugged while a request is on its way.
+    phone_.terminal.setStopped(true);
+    std::thread again([&] { phone_.terminal.setPlugged(false); });
+    EXPECT_EQ(exchange(nvRead(5), 20000), kPhoneNotPresent);
+    again.join();
+    EXPECT_TRUE(waitUntil([&] { return !line_->look().usable; }));
+    phone_.terminal.setPlugged(true);
+    ASSERT_TRUE(comesTo(PhoneState::present));
 
     // Unplugged while nobody talks: noticed at once, not with the next question.
     const int changesBefore = changes_;
@@ -217,10 +286,30 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
     line_.reset();
     EXPECT_EQ(second.open({.device = folder_ / "line"}, problem), com::kOk) << problem;
     second.close();
+    EXPECT_EQ(second.open({.device = folder_ / "line", .baud = 1200}, problem), kInvalidBaudRate);
+    EXPECT_EQ(problem, "1200 baud is none of the speeds of a serial line from 1800 to 4000000");
+    EXPECT_EQ(second.open({.device = folder_ / "line", .baud = 1800}, problem), com::kOk) << problem;
+    second.close();
     writeText(folder_ / "file", "keep me");
     EXPECT_EQ(second.open({.device = folder_ / "file"}, problem), com::kFail);
     EXPECT_EQ(problem, "is no serial device");
     EXPECT_EQ(second.open({.device = folder_ / "none"}, problem), com::kFail);
+}
+
+TEST_F(SerialLineTest, WhatAnotherProgramLeftOnTheDeviceIsCleared) {
+    const FileDescriptor device(::open((folder_ / "line").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    termios settings{};
+    ASSERT_EQ(::tcgetattr(device.number(), &settings), 0);
+    settings.c_iflag |= IXON | IXOFF | IXANY | INPCK | IGNPAR;
+    settings.c_lflag |= ECHO | ICANON;
+    settings.c_cflag |= CSTOPB | CRTSCTS;
+    ASSERT_EQ(::tcsetattr(device.number(), TCSANOW, &settings), 0);
+    open();
+    ASSERT_EQ(::tcgetattr(device.number(), &settings), 0);
+    EXPECT_EQ(settings.c_iflag, 0U);
+    EXPECT_EQ(settings.c_lflag & (ECHO | ICANON), 0U);
+    EXPECT_EQ(settings.c_cflag & (CSTOPB | CRTSCTS), 0U);
+    EXPECT_EQ(line_->look().state, PhoneState::present);
 }
 
 // Random damage in both directions, and values that change: what is accepted must be what the phone had at that time.

@@ -50,9 +50,9 @@ namespace tessra {
 /// A line that echoes (two wires joined, an adapter for a single wire) gives every request back, and a request for an
 /// NV item looks like its answer: zeros read, or a write done. Such a line is refused, with or without a phone behind
 /// the echo: it has no phone, and kFramingError as its trouble. What shows the echo are the questions for the version
-/// and the mode, of one byte, which no phone answers with one byte. So a phone is present only once it has answered
-/// both in full; and where an answer equals its request later, the phone is asked for its mode before the answer
-/// counts.
+/// and the mode, of one byte, which no phone answers with one byte. So a phone is present only once it has told its
+/// mode and answered the other question too, if only by refusing it; and where an answer equals its request later, the
+/// phone is asked for its mode before the answer counts.
 class SerialLine final : public PhoneLink {
 public:
     /// `name` is the port's, for the log.

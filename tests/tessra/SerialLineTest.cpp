@@ -171,16 +171,25 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
 
 TEST_F(SerialLineTest, APhoneIsWhatTellsItsMode) {
     const struct {
-        PhoneMode mode;
+        const char* name;
+        PhoneSetup phone;
         PhoneState state;
-    } rows[] = {{PhoneMode::offline, PhoneState::present},
-                {PhoneMode::download, PhoneState::present}, // refuses to tell its version
-                {PhoneMode::none, PhoneState::searching},
-                {static_cast<PhoneMode>(3), PhoneState::searching}};
+        std::size_t versionBytes;
+    } rows[] = {
+        {"offline", {.mode = PhoneMode::offline}, PhoneState::present, 55},
+        {"in its loader, which refuses to tell the version", {.mode = PhoneMode::download}, PhoneState::present, 0},
+        {"in a mode without a name", {.mode = static_cast<PhoneMode>(3)}, PhoneState::present, 55},
+        {"in no mode", {.mode = PhoneMode::none}, PhoneState::searching, 0},
+        {"with another version answer", {.versionBytes = 54}, PhoneState::present, 54},
+        {"with none", {.versionBytes = 0}, PhoneState::present, 0},
+    };
     for (const auto& row : rows) {
-        const RunningPhone other(folder_ / "line", {.mode = row.mode});
+        SCOPED_TRACE(row.name);
+        const RunningPhone other(folder_ / "line", row.phone);
         open();
-        EXPECT_EQ(line_->look().state, row.state) << static_cast<int>(row.mode);
+        EXPECT_EQ(line_->look().state, row.state);
+        EXPECT_EQ(line_->look().mode, row.state == PhoneState::present ? row.phone.mode : PhoneMode::none);
+        EXPECT_EQ(line_->knownVersion()->size(), row.versionBytes);
     }
 }
 

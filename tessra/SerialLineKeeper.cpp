@@ -226,14 +226,14 @@ void SerialLine::tellChanges() {
     changed_();
 }
 
-// What a client's exchange says about the phone.
-void SerialLine::noteExchange(Status status, Request request, const Bytes& answer, std::uint32_t timeoutMs) {
+// What a client's exchange says about the phone. `isSilence`: nothing answered the request, for long enough to count.
+void SerialLine::noteExchange(Status status, bool isSilence, Request request, const Bytes& answer) {
     const Guard guard(lock_);
     if (com::succeeded(status)) {
         misses_ = 0;
         lastAnswer_ = Clock::now();
         noteModeLocked(request, answer);
-    } else if (status == kResponseTimeout && timeoutMs >= setup_.answerMs) {
+    } else if (isSilence) {
         missLocked();
     }
     if (changedView_) {

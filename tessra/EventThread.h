@@ -18,8 +18,8 @@ class Port;
 /// at a known time, for those who have subscribed to their events. Meanwhile it sleeps.
 ///
 /// The first post() or wake() starts the thread, so a service that never had a subscriber has none; it stays until
-/// close(). Any thread may call any
-/// method, with whatever lock held; where the system gives no thread, that is logged, and each later call tries again.
+/// close(). Any thread may call any method, with whatever lock held; where the system gives no thread, that is logged,
+/// and each later call tries again.
 class EventThread {
 public:
     ~EventThread() { close(); }

@@ -111,7 +111,10 @@ std::uint32_t PhoneModel::starts() {
     return starts_;
 }
 
-PhoneModel::Packet PhoneModel::version(Request) {
+PhoneModel::Packet PhoneModel::version(Request request) {
+    if (setup_.versionBytes == 0) {
+        return badPacket(BadPacket::command, request);
+    }
     Packet answer(kVersionAnswerBytes);
     answer[0] = static_cast<std::uint8_t>(Command::version);
     putText(answer, kReleaseDateField, kReleaseDate);
@@ -120,6 +123,7 @@ PhoneModel::Packet PhoneModel::version(Request) {
     putText(answer, kSoftwareVersionField, setup_.softwareVersion);
     putText(answer, kSerialNumberField, setup_.serialNumber);
     answer[kVersionRevisionOffset] = kVersionRevision;
+    answer.resize(setup_.versionBytes);
     return answer;
 }
 

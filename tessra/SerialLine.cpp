@@ -51,11 +51,15 @@ bool isEchoedQuestion(std::span<const std::uint8_t> packet) {
     return packet.size() == 1 && (packet[0] == codeOf(Command::version) || packet[0] == codeOf(Command::queryMode));
 }
 
-// Whether `answer` may be the echo of `request`. A phone that has just agreed to a change of mode may be on its way to
-// leave, and is not asked.
+bool isReset(std::span<const std::uint8_t> request) {
+    return request.size() == kModePacketBytes && request[0] == codeOf(Command::changeMode) &&
+           static_cast<PhoneMode>(get16(request, 1)) == PhoneMode::reset;
+}
+
+// Whether `answer` may be the echo of `request`, and the phone is to be asked. One that has just agreed to a reset may
+// be on its way to leave, and is not.
 bool mayBeEcho(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
-    return std::equal(request.begin(), request.end(), answer.begin(), answer.end()) &&
-           request[0] != codeOf(Command::changeMode);
+    return std::equal(request.begin(), request.end(), answer.begin(), answer.end()) && !isReset(request);
 }
 
 } // namespace
@@ -132,15 +136,16 @@ Status SerialLine::exchange(Request request, std::uint32_t timeoutMs, Bytes& ans
     if (com::succeeded(status)) {
         status = ask(request, deadline, answer);
     }
+    const bool isSilence = status == kResponseTimeout && timeoutMs >= setup_.answerMs;
     if (com::succeeded(status) && mayBeEcho(request, answer)) {
         constexpr std::uint8_t kMode = codeOf(Command::queryMode);
         Bytes ignored;
-        status = ask({&kMode, 1}, deadline, ignored);
+        status = ask({&kMode, 1}, std::max(deadline, Clock::now() + milliseconds(setup_.answerMs)), ignored);
     }
     if (com::failed(status)) {
         answer.clear();
     }
-    noteExchange(status, request, answer, timeoutMs);
+    noteExchange(status, isSilence, request, answer);
     return status;
 }
 

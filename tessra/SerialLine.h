@@ -50,9 +50,16 @@ namespace tessra {
 /// A line that echoes (two wires joined, an adapter for a single wire) gives every request back, and a request for an
 /// NV item looks like its answer: zeros read, or a write done. Such a line is refused, with or without a phone behind
 /// the echo: it has no phone, and kFramingError as its trouble. What shows the echo are the questions for the version
-/// and the mode, of one byte, which no phone answers with one byte. So a phone is present only once it has answered
-/// both in full; and where an answer equals its request later, the phone is asked for its mode before the answer
-/// counts.
+/// and the mode, of one byte, which no phone answers with one byte. So a phone is present only once it has told its
+/// mode and answered the other question too, if only by refusing it; and where an answer equals its request later, the
+/// phone is asked for its mode before the answer counts. The question lasts until the request's time is over, and
+/// answerMs at least: what a phone confirms late is done all the same. Exempt is the agreement to a reset, as the phone
+/// may leave before it can tell its mode; the keeper, which watches a reset, asks at once and finds the echo.
+///
+/// The question costs each write, and each read that finds zeros, 12 bytes more on the wire and one more round trip.
+/// Where an adapter holds short packets back, that is nearly another write's time. A recent answer is no reason to go
+/// without it, as a line may begin to echo at any moment: until the next question, writes would count as done that
+/// never reached the phone.
 class SerialLine final : public PhoneLink {
 public:
     /// `name` is the port's, for the log.
@@ -67,7 +74,8 @@ public:
     /// A damaged answer to a version request or to the read of an NV item makes it ask a second time. Failures beyond
     /// PhoneLink's: kWriteFailure (the device does not take the request), kFramingError (what came was damaged, or the
     /// line echoes) and kCheckSequenceError (what came was damaged); a write of an item may have reached the phone
-    /// then, and is never repeated here. kPhoneNotPresent also for a device that leaves meanwhile.
+    /// then, and is never repeated here. kPhoneNotPresent also for a device that leaves meanwhile. An answer that might
+    /// be an echo can take LineSetup::answerMs more than `timeoutMs`.
     Status exchange(std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
                     std::vector<std::uint8_t>& answer) override;
     void setPresent(bool present) override;
@@ -116,7 +124,7 @@ private:
     void report(const std::string& problem) const;
     void tellChanges();
 
-    void noteExchange(Status status, Request request, const Bytes& answer, std::uint32_t timeoutMs);
+    void noteExchange(Status status, bool isSilence, Request request, const Bytes& answer);
     void noteModeLocked(Request request, const Bytes& answer);
     void showLocked(PhoneState state, PhoneMode mode);
     void missLocked();

@@ -17,32 +17,19 @@ using std::chrono::milliseconds;
 // So many questions without answer, one after the other, show that the phone is gone.
 constexpr unsigned kMissesOfAbsence = 2;
 
+// Whether `answer` tells a version, of whatever layout: other phones have other ones.
 bool isVersion(const std::vector<std::uint8_t>& answer) {
-    return answer.size() == kVersionAnswerBytes && answer[0] == static_cast<std::uint8_t>(Command::version);
+    return answer.size() > 1 && answer[0] == static_cast<std::uint8_t>(Command::version);
 }
 
 bool isMode(const std::vector<std::uint8_t>& answer) {
     return answer.size() == kModePacketBytes && answer[0] == static_cast<std::uint8_t>(Command::queryMode);
 }
 
-// Whether these are a phone's answers. One in its loader refuses to tell its version, and one that is about to leave
-// may.
-bool isPhone(const std::vector<std::uint8_t>& mode, const std::vector<std::uint8_t>& version) {
-    if (!isMode(mode)) {
-        return false;
-    }
-    switch (static_cast<PhoneMode>(get16(mode, 1))) {
-    case PhoneMode::online:
-    case PhoneMode::offline:
-        return isVersion(version);
-    case PhoneMode::download:
-    case PhoneMode::streamDownload:
-    case PhoneMode::reset:
-        return true;
-    case PhoneMode::none:
-        break;
-    }
-    return false;
+// Whether whoever has answered both questions is a phone. Phones have more modes than have names here, and need not
+// tell their version: one in its loader refuses to. What is no answer at all, as an echo, does not get here.
+bool isPhone(const std::vector<std::uint8_t>& mode) {
+    return isMode(mode) && static_cast<PhoneMode>(get16(mode, 1)) != PhoneMode::none;
 }
 
 } // namespace
@@ -178,7 +165,7 @@ void SerialLine::askForPhone() {
 }
 
 void SerialLine::learn(Status status, const Bytes& mode, const Bytes& version) {
-    static const std::string kStranger = "what answers there does not tell its mode and version as a phone does";
+    static const std::string kStranger = "what answers there does not tell its mode as a phone does";
     Guard guard(lock_);
     lastAskEnd_ = Clock::now();
     nextAsk_ = lastAskEnd_ + milliseconds(setup_.askEveryMs);
@@ -186,7 +173,7 @@ void SerialLine::learn(Status status, const Bytes& mode, const Bytes& version) {
         return;
     }
     bool isNews = false;
-    if (com::succeeded(status) && isPhone(mode, version)) {
+    if (com::succeeded(status) && isPhone(mode)) {
         misses_ = 0;
         trouble_ = com::kOk;
         isNewsLocked({});
@@ -239,14 +226,14 @@ void SerialLine::tellChanges() {
     changed_();
 }
 
-// What a client's exchange says about the phone.
-void SerialLine::noteExchange(Status status, Request request, const Bytes& answer, std::uint32_t timeoutMs) {
+// What a client's exchange says about the phone. `isSilence`: nothing answered the request, for long enough to count.
+void SerialLine::noteExchange(Status status, bool isSilence, Request request, const Bytes& answer) {
     const Guard guard(lock_);
     if (com::succeeded(status)) {
         misses_ = 0;
         lastAnswer_ = Clock::now();
         noteModeLocked(request, answer);
-    } else if (status == kResponseTimeout && timeoutMs >= setup_.answerMs) {
+    } else if (isSilence) {
         missLocked();
     }
     if (changedView_) {

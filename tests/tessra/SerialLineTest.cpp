@@ -34,12 +34,12 @@ protected:
     ~SerialLineTest() override { kernel::setErrorLog({}); }
 
     /// Questions are rare enough not to meddle with a test unless it wants them.
-    void open(std::uint32_t askEveryMs = 600000, std::uint32_t baud = 115200) {
+    void open(std::uint32_t askEveryMs = 600000, std::uint32_t baud = 115200, std::uint32_t answerMs = 100) {
         LineSetup setup;
         setup.device = folder_ / "line";
         setup.baud = baud;
         setup.askEveryMs = askEveryMs;
-        setup.answerMs = 100;
+        setup.answerMs = answerMs;
         setup.quietMs = 20;
         line_.emplace("COM1", setup, true);
         line_->start([this] { ++changes_; });
@@ -86,7 +86,7 @@ TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
         {"noise before an answer", {.garbageBytes = 40}, nvRead(5), com::kOk, 1},
         {"noise long before the answer to what can't be repeated",
          {.delayMs = 60, .garbageBytes = 1},
-         {0x29, 4, 0},
+         {0x41, '9', '9', '9', '9', '9', '9'},
          com::kOk,
          1},
         {"a frame's worth of noise before an answer", {.garbageBytes = 5000}, nvRead(5), com::kOk, 1},
@@ -156,7 +156,8 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
         EXPECT_TRUE(comesTo(PhoneState::present)) << "once the echo is gone";
         EXPECT_EQ(line_->look().trouble, com::kOk);
 
-        for (const Bytes& request : {nvRead(5), nvWrite(5, 0)}) { // in the middle of a transfer, between two questions
+        for (const Bytes& request :
+             {nvRead(5), nvWrite(5, 0), Bytes{0x29, 4, 0}}) { // in the middle of a transfer, between two questions
             phone_.terminal.setFaults({});
             open();
             ASSERT_EQ(exchange(nvWrite(5, 0), 5000), com::kOk);
@@ -167,20 +168,50 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
             EXPECT_EQ(line_->look().trouble, kFramingError);
         }
     }
+    phone_.terminal.setFaults({});
+    open();
+    phone_.terminal.setFaults(rows[0].echo);
+    EXPECT_EQ(exchange({0x29, 5, 0}), com::kOk) << "an agreement to a reset is believed";
+    EXPECT_TRUE(waitUntil([&] { return line_->look().trouble == kFramingError; })) << "but looked into at once";
+    EXPECT_EQ(line_->look().state, PhoneState::searching);
+}
+
+// Each successful write equals its request, so the phone is asked for its mode after it.
+TEST_F(SerialLineTest, WhatThePhoneHasConfirmedIsNotLostToTheQuestionAfterIt) {
+    open(600000, 115200, 5000);
+    phone_.terminal.setFaults({.delayMs = 250});
+    EXPECT_EQ(exchange(nvWrite(5, 1), 400), com::kOk) << "the question has time of its own";
+
+    phone_.terminal.setFaults({});
+    open();
+    for (const std::uint32_t silentFrom : {2U, 3U}) { // the second time, another question goes before the write
+        phone_.terminal.setFaults({.silentFrom = silentFrom});
+        EXPECT_EQ(exchange(nvWrite(5, 2)), kResponseTimeout);
+    }
+    EXPECT_EQ(line_->look().state, PhoneState::present) << "it has answered both writes";
 }
 
 TEST_F(SerialLineTest, APhoneIsWhatTellsItsMode) {
     const struct {
-        PhoneMode mode;
+        const char* name;
+        PhoneSetup phone;
         PhoneState state;
-    } rows[] = {{PhoneMode::offline, PhoneState::present},
-                {PhoneMode::download, PhoneState::present}, // refuses to tell its version
-                {PhoneMode::none, PhoneState::searching},
-                {static_cast<PhoneMode>(3), PhoneState::searching}};
+        std::size_t versionBytes;
+    } rows[] = {
+        {"offline", {.mode = PhoneMode::offline}, PhoneState::present, 55},
+        {"in its loader, which refuses to tell the version", {.mode = PhoneMode::download}, PhoneState::present, 0},
+        {"in a mode without a name", {.mode = static_cast<PhoneMode>(3)}, PhoneState::present, 55},
+        {"in no mode", {.mode = PhoneMode::none}, PhoneState::searching, 0},
+        {"with another version answer", {.versionBytes = 54}, PhoneState::present, 54},
+        {"with none", {.versionBytes = 0}, PhoneState::present, 0},
+    };
     for (const auto& row : rows) {
-        const RunningPhone other(folder_ / "line", {.mode = row.mode});
+        SCOPED_TRACE(row.name);
+        const RunningPhone other(folder_ / "line", row.phone);
         open();
-        EXPECT_EQ(line_->look().state, row.state) << static_cast<int>(row.mode);
+        EXPECT_EQ(line_->look().state, row.state);
+        EXPECT_EQ(line_->look().mode, row.state == PhoneState::present ? row.phone.mode : PhoneMode::none);
+        EXPECT_EQ(line_->knownVersion()->size(), row.versionBytes);
     }
 }
 

@@ -19,6 +19,8 @@ namespace storage {
 //   2. the oldest record is made invalid, and with it the whole journal,
 //   3. the journal is overwritten with zeros.
 //
+// The disk gets each step when it has all before it, so that all this holds when the machine stops, too.
+//
 // A process that ends before the record of a commit is complete leaves the state before it; one that ends later, up to
 // step 2, leaves a journal from which the next open completes every change. No range lies in the journal, and the file
 // is not lengthened while there is one.
@@ -155,6 +157,8 @@ private:
     // Since the last checkpoint: the number of records in the journal, their length together, and what they set.
     std::uint64_t journalRecords_ = 0;
     std::uint64_t journalBytes_ = 0;
+    // Number of its first record.
+    std::uint64_t firstNumber_ = 0;
     std::vector<std::size_t> journaledBlocks_;
     std::vector<Span> journaledZeros_;
     // What they set is in its places, and the call that makes them invalid was begun.

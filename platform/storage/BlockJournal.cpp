@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstring>
 #include <iterator>
+#include <random>
 #include <utility>
 
 namespace storage {
@@ -76,7 +77,13 @@ void BlockCache::commit() {
         // Once the record is written, nothing may fail.
         makeRoom(journaledBlocks_, changedBlocks_);
         makeRoom(journaledZeros_, cleared_.size());
-        record_.seal(journalStart(), journalRecords_);
+        if (journalRecords_ == 0) {
+            firstNumber_ = std::uint64_t{std::random_device{}()} << 32;
+        }
+        if (!fresh_.empty()) {
+            file_->orderWrites();
+        }
+        record_.seal(journalStart(), firstNumber_ + journalRecords_);
         tornBytes_ = record_.bytes().size();
         file_->write(journalStart() - tornBytes_, record_.bytes());
         journalBytes_ += std::exchange(tornBytes_, 0);
@@ -184,7 +191,10 @@ void BlockCache::checkpoint() {
         return;
     }
     requireWhole();
+    // The disk gets the records before the places, and the places before the end of the records.
+    file_->orderWrites();
     writeJournaledPlaces();
+    file_->orderWrites();
     eraseJournal();
 }
 
@@ -236,6 +246,8 @@ void BlockCache::eraseJournal() {
     // Without its oldest record the journal is none; until then it holds all of it. Should the call fail, nobody knows.
     journalEnds_ = true;
     writeZeros(size_ - JournalRecord::kFooterBytes, JournalRecord::kFooterBytes);
+    // A newer record that went before the oldest would leave a part of the journal, which says what is out of date.
+    file_->orderWrites();
     for (const std::size_t index : journaledBlocks_) {
         blocks_[index]->journaled = 0;
     }
@@ -276,8 +288,9 @@ void BlockCache::replay() {
     }
     journalRecords_ = journal.records.size();
     journalBytes_ = size_ - journal.start;
+    file_->orderWrites();
     writeJournaledPlaces();
-    file_->flush();
+    file_->orderWrites();
     eraseJournal();
     // The last of them may hold what was the journal.
     for (std::size_t index = 0; index < blocks_.size(); ++index) {

@@ -130,6 +130,12 @@ public:
         replaced_.reset();
         flushFolderOf(path_);
     }
+    // Before it has its path nobody finds what a power cut leaves of it.
+    void orderWrites() override {
+        if (inPlace_) {
+            file_->flush();
+        }
+    }
 
 private:
     // Null where the file system has no files without a name, or none that can get one later.

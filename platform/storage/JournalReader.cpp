@@ -39,9 +39,13 @@ private:
 FoundJournal findJournal(FileBytes& file, std::uint64_t fileSize) {
     FoundJournal journal{{}, fileSize};
     BackwardReader reader(file, fileSize);
+    std::uint64_t number = 0;
     while (journal.start >= JournalRecord::kFooterBytes) {
-        const auto length = JournalRecord::sizeByFooter(reader.before(journal.start, JournalRecord::kFooterBytes),
-                                                        journal.start, journal.records.size());
+        const ByteView footer = reader.before(journal.start, JournalRecord::kFooterBytes);
+        if (journal.records.empty()) {
+            number = JournalRecord::numberByFooter(footer);
+        }
+        const auto length = JournalRecord::sizeByFooter(footer, journal.start, number++);
         if (!length) {
             break;
         }

@@ -15,6 +15,8 @@ namespace storage {
 //
 // Whoever finds records there sets their ranges once more, oldest first, and so completes the changes. A record that
 // was cut short fails its checksum: nothing of its change has happened yet, and nothing older is touched by that.
+// Numbers go up by one from that of record 0, which is another one for each journal: what the disk kept of an earlier
+// journal does not continue a later one.
 //
 // Layout, little-endian:
 //
@@ -53,6 +55,7 @@ public:
     std::uint64_t sealedSize() const { return bytes_.size() + kFooterBytes; }
     const Buffer& bytes() const { return bytes_; }
 
+    static std::uint64_t numberByFooter(ByteView footer) { return get64(&footer[24]); }
     // The length of the record whose footer is `footer`, if it may end at `end` and has that number; otherwise none.
     static std::optional<std::uint64_t> sizeByFooter(ByteView footer, std::uint64_t end, std::uint64_t number);
     // Whether a record is whole: its checksum holds.

@@ -1,8 +1,11 @@
+#include "platform/storage/JournalReader.h"
 #include "platform/storage/Sectors.h"
 #include "tests/storage/HostileRun.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <ctime>
 
 namespace storage::testing {
@@ -155,6 +158,24 @@ TEST(HostileFileTest, AForgedJournalIsNoneAndCostsLittle) {
         EXPECT_LT(std::clock() - before, 2 * CLOCKS_PER_SEC);
         EXPECT_EQ(image->bytesWritten, 0U);
         root.reset();
+    }
+}
+
+// What the disk kept of an earlier journal stands where the present one would go on.
+TEST(HostileFileTest, AJournalIsNotContinuedByRecordsOfAnother) {
+    for (const std::uint64_t second : {8, 9}) {
+        Buffer file = Sectors::emptyFile();
+        file.resize(4096);
+        std::uint64_t end = file.size();
+        for (const std::uint64_t number : {std::uint64_t{7}, second}) {
+            JournalRecord record;
+            std::memset(record.addRange(8 * number, 8), 0xEE, 8);
+            record.seal(end, number);
+            end -= record.bytes().size();
+            std::ranges::copy(record.bytes(), file.begin() + static_cast<std::ptrdiff_t>(end));
+        }
+        auto journal = findJournal(*std::make_unique<MemoryFile>(imageOf(file)), file.size());
+        EXPECT_EQ(journal.records.size(), second == 8 ? 2U : 1U);
     }
 }
 

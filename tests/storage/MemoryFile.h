@@ -3,6 +3,7 @@
 #include "platform/storage/FileBytes.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 
@@ -21,6 +22,9 @@ struct MemoryImage {
     unsigned sixteenthsWritten = 0;
     bool failsForGood = true;
     std::uint64_t limit = UINT64_MAX;
+    // Called after each call that changes the file, and after each flush.
+    std::function<void()> onChange = [] {};
+    std::function<void()> onFlush = [] {};
 
     bool failsNow() { return ++changes == failAt || (failsForGood && failAt != 0 && changes > failAt); }
 };
@@ -55,6 +59,7 @@ public:
         if (fails) {
             throw Failure(kWriteFault);
         }
+        image_->onChange();
     }
 
     void resize(std::uint64_t newSize) override {
@@ -62,9 +67,15 @@ public:
             throw Failure(kMediumFull);
         }
         image_->bytes.resize(newSize);
+        image_->onChange();
     }
 
-    void flush() override {}
+    void flush() override {
+        if (image_->failsNow()) {
+            throw Failure(kWriteFault);
+        }
+        image_->onFlush();
+    }
 
 private:
     std::shared_ptr<MemoryImage> image_;

@@ -7,6 +7,8 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+
 namespace {
 
 constexpr mox::WorkerBody kWriteToDisk{"MoxFile::writeToDiskImpl()", true};
@@ -14,9 +16,10 @@ constexpr mox::WorkerBody kRemoveNvItems{"MoxFile::removeNvItemsImpl()", true};
 constexpr mox::WorkerBody kSetupStgPointers{"MoxFile::setupStgPointers()", true};
 constexpr mox::WorkerBody kCleanUp{"MoxFile::cleanUpImpl()", false};
 
+/// Where the system cannot tell, there may be a file, which nobody must replace: its opening says what is wrong.
 bool fileExists(const std::string& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0;
+    return ::stat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <unordered_set>
 
 namespace {
@@ -16,9 +17,10 @@ const std::string kCreatePrefix = "Calvane::createMoxFile( const string fileName
 const std::string kCreateListedPrefix = "Calvane::createMoxFile( const string fileName, const vector< NvItem >& "
                                         "nvItems, const unsigned short phoneModelId ) - ";
 
+/// Where the system cannot tell, there may be a file, which nobody must replace: its opening says what is wrong.
 bool fileExists(const std::string& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0;
+    return ::stat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
 /// Hands each record of the file to `take`, and lets go of the file when it returns.

@@ -85,6 +85,14 @@ TEST_F(MoxFileTest, AMissingFileIsNamedAndTheObjectGoesOn) {
     file.cleanUp();
     writeItems({5});
     EXPECT_EQ(numbers(), std::vector<int>{5});
+    file.open(path + "/below");
+    EXPECT_EQ(refusalOf([&] { file.begin(); }),
+              "MoxFile::setupStgPointers() - Trying to read '" + path + "/below' that doesn't exists");
+    const std::string loop = (folder / "loop").string();
+    std::filesystem::create_symlink(loop, loop);
+    file.open(loop);
+    EXPECT_EQ(refusalOf([&] { file.begin(); }), "MoxFile::setupStgPointers() - The path %1 could not be found.\r\n")
+        << "whether there is one, the system does not say";
 }
 
 TEST_F(MoxFileTest, ARemovalEndsAtTheFirstItemThatTheFileLacks) {

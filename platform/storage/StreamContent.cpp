@@ -15,8 +15,9 @@ constexpr std::uint64_t kFillBytes = 64 * 1024;
 constexpr bool isSmall(std::uint64_t size) {
     return size < kMiniStreamCutoff;
 }
+// More than any chain has, where the size that a file claims needs more than can be counted.
 constexpr std::uint32_t unitsFor(std::uint64_t size, std::uint32_t unit) {
-    return static_cast<std::uint32_t>((size + unit - 1) / unit);
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(size / unit + (size % unit != 0), UINT32_MAX));
 }
 
 } // namespace

@@ -90,6 +90,27 @@ TEST(HostileFileTest, AnswersAFailureCodeForWhatCannotBe) {
     }
 }
 
+// The number of sectors that such a stream would have is no 32-bit number.
+TEST(HostileFileTest, AStreamLargerThanAnyFileIsCorrupt) {
+    auto image = imageOf(emptyVersion4());
+    ComPtr<IStorage> root;
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(writeItem(*root.get(), 1, 1, 5000), com::kOk);
+    root.reset();
+    const std::size_t stream = 2 * 4096 + 2 * 128;
+    ASSERT_EQ(get64(&image->bytes[stream + 120]), 5000U);
+    for (const std::uint64_t size : {std::uint64_t{1} << 44, UINT64_MAX}) {
+        for (const std::uint32_t start : {get32(&image->bytes[stream + 116]), kEndOfChain}) {
+            Buffer file = image->bytes;
+            put32(&file[stream + 116], start);
+            put64(&file[stream + 120], size);
+            Tree tree;
+            EXPECT_EQ(readImage(file, tree), kFileCorrupt) << size;
+            EXPECT_TRUE(survivesUse(file)) << size;
+        }
+    }
+}
+
 // A storage that hangs from two places reads as its links say, but nothing is written into such a file.
 TEST(HostileFileTest, RefusesToChangeADirectoryThatIsNoTree) {
     auto image = std::make_shared<MemoryImage>();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/storage/Docfile.h"
+#include "platform/storage/Sectors.h"
 #include "tests/storage/MemoryFile.h"
 #include "tests/storage/StrictCheck.h"
 
@@ -81,6 +82,22 @@ inline Status readTree(IStorage& storage, Tree& tree, unsigned levels = kHostile
 
 inline Status openImage(const std::shared_ptr<MemoryImage>& image, std::uint32_t mode, ComPtr<IStorage>& root) {
     return openContainer(std::make_unique<MemoryFile>(image), mode, root);
+}
+
+inline Buffer emptyVersion4() {
+    Buffer file(3 * 4096);
+    const Buffer small = Sectors::emptyFile();
+    std::copy_n(small.begin(), 512, file.begin());
+    file[26] = 4;
+    file[30] = 12;
+    file[40] = 1;
+    std::fill(file.begin() + 4096, file.begin() + 8192, std::uint8_t{0xFF});
+    put32(&file[4096], kFatSector);
+    put32(&file[4100], kEndOfChain);
+    for (std::size_t at = 8192; at < file.size(); at += 128) {
+        std::copy_n(small.begin() + (at == 8192 ? 1024 : 1152), 128, file.begin() + static_cast<long>(at));
+    }
+    return file;
 }
 
 inline std::shared_ptr<MemoryImage> imageOf(Buffer bytes) {

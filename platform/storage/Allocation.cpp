@@ -89,6 +89,16 @@ std::uint32_t Allocation::usedSectors() {
     return end;
 }
 
+void Allocation::requireNoLooseEnds() const {
+    for (std::uint32_t sector = 0; sector < coverage(); ++sector) {
+        const std::uint32_t next = words_[sector];
+        const bool leadsNowhere = next <= kMaxRegularSector && (next >= coverage() || words_[next] == kFreeSector);
+        if (leadsNowhere || (next != kFreeSector && sector >= sectors_.count())) {
+            throw Failure(kFileCorrupt);
+        }
+    }
+}
+
 void Allocation::setWord(std::uint32_t sector, std::uint32_t value) {
     const std::uint32_t old = std::exchange(words_[sector], value);
     if (old < coverage()) {

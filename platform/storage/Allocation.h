@@ -35,6 +35,9 @@ public:
 
     // The present change is in the file: what it freed may be used again.
     void afterCommit();
+    // kFileCorrupt where a change could make a sector part of two chains: a word leads to a sector that is free or that
+    // the table does not cover, or one beyond the file's end is not free.
+    void requireNoLooseEnds() const;
     // Number of sectors up to the last one that is in use.
     std::uint32_t usedSectors();
 

@@ -189,7 +189,7 @@ void Container::change(bool joins, Body&& body) {
 
 void Container::prepare() {
     if (!prepared_) {
-        requireTree();
+        requireChangeable();
         cache_.prepare(sectors_->offsetOf(allocation_->usedSectors()));
         prepared_ = true;
     }
@@ -276,7 +276,10 @@ void Container::freeSubtree(const std::vector<std::uint32_t>& ids) {
     }
 }
 
-void Container::requireTree() const {
+void Container::requireChangeable() {
+    allocation_->requireNoLooseEnds();
+    mini_->load();
+    StreamContent::Owned owned;
     std::vector<bool> reached(directory_->count());
     reached[kRootEntry] = true;
     std::vector<std::uint32_t> pending{directory_->read(kRootEntry).child()};
@@ -294,6 +297,8 @@ void Container::requireTree() const {
         pending.push_back(entry.right());
         if (entry.type() == EntryType::storage) {
             pending.push_back(entry.child());
+        } else {
+            content_->claim(id, owned);
         }
         pending.push_back(entry.left());
     }

@@ -89,8 +89,9 @@ private:
     std::vector<std::uint32_t> subtree(std::uint32_t id) const;
     void freeContents(const std::vector<std::uint32_t>& ids);
     void freeSubtree(const std::vector<std::uint32_t>& ids);
-    // kFileCorrupt where an entry hangs from two places: a change at one would damage the other.
-    void requireTree() const;
+    // kFileCorrupt where an entry hangs from two places, or two streams have a sector in common, now or with its next
+    // use: a change at one would damage the other.
+    void requireChangeable();
     void makeRedBlack(std::uint32_t owner);
     bool isKnownRedBlack(std::uint32_t id) const { return id < redBlack_.size() && redBlack_[id]; }
     void setKnownRedBlack(std::uint32_t id, bool known);

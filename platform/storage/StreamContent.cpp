@@ -101,6 +101,30 @@ void StreamContent::resize(std::uint32_t id, StreamChain& chain, std::uint64_t n
     }
 }
 
+void StreamContent::claim(std::uint32_t id, Owned& owned) {
+    const auto add = [](std::vector<bool>& set, std::uint32_t number) {
+        if (number >= set.size()) {
+            set.resize(number + number / 2 + 64);
+        }
+        if (set[number]) {
+            throw Failure(kFileCorrupt);
+        }
+        set[number] = true;
+    };
+    const std::uint64_t size = directory_.sizeOf(id);
+    if (size == 0) {
+        return;
+    }
+    if (isSmall(size)) {
+        for (const std::uint32_t number : miniSectorsOf(id)) {
+            add(owned.mini, number);
+        }
+    } else {
+        StreamChain chain;
+        add(owned.first, sectorsOf(id, chain).front());
+    }
+}
+
 void StreamContent::free(std::uint32_t id) {
     const std::uint64_t size = directory_.sizeOf(id);
     if (size == 0) {

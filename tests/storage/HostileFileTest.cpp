@@ -69,6 +69,7 @@ TEST(HostileFileTest, AnswersAFailureCodeForWhatCannotBe) {
         {"mini stream larger than its sectors", entries + 120, 0x7FFFFFFF, kFileCorrupt},
         {"mini chain in a circle", miniFat, 0, kFileCorrupt},
         {"mini chain into the free", miniFat, kFreeSector, kFileCorrupt},
+        {"mini chain's last sector is free", miniFat + 4 * 2, kFreeSector, kFileCorrupt},
         {"mini chain out of the stream", miniFat, 0x00FFFFFF, kFileCorrupt},
         {"child outside of the directory", entries + 76, 0x00FFFFFF, kFileCorrupt},
         {"child is the root", entries + 76, 0, kFileCorrupt},
@@ -146,6 +147,68 @@ TEST(HostileFileTest, RefusesToChangeADirectoryThatIsNoTree) {
         for (auto* held : {&inner, &outer, &root}) {
             held->reset();
         }
+        EXPECT_EQ(image->bytes, bad) << row.what;
+    }
+}
+
+// What is damaged a little reads as far as it is whole, but nothing is written into such a file: a change would spoil
+// what is not damaged yet, and its success would hide it.
+TEST(HostileFileTest, RefusesToChangeWhatItWouldMakeWorse) {
+    auto image = std::make_shared<MemoryImage>();
+    ComPtr<IStorage> root;
+    ASSERT_EQ(createContainer(std::make_unique<MemoryFile>(image), root), com::kOk);
+    const struct {
+        const char16_t* name;
+        std::size_t length;
+    } streams[]{{u"a", 5000}, {u"b", 5000}, {u"c", 4000}, {u"d", 4000}};
+    for (const auto& [name, length] : streams) {
+        ComPtr<IStream> stream;
+        std::uint32_t transferred = 0;
+        ASSERT_EQ(root->createStream(name, kCreateWrite, stream), com::kOk);
+        ASSERT_EQ(stream->write(pattern(length, name[0]), transferred), com::kOk);
+    }
+    root.reset();
+    const Buffer good = image->bytes;
+    const auto start = [&](std::size_t entry) { return placesOfEntries(good).at(entry) + 116; };
+    const auto used = static_cast<std::uint32_t>(good.size() / 512 - 1);
+    const std::size_t unused = 512 + 4 * std::size_t{used};
+    const std::size_t mini = 512 + 512 * std::size_t{get32(&good[header::kFirstMiniFatSector])};
+    ASSERT_EQ(get32(&good[unused]), kFreeSector);
+    struct {
+        const char* what;
+        std::size_t offset;
+        std::uint32_t value;
+        std::size_t addedBytes;
+        // The stream that does not read any more, or reads as another one.
+        const char16_t* damaged;
+    } const rows[]{
+        {"two small streams with one beginning", start(4), get32(&good[start(3)]), 0, u"d"},
+        {"a small stream within another", start(4), get32(&good[start(3)]) + 1, 0, u"d"},
+        {"a small stream's last mini sector is free", mini + 4 * (get32(&good[start(4)]) + 62), kFreeSector, 0, u"d"},
+        {"two large streams with one beginning", start(2), get32(&good[start(1)]), 0, u"b"},
+        {"a large stream on the mini stream", start(2), get32(&good[start(0)]), 0, u"b"},
+        {"a large stream on the next free sector", start(2), used, 0, u"b"},
+        {"a lost sector leads to a free one", unused, used + 1, 512, nullptr},
+        {"a lost sector leads past the table", unused, 1000, 512, nullptr},
+        {"a sector beyond the end leads to the directory", unused, 1, 0, nullptr},
+    };
+    for (const auto& row : rows) {
+        image->bytes = good;
+        image->bytes.resize(good.size() + row.addedBytes);
+        put32(&image->bytes[row.offset], row.value);
+        const Buffer bad = image->bytes;
+        ASSERT_EQ(openImage(imageOf(bad), kOpenRead, root), com::kOk) << row.what;
+        for (const auto& [name, length] : streams) {
+            Buffer bytes;
+            if (row.damaged == nullptr || *name != *row.damaged) {
+                EXPECT_EQ(readStream(*root.get(), name, bytes), com::kOk) << row.what;
+                EXPECT_EQ(bytes, pattern(length, name[0])) << row.what;
+            }
+        }
+        ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk) << row.what;
+        EXPECT_EQ(writeItem(*root.get(), 7, 7), kFileCorrupt) << row.what;
+        EXPECT_EQ(root->destroyElement(u"a"), kFileCorrupt) << row.what;
+        root.reset();
         EXPECT_EQ(image->bytes, bad) << row.what;
     }
 }

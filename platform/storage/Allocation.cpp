@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <unordered_set>
 #include <utility>
 
 namespace storage {
@@ -117,7 +118,13 @@ void Allocation::loadFatSectors() {
     if (expected > count) {
         throw Failure(kFileCorrupt);
     }
-    marks_.resize(count);
+    // Not by sector number: a forged file may claim to be far longer than the disk that it is on.
+    std::unordered_set<std::uint32_t> claimed;
+    const auto claim = [&](std::uint32_t sector) {
+        if (sector >= count || !claimed.insert(sector).second) {
+            throw Failure(kFileCorrupt);
+        }
+    };
     const auto add = [&](std::uint32_t sector) {
         if (fatSectors_.size() < expected) {
             claim(sector);
@@ -127,15 +134,17 @@ void Allocation::loadFatSectors() {
     for (std::uint32_t slot = 0; slot < header::kDifatEntries; ++slot) {
         add(sectors_.headerField(header::kDifat + 4 * slot));
     }
+    Buffer listed(sectors_.sectorBytes());
     const std::uint32_t perSector = sectors_.wordsPerSector() - 1;
     std::uint32_t difat = sectors_.headerField(header::kFirstDifatSector);
     while (fatSectors_.size() < expected && difat < kMaxRegularSector) {
         claim(difat);
         difatSectors_.push_back(difat);
+        sectors_.cache().readDirect(sectors_.offsetOf(difat), listed);
         for (std::uint32_t slot = 0; slot < perSector; ++slot) {
-            add(get32(sectors_.read(difat, 4 * slot)));
+            add(get32(&listed[4 * slot]));
         }
-        difat = get32(sectors_.read(difat, 4 * perSector));
+        difat = get32(&listed[4 * perSector]);
     }
     if (fatSectors_.size() < expected || expected == 0) {
         throw Failure(kFileCorrupt);
@@ -160,12 +169,16 @@ void Allocation::loadWords() {
         }
         first = end;
     }
-    // A table that lies where the allocation table does not reach would be cut off with the free end of the file.
-    if (coverage() < marks_.size() && std::any_of(marks_.begin() + coverage(), marks_.end(),
-                                                  [](std::uint8_t mark) { return (mark & kClaimed) != 0; })) {
-        throw Failure(kFileCorrupt);
-    }
     marks_.resize(coverage());
+    for (const auto* table : {&fatSectors_, &difatSectors_}) {
+        for (const std::uint32_t sector : *table) {
+            // Where the allocation table does not reach, it would be cut off with the free end of the file.
+            if (sector >= coverage()) {
+                throw Failure(kFileCorrupt);
+            }
+            set(sector, kClaimed, true);
+        }
+    }
 }
 
 // Two chains that lead to one sector are found before the first of them is walked.
@@ -178,13 +191,6 @@ void Allocation::countPredecessors() {
             marks_[next] = static_cast<std::uint8_t>(mark | kReached | (mark & kReached) << 1);
         }
     }
-}
-
-void Allocation::claim(std::uint32_t sector) {
-    if (sector >= marks_.size() || has(sector, kClaimed)) {
-        throw Failure(kFileCorrupt);
-    }
-    set(sector, kClaimed, true);
 }
 
 void Allocation::learnFree() {

@@ -50,7 +50,6 @@ private:
     void loadFatSectors();
     void loadWords();
     void countPredecessors();
-    void claim(std::uint32_t sector);
     bool has(std::uint32_t sector, Mark mark) const { return (marks_[sector] & mark) != 0; }
     void set(std::uint32_t sector, Mark mark, bool on) {
         marks_[sector] = static_cast<std::uint8_t>(on ? marks_[sector] | mark : marks_[sector] & ~mark);

@@ -23,8 +23,7 @@ constexpr std::array<std::uint8_t, 64 * 1024> kZeros{};
 } // namespace
 
 BlockCache::BlockCache(std::unique_ptr<FileBytes> file, bool writable)
-    : file_(std::move(file)), writable_(writable), size_(file_->size()), usedEnd_(size_),
-      blocks_((size_ + kBlockBytes - 1) / kBlockBytes) {
+    : file_(std::move(file)), writable_(writable), size_(file_->size()), usedEnd_(size_) {
     replay();
 }
 
@@ -104,11 +103,10 @@ void BlockCache::readDirect(std::uint64_t offset, std::span<std::uint8_t> out) {
         const std::uint64_t at = offset + done;
         const std::size_t index = at / kBlockBytes;
         std::size_t step = std::min<std::size_t>(out.size() - done, kBlockBytes - at % kBlockBytes);
-        if (index < blocks_.size() && blocks_[index] != nullptr) {
-            std::memcpy(&out[done], &blocks_[index]->bytes[at % kBlockBytes], step);
+        if (const Block* block = inMemory(index)) {
+            std::memcpy(&out[done], &block->bytes[at % kBlockBytes], step);
         } else {
-            for (std::size_t next = index + 1;
-                 step < out.size() - done && (next >= blocks_.size() || blocks_[next] == nullptr); ++next) {
+            for (std::size_t next = index + 1; step < out.size() - done && inMemory(next) == nullptr; ++next) {
                 step = std::min(out.size() - done, step + kBlockBytes);
             }
             readFile(at, out.subspan(done, step));
@@ -138,7 +136,7 @@ void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
     for (std::size_t done = 0; done < bytes.size();) {
         const std::size_t within = (offset + done) % kBlockBytes;
         const std::size_t length = std::min(bytes.size() - done, kBlockBytes - within);
-        if (Block* block = blocks_[(offset + done) / kBlockBytes]) {
+        if (Block* block = inMemory((offset + done) / kBlockBytes)) {
             std::memcpy(&block->bytes[within], &bytes[done], length);
             if (block->change != nullptr) {
                 // What was there before the change is now this, too.
@@ -151,10 +149,8 @@ void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
 
 void BlockCache::prepare(std::uint64_t usedEnd) {
     if (usedEnd < size_) {
-        const std::size_t lastBlock = usedEnd / kBlockBytes;
-        if (usedEnd % kBlockBytes != 0 && blocks_[lastBlock] != nullptr) {
-            auto& bytes = blocks_[lastBlock]->bytes;
-            std::fill(bytes.begin() + usedEnd % kBlockBytes, bytes.end(), std::uint8_t{0});
+        if (Block* last = inMemory(usedEnd / kBlockBytes)) {
+            std::fill(last->bytes.begin() + usedEnd % kBlockBytes, last->bytes.end(), std::uint8_t{0});
         }
     }
     if (usedEnd != size_) {
@@ -206,6 +202,9 @@ void BlockCache::load(std::size_t block) {
     if (offset >= size_) {
         throw Failure(kFileCorrupt);
     }
+    if (block >= blocks_.size()) {
+        blocks_.resize(block + 1);
+    }
     Block* fresh = pool_.take();
     blocks_[block] = fresh;
     if (offset >= untouchedFrom_) {
@@ -255,7 +254,7 @@ void BlockCache::resize(std::uint64_t newSize) {
     for (std::size_t index = count; index < blocks_.size(); ++index) {
         drop(index);
     }
-    blocks_.resize(count);
+    blocks_.resize(std::min(blocks_.size(), count));
 }
 
 void BlockCache::growFor(std::uint64_t usedEnd, std::uint64_t room) {

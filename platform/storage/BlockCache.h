@@ -108,6 +108,8 @@ private:
         }
         return *blocks_[block];
     }
+    // Null where a block is not in memory.
+    Block* inMemory(std::size_t block) const { return block < blocks_.size() ? blocks_[block] : nullptr; }
     void load(std::size_t block);
     void drop(std::size_t block);
     void note(Block& block, std::size_t index, std::size_t offset, std::size_t length);
@@ -125,6 +127,7 @@ private:
     void patch(const JournalRecord::Range& range);
     void buildRecord();
     bool isCleared(std::uint64_t offset) const;
+    void zeroInBlocks(const Span& range);
     void zeroClearedInBlocks();
     void recordChange(const Change& change);
     void addToRecord(std::size_t block, std::size_t firstPiece, std::size_t lastPiece);
@@ -142,7 +145,7 @@ private:
     std::uint64_t untouchedFrom_ = UINT64_MAX;
     bool prepared_ = false;
     SlabPool<Block> pool_;
-    // Null where a block is not in memory.
+    // Up to the last one that was asked for; null where a block is not in memory.
     std::vector<Block*> blocks_;
     // Since the last commit: the blocks that were changed (the first of `changes_`, the others are spare), their noted
     // bytes and the runs of these, the ranges to be zero, and fresh places that were written past the blocks.

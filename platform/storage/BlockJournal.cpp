@@ -72,6 +72,12 @@ void BlockCache::commit() {
     }
     buildRecord();
     if (!record_.empty()) {
+        if (record_.sealedSize() > JournalRecord::kLongestJournal) {
+            throw Failure(kFileTooLarge);
+        }
+        if (record_.sealedSize() > JournalRecord::kLongestJournal - journalBytes_) {
+            checkpoint();
+        }
         growFor(usedEnd_, record_.sealedSize());
         requireWhole();
         // Once the record is written, nothing may fail.
@@ -124,15 +130,19 @@ bool BlockCache::isCleared(std::uint64_t offset) const {
     return behind != cleared_.begin() && std::prev(behind)->end() > offset;
 }
 
+void BlockCache::zeroInBlocks(const Span& range) {
+    for (std::uint64_t at = range.offset; at < range.end() && at / kBlockBytes < blocks_.size();) {
+        const std::uint64_t length = std::min(range.end() - at, kBlockBytes - at % kBlockBytes);
+        if (Block* block = inMemory(at / kBlockBytes)) {
+            std::memset(&block->bytes[at % kBlockBytes], 0, length);
+        }
+        at += length;
+    }
+}
+
 void BlockCache::zeroClearedInBlocks() {
     for (const Span& range : cleared_) {
-        for (std::uint64_t at = range.offset; at < range.end();) {
-            const std::uint64_t length = std::min(range.end() - at, kBlockBytes - at % kBlockBytes);
-            if (Block* block = blocks_[at / kBlockBytes]) {
-                std::memset(&block->bytes[at % kBlockBytes], 0, length);
-            }
-            at += length;
-        }
+        zeroInBlocks(range);
     }
 }
 
@@ -299,15 +309,15 @@ void BlockCache::replay() {
 }
 
 void BlockCache::patch(const JournalRecord::Range& range) {
+    if (range.bytes == nullptr) {
+        zeroInBlocks({range.offset, range.length});
+        journaledZeros_.push_back({range.offset, range.length});
+        return;
+    }
     for (std::uint64_t done = 0; done < range.length;) {
         const std::uint64_t at = range.offset + done;
         const std::uint64_t length = std::min(range.length - done, kBlockBytes - at % kBlockBytes);
-        std::uint8_t* target = &loaded(at / kBlockBytes).bytes[at % kBlockBytes];
-        if (range.bytes != nullptr) {
-            std::memcpy(target, range.bytes + done, length);
-        } else {
-            std::memset(target, 0, length);
-        }
+        std::memcpy(&loaded(at / kBlockBytes).bytes[at % kBlockBytes], range.bytes + done, length);
         markJournaled({at, length});
         done += length;
     }

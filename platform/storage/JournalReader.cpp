@@ -49,6 +49,9 @@ FoundJournal findJournal(FileBytes& file, std::uint64_t fileSize) {
         if (!length) {
             break;
         }
+        if (fileSize - journal.start + *length > JournalRecord::kLongestJournal) {
+            return {{}, fileSize};
+        }
         const ByteView record = reader.before(journal.start, *length);
         if (!JournalRecord::intact(record)) {
             break;

@@ -34,6 +34,9 @@ namespace storage {
 class JournalRecord {
 public:
     static constexpr std::uint64_t kFooterBytes = 40;
+    // All records of a file together. What one change sets is far less: the removal of a storage with all 65536 items
+    // that a calibration file can have takes half of it.
+    static constexpr std::uint64_t kLongestJournal = 64 * 1024 * 1024;
     // What a range takes beside its bytes, at most.
     static constexpr std::uint64_t kRangeOverhead = 24;
 

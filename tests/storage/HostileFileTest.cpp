@@ -245,6 +245,68 @@ TEST(HostileFileTest, AForgedJournalIsNoneAndCostsLittle) {
     }
 }
 
+// As long as no disk is: bytes at its beginning and its end, and nothing in between.
+class SparseFile final : public FileBytes {
+public:
+    SparseFile(Buffer head, Buffer tail) : head_(std::move(head)), tail_(std::move(tail)) {}
+
+    static constexpr std::uint64_t kSize = std::uint64_t{1} << 60;
+    std::uint64_t size() override { return kSize; }
+    std::size_t read(std::uint64_t offset, std::span<std::uint8_t> out) override {
+        for (std::size_t at = 0; at < out.size(); ++at) {
+            const std::uint64_t place = offset + at;
+            const std::uint64_t fromEnd = kSize - place;
+            out[at] = place < head_.size()      ? head_[place]
+                      : fromEnd <= tail_.size() ? tail_[tail_.size() - fromEnd]
+                                                : std::uint8_t{0};
+        }
+        return out.size();
+    }
+    void write(std::uint64_t, ByteView) override { throw Failure(kWriteFault); }
+    void resize(std::uint64_t) override { throw Failure(kWriteFault); }
+    void flush() override {}
+
+private:
+    Buffer head_;
+    Buffer tail_;
+};
+
+// What a file costs follows what it holds, not the length that it claims.
+TEST(HostileFileTest, ALongFileOfNothingTakesNoMemory) {
+    ComPtr<IStorage> root;
+    auto image = fileOf(9, root);
+    root.reset();
+    Tree expected;
+    ASSERT_EQ(readImage(image->bytes, expected), com::kOk);
+    JournalRecord zeros;
+    zeros.addZeros(SparseFile::kSize / 4, SparseFile::kSize / 2);
+    zeros.seal(SparseFile::kSize, 0);
+    Buffer footer(zeros.bytes().end() - JournalRecord::kFooterBytes, zeros.bytes().end());
+    put64(&footer[8], SparseFile::kSize - JournalRecord::kFooterBytes);
+    Buffer manyTables = image->bytes;
+    put32(&manyTables[header::kFatSectors], 0xFFFFFF00);
+    put32(&manyTables[header::kFirstDifatSector], 0xFFFFFF00);
+    const struct {
+        const char* what;
+        const Buffer& head;
+        Buffer tail;
+        Status expected;
+    } rows[]{
+        {"nothing behind", image->bytes, {}, com::kOk},
+        {"a record that begins with the file", image->bytes, footer, com::kOk},
+        {"a record that zeroes half of it", image->bytes, zeros.bytes(), com::kOk},
+        {"an allocation table for all of it", manyTables, {}, kFileCorrupt},
+    };
+    for (const auto& row : rows) {
+        Tree tree;
+        ASSERT_EQ(openContainer(std::make_unique<SparseFile>(row.head, row.tail), kOpenRead, root), row.expected)
+            << row.what;
+        EXPECT_TRUE(row.expected != com::kOk || (readTree(*root.get(), tree) == com::kOk && tree == expected))
+            << row.what;
+        root.reset();
+    }
+}
+
 // What the disk kept of an earlier journal stands where the present one would go on.
 TEST(HostileFileTest, AJournalIsNotContinuedByRecordsOfAnother) {
     for (const std::uint64_t second : {8, 9}) {

@@ -44,6 +44,7 @@ Container::~Container() {
 }
 
 std::uint32_t Container::find(std::uint32_t owner, const Name& name, EntryType kind) const {
+    requireUsable();
     std::uint32_t id = kNoEntry;
     if (lastChild_.owner == owner && lastChild_.treeVersion == treeVersion_ &&
         compare(name, directory_->read(lastChild_.id).name()) == 0) {
@@ -115,9 +116,7 @@ void Container::destroyChild(std::uint32_t owner, const Name& name) {
 }
 
 std::size_t Container::read(std::uint32_t id, StreamChain& chain, std::uint64_t position, std::span<std::uint8_t> out) {
-    if (broken_) {
-        throw Failure(*broken_);
-    }
+    requireUsable();
     return content_->read(id, chain, position, out);
 }
 
@@ -168,9 +167,7 @@ void Container::load() {
 
 template <class Body>
 void Container::change(bool joins, Body&& body) {
-    if (broken_) {
-        throw Failure(*broken_);
-    }
+    requireUsable();
     if (!writable()) {
         throw Failure(kAccessDenied);
     }
@@ -228,7 +225,7 @@ void Container::rollBack() {
         load();
     } catch (const Failure& failure) {
         broken_ = failure.code();
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         broken_ = kInsufficientMemory;
     }
 }

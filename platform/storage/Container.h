@@ -41,7 +41,16 @@ public:
     Container& operator=(const Container&) = delete;
 
     bool writable() const { return cache_.writable(); }
-    const Directory& directory() const { return *directory_; }
+    // Throws where nothing works any more: the file could not be read again after a failed change.
+    void requireUsable() const {
+        if (broken_) {
+            throw Failure(*broken_);
+        }
+    }
+    const Directory& directory() const {
+        requireUsable();
+        return *directory_;
+    }
     // Goes up with every change of the tree of elements.
     std::uint64_t treeVersion() const { return treeVersion_; }
 
@@ -53,7 +62,7 @@ public:
     std::uint32_t createChild(std::uint32_t owner, const Name& name, EntryType kind, bool replaces);
     void destroyChild(std::uint32_t owner, const Name& name);
 
-    std::uint64_t sizeOf(std::uint32_t id) const { return directory_->sizeOf(id); }
+    std::uint64_t sizeOf(std::uint32_t id) const { return directory().sizeOf(id); }
     std::size_t read(std::uint32_t id, StreamChain& chain, std::uint64_t position, std::span<std::uint8_t> out);
     void write(std::uint32_t id, StreamChain& chain, std::uint64_t position, ByteView bytes);
     void resize(std::uint32_t id, StreamChain& chain, std::uint64_t size);
@@ -104,7 +113,7 @@ private:
     std::optional<MiniStream> mini_;
     std::optional<StreamContent> content_;
     bool prepared_ = false;
-    // Why nothing works any more: the file could not be read again after a failed change.
+    // Why nothing works any more.
     std::optional<Status> broken_;
     Waiting waiting_;
     std::uint64_t treeVersion_ = 0;

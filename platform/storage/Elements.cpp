@@ -195,6 +195,7 @@ public:
     Status next(ElementInfo& out) override {
         return guarded([&] {
             storage_->element().require();
+            file_.requireUsable();
             if (treeVersion_ != file_.treeVersion()) {
                 walk_.restart();
                 treeVersion_ = file_.treeVersion();

@@ -242,6 +242,45 @@ TEST(InterruptionTest, KeepsWhatFitsOnAFullDisk) {
     }
 }
 
+// A disk that goes away in the middle of a change: every further call says so.
+TEST(InterruptionTest, AnswersTheFailureWhenTheDiskIsGone) {
+    auto image = emptyContainer();
+    ComPtr<IStorage> root;
+    ComPtr<IStorage> item;
+    ComPtr<IStream> stream;
+    ComPtr<IEnumElements> before;
+    ComPtr<IEnumElements> children;
+    ElementInfo info;
+    std::uint64_t size = 0;
+    std::uint32_t transferred = 0;
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(writeItem(*root.get(), 345, 1), com::kOk);
+    ASSERT_EQ(root->openStorage(itemName(345), kOpenReadWrite, item), com::kOk);
+    ASSERT_EQ(item->openStream(u"00000000", kOpenReadWrite, stream), com::kOk);
+    ASSERT_EQ(root->enumElements(before), com::kOk);
+    ASSERT_EQ(root->flush(), com::kOk);
+    image->readable = false;
+    image->failAt = image->changes + 1;
+    EXPECT_EQ(stream->write(pattern(134, 2), transferred), kWriteFault);
+    const struct {
+        const char* what;
+        Status status;
+    } rows[]{
+        {"write", stream->write(pattern(134, 2), transferred)},
+        {"read", stream->read({}, transferred)},
+        {"size", stream->size(size)},
+        {"stat", item->stat(info)},
+        {"next", before->next(info)},
+        {"enumerate", root->enumElements(children)},
+        {"open", root->openStorage(itemName(1), kOpenRead, item)},
+        {"create", writeItem(*root.get(), 1, 1)},
+        {"flush", root->flush()},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.status, kReadFault) << row.what;
+    }
+}
+
 // An item that is replaced is the old one until the new one is complete.
 TEST(InterruptionTest, ReplacesAnItemInOneStep) {
     auto image = emptyContainer();

@@ -22,6 +22,7 @@ struct MemoryImage {
     unsigned sixteenthsWritten = 0;
     bool failsForGood = true;
     std::uint64_t limit = UINT64_MAX;
+    bool readable = true;
     // Called after each call that changes the file, and after each flush.
     std::function<void()> onChange = [] {};
     std::function<void()> onFlush = [] {};
@@ -36,6 +37,9 @@ public:
     std::uint64_t size() override { return image_->bytes.size(); }
 
     std::size_t read(std::uint64_t offset, std::span<std::uint8_t> out) override {
+        if (!image_->readable) {
+            throw Failure(kReadFault);
+        }
         const std::uint64_t length = image_->bytes.size();
         if (offset >= length) {
             return 0;

@@ -122,6 +122,8 @@ void MoxFile::openFile(std::uint32_t mode) {
     mox::check(rootStorage_->enumElements(children));
     storage::ElementInfo child;
     while (mox::nextNumbered(children, child)) {
+        // Nothing may be written to the one before, should this one not open.
+        defaultStorage_.reset();
         mox::check(rootStorage_->openStorage(child.name, mode, modelStorage_));
         mox::check(modelStorage_->openStorage(mox::kDefaultStorage, mode, defaultStorage_));
         // A name of a greater number is no phone's; the file is one all the same, under the greatest id.

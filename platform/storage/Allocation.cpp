@@ -101,6 +101,8 @@ void Allocation::requireNoLooseEnds() const {
 }
 
 void Allocation::setWord(std::uint32_t sector, std::uint32_t value) {
+    const std::uint32_t offset = (sector & (sectors_.wordsPerSector() - 1)) * 4;
+    put32(sectors_.change(fatSectors_[sector >> sectors_.wordsShift()], offset, 4), value);
     const std::uint32_t old = std::exchange(words_[sector], value);
     if (old < coverage()) {
         set(old, kReached, false);
@@ -108,8 +110,6 @@ void Allocation::setWord(std::uint32_t sector, std::uint32_t value) {
     if (value < coverage()) {
         set(value, kReached, true);
     }
-    const std::uint32_t offset = (sector & (sectors_.wordsPerSector() - 1)) * 4;
-    put32(sectors_.change(fatSectors_[sector >> sectors_.wordsShift()], offset, 4), value);
 }
 
 void Allocation::loadFatSectors() {

@@ -60,6 +60,8 @@ public:
     void rememberChild(std::uint32_t owner, std::uint32_t id) const { lastChild_ = {owner, id, treeVersion_}; }
 
     std::uint32_t createChild(std::uint32_t owner, const Name& name, EntryType kind, bool replaces);
+    // Undoes what createChild() made, where its object cannot be.
+    void undoCreation() { rollBack(); }
     void destroyChild(std::uint32_t owner, const Name& name);
 
     std::uint64_t sizeOf(std::uint32_t id) const { return directory().sizeOf(id); }

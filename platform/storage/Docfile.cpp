@@ -213,8 +213,12 @@ private:
             }
             return;
         }
-        // Never over a file that somebody else has put there meanwhile. Some file systems have no second names.
-        if (link(temporary_.c_str(), path_.c_str()) == 0) {
+        // Never over a file that somebody else has put there meanwhile. Some file systems have only one of these ways,
+        // and very few have neither.
+        if (renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) {
+            return;
+        }
+        if (errno != EEXIST && link(temporary_.c_str(), path_.c_str()) == 0) {
             unlink(temporary_.c_str());
         } else if (errno == EEXIST) {
             throw Failure(kFileAlreadyExists);

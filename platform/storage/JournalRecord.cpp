@@ -32,7 +32,7 @@ std::uint8_t* JournalRecord::addRange(std::uint64_t offset, std::size_t length) 
     bytes_.resize(at + kRangeHeadBytes + padded(length));
     put64(&bytes_[at], offset);
     put64(&bytes_[at + 8], length);
-    return &bytes_[at + kRangeHeadBytes];
+    return bytes_.data() + at + kRangeHeadBytes;
 }
 
 void JournalRecord::addZeros(std::uint64_t offset, std::uint64_t length) {

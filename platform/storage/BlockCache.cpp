@@ -149,6 +149,7 @@ void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
 
 void BlockCache::prepare(std::uint64_t usedEnd) {
     if (usedEnd < size_) {
+        unflushedFrom_ = std::min(unflushedFrom_, usedEnd);
         if (Block* last = inMemory(usedEnd / kBlockBytes)) {
             std::fill(last->bytes.begin() + usedEnd % kBlockBytes, last->bytes.end(), std::uint8_t{0});
         }
@@ -176,6 +177,7 @@ void BlockCache::reserveForCommit() {
 void BlockCache::discard() {
     try {
         for (const Span& span : fresh_) {
+            unflushedFrom_ = std::min(unflushedFrom_, span.offset);
             writeZeros(span.offset, span.length);
         }
     } catch (const Failure&) {

@@ -136,6 +136,7 @@ private:
     void copyCommitted(const Span& span, std::uint8_t* out);
     void eraseJournal();
     void eraseTornRecord();
+    void orderWrites();
 
     std::unique_ptr<FileBytes> file_;
     bool writable_;
@@ -143,6 +144,9 @@ private:
     std::uint64_t usedEnd_ = 0;
     // A block that begins here or beyond, and is not in memory, is zero: it needs no reading. None, until prepare().
     std::uint64_t untouchedFrom_ = UINT64_MAX;
+    // Where what became zero since the disk got all begins. A record leaves out what it takes for zero: before one that
+    // uses these places is written, the disk must have the zeros.
+    std::uint64_t unflushedFrom_ = UINT64_MAX;
     bool prepared_ = false;
     SlabPool<Block> pool_;
     // Up to the last one that was asked for; null where a block is not in memory.

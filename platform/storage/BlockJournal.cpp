@@ -86,8 +86,9 @@ void BlockCache::commit() {
         if (journalRecords_ == 0) {
             firstNumber_ = std::uint64_t{std::random_device{}()} << 32;
         }
-        if (!fresh_.empty()) {
-            file_->orderWrites();
+        // The record says nothing of what it takes for zero.
+        if (!fresh_.empty() || usedEnd_ > unflushedFrom_) {
+            orderWrites();
         }
         record_.seal(journalStart(), firstNumber_ + journalRecords_);
         tornBytes_ = record_.bytes().size();
@@ -202,9 +203,9 @@ void BlockCache::checkpoint() {
     }
     requireWhole();
     // The disk gets the records before the places, and the places before the end of the records.
-    file_->orderWrites();
+    orderWrites();
     writeJournaledPlaces();
-    file_->orderWrites();
+    orderWrites();
     eraseJournal();
 }
 
@@ -257,7 +258,7 @@ void BlockCache::eraseJournal() {
     journalEnds_ = true;
     writeZeros(size_ - JournalRecord::kFooterBytes, JournalRecord::kFooterBytes);
     // A newer record that went before the oldest would leave a part of the journal, which says what is out of date.
-    file_->orderWrites();
+    orderWrites();
     for (const std::size_t index : journaledBlocks_) {
         blocks_[index]->journaled = 0;
     }
@@ -269,9 +270,15 @@ void BlockCache::eraseJournal() {
     eraseTornRecord();
 }
 
+void BlockCache::orderWrites() {
+    file_->orderWrites();
+    unflushedFrom_ = UINT64_MAX;
+}
+
 void BlockCache::flush() {
     checkpoint();
     file_->flush();
+    unflushedFrom_ = UINT64_MAX;
 }
 
 void BlockCache::close(std::uint64_t end) {
@@ -298,9 +305,9 @@ void BlockCache::replay() {
     }
     journalRecords_ = journal.records.size();
     journalBytes_ = size_ - journal.start;
-    file_->orderWrites();
+    orderWrites();
     writeJournaledPlaces();
-    file_->orderWrites();
+    orderWrites();
     eraseJournal();
     // The last of them may hold what was the journal.
     for (std::size_t index = 0; index < blocks_.size(); ++index) {
@@ -324,7 +331,9 @@ void BlockCache::patch(const JournalRecord::Range& range) {
 }
 
 void BlockCache::eraseTornRecord() {
-    writeZeros(journalStart() - tornBytes_, tornBytes_);
+    const std::uint64_t start = journalStart() - tornBytes_;
+    unflushedFrom_ = std::min(unflushedFrom_, start);
+    writeZeros(start, tornBytes_);
     tornBytes_ = 0;
 }
 

@@ -174,8 +174,21 @@ TEST(InterruptionTest, GoesOnAfterOneFailure) {
     }
 }
 
-// After a power cut the disk holds each sector as it was at the last flush or later: what was found was once the file,
-// and is not older than the last flush.
+// After a power cut the disk holds each sector as it was at the last flush or later.
+Buffer afterPowerCut(const Buffer& flushed, const Buffer& present, std::mt19937& random) {
+    Buffer disk = flushed;
+    disk.resize(random() % 2 == 0 ? disk.size() : present.size());
+    // Sectors in any order, or all from one on.
+    const std::size_t cut = random() % (2 * disk.size());
+    for (std::size_t at = 0; at < std::min(disk.size(), present.size()); at += 512) {
+        if (cut > disk.size() ? random() % 2 == 0 : at >= cut) {
+            std::copy_n(&present[at], std::min({std::size_t{512}, disk.size() - at, present.size() - at}), &disk[at]);
+        }
+    }
+    return disk;
+}
+
+// What is found after a power cut was once the file, and is not older than the last flush.
 TEST(InterruptionTest, KeepsEveryItemWhenThePowerFails) {
     auto image = emptyContainer();
     ComPtr<IStorage> root;
@@ -186,19 +199,9 @@ TEST(InterruptionTest, KeepsEveryItemWhenThePowerFails) {
     Buffer flushed = image->bytes;
     image->onFlush = [&] { flushed = image->bytes; };
     image->onChange = [&] {
-        const Buffer& present = image->bytes;
-        Buffer disk = flushed;
-        disk.resize(random() % 2 == 0 ? disk.size() : present.size());
-        // Sectors in any order, or all from one on.
-        const std::size_t cut = random() % (2 * disk.size());
-        for (std::size_t at = 0; at < std::min(disk.size(), present.size()); at += 512) {
-            if (cut > disk.size() ? random() % 2 == 0 : at >= cut) {
-                std::copy_n(&present[at], std::min({std::size_t{512}, disk.size() - at, present.size() - at}),
-                            &disk[at]);
-            }
-        }
         Tree found;
-        damaged += readImage(disk, found) != com::kOk || std::ranges::find(states, found) == states.end();
+        damaged += readImage(afterPowerCut(flushed, image->bytes, random), found) != com::kOk ||
+                   std::ranges::find(states, found) == states.end();
     };
     for (unsigned seed = 1; seed <= 600; ++seed) {
         // A journal sets the same places again and again; the large item's end brings on a checkpoint.
@@ -216,6 +219,35 @@ TEST(InterruptionTest, KeepsEveryItemWhenThePowerFails) {
     }
     root.reset();
     EXPECT_EQ(damaged, 0U);
+}
+
+// A long save grows into places where a journal stood, and a record leaves out what it takes for zero there.
+TEST(InterruptionTest, KeepsZerosWhereAJournalStoodWhenThePowerFails) {
+    auto image = emptyContainer();
+    std::mt19937 random(3);
+    Buffer flushed = image->bytes;
+    image->onFlush = [&] { flushed = image->bytes; };
+    ComPtr<IStorage> root;
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    const auto contents = [](unsigned number) {
+        Buffer bytes(134);
+        put32(&bytes[6], number);
+        bytes.back() = 1;
+        return bytes;
+    };
+    for (unsigned number = 1; number <= 1000; ++number) {
+        ASSERT_EQ(writeItem(*root.get(), number, contents(number)), com::kOk);
+        if (number % 16 != 0) {
+            continue;
+        }
+        Tree found;
+        ASSERT_EQ(readImage(afterPowerCut(flushed, image->bytes, random), found), com::kOk) << number;
+        const auto items = static_cast<unsigned>(found.size() / 2);
+        ASSERT_LE(items, number);
+        for (unsigned item = 1; item <= items; ++item) {
+            ASSERT_EQ(found[u"/" + itemName(item) + u"/00000000"], contents(item)) << item << " of " << number;
+        }
+    }
 }
 
 // A disk that is full at every possible length: what was written stays, what failed is not there, and nothing of it.

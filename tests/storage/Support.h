@@ -32,7 +32,7 @@ inline std::u16string itemName(unsigned number) {
 }
 
 // An item as the calibration file holds it: a storage with one stream of 134 bytes. The first failure's status.
-inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, std::size_t length = 134) {
+inline Status writeItem(IStorage& parent, unsigned number, const Buffer& contents) {
     ComPtr<IStorage> item;
     ComPtr<IStream> stream;
     std::uint32_t transferred = 0;
@@ -40,7 +40,11 @@ inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, s
     if (com::succeeded(status)) {
         status = item->createStream(u"00000000", kCreateWrite, stream);
     }
-    return com::succeeded(status) ? stream->write(pattern(length, seed), transferred) : status;
+    return com::succeeded(status) ? stream->write(contents, transferred) : status;
+}
+
+inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, std::size_t length = 134) {
+    return writeItem(parent, number, pattern(length, seed));
 }
 
 inline Status readStream(IStorage& parent, std::u16string_view name, Buffer& out) {

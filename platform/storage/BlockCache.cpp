@@ -13,8 +13,6 @@ constexpr std::uint64_t kRecordRoom = 16 * 1024;
 // By how much the file grows at once: enough for a long journal and for what the changes in it lengthen the file by.
 constexpr std::uint64_t kSmallestGrowth = 512 * 1024;
 constexpr std::uint64_t kLargestGrowth = 5 * 1024 * 1024;
-// Version 3 files must stay below 2 GiB, and version 4 files keep a sector for byte-range locks there.
-constexpr std::uint64_t kLargestFile = 0x7FFF0000;
 // Spare records of changed blocks that are kept for the next change.
 constexpr std::size_t kKeptChanges = 64;
 
@@ -170,8 +168,10 @@ void BlockCache::useUpTo(std::uint64_t end) {
 }
 
 void BlockCache::reserveForCommit() {
-    growFor(usedEnd_, JournalRecord::kFooterBytes + cleared_.size() * JournalRecord::kRangeOverhead + notedBytes_ +
-                          notedRuns_ * JournalRecord::kRangeOverhead);
+    const std::uint64_t most = JournalRecord::kFooterBytes + cleared_.size() * JournalRecord::kRangeOverhead +
+                               notedBytes_ + notedRuns_ * JournalRecord::kRangeOverhead;
+    // A longer record is refused.
+    growFor(usedEnd_, std::min(most, JournalRecord::kLongestJournal));
 }
 
 void BlockCache::discard() {
@@ -229,8 +229,10 @@ void BlockCache::load(std::size_t block) {
         if (prepared_) {
             zero(usedEnd_, UINT64_MAX);
         }
-        for (const Span& span : journaledZeros_) {
-            zero(span.offset, span.end());
+        const auto behind = [](const Span& span, std::uint64_t place) { return span.end() <= place; };
+        for (auto span = std::lower_bound(journaledZeros_.begin(), journaledZeros_.end(), offset, behind);
+             span != journaledZeros_.end() && span->offset < offset + kBlockBytes; ++span) {
+            zero(span->offset, span->end());
         }
     }
 }
@@ -269,7 +271,7 @@ void BlockCache::growFor(std::uint64_t usedEnd, std::uint64_t room) {
     if (needed <= size_) {
         return;
     }
-    if (usedEnd > kLargestFile) {
+    if (usedEnd > JournalRecord::kLargestFile) {
         throw Failure(kFileTooLarge);
     }
     const std::uint64_t generous = needed + std::clamp(size_ / 8, kSmallestGrowth, kLargestGrowth);

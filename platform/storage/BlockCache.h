@@ -167,6 +167,7 @@ private:
     // Number of its first record.
     std::uint64_t firstNumber_ = 0;
     std::vector<std::size_t> journaledBlocks_;
+    // In ascending order, without overlaps, all of the last record.
     std::vector<Span> journaledZeros_;
     // What they set is in its places, and the call that makes them invalid was begun.
     bool journalEnds_ = false;

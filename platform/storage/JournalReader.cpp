@@ -6,6 +6,13 @@
 namespace storage {
 namespace {
 
+// A file grows by its journal's length, and by some megabytes more for the next one.
+constexpr std::uint64_t kLongestFile = JournalRecord::kLargestFile + 2 * JournalRecord::kLongestJournal;
+
+bool isZeros(const JournalRecord::Range& range) {
+    return range.bytes == nullptr;
+}
+
 // Reads a file from its end backwards. Most records are far shorter than a piece, and come with few calls.
 class BackwardReader {
 public:
@@ -38,6 +45,9 @@ private:
 
 FoundJournal findJournal(FileBytes& file, std::uint64_t fileSize) {
     FoundJournal journal{{}, fileSize};
+    if (fileSize > kLongestFile) {
+        return journal;
+    }
     BackwardReader reader(file, fileSize);
     std::uint64_t number = 0;
     while (journal.start >= JournalRecord::kFooterBytes) {
@@ -60,14 +70,13 @@ FoundJournal findJournal(FileBytes& file, std::uint64_t fileSize) {
         journal.start -= *length;
     }
     // Nothing is set before all of it is known to be right.
-    std::uint64_t zeroed = 0;
     std::vector<JournalRecord::Range> ranges;
     for (const Buffer& record : journal.records) {
-        const auto zeros = JournalRecord::listRanges(record, journal.start, ranges);
-        if (!zeros || *zeros > journal.start - zeroed) {
+        const bool newest = &record == &journal.records.back();
+        const bool sound = JournalRecord::listRanges(record, journal.start, ranges);
+        if (!sound || (!newest && std::ranges::any_of(ranges, isZeros))) {
             return {{}, fileSize};
         }
-        zeroed += *zeros;
     }
     return journal;
 }

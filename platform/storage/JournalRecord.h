@@ -37,6 +37,9 @@ public:
     // All records of a file together. What one change sets is far less: the removal of a storage with all 65536 items
     // that a calibration file can have takes half of it.
     static constexpr std::uint64_t kLongestJournal = 64 * 1024 * 1024;
+    // What a file with a journal uses beside that, at most. Version 3 files must stay below 2 GiB, and version 4 files
+    // keep a sector for byte-range locks there.
+    static constexpr std::uint64_t kLargestFile = 0x7FFF0000;
     // What a range takes beside its bytes, at most.
     static constexpr std::uint64_t kRangeOverhead = 24;
 
@@ -51,6 +54,7 @@ public:
     bool empty() const { return bytes_.empty(); }
     // Appends a range of `length` bytes and answers where they go; valid until the next call.
     std::uint8_t* addRange(std::uint64_t offset, std::size_t length);
+    // From call to call the ranges of zero bytes ascend, and do not overlap.
     void addZeros(std::uint64_t offset, std::uint64_t length);
     // Completes the record, which will end at `end` in the file and has that number.
     void seal(std::uint64_t end, std::uint64_t number);
@@ -63,9 +67,9 @@ public:
     static std::optional<std::uint64_t> sizeByFooter(ByteView footer, std::uint64_t end, std::uint64_t number);
     // Whether a record is whole: its checksum holds.
     static bool intact(ByteView record);
-    // Fills `ranges` from a sealed record and answers how many bytes they set to zero without holding them; none where
-    // one of them does not lie before `limit`.
-    static std::optional<std::uint64_t> listRanges(ByteView record, std::uint64_t limit, std::vector<Range>& ranges);
+    // Fills `ranges` from a sealed record. False where one of them does not lie before `limit`, or a range of zero
+    // bytes begins before the end of the one before it.
+    static bool listRanges(ByteView record, std::uint64_t limit, std::vector<Range>& ranges);
 
 private:
     Buffer bytes_;

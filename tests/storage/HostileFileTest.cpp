@@ -213,35 +213,61 @@ TEST(HostileFileTest, RefusesToChangeWhatItWouldMakeWorse) {
     }
 }
 
-// Records that zero the whole file again and again: nobody wrote them, and carrying them out would take a time that
-// grows with the square of the file's size.
+// Journals that nobody wrote in earnest, and what carrying them out would take a time for that grows with the square of
+// the file's size.
 TEST(HostileFileTest, AForgedJournalIsNoneAndCostsLittle) {
-    constexpr std::uint64_t kRecords = 60000;
-    for (const bool writable : {false, true}) {
+    constexpr std::uint64_t kStart = 2 * 1024 * 1024;
+    const auto zeros = [](std::initializer_list<std::uint64_t> places) {
+        JournalRecord record;
+        for (const std::uint64_t place : places) {
+            record.addZeros(place, kStart / 4);
+        }
+        return record;
+    };
+    JournalRecord data;
+    data.addRange(kStart / 2, 8);
+    JournalRecord everywhere;
+    for (std::uint64_t place = 8192; place < kStart; place += 4) {
+        everywhere.addZeros(place, 1);
+    }
+    for (std::uint64_t place = 8192; place < kStart; place += 4096) {
+        everywhere.addRange(place, 8);
+    }
+    const struct {
+        const char* what;
+        // The oldest first.
+        std::vector<JournalRecord> records;
+        bool carriedOut;
+    } rows[]{
+        {"zeroes the whole file again and again", std::vector(60000, zeros({0})), false},
+        {"zeroes before its newest record", {zeros({kStart / 2}), data}, false},
+        {"zeroes a place twice", {zeros({kStart / 4, kStart / 4})}, false},
+        {"zeroes in no order", {zeros({kStart / 2, kStart / 4})}, false},
+        {"zeroes at last", {data, zeros({kStart / 4, kStart / 2})}, true},
+        {"zeroes half a million places", {everywhere}, true},
+    };
+    for (const auto& row : rows) {
+        std::uint64_t end = kStart;
+        for (const JournalRecord& record : row.records) {
+            end += record.sealedSize();
+        }
         Buffer file = Sectors::emptyFile();
-        const std::uint64_t start = 2 * 1024 * 1024;
-        file.resize(start);
-        std::vector<Buffer> records;
-        std::uint64_t end = start + kRecords * (16 + JournalRecord::kFooterBytes);
-        const std::uint64_t size = end;
-        for (std::uint64_t number = 0; number < kRecords; ++number) {
-            JournalRecord record;
-            record.addZeros(0, start);
+        file.resize(end);
+        for (std::uint64_t number = 0; number < row.records.size(); ++number) {
+            JournalRecord record = row.records[number];
             record.seal(end, number);
             end -= record.bytes().size();
-            records.push_back(record.bytes());
+            std::ranges::copy(record.bytes(), file.begin() + static_cast<std::ptrdiff_t>(end));
         }
-        for (auto record = records.rbegin(); record != records.rend(); ++record) {
-            file.insert(file.end(), record->begin(), record->end());
+        ASSERT_EQ(end, kStart);
+        for (const bool writable : {false, true}) {
+            auto image = imageOf(file);
+            const std::clock_t before = std::clock();
+            ComPtr<IStorage> root;
+            EXPECT_EQ(openImage(image, writable ? kOpenReadWrite : kOpenRead, root), com::kOk) << row.what;
+            EXPECT_LT(std::clock() - before, 2 * CLOCKS_PER_SEC) << row.what;
+            EXPECT_EQ(image->bytesWritten > 0, writable && row.carriedOut) << row.what;
         }
-        ASSERT_EQ(file.size(), size);
-        auto image = imageOf(file);
-        const std::clock_t before = std::clock();
-        ComPtr<IStorage> root;
-        EXPECT_EQ(openImage(image, writable ? kOpenReadWrite : kOpenRead, root), com::kOk) << "what it zeroes is there";
-        EXPECT_LT(std::clock() - before, 2 * CLOCKS_PER_SEC);
-        EXPECT_EQ(image->bytesWritten, 0U);
-        root.reset();
     }
 }
 
@@ -281,6 +307,9 @@ TEST(HostileFileTest, ALongFileOfNothingTakesNoMemory) {
     JournalRecord zeros;
     zeros.addZeros(SparseFile::kSize / 4, SparseFile::kSize / 2);
     zeros.seal(SparseFile::kSize, 0);
+    JournalRecord far;
+    far.addRange(SparseFile::kSize - 4096, 8);
+    far.seal(SparseFile::kSize, 0);
     Buffer footer(zeros.bytes().end() - JournalRecord::kFooterBytes, zeros.bytes().end());
     put64(&footer[8], SparseFile::kSize - JournalRecord::kFooterBytes);
     Buffer manyTables = image->bytes;
@@ -295,6 +324,7 @@ TEST(HostileFileTest, ALongFileOfNothingTakesNoMemory) {
         {"nothing behind", image->bytes, {}, com::kOk},
         {"a record that begins with the file", image->bytes, footer, com::kOk},
         {"a record that zeroes half of it", image->bytes, zeros.bytes(), com::kOk},
+        {"a record for its end", image->bytes, far.bytes(), com::kOk},
         {"an allocation table for all of it", manyTables, {}, kFileCorrupt},
     };
     for (const auto& row : rows) {

@@ -90,20 +90,32 @@ std::uint32_t Allocation::usedSectors() {
     return end;
 }
 
+void Allocation::freeBeyondEnd() {
+    for (std::uint32_t sector = sectors_.count(); sector < coverage(); ++sector) {
+        if (words_[sector] != kFreeSector) {
+            // What leads to a sector was counted without these.
+            storeWord(sector, kFreeSector);
+        }
+    }
+}
+
 void Allocation::requireNoLooseEnds() const {
     for (std::uint32_t sector = 0; sector < coverage(); ++sector) {
         const std::uint32_t next = words_[sector];
-        const bool leadsNowhere = next <= kMaxRegularSector && (next >= coverage() || words_[next] == kFreeSector);
-        if (leadsNowhere || (next != kFreeSector && sector >= sectors_.count())) {
+        if (next <= kMaxRegularSector && next >= coverage()) {
             throw Failure(kFileCorrupt);
         }
     }
 }
 
-void Allocation::setWord(std::uint32_t sector, std::uint32_t value) {
+std::uint32_t Allocation::storeWord(std::uint32_t sector, std::uint32_t value) {
     const std::uint32_t offset = (sector & (sectors_.wordsPerSector() - 1)) * 4;
     put32(sectors_.change(fatSectors_[sector >> sectors_.wordsShift()], offset, 4), value);
-    const std::uint32_t old = std::exchange(words_[sector], value);
+    return std::exchange(words_[sector], value);
+}
+
+void Allocation::setWord(std::uint32_t sector, std::uint32_t value) {
+    const std::uint32_t old = storeWord(sector, value);
     if (old < coverage()) {
         set(old, kReached, false);
     }
@@ -186,7 +198,7 @@ void Allocation::countPredecessors() {
     const std::uint32_t end = std::min(sectors_.count(), coverage());
     for (std::uint32_t sector = 0; sector < end; ++sector) {
         const std::uint32_t next = words_[sector];
-        if (next < end) {
+        if (next < coverage()) {
             const unsigned mark = marks_[next];
             marks_[next] = static_cast<std::uint8_t>(mark | kReached | (mark & kReached) << 1);
         }
@@ -198,7 +210,8 @@ void Allocation::learnFree() {
         return;
     }
     for (std::uint32_t sector = 0; sector < coverage(); ++sector) {
-        if (words_[sector] == kFreeSector && !has(sector, kClaimed)) {
+        // A chain that nobody owns may lead to a free sector: a stream that got it would be part of two chains.
+        if (words_[sector] == kFreeSector && !has(sector, kClaimed) && !has(sector, kReached)) {
             free_.add(sector);
         }
     }

@@ -188,6 +188,10 @@ void Container::prepare() {
     if (!prepared_) {
         requireChangeable();
         cache_.prepare(sectors_->offsetOf(allocation_->usedSectors()));
+        // On its own: should the change fail, the file may have grown, and what was to be free must not count again.
+        if (cache_.changed()) {
+            commit();
+        }
         prepared_ = true;
     }
 }
@@ -274,6 +278,7 @@ void Container::freeSubtree(const std::vector<std::uint32_t>& ids) {
 }
 
 void Container::requireChangeable() {
+    allocation_->freeBeyondEnd();
     allocation_->requireNoLooseEnds();
     mini_->load();
     StreamContent::Owned owned;

@@ -101,7 +101,7 @@ private:
     void freeContents(const std::vector<std::uint32_t>& ids);
     void freeSubtree(const std::vector<std::uint32_t>& ids);
     // kFileCorrupt where an entry hangs from two places, or two streams have a sector in common, now or with its next
-    // use: a change at one would damage the other.
+    // use: a change at one would damage the other. Changes words of the allocation table that nobody may own.
     void requireChangeable();
     void makeRedBlack(std::uint32_t owner);
     bool isKnownRedBlack(std::uint32_t id) const { return id < redBlack_.size() && redBlack_[id]; }

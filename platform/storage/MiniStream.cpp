@@ -18,9 +18,6 @@ std::vector<std::uint32_t> MiniStream::chain(std::uint32_t start, std::size_t mo
         }
         found.push_back(number);
     }
-    if (!found.empty() && word(found.back()) == kFreeSector) {
-        throw Failure(kFileCorrupt);
-    }
     return found;
 }
 

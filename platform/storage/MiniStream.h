@@ -14,8 +14,9 @@ public:
 
     // Reads the tables, whose sectors no stream may touch from then on. kFileCorrupt where they are broken.
     void load();
-    // The mini sectors of the chain that begins at `start`: all of them, or the first `most`. kFileCorrupt where these
-    // meet one that is free or does not exist; a cycle that is longer than a small stream may go unnoticed.
+    // The mini sectors of the chain that begins at `start`: all of them, or the first `most`, and then whatever the
+    // last one leads to. kFileCorrupt where the chain meets one that does not exist, or goes on at one that is free; a
+    // cycle that is longer than a small stream may go unnoticed.
     std::vector<std::uint32_t> chain(std::uint32_t start, std::size_t most = SIZE_MAX);
     // The 64 bytes of a mini sector.
     const std::uint8_t* read(std::uint32_t number);

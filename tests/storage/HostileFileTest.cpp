@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <ctime>
+#include <functional>
 
 namespace storage::testing {
 namespace {
@@ -69,7 +70,6 @@ TEST(HostileFileTest, AnswersAFailureCodeForWhatCannotBe) {
         {"mini stream larger than its sectors", entries + 120, 0x7FFFFFFF, kFileCorrupt},
         {"mini chain in a circle", miniFat, 0, kFileCorrupt},
         {"mini chain into the free", miniFat, kFreeSector, kFileCorrupt},
-        {"mini chain's last sector is free", miniFat + 4 * 2, kFreeSector, kFileCorrupt},
         {"mini chain out of the stream", miniFat, 0x00FFFFFF, kFileCorrupt},
         {"child outside of the directory", entries + 76, 0x00FFFFFF, kFileCorrupt},
         {"child is the root", entries + 76, 0, kFileCorrupt},
@@ -151,29 +151,39 @@ TEST(HostileFileTest, RefusesToChangeADirectoryThatIsNoTree) {
     }
 }
 
+const struct {
+    const char16_t* name;
+    std::size_t length;
+} kStreams[]{{u"a", 5000}, {u"b", 4200}, {u"c", 4000}, {u"d", 4000}};
+
+Buffer fileOfStreams() {
+    auto image = std::make_shared<MemoryImage>();
+    ComPtr<IStorage> root;
+    EXPECT_EQ(createContainer(std::make_unique<MemoryFile>(image), root), com::kOk);
+    for (const auto& [name, length] : kStreams) {
+        ComPtr<IStream> stream;
+        std::uint32_t transferred = 0;
+        EXPECT_EQ(root->createStream(name, kCreateWrite, stream), com::kOk);
+        EXPECT_EQ(stream->write(pattern(length, name[0]), transferred), com::kOk);
+    }
+    root.reset();
+    return image->bytes;
+}
+
 // What is damaged a little reads as far as it is whole, but nothing is written into such a file: a change would spoil
 // what is not damaged yet, and its success would hide it.
 TEST(HostileFileTest, RefusesToChangeWhatItWouldMakeWorse) {
     auto image = std::make_shared<MemoryImage>();
     ComPtr<IStorage> root;
-    ASSERT_EQ(createContainer(std::make_unique<MemoryFile>(image), root), com::kOk);
-    const struct {
-        const char16_t* name;
-        std::size_t length;
-    } streams[]{{u"a", 5000}, {u"b", 5000}, {u"c", 4000}, {u"d", 4000}};
-    for (const auto& [name, length] : streams) {
-        ComPtr<IStream> stream;
-        std::uint32_t transferred = 0;
-        ASSERT_EQ(root->createStream(name, kCreateWrite, stream), com::kOk);
-        ASSERT_EQ(stream->write(pattern(length, name[0]), transferred), com::kOk);
-    }
-    root.reset();
-    const Buffer good = image->bytes;
+    Buffer good = fileOfStreams();
     const auto start = [&](std::size_t entry) { return placesOfEntries(good).at(entry) + 116; };
     const auto used = static_cast<std::uint32_t>(good.size() / 512 - 1);
     const std::size_t unused = 512 + 4 * std::size_t{used};
     const std::size_t mini = 512 + 512 * std::size_t{get32(&good[header::kFirstMiniFatSector])};
     ASSERT_EQ(get32(&good[unused]), kFreeSector);
+    // A word beyond the file's end is freed with the first change, and hides nothing by that.
+    const std::uint32_t second = get32(&good[512 + 4 * std::size_t{get32(&good[start(1)])}]);
+    put32(&good[unused + 8], second);
     struct {
         const char* what;
         std::size_t offset;
@@ -184,13 +194,13 @@ TEST(HostileFileTest, RefusesToChangeWhatItWouldMakeWorse) {
     } const rows[]{
         {"two small streams with one beginning", start(4), get32(&good[start(3)]), 0, u"d"},
         {"a small stream within another", start(4), get32(&good[start(3)]) + 1, 0, u"d"},
-        {"a small stream's last mini sector is free", mini + 4 * (get32(&good[start(4)]) + 62), kFreeSector, 0, u"d"},
+        {"a small stream's last mini sector is free", mini + 4 * (get32(&good[start(4)]) + 62), kFreeSector, 0,
+         nullptr},
         {"two large streams with one beginning", start(2), get32(&good[start(1)]), 0, u"b"},
+        {"a large stream within another", start(2), second, 0, u"b"},
         {"a large stream on the mini stream", start(2), get32(&good[start(0)]), 0, u"b"},
         {"a large stream on the next free sector", start(2), used, 0, u"b"},
-        {"a lost sector leads to a free one", unused, used + 1, 512, nullptr},
         {"a lost sector leads past the table", unused, 1000, 512, nullptr},
-        {"a sector beyond the end leads to the directory", unused, 1, 0, nullptr},
     };
     for (const auto& row : rows) {
         image->bytes = good;
@@ -198,7 +208,7 @@ TEST(HostileFileTest, RefusesToChangeWhatItWouldMakeWorse) {
         put32(&image->bytes[row.offset], row.value);
         const Buffer bad = image->bytes;
         ASSERT_EQ(openImage(imageOf(bad), kOpenRead, root), com::kOk) << row.what;
-        for (const auto& [name, length] : streams) {
+        for (const auto& [name, length] : kStreams) {
             Buffer bytes;
             if (row.damaged == nullptr || *name != *row.damaged) {
                 EXPECT_EQ(readStream(*root.get(), name, bytes), com::kOk) << row.what;
@@ -210,6 +220,85 @@ TEST(HostileFileTest, RefusesToChangeWhatItWouldMakeWorse) {
         EXPECT_EQ(root->destroyElement(u"a"), kFileCorrupt) << row.what;
         root.reset();
         EXPECT_EQ(image->bytes, bad) << row.what;
+    }
+}
+
+// Words of the allocation table that nobody owns: sectors that a change could not damage, whichever of its calls fails.
+TEST(HostileFileTest, ChangesWhatItCannotMakeWorse) {
+    const Buffer good = fileOfStreams();
+    const auto used = static_cast<std::uint32_t>(good.size() / 512 - 1);
+    const auto word = [](Buffer& file, std::uint32_t sector, std::uint32_t value) {
+        put32(&file[512 + 4 * std::size_t{sector}], value);
+    };
+    const struct {
+        const char* what;
+        std::function<void(Buffer&)> damage;
+        // Nothing is left of it.
+        bool mended;
+    } rows[]{
+        {"a lost sector leads to a free one",
+         [&](Buffer& file) {
+             file.resize(file.size() + 1024);
+             word(file, used, used + 1);
+         },
+         false},
+        {"a lost sector leads to a free one beyond the end",
+         [&](Buffer& file) {
+             file.resize(file.size() + 512);
+             word(file, used, used + 1);
+         },
+         false},
+        {"sectors beyond the end lead to the directory", [&](Buffer& file) { word(file, used + 2, 1); }, true},
+        {"a chain beyond the end into a stream",
+         [&](Buffer& file) {
+             word(file, used, used + 1);
+             word(file, used + 1, get32(&file[placesOfEntries(good).at(1) + 116]) + 1);
+         },
+         true},
+        {"the allocation table at the end, cut short",
+         [&](Buffer& file) {
+             file.insert(file.end(), file.begin() + 512, file.begin() + 1024);
+             put32(&file[header::kDifat], used);
+             put32(&file[512 * (std::size_t{used} + 1) + 4 * std::size_t{used}], kFatSector);
+             put32(&file[512 * (std::size_t{used} + 1)], kFreeSector);
+             std::fill(file.begin() + 512, file.begin() + 1024, std::uint8_t{0});
+             file.resize(file.size() - 512 + 4 * (std::size_t{used} + 1));
+         },
+         true},
+    };
+    for (const auto& row : rows) {
+        for (unsigned failAt = 1; failAt <= 8; ++failAt) {
+            auto image = imageOf(good);
+            row.damage(image->bytes);
+            image->failAt = failAt;
+            image->failsForGood = false;
+            ComPtr<IStorage> root;
+            ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk) << row.what;
+            const bool failed = com::failed(writeItem(*root.get(), 7, 7, 30000));
+            image->failAt = 0;
+            ASSERT_EQ(writeItem(*root.get(), 8, 8, 30000), com::kOk) << row.what << failAt;
+            ASSERT_EQ(root->destroyElement(u"b"), com::kOk) << row.what << failAt;
+            ASSERT_EQ(writeItem(*root.get(), 9, 9, 30000), com::kOk) << row.what << failAt;
+            root.reset();
+            Tree expected{{u"/", {}}};
+            for (const auto& [name, length] : kStreams) {
+                if (*name != u'b') {
+                    expected[std::u16string(u"/") + name] = pattern(length, name[0]);
+                }
+            }
+            for (const unsigned number : {7U, 8U, 9U}) {
+                if (number != 7 || !failed) {
+                    expected[u"/" + itemName(number) + u"/"] = {};
+                    expected[u"/" + itemName(number) + u"/00000000"] = pattern(30000, number);
+                }
+            }
+            Tree found;
+            ASSERT_EQ(readImage(image->bytes, found), com::kOk) << row.what << failAt;
+            ASSERT_TRUE(found == expected) << row.what << failAt;
+            if (row.mended) {
+                ASSERT_EQ(strictCheck(image->bytes, found), "") << row.what << failAt;
+            }
+        }
     }
 }
 

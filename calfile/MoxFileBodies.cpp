@@ -16,13 +16,16 @@ constexpr mox::WorkerBody kRemoveNvItems{"MoxFile::removeNvItemsImpl()", true};
 constexpr mox::WorkerBody kSetupStgPointers{"MoxFile::setupStgPointers()", true};
 constexpr mox::WorkerBody kCleanUp{"MoxFile::cleanUpImpl()", false};
 
-/// Where the system cannot tell, there may be a file, which nobody must replace: its opening says what is wrong.
-bool fileExists(const std::string& path) {
+bool isThere(const std::string& path) {
     struct stat status {};
-    return ::stat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+    return ::stat(path.c_str(), &status) == 0;
 }
 
 } // namespace
+
+bool mox::mayExist(const std::string& path) {
+    return isThere(path) || (errno != ENOENT && errno != ENOTDIR);
+}
 
 void MoxFile::writeToDiskImpl() {
     mox::runBody(kWriteToDisk, errorPending_, errorMessage_, [this] {
@@ -86,10 +89,10 @@ void MoxFile::setupStgPointers() {
             return;
         }
         if (currentMode_ == OpenMode::none) {
-            if (!fileExists(fileName_)) {
-                if (requestedMode_ == OpenMode::read) {
-                    throw Exception("Trying to read '" + fileName_ + "' that doesn't exists");
-                }
+            if (requestedMode_ == OpenMode::read && !isThere(fileName_)) {
+                throw Exception("Trying to read '" + fileName_ + "' that doesn't exists");
+            }
+            if (requestedMode_ == OpenMode::write && !mox::mayExist(fileName_)) {
                 createFile();
                 needsSetup_ = false;
                 currentMode_ = OpenMode::write;

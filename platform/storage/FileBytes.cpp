@@ -15,6 +15,11 @@ namespace {
     throw Failure(statusOfErrno(errno, otherwise));
 }
 
+// The file system has no such call: without it there is no more to be had, and every change would be refused.
+bool cannotFlush(int error) {
+    return error == EROFS || error == EINVAL || error == EOPNOTSUPP || error == ENOSYS;
+}
+
 void ignoreFileSizeSignal() {
     struct sigaction present {};
     if (sigaction(SIGXFSZ, nullptr, &present) == 0 && present.sa_handler == SIG_DFL) {
@@ -171,7 +176,7 @@ void PosixFile::resize(std::uint64_t newSize) {
 }
 
 void PosixFile::flush() {
-    if (fsync(descriptor_) != 0 && errno != EROFS && errno != EINVAL) {
+    if (fsync(descriptor_) != 0 && !cannotFlush(errno)) {
         failErrno(kWriteFault);
     }
 }

@@ -11,6 +11,12 @@
 
 class ComThreadManager;
 
+namespace mox {
+/// Whether a file may be at the path: false where nothing is, or its folder is none. Where the system cannot tell,
+/// there may be one, which nobody must replace: its opening says what is wrong.
+bool mayExist(const std::string& path);
+} // namespace mox
+
 /// A calibration file: NV items by number, and optionally a record of the phone's properties. One object serves many
 /// files one after the other; the catalog owns one for its whole life.
 ///

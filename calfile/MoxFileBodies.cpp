@@ -7,6 +7,8 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+
 namespace {
 
 constexpr mox::WorkerBody kWriteToDisk{"MoxFile::writeToDiskImpl()", true};
@@ -14,12 +16,16 @@ constexpr mox::WorkerBody kRemoveNvItems{"MoxFile::removeNvItemsImpl()", true};
 constexpr mox::WorkerBody kSetupStgPointers{"MoxFile::setupStgPointers()", true};
 constexpr mox::WorkerBody kCleanUp{"MoxFile::cleanUpImpl()", false};
 
-bool fileExists(const std::string& path) {
+bool isThere(const std::string& path) {
     struct stat status {};
     return ::stat(path.c_str(), &status) == 0;
 }
 
 } // namespace
+
+bool mox::mayExist(const std::string& path) {
+    return isThere(path) || (errno != ENOENT && errno != ENOTDIR);
+}
 
 void MoxFile::writeToDiskImpl() {
     mox::runBody(kWriteToDisk, errorPending_, errorMessage_, [this] {
@@ -83,10 +89,10 @@ void MoxFile::setupStgPointers() {
             return;
         }
         if (currentMode_ == OpenMode::none) {
-            if (!fileExists(fileName_)) {
-                if (requestedMode_ == OpenMode::read) {
-                    throw Exception("Trying to read '" + fileName_ + "' that doesn't exists");
-                }
+            if (requestedMode_ == OpenMode::read && !isThere(fileName_)) {
+                throw Exception("Trying to read '" + fileName_ + "' that doesn't exists");
+            }
+            if (requestedMode_ == OpenMode::write && !mox::mayExist(fileName_)) {
                 createFile();
                 needsSetup_ = false;
                 currentMode_ = OpenMode::write;
@@ -119,6 +125,8 @@ void MoxFile::openFile(std::uint32_t mode) {
     mox::check(rootStorage_->enumElements(children));
     storage::ElementInfo child;
     while (mox::nextNumbered(children, child)) {
+        // Nothing may be written to the one before, should this one not open.
+        defaultStorage_.reset();
         mox::check(rootStorage_->openStorage(child.name, mode, modelStorage_));
         mox::check(modelStorage_->openStorage(mox::kDefaultStorage, mode, defaultStorage_));
         // A name of a greater number is no phone's; the file is one all the same, under the greatest id.

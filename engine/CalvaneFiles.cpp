@@ -4,8 +4,6 @@
 #include "engine/Calvane.h"
 #include "platform/kernel/Trace.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <unordered_set>
 
@@ -15,11 +13,6 @@ const std::string kReadPrefix = "Calvane::getNvItemFrompMoxFile( const string pM
 const std::string kCreatePrefix = "Calvane::createMoxFile( const string fileName ) - ";
 const std::string kCreateListedPrefix = "Calvane::createMoxFile( const string fileName, const vector< NvItem >& "
                                         "nvItems, const unsigned short phoneModelId ) - ";
-
-bool fileExists(const std::string& path) {
-    struct stat status {};
-    return ::stat(path.c_str(), &status) == 0;
-}
 
 /// Hands each record of the file to `take`, and lets go of the file when it returns.
 template <class Take>
@@ -105,7 +98,7 @@ void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem
         // Without anything to write the file object refuses, and what the file holds must not be gone by then.
         const bool writesAny =
             std::any_of(nvItems.begin(), nvItems.end(), [](const NvItem& item) { return item.isWritable(); });
-        if (writesAny && fileExists(fileName)) {
+        if (writesAny && mox::mayExist(fileName)) {
             pruneFile(fileName, nvItems);
             file_->cleanUp();
         }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <unordered_set>
 #include <utility>
 
 namespace storage {
@@ -89,16 +90,38 @@ std::uint32_t Allocation::usedSectors() {
     return end;
 }
 
+void Allocation::freeBeyondEnd() {
+    for (std::uint32_t sector = sectors_.count(); sector < coverage(); ++sector) {
+        if (words_[sector] != kFreeSector) {
+            // What leads to a sector was counted without these.
+            storeWord(sector, kFreeSector);
+        }
+    }
+}
+
+void Allocation::requireNoLooseEnds() const {
+    for (std::uint32_t sector = 0; sector < coverage(); ++sector) {
+        const std::uint32_t next = words_[sector];
+        if (next <= kMaxRegularSector && next >= coverage()) {
+            throw Failure(kFileCorrupt);
+        }
+    }
+}
+
+std::uint32_t Allocation::storeWord(std::uint32_t sector, std::uint32_t value) {
+    const std::uint32_t offset = (sector & (sectors_.wordsPerSector() - 1)) * 4;
+    put32(sectors_.change(fatSectors_[sector >> sectors_.wordsShift()], offset, 4), value);
+    return std::exchange(words_[sector], value);
+}
+
 void Allocation::setWord(std::uint32_t sector, std::uint32_t value) {
-    const std::uint32_t old = std::exchange(words_[sector], value);
+    const std::uint32_t old = storeWord(sector, value);
     if (old < coverage()) {
         set(old, kReached, false);
     }
     if (value < coverage()) {
         set(value, kReached, true);
     }
-    const std::uint32_t offset = (sector & (sectors_.wordsPerSector() - 1)) * 4;
-    put32(sectors_.change(fatSectors_[sector >> sectors_.wordsShift()], offset, 4), value);
 }
 
 void Allocation::loadFatSectors() {
@@ -107,7 +130,13 @@ void Allocation::loadFatSectors() {
     if (expected > count) {
         throw Failure(kFileCorrupt);
     }
-    marks_.resize(count);
+    // Not by sector number: a forged file may claim to be far longer than the disk that it is on.
+    std::unordered_set<std::uint32_t> claimed;
+    const auto claim = [&](std::uint32_t sector) {
+        if (sector >= count || !claimed.insert(sector).second) {
+            throw Failure(kFileCorrupt);
+        }
+    };
     const auto add = [&](std::uint32_t sector) {
         if (fatSectors_.size() < expected) {
             claim(sector);
@@ -117,15 +146,17 @@ void Allocation::loadFatSectors() {
     for (std::uint32_t slot = 0; slot < header::kDifatEntries; ++slot) {
         add(sectors_.headerField(header::kDifat + 4 * slot));
     }
+    Buffer listed(sectors_.sectorBytes());
     const std::uint32_t perSector = sectors_.wordsPerSector() - 1;
     std::uint32_t difat = sectors_.headerField(header::kFirstDifatSector);
     while (fatSectors_.size() < expected && difat < kMaxRegularSector) {
         claim(difat);
         difatSectors_.push_back(difat);
+        sectors_.cache().readDirect(sectors_.offsetOf(difat), listed);
         for (std::uint32_t slot = 0; slot < perSector; ++slot) {
-            add(get32(sectors_.read(difat, 4 * slot)));
+            add(get32(&listed[4 * slot]));
         }
-        difat = get32(sectors_.read(difat, 4 * perSector));
+        difat = get32(&listed[4 * perSector]);
     }
     if (fatSectors_.size() < expected || expected == 0) {
         throw Failure(kFileCorrupt);
@@ -150,12 +181,16 @@ void Allocation::loadWords() {
         }
         first = end;
     }
-    // A table that lies where the allocation table does not reach would be cut off with the free end of the file.
-    if (coverage() < marks_.size() && std::any_of(marks_.begin() + coverage(), marks_.end(),
-                                                  [](std::uint8_t mark) { return (mark & kClaimed) != 0; })) {
-        throw Failure(kFileCorrupt);
-    }
     marks_.resize(coverage());
+    for (const auto* table : {&fatSectors_, &difatSectors_}) {
+        for (const std::uint32_t sector : *table) {
+            // Where the allocation table does not reach, it would be cut off with the free end of the file.
+            if (sector >= coverage()) {
+                throw Failure(kFileCorrupt);
+            }
+            set(sector, kClaimed, true);
+        }
+    }
 }
 
 // Two chains that lead to one sector are found before the first of them is walked.
@@ -163,18 +198,11 @@ void Allocation::countPredecessors() {
     const std::uint32_t end = std::min(sectors_.count(), coverage());
     for (std::uint32_t sector = 0; sector < end; ++sector) {
         const std::uint32_t next = words_[sector];
-        if (next < end) {
+        if (next < coverage()) {
             const unsigned mark = marks_[next];
             marks_[next] = static_cast<std::uint8_t>(mark | kReached | (mark & kReached) << 1);
         }
     }
-}
-
-void Allocation::claim(std::uint32_t sector) {
-    if (sector >= marks_.size() || has(sector, kClaimed)) {
-        throw Failure(kFileCorrupt);
-    }
-    set(sector, kClaimed, true);
 }
 
 void Allocation::learnFree() {
@@ -182,7 +210,8 @@ void Allocation::learnFree() {
         return;
     }
     for (std::uint32_t sector = 0; sector < coverage(); ++sector) {
-        if (words_[sector] == kFreeSector && !has(sector, kClaimed)) {
+        // A chain that nobody owns may lead to a free sector: a stream that got it would be part of two chains.
+        if (words_[sector] == kFreeSector && !has(sector, kClaimed) && !has(sector, kReached)) {
             free_.add(sector);
         }
     }

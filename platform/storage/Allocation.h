@@ -35,6 +35,12 @@ public:
 
     // The present change is in the file: what it freed may be used again.
     void afterCommit();
+    // Makes words free that other writers left set for sectors beyond the file's end: once the file is that long they
+    // would count.
+    void freeBeyondEnd();
+    // kFileCorrupt where a word leads to a sector that the table does not cover: a change could make that sector part
+    // of two chains.
+    void requireNoLooseEnds() const;
     // Number of sectors up to the last one that is in use.
     std::uint32_t usedSectors();
 
@@ -42,12 +48,13 @@ private:
     // Of a sector: it is part of a table; a chain leads to it; two do.
     enum Mark : std::uint8_t { kClaimed = 1, kReached = 2, kCrossed = 4 };
 
+    // The word alone, and what stood there; setWord() notes what it leads to as well.
+    std::uint32_t storeWord(std::uint32_t sector, std::uint32_t value);
     void setWord(std::uint32_t sector, std::uint32_t value);
     std::uint32_t coverage() const { return static_cast<std::uint32_t>(words_.size()); }
     void loadFatSectors();
     void loadWords();
     void countPredecessors();
-    void claim(std::uint32_t sector);
     bool has(std::uint32_t sector, Mark mark) const { return (marks_[sector] & mark) != 0; }
     void set(std::uint32_t sector, Mark mark, bool on) {
         marks_[sector] = static_cast<std::uint8_t>(on ? marks_[sector] | mark : marks_[sector] & ~mark);

@@ -13,8 +13,6 @@ constexpr std::uint64_t kRecordRoom = 16 * 1024;
 // By how much the file grows at once: enough for a long journal and for what the changes in it lengthen the file by.
 constexpr std::uint64_t kSmallestGrowth = 512 * 1024;
 constexpr std::uint64_t kLargestGrowth = 5 * 1024 * 1024;
-// Version 3 files must stay below 2 GiB, and version 4 files keep a sector for byte-range locks there.
-constexpr std::uint64_t kLargestFile = 0x7FFF0000;
 // Spare records of changed blocks that are kept for the next change.
 constexpr std::size_t kKeptChanges = 64;
 
@@ -23,8 +21,7 @@ constexpr std::array<std::uint8_t, 64 * 1024> kZeros{};
 } // namespace
 
 BlockCache::BlockCache(std::unique_ptr<FileBytes> file, bool writable)
-    : file_(std::move(file)), writable_(writable), size_(file_->size()), usedEnd_(size_),
-      blocks_((size_ + kBlockBytes - 1) / kBlockBytes) {
+    : file_(std::move(file)), writable_(writable), size_(file_->size()), usedEnd_(size_) {
     replay();
 }
 
@@ -104,11 +101,10 @@ void BlockCache::readDirect(std::uint64_t offset, std::span<std::uint8_t> out) {
         const std::uint64_t at = offset + done;
         const std::size_t index = at / kBlockBytes;
         std::size_t step = std::min<std::size_t>(out.size() - done, kBlockBytes - at % kBlockBytes);
-        if (index < blocks_.size() && blocks_[index] != nullptr) {
-            std::memcpy(&out[done], &blocks_[index]->bytes[at % kBlockBytes], step);
+        if (const Block* block = inMemory(index)) {
+            std::memcpy(&out[done], &block->bytes[at % kBlockBytes], step);
         } else {
-            for (std::size_t next = index + 1;
-                 step < out.size() - done && (next >= blocks_.size() || blocks_[next] == nullptr); ++next) {
+            for (std::size_t next = index + 1; step < out.size() - done && inMemory(next) == nullptr; ++next) {
                 step = std::min(out.size() - done, step + kBlockBytes);
             }
             readFile(at, out.subspan(done, step));
@@ -138,7 +134,7 @@ void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
     for (std::size_t done = 0; done < bytes.size();) {
         const std::size_t within = (offset + done) % kBlockBytes;
         const std::size_t length = std::min(bytes.size() - done, kBlockBytes - within);
-        if (Block* block = blocks_[(offset + done) / kBlockBytes]) {
+        if (Block* block = inMemory((offset + done) / kBlockBytes)) {
             std::memcpy(&block->bytes[within], &bytes[done], length);
             if (block->change != nullptr) {
                 // What was there before the change is now this, too.
@@ -151,10 +147,9 @@ void BlockCache::writeDirect(std::uint64_t offset, ByteView bytes, bool fresh) {
 
 void BlockCache::prepare(std::uint64_t usedEnd) {
     if (usedEnd < size_) {
-        const std::size_t lastBlock = usedEnd / kBlockBytes;
-        if (usedEnd % kBlockBytes != 0 && blocks_[lastBlock] != nullptr) {
-            auto& bytes = blocks_[lastBlock]->bytes;
-            std::fill(bytes.begin() + usedEnd % kBlockBytes, bytes.end(), std::uint8_t{0});
+        unflushedFrom_ = std::min(unflushedFrom_, usedEnd);
+        if (Block* last = inMemory(usedEnd / kBlockBytes)) {
+            std::fill(last->bytes.begin() + usedEnd % kBlockBytes, last->bytes.end(), std::uint8_t{0});
         }
     }
     if (usedEnd != size_) {
@@ -173,13 +168,16 @@ void BlockCache::useUpTo(std::uint64_t end) {
 }
 
 void BlockCache::reserveForCommit() {
-    growFor(usedEnd_, JournalRecord::kFooterBytes + cleared_.size() * JournalRecord::kRangeOverhead + notedBytes_ +
-                          notedRuns_ * JournalRecord::kRangeOverhead);
+    const std::uint64_t most = JournalRecord::kFooterBytes + cleared_.size() * JournalRecord::kRangeOverhead +
+                               notedBytes_ + notedRuns_ * JournalRecord::kRangeOverhead;
+    // A longer record is refused.
+    growFor(usedEnd_, std::min(most, JournalRecord::kLongestJournal));
 }
 
 void BlockCache::discard() {
     try {
         for (const Span& span : fresh_) {
+            unflushedFrom_ = std::min(unflushedFrom_, span.offset);
             writeZeros(span.offset, span.length);
         }
     } catch (const Failure&) {
@@ -206,6 +204,9 @@ void BlockCache::load(std::size_t block) {
     if (offset >= size_) {
         throw Failure(kFileCorrupt);
     }
+    if (block >= blocks_.size()) {
+        blocks_.resize(block + 1);
+    }
     Block* fresh = pool_.take();
     blocks_[block] = fresh;
     if (offset >= untouchedFrom_) {
@@ -228,8 +229,10 @@ void BlockCache::load(std::size_t block) {
         if (prepared_) {
             zero(usedEnd_, UINT64_MAX);
         }
-        for (const Span& span : journaledZeros_) {
-            zero(span.offset, span.end());
+        const auto behind = [](const Span& span, std::uint64_t place) { return span.end() <= place; };
+        for (auto span = std::lower_bound(journaledZeros_.begin(), journaledZeros_.end(), offset, behind);
+             span != journaledZeros_.end() && span->offset < offset + kBlockBytes; ++span) {
+            zero(span->offset, span->end());
         }
     }
 }
@@ -255,7 +258,7 @@ void BlockCache::resize(std::uint64_t newSize) {
     for (std::size_t index = count; index < blocks_.size(); ++index) {
         drop(index);
     }
-    blocks_.resize(count);
+    blocks_.resize(std::min(blocks_.size(), count));
 }
 
 void BlockCache::growFor(std::uint64_t usedEnd, std::uint64_t room) {
@@ -268,7 +271,7 @@ void BlockCache::growFor(std::uint64_t usedEnd, std::uint64_t room) {
     if (needed <= size_) {
         return;
     }
-    if (usedEnd > kLargestFile) {
+    if (usedEnd > JournalRecord::kLargestFile) {
         throw Failure(kFileTooLarge);
     }
     const std::uint64_t generous = needed + std::clamp(size_ / 8, kSmallestGrowth, kLargestGrowth);

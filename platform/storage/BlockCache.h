@@ -19,6 +19,8 @@ namespace storage {
 //   2. the oldest record is made invalid, and with it the whole journal,
 //   3. the journal is overwritten with zeros.
 //
+// The disk gets each step when it has all before it, so that all this holds when the machine stops, too.
+//
 // A process that ends before the record of a commit is complete leaves the state before it; one that ends later, up to
 // step 2, leaves a journal from which the next open completes every change. No range lies in the journal, and the file
 // is not lengthened while there is one.
@@ -106,6 +108,8 @@ private:
         }
         return *blocks_[block];
     }
+    // Null where a block is not in memory.
+    Block* inMemory(std::size_t block) const { return block < blocks_.size() ? blocks_[block] : nullptr; }
     void load(std::size_t block);
     void drop(std::size_t block);
     void note(Block& block, std::size_t index, std::size_t offset, std::size_t length);
@@ -123,6 +127,7 @@ private:
     void patch(const JournalRecord::Range& range);
     void buildRecord();
     bool isCleared(std::uint64_t offset) const;
+    void zeroInBlocks(const Span& range);
     void zeroClearedInBlocks();
     void recordChange(const Change& change);
     void addToRecord(std::size_t block, std::size_t firstPiece, std::size_t lastPiece);
@@ -131,6 +136,7 @@ private:
     void copyCommitted(const Span& span, std::uint8_t* out);
     void eraseJournal();
     void eraseTornRecord();
+    void orderWrites();
 
     std::unique_ptr<FileBytes> file_;
     bool writable_;
@@ -138,9 +144,12 @@ private:
     std::uint64_t usedEnd_ = 0;
     // A block that begins here or beyond, and is not in memory, is zero: it needs no reading. None, until prepare().
     std::uint64_t untouchedFrom_ = UINT64_MAX;
+    // Where what became zero since the disk got all begins. A record leaves out what it takes for zero: before one that
+    // uses these places is written, the disk must have the zeros.
+    std::uint64_t unflushedFrom_ = UINT64_MAX;
     bool prepared_ = false;
     SlabPool<Block> pool_;
-    // Null where a block is not in memory.
+    // Up to the last one that was asked for; null where a block is not in memory.
     std::vector<Block*> blocks_;
     // Since the last commit: the blocks that were changed (the first of `changes_`, the others are spare), their noted
     // bytes and the runs of these, the ranges to be zero, and fresh places that were written past the blocks.
@@ -155,7 +164,10 @@ private:
     // Since the last checkpoint: the number of records in the journal, their length together, and what they set.
     std::uint64_t journalRecords_ = 0;
     std::uint64_t journalBytes_ = 0;
+    // Number of its first record.
+    std::uint64_t firstNumber_ = 0;
     std::vector<std::size_t> journaledBlocks_;
+    // In ascending order, without overlaps, all of the last record.
     std::vector<Span> journaledZeros_;
     // What they set is in its places, and the call that makes them invalid was begun.
     bool journalEnds_ = false;

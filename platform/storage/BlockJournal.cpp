@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstring>
 #include <iterator>
+#include <random>
 #include <utility>
 
 namespace storage {
@@ -71,12 +72,25 @@ void BlockCache::commit() {
     }
     buildRecord();
     if (!record_.empty()) {
+        if (record_.sealedSize() > JournalRecord::kLongestJournal) {
+            throw Failure(kFileTooLarge);
+        }
+        if (record_.sealedSize() > JournalRecord::kLongestJournal - journalBytes_) {
+            checkpoint();
+        }
         growFor(usedEnd_, record_.sealedSize());
         requireWhole();
         // Once the record is written, nothing may fail.
         makeRoom(journaledBlocks_, changedBlocks_);
         makeRoom(journaledZeros_, cleared_.size());
-        record_.seal(journalStart(), journalRecords_);
+        if (journalRecords_ == 0) {
+            firstNumber_ = std::uint64_t{std::random_device{}()} << 32;
+        }
+        // The record says nothing of what it takes for zero.
+        if (!fresh_.empty() || usedEnd_ > unflushedFrom_) {
+            orderWrites();
+        }
+        record_.seal(journalStart(), firstNumber_ + journalRecords_);
         tornBytes_ = record_.bytes().size();
         file_->write(journalStart() - tornBytes_, record_.bytes());
         journalBytes_ += std::exchange(tornBytes_, 0);
@@ -117,15 +131,19 @@ bool BlockCache::isCleared(std::uint64_t offset) const {
     return behind != cleared_.begin() && std::prev(behind)->end() > offset;
 }
 
+void BlockCache::zeroInBlocks(const Span& range) {
+    for (std::uint64_t at = range.offset; at < range.end() && at / kBlockBytes < blocks_.size();) {
+        const std::uint64_t length = std::min(range.end() - at, kBlockBytes - at % kBlockBytes);
+        if (Block* block = inMemory(at / kBlockBytes)) {
+            std::memset(&block->bytes[at % kBlockBytes], 0, length);
+        }
+        at += length;
+    }
+}
+
 void BlockCache::zeroClearedInBlocks() {
     for (const Span& range : cleared_) {
-        for (std::uint64_t at = range.offset; at < range.end();) {
-            const std::uint64_t length = std::min(range.end() - at, kBlockBytes - at % kBlockBytes);
-            if (Block* block = blocks_[at / kBlockBytes]) {
-                std::memset(&block->bytes[at % kBlockBytes], 0, length);
-            }
-            at += length;
-        }
+        zeroInBlocks(range);
     }
 }
 
@@ -184,7 +202,10 @@ void BlockCache::checkpoint() {
         return;
     }
     requireWhole();
+    // The disk gets the records before the places, and the places before the end of the records.
+    orderWrites();
     writeJournaledPlaces();
+    orderWrites();
     eraseJournal();
 }
 
@@ -236,6 +257,8 @@ void BlockCache::eraseJournal() {
     // Without its oldest record the journal is none; until then it holds all of it. Should the call fail, nobody knows.
     journalEnds_ = true;
     writeZeros(size_ - JournalRecord::kFooterBytes, JournalRecord::kFooterBytes);
+    // A newer record that went before the oldest would leave a part of the journal, which says what is out of date.
+    orderWrites();
     for (const std::size_t index : journaledBlocks_) {
         blocks_[index]->journaled = 0;
     }
@@ -247,9 +270,15 @@ void BlockCache::eraseJournal() {
     eraseTornRecord();
 }
 
+void BlockCache::orderWrites() {
+    file_->orderWrites();
+    unflushedFrom_ = UINT64_MAX;
+}
+
 void BlockCache::flush() {
     checkpoint();
     file_->flush();
+    unflushedFrom_ = UINT64_MAX;
 }
 
 void BlockCache::close(std::uint64_t end) {
@@ -276,8 +305,9 @@ void BlockCache::replay() {
     }
     journalRecords_ = journal.records.size();
     journalBytes_ = size_ - journal.start;
+    orderWrites();
     writeJournaledPlaces();
-    file_->flush();
+    orderWrites();
     eraseJournal();
     // The last of them may hold what was the journal.
     for (std::size_t index = 0; index < blocks_.size(); ++index) {
@@ -286,22 +316,24 @@ void BlockCache::replay() {
 }
 
 void BlockCache::patch(const JournalRecord::Range& range) {
+    if (range.bytes == nullptr) {
+        zeroInBlocks({range.offset, range.length});
+        journaledZeros_.push_back({range.offset, range.length});
+        return;
+    }
     for (std::uint64_t done = 0; done < range.length;) {
         const std::uint64_t at = range.offset + done;
         const std::uint64_t length = std::min(range.length - done, kBlockBytes - at % kBlockBytes);
-        std::uint8_t* target = &loaded(at / kBlockBytes).bytes[at % kBlockBytes];
-        if (range.bytes != nullptr) {
-            std::memcpy(target, range.bytes + done, length);
-        } else {
-            std::memset(target, 0, length);
-        }
+        std::memcpy(&loaded(at / kBlockBytes).bytes[at % kBlockBytes], range.bytes + done, length);
         markJournaled({at, length});
         done += length;
     }
 }
 
 void BlockCache::eraseTornRecord() {
-    writeZeros(journalStart() - tornBytes_, tornBytes_);
+    const std::uint64_t start = journalStart() - tornBytes_;
+    unflushedFrom_ = std::min(unflushedFrom_, start);
+    writeZeros(start, tornBytes_);
     tornBytes_ = 0;
 }
 

@@ -44,6 +44,7 @@ Container::~Container() {
 }
 
 std::uint32_t Container::find(std::uint32_t owner, const Name& name, EntryType kind) const {
+    requireUsable();
     std::uint32_t id = kNoEntry;
     if (lastChild_.owner == owner && lastChild_.treeVersion == treeVersion_ &&
         compare(name, directory_->read(lastChild_.id).name()) == 0) {
@@ -115,9 +116,7 @@ void Container::destroyChild(std::uint32_t owner, const Name& name) {
 }
 
 std::size_t Container::read(std::uint32_t id, StreamChain& chain, std::uint64_t position, std::span<std::uint8_t> out) {
-    if (broken_) {
-        throw Failure(*broken_);
-    }
+    requireUsable();
     return content_->read(id, chain, position, out);
 }
 
@@ -168,9 +167,7 @@ void Container::load() {
 
 template <class Body>
 void Container::change(bool joins, Body&& body) {
-    if (broken_) {
-        throw Failure(*broken_);
-    }
+    requireUsable();
     if (!writable()) {
         throw Failure(kAccessDenied);
     }
@@ -189,8 +186,12 @@ void Container::change(bool joins, Body&& body) {
 
 void Container::prepare() {
     if (!prepared_) {
-        requireTree();
+        requireChangeable();
         cache_.prepare(sectors_->offsetOf(allocation_->usedSectors()));
+        // On its own: should the change fail, the file may have grown, and what was to be free must not count again.
+        if (cache_.changed()) {
+            commit();
+        }
         prepared_ = true;
     }
 }
@@ -228,7 +229,7 @@ void Container::rollBack() {
         load();
     } catch (const Failure& failure) {
         broken_ = failure.code();
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         broken_ = kInsufficientMemory;
     }
 }
@@ -276,7 +277,11 @@ void Container::freeSubtree(const std::vector<std::uint32_t>& ids) {
     }
 }
 
-void Container::requireTree() const {
+void Container::requireChangeable() {
+    allocation_->freeBeyondEnd();
+    allocation_->requireNoLooseEnds();
+    mini_->load();
+    StreamContent::Owned owned;
     std::vector<bool> reached(directory_->count());
     reached[kRootEntry] = true;
     std::vector<std::uint32_t> pending{directory_->read(kRootEntry).child()};
@@ -294,6 +299,8 @@ void Container::requireTree() const {
         pending.push_back(entry.right());
         if (entry.type() == EntryType::storage) {
             pending.push_back(entry.child());
+        } else {
+            content_->claim(id, owned);
         }
         pending.push_back(entry.left());
     }

@@ -41,7 +41,16 @@ public:
     Container& operator=(const Container&) = delete;
 
     bool writable() const { return cache_.writable(); }
-    const Directory& directory() const { return *directory_; }
+    // Throws where nothing works any more: the file could not be read again after a failed change.
+    void requireUsable() const {
+        if (broken_) {
+            throw Failure(*broken_);
+        }
+    }
+    const Directory& directory() const {
+        requireUsable();
+        return *directory_;
+    }
     // Goes up with every change of the tree of elements.
     std::uint64_t treeVersion() const { return treeVersion_; }
 
@@ -51,9 +60,11 @@ public:
     void rememberChild(std::uint32_t owner, std::uint32_t id) const { lastChild_ = {owner, id, treeVersion_}; }
 
     std::uint32_t createChild(std::uint32_t owner, const Name& name, EntryType kind, bool replaces);
+    // Undoes what createChild() made, where its object cannot be.
+    void undoCreation() { rollBack(); }
     void destroyChild(std::uint32_t owner, const Name& name);
 
-    std::uint64_t sizeOf(std::uint32_t id) const { return directory_->sizeOf(id); }
+    std::uint64_t sizeOf(std::uint32_t id) const { return directory().sizeOf(id); }
     std::size_t read(std::uint32_t id, StreamChain& chain, std::uint64_t position, std::span<std::uint8_t> out);
     void write(std::uint32_t id, StreamChain& chain, std::uint64_t position, ByteView bytes);
     void resize(std::uint32_t id, StreamChain& chain, std::uint64_t size);
@@ -89,8 +100,9 @@ private:
     std::vector<std::uint32_t> subtree(std::uint32_t id) const;
     void freeContents(const std::vector<std::uint32_t>& ids);
     void freeSubtree(const std::vector<std::uint32_t>& ids);
-    // kFileCorrupt where an entry hangs from two places: a change at one would damage the other.
-    void requireTree() const;
+    // kFileCorrupt where an entry hangs from two places, or two streams have a sector in common, now or with its next
+    // use: a change at one would damage the other. Changes words of the allocation table that nobody may own.
+    void requireChangeable();
     void makeRedBlack(std::uint32_t owner);
     bool isKnownRedBlack(std::uint32_t id) const { return id < redBlack_.size() && redBlack_[id]; }
     void setKnownRedBlack(std::uint32_t id, bool known);
@@ -103,7 +115,7 @@ private:
     std::optional<MiniStream> mini_;
     std::optional<StreamContent> content_;
     bool prepared_ = false;
-    // Why nothing works any more: the file could not be read again after a failed change.
+    // Why nothing works any more.
     std::optional<Status> broken_;
     Waiting waiting_;
     std::uint64_t treeVersion_ = 0;

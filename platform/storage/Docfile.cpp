@@ -130,6 +130,12 @@ public:
         replaced_.reset();
         flushFolderOf(path_);
     }
+    // Before it has its path nobody finds what a power cut leaves of it.
+    void orderWrites() override {
+        if (inPlace_) {
+            file_->flush();
+        }
+    }
 
 private:
     // Null where the file system has no files without a name, or none that can get one later.
@@ -207,8 +213,12 @@ private:
             }
             return;
         }
-        // Never over a file that somebody else has put there meanwhile. Some file systems have no second names.
-        if (link(temporary_.c_str(), path_.c_str()) == 0) {
+        // Never over a file that somebody else has put there meanwhile. Some file systems have only one of these ways,
+        // and very few have neither.
+        if (renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) {
+            return;
+        }
+        if (errno != EEXIST && link(temporary_.c_str(), path_.c_str()) == 0) {
             unlink(temporary_.c_str());
         } else if (errno == EEXIST) {
             throw Failure(kFileAlreadyExists);

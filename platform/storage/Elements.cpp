@@ -160,7 +160,12 @@ private:
                 throw Failure(kAccessDenied);
             }
             const std::uint32_t id = file().createChild(element_.id(), Name(name), kind, (mode & kCreate) != 0);
-            out = com::makeObject<Interface, Object>(element_.container(), id, access);
+            try {
+                out = com::makeObject<Interface, Object>(element_.container(), id, access);
+            } catch (...) {
+                file().undoCreation();
+                throw;
+            }
             return com::kOk;
         });
     }
@@ -195,6 +200,7 @@ public:
     Status next(ElementInfo& out) override {
         return guarded([&] {
             storage_->element().require();
+            file_.requireUsable();
             if (treeVersion_ != file_.treeVersion()) {
                 walk_.restart();
                 treeVersion_ = file_.treeVersion();

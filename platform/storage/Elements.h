@@ -58,8 +58,8 @@ Status guarded(Body&& body) noexcept {
     }
 }
 
-// The access that a mode asks for. kInvalidFlag where it is none: only exclusive sharing is known, and `replaces` is
-// where kCreate may stand.
+// The access that a mode asks for. kInvalidFlag where it is none: only exclusive sharing is known, and kCreate only
+// where `mayReplace`.
 std::uint32_t accessOf(std::uint32_t mode, bool mayReplace);
 
 } // namespace storage

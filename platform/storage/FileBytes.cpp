@@ -5,8 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 
@@ -15,6 +13,11 @@ namespace {
 
 [[noreturn]] void failErrno(Status otherwise) {
     throw Failure(statusOfErrno(errno, otherwise));
+}
+
+// The file system has no such call: without it there is no more to be had, and every change would be refused.
+bool cannotFlush(int error) {
+    return error == EROFS || error == EINVAL || error == EOPNOTSUPP || error == ENOSYS;
 }
 
 void ignoreFileSizeSignal() {
@@ -173,7 +176,7 @@ void PosixFile::resize(std::uint64_t newSize) {
 }
 
 void PosixFile::flush() {
-    if (fsync(descriptor_) != 0 && errno != EROFS && errno != EINVAL) {
+    if (fsync(descriptor_) != 0 && !cannotFlush(errno)) {
         failErrno(kWriteFault);
     }
 }

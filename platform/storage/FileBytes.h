@@ -28,6 +28,8 @@ public:
     virtual void resize(std::uint64_t newSize) = 0;
     // Returns when all that was written is on the disk.
     virtual void flush() = 0;
+    // Returns when nothing that is written from now on can be on the disk without all that was written before.
+    virtual void orderWrites() { flush(); }
 };
 
 // The status that the container answers for an `errno` value; `otherwise` for those without a code of their own.

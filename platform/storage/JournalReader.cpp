@@ -6,6 +6,13 @@
 namespace storage {
 namespace {
 
+// A file grows by its journal's length, and by some megabytes more for the next one.
+constexpr std::uint64_t kLongestFile = JournalRecord::kLargestFile + 2 * JournalRecord::kLongestJournal;
+
+bool isZeros(const JournalRecord::Range& range) {
+    return range.bytes == nullptr;
+}
+
 // Reads a file from its end backwards. Most records are far shorter than a piece, and come with few calls.
 class BackwardReader {
 public:
@@ -38,12 +45,22 @@ private:
 
 FoundJournal findJournal(FileBytes& file, std::uint64_t fileSize) {
     FoundJournal journal{{}, fileSize};
+    if (fileSize > kLongestFile) {
+        return journal;
+    }
     BackwardReader reader(file, fileSize);
+    std::uint64_t number = 0;
     while (journal.start >= JournalRecord::kFooterBytes) {
-        const auto length = JournalRecord::sizeByFooter(reader.before(journal.start, JournalRecord::kFooterBytes),
-                                                        journal.start, journal.records.size());
+        const ByteView footer = reader.before(journal.start, JournalRecord::kFooterBytes);
+        if (journal.records.empty()) {
+            number = JournalRecord::numberByFooter(footer);
+        }
+        const auto length = JournalRecord::sizeByFooter(footer, journal.start, number++);
         if (!length) {
             break;
+        }
+        if (fileSize - journal.start + *length > JournalRecord::kLongestJournal) {
+            return {{}, fileSize};
         }
         const ByteView record = reader.before(journal.start, *length);
         if (!JournalRecord::intact(record)) {
@@ -53,14 +70,13 @@ FoundJournal findJournal(FileBytes& file, std::uint64_t fileSize) {
         journal.start -= *length;
     }
     // Nothing is set before all of it is known to be right.
-    std::uint64_t zeroed = 0;
     std::vector<JournalRecord::Range> ranges;
     for (const Buffer& record : journal.records) {
-        const auto zeros = JournalRecord::listRanges(record, journal.start, ranges);
-        if (!zeros || *zeros > journal.start - zeroed) {
+        const bool newest = &record == &journal.records.back();
+        const bool sound = JournalRecord::listRanges(record, journal.start, ranges);
+        if (!sound || (!newest && std::ranges::any_of(ranges, isZeros))) {
             return {{}, fileSize};
         }
-        zeroed += *zeros;
     }
     return journal;
 }

@@ -32,7 +32,7 @@ std::uint8_t* JournalRecord::addRange(std::uint64_t offset, std::size_t length) 
     bytes_.resize(at + kRangeHeadBytes + padded(length));
     put64(&bytes_[at], offset);
     put64(&bytes_[at + 8], length);
-    return &bytes_[at + kRangeHeadBytes];
+    return bytes_.data() + at + kRangeHeadBytes;
 }
 
 void JournalRecord::addZeros(std::uint64_t offset, std::uint64_t length) {
@@ -66,28 +66,28 @@ bool JournalRecord::intact(ByteView record) {
     return get64(&record[covered]) == checksum(record.data(), covered);
 }
 
-std::optional<std::uint64_t> JournalRecord::listRanges(ByteView record, std::uint64_t limit,
-                                                       std::vector<Range>& ranges) {
+bool JournalRecord::listRanges(ByteView record, std::uint64_t limit, std::vector<Range>& ranges) {
     ranges.clear();
     const std::size_t body = record.size() - kFooterBytes;
-    std::uint64_t zeroed = 0;
+    std::uint64_t zeroedUpTo = 0;
     for (std::size_t at = 0; at < body;) {
         if (body - at < kRangeHeadBytes) {
-            return std::nullopt;
+            return false;
         }
         const std::uint64_t offset = get64(&record[at]);
         const std::uint64_t field = get64(&record[at + 8]);
         const std::uint64_t length = field & ~kZerosFlag;
         const bool zeros = (field & kZerosFlag) != 0;
         at += kRangeHeadBytes;
-        if (offset > limit || length > limit - offset || length == 0 || (!zeros && padded(length) > body - at)) {
-            return std::nullopt;
+        if (offset > limit || length > limit - offset || length == 0 ||
+            (zeros ? offset < zeroedUpTo : padded(length) > body - at)) {
+            return false;
         }
-        zeroed += zeros ? length : 0;
+        zeroedUpTo = zeros ? offset + length : zeroedUpTo;
         ranges.push_back({offset, length, zeros ? nullptr : &record[at]});
         at += zeros ? 0 : padded(length);
     }
-    return zeroed;
+    return true;
 }
 
 } // namespace storage

@@ -8,6 +8,8 @@ namespace storage {
 std::vector<std::uint32_t> MiniStream::chain(std::uint32_t start, std::size_t most) {
     load();
     std::vector<std::uint32_t> found;
+    // Most streams are an item's.
+    found.reserve(std::min<std::size_t>(most, 4));
     for (std::uint32_t number = start; number != kEndOfChain && found.size() < most; number = word(number)) {
         // A small stream has no more than 64: its circles are found at the first step.
         const auto recent = found.size() > kMiniStreamCutoff / kMiniSectorBytes ? found.end() : found.begin();

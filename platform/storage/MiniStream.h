@@ -12,8 +12,11 @@ class MiniStream {
 public:
     MiniStream(Allocation& allocation, Directory& directory) : allocation_(allocation), directory_(directory) {}
 
-    // The mini sectors of the chain that begins at `start`: all of them, or the first `most`. kFileCorrupt where the
-    // chain has a cycle, meets a free mini sector or one that does not exist.
+    // Reads the tables, whose sectors no stream may touch from then on. kFileCorrupt where they are broken.
+    void load();
+    // The mini sectors of the chain that begins at `start`: all of them, or the first `most`, and then whatever the
+    // last one leads to. kFileCorrupt where the chain meets one that does not exist, or goes on at one that is free; a
+    // cycle that is longer than a small stream may go unnoticed.
     std::vector<std::uint32_t> chain(std::uint32_t start, std::size_t most = SIZE_MAX);
     // The 64 bytes of a mini sector.
     const std::uint8_t* read(std::uint32_t number);
@@ -25,7 +28,6 @@ public:
     void shorten(std::vector<std::uint32_t>& numbers, std::uint32_t kept);
 
 private:
-    void load();
     std::uint32_t word(std::uint32_t number);
     void setWord(std::uint32_t number, std::uint32_t value);
     std::uint32_t take();

@@ -82,7 +82,7 @@ Buffer Sectors::emptyFile() {
 }
 
 std::uint32_t Sectors::count() const {
-    const std::uint64_t size = cache_.size();
+    const std::uint64_t size = cache_.usedEnd();
     const std::uint64_t sectors =
         size <= sectorBytes() ? 0 : tolerance::sectorsInFile(size - sectorBytes(), sectorShift_);
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(sectors, kMaxRegularSector));

@@ -46,7 +46,7 @@ public:
     unsigned sectorShift() const { return sectorShift_; }
     std::uint32_t wordsPerSector() const { return sectorBytes() / 4; }
     unsigned wordsShift() const { return sectorShift_ - 2; }
-    // Number of sectors that the file is long enough for, the last one perhaps in part.
+    // Number of sectors up to the end of what is in use, the last one perhaps in part.
     std::uint32_t count() const;
     std::uint64_t offsetOf(std::uint32_t sector) const { return (std::uint64_t{sector} + 1) << sectorShift_; }
 

@@ -9,7 +9,6 @@ namespace storage {
 
 using com::Status;
 
-inline constexpr Status kInvalidFunction = com::makeStatus(0x80030001);
 inline constexpr Status kFileNotFound = com::makeStatus(0x80030002);
 inline constexpr Status kPathNotFound = com::makeStatus(0x80030003);
 inline constexpr Status kTooManyOpenFiles = com::makeStatus(0x80030004);

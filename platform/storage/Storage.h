@@ -19,7 +19,9 @@
 // together: a created stream appears in the file with its first write, along with the storage that was created just
 // before it, and replaces one of the same name in the same moment. (They appear without when anything else is changed,
 // or when they are released.) A process that ends in the middle of any call leaves the old state or the new one; a call
-// that fails leaves the old one, and an element that it was still creating answers kReverted from then on.
+// that fails leaves the old one, and an element that it was still creating answers kReverted from then on. After a
+// power cut the file is as one of its changes since the last flush left it. A file in which a change could damage what
+// it does not touch can be read, and every change in it answers kFileCorrupt.
 namespace storage {
 
 using com::ComPtr;

@@ -15,8 +15,9 @@ constexpr std::uint64_t kFillBytes = 64 * 1024;
 constexpr bool isSmall(std::uint64_t size) {
     return size < kMiniStreamCutoff;
 }
+// More than any chain has, where the size that a file claims needs more than can be counted.
 constexpr std::uint32_t unitsFor(std::uint64_t size, std::uint32_t unit) {
-    return static_cast<std::uint32_t>((size + unit - 1) / unit);
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(size / unit + (size % unit != 0), UINT32_MAX));
 }
 
 } // namespace
@@ -97,6 +98,30 @@ void StreamContent::resize(std::uint32_t id, StreamChain& chain, std::uint64_t n
         allocation_.shorten(chain.sectors, unitsFor(newSize, sectorBytes()));
         zero(chain.sectors, newSize, std::uint64_t{chain.sectors.size()} * sectorBytes());
         setContents(id, chain.sectors.front(), newSize);
+    }
+}
+
+void StreamContent::claim(std::uint32_t id, Owned& owned) {
+    const auto add = [](std::vector<bool>& set, std::uint32_t number) {
+        if (number >= set.size()) {
+            set.resize(number + number / 2 + 64);
+        }
+        if (set[number]) {
+            throw Failure(kFileCorrupt);
+        }
+        set[number] = true;
+    };
+    const std::uint64_t size = directory_.sizeOf(id);
+    if (size == 0) {
+        return;
+    }
+    if (isSmall(size)) {
+        for (const std::uint32_t number : miniSectorsOf(id)) {
+            add(owned.mini, number);
+        }
+    } else {
+        StreamChain chain;
+        add(owned.first, sectorsOf(id, chain).front());
     }
 }
 

@@ -29,6 +29,14 @@ public:
     // Writes at `position`, lengthening the stream where needed; what lies between its old end and `position` is zero.
     void write(std::uint32_t id, StreamChain& chain, std::uint64_t position, ByteView bytes);
     void resize(std::uint32_t id, StreamChain& chain, std::uint64_t newSize);
+    // The sectors that are known to belong to a stream.
+    struct Owned {
+        std::vector<bool> mini;
+        // Sectors that begin a chain; that no other one leads into it is known to the allocation.
+        std::vector<bool> first;
+    };
+    // Adds those of a stream. kFileCorrupt where one of them is another stream's as well, or the chain is broken.
+    void claim(std::uint32_t id, Owned& owned);
     // Frees all sectors of a stream whose entry is about to be changed.
     void free(std::uint32_t id);
 

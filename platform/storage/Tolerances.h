@@ -16,11 +16,8 @@ constexpr std::uint64_t streamSize(unsigned majorVersion, std::uint64_t field) {
     return majorVersion == 3 ? field & 0xFFFFFFFF : field;
 }
 
-// The header counts the sectors of several tables; the chains themselves say how many there are. Only a list of
-// allocation sectors that ends before its count does is an error.
-constexpr bool ignoresTableCounts() {
-    return true;
-}
+// The header counts the sectors of several tables. The chains themselves say how many there are, and nothing reads the
+// counts but that of the allocation sectors: a list of them that ends before its count does is an error.
 
 // Bytes behind the last sector that the allocation table knows, and a last sector that the file holds in part only
 // (the rest reads as zero): the number of sectors that a file of `bytesAfterHeader` has.

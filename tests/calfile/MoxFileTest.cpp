@@ -85,6 +85,18 @@ TEST_F(MoxFileTest, AMissingFileIsNamedAndTheObjectGoesOn) {
     file.cleanUp();
     writeItems({5});
     EXPECT_EQ(numbers(), std::vector<int>{5});
+    // Whatever the reason: a write alone asks for it.
+    const std::string loop = (folder / "loop").string();
+    std::filesystem::create_symlink(loop, loop);
+    for (const std::string& unreachable : {path + "/below", loop, (folder / std::string(300, 'x')).string()}) {
+        file.open(unreachable);
+        EXPECT_EQ(refusalOf([&] { file.begin(); }),
+                  "MoxFile::setupStgPointers() - Trying to read '" + unreachable + "' that doesn't exists");
+    }
+    EXPECT_TRUE(mox::mayExist(path));
+    EXPECT_TRUE(mox::mayExist(loop)) << "the system does not say";
+    EXPECT_FALSE(mox::mayExist(path + "/below"));
+    EXPECT_FALSE(mox::mayExist(path + "x"));
 }
 
 TEST_F(MoxFileTest, ARemovalEndsAtTheFirstItemThatTheFileLacks) {

@@ -336,18 +336,7 @@ TEST_F(DocfileTest, ReadsHarmlessDeviationsAndRepairsThem) {
 }
 
 TEST_F(DocfileTest, ReadsAndUpdatesVersion4) {
-    Buffer file(3 * 4096);
-    const Buffer small = Sectors::emptyFile();
-    std::copy_n(small.begin(), 512, file.begin());
-    file[26] = 4;
-    file[30] = 12;
-    file[40] = 1;
-    std::fill(file.begin() + 4096, file.begin() + 8192, std::uint8_t{0xFF});
-    put32(&file[4096], kFatSector);
-    put32(&file[4100], kEndOfChain);
-    for (std::size_t at = 8192; at < file.size(); at += 128) {
-        std::copy_n(small.begin() + (at == 8192 ? 1024 : 1152), 128, file.begin() + static_cast<long>(at));
-    }
+    const Buffer file = emptyVersion4();
     Tree tree;
     ASSERT_EQ(strictCheck(file, tree), "");
     auto image = imageOf(file);

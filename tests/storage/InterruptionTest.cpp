@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <random>
 
 namespace storage::testing {
 namespace {
@@ -172,6 +174,82 @@ TEST(InterruptionTest, GoesOnAfterOneFailure) {
     }
 }
 
+// After a power cut the disk holds each sector as it was at the last flush or later.
+Buffer afterPowerCut(const Buffer& flushed, const Buffer& present, std::mt19937& random) {
+    Buffer disk = flushed;
+    disk.resize(random() % 2 == 0 ? disk.size() : present.size());
+    // Sectors in any order, or all from one on.
+    const std::size_t cut = random() % (2 * disk.size());
+    for (std::size_t at = 0; at < std::min(disk.size(), present.size()); at += 512) {
+        if (cut > disk.size() ? random() % 2 == 0 : at >= cut) {
+            std::copy_n(&present[at], std::min({std::size_t{512}, disk.size() - at, present.size() - at}), &disk[at]);
+        }
+    }
+    return disk;
+}
+
+// What is found after a power cut was once the file, and is not older than the last flush.
+TEST(InterruptionTest, KeepsEveryItemWhenThePowerFails) {
+    auto image = emptyContainer();
+    ComPtr<IStorage> root;
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    std::vector<Tree> states{{{u"/", {}}}};
+    std::mt19937 random(3);
+    unsigned damaged = 0;
+    Buffer flushed = image->bytes;
+    image->onFlush = [&] { flushed = image->bytes; };
+    image->onChange = [&] {
+        Tree found;
+        damaged += readImage(afterPowerCut(flushed, image->bytes, random), found) != com::kOk ||
+                   std::ranges::find(states, found) == states.end();
+    };
+    for (unsigned seed = 1; seed <= 600; ++seed) {
+        // A journal sets the same places again and again; the large item's end brings on a checkpoint.
+        const unsigned number = seed % 20 == 0 ? 20 : seed % 7;
+        const std::size_t length = number == 20 ? 5000 : 134;
+        Tree next = states.back();
+        next[u"/" + itemName(number) + u"/"] = {};
+        next[u"/" + itemName(number) + u"/00000000"] = pattern(length, seed);
+        states.push_back(next);
+        ASSERT_EQ(writeItem(*root.get(), number, seed, length), com::kOk);
+        if (seed % 60 == 0) {
+            ASSERT_EQ(root->flush(), com::kOk);
+            states.erase(states.begin(), states.end() - 1);
+        }
+    }
+    root.reset();
+    EXPECT_EQ(damaged, 0U);
+}
+
+// A long save grows into places where a journal stood, and a record leaves out what it takes for zero there.
+TEST(InterruptionTest, KeepsZerosWhereAJournalStoodWhenThePowerFails) {
+    auto image = emptyContainer();
+    std::mt19937 random(3);
+    Buffer flushed = image->bytes;
+    image->onFlush = [&] { flushed = image->bytes; };
+    ComPtr<IStorage> root;
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    const auto contents = [](unsigned number) {
+        Buffer bytes(134);
+        put32(&bytes[6], number);
+        bytes.back() = 1;
+        return bytes;
+    };
+    for (unsigned number = 1; number <= 1000; ++number) {
+        ASSERT_EQ(writeItem(*root.get(), number, contents(number)), com::kOk);
+        if (number % 16 != 0) {
+            continue;
+        }
+        Tree found;
+        ASSERT_EQ(readImage(afterPowerCut(flushed, image->bytes, random), found), com::kOk) << number;
+        const auto items = static_cast<unsigned>(found.size() / 2);
+        ASSERT_LE(items, number);
+        for (unsigned item = 1; item <= items; ++item) {
+            ASSERT_EQ(found[u"/" + itemName(item) + u"/00000000"], contents(item)) << item << " of " << number;
+        }
+    }
+}
+
 // A disk that is full at every possible length: what was written stays, what failed is not there, and nothing of it.
 TEST(InterruptionTest, KeepsWhatFitsOnAFullDisk) {
     for (std::uint64_t limit = 1536; limit < 120000; limit += 3571) {
@@ -193,6 +271,45 @@ TEST(InterruptionTest, KeepsWhatFitsOnAFullDisk) {
         Tree found;
         ASSERT_EQ(strictCheck(image->bytes, found), "") << limit;
         ASSERT_TRUE(found == expected) << limit;
+    }
+}
+
+// A disk that goes away in the middle of a change: every further call says so.
+TEST(InterruptionTest, AnswersTheFailureWhenTheDiskIsGone) {
+    auto image = emptyContainer();
+    ComPtr<IStorage> root;
+    ComPtr<IStorage> item;
+    ComPtr<IStream> stream;
+    ComPtr<IEnumElements> before;
+    ComPtr<IEnumElements> children;
+    ElementInfo info;
+    std::uint64_t size = 0;
+    std::uint32_t transferred = 0;
+    ASSERT_EQ(openImage(image, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(writeItem(*root.get(), 345, 1), com::kOk);
+    ASSERT_EQ(root->openStorage(itemName(345), kOpenReadWrite, item), com::kOk);
+    ASSERT_EQ(item->openStream(u"00000000", kOpenReadWrite, stream), com::kOk);
+    ASSERT_EQ(root->enumElements(before), com::kOk);
+    ASSERT_EQ(root->flush(), com::kOk);
+    image->readable = false;
+    image->failAt = image->changes + 1;
+    EXPECT_EQ(stream->write(pattern(134, 2), transferred), kWriteFault);
+    const struct {
+        const char* what;
+        Status status;
+    } rows[]{
+        {"write", stream->write(pattern(134, 2), transferred)},
+        {"read", stream->read({}, transferred)},
+        {"size", stream->size(size)},
+        {"stat", item->stat(info)},
+        {"next", before->next(info)},
+        {"enumerate", root->enumElements(children)},
+        {"open", root->openStorage(itemName(1), kOpenRead, item)},
+        {"create", writeItem(*root.get(), 1, 1)},
+        {"flush", root->flush()},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.status, kReadFault) << row.what;
     }
 }
 

@@ -3,6 +3,7 @@
 #include "platform/storage/FileBytes.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 
@@ -21,6 +22,10 @@ struct MemoryImage {
     unsigned sixteenthsWritten = 0;
     bool failsForGood = true;
     std::uint64_t limit = UINT64_MAX;
+    bool readable = true;
+    // Called after each call that changes the file, and after each flush.
+    std::function<void()> onChange = [] {};
+    std::function<void()> onFlush = [] {};
 
     bool failsNow() { return ++changes == failAt || (failsForGood && failAt != 0 && changes > failAt); }
 };
@@ -32,6 +37,9 @@ public:
     std::uint64_t size() override { return image_->bytes.size(); }
 
     std::size_t read(std::uint64_t offset, std::span<std::uint8_t> out) override {
+        if (!image_->readable) {
+            throw Failure(kReadFault);
+        }
         const std::uint64_t length = image_->bytes.size();
         if (offset >= length) {
             return 0;
@@ -55,6 +63,7 @@ public:
         if (fails) {
             throw Failure(kWriteFault);
         }
+        image_->onChange();
     }
 
     void resize(std::uint64_t newSize) override {
@@ -62,9 +71,15 @@ public:
             throw Failure(kMediumFull);
         }
         image_->bytes.resize(newSize);
+        image_->onChange();
     }
 
-    void flush() override {}
+    void flush() override {
+        if (image_->failsNow()) {
+            throw Failure(kWriteFault);
+        }
+        image_->onFlush();
+    }
 
 private:
     std::shared_ptr<MemoryImage> image_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/storage/Docfile.h"
+#include "platform/storage/Sectors.h"
 #include "tests/storage/MemoryFile.h"
 #include "tests/storage/StrictCheck.h"
 
@@ -31,7 +32,7 @@ inline std::u16string itemName(unsigned number) {
 }
 
 // An item as the calibration file holds it: a storage with one stream of 134 bytes. The first failure's status.
-inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, std::size_t length = 134) {
+inline Status writeItem(IStorage& parent, unsigned number, const Buffer& contents) {
     ComPtr<IStorage> item;
     ComPtr<IStream> stream;
     std::uint32_t transferred = 0;
@@ -39,7 +40,11 @@ inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, s
     if (com::succeeded(status)) {
         status = item->createStream(u"00000000", kCreateWrite, stream);
     }
-    return com::succeeded(status) ? stream->write(pattern(length, seed), transferred) : status;
+    return com::succeeded(status) ? stream->write(contents, transferred) : status;
+}
+
+inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, std::size_t length = 134) {
+    return writeItem(parent, number, pattern(length, seed));
 }
 
 inline Status readStream(IStorage& parent, std::u16string_view name, Buffer& out) {
@@ -81,6 +86,22 @@ inline Status readTree(IStorage& storage, Tree& tree, unsigned levels = kHostile
 
 inline Status openImage(const std::shared_ptr<MemoryImage>& image, std::uint32_t mode, ComPtr<IStorage>& root) {
     return openContainer(std::make_unique<MemoryFile>(image), mode, root);
+}
+
+inline Buffer emptyVersion4() {
+    Buffer file(3 * 4096);
+    const Buffer small = Sectors::emptyFile();
+    std::copy_n(small.begin(), 512, file.begin());
+    file[26] = 4;
+    file[30] = 12;
+    file[40] = 1;
+    std::fill(file.begin() + 4096, file.begin() + 8192, std::uint8_t{0xFF});
+    put32(&file[4096], kFatSector);
+    put32(&file[4100], kEndOfChain);
+    for (std::size_t at = 8192; at < file.size(); at += 128) {
+        std::copy_n(small.begin() + (at == 8192 ? 1024 : 1152), 128, file.begin() + static_cast<long>(at));
+    }
+    return file;
 }
 
 inline std::shared_ptr<MemoryImage> imageOf(Buffer bytes) {

@@ -111,6 +111,8 @@ TEST_F(Editor, UndoingNeverShowsWhatTheItemDoesNotHold) {
     undo(0);
     EXPECT_EQ(texts()[0], "19x") << "the digits were decimal";
 
+    expectMessage();
+    clickLine(1);
     for (const char* noDecimal : {"1e3", "18446744073709551621"}) {
         hexBox().setChecked(false);
         clickLine(1);
@@ -127,7 +129,7 @@ TEST_F(Editor, UndoingNeverShowsWhatTheItemDoesNotHold) {
     type(0, "-10");
     expectMessage();
     clickLine(0);
-    clickLine(1);
+    EXPECT_EQ(messages.size(), 5u);
 }
 
 TEST_F(Editor, TakesNoLineEndWithAPastedNumber) {

@@ -161,5 +161,5 @@ private:
     /// What was posted finds out by this whether the document is still there.
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
     std::unique_ptr<BusyCursor> readCursor_;
-    std::unique_ptr<PhoneRead> phoneRead_; // last: the thread uses the catalog
+    std::unique_ptr<PhoneRead> phoneRead_; ///< last: the thread uses the catalog
 };

@@ -42,5 +42,5 @@ private:
     CCalvaneDoc& document_;
     ItemLinesModel* lines_;
     NvItemListBox* listBox_;
-    CSearchDlg* searchDialog_ = nullptr; // a child; kept, with the text last searched for
+    CSearchDlg* searchDialog_ = nullptr; ///< a child; kept, with the text last searched for
 };

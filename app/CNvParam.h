@@ -75,7 +75,7 @@ private:
     QWidget* form_;
     QPushButton* writeButton_ = nullptr;
     QCheckBox* hexBox_ = nullptr;
-    std::vector<Row> rows_; // made so far; the first shownRows_ are in use
+    std::vector<Row> rows_; ///< made so far; the first shownRows_ are in use
     int shownRows_ = 0;
     int rowHeight_ = 20;
     QPalette editPalette_;

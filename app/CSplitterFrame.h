@@ -70,7 +70,7 @@ private:
 
     std::filesystem::path programDirectory_;
     std::unique_ptr<QtUserInterface> userInterface_;
-    std::unique_ptr<CProgressDlg> progress_; // outlives the document, whose read reports to it
+    std::unique_ptr<CProgressDlg> progress_; ///< outlives the document, whose read reports to it
     std::unique_ptr<CCalvaneDoc> document_;
     QSplitter* splitter_ = nullptr;
     CNvItemList* list_ = nullptr;

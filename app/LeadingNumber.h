@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-// Numbers as they are typed: what follows the number does not matter, and no number is 0.
+/// Numbers as they are typed: what follows the number does not matter, and no number is 0.
 
 /// A cell of a spreadsheet comes with its line end.
 inline constexpr std::string_view kBlanks = " \t\n\v\f\r";

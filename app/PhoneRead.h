@@ -49,5 +49,5 @@ private:
     const std::string comPort_;
     ProgressWindow& progress_;
     std::atomic<bool> cancelled_ = false;
-    kernel::Thread thread_; // last, so that it starts when all else is there
+    kernel::Thread thread_; ///< last, so that it starts when all else is there
 };

@@ -29,7 +29,7 @@ public:
     std::vector<std::string> takeAll();
 
 private:
-    std::mutex lock_; // guards lines_
+    std::mutex lock_; ///< guards lines_
     std::vector<std::string> lines_;
 };
 

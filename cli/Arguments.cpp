@@ -106,7 +106,7 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
 template <class Take>
 void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNumbers) {
     using Verb = Arguments::Verb;
-    CLI::App* show = addVerb(program, arguments, Verb::show, "show", "Print the items of a calibration file",
+    CLI::App* show = addVerb(program, arguments, Verb::kShow, "show", "Print the items of a calibration file",
                              "calvane-batch show phone.mox --ids 1000-1099");
     addRing(*show, arguments);
     show->add_option("file", arguments.moxPath, "Calibration file")->required();
@@ -115,13 +115,13 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNum
                    "Print the bytes of all items, also of those that the decoder ring does not describe");
     show->add_option("--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
 
-    CLI::App* prune = addVerb(program, arguments, Verb::prune, "prune",
+    CLI::App* prune = addVerb(program, arguments, Verb::kPrune, "prune",
                               "Remove items from a calibration file; those that it keeps are not touched",
                               "calvane-batch prune phone.mox --keep 10,1000-1099");
     prune->add_option("file", arguments.moxPath, "Calibration file")->required();
     addNumbers(*prune, "--keep", "Items to keep, such as 10,20-30", takeItemNumbers)->required();
 
-    CLI::App* tree = addVerb(program, arguments, Verb::tree, "tree",
+    CLI::App* tree = addVerb(program, arguments, Verb::kTree, "tree",
                              "Print the storages and streams of any compound file, with their sizes",
                              "calvane-batch tree phone.mox");
     tree->add_option("file", arguments.inputPath, "Compound file")->required();
@@ -133,11 +133,11 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
         arguments.itemNumbers = std::move(numbers);
     };
 
-    CLI::App* ports = addVerb(program, arguments, Verb::ports, "ports", "Print the ports on which a phone is present",
+    CLI::App* ports = addVerb(program, arguments, Verb::kPorts, "ports", "Print the ports on which a phone is present",
                               "calvane-batch ports");
     addService(*ports, arguments);
 
-    CLI::App* read = addVerb(program, arguments, Verb::read, "read", "Read the items of a phone",
+    CLI::App* read = addVerb(program, arguments, Verb::kRead, "read", "Read the items of a phone",
                              "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json\n"
                              "  calvane-batch read --port COM1 --mox phone.mox --model-id 123 --nv-version 1.2");
     addPort(*read, arguments);
@@ -147,14 +147,14 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     addNumbers(*read, "--ids", "Read these items alone, such as 10,20-30", takeItemNumbers);
     addMoxOutput(*read, arguments);
 
-    CLI::App* list = addVerb(program, arguments, Verb::list, "list", "Print the items that the decoder ring describes",
+    CLI::App* list = addVerb(program, arguments, Verb::kList, "list", "Print the items that the decoder ring describes",
                              "calvane-batch list --ids 1000-1099");
     addRing(*list, arguments);
     addNumbers(*list, "--ids", "Print these items alone, such as 10,20-30", takeItemNumbers);
 
-    CLI::App* set =
-        addVerb(program, arguments, Verb::set, "set", "Change one item on a phone: read it, write it, and read it back",
-                "calvane-batch set --port COM1 1007 \"5,11,307\"");
+    CLI::App* set = addVerb(program, arguments, Verb::kSet, "set",
+                            "Change one item on a phone: read it, write it, and read it back",
+                            "calvane-batch set --port COM1 1007 \"5,11,307\"");
     addPort(*set, arguments);
     addRing(*set, arguments);
     addAccessCode(*set, arguments);
@@ -167,7 +167,7 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     })->required();
     set->add_option("values", arguments.values, "One decimal value per sub-field, separated by commas")->required();
 
-    CLI::App* write = addVerb(program, arguments, Verb::write, "write", "Write the items of a file to a phone",
+    CLI::App* write = addVerb(program, arguments, Verb::kWrite, "write", "Write the items of a file to a phone",
                               "calvane-batch write --port COM1 --from-json before.json --tolerate 7,9\n"
                               "  calvane-batch write --port COM1 --from-mox phone.mox");
     addPort(*write, arguments);
@@ -184,7 +184,7 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
                });
 
     CLI::App* reset =
-        addVerb(program, arguments, Verb::reset, "reset",
+        addVerb(program, arguments, Verb::kReset, "reset",
                 "Reset a phone and wait until it has come back (100 s at most)", "calvane-batch reset --port COM1");
     addPort(*reset, arguments);
     describeFileVerbs(program, arguments, takeItemNumbers);

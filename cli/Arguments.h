@@ -8,7 +8,7 @@
 
 /// What the batch tool was asked to do. Which fields count depends on the verb.
 struct Arguments {
-    enum class Verb { ports, read, list, set, write, reset, show, prune, tree };
+    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree };
 
     /// What a calibration file tells of the phone.
     struct PropertyRecord {
@@ -19,7 +19,7 @@ struct Arguments {
         std::string clientName;
     };
 
-    Verb verb = Verb::ports;
+    Verb verb = Verb::kPorts;
     std::string ringPath;
     std::string servicePath;
     std::string comPort;

@@ -48,11 +48,12 @@ void explainPort(Calvane& catalog, const std::string& comPort) {
 }
 
 bool needsPhone(Verb verb) {
-    return verb == Verb::ports || verb == Verb::read || verb == Verb::set || verb == Verb::write || verb == Verb::reset;
+    return verb == Verb::kPorts || verb == Verb::kRead || verb == Verb::kSet || verb == Verb::kWrite ||
+           verb == Verb::kReset;
 }
 
 bool needsRing(Verb verb) {
-    return verb != Verb::ports && verb != Verb::reset && verb != Verb::prune && verb != Verb::tree;
+    return verb != Verb::kPorts && verb != Verb::kReset && verb != Verb::kPrune && verb != Verb::kTree;
 }
 
 int runVerb(Calvane& catalog, const Arguments& arguments) {
@@ -60,23 +61,23 @@ int runVerb(Calvane& catalog, const Arguments& arguments) {
         catalog.loadDecoderRingFile(arguments.ringPath);
     }
     switch (arguments.verb) {
-    case Verb::ports:
+    case Verb::kPorts:
         return printPorts(catalog);
-    case Verb::read:
+    case Verb::kRead:
         return readPhone(catalog, arguments);
-    case Verb::list:
+    case Verb::kList:
         return listItems(catalog, arguments);
-    case Verb::set:
+    case Verb::kSet:
         return setItem(catalog, arguments);
-    case Verb::write:
+    case Verb::kWrite:
         return writePhone(catalog, arguments);
-    case Verb::reset:
+    case Verb::kReset:
         return resetPhone(catalog, arguments);
-    case Verb::show:
+    case Verb::kShow:
         return showMox(catalog, arguments);
-    case Verb::prune:
+    case Verb::kPrune:
         return pruneMox(arguments);
-    case Verb::tree:
+    case Verb::kTree:
         return printTree(arguments.inputPath);
     }
     return kRefused;

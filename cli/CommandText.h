@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-// What the verbs of the batch tool have in common: exit statuses, and the words for what they did.
+/// What the verbs of the batch tool have in common: exit statuses, and the words for what they did.
 
 inline constexpr int kDone = 0;
 inline constexpr int kRefused = 1;

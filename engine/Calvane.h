@@ -145,10 +145,10 @@ private:
 
     std::unique_ptr<MoxFile> file_;
     std::unique_ptr<TessraServer> session_;
-    // A number is a key of one of the two maps at most. The maps never lose an item that loaded_ points to: what
-    // empties them empties loaded_ first.
+    /// A number is a key of one of the two maps at most. The maps never lose an item that loaded_ points to: what
+    /// empties them empties loaded_ first.
     ItemMap supported_;
     ItemMap unsupported_;
-    // The items that hold data, by number: a write of them goes in ascending order, as a read does.
+    /// The items that hold data, by number: a write of them goes in ascending order, as a read does.
     std::map<std::uint16_t, NvItem*> loaded_;
 };

@@ -64,7 +64,7 @@ private:
     std::size_t textStart(std::size_t text) const;
     std::string_view textAt(std::size_t text) const;
 
-    // Null for the empty layout. The order of the block stands in ItemLayout.cpp.
+    /// Null for the empty layout. The order of the block stands in ItemLayout.cpp.
     std::shared_ptr<const std::size_t[]> block_;
 };
 

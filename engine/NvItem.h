@@ -110,10 +110,10 @@ private:
     static std::atomic<bool> compareByName_;
 
     items::ItemLayout layout_;
-    // Texts as typed, for the sub-fields from the first on that a text setData() has set since the last raw one.
+    /// Texts as typed, for the sub-fields from the first on that a text setData() has set since the last raw one.
     std::vector<std::string> typedTexts_;
     std::array<unsigned char, items::kItemDataBytes> data_{};
     std::uint16_t id_ = 0;
-    // Whether the sub-fields beyond typedTexts_ have values, which are then those of the data bytes.
+    /// Whether the sub-fields beyond typedTexts_ have values, which are then those of the data bytes.
     bool valuesFromData_ = false;
 };

@@ -14,7 +14,7 @@ struct Heard {
     void take(tessra::FrameDecoder& decoder, std::span<const std::uint8_t> bytes) {
         while (!bytes.empty()) {
             const auto result = decoder.next(bytes);
-            if (result != tessra::FrameResult::more) {
+            if (result != tessra::FrameResult::kMore) {
                 frames.emplace_back(result, Bytes(decoder.packet().begin(), decoder.packet().end()));
             }
         }
@@ -46,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const Bytes packet(data, data + std::min<std::size_t>(size, tessra::kMaxPacketBytes));
     heardWhole.frames.clear();
     heardWhole.take(whole, tessra::encodeFrame(packet));
-    require(!heardWhole.frames.empty() && heardWhole.frames.back().first == tessra::FrameResult::packet &&
+    require(!heardWhole.frames.empty() && heardWhole.frames.back().first == tessra::FrameResult::kPacket &&
             heardWhole.frames.back().second == packet);
     return 0;
 }

@@ -46,5 +46,5 @@ private:
 
     std::string clientName_;
     std::string machineName_;                           // this computer's, in lower case
-    std::map<std::string, Registration> registrations_; // by machine name in lower case
+    std::map<std::string, Registration> registrations_; ///< by machine name in lower case
 };

@@ -29,6 +29,6 @@ public:
     com::ComPtr<tessra::IPhonePort> phone() const;
 
 private:
-    std::uint16_t number_ = 0; // 0 until a port has been selected
+    std::uint16_t number_ = 0; ///< 0 until a port has been selected
     com::ComPtr<tessra::IPhonePort> phone_;
 };

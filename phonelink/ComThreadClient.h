@@ -30,5 +30,5 @@ private:
     }
     void callWithZero() { (this->*takesZero_)(0); }
 
-    FunctionWithArgument takesZero_ = nullptr; // touched by the worker thread alone
+    FunctionWithArgument takesZero_ = nullptr; ///< touched by the worker thread alone
 };

@@ -131,7 +131,7 @@ void ComThreadManager::execute(Work work, std::uint32_t timeoutMs) {
             pending_.push_back(item);
         }
         workEvent_->set();
-        if (item->done.wait(timeoutMs) == kernel::WaitResult::timedOut) {
+        if (item->done.wait(timeoutMs) == kernel::WaitResult::kTimedOut) {
             const std::lock_guard lock(pendingLock_);
             if (!item->hasRun)
                 abandoned_.push_back(item);

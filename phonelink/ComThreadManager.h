@@ -119,7 +119,7 @@ private:
         explicit Item(Work toDo) : work(std::move(toDo)) {}
 
         Work work;                          // the worker's from the moment it is queued
-        std::optional<std::string> failure; // written by the worker before `done`, read by the caller after it
+        std::optional<std::string> failure; ///< written by the worker before `done`, read by the caller after it
         bool hasRun = false;                // guarded by pendingLock_
         kernel::AutoResetEvent done;
     };
@@ -137,18 +137,18 @@ private:
     void requestStop();
 
     const std::unique_ptr<kernel::Mutex> callLock_;
-    // The first two are set once in a life: by the worker when it has started, and to make it end.
+    /// The first two are set once in a life: by the worker when it has started, and to make it end.
     const std::unique_ptr<kernel::AutoResetEvent> readyEvent_;
     const std::unique_ptr<kernel::AutoResetEvent> quitEvent_;
-    const std::unique_ptr<kernel::AutoResetEvent> workEvent_; // set after each change that the worker should see
+    const std::unique_ptr<kernel::AutoResetEvent> workEvent_; ///< set after each change that the worker should see
     std::mutex pendingLock_;
-    // The current caller's item after those that earlier callers have abandoned. Guarded by pendingLock_.
+    /// The current caller's item after those that earlier callers have abandoned. Guarded by pendingLock_.
     std::deque<std::shared_ptr<Item>> pending_;
-    // The items whose callers have given up and that have not ended yet. Guarded by pendingLock_.
+    /// The items whose callers have given up and that have not ended yet. Guarded by pendingLock_.
     std::vector<std::shared_ptr<Item>> abandoned_;
-    // Written by the worker before readyEvent_, constant from then on.
+    /// Written by the worker before readyEvent_, constant from then on.
     kernel::ThreadId workerId_;
     bool inApartment_ = false;
-    // Last, so that it is gone before what it uses.
+    /// Last, so that it is gone before what it uses.
     std::optional<kernel::Thread> worker_;
 };

@@ -33,8 +33,8 @@ public:
 private:
     class Relay;
 
-    // All three are there while a subscription stands, and none otherwise.
+    /// All three are there while a subscription stands, and none otherwise.
     com::ComPtr<Relay> relay_;
-    com::ComPtr<tessra::IEventSubscription> subscription_; // its phone's, whichever phone the session has by now
+    com::ComPtr<tessra::IEventSubscription> subscription_; ///< its phone's, whichever phone the session has by now
     std::uint32_t cookie_ = 0;
 };

@@ -19,7 +19,7 @@ inline constexpr std::size_t kDataBytes = 128;
 inline constexpr std::size_t kStatusOffset = kDataOffset + kDataBytes;
 inline constexpr std::size_t kPacketBytes = kStatusOffset + 2;
 
-enum class Command : std::uint8_t { read = 0x26, write = 0x27 };
+enum class Command : std::uint8_t { kRead = 0x26, kWrite = 0x27 };
 
 using Packet = std::array<std::uint8_t, kPacketBytes>;
 

@@ -44,13 +44,13 @@ void PhoneConnection::sendAccessCode(const std::string& code) {
 void PhoneConnection::checkMode() const {
     std::uint16_t mode = 0;
     com::throwIfFailed(phone_->mode(mode));
-    if (mode == static_cast<std::uint16_t>(tessra::PhoneMode::download) ||
-        mode == static_cast<std::uint16_t>(tessra::PhoneMode::streamDownload)) {
+    if (mode == static_cast<std::uint16_t>(tessra::PhoneMode::kDownload) ||
+        mode == static_cast<std::uint16_t>(tessra::PhoneMode::kStreamDownload)) {
         com::raise(tessra::kBadPhoneMode);
     }
     std::uint16_t state = 0;
     com::throwIfFailed(phone_->state(state));
-    if (state != static_cast<std::uint16_t>(tessra::PhoneState::present)) {
+    if (state != static_cast<std::uint16_t>(tessra::PhoneState::kPresent)) {
         com::raise(tessra::kPhoneNotPresent);
     }
 }

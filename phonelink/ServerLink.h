@@ -47,6 +47,6 @@ public:
     std::unique_ptr<PhoneConnection> phoneConnection;
     EventSubscription eventSubscription;
     com::ComPtr<tessra::IConfigurationAgent> agent;
-    std::uint16_t agentHandle = 0; // meaningful while the server has an agent of ours
+    std::uint16_t agentHandle = 0; ///< meaningful while the server has an agent of ours
     bool agentCreated = false;
 };

@@ -18,7 +18,7 @@ namespace {
 class PumpingLock {
 public:
     explicit PumpingLock(kernel::Mutex& mutex) : mutex_(mutex) {
-        window::pumpingWait(mutex_, kernel::kInfinite, window::Pump::oneByOne);
+        window::pumpingWait(mutex_, kernel::kInfinite, window::Pump::kOneByOne);
     }
     ~PumpingLock() { mutex_.release(); }
     PumpingLock(const PumpingLock&) = delete;

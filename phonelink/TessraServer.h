@@ -143,7 +143,7 @@ protected:
 private:
     friend class TessraEvents;
 
-    // How long the end of a session waits for one step of the service.
+    /// How long the end of a session waits for one step of the service.
     static constexpr std::uint32_t kTeardownTimeoutMs = 10000;
 
     using Member = void (TessraServer::*)();
@@ -218,7 +218,7 @@ private:
     std::vector<std::string> activeComPorts_;
     std::vector<PhoneRecord> activePhones_;
     Operation operation_;
-    std::shared_ptr<ServerLink> link_; // what it points to is the worker's alone
+    std::shared_ptr<ServerLink> link_; ///< what it points to is the worker's alone
     /// Constant; it has its own locks. A subscription that the service has not let go of shares it.
     std::shared_ptr<TessraEvents> events_;
     /// The last to be made: nothing that can fail comes after its acquisition.

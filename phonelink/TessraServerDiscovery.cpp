@@ -14,7 +14,7 @@ constexpr const char* kTimedConnectPrefix = "TessraServer::connectWithTimeoutAnd
 // Whether the service's description of a phone tells of one that is there: it runs its loader, or it answers, or has
 // answered since it appeared.
 bool showsPhone(const tessra::PhoneDescription& phone) {
-    return phone.mode == tessra::PhoneMode::download || phone.mode == tessra::PhoneMode::streamDownload ||
+    return phone.mode == tessra::PhoneMode::kDownload || phone.mode == tessra::PhoneMode::kStreamDownload ||
            phone.answering || phone.answeredCount >= 1;
 }
 

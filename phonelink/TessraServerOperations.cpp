@@ -82,12 +82,12 @@ void TessraServer::sendTmob(std::uint32_t payloadLength, const std::uint8_t* pay
 
 void TessraServer::readNv(std::uint16_t number, std::uint8_t* data, std::uint16_t& status) {
     requireConnected("readNv");
-    exchangeNv("readNv", nvpacket::Command::read, number, nullptr, data, status);
+    exchangeNv("readNv", nvpacket::Command::kRead, number, nullptr, data, status);
 }
 
 void TessraServer::writeNv(std::uint16_t number, const std::uint8_t* data, std::uint16_t& status) {
     requireConnected("writeNv");
-    exchangeNv("writeNv", nvpacket::Command::write, number, data, nullptr, status);
+    exchangeNv("writeNv", nvpacket::Command::kWrite, number, data, nullptr, status);
 }
 
 void TessraServer::exchangeNv(const char* name, nvpacket::Command command, std::uint16_t number,
@@ -163,13 +163,13 @@ void TessraServer::sendSyncImpl() {
 
 void TessraServer::offlineImpl() {
     recordingFailures("TessraServer::offlineImpl - ", "TessraServer::offlineImpl - Unable to go Offline.", [this] {
-        com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::offline)));
+        com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::kOffline)));
     });
 }
 
 void TessraServer::resetImpl() {
     recordingFailures("TessraServer::resetImpl - ", "TessraServer::resetImpl - Unable to reset.", [this] {
-        com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::reset)));
+        com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::kReset)));
     });
 }
 

@@ -39,12 +39,12 @@ private:
     std::optional<std::chrono::steady_clock::time_point> look() const;
 
     std::vector<std::weak_ptr<Port>> ports_;
-    std::mutex lock_; // guards all that follows
+    std::mutex lock_; ///< guards all that follows
     std::condition_variable woken_;
     std::vector<std::function<void()>> posted_;
     bool isWoken_ = false;
     bool closed_ = false;
-    bool hasFailed_ = false; // to start, and has said so
+    bool hasFailed_ = false; ///< to start, and has said so
     std::thread thread_;
 };
 

@@ -11,7 +11,7 @@ namespace tessra {
 namespace {
 
 // What a call hands out: nothing, an interface, or an object that the client has to ask for the interface.
-enum class Gives : std::uint8_t { nothing, interface, object };
+enum class Gives : std::uint8_t { kNothing, kInterface, kObject };
 
 struct CallRow {
     Call call;
@@ -22,30 +22,30 @@ struct CallRow {
 
 // In the order of Call.
 constexpr std::array<CallRow, kCallCount> kCalls{{
-    {Call::createServer, "create_server", FaultScope::service, Gives::object},
-    {Call::setVersion, "set_version", FaultScope::service, Gives::nothing},
-    {Call::createAgent, "create_agent", FaultScope::service, Gives::object},
-    {Call::releaseAgent, "release_agent", FaultScope::service, Gives::nothing},
-    {Call::portCollection, "port_collection", FaultScope::service, Gives::interface},
-    {Call::translator, "translator", FaultScope::service, Gives::interface},
-    {Call::portNumber, "port_number", FaultScope::service, Gives::nothing},
-    {Call::portByNumber, "port_by_number", FaultScope::service, Gives::interface},
-    {Call::portNumbers, "port_numbers", FaultScope::service, Gives::nothing},
-    {Call::createRegistry, "create_registry", FaultScope::service, Gives::object},
-    {Call::registerClient, "register_client", FaultScope::service, Gives::nothing},
-    {Call::unregisterClient, "unregister_client", FaultScope::service, Gives::nothing},
-    {Call::describePort, "describe_port", FaultScope::port, Gives::nothing},
-    {Call::describePhone, "describe_phone", FaultScope::port, Gives::nothing},
-    {Call::send, "send", FaultScope::port, Gives::nothing},
-    {Call::changeMode, "mode_change", FaultScope::port, Gives::nothing},
-    {Call::lock, "lock", FaultScope::port, Gives::nothing},
-    {Call::unlock, "unlock", FaultScope::port, Gives::nothing},
-    {Call::mode, "mode", FaultScope::port, Gives::nothing},
-    {Call::state, "state", FaultScope::port, Gives::nothing},
-    {Call::subObject, "sub_object", FaultScope::port, Gives::object},
-    {Call::security, "security", FaultScope::port, Gives::nothing},
-    {Call::subscribe, "subscribe", FaultScope::port, Gives::nothing},
-    {Call::unsubscribe, "unsubscribe", FaultScope::port, Gives::nothing},
+    {Call::kCreateServer, "create_server", FaultScope::kService, Gives::kObject},
+    {Call::kSetVersion, "set_version", FaultScope::kService, Gives::kNothing},
+    {Call::kCreateAgent, "create_agent", FaultScope::kService, Gives::kObject},
+    {Call::kReleaseAgent, "release_agent", FaultScope::kService, Gives::kNothing},
+    {Call::kPortCollection, "port_collection", FaultScope::kService, Gives::kInterface},
+    {Call::kTranslator, "translator", FaultScope::kService, Gives::kInterface},
+    {Call::kPortNumber, "port_number", FaultScope::kService, Gives::kNothing},
+    {Call::kPortByNumber, "port_by_number", FaultScope::kService, Gives::kInterface},
+    {Call::kPortNumbers, "port_numbers", FaultScope::kService, Gives::kNothing},
+    {Call::kCreateRegistry, "create_registry", FaultScope::kService, Gives::kObject},
+    {Call::kRegisterClient, "register_client", FaultScope::kService, Gives::kNothing},
+    {Call::kUnregisterClient, "unregister_client", FaultScope::kService, Gives::kNothing},
+    {Call::kDescribePort, "describe_port", FaultScope::kPort, Gives::kNothing},
+    {Call::kDescribePhone, "describe_phone", FaultScope::kPort, Gives::kNothing},
+    {Call::kSend, "send", FaultScope::kPort, Gives::kNothing},
+    {Call::kChangeMode, "mode_change", FaultScope::kPort, Gives::kNothing},
+    {Call::kLock, "lock", FaultScope::kPort, Gives::kNothing},
+    {Call::kUnlock, "unlock", FaultScope::kPort, Gives::kNothing},
+    {Call::kMode, "mode", FaultScope::kPort, Gives::kNothing},
+    {Call::kState, "state", FaultScope::kPort, Gives::kNothing},
+    {Call::kSubObject, "sub_object", FaultScope::kPort, Gives::kObject},
+    {Call::kSecurity, "security", FaultScope::kPort, Gives::kNothing},
+    {Call::kSubscribe, "subscribe", FaultScope::kPort, Gives::kNothing},
+    {Call::kUnsubscribe, "unsubscribe", FaultScope::kPort, Gives::kNothing},
 }};
 
 constexpr bool inOrder() {
@@ -81,31 +81,31 @@ std::string faultProblem(const FaultRule& rule, FaultScope scope) {
     const CallRow& row = rowOf(rule.call);
     const std::string call = "the call '" + std::string(row.name) + "'";
     if (row.scope != scope) {
-        return call + (row.scope == FaultScope::port ? " belongs to a port" : " belongs to no port");
+        return call + (row.scope == FaultScope::kPort ? " belongs to a port" : " belongs to no port");
     }
-    if (rule.item && rule.call != Call::send) {
+    if (rule.item && rule.call != Call::kSend) {
         return call + " sends no NV item";
     }
     bool possible = true;
     switch (rule.kind) {
-    case FaultKind::nvStatus:
-    case FaultKind::shortAnswer:
-        possible = rule.call == Call::send;
+    case FaultKind::kNvStatus:
+    case FaultKind::kShortAnswer:
+        possible = rule.call == Call::kSend;
         break;
-    case FaultKind::noAnswer:
-    case FaultKind::badResponse:
-    case FaultKind::vanish:
-        possible = row.scope == FaultScope::port;
+    case FaultKind::kNoAnswer:
+    case FaultKind::kBadResponse:
+    case FaultKind::kVanish:
+        possible = row.scope == FaultScope::kPort;
         break;
-    case FaultKind::nullObject:
-        possible = row.gives != Gives::nothing;
+    case FaultKind::kNullObject:
+        possible = row.gives != Gives::kNothing;
         break;
-    case FaultKind::wrongObject:
-        possible = row.gives == Gives::object;
+    case FaultKind::kWrongObject:
+        possible = row.gives == Gives::kObject;
         break;
-    case FaultKind::none:
-    case FaultKind::serverCode:
-    case FaultKind::throwException:
+    case FaultKind::kNone:
+    case FaultKind::kServerCode:
+    case FaultKind::kThrowException:
         break;
     }
     if (!possible) {
@@ -125,18 +125,18 @@ com::Status FaultGate::enter(Call call, Strike& strike, std::optional<std::uint1
     std::unique_lock guard(lock_);
     ++counts_[static_cast<std::size_t>(call)];
     const std::uint32_t delayMs = strikeLocked(call, item, strike);
-    const bool isSilent = strike.kind == FaultKind::noAnswer && call != Call::describePhone;
+    const bool isSilent = strike.kind == FaultKind::kNoAnswer && call != Call::kDescribePhone;
     if (!sleepLocked(guard, delayMs) || (isSilent && !sleepLocked(guard, timeoutMs))) {
         return refuse(com::kDisconnected, "The phone service has ended.");
     }
     switch (strike.kind) {
-    case FaultKind::noAnswer:
+    case FaultKind::kNoAnswer:
         return isSilent ? refuse(kResponseTimeout, struckText(call)) : com::kOk;
-    case FaultKind::serverCode:
+    case FaultKind::kServerCode:
         return refuse(com::makeStatus(strike.value), struckText(call));
-    case FaultKind::badResponse:
+    case FaultKind::kBadResponse:
         return refuse(kBadPhoneResponse, struckText(call));
-    case FaultKind::throwException:
+    case FaultKind::kThrowException:
         throw std::runtime_error(struckText(call));
     default:
         return com::kOk;
@@ -180,7 +180,7 @@ std::uint32_t FaultGate::strikeLocked(Call call, std::optional<std::uint16_t> it
             continue;
         }
         delayMs += rule.delayMs;
-        if (strike.kind == FaultKind::none) {
+        if (strike.kind == FaultKind::kNone) {
             strike = {rule.kind, rule.value};
         }
     }

@@ -18,60 +18,60 @@ namespace tessra {
 
 /// The calls of clients that can be told to fail. Faults.cpp has their names in the configuration.
 enum class Call : std::uint8_t {
-    // with the service
-    createServer,
-    setVersion,
-    createAgent,
-    releaseAgent,
-    portCollection,
-    translator,
-    portNumber,
-    portByNumber,
-    portNumbers,
-    createRegistry,
-    registerClient,
-    unregisterClient,
-    // with a port
-    describePort,
-    describePhone,
-    send,
-    changeMode,
-    lock,
-    unlock,
-    mode,
-    state,
-    subObject,
-    security,
-    subscribe,
-    unsubscribe,
+    /// with the service
+    kCreateServer,
+    kSetVersion,
+    kCreateAgent,
+    kReleaseAgent,
+    kPortCollection,
+    kTranslator,
+    kPortNumber,
+    kPortByNumber,
+    kPortNumbers,
+    kCreateRegistry,
+    kRegisterClient,
+    kUnregisterClient,
+    /// with a port
+    kDescribePort,
+    kDescribePhone,
+    kSend,
+    kChangeMode,
+    kLock,
+    kUnlock,
+    kMode,
+    kState,
+    kSubObject,
+    kSecurity,
+    kSubscribe,
+    kUnsubscribe,
 };
 inline constexpr std::size_t kCallCount = 24;
 
 enum class FaultKind : std::uint8_t {
-    none,           // nothing but the rule's delay
-    noAnswer,       // waits out the call's time-out (0 for calls that have none), then kResponseTimeout; for
-                    /// Call::describePhone: the description of a phone that has never answered
-    nvStatus,       // the phone refuses the NV item with status `value`; a write does not reach its memory
-    serverCode,     // fails with the 32-bit code `value`
-    badResponse,    // kBadPhoneResponse
-    shortAnswer,    // the answer is cut to `value` bytes
-    vanish,         // the phone is gone from this call on
-    throwException, // a C++ exception leaves the object
-    nullObject,     // success, but no object
-    wrongObject,    // success, but an object without the interface that the client needs (where it has to ask for it)
+    kNone,           // nothing but the rule's delay
+    kNoAnswer,       // waits out the call's time-out (0 for calls that have none), then kResponseTimeout; for
+                     /// Call::kDescribePhone: the description of a phone that has never answered
+    kNvStatus,       // the phone refuses the NV item with status `value`; a write does not reach its memory
+    kServerCode,     // fails with the 32-bit code `value`
+    kBadResponse,    // kBadPhoneResponse
+    kShortAnswer,    // the answer is cut to `value` bytes
+    kVanish,         // the phone is gone from this call on
+    kThrowException, ///< a C++ exception leaves the object
+    kNullObject,     // success, but no object
+    kWrongObject,    // success, but an object without the interface that the client needs (where it has to ask for it)
 };
 
 struct FaultRule {
-    Call call = Call::send;
-    std::optional<std::uint16_t> item = std::nullopt; // only packets that read or write this NV item
-    std::uint32_t firstCall = 1; // of the calls that the rule would meet, counted from 1 when it was added
+    Call call = Call::kSend;
+    std::optional<std::uint16_t> item = std::nullopt; ///< only packets that read or write this NV item
+    std::uint32_t firstCall = 1; ///< of the calls that the rule would meet, counted from 1 when it was added
     std::uint32_t lastCall = 0xFFFFFFFF;
-    std::uint32_t delayMs = 0; // before anything else
-    FaultKind kind = FaultKind::none;
+    std::uint32_t delayMs = 0; ///< before anything else
+    FaultKind kind = FaultKind::kNone;
     std::uint32_t value = 0;
 };
 
-enum class FaultScope : std::uint8_t { service, port };
+enum class FaultScope : std::uint8_t { kService, kPort };
 
 std::optional<Call> callNamed(std::string_view name);
 std::string_view nameOf(Call call);
@@ -80,7 +80,7 @@ std::string faultProblem(const FaultRule& rule, FaultScope scope);
 
 /// What the rules leave to the called object to do; FaultGate::enter has done the rest.
 struct Strike {
-    FaultKind kind = FaultKind::none;
+    FaultKind kind = FaultKind::kNone;
     std::uint32_t value = 0;
 };
 
@@ -116,7 +116,7 @@ private:
     bool sleepLocked(std::unique_lock<std::mutex>& guard, std::uint32_t ms);
 
     const FaultScope scope_;
-    mutable std::mutex lock_; // guards all that follows
+    mutable std::mutex lock_; ///< guards all that follows
     std::condition_variable closing_;
     bool closed_ = false;
     std::vector<ActiveRule> rules_;

@@ -58,17 +58,17 @@ FrameResult FrameDecoder::next(std::span<const std::uint8_t>& bytes) {
         std::uint8_t byte = bytes.front();
         bytes = bytes.subspan(1);
         if (byte == kFrameFlag) {
-            if (const FrameResult result = endFrame(); result != FrameResult::more) {
+            if (const FrameResult result = endFrame(); result != FrameResult::kMore) {
                 return result;
             }
-        } else if (state_ == State::hunting) {
+        } else if (state_ == State::kHunting) {
             ++counts_.strayBytes;
         } else if (byte == kFrameEscape && !escaped_) {
             escaped_ = true;
         } else if (length_ == buffer_.size()) {
             ++counts_.broken;
             abandonFrame();
-            return FrameResult::broken;
+            return FrameResult::kBroken;
         } else {
             if (escaped_) {
                 byte ^= kFrameEscapeFlip;
@@ -77,43 +77,43 @@ FrameResult FrameDecoder::next(std::span<const std::uint8_t>& bytes) {
             buffer_[length_++] = byte;
         }
     }
-    return FrameResult::more;
+    return FrameResult::kMore;
 }
 
 void FrameDecoder::abandonFrame() {
-    state_ = State::hunting;
+    state_ = State::kHunting;
     escaped_ = false;
     length_ = 0;
 }
 
 // A flag has come: it ends the frame, if there is one, and may begin the next.
 FrameResult FrameDecoder::endFrame() {
-    const bool hadFrame = state_ == State::frame;
+    const bool hadFrame = state_ == State::kFrame;
     const bool wasGivenUp = escaped_;
     const std::size_t length = length_;
-    state_ = State::frame;
+    state_ = State::kFrame;
     escaped_ = false;
     length_ = 0;
     if (!hadFrame) {
-        return FrameResult::more;
+        return FrameResult::kMore;
     }
     if (wasGivenUp || (length > 0 && length < kFrameCheckBytes)) {
         ++counts_.broken;
-        return FrameResult::broken;
+        return FrameResult::kBroken;
     }
     if (length == 0) {
         ++counts_.empty;
-        return FrameResult::more;
+        return FrameResult::kMore;
     }
     const std::size_t packetBytes = length - kFrameCheckBytes;
     const auto sent = static_cast<std::uint16_t>(buffer_[packetBytes] | (buffer_[packetBytes + 1] << 8));
     if (frameCheck({buffer_.data(), packetBytes}) != sent) {
         ++counts_.damaged;
-        return FrameResult::damaged;
+        return FrameResult::kDamaged;
     }
     ++counts_.packets;
     packetBytes_ = packetBytes;
-    return FrameResult::packet;
+    return FrameResult::kPacket;
 }
 
 } // namespace tessra

@@ -24,10 +24,10 @@ std::uint16_t frameCheck(std::span<const std::uint8_t> bytes);
 std::vector<std::uint8_t> encodeFrame(std::span<const std::uint8_t> packet);
 
 enum class FrameResult : std::uint8_t {
-    more,    // all bytes are used up
-    packet,  // FrameDecoder::packet() is one
-    damaged, // a frame whose check sequence is wrong
-    broken,  // a frame that is too long, too short for a check sequence, or given up by its sender
+    kMore,    // all bytes are used up
+    kPacket,  // FrameDecoder::packet() is one
+    kDamaged, ///< a frame whose check sequence is wrong
+    kBroken,  // a frame that is too long, too short for a check sequence, or given up by its sender
 };
 
 /// Finds the packets in the bytes of a line, whatever they are, in a constant amount of memory.
@@ -35,10 +35,10 @@ class FrameDecoder {
 public:
     struct Counts {
         std::uint64_t packets = 0;
-        std::uint64_t empty = 0; // a flag after a flag
+        std::uint64_t empty = 0; ///< a flag after a flag
         std::uint64_t damaged = 0;
         std::uint64_t broken = 0;
-        std::uint64_t strayBytes = 0; // outside any frame, or in the rest of one that is too long
+        std::uint64_t strayBytes = 0; ///< outside any frame, or in the rest of one that is too long
     };
 
     /// Takes bytes off the front of `bytes` up to the end of the next frame, good or bad, or all of them. A frame that
@@ -47,17 +47,17 @@ public:
     /// The last packet found, until the next call.
     std::span<const std::uint8_t> packet() const { return {buffer_.data(), packetBytes_}; }
     /// A frame has begun and not ended.
-    bool inFrame() const { return state_ == State::frame && (length_ > 0 || escaped_); }
+    bool inFrame() const { return state_ == State::kFrame && (length_ > 0 || escaped_); }
     /// Forgets the frame that has begun: the next one begins with its flag.
     void abandonFrame();
     const Counts& counts() const { return counts_; }
 
 private:
-    enum class State : std::uint8_t { hunting, frame };
+    enum class State : std::uint8_t { kHunting, kFrame };
 
     FrameResult endFrame();
 
-    State state_ = State::hunting;
+    State state_ = State::kHunting;
     bool escaped_ = false;
     std::size_t length_ = 0;
     std::size_t packetBytes_ = 0;

@@ -10,7 +10,7 @@
 /// talks to phones (phonelink/) knows the service through this header alone. All objects belong to the apartment in
 /// which they were made: a call from elsewhere answers com::kNotInitialized or com::kWrongThread. A failed call leaves
 /// its outputs empty or zero, unless it says otherwise.
-//
+///
 /// The service's own failures have facility 4 and the low 16 bits 0x2001 to 0x200A and 0x2014 to 0x2016, whose texts
 /// the session owns, and 0x202A for a phone in a mode that takes no packets.
 namespace tessra {
@@ -39,35 +39,35 @@ inline constexpr std::uint32_t kMaxPacketBytes = 256;
 /// What a phone is doing, as IPhonePort::mode answers it and IPhonePort::changeMode takes it. A phone in modes 2 and 6
 /// runs its loader: it is there, but takes no packets of the kinds that this program sends.
 enum class PhoneMode : std::uint16_t {
-    none = 0,
-    online = 1,
-    download = 2,
-    offline = 4,
-    reset = 5,
-    streamDownload = 6,
+    kNone = 0,
+    kOnline = 1,
+    kDownload = 2,
+    kOffline = 4,
+    kReset = 5,
+    kStreamDownload = 6,
 };
 
 /// How far the service has got with the phone on a port, as IPhonePort::state answers it.
 enum class PhoneState : std::uint16_t {
-    none = 0,
-    searching = 1,
-    leaving = 2,
-    returning = 3,
-    present = 5,
+    kNone = 0,
+    kSearching = 1,
+    kLeaving = 2,
+    kReturning = 3,
+    kPresent = 5,
 };
 
 /// PortDescription::state of a port that carries a phone.
 inline constexpr std::uint16_t kPortWithPhone = 2;
 
 struct PortDescription {
-    std::uint16_t state = 0; // 0 no phone, 1 the port can't be used now, 2 a phone is present
+    std::uint16_t state = 0; ///< 0 no phone, 1 the port can't be used now, 2 a phone is present
     std::string portName;    // such as "COM3"
 };
 
 struct PhoneDescription {
-    PhoneMode mode = PhoneMode::none;
+    PhoneMode mode = PhoneMode::kNone;
     bool answering = false;          // the flag: the phone has answered its last version request
-    std::uint32_t answeredCount = 0; // the count: packets that this phone has answered since it appeared
+    std::uint32_t answeredCount = 0; ///< the count: packets that this phone has answered since it appeared
     std::string model;               // the three description texts, in the order in which clients receive them
     std::string softwareVersion;
     std::string serialNumber;
@@ -95,7 +95,7 @@ protected:
     ~IEventSink() = default;
 };
 
-enum class EventKind : std::uint32_t { phoneAppeared = 1, phoneLeft = 2, modeChanged = 3, packetExchanged = 4 };
+enum class EventKind : std::uint32_t { kPhoneAppeared = 1, kPhoneLeft = 2, kModeChanged = 3, kPacketExchanged = 4 };
 
 /// A phone's event subscription; had by a query of the phone port.
 class IEventSubscription : public com::Unknown {
@@ -144,7 +144,7 @@ inline constexpr std::uint32_t kSecuritySubObject = 12;
 class IPhonePort : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d05, 0xa7c3194e08d25f31};
-    /// Asks the phone to change to PhoneMode::offline or PhoneMode::reset and returns once it has agreed; other codes
+    /// Asks the phone to change to PhoneMode::kOffline or PhoneMode::kReset and returns once it has agreed; other codes
     /// are com::kInvalidArgument. After a reset the phone leaves and comes back by itself.
     virtual Status changeMode(std::uint16_t mode) = 0;
     /// Reserves the phone for this client (`exclusive` is 1): others' packets then fail with kLockedForExclusiveUse

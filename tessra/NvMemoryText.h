@@ -37,7 +37,7 @@ using NvCells = std::map<std::uint16_t, NvCell>;
 
 struct NvMemoryText {
     NvCells cells;
-    std::size_t itemLines = 0; // more than there are cells where lines were replaced by later ones
+    std::size_t itemLines = 0; ///< more than there are cells where lines were replaced by later ones
 };
 
 /// ConfigError, naming `file` and the line, for a line that is none of the above.

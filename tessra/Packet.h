@@ -9,18 +9,18 @@
 namespace tessra {
 
 enum class Command : std::uint8_t {
-    version = 0x00,
-    nvRead = 0x26,
-    nvWrite = 0x27,
-    changeMode = 0x29,
-    queryMode = 0x2A,
-    tmob = 0x3B,
-    accessCode = 0x41,
+    kVersion = 0x00,
+    kNvRead = 0x26,
+    kNvWrite = 0x27,
+    kChangeMode = 0x29,
+    kQueryMode = 0x2A,
+    kTmob = 0x3B,
+    kAccessCode = 0x41,
 };
 
 /// The first byte of an answer to a packet that the phone does not accept as such; the packet's own bytes follow it, as
 /// far as they fit. Codes 22 and 23 are other phones'.
-enum class BadPacket : std::uint8_t { command = 19, parameters = 20, length = 21, mode = 24 };
+enum class BadPacket : std::uint8_t { kCommand = 19, kParameters = 20, kLength = 21, kMode = 24 };
 
 constexpr bool isBadPacketCode(std::uint8_t code) {
     return code >= 19 && code <= 24;
@@ -85,8 +85,8 @@ constexpr void put16(std::span<std::uint8_t> bytes, std::size_t offset, std::uin
 
 /// The number of the NV item that `packet` reads or writes; nothing for a packet of another kind.
 constexpr std::optional<std::uint16_t> nvItemOf(std::span<const std::uint8_t> packet) {
-    const bool isNv = packet.size() == kNvPacketBytes && (packet[0] == static_cast<std::uint8_t>(Command::nvRead) ||
-                                                          packet[0] == static_cast<std::uint8_t>(Command::nvWrite));
+    const bool isNv = packet.size() == kNvPacketBytes && (packet[0] == static_cast<std::uint8_t>(Command::kNvRead) ||
+                                                          packet[0] == static_cast<std::uint8_t>(Command::kNvWrite));
     return isNv ? std::optional(get16(packet, kNvItemOffset)) : std::nullopt;
 }
 

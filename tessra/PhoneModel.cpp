@@ -24,7 +24,7 @@ void putText(std::span<std::uint8_t> packet, VersionField field, std::string_vie
 }
 
 bool isLoaderMode(PhoneMode mode) {
-    return mode == PhoneMode::download || mode == PhoneMode::streamDownload;
+    return mode == PhoneMode::kDownload || mode == PhoneMode::kStreamDownload;
 }
 
 } // namespace
@@ -38,43 +38,43 @@ struct PhoneModel::CommandRow {
 };
 
 const PhoneModel::CommandRow PhoneModel::kCommands[] = {
-    {Command::version, 1, 1, false, &PhoneModel::version},
-    {Command::nvRead, kNvPacketBytes, kNvPacketBytes, false, &PhoneModel::readNv},
-    {Command::nvWrite, kNvPacketBytes, kNvPacketBytes, false, &PhoneModel::writeNv},
-    {Command::changeMode, kModePacketBytes, kModePacketBytes, true, &PhoneModel::changeMode},
-    {Command::queryMode, 1, 1, true, &PhoneModel::queryMode},
-    {Command::tmob, 1, kMaxPacketBytes, false, &PhoneModel::echo},
-    {Command::accessCode, 1 + kSpcDigits, 1 + kSpcDigits, false, &PhoneModel::takeAccessCode},
+    {Command::kVersion, 1, 1, false, &PhoneModel::version},
+    {Command::kNvRead, kNvPacketBytes, kNvPacketBytes, false, &PhoneModel::readNv},
+    {Command::kNvWrite, kNvPacketBytes, kNvPacketBytes, false, &PhoneModel::writeNv},
+    {Command::kChangeMode, kModePacketBytes, kModePacketBytes, true, &PhoneModel::changeMode},
+    {Command::kQueryMode, 1, 1, true, &PhoneModel::queryMode},
+    {Command::kTmob, 1, kMaxPacketBytes, false, &PhoneModel::echo},
+    {Command::kAccessCode, 1 + kSpcDigits, 1 + kSpcDigits, false, &PhoneModel::takeAccessCode},
 };
 
 PhoneModel::PhoneModel(PhoneSetup setup, NvMemoryFile& memory)
     : setup_(std::move(setup)), memory_(memory), mode_(setup_.mode) {}
 
 std::vector<std::uint8_t> PhoneModel::answer(std::span<const std::uint8_t> request) {
-    if (state() == PhoneState::returning) {
+    if (state() == PhoneState::kReturning) {
         return {};
     }
     if (request.empty()) {
-        return badPacket(BadPacket::length, request);
+        return badPacket(BadPacket::kLength, request);
     }
     const auto row = std::find_if(std::begin(kCommands), std::end(kCommands), [&](const CommandRow& candidate) {
         return static_cast<std::uint8_t>(candidate.command) == request[0];
     });
     if (row == std::end(kCommands)) {
-        return badPacket(BadPacket::command, request);
+        return badPacket(BadPacket::kCommand, request);
     }
     if (isLoaderMode(mode_) && !row->inLoader) {
-        return badPacket(BadPacket::mode, request);
+        return badPacket(BadPacket::kMode, request);
     }
     if (request.size() < row->minBytes || request.size() > row->maxBytes) {
-        return badPacket(BadPacket::length, request);
+        return badPacket(BadPacket::kLength, request);
     }
     return (this->*row->handle)(request);
 }
 
 void PhoneModel::restart() {
     resetAt_.reset();
-    mode_ = PhoneMode::online;
+    mode_ = PhoneMode::kOnline;
     accessGranted_ = false;
     ++starts_;
 }
@@ -82,10 +82,10 @@ void PhoneModel::restart() {
 PhoneState PhoneModel::state() {
     settle();
     if (!resetAt_) {
-        return PhoneState::present;
+        return PhoneState::kPresent;
     }
-    return Clock::now() < *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) ? PhoneState::leaving
-                                                                                     : PhoneState::returning;
+    return Clock::now() < *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) ? PhoneState::kLeaving
+                                                                                     : PhoneState::kReturning;
 }
 
 PhoneMode PhoneModel::mode() {
@@ -95,9 +95,9 @@ PhoneMode PhoneModel::mode() {
 
 std::optional<std::chrono::steady_clock::time_point> PhoneModel::nextChange() {
     switch (state()) {
-    case PhoneState::leaving:
+    case PhoneState::kLeaving:
         return *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs);
-    case PhoneState::returning:
+    case PhoneState::kReturning:
         return setup_.awayMs < 0 ? std::nullopt
                                  : std::optional(*resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) +
                                                  std::chrono::milliseconds(setup_.awayMs));
@@ -113,10 +113,10 @@ std::uint32_t PhoneModel::starts() {
 
 PhoneModel::Packet PhoneModel::version(Request request) {
     if (setup_.versionBytes == 0) {
-        return badPacket(BadPacket::command, request);
+        return badPacket(BadPacket::kCommand, request);
     }
     Packet answer(kVersionAnswerBytes);
-    answer[0] = static_cast<std::uint8_t>(Command::version);
+    answer[0] = static_cast<std::uint8_t>(Command::kVersion);
     putText(answer, kReleaseDateField, kReleaseDate);
     putText(answer, kReleaseTimeField, kReleaseTime);
     putText(answer, kModelField, setup_.model);
@@ -162,20 +162,20 @@ PhoneModel::Packet PhoneModel::writeNv(Request request) {
 PhoneModel::Packet PhoneModel::changeMode(Request request) {
     const auto mode = static_cast<PhoneMode>(get16(request, 1));
     switch (mode) {
-    case PhoneMode::online:
-    case PhoneMode::download:
-    case PhoneMode::offline:
-    case PhoneMode::streamDownload:
+    case PhoneMode::kOnline:
+    case PhoneMode::kDownload:
+    case PhoneMode::kOffline:
+    case PhoneMode::kStreamDownload:
         mode_ = mode;
         break;
-    case PhoneMode::reset:
+    case PhoneMode::kReset:
         if (setup_.leaveAfterMs >= 0 && !resetAt_) {
             resetAt_ = Clock::now();
             mode_ = mode;
         }
         break;
     default:
-        return badPacket(BadPacket::parameters, request);
+        return badPacket(BadPacket::kParameters, request);
     }
     return echo(request);
 }

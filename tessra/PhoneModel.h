@@ -20,9 +20,9 @@ struct PhoneSetup {
     std::string softwareVersion = "1.0";
     std::string serialNumber = "0000000001";
     std::string spc = "000000"; // the service programming code, kSpcDigits digits
-    PhoneMode mode = PhoneMode::online;
-    std::size_t versionBytes = kVersionAnswerBytes; // of the version answer; 0: it refuses to tell its version
-    std::int32_t leaveAfterMs = 0; // from the agreement to a reset until the phone leaves; -1: it never leaves
+    PhoneMode mode = PhoneMode::kOnline;
+    std::size_t versionBytes = kVersionAnswerBytes; ///< of the version answer; 0: it refuses to tell its version
+    std::int32_t leaveAfterMs = 0; ///< from the agreement to a reset until the phone leaves; -1: it never leaves
     std::int32_t awayMs = 1500;    // until it is back from then on; -1: it never comes back
 };
 
@@ -70,7 +70,7 @@ private:
     PhoneMode mode_;
     bool accessGranted_ = false;
     std::uint32_t starts_ = 1;
-    std::optional<Clock::time_point> resetAt_; // while the phone leaves or is away
+    std::optional<Clock::time_point> resetAt_; ///< while the phone leaves or is away
 };
 
 } // namespace tessra

@@ -64,16 +64,16 @@ public:
             return status;
         }
         Strike strike;
-        if (const Status status = port_->faults().enter(Call::subObject, strike); com::failed(status)) {
+        if (const Status status = port_->faults().enter(Call::kSubObject, strike); com::failed(status)) {
             return status;
         }
         if (id != kSecuritySubObject || reserved != 0) {
             return refuse(com::kInvalidArgument, "A phone port has no sub-object with this number.");
         }
-        if (strike.kind == FaultKind::wrongObject) {
+        if (strike.kind == FaultKind::kWrongObject) {
             return makePhonePort(port_).query(out);
         }
-        return strike.kind == FaultKind::nullObject
+        return strike.kind == FaultKind::kNullObject
                    ? com::kOk
                    : com::makeObject<ISecurity, SecurityObject>(port_, client_).query(out);
     }

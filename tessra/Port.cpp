@@ -22,7 +22,7 @@ Status ended() {
 }
 
 bool isPhoneThere(const PhoneView& view) {
-    return view.state == PhoneState::present || view.state == PhoneState::leaving;
+    return view.state == PhoneState::kPresent || view.state == PhoneState::kLeaving;
 }
 
 std::string textAt(const std::vector<std::uint8_t>& packet, VersionField field) {
@@ -33,14 +33,14 @@ std::string textAt(const std::vector<std::uint8_t>& packet, VersionField field) 
 
 // Does to an answer what a fault wants.
 void distort(const Strike& strike, std::vector<std::uint8_t>& answer) {
-    if (strike.kind == FaultKind::shortAnswer && answer.size() > strike.value) {
+    if (strike.kind == FaultKind::kShortAnswer && answer.size() > strike.value) {
         answer.resize(strike.value);
     }
 }
 
 // The answer of a phone that refuses an NV item with the status that a fault gives.
 bool refusedByFault(const Strike& strike, std::span<const std::uint8_t> request, std::vector<std::uint8_t>& answer) {
-    if (strike.kind != FaultKind::nvStatus || !nvItemOf(request)) {
+    if (strike.kind != FaultKind::kNvStatus || !nvItemOf(request)) {
         return false;
     }
     answer.assign(request.begin(), request.end());
@@ -54,7 +54,7 @@ bool hasCommand(std::span<const std::uint8_t> packet, Command command) {
 
 // What others may know of an answer. One to the service programming code that is more than a verdict may repeat it.
 std::span<const std::uint8_t> toldOf(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
-    const bool isSecret = hasCommand(request, Command::accessCode) && answer.size() > kAccessCodeAnswerBytes;
+    const bool isSecret = hasCommand(request, Command::kAccessCode) && answer.size() > kAccessCodeAnswerBytes;
     return isSecret ? answer.first(1) : answer;
 }
 
@@ -68,7 +68,7 @@ std::shared_ptr<PhoneLink> makeLink(const PortConfig& config) {
 } // namespace
 
 Port::Port(const PortConfig& config, std::shared_ptr<EventThread> thread)
-    : name_(config.name), number_(config.number), thread_(std::move(thread)), gate_(FaultScope::port, config.faults),
+    : name_(config.name), number_(config.number), thread_(std::move(thread)), gate_(FaultScope::kPort, config.faults),
       link_(makeLink(config)), events_(thread_) {
     seen_ = link_->look();
     link_->start([this] {
@@ -97,7 +97,7 @@ ClientId Port::newClient() {
 
 Status Port::describe(PortDescription& description) {
     Strike strike;
-    if (const Status status = enter(Call::describePort, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kDescribePort, strike); com::failed(status)) {
         return status;
     }
     awaitFirstView();
@@ -110,7 +110,7 @@ Status Port::describe(PortDescription& description) {
 
 Status Port::describePhone(PhoneDescription& description) {
     Strike strike;
-    if (const Status status = enter(Call::describePhone, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kDescribePhone, strike); com::failed(status)) {
         return status;
     }
     awaitFirstView();
@@ -124,12 +124,12 @@ Status Port::describePhone(PhoneDescription& description) {
         description.mode = view.mode;
         version = link_->knownVersion();
     }
-    if (strike.kind == FaultKind::noAnswer) {
+    if (strike.kind == FaultKind::kNoAnswer) {
         return com::kOk;
     }
     std::vector<std::uint8_t> answer = version.value_or(std::vector<std::uint8_t>());
     if (!version) {
-        constexpr std::uint8_t kRequest[] = {static_cast<std::uint8_t>(Command::version)};
+        constexpr std::uint8_t kRequest[] = {static_cast<std::uint8_t>(Command::kVersion)};
         ask(kRequest, answer);
     }
     if (answer.size() == kVersionAnswerBytes) {
@@ -154,7 +154,7 @@ Status Port::requirePhone() {
 Status Port::send(ClientId client, std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
                   std::vector<std::uint8_t>& answer) {
     Strike strike;
-    Status status = enter(Call::send, strike, nvItemOf(request), timeoutMs);
+    Status status = enter(Call::kSend, strike, nvItemOf(request), timeoutMs);
     if (com::failed(status)) {
         return status;
     }
@@ -183,11 +183,11 @@ Status Port::send(ClientId client, std::span<const std::uint8_t> request, std::u
 
 Status Port::changeMode(ClientId client, std::uint16_t mode) {
     Strike strike;
-    if (const Status status = enter(Call::changeMode, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kChangeMode, strike); com::failed(status)) {
         return status;
     }
-    if (mode != static_cast<std::uint16_t>(PhoneMode::offline) &&
-        mode != static_cast<std::uint16_t>(PhoneMode::reset)) {
+    if (mode != static_cast<std::uint16_t>(PhoneMode::kOffline) &&
+        mode != static_cast<std::uint16_t>(PhoneMode::kReset)) {
         return refuse(com::kInvalidArgument, "A phone can be changed to the modes offline (4) and reset (5) only.");
     }
     {
@@ -203,7 +203,7 @@ Status Port::changeMode(ClientId client, std::uint16_t mode) {
 
 Status Port::lock(ClientId client) {
     Strike strike;
-    if (const Status status = enter(Call::lock, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kLock, strike); com::failed(status)) {
         return status;
     }
     const std::lock_guard guard(lock_);
@@ -216,7 +216,7 @@ Status Port::lock(ClientId client) {
 
 Status Port::unlock(ClientId client) {
     Strike strike;
-    if (const Status status = enter(Call::unlock, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kUnlock, strike); com::failed(status)) {
         return status;
     }
     const std::lock_guard guard(lock_);
@@ -229,7 +229,7 @@ Status Port::unlock(ClientId client) {
 
 Status Port::mode(std::uint16_t& mode) {
     Strike strike;
-    if (const Status status = enter(Call::mode, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kMode, strike); com::failed(status)) {
         return status;
     }
     const std::lock_guard guard(lock_);
@@ -243,7 +243,7 @@ Status Port::mode(std::uint16_t& mode) {
 
 Status Port::state(std::uint16_t& state) {
     Strike strike;
-    if (const Status status = enter(Call::state, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kState, strike); com::failed(status)) {
         return status;
     }
     const std::lock_guard guard(lock_);
@@ -253,7 +253,7 @@ Status Port::state(std::uint16_t& state) {
 
 Status Port::sendCode(ClientId client, const std::string& code) {
     Strike strike;
-    if (const Status status = enter(Call::security, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kSecurity, strike); com::failed(status)) {
         return status;
     }
     {
@@ -264,7 +264,7 @@ Status Port::sendCode(ClientId client, const std::string& code) {
     }
     std::vector<std::uint8_t> answer;
     if (code.size() == kSpcDigits) {
-        std::vector<std::uint8_t> request{static_cast<std::uint8_t>(Command::accessCode)};
+        std::vector<std::uint8_t> request{static_cast<std::uint8_t>(Command::kAccessCode)};
         request.insert(request.end(), code.begin(), code.end());
         if (const Status status = ask(request, answer); com::failed(status)) {
             return refuse(status, "The access code could not be exchanged with the phone.");
@@ -276,7 +276,7 @@ Status Port::sendCode(ClientId client, const std::string& code) {
 
 Status Port::subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uint32_t& cookie) {
     Strike strike;
-    if (const Status status = enter(Call::subscribe, strike); com::failed(status)) {
+    if (const Status status = enter(Call::kSubscribe, strike); com::failed(status)) {
         return status;
     }
     if (!sink) {
@@ -295,7 +295,7 @@ Status Port::subscribe(ClientId client, const ComPtr<IEventSink>& sink, std::uin
 
 Status Port::unsubscribe(ClientId client, std::uint32_t cookie) {
     Strike strike;
-    const Status status = enter(Call::unsubscribe, strike);
+    const Status status = enter(Call::kUnsubscribe, strike);
     if (com::failed(status) && status != com::kDisconnected) {
         return status;
     }
@@ -345,7 +345,7 @@ void Port::setPresent(bool present) {
 }
 
 Status Port::setMode(PhoneMode mode) {
-    std::uint8_t request[kModePacketBytes] = {static_cast<std::uint8_t>(Command::changeMode)};
+    std::uint8_t request[kModePacketBytes] = {static_cast<std::uint8_t>(Command::kChangeMode)};
     put16(request, 1, static_cast<std::uint16_t>(mode));
     std::vector<std::uint8_t> answer;
     if (const Status status = ask(request, answer); com::failed(status)) {
@@ -376,7 +376,7 @@ std::vector<std::vector<std::uint8_t>> Port::sentPackets() const {
 
 Status Port::enter(Call call, Strike& strike, std::optional<std::uint16_t> item, std::uint32_t timeoutMs) {
     const Status status = gate_.enter(call, strike, item, timeoutMs);
-    if (com::succeeded(status) && strike.kind == FaultKind::vanish) {
+    if (com::succeeded(status) && strike.kind == FaultKind::kVanish) {
         setPresent(false);
     }
     return status;
@@ -399,13 +399,13 @@ PhoneView Port::lookLocked() {
     seen_ = link_ ? link_->look() : PhoneView{};
     const bool isSamePhone = seen_.appearance == before.appearance;
     if (isPhoneThere(before) && !(isPhoneThere(seen_) && isSamePhone)) {
-        fireNamedLocked(EventKind::phoneLeft, before.mode);
+        fireNamedLocked(EventKind::kPhoneLeft, before.mode);
     }
     if (isPhoneThere(seen_) && !(isPhoneThere(before) && isSamePhone)) {
         answered_ = 0;
-        fireNamedLocked(EventKind::phoneAppeared, seen_.mode);
+        fireNamedLocked(EventKind::kPhoneAppeared, seen_.mode);
     } else if (isPhoneThere(seen_) && seen_.mode != before.mode) {
-        fireNamedLocked(EventKind::modeChanged, seen_.mode);
+        fireNamedLocked(EventKind::kModeChanged, seen_.mode);
     }
     return seen_;
 }
@@ -422,10 +422,10 @@ Status Port::mayTalkLocked(ClientId client) {
     if (com::failed(view.trouble)) {
         return refuse(view.trouble, "The port's line can't be used.");
     }
-    if (view.state != PhoneState::present) {
+    if (view.state != PhoneState::kPresent) {
         return noPhone();
     }
-    if (view.mode == PhoneMode::download || view.mode == PhoneMode::streamDownload) {
+    if (view.mode == PhoneMode::kDownload || view.mode == PhoneMode::kStreamDownload) {
         return refuse(kBadPhoneMode, "The phone runs its loader.");
     }
     return com::kOk;
@@ -463,10 +463,10 @@ void Port::fireNamedLocked(EventKind kind, PhoneMode mode) {
 void Port::noteAnswer(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
     const std::lock_guard guard(lock_);
     ++answered_;
-    events_.fire(EventKind::packetExchanged, number_, request.empty() ? std::uint16_t{0} : request[0],
+    events_.fire(EventKind::kPacketExchanged, number_, request.empty() ? std::uint16_t{0} : request[0],
                  toldOf(request, answer));
     // The phone may be about to leave.
-    if (hasCommand(request, Command::changeMode) && !events_.empty()) {
+    if (hasCommand(request, Command::kChangeMode) && !events_.empty()) {
         thread_->wake();
     }
 }

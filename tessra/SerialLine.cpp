@@ -24,8 +24,8 @@ constexpr std::uint8_t codeOf(Command command) {
 }
 
 bool isRepeatable(std::span<const std::uint8_t> request) {
-    return !request.empty() && (request[0] == codeOf(Command::version) || request[0] == codeOf(Command::queryMode) ||
-                                (request[0] == codeOf(Command::nvRead) && nvItemOf(request)));
+    return !request.empty() && (request[0] == codeOf(Command::kVersion) || request[0] == codeOf(Command::kQueryMode) ||
+                                (request[0] == codeOf(Command::kNvRead) && nvItemOf(request)));
 }
 
 // Whether `packet` answers `request`: it has its command code and, for an NV item, its number; or it says that the
@@ -48,12 +48,12 @@ bool isAnswer(std::span<const std::uint8_t> request, std::span<const std::uint8_
 
 // Whether `packet` is a question for the version or the mode, which no phone sends: the line repeats what is sent.
 bool isEchoedQuestion(std::span<const std::uint8_t> packet) {
-    return packet.size() == 1 && (packet[0] == codeOf(Command::version) || packet[0] == codeOf(Command::queryMode));
+    return packet.size() == 1 && (packet[0] == codeOf(Command::kVersion) || packet[0] == codeOf(Command::kQueryMode));
 }
 
 bool isReset(std::span<const std::uint8_t> request) {
-    return request.size() == kModePacketBytes && request[0] == codeOf(Command::changeMode) &&
-           static_cast<PhoneMode>(get16(request, 1)) == PhoneMode::reset;
+    return request.size() == kModePacketBytes && request[0] == codeOf(Command::kChangeMode) &&
+           static_cast<PhoneMode>(get16(request, 1)) == PhoneMode::kReset;
 }
 
 // Whether `answer` may be the echo of `request`, and the phone is to be asked. One that has just agreed to a reset may
@@ -138,7 +138,7 @@ Status SerialLine::exchange(Request request, std::uint32_t timeoutMs, Bytes& ans
     }
     const bool isSilence = status == kResponseTimeout && timeoutMs >= setup_.answerMs;
     if (com::succeeded(status) && mayBeEcho(request, answer)) {
-        constexpr std::uint8_t kMode = codeOf(Command::queryMode);
+        constexpr std::uint8_t kMode = codeOf(Command::kQueryMode);
         Bytes ignored;
         status = ask({&kMode, 1}, std::max(deadline, Clock::now() + milliseconds(setup_.answerMs)), ignored);
     }
@@ -159,8 +159,8 @@ void SerialLine::setPresent(bool present) {
 
 // Sends a request on a settled line, and keeps account of what may still come.
 Status SerialLine::ask(Request request, Clock::time_point deadline, Bytes& answer) {
-    constexpr std::uint8_t kVersion = codeOf(Command::version);
-    constexpr std::uint8_t kMode = codeOf(Command::queryMode);
+    constexpr std::uint8_t kVersion = codeOf(Command::kVersion);
+    constexpr std::uint8_t kMode = codeOf(Command::kQueryMode);
     const std::uint8_t code = request.empty() ? std::uint8_t{0xFF} : request[0];
     bool repeated = false;
     const Status status = transact(request, deadline, repeated, answer);
@@ -205,7 +205,7 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
         const bool isLost = com::failed(hearing.damage) || (hearing.pending && mayRepeat);
         const auto limit = isLost ? std::min(deadline, Clock::now() + milliseconds(setup_.quietMs)) : deadline;
         switch (port_.waitForBytes(limit, turnWake_)) {
-        case SerialPort::Wait::ready:
+        case SerialPort::Wait::kReady:
             if (hear(request, hearing, answer)) {
                 return com::kOk;
             }
@@ -228,15 +228,15 @@ Status SerialLine::transact(Request request, Clock::time_point deadline, bool& r
                 return com::failed(hearing.damage) ? hearing.damage : kFramingError;
             }
             break;
-        case SerialPort::Wait::gone:
+        case SerialPort::Wait::kGone:
             lose();
             return kPhoneNotPresent;
-        case SerialPort::Wait::woken:
+        case SerialPort::Wait::kWoken:
             if (const auto status = interrupted()) {
                 return *status;
             }
             break;
-        case SerialPort::Wait::timedOut:
+        case SerialPort::Wait::kTimedOut:
             if (!hearing.pending && com::succeeded(hearing.damage)) {
                 return kResponseTimeout;
             }
@@ -267,8 +267,8 @@ bool SerialLine::hear(Request request, Hearing& hearing, Bytes& answer) {
     hearing.bytes += static_cast<std::size_t>(count);
     bool answered = false;
     std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(count));
-    for (auto result = decoder_.next(bytes); result != FrameResult::more; result = decoder_.next(bytes)) {
-        if (result == FrameResult::packet) {
+    for (auto result = decoder_.next(bytes); result != FrameResult::kMore; result = decoder_.next(bytes)) {
+        if (result == FrameResult::kPacket) {
             if (isEchoedQuestion(decoder_.packet())) {
                 hearing.echo = true;
             } else if (!answered && isAnswer(request, decoder_.packet())) {
@@ -276,7 +276,7 @@ bool SerialLine::hear(Request request, Hearing& hearing, Bytes& answer) {
                 answered = true;
             }
         } else {
-            hearing.damage = result == FrameResult::damaged ? kCheckSequenceError : kFramingError;
+            hearing.damage = result == FrameResult::kDamaged ? kCheckSequenceError : kFramingError;
         }
         hearing.strayBefore = decoder_.counts().strayBytes;
     }
@@ -320,7 +320,7 @@ Status SerialLine::afterWriteFailure() {
     if (const auto status = interrupted()) {
         return *status;
     }
-    if (port_.waitForBytes(Clock::now(), turnWake_) == SerialPort::Wait::gone) {
+    if (port_.waitForBytes(Clock::now(), turnWake_) == SerialPort::Wait::kGone) {
         lose();
         return kPhoneNotPresent;
     }
@@ -339,7 +339,7 @@ void SerialLine::refuseEcho() {
                                         "short-circuited, or an adapter for a single wire?";
     Guard guard(lock_);
     trouble_ = kFramingError;
-    showLocked(PhoneState::searching, PhoneMode::none);
+    showLocked(PhoneState::kSearching, PhoneMode::kNone);
     const bool isNews = isNewsLocked(kProblem);
     guard.unlock();
     if (isNews) {

@@ -86,22 +86,22 @@ private:
     using Bytes = std::vector<std::uint8_t>;
     using Request = std::span<const std::uint8_t>;
     class Turn;
-    // A status of the keeper's questions alone: a client has taken the turn away.
+    /// A status of the keeper's questions alone: a client has taken the turn away.
     static constexpr Status kGaveWay = com::makeStatus(0x800420FF);
-    // How long a reset that the phone has agreed to is watched closely.
+    /// How long a reset that the phone has agreed to is watched closely.
     static constexpr std::chrono::seconds kResetWatch{10};
 
     /// What a request has met while it waits for its answer.
     struct Hearing {
-        Status damage = com::kOk; // of the last damaged frame
+        Status damage = com::kOk; ///< of the last damaged frame
         bool pending = false;     // bytes have come since the last whole frame: noise, or a frame that goes on
         bool gone = false;        // the device has left
         bool echo = false;        // the line repeats what is sent
         std::size_t bytes = 0;
-        std::uint64_t strayBefore = 0; // the decoder's stray bytes up to the last whole frame
+        std::uint64_t strayBefore = 0; ///< the decoder's stray bytes up to the last whole frame
     };
 
-    // With the line's turn.
+    /// With the line's turn.
     Status ask(Request request, Clock::time_point deadline, Bytes& answer);
     Status settle(Clock::time_point deadline);
     Status transact(Request request, Clock::time_point deadline, bool& repeated, Bytes& answer);
@@ -112,7 +112,7 @@ private:
     void lose();
     void refuseEcho();
 
-    // The keeper.
+    /// The keeper.
     void keep();
     void sleepUntil(Clock::time_point due);
     void openDevice();
@@ -133,20 +133,20 @@ private:
 
     const std::string name_;
     const LineSetup setup_;
-    std::function<void()> changed_; // constant once started
+    std::function<void()> changed_; ///< constant once started
     WakeEvent keeperWake_;
-    WakeEvent turnWake_; // wakes whoever has the turn
+    WakeEvent turnWake_; ///< wakes whoever has the turn
 
-    // Used by whoever has the turn.
+    /// Used by whoever has the turn.
     SerialPort port_;
     FrameDecoder decoder_;
     bool unsettled_ = true;
     std::uint8_t settler_ = 0;          // the command that settles the line
-    std::optional<std::uint8_t> loose_; // the command of which answers may still come on a settled line
+    std::optional<std::uint8_t> loose_; ///< the command of which answers may still come on a settled line
 
-    Clock::time_point answeredAt_; // the last answer that was waited for
+    Clock::time_point answeredAt_; ///< the last answer that was waited for
 
-    std::mutex lock_; // guards all that follows
+    std::mutex lock_; ///< guards all that follows
     std::condition_variable turnFree_;
     std::condition_variable viewKnown_;
     bool closed_ = false;
@@ -157,18 +157,18 @@ private:
     bool open_ = false;        // the device can be used
     bool lost_ = false;        // it has left, and is to be closed
     bool known_ = false;       // the first question is over
-    bool changedView_ = false; // and nobody has been told yet
+    bool changedView_ = false; ///< and nobody has been told yet
     Status trouble_ = com::kOk;
-    PhoneState state_ = PhoneState::none;
-    PhoneMode mode_ = PhoneMode::none;
+    PhoneState state_ = PhoneState::kNone;
+    PhoneMode mode_ = PhoneMode::kNone;
     std::uint32_t appearance_ = 0;
     Bytes version_;
     unsigned misses_ = 0;          // questions without answer since the last answer
     bool sawReset_ = false;        // the phone has said that it is about to leave
-    Clock::time_point watchUntil_; // until then a reset is being watched
+    Clock::time_point watchUntil_; ///< until then a reset is being watched
     Clock::time_point nextAsk_;
     Clock::time_point lastAskEnd_;
-    Clock::time_point lastAnswer_; // to a client
+    Clock::time_point lastAnswer_; ///< to a client
     std::string reported_;         // the last problem in the log, while it lasts
     std::thread keeper_;
 };

@@ -19,17 +19,17 @@ constexpr unsigned kMissesOfAbsence = 2;
 
 // Whether `answer` tells a version, of whatever layout: other phones have other ones.
 bool isVersion(const std::vector<std::uint8_t>& answer) {
-    return answer.size() > 1 && answer[0] == static_cast<std::uint8_t>(Command::version);
+    return answer.size() > 1 && answer[0] == static_cast<std::uint8_t>(Command::kVersion);
 }
 
 bool isMode(const std::vector<std::uint8_t>& answer) {
-    return answer.size() == kModePacketBytes && answer[0] == static_cast<std::uint8_t>(Command::queryMode);
+    return answer.size() == kModePacketBytes && answer[0] == static_cast<std::uint8_t>(Command::kQueryMode);
 }
 
 // Whether whoever has answered both questions is a phone. Phones have more modes than have names here, and need not
 // tell their version: one in its loader refuses to. What is no answer at all, as an echo, does not get here.
 bool isPhone(const std::vector<std::uint8_t>& mode) {
-    return isMode(mode) && static_cast<PhoneMode>(get16(mode, 1)) != PhoneMode::none;
+    return isMode(mode) && static_cast<PhoneMode>(get16(mode, 1)) != PhoneMode::kNone;
 }
 
 } // namespace
@@ -85,13 +85,13 @@ void SerialLine::openDevice() {
     const Status status = port_.open(setup_, problem);
     decoder_.abandonFrame();
     unsettled_ = true;
-    settler_ = static_cast<std::uint8_t>(Command::version);
+    settler_ = static_cast<std::uint8_t>(Command::kVersion);
     loose_.reset();
     Guard guard(lock_);
     open_ = com::succeeded(status);
     changedView_ = changedView_ || open_;
     trouble_ = status == kInvalidBaudRate ? status : com::kOk;
-    state_ = open_ ? PhoneState::searching : PhoneState::none;
+    state_ = open_ ? PhoneState::kSearching : PhoneState::kNone;
     if (!open_) {
         nextAsk_ = Clock::now() + milliseconds(setup_.askEveryMs);
         known_ = true;
@@ -125,7 +125,7 @@ void SerialLine::closeLostDevice() {
         }
         lost_ = false;
         open_ = false;
-        showLocked(PhoneState::none, PhoneMode::none);
+        showLocked(PhoneState::kNone, PhoneMode::kNone);
         nextAsk_ = Clock::now();
         taken_ = true;
     }
@@ -150,8 +150,8 @@ void SerialLine::askForPhone() {
     Bytes version;
     Status status = kGaveWay;
     if (const Turn turn(*this, true); turn) {
-        constexpr std::uint8_t kMode = static_cast<std::uint8_t>(Command::queryMode);
-        constexpr std::uint8_t kVersion = static_cast<std::uint8_t>(Command::version);
+        constexpr std::uint8_t kMode = static_cast<std::uint8_t>(Command::kQueryMode);
+        constexpr std::uint8_t kVersion = static_cast<std::uint8_t>(Command::kVersion);
         const auto limit = [this] { return Clock::now() + milliseconds(setup_.answerMs); };
         status = settle(limit());
         if (com::succeeded(status)) {
@@ -196,22 +196,22 @@ void SerialLine::learn(Status status, const Bytes& mode, const Bytes& version) {
 
 void SerialLine::learnAnswersLocked(PhoneMode mode, const Bytes& version) {
     const bool isNewPhone = isVersion(version) && !version_.empty() && version != version_;
-    if (mode == PhoneMode::reset) {
+    if (mode == PhoneMode::kReset) {
         if (isThereLocked()) {
             sawReset_ = true;
             watchUntil_ = Clock::now() + kResetWatch;
-            showLocked(PhoneState::leaving, mode);
+            showLocked(PhoneState::kLeaving, mode);
         }
-    } else if (state_ == PhoneState::leaving && sawReset_) {
+    } else if (state_ == PhoneState::kLeaving && sawReset_) {
         // It has restarted between two questions. Whoever looks must see it gone once; the next question finds it.
-        showLocked(PhoneState::returning, PhoneMode::none);
+        showLocked(PhoneState::kReturning, PhoneMode::kNone);
     } else {
         if (!isThereLocked() || isNewPhone) {
             ++appearance_;
             watchUntil_ = {};
             changedView_ = true;
         }
-        showLocked(PhoneState::present, mode); // also where it agreed to a reset and does not leave
+        showLocked(PhoneState::kPresent, mode); // also where it agreed to a reset and does not leave
         version_ = isVersion(version) ? version : Bytes();
     }
 }
@@ -246,9 +246,9 @@ void SerialLine::noteModeLocked(Request request, const Bytes& answer) {
         return;
     }
     const auto mode = static_cast<PhoneMode>(get16(answer, 1));
-    const bool isChange = answer[0] == static_cast<std::uint8_t>(Command::changeMode);
-    if (isChange && mode == PhoneMode::reset) {
-        showLocked(PhoneState::leaving, mode);
+    const bool isChange = answer[0] == static_cast<std::uint8_t>(Command::kChangeMode);
+    if (isChange && mode == PhoneMode::kReset) {
+        showLocked(PhoneState::kLeaving, mode);
         sawReset_ = false;
         watchUntil_ = Clock::now() + kResetWatch;
         nextAsk_ = Clock::now();
@@ -272,16 +272,16 @@ void SerialLine::showLocked(PhoneState state, PhoneMode mode) {
 void SerialLine::missLocked() {
     ++misses_;
     if (isThereLocked() && (misses_ >= kMissesOfAbsence || resetIsWatchedLocked())) {
-        showLocked(resetIsWatchedLocked() ? PhoneState::returning : PhoneState::searching, PhoneMode::none);
+        showLocked(resetIsWatchedLocked() ? PhoneState::kReturning : PhoneState::kSearching, PhoneMode::kNone);
     }
 }
 
 bool SerialLine::isThereLocked() const {
-    return open_ && !lost_ && (state_ == PhoneState::present || state_ == PhoneState::leaving);
+    return open_ && !lost_ && (state_ == PhoneState::kPresent || state_ == PhoneState::kLeaving);
 }
 
 bool SerialLine::resetIsWatchedLocked() const {
-    return state_ == PhoneState::leaving || state_ == PhoneState::returning || Clock::now() < watchUntil_;
+    return state_ == PhoneState::kLeaving || state_ == PhoneState::kReturning || Clock::now() < watchUntil_;
 }
 
 } // namespace tessra

@@ -116,7 +116,7 @@ bool SerialPort::write(std::span<const std::uint8_t> bytes, Clock::time_point de
         if (count > 0) {
             bytes = bytes.subspan(static_cast<std::size_t>(count));
         } else if (count == 0 || errno == EAGAIN) {
-            if (waitFor(POLLOUT, deadline, wake) != Wait::ready) {
+            if (waitFor(POLLOUT, deadline, wake) != Wait::kReady) {
                 return false;
             }
         } else if (errno != EINTR) {
@@ -145,16 +145,16 @@ SerialPort::Wait SerialPort::waitFor(short events, Clock::time_point deadline, c
             continue;
         }
         if (count == 0) {
-            return Wait::timedOut;
+            return Wait::kTimedOut;
         }
         if (count < 0) {
-            return Wait::gone;
+            return Wait::kGone;
         }
         if (files[1].revents != 0) {
-            return Wait::woken;
+            return Wait::kWoken;
         }
         // A device that has hung up looks ready for everything, for ever.
-        return (files[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0 ? Wait::gone : Wait::ready;
+        return (files[0].revents & (POLLHUP | POLLERR | POLLNVAL)) != 0 ? Wait::kGone : Wait::kReady;
     }
 }
 

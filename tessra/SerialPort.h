@@ -17,7 +17,7 @@ namespace tessra {
 class SerialPort {
 public:
     using Clock = std::chrono::steady_clock;
-    enum class Wait : std::uint8_t { ready, timedOut, woken, gone };
+    enum class Wait : std::uint8_t { kReady, kTimedOut, kWoken, kGone };
 
     SerialPort() = default;
     ~SerialPort() { close(); }

@@ -21,10 +21,10 @@ struct ModeName {
     PhoneMode mode;
 };
 constexpr ModeName kModeNames[] = {
-    {"online", PhoneMode::online},
-    {"offline", PhoneMode::offline},
-    {"download", PhoneMode::download},
-    {"stream_download", PhoneMode::streamDownload},
+    {"online", PhoneMode::kOnline},
+    {"offline", PhoneMode::kOffline},
+    {"download", PhoneMode::kDownload},
+    {"stream_download", PhoneMode::kStreamDownload},
 };
 
 // Reads one table of the file key by key. Every failure is a ConfigError at its line; what has not been asked for when
@@ -160,17 +160,17 @@ void readKind(TableReader& reader, FaultRule& rule) {
         FaultKind kind;
     };
     constexpr Numbered kNumbered[] = {
-        {"nv_status", FaultKind::nvStatus, 0xFFFF},
-        {"server_code", FaultKind::serverCode, 0xFFFFFFFF},
-        {"short_answer", FaultKind::shortAnswer, kMaxPacketBytes},
+        {"nv_status", FaultKind::kNvStatus, 0xFFFF},
+        {"server_code", FaultKind::kServerCode, 0xFFFFFFFF},
+        {"short_answer", FaultKind::kShortAnswer, kMaxPacketBytes},
     };
     constexpr Plain kPlain[] = {
-        {"no_answer", FaultKind::noAnswer},     {"bad_response", FaultKind::badResponse},
-        {"vanish", FaultKind::vanish},          {"throw", FaultKind::throwException},
-        {"null_object", FaultKind::nullObject}, {"wrong_object", FaultKind::wrongObject},
+        {"no_answer", FaultKind::kNoAnswer},     {"bad_response", FaultKind::kBadResponse},
+        {"vanish", FaultKind::kVanish},          {"throw", FaultKind::kThrowException},
+        {"null_object", FaultKind::kNullObject}, {"wrong_object", FaultKind::kWrongObject},
     };
     const auto choose = [&](FaultKind kind, std::string_view key) {
-        if (rule.kind != FaultKind::none) {
+        if (rule.kind != FaultKind::kNone) {
             reader.fail("a fault does one thing; for more, write another", reader.find(key));
         }
         rule.kind = kind;
@@ -206,7 +206,7 @@ FaultRule readFault(TableReader& reader, FaultScope scope) {
     if (const std::string problem = faultProblem(rule, scope); !problem.empty()) {
         reader.fail(problem);
     }
-    if (rule.kind == FaultKind::none && rule.delayMs == 0) {
+    if (rule.kind == FaultKind::kNone && rule.delayMs == 0) {
         reader.fail("a fault needs something to do, such as 'no_answer' or 'delay_ms'");
     }
     return rule;
@@ -279,7 +279,7 @@ PortConfig readPort(TableReader& reader) {
         reader.fail("'kind' must be \"simulated\" or \"serial\"", reader.find("kind"));
     }
     port.present = reader.flag("present", true);
-    reader.tables("fault", [&](TableReader fault) { port.faults.push_back(readFault(fault, FaultScope::port)); });
+    reader.tables("fault", [&](TableReader fault) { port.faults.push_back(readFault(fault, FaultScope::kPort)); });
     reader.finish();
     return port;
 }
@@ -341,7 +341,7 @@ ServiceConfig loadServiceConfig(const std::filesystem::path& file) {
         refuseDoubles(portReader, config.ports, port);
         config.ports.push_back(std::move(port));
     });
-    reader.tables("fault", [&](TableReader fault) { config.faults.push_back(readFault(fault, FaultScope::service)); });
+    reader.tables("fault", [&](TableReader fault) { config.faults.push_back(readFault(fault, FaultScope::kService)); });
     reader.finish();
     return config;
 }

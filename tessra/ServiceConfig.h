@@ -13,7 +13,7 @@ namespace tessra {
 
 struct PortConfig {
     std::string name;         // such as "COM1"
-    std::uint16_t number = 0; // what clients know it by; not 0, and no other port's
+    std::uint16_t number = 0; ///< what clients know it by; not 0, and no other port's
     /// The serial line on which its phone is; without a device it is the simulated phone that follows.
     LineSetup line;
     /// Memory and its initial contents as NvMemoryFile takes them.
@@ -25,9 +25,9 @@ struct PortConfig {
 };
 
 struct ServiceConfig {
-    bool taskWindow = true; // the service owns a window of class kTaskWindowClass, by which clients find it
+    bool taskWindow = true; ///< the service owns a window of class kTaskWindowClass, by which clients find it
     std::vector<PortConfig> ports;
-    std::vector<FaultRule> faults; // of the calls that belong to no port
+    std::vector<FaultRule> faults; ///< of the calls that belong to no port
 };
 
 /// Reads the service's configuration file (data/Tessra.toml explains its keys). Paths in it that are relative start at

@@ -18,7 +18,7 @@ std::uint16_t freeHandle(const Container& used) {
 
 } // namespace
 
-ServiceCore::ServiceCore(const ServiceConfig& config) : gate_(FaultScope::service, config.faults) {
+ServiceCore::ServiceCore(const ServiceConfig& config) : gate_(FaultScope::kService, config.faults) {
     for (const PortConfig& port : config.ports) {
         ports_.push_back(std::make_shared<Port>(port, events_));
         events_->add(ports_.back());

@@ -48,9 +48,9 @@ public:
 
 private:
     FaultGate gate_;
-    std::vector<std::shared_ptr<Port>> ports_; // constant
+    std::vector<std::shared_ptr<Port>> ports_; ///< constant
     const std::shared_ptr<EventThread> events_ = std::make_shared<EventThread>();
-    mutable std::mutex lock_; // guards all that follows
+    mutable std::mutex lock_; ///< guards all that follows
     std::set<std::uint16_t> agents_;
     std::map<std::uint16_t, RegisteredClient> clients_;
 };

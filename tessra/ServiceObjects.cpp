@@ -35,7 +35,7 @@ public:
 
     Status portNumber(const std::string& name, std::uint16_t& number) override {
         number = 0;
-        if (const Status status = enter(Call::portNumber); com::failed(status)) {
+        if (const Status status = enter(Call::kPortNumber); com::failed(status)) {
             return status;
         }
         const auto port = core_->portNamed(name);
@@ -54,8 +54,8 @@ public:
     Status translator(ComPtr<IPortNameTranslator>& out) override {
         out.reset();
         Strike strike;
-        const Status status = enter(Call::translator, strike);
-        if (com::succeeded(status) && strike.kind != FaultKind::nullObject) {
+        const Status status = enter(Call::kTranslator, strike);
+        if (com::succeeded(status) && strike.kind != FaultKind::kNullObject) {
             out = com::makeObject<IPortNameTranslator, TranslatorObject>(core_);
         }
         return status;
@@ -64,7 +64,7 @@ public:
     Status portByNumber(std::uint16_t number, ComPtr<IPhonePort>& out) override {
         out.reset();
         Strike strike;
-        Status status = enter(Call::portByNumber, strike);
+        Status status = enter(Call::kPortByNumber, strike);
         if (com::failed(status)) {
             return status;
         }
@@ -72,7 +72,7 @@ public:
         if (port) {
             status = port->requirePhone();
         }
-        if (com::succeeded(status) && strike.kind != FaultKind::nullObject) {
+        if (com::succeeded(status) && strike.kind != FaultKind::kNullObject) {
             out = makePhonePort(port);
         }
         return status;
@@ -85,7 +85,7 @@ public:
 
     Status portNumbers(std::vector<std::uint16_t>& numbers) override {
         numbers.clear();
-        if (const Status status = enter(Call::portNumbers); com::failed(status)) {
+        if (const Status status = enter(Call::kPortNumbers); com::failed(status)) {
             return status;
         }
         for (const auto& port : core_->ports()) {
@@ -121,7 +121,7 @@ protected:
     explicit VersionedObject(std::shared_ptr<ServiceCore> core) : CoreObject(std::move(core)) {}
 
     Status takeVersion(std::uint32_t version) {
-        if (const Status status = enter(Call::setVersion); com::failed(status)) {
+        if (const Status status = enter(Call::kSetVersion); com::failed(status)) {
             return status;
         }
         if (version != kInterfaceVersion) {
@@ -158,7 +158,7 @@ public:
         handle = 0;
         agent.reset();
         Strike strike;
-        if (const Status status = enterVersioned(Call::createAgent, strike); com::failed(status)) {
+        if (const Status status = enterVersioned(Call::kCreateAgent, strike); com::failed(status)) {
             return status;
         }
         if (name != kConfigurationAgentName || instance != -1) {
@@ -169,9 +169,9 @@ public:
             return refuse(com::kOutOfMemory, "There are too many agents.");
         }
         switch (strike.kind) {
-        case FaultKind::nullObject:
+        case FaultKind::kNullObject:
             return com::kOk;
-        case FaultKind::wrongObject:
+        case FaultKind::kWrongObject:
             return com::makeObject<IPortCollection, CollectionObject>(core_).query(agent);
         default:
             return com::makeObject<IConfigurationAgent, AgentObject>(core_).query(agent);
@@ -179,7 +179,7 @@ public:
     }
 
     Status releaseAgent(std::uint16_t handle) override {
-        if (const Status status = enterVersioned(Call::releaseAgent); com::failed(status)) {
+        if (const Status status = enterVersioned(Call::kReleaseAgent); com::failed(status)) {
             return status;
         }
         return core_->releaseAgentHandle(handle) ? com::kOk
@@ -189,8 +189,8 @@ public:
     Status portCollection(ComPtr<IPortCollection>& out) override {
         out.reset();
         Strike strike;
-        const Status status = enterVersioned(Call::portCollection, strike);
-        if (com::succeeded(status) && strike.kind != FaultKind::nullObject) {
+        const Status status = enterVersioned(Call::kPortCollection, strike);
+        if (com::succeeded(status) && strike.kind != FaultKind::kNullObject) {
             out = com::makeObject<IPortCollection, CollectionObject>(core_);
         }
         return status;
@@ -206,7 +206,7 @@ public:
     Status registerClient(const std::string& clientName, const std::string& machineName, std::uint32_t processId,
                           std::uint32_t registered, std::uint16_t& handle) override {
         handle = 0;
-        if (const Status status = enterVersioned(Call::registerClient); com::failed(status)) {
+        if (const Status status = enterVersioned(Call::kRegisterClient); com::failed(status)) {
             return status;
         }
         if (registered != 1) {
@@ -217,7 +217,7 @@ public:
     }
 
     Status unregisterClient(std::uint16_t handle) override {
-        if (const Status status = enterVersioned(Call::unregisterClient); com::failed(status)) {
+        if (const Status status = enterVersioned(Call::kUnregisterClient); com::failed(status)) {
             return status;
         }
         return core_->unregisterClient(handle) ? com::kOk : refuse(com::kInvalidArgument, "No client has this handle.");
@@ -233,9 +233,9 @@ Status make(Call call, const std::shared_ptr<ServiceCore>& core, ComPtr<com::Unk
         return status;
     }
     switch (strike.kind) {
-    case FaultKind::nullObject:
+    case FaultKind::kNullObject:
         return com::kOk;
-    case FaultKind::wrongObject:
+    case FaultKind::kWrongObject:
         return com::makeObject<IPortCollection, CollectionObject>(core).query(out);
     default:
         return com::makeObject<Interface, Object>(core).query(out);
@@ -245,11 +245,11 @@ Status make(Call call, const std::shared_ptr<ServiceCore>& core, ComPtr<com::Unk
 } // namespace
 
 Status makeServer(const std::shared_ptr<ServiceCore>& core, ComPtr<com::Unknown>& out) {
-    return make<IServer, ServerObject>(Call::createServer, core, out);
+    return make<IServer, ServerObject>(Call::kCreateServer, core, out);
 }
 
 Status makeClientRegistry(const std::shared_ptr<ServiceCore>& core, ComPtr<com::Unknown>& out) {
-    return make<IClientRegistry, RegistryObject>(Call::createRegistry, core, out);
+    return make<IClientRegistry, RegistryObject>(Call::kCreateRegistry, core, out);
 }
 
 } // namespace tessra

@@ -34,7 +34,7 @@ private:
     const std::filesystem::path memoryPath_;
     const std::filesystem::path initialPath_;
 
-    std::mutex lock_; // guards all that follows
+    std::mutex lock_; ///< guards all that follows
     bool present_;
     bool hopeless_ = false;
     std::string reported_;

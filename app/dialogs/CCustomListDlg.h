@@ -52,7 +52,7 @@ private:
     void showCustomized();
     void updateExtents();
 
-    std::vector<NvItem> available_; // as given, until the dialog opens
+    std::vector<NvItem> available_; ///< as given, until the dialog opens
     std::vector<NvItem> customized_;
     CustomizedList lists_;
     Side availableSide_;

@@ -116,5 +116,5 @@ private:
     void fitToScreen();
 
     const DialogTemplate& form_;
-    QWidget* page_; // holds the controls; within a scroll area that shows bars only where it must
+    QWidget* page_; ///< holds the controls; within a scroll area that shows bars only where it must
 };

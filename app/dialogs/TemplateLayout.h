@@ -68,7 +68,7 @@ private:
     QWidget* parent_;
     const DialogTemplate& form_;
     std::vector<QWidget*> widgets_;
-    std::vector<QSize> leastSizes_; // at which each control shows its whole text
+    std::vector<QSize> leastSizes_; ///< at which each control shows its whole text
     std::vector<Constraint> constraints_;
     Units naturalUnits_{};
     QSize naturalSize_;

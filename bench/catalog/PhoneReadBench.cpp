@@ -85,7 +85,7 @@ void readFromThePhoneItself(benchmark::State& state) {
         for (auto _ : state) {
             for (std::int64_t number = 1; number <= state.range(0); ++number) {
                 const auto request =
-                    nvpacket::makeRequest(nvpacket::Command::read, static_cast<std::uint16_t>(number), nullptr);
+                    nvpacket::makeRequest(nvpacket::Command::kRead, static_cast<std::uint16_t>(number), nullptr);
                 nvpacket::Packet answer{};
                 auto length = static_cast<std::uint16_t>(answer.size());
                 com::throwIfFailed(sender->sendSync(static_cast<std::uint32_t>(request.size()), request.data(), 1, 0,

@@ -33,7 +33,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 Bytes readRequest() {
     Bytes request(tessra::kNvPacketBytes);
-    request[0] = static_cast<std::uint8_t>(tessra::Command::nvRead);
+    request[0] = static_cast<std::uint8_t>(tessra::Command::kNvRead);
     tessra::put16(request, tessra::kNvItemOffset, 1007);
     return request;
 }

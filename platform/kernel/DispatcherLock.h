@@ -29,7 +29,7 @@ private:
     static void wake(Waiter& waiter);
 
     std::unique_lock<std::mutex> lock_;
-    // The last of the threads to wake; those before it, if any, have been woken already.
+    /// The last of the threads to wake; those before it, if any, have been woken already.
     std::shared_ptr<Waiter> toWake_;
 };
 

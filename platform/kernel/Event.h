@@ -17,7 +17,7 @@ public:
 protected:
     Event() = default;
 
-    bool signalled_ = false; // guarded by the dispatcher lock
+    bool signalled_ = false; ///< guarded by the dispatcher lock
 
 private:
     bool isSignalledFor(ThreadId thread) const final;

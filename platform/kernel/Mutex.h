@@ -20,9 +20,9 @@ private:
     bool isSignalledFor(ThreadId thread) const override;
     void take(ThreadId thread) override;
 
-    // Guarded by the dispatcher lock.
+    /// Guarded by the dispatcher lock.
     ThreadId owner_;          // no thread: free
-    std::uint32_t count_ = 0; // waits of the owner that are not yet released
+    std::uint32_t count_ = 0; ///< waits of the owner that are not yet released
 };
 
 /// Owns a mutex for a scope; waits for it without limit.

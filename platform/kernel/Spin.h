@@ -28,7 +28,7 @@ public:
 
 private:
     std::uint32_t toSkip_ = 0;   // waits that will not spin
-    std::uint32_t skipNext_ = 0; // waits that will not spin after the next spin in vain
+    std::uint32_t skipNext_ = 0; ///< waits that will not spin after the next spin in vain
 };
 
 } // namespace kernel

@@ -32,7 +32,7 @@ private:
 
     ManualResetEvent ended_;
     ManualResetEvent started_;
-    ThreadId id_; // written by the new thread before started_, constant from then on
+    ThreadId id_; ///< written by the new thread before started_, constant from then on
     std::thread thread_;
 };
 

@@ -133,11 +133,11 @@ Waitable::~Waitable() {
 
 WaitResult Waitable::wait(std::uint32_t timeoutMs) {
     Waitable* const self[] = {this};
-    return waitForAny(self, timeoutMs) ? WaitResult::signalled : WaitResult::timedOut;
+    return waitForAny(self, timeoutMs) ? WaitResult::kSignalled : WaitResult::kTimedOut;
 }
 
 bool Waitable::tryWait() {
-    return wait(0) == WaitResult::signalled;
+    return wait(0) == WaitResult::kSignalled;
 }
 
 void Waitable::serveWaiters(DispatcherLock& lock) {

@@ -13,7 +13,7 @@ namespace kernel {
 /// As a time-out in milliseconds: no limit.
 inline constexpr std::uint32_t kInfinite = 0xFFFFFFFF;
 
-enum class WaitResult { signalled, timedOut };
+enum class WaitResult { kSignalled, kTimedOut };
 
 /// A kernel object could not be made.
 class ObjectCreationError : public std::runtime_error {
@@ -69,7 +69,7 @@ private:
     void link(WaitNode& node);
     void unlink(WaitNode& node);
 
-    // The waiters in the order of their arrival. Guarded by the dispatcher lock.
+    /// The waiters in the order of their arrival. Guarded by the dispatcher lock.
     WaitNode* first_ = nullptr;
     WaitNode* last_ = nullptr;
 };

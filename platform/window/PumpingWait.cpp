@@ -33,7 +33,7 @@ bool runMessages(kernel::Waitable& object, Pump pump, const TimeLeft& left) {
     while (peek(message)) {
         dispatch(message);
         message = nullptr; // what it owns goes before the next wait
-        if (pump == Pump::oneByOne && object.tryWait())
+        if (pump == Pump::kOneByOne && object.tryWait())
             return true;
         if (left.ms() == 0)
             return false;
@@ -47,22 +47,22 @@ WaitOutcome waitForObjectOrInput(kernel::Waitable& object, std::uint32_t timeout
     kernel::Waitable* const objects[] = {&object, &input()};
     const auto signalled = kernel::waitForAny(objects, timeoutMs);
     if (!signalled)
-        return WaitOutcome::timedOut;
+        return WaitOutcome::kTimedOut;
     // Input may have ended the wait with the object following before this thread ran again.
-    return *signalled == 0 || object.tryWait() ? WaitOutcome::object : WaitOutcome::input;
+    return *signalled == 0 || object.tryWait() ? WaitOutcome::kObject : WaitOutcome::kInput;
 }
 
 kernel::WaitResult pumpingWait(kernel::Waitable& object, std::uint32_t timeoutMs, Pump pump) {
     const TimeLeft left(timeoutMs);
     while (true) {
         switch (waitForObjectOrInput(object, left.ms())) {
-        case WaitOutcome::object:
-            return kernel::WaitResult::signalled;
-        case WaitOutcome::timedOut:
-            return kernel::WaitResult::timedOut;
-        case WaitOutcome::input:
+        case WaitOutcome::kObject:
+            return kernel::WaitResult::kSignalled;
+        case WaitOutcome::kTimedOut:
+            return kernel::WaitResult::kTimedOut;
+        case WaitOutcome::kInput:
             if (runMessages(object, pump, left))
-                return kernel::WaitResult::signalled;
+                return kernel::WaitResult::kSignalled;
             if (left.ms() == 0)
                 return object.wait(0);
         }

@@ -169,7 +169,7 @@ void PhoneTerminal::serveLocked(std::span<const std::uint8_t> bytes, std::unique
     const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : worn(bytes);
     std::span<const std::uint8_t> rest(arrived);
     while (master_ && !rest.empty()) {
-        if (decoder_.next(rest) == FrameResult::packet) {
+        if (decoder_.next(rest) == FrameResult::kPacket) {
             const Bytes packet(decoder_.packet().begin(), decoder_.packet().end());
             answerLocked(packet, guard);
         }

@@ -22,11 +22,11 @@ namespace tessra {
 struct LineFaults {
     double bitErrors = 0;        // the probability for each bit, in both directions, to be inverted
     double lostBytes = 0;        // the probability for each byte, in both directions, to be lost
-    bool sparesRequests = false; // these two meet the answers alone
+    bool sparesRequests = false; ///< these two meet the answers alone
     std::uint64_t seed = 1;
     std::uint32_t delayMs = 0;      // before each answer
     std::uint32_t silentFrom = 0;   // from this packet on there is no answer
-    std::uint32_t garbageBytes = 0; // bytes of no frame before each answer and its delay
+    std::uint32_t garbageBytes = 0; ///< bytes of no frame before each answer and its delay
     std::uint32_t unplugAt = 0;     // this packet finds the terminal gone
     std::int32_t backAfterMs = -1;  // from then until there is a new terminal; -1: there is none
     std::uint32_t babbleFrom = 0;   // from this packet on, bytes without end instead of answers
@@ -82,16 +82,16 @@ private:
     std::atomic<bool> stopped_ = false;
     std::atomic<std::uint64_t> packets_ = 0;
 
-    mutable std::mutex lock_; // guards all that follows
+    mutable std::mutex lock_; ///< guards all that follows
     FileDescriptor master_;   // none while unplugged
     FileDescriptor slave_;    // held, so that the master has no hang-up when a client closes the device
     std::string device_;
     LineFaults faults_;
-    std::uint32_t faultPackets_ = 0; // packets since the faults were set
+    std::uint32_t faultPackets_ = 0; ///< packets since the faults were set
     bool babbles_ = false;
     std::optional<std::chrono::steady_clock::time_point> backAt_;
     std::mt19937_64 random_;
-    std::uint64_t bytesToLoss_ = 0; // these two count only while there are such faults
+    std::uint64_t bytesToLoss_ = 0; ///< these two count only while there are such faults
     std::uint64_t bitsToError_ = 0;
     FrameDecoder decoder_;
 };

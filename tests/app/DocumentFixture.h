@@ -95,7 +95,7 @@ public:
     }
 
 private:
-    std::mutex lock_; // guards posted_
+    std::mutex lock_; ///< guards posted_
     std::deque<std::function<void()>> posted_;
 };
 
@@ -159,9 +159,9 @@ protected:
     }
     void refuse(std::uint16_t item, std::uint32_t status) {
         tessra::FaultRule rule;
-        rule.call = tessra::Call::send;
+        rule.call = tessra::Call::kSend;
         rule.item = item;
-        rule.kind = tessra::FaultKind::nvStatus;
+        rule.kind = tessra::FaultKind::kNvStatus;
         rule.value = status;
         service->port("COM1").faults().add(rule);
     }

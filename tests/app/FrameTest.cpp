@@ -250,7 +250,7 @@ TEST_F(Frame, ClosesCleanlyWhenThePhoneLeavesMeanwhile) {
     doc().setActiveEditor("null");
     tessra::FaultRule vanish;
     vanish.delayMs = 300;
-    vanish.kind = tessra::FaultKind::vanish;
+    vanish.kind = tessra::FaultKind::kVanish;
     service->port("COM1").faults().add(vanish);
     run(CommandId::ReadFromPhone);
     bool closed = false;
@@ -309,12 +309,12 @@ TEST_F(Frame, GoesOnAndDropsInputWhileTheResetWaitsForThePhone) {
     QTest::mouseClick(window().windowHandle(), Qt::LeftButton, {}, place);
     EXPECT_GE(rounds, 2) << "the phone stays away for a while";
     QTest::qWait(20); // whatever was only put off
-    EXPECT_EQ(service->port("COM1").faults().count(tessra::Call::changeMode), 1u);
+    EXPECT_EQ(service->port("COM1").faults().count(tessra::Call::kChangeMode), 1u);
     EXPECT_TRUE(written().empty());
     EXPECT_EQ(edit(0).text(), text);
     EXPECT_EQ(window().frames().size(), 1);
     QTest::mouseClick(window().windowHandle(), Qt::LeftButton, {}, place);
-    EXPECT_EQ(service->port("COM1").faults().count(tessra::Call::changeMode), 2u) << "and takes it again afterwards";
+    EXPECT_EQ(service->port("COM1").faults().count(tessra::Call::kChangeMode), 2u) << "and takes it again afterwards";
 }
 
 TEST_F(Frame, ClosesWhenTheCommandThatWaitsHasEndedAndItsMessageIsRead) {
@@ -322,8 +322,8 @@ TEST_F(Frame, ClosesWhenTheCommandThatWaitsHasEndedAndItsMessageIsRead) {
     start();
     readPhone();
     tessra::FaultRule fails;
-    fails.call = tessra::Call::changeMode;
-    fails.kind = tessra::FaultKind::throwException;
+    fails.call = tessra::Call::kChangeMode;
+    fails.kind = tessra::FaultKind::kThrowException;
     fails.delayMs = 60;
     service->port("COM1").faults().add(fails);
     QSignalSpy closed(&window(), &CMainFrame::closed);
@@ -345,10 +345,10 @@ TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
     readPhone();
     tessra::FaultRule slow;
     slow.delayMs = 200;
-    slow.kind = tessra::FaultKind::throwException;
+    slow.kind = tessra::FaultKind::kThrowException;
     service->port("COM1").faults().add(slow);
     tessra::FaultRule slower;
-    slower.call = tessra::Call::changeMode;
+    slower.call = tessra::Call::kChangeMode;
     slower.delayMs = 600;
     service->port("COM1").faults().add(slower);
     bool confirmed = false;
@@ -358,7 +358,7 @@ TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
         confirmed = QTest::qWaitFor([] { return QApplication::activeModalWidget() == nullptr; }, 1000);
         box->close(); // else this test would never end
     });
-    const auto sends = [&] { return service->port("COM1").faults().count(tessra::Call::send); };
+    const auto sends = [&] { return service->port("COM1").faults().count(tessra::Call::kSend); };
     const auto before = sends();
     run(CommandId::ReadFromPhone);
     ASSERT_TRUE(QTest::qWaitFor([&] { return sends() > before; })); // the next command waits for this one

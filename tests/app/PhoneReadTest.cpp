@@ -121,7 +121,7 @@ TEST_F(PhoneReading, SaysWhyAPhoneThatVanishesEndsIt) {
     open(ringOf(20).c_str());
     tessra::FaultRule vanish;
     vanish.item = 7;
-    vanish.kind = tessra::FaultKind::vanish;
+    vanish.kind = tessra::FaultKind::kVanish;
     service->port("COM1").faults().add(vanish);
     ASSERT_TRUE(read());
     ASSERT_EQ(ui.messages.size(), 1u);

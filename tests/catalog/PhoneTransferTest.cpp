@@ -29,7 +29,7 @@ protected:
         return config;
     }
 
-    void fault(FaultKind kind, std::optional<std::uint16_t> item, std::uint32_t value, Call call = Call::send) {
+    void fault(FaultKind kind, std::optional<std::uint16_t> item, std::uint32_t value, Call call = Call::kSend) {
         FaultRule rule;
         rule.call = call;
         rule.kind = kind;
@@ -101,7 +101,7 @@ TEST_F(PhoneTransfer, AReadOfSomeItemsAsksForTheseAlone) {
 
 TEST_F(PhoneTransfer, AFailedReadKeepsWhatItHadRead) {
     fillPhone({10, 20});
-    fault(FaultKind::serverCode, 20, 0x80042003);
+    fault(FaultKind::kServerCode, 20, 0x80042003);
     EXPECT_EQ(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }),
               "Calvane::getNvItemsFromPhone( const string comPort ) - TessraServer::sendSyncImpl - Serial CRC error");
     port.faults().clear();
@@ -146,7 +146,7 @@ TEST_F(PhoneTransfer, TheFirstRefusedItemEndsTheWriteWithItsText) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.status);
         port.faults().clear();
-        fault(FaultKind::nvStatus, 2, row.status);
+        fault(FaultKind::kNvStatus, 2, row.status);
         const auto before = writtenNumbers().size();
         const std::string refusal = refusalOf([&] { catalog.writeToPhone("COM1", items, false, nullptr); });
         if (row.text == nullptr) {
@@ -160,7 +160,7 @@ TEST_F(PhoneTransfer, TheFirstRefusedItemEndsTheWriteWithItsText) {
         }
     }
     port.faults().clear();
-    fault(FaultKind::nvStatus, 20, 3);
+    fault(FaultKind::kNvStatus, 20, 3);
     catalog.setNvItem(20, std::string("1"));
     EXPECT_EQ(refusalOf([&] { catalog.writeToPhone("COM1", false, nullptr); }),
               "Calvane::writeToPhone( const string comPort, bool throwException ) - Unable to write 'NV_TWENTY' to the "
@@ -169,8 +169,8 @@ TEST_F(PhoneTransfer, TheFirstRefusedItemEndsTheWriteWithItsText) {
 
 TEST_F(PhoneTransfer, ToleratedRefusalsAreReportedInBothForms) {
     loadRing("NV_7,7,ReadWrite,<BYTE,x>#\nNV_8,8,ReadWrite,<BYTE,x>#\nNV_9,9,ReadWrite,<BYTE,x>#\n");
-    fault(FaultKind::nvStatus, 7, 7);
-    fault(FaultKind::nvStatus, 9, 9);
+    fault(FaultKind::kNvStatus, 7, 7);
+    fault(FaultKind::kNvStatus, 9, 9);
     const std::set<int> tolerated{7, 9};
     for (const int number : {7, 8, 9}) {
         catalog.setNvItem(static_cast<unsigned short>(number), std::string("1"));
@@ -187,14 +187,14 @@ TEST_F(PhoneTransfer, ToleratedRefusalsAreReportedInBothForms) {
 }
 
 TEST_F(PhoneTransfer, OfflineFirstGoesOfflineOnceBeforeTheFirstWrite) {
-    fault(FaultKind::serverCode, 1, 0x80042004);
+    fault(FaultKind::kServerCode, 1, 0x80042004);
     const std::string prefix = "Calvane::writeToPhone( const string comPort ) - ";
     EXPECT_EQ(refusalOf([&] { catalog.writeToPhone("COM1", {itemOf("A", 1)}, true, nullptr); }),
               prefix + "TessraServer::sendSyncImpl - Serial write failure");
-    EXPECT_EQ(port.faults().count(Call::changeMode), 1u);
+    EXPECT_EQ(port.faults().count(Call::kChangeMode), 1u);
     catalog.writeToPhone("COM1", {itemOf("B", 2, "ReadOnly")}, true, nullptr);
-    EXPECT_EQ(port.faults().count(Call::changeMode), 2u) << "also when there is nothing to write";
-    fault(FaultKind::throwException, std::nullopt, 0, Call::changeMode);
+    EXPECT_EQ(port.faults().count(Call::kChangeMode), 2u) << "also when there is nothing to write";
+    fault(FaultKind::kThrowException, std::nullopt, 0, Call::kChangeMode);
     EXPECT_EQ(refusalOf([&] { catalog.writeToPhone("COM1", true, nullptr); }),
               prefix + "TessraServer::offlineImpl - Unable to go Offline.");
 }

@@ -49,9 +49,9 @@ TEST(ThreadTest, HasAnIdOfItsOwnAndEnds) {
         inside = kernel::currentThreadId();
         go.wait();
     });
-    EXPECT_EQ(thread.ended().wait(5), kernel::WaitResult::timedOut);
+    EXPECT_EQ(thread.ended().wait(5), kernel::WaitResult::kTimedOut);
     go.set();
-    EXPECT_EQ(thread.ended().wait(10000), kernel::WaitResult::signalled);
+    EXPECT_EQ(thread.ended().wait(10000), kernel::WaitResult::kSignalled);
     thread.join();
     EXPECT_EQ(thread.id(), inside);
     EXPECT_NE(inside, kernel::currentThreadId());

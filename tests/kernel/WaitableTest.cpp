@@ -33,7 +33,7 @@ TEST(AutoResetEventTest, OneSignalLetsOneWaitThrough) {
     EXPECT_FALSE(event.tryWait()) << "created signalled";
     event.set();
     event.set();
-    EXPECT_EQ(event.wait(0), WaitResult::signalled);
+    EXPECT_EQ(event.wait(0), WaitResult::kSignalled);
     EXPECT_FALSE(event.tryWait()) << "two sets without a waiter were counted as two";
     event.set();
     event.reset();
@@ -48,15 +48,15 @@ TEST(AutoResetEventTest, EachSetReleasesExactlyOneOfManyWaiters) {
     std::vector<std::unique_ptr<kernel::Thread>> threads;
     for (int i = 0; i < kWaiters; ++i)
         threads.push_back(std::make_unique<kernel::Thread>([&] {
-            if (event.wait(kPatienceMs) == WaitResult::signalled)
+            if (event.wait(kPatienceMs) == WaitResult::kSignalled)
                 ++through;
             passed.set();
         }));
     for (int released = 1; released <= kWaiters; ++released) {
         event.set();
-        ASSERT_EQ(passed.wait(kPatienceMs), WaitResult::signalled);
+        ASSERT_EQ(passed.wait(kPatienceMs), WaitResult::kSignalled);
         ASSERT_EQ(through, released);
-        ASSERT_EQ(passed.wait(5), WaitResult::timedOut) << "one set released more than one";
+        ASSERT_EQ(passed.wait(5), WaitResult::kTimedOut) << "one set released more than one";
     }
 }
 
@@ -74,7 +74,7 @@ TEST(MutexTest, BelongsToTheThreadUntilEachWaitIsReleased) {
     EXPECT_FALSE(mutex.release()) << "released by a thread that never owned it";
     {
         const kernel::MutexLock outer(mutex);
-        ASSERT_EQ(mutex.wait(), WaitResult::signalled) << "not recursive";
+        ASSERT_EQ(mutex.wait(), WaitResult::kSignalled) << "not recursive";
         EXPECT_FALSE(onAnotherThread([&] { return mutex.release(); })) << "released by another than the owner";
         EXPECT_TRUE(mutex.release());
         EXPECT_FALSE(freeForOthers()) << "one release undid two waits";
@@ -104,8 +104,8 @@ TEST(WaitableTest, TimedOutWaitTakesItsTimeAndNothingElse) {
     kernel::Mutex mutex;
     const kernel::MutexLock lock(mutex);
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(event.wait(30), WaitResult::timedOut);
-    EXPECT_TRUE(onAnotherThread([&] { return mutex.wait(30) == WaitResult::timedOut; }));
+    EXPECT_EQ(event.wait(30), WaitResult::kTimedOut);
+    EXPECT_TRUE(onAnotherThread([&] { return mutex.wait(30) == WaitResult::kTimedOut; }));
     const auto elapsed = std::chrono::steady_clock::now() - start;
     EXPECT_GE(elapsed, std::chrono::milliseconds(60));
     EXPECT_LT(elapsed, std::chrono::milliseconds(kPatienceMs));
@@ -133,7 +133,7 @@ TEST(WaitForAnyTest, LosesNoSignalOfEitherObject) {
     kernel::Thread setter([&] {
         for (int round = 0; round < kRounds; ++round) {
             signals[round % 2].set();
-            if (answer.wait(kPatienceMs) == WaitResult::timedOut)
+            if (answer.wait(kPatienceMs) == WaitResult::kTimedOut)
                 return;
         }
     });
@@ -168,7 +168,7 @@ TEST(WaitableTest, MayBeDestroyedAsSoonAsItsWaitReturns) {
     for (int round = 0; round < 500; ++round) {
         auto event = std::make_unique<kernel::AutoResetEvent>();
         kernel::Thread setter([raw = event.get()] { raw->set(); });
-        ASSERT_EQ(event->wait(kPatienceMs), WaitResult::signalled);
+        ASSERT_EQ(event->wait(kPatienceMs), WaitResult::kSignalled);
         event.reset();
     }
 }

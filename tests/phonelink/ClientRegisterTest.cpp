@@ -32,7 +32,7 @@ protected:
     }
     ~ClientRegister() override { com::leaveApartment(); }
 
-    std::uint64_t contacts() { return service->faults().count(Call::createRegistry); }
+    std::uint64_t contacts() { return service->faults().count(Call::kCreateRegistry); }
 
     std::optional<tessra::Service> service;
     std::optional<window::TopLevelWindow> task;
@@ -96,10 +96,10 @@ TEST_F(ClientRegister, AServiceThatCannotBeReachedIsTriedAgain) {
         tessra::FaultRule fault;
         com::Status toggled;
     } cases[] = {
-        {"no registry", serverCodeAt(Call::createRegistry, 0x80040154), com::kClassNotRegistered},
-        {"null registry", faultAt(Call::createRegistry, FaultKind::nullObject), com::kPointer},
-        {"version refused", serverCodeAt(Call::setVersion, 0x80070057), com::kInvalidArgument},
-        {"exception", faultAt(Call::setVersion, FaultKind::throwException), com::kFail},
+        {"no registry", serverCodeAt(Call::kCreateRegistry, 0x80040154), com::kClassNotRegistered},
+        {"null registry", faultAt(Call::kCreateRegistry, FaultKind::kNullObject), com::kPointer},
+        {"version refused", serverCodeAt(Call::kSetVersion, 0x80070057), com::kInvalidArgument},
+        {"exception", faultAt(Call::kSetVersion, FaultKind::kThrowException), com::kFail},
     };
     task.emplace("Orrin Task Window");
     for (const auto& row : cases) {
@@ -114,7 +114,7 @@ TEST_F(ClientRegister, AServiceThatCannotBeReachedIsTriedAgain) {
         EXPECT_EQ(helper.Register(nullptr), com::kOk);
         EXPECT_EQ(service->clients().size(), 1u);
         // The entry goes, and the service's failure is told.
-        service->faults().add(serverCodeAt(Call::createRegistry, 0x80042005));
+        service->faults().add(serverCodeAt(Call::kCreateRegistry, 0x80042005));
         EXPECT_EQ(helper.UnRegister(nullptr), tessra::kResponseTimeout);
         EXPECT_EQ(helper.UnRegister(nullptr), com::kFail);
         service->faults().clear();
@@ -133,11 +133,11 @@ TEST_F(ClientRegister, WhatTheListItselfAnswersIsNotReported) {
         const char* name;
         FaultKind kind;
         std::string reason;
-    } cases[] = {{"refusal", FaultKind::serverCode, "Access is denied."},
-                 {"exception", FaultKind::throwException, "A fault was ordered for the call "}};
+    } cases[] = {{"refusal", FaultKind::kServerCode, "Access is denied."},
+                 {"exception", FaultKind::kThrowException, "A fault was ordered for the call "}};
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        service->faults().add(faultAt(Call::registerClient, row.kind, 0x80070005));
+        service->faults().add(faultAt(Call::kRegisterClient, row.kind, 0x80070005));
         CClientRegisterHelper helper("Calvane");
         EXPECT_EQ(helper.Register(nullptr), com::kOk);
         EXPECT_EQ(log.find(prefix + "register this program: " + row.reason), 0u) << log;
@@ -149,7 +149,7 @@ TEST_F(ClientRegister, WhatTheListItselfAnswersIsNotReported) {
         EXPECT_EQ(helper.Register(nullptr), com::kOk);
         EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
         EXPECT_EQ(contacts(), before) << "it is counted";
-        service->faults().add(faultAt(Call::unregisterClient, row.kind, 0x80070005));
+        service->faults().add(faultAt(Call::kUnregisterClient, row.kind, 0x80070005));
         log.clear();
         EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
         EXPECT_EQ(log.find(prefix + "unregister this program: " + row.reason), 0u) << log;
@@ -193,7 +193,7 @@ TEST(SessionRegistration, LastsFromTheAttachmentToTheEndOfTheSession) {
         TessraServer session("Test program");
         EXPECT_EQ(service.clients().size(), 0u);
         // An attachment that fails half-way and is tried again leaves one registration.
-        service.faults().add(serverCodeAt(Call::createAgent, 0x80070005));
+        service.faults().add(serverCodeAt(Call::kCreateAgent, 0x80070005));
         EXPECT_NE(failureOf([&] { session.connect("COM1"); }), "");
         service.faults().clear();
         session.connect("COM1");
@@ -201,7 +201,7 @@ TEST(SessionRegistration, LastsFromTheAttachmentToTheEndOfTheSession) {
         EXPECT_EQ(service.clients()[0].clientName, "Test program");
     }
     EXPECT_EQ(service.clients().size(), 0u);
-    service.faults().add(serverCodeAt(Call::createRegistry, 0x80070005));
+    service.faults().add(serverCodeAt(Call::kCreateRegistry, 0x80070005));
     TessraServer unregistered("Test");
     EXPECT_EQ(failureOf([&] { unregistered.connect("COM1"); }), "");
 }

@@ -247,7 +247,7 @@ TEST(ComThreadManagerTest, TheLastReleaseMayComeFromTheWorkerItself) {
         released.set();
     };
     ASSERT_TRUE(window::post(worker, [&] { probe.task(); }));
-    ASSERT_EQ(released.wait(10000), kernel::WaitResult::signalled);
+    ASSERT_EQ(released.wait(10000), kernel::WaitResult::kSignalled);
     const User fresh; // nor must anybody else wait for it; it ends by itself
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     bool isThere = true;
@@ -268,10 +268,10 @@ TEST(ComThreadManagerTest, DispatchesMessagesAndNestedCallsOnTheWorker) {
         ran.set();
     };
     ASSERT_TRUE(window::post(user->workerThread(), callInner));
-    ASSERT_EQ(ran.wait(10000), kernel::WaitResult::signalled) << "an idle worker does not dispatch";
+    ASSERT_EQ(ran.wait(10000), kernel::WaitResult::kSignalled) << "an idle worker does not dispatch";
     EXPECT_EQ(inner.thread, user->workerThread());
     ASSERT_EQ(com::callInApartment(inner.apartment, callInner), com::kOk);
-    ASSERT_EQ(ran.wait(10000), kernel::WaitResult::signalled) << "calls into the apartment do not arrive";
+    ASSERT_EQ(ran.wait(10000), kernel::WaitResult::kSignalled) << "calls into the apartment do not arrive";
 
     inner.thread = {};
     outer.task = callInner;

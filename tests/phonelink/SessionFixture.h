@@ -37,7 +37,7 @@ inline std::string failureOf(const std::function<void()>& call) {
 inline tessra::FaultRule serverCodeAt(tessra::Call call, std::uint32_t code) {
     tessra::FaultRule rule;
     rule.call = call;
-    rule.kind = tessra::FaultKind::serverCode;
+    rule.kind = tessra::FaultKind::kServerCode;
     rule.value = code;
     return rule;
 }

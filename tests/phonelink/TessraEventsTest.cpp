@@ -107,13 +107,13 @@ protected:
     std::uint64_t calls(Call call) { return service->port("COM1").faults().count(call); }
     /// Makes the next change to another port take so long that others can act meanwhile.
     void slowDownPortChange() {
-        tessra::FaultRule rule = faultAt(Call::portNumber, FaultKind::none);
+        tessra::FaultRule rule = faultAt(Call::kPortNumber, FaultKind::kNone);
         rule.delayMs = 400;
         service->faults().add(rule);
     }
     /// Waits for a change of the port, under way on another thread, to hold the session's lock.
     void awaitPortChange() {
-        EXPECT_TRUE(eventually([this] { return service->faults().count(Call::portNumber) == 2; }));
+        EXPECT_TRUE(eventually([this] { return service->faults().count(Call::kPortNumber) == 2; }));
     }
 
     /// Ends the session before the listeners that are declared above this.
@@ -166,7 +166,7 @@ TEST_F(SessionEvents, FiltersAndThrowersDecideForTheirOwnListenerAlone) {
     Recorder strangeThrower([] { throw 1; });
     Recorder refused, departures, unlucky, all;
     Filter none([](EventKind) { return false; });
-    Filter onlyLeft([](EventKind kind) { return kind == EventKind::phoneLeft; });
+    Filter onlyLeft([](EventKind kind) { return kind == EventKind::kPhoneLeft; });
     Filter throwing([](EventKind) -> bool { throw std::runtime_error("no opinion"); });
     const SessionEnd end{session};
     session->addEventListener(&thrower, nullptr);
@@ -203,8 +203,8 @@ TEST_F(SessionEvents, RemovingTakesTheFirstRegistrationOfThatListenerAlone) {
     replug();
     ASSERT_TRUE(last.hears(4));
     EXPECT_EQ(twice.heard().size(), 2u);
-    EXPECT_EQ(calls(Call::subscribe), 1u);
-    EXPECT_EQ(calls(Call::unsubscribe), 0u);
+    EXPECT_EQ(calls(Call::kSubscribe), 1u);
+    EXPECT_EQ(calls(Call::kUnsubscribe), 0u);
 }
 
 TEST_F(SessionEvents, AFailedSubscriptionIsThrownAndTheNextRegistrationTriesAgain) {
@@ -213,12 +213,12 @@ TEST_F(SessionEvents, AFailedSubscriptionIsThrownAndTheNextRegistrationTriesAgai
         tessra::FaultRule fault;
         const char* message;
     } cases[] = {
-        {"known code", serverCodeAt(Call::subscribe, 0x80042005),
+        {"known code", serverCodeAt(Call::kSubscribe, 0x80042005),
          "TessraServer::connectToTessraEvents - Timeout waiting for response"},
-        {"other code", serverCodeAt(Call::subscribe, 0x80070005),
+        {"other code", serverCodeAt(Call::kSubscribe, 0x80070005),
          "TessraServer::connectToTessraEvents - Error\n\a\tCode = 80070005\n\a\tCode meaning = Access is denied."
          "\n\a\tSource = Tessra\n\a\tDescription = "},
-        {"exception", faultAt(Call::subscribe, FaultKind::throwException),
+        {"exception", faultAt(Call::kSubscribe, FaultKind::kThrowException),
          "TessraServer::connectToTessraEvents - Unable to connect to Tessra Server Events"},
     };
     for (const auto& row : cases) {
@@ -242,17 +242,17 @@ TEST_F(SessionEvents, AFailedChangeOfThePortStopsThemAndAnAddedListenerStartsThe
     const SessionEnd end{session};
     session->addEventListener(&early, nullptr);
     EXPECT_EQ(failureOf([&] { session->connect("COM7"); }), kInvalidPort);
-    EXPECT_EQ(calls(Call::unsubscribe), 1u);
+    EXPECT_EQ(calls(Call::kUnsubscribe), 1u);
     session->connect("COM1");
     replug(); // nobody is subscribed: counters 1 and 2 are never heard
     session->addEventListener(&late, nullptr);
-    EXPECT_EQ(calls(Call::subscribe), 2u);
+    EXPECT_EQ(calls(Call::kSubscribe), 2u);
     replug();
     ASSERT_TRUE(late.hears(2));
     EXPECT_EQ(early.heard(), (std::vector<std::string>{"2 1 1 3 COM1", "1 1 1 4 COM1"}));
     EXPECT_EQ(late.heard(), early.heard());
     session.reset();
-    EXPECT_EQ(calls(Call::unsubscribe), 2u);
+    EXPECT_EQ(calls(Call::kUnsubscribe), 2u);
     EXPECT_EQ(log.lines, std::vector<std::string>{});
 }
 
@@ -331,7 +331,7 @@ TEST_F(SessionEvents, AListenerThatRegistersOrRemovesIsRefusedInsteadOfWaitingFo
 
 TEST_F(SessionEvents, AChangeOfThePortDoesNotWaitForAnothersRegistration) {
     slowDownPortChange();
-    tessra::FaultRule slow = faultAt(Call::subscribe, FaultKind::none);
+    tessra::FaultRule slow = faultAt(Call::kSubscribe, FaultKind::kNone);
     slow.delayMs = 2000;
     service->port("COM2").faults().add(slow);
     auto change = std::async(std::launch::async, [&] { return failureOf([&] { session->connect("COM2"); }); });
@@ -345,7 +345,7 @@ TEST_F(SessionEvents, AChangeOfThePortDoesNotWaitForAnothersRegistration) {
 }
 
 TEST_F(SessionEvents, TheEndOfTheSessionDoesNotWaitForAServiceThatHangs) {
-    tessra::FaultRule hang = faultAt(Call::unsubscribe, FaultKind::none);
+    tessra::FaultRule hang = faultAt(Call::kUnsubscribe, FaultKind::kNone);
     hang.delayMs = 100000;
     Recorder listener;
     session->addEventListener(&listener, nullptr);
@@ -370,7 +370,7 @@ TEST_F(SessionEvents, ARegistrationThatWaitsForAFailingChangeIsRefused) {
               "TessraEvents::notifyListeners - TessraServer::connect must be called before calling this member "
               "function.");
     EXPECT_EQ(change.get(), kInvalidPort);
-    EXPECT_EQ(calls(Call::subscribe), 0u);
+    EXPECT_EQ(calls(Call::kSubscribe), 0u);
 }
 
 TEST_F(SessionEvents, TheyFollowTheSessionToAnotherPort) {
@@ -378,15 +378,15 @@ TEST_F(SessionEvents, TheyFollowTheSessionToAnotherPort) {
     const SessionEnd end{session};
     session->addEventListener(&listener, nullptr);
     session->connect("COM2");
-    EXPECT_EQ(calls(Call::unsubscribe), 1u);
+    EXPECT_EQ(calls(Call::kUnsubscribe), 1u);
     replug("COM1");
     replug("COM2");
     ASSERT_TRUE(listener.hears(2));
     EXPECT_EQ(listener.heard(), (std::vector<std::string>{"2 2 1 1 COM2", "1 2 1 2 COM2"}));
     // A port whose events can't be had is a failed change.
-    service->port("COM1").faults().add(serverCodeAt(Call::subscribe, 0x80070005));
+    service->port("COM1").faults().add(serverCodeAt(Call::kSubscribe, 0x80070005));
     EXPECT_EQ(failureOf([&] { session->connect("COM1"); }), "TessraServer::changeComPortImpl - Access is denied.");
-    EXPECT_EQ(service->port("COM2").faults().count(Call::unsubscribe), 1u);
+    EXPECT_EQ(service->port("COM2").faults().count(Call::kUnsubscribe), 1u);
 }
 
 TEST_F(SessionEvents, ARefusedUnsubscriptionIsLoggedAndNothingIsHeardAllTheSame) {
@@ -397,11 +397,11 @@ TEST_F(SessionEvents, ARefusedUnsubscriptionIsLoggedAndNothingIsHeardAllTheSame)
         std::string line;
         bool byFailedChange;
     } cases[] = {
-        {"code at the end", serverCodeAt(Call::unsubscribe, 0x80042005), prefix + "Timeout waiting for response",
+        {"code at the end", serverCodeAt(Call::kUnsubscribe, 0x80042005), prefix + "Timeout waiting for response",
          false},
-        {"code at a failed change", serverCodeAt(Call::unsubscribe, 0x80042005),
+        {"code at a failed change", serverCodeAt(Call::kUnsubscribe, 0x80042005),
          prefix + "Timeout waiting for response", true},
-        {"exception", faultAt(Call::unsubscribe, FaultKind::throwException),
+        {"exception", faultAt(Call::kUnsubscribe, FaultKind::kThrowException),
          prefix + "Unable to disconnect from the Tessra Server Events", false},
     };
     for (const auto& row : cases) {
@@ -469,8 +469,8 @@ TEST_F(SessionEvents, EventsListenersAndStopsAllAtOnce) {
     auto source = std::async(std::launch::async, [&] {
         while (isTime()) {
             if (changes < rounds * 4 + 4) {
-                service->port("COM1").setMode(++changes % 2 == 0 ? tessra::PhoneMode::offline
-                                                                 : tessra::PhoneMode::download);
+                service->port("COM1").setMode(++changes % 2 == 0 ? tessra::PhoneMode::kOffline
+                                                                 : tessra::PhoneMode::kDownload);
             }
         }
     });
@@ -514,7 +514,7 @@ TEST_F(SessionEvents, EventsListenersAndStopsAllAtOnce) {
     replug();
     EXPECT_TRUE(listener.hears(2));
     EXPECT_GT(heard, 0u);
-    EXPECT_GT(calls(Call::subscribe), 2u);
+    EXPECT_GT(calls(Call::kSubscribe), 2u);
 }
 
 } // namespace

@@ -70,21 +70,21 @@ TEST_F(SessionOperations, EachFailureOfTheServiceHasItsText) {
         const char* prefix;
         const char* otherwise;
     } cases[] = {
-        {"sendSync", Call::send, "TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync."},
-        {"offline", Call::changeMode, "TessraServer::offlineImpl - ",
+        {"sendSync", Call::kSend, "TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync."},
+        {"offline", Call::kChangeMode, "TessraServer::offlineImpl - ",
          "TessraServer::offlineImpl - Unable to go Offline."},
-        {"reset", Call::changeMode, "TessraServer::resetImpl - ", "TessraServer::resetImpl - Unable to reset."},
-        {"lock", Call::lock, "TessraServer::lockImpl - ", "TessraServer::lockImpl - Unable to lock."},
-        {"unlock", Call::unlock, "TessraServer::unlockImpl - ", "TessraServer::unlockImpl - Unable to unlock"},
-        {"detectBadPhoneMode", Call::mode, "TessraServer::detectBadPhoneModeImpl - ",
+        {"reset", Call::kChangeMode, "TessraServer::resetImpl - ", "TessraServer::resetImpl - Unable to reset."},
+        {"lock", Call::kLock, "TessraServer::lockImpl - ", "TessraServer::lockImpl - Unable to lock."},
+        {"unlock", Call::kUnlock, "TessraServer::unlockImpl - ", "TessraServer::unlockImpl - Unable to unlock"},
+        {"detectBadPhoneMode", Call::kMode, "TessraServer::detectBadPhoneModeImpl - ",
          "TessraServer::detectBadPhoneModeImpl - Unable to detect bad phone mode"},
-        {"sendSpc", Call::subObject, "TessraServer::sendSpcImpl - ", "TessraServer::sendSpcImpl - Unable to send Spc"},
-        {"sendSpc", Call::security, "TessraServer::sendSpcImpl - ", "TessraServer::sendSpcImpl - Unable to send Spc"},
-        {"getDiagVerno", Call::send, "TessraServer::getDiagVernoImpl - ",
+        {"sendSpc", Call::kSubObject, "TessraServer::sendSpcImpl - ", "TessraServer::sendSpcImpl - Unable to send Spc"},
+        {"sendSpc", Call::kSecurity, "TessraServer::sendSpcImpl - ", "TessraServer::sendSpcImpl - Unable to send Spc"},
+        {"getDiagVerno", Call::kSend, "TessraServer::getDiagVernoImpl - ",
          "TessraServer::getDiagVernoImpl - Unable to get diag version"},
-        {"sendTmob", Call::send, "TessraServer::sendTmobImpl - ", "TessraServer::sendTmobImpl - Unable to send TMOD"},
-        {"readNv", Call::send, "TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync."},
-        {"writeNv", Call::send, "TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync."},
+        {"sendTmob", Call::kSend, "TessraServer::sendTmobImpl - ", "TessraServer::sendTmobImpl - Unable to send TMOD"},
+        {"readNv", Call::kSend, "TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync."},
+        {"writeNv", Call::kSend, "TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync."},
     };
     session.connect("COM1");
     for (const auto& row : cases) {
@@ -92,7 +92,7 @@ TEST_F(SessionOperations, EachFailureOfTheServiceHasItsText) {
         port.faults().add(serverCodeAt(row.call, 0x80042005));
         EXPECT_EQ(failureOf([&] { run(row.operation); }), row.prefix + std::string("Timeout waiting for response"));
         port.faults().clear();
-        port.faults().add(faultAt(row.call, FaultKind::throwException));
+        port.faults().add(faultAt(row.call, FaultKind::kThrowException));
         EXPECT_EQ(failureOf([&] { run(row.operation); }), row.otherwise);
         port.faults().clear();
         EXPECT_EQ(failureOf([&] { run("detectBadPhoneMode"); }), "") << "the session stays connected";
@@ -101,7 +101,7 @@ TEST_F(SessionOperations, EachFailureOfTheServiceHasItsText) {
 
 TEST_F(SessionOperations, APhoneWithoutSecurityIsANullInterface) {
     session.connect("COM1");
-    port.faults().add(faultAt(Call::subObject, FaultKind::wrongObject));
+    port.faults().add(faultAt(Call::kSubObject, FaultKind::kWrongObject));
     EXPECT_EQ(failureOf([&] { session.sendSpc("000000"); }),
               "TessraServer::sendSpcImpl - Error\n\a\tCode = 80004003\n\a\tCode meaning = Invalid pointer"
               "\n\a\tSource = None provided!\n\a\tDescription = None provided!");
@@ -174,13 +174,13 @@ TEST_F(SessionOperations, AnNvReadTellsThePhonesStatusOrItsOwnFailure) {
     std::fill(std::begin(data), std::end(data), std::uint8_t{0xAA});
     session.readNv(77, data, status);
     EXPECT_EQ(status, 5) << "an item that the phone does not have";
-    port.faults().add(faultAt(Call::send, FaultKind::nvStatus, 0xFFFF));
+    port.faults().add(faultAt(Call::kSend, FaultKind::kNvStatus, 0xFFFF));
     session.readNv(77, data, status);
     EXPECT_EQ(status, 0xFFFF);
 
     for (const std::uint32_t bytes : {0u, 1u, 132u}) {
         port.faults().clear();
-        port.faults().add(faultAt(Call::send, FaultKind::shortAnswer, bytes));
+        port.faults().add(faultAt(Call::kSend, FaultKind::kShortAnswer, bytes));
         std::fill(std::begin(data), std::end(data), std::uint8_t{0xAA});
         status = 0;
         EXPECT_EQ(failureOf([&] { session.readNv(77, data, status); }),
@@ -190,7 +190,7 @@ TEST_F(SessionOperations, AnNvReadTellsThePhonesStatusOrItsOwnFailure) {
         EXPECT_EQ(std::count(std::begin(data), std::end(data), 0xAA), 128) << "nothing of a cut answer is taken";
     }
     port.faults().clear();
-    port.faults().add(faultAt(Call::send, FaultKind::badResponse));
+    port.faults().add(faultAt(Call::kSend, FaultKind::kBadResponse));
     status = 0;
     EXPECT_EQ(failureOf([&] { session.writeNv(77, data, status); }),
               "TessraServer::sendSyncImpl - Bad response from phone (DM packet commands 19-24)");
@@ -200,13 +200,13 @@ TEST_F(SessionOperations, AnNvReadTellsThePhonesStatusOrItsOwnFailure) {
 TEST_F(SessionOperations, PhonesThatTakeNoPacketsAreSentNone) {
     session.connect("COM1");
     const auto sent = port.sentPackets().size();
-    for (const auto mode : {tessra::PhoneMode::download, tessra::PhoneMode::streamDownload}) {
+    for (const auto mode : {tessra::PhoneMode::kDownload, tessra::PhoneMode::kStreamDownload}) {
         ASSERT_EQ(port.setMode(mode), com::kOk);
         EXPECT_EQ(failureOf([&] { sendVersionRequest(); }),
                   "TessraServer::sendSyncImpl - Error\n\a\tCode = 8004202a\n\a\tCode meaning = IDispatch error #7722"
                   "\n\a\tSource = None provided!\n\a\tDescription = None provided!");
     }
-    ASSERT_EQ(port.setMode(tessra::PhoneMode::online), com::kOk);
+    ASSERT_EQ(port.setMode(tessra::PhoneMode::kOnline), com::kOk);
     for (const int state : {0, 1, 2, 3, 4, 6}) {
         port.overrideState(static_cast<std::uint16_t>(state));
         EXPECT_EQ(failureOf([&] { session.detectBadPhoneMode(); }),
@@ -237,7 +237,7 @@ TEST_F(SessionOperations, ADiagnosticVersionHasExactly55Bytes) {
     session.getDiagVerno(response.data());
     EXPECT_EQ(response[0], 0);
     EXPECT_EQ(response[TessraServer::kDiagVersionBytes], 0xAA);
-    port.faults().add(faultAt(Call::send, FaultKind::shortAnswer, 54));
+    port.faults().add(faultAt(Call::kSend, FaultKind::kShortAnswer, 54));
     EXPECT_EQ(failureOf([&] { session.getDiagVerno(response.data()); }),
               "TessraServer::getDiagVernoImpl - Error\n\a\tCode = 80004005\n\a\tCode meaning = Unspecified error"
               "\n\a\tSource = None provided!\n\a\tDescription = None provided!");

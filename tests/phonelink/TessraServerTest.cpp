@@ -35,19 +35,19 @@ TEST(SessionAttach, EachFailureHasItsTextAndLeavesTheSessionUsable) {
         tessra::FaultRule fault;
         const char* message;
     } cases[] = {
-        {"server object refused", serverCodeAt(Call::createServer, 0x80004005),
+        {"server object refused", serverCodeAt(Call::kCreateServer, 0x80004005),
          "TessraServer::initialize - Unable to attach to the Tessra server."},
-        {"server object throws", faultAt(Call::createServer, FaultKind::throwException),
+        {"server object throws", faultAt(Call::kCreateServer, FaultKind::kThrowException),
          "TessraServer::initialize - Unable to attach to the Tessra server."},
-        {"version refused", serverCodeAt(Call::setVersion, 0x80070057),
+        {"version refused", serverCodeAt(Call::kSetVersion, 0x80070057),
          "TessraServer::initialize - Unable to attach to the Tessra server."},
-        {"agent refused without a reason", serverCodeAt(Call::createAgent, 0x80004005),
+        {"agent refused without a reason", serverCodeAt(Call::kCreateAgent, 0x80004005),
          "COM1 is an invalid COM port.  Please choose a different COM port."},
-        {"agent refused with a reason", serverCodeAt(Call::createAgent, 0x80070005),
+        {"agent refused with a reason", serverCodeAt(Call::kCreateAgent, 0x80070005),
          "TessraServer::initialize - Access is denied."},
-        {"agent of another kind", faultAt(Call::createAgent, FaultKind::wrongObject),
+        {"agent of another kind", faultAt(Call::kCreateAgent, FaultKind::kWrongObject),
          "TessraServer::initialize - Unable to connect to the Tessra server"},
-        {"agent creation throws", faultAt(Call::createAgent, FaultKind::throwException),
+        {"agent creation throws", faultAt(Call::kCreateAgent, FaultKind::kThrowException),
          "TessraServer::initialize - Unable to connect to the Tessra server"},
     };
     for (const auto& row : cases) {
@@ -82,18 +82,18 @@ TEST(SessionConnect, EachFailureHasItsTextOnAFirstConnectAndOnAChange) {
          "TessraServer::changeComPortImpl - No phone found on this port"},
         {"translator refused",
          "COM2",
-         {serverCodeAt(Call::translator, 0x80042005)},
+         {serverCodeAt(Call::kTranslator, 0x80042005)},
          "TessraServer::connectWithComPortImpl - Timeout waiting for response",
          "TessraServer::changeComPortImpl - IDispatch error #7685"},
         {"no port collection",
          "COM2",
-         {faultAt(Call::portCollection, FaultKind::nullObject)},
+         {faultAt(Call::kPortCollection, FaultKind::kNullObject)},
          "TessraServer::connectWithComPortImpl - Error\n\a\tCode = 80004003\n\a\tCode meaning = Invalid pointer"
          "\n\a\tSource = None provided!\n\a\tDescription = None provided!",
          "TessraServer::changeComPortImpl - Invalid pointer"},
         {"translator throws",
          "COM2",
-         {faultAt(Call::translator, FaultKind::throwException)},
+         {faultAt(Call::kTranslator, FaultKind::kThrowException)},
          "TessraServer::connectWithComPortImpl - Unknow exception throw.  Caught in (...) catch block.",
          "TessraServer::changeComPortImpl - Unable to change COM ports."},
     };
@@ -128,7 +128,7 @@ TEST(SessionConnect, EachFailureHasItsTextOnAFirstConnectAndOnAChange) {
 TEST(SessionConnect, APortThatOnceGaveNoPhoneIsAskedAgain) {
     tessra::Service service(phonesOn({"COM1"}));
     TessraServer session("Test");
-    service.faults().add(faultAt(Call::portByNumber, FaultKind::nullObject));
+    service.faults().add(faultAt(Call::kPortByNumber, FaultKind::kNullObject));
     EXPECT_NE(failureOf([&] { session.connect("COM1"); }), "");
     service.faults().clear();
     EXPECT_EQ(failureOf([&] { session.connect("COM1"); }), "");
@@ -144,7 +144,7 @@ TEST(SessionConnect, ASecondConnectChangesToTheOtherPort) {
         session.getDiagVerno(version);
         EXPECT_EQ(service.port(comPort).sentPackets().size(), before + 1) << comPort;
     }
-    EXPECT_EQ(service.faults().count(Call::createServer), 1u);
+    EXPECT_EQ(service.faults().count(Call::kCreateServer), 1u);
 }
 
 TEST(SessionDiscovery, ActivePortsStandInTheServicesOrder) {
@@ -159,10 +159,10 @@ TEST(SessionDiscovery, AScanTellsThePhonesThatShowThemselves) {
     config.ports[0].phone.model = "Alpha";
     config.ports[0].phone.softwareVersion = "7.1";
     config.ports[0].phone.serialNumber = "42";
-    config.ports[2].phone.mode = tessra::PhoneMode::download;
+    config.ports[2].phone.mode = tessra::PhoneMode::kDownload;
     tessra::Service service(config);
     // A phone that has never answered is not one yet; one that runs its loader is, although it does not answer.
-    service.port("COM2").faults().add(faultAt(Call::describePhone, FaultKind::noAnswer));
+    service.port("COM2").faults().add(faultAt(Call::kDescribePhone, FaultKind::kNoAnswer));
     TessraServer session("Test");
     const auto phones = session.waitForActivePhone();
     ASSERT_EQ(phones.size(), 2u);
@@ -194,10 +194,10 @@ TEST(SessionDiscovery, FailedScansHaveTheirTexts) {
         tessra::Service service(phonesOn({"COM1"}));
         TessraServer session("Test");
         auto& faults = service.port("COM1").faults();
-        faults.add(serverCodeAt(Call::describePort, 0x80042002));
+        faults.add(serverCodeAt(Call::kDescribePort, 0x80042002));
         EXPECT_EQ(failureOf([&] { row.scan(session); }), row.prefix + "Serial framing error");
         faults.clear();
-        faults.add(faultAt(row.ofPhones ? Call::describePhone : Call::describePort, FaultKind::throwException));
+        faults.add(faultAt(row.ofPhones ? Call::kDescribePhone : Call::kDescribePort, FaultKind::kThrowException));
         EXPECT_EQ(failureOf([&] { row.scan(session); }),
                   row.prefix + "Unknown exception thrown, caught in the (...) catch block.");
         faults.clear();
@@ -223,10 +223,10 @@ TEST(SessionTimedConnect, PollsOnceWithoutTimeAndUntilThePhoneIsThere) {
     port.setPresent(false);
     TessraServer session("Test");
     EXPECT_FALSE(session.connect("COM2", 0));
-    EXPECT_EQ(port.faults().count(Call::describePort), 1u);
+    EXPECT_EQ(port.faults().count(Call::kDescribePort), 1u);
 
     auto found = std::async(std::launch::async, [&] { return session.connect("COM2", 20000); });
-    while (port.faults().count(Call::describePort) < 4) {
+    while (port.faults().count(Call::kDescribePort) < 4) {
         std::this_thread::yield();
     }
     port.setPresent(true);
@@ -246,7 +246,7 @@ TEST(SessionTimedConnect, AWrappingTickCounterDoesNotEndTheWaitEarly) {
 }
 
 TEST(SessionTeardown, CarriesOnAfterTenSecondsWhenTheServiceHangs) {
-    tessra::FaultRule hang = faultAt(Call::releaseAgent, FaultKind::none);
+    tessra::FaultRule hang = faultAt(Call::kReleaseAgent, FaultKind::kNone);
     hang.delayMs = 60000;
     tessra::Service service(phonesOn({"COM1"}));
     auto session = std::make_unique<TessraServer>("Test");
@@ -276,12 +276,12 @@ TEST(SessionTeardown, AnObjectThatCannotBeMadeLeavesNoUserBehind) {
 }
 
 TEST(SessionTeardown, DropsTheFailuresOfTheRelease) {
-    for (const auto kind : {FaultKind::serverCode, FaultKind::throwException}) {
+    for (const auto kind : {FaultKind::kServerCode, FaultKind::kThrowException}) {
         tessra::Service service(phonesOn({"COM1"}));
         {
             TessraServer session("Test");
             session.connect("COM1");
-            service.faults().add(faultAt(Call::releaseAgent, kind, 0x80004005));
+            service.faults().add(faultAt(Call::kReleaseAgent, kind, 0x80004005));
         }
         TessraServer next("Test");
         EXPECT_EQ(failureOf([&] { next.connect("COM1"); }), "");

@@ -31,17 +31,17 @@ std::string outcomesOf(FrameDecoder& decoder, const Bytes& line, std::size_t por
         auto rest = std::span(line).subspan(at, std::min(portion, line.size() - at));
         while (!rest.empty()) {
             switch (decoder.next(rest)) {
-            case FrameResult::packet:
+            case FrameResult::kPacket:
                 outcomes += 'P';
                 packets.emplace_back(decoder.packet().begin(), decoder.packet().end());
                 break;
-            case FrameResult::damaged:
+            case FrameResult::kDamaged:
                 outcomes += 'd';
                 break;
-            case FrameResult::broken:
+            case FrameResult::kBroken:
                 outcomes += 'b';
                 break;
-            case FrameResult::more:
+            case FrameResult::kMore:
                 break;
             }
         }

@@ -146,7 +146,7 @@ TEST_F(PhoneModelTest, LoaderModesTakeOnlyModePackets) {
         EXPECT_EQ(phone().answer(nvPacket(0x26, 1))[0], 24);
         EXPECT_EQ(phone().answer(Bytes{0x2A}), (Bytes{0x2A, mode, 0}));
         EXPECT_EQ(phone().answer(Bytes{0x29, 4, 0}), (Bytes{0x29, 4, 0}));
-        EXPECT_EQ(phone().mode(), PhoneMode::offline);
+        EXPECT_EQ(phone().mode(), PhoneMode::kOffline);
     }
 }
 
@@ -159,28 +159,28 @@ TEST_F(PhoneModelTest, AResetLeavesForAWhileAndStartsAnew) {
         std::this_thread::yield();
     }
     EXPECT_EQ(phone().starts(), 2U);
-    EXPECT_EQ(phone().state(), PhoneState::present);
-    EXPECT_EQ(phone().mode(), PhoneMode::online);
+    EXPECT_EQ(phone().state(), PhoneState::kPresent);
+    EXPECT_EQ(phone().mode(), PhoneMode::kOnline);
 
     NvMemoryFile memory("", "");
     PhoneModel slow({.leaveAfterMs = 1000000, .awayMs = 0}, memory);
     slow.answer(Bytes{0x29, 5, 0});
-    EXPECT_EQ(slow.state(), PhoneState::leaving);
-    EXPECT_EQ(slow.mode(), PhoneMode::reset);
+    EXPECT_EQ(slow.state(), PhoneState::kLeaving);
+    EXPECT_EQ(slow.mode(), PhoneMode::kReset);
     EXPECT_EQ(slow.answer(Bytes{0x3B}), Bytes{0x3B}) << "a phone answers until it leaves";
 }
 
 TEST_F(PhoneModelTest, AResetThatNeverLeavesAndOneThatNeverReturns) {
     setup_.leaveAfterMs = -1;
     EXPECT_EQ(phone().answer(Bytes{0x29, 5, 0}), (Bytes{0x29, 5, 0}));
-    EXPECT_EQ(phone().state(), PhoneState::present);
-    EXPECT_EQ(phone().mode(), PhoneMode::online);
+    EXPECT_EQ(phone().state(), PhoneState::kPresent);
+    EXPECT_EQ(phone().mode(), PhoneMode::kOnline);
 
     NvMemoryFile memory("", "");
     PhoneModel lost({.awayMs = -1}, memory);
     lost.answer(Bytes{0x29, 5, 0});
-    EXPECT_EQ(lost.state(), PhoneState::returning);
+    EXPECT_EQ(lost.state(), PhoneState::kReturning);
     EXPECT_EQ(lost.answer(Bytes{0x00}), Bytes{});
     lost.restart();
-    EXPECT_EQ(lost.state(), PhoneState::present);
+    EXPECT_EQ(lost.state(), PhoneState::kPresent);
 }

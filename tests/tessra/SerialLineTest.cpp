@@ -144,7 +144,7 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
         echoReports_ = 0;
         phone_.terminal.setFaults(row.echo);
         open(20);
-        const auto isRefused = [&] { return line_->look().state == PhoneState::searching; };
+        const auto isRefused = [&] { return line_->look().state == PhoneState::kSearching; };
         EXPECT_TRUE(isRefused());
         EXPECT_EQ(line_->look().trouble, kFramingError);
         EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
@@ -153,7 +153,7 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
         EXPECT_TRUE(isRefused()) << "however often it is asked";
         EXPECT_EQ(echoReports_, 1);
         phone_.terminal.setFaults({});
-        EXPECT_TRUE(comesTo(PhoneState::present)) << "once the echo is gone";
+        EXPECT_TRUE(comesTo(PhoneState::kPresent)) << "once the echo is gone";
         EXPECT_EQ(line_->look().trouble, com::kOk);
 
         for (const Bytes& request :
@@ -173,7 +173,7 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
     phone_.terminal.setFaults(rows[0].echo);
     EXPECT_EQ(exchange({0x29, 5, 0}), com::kOk) << "an agreement to a reset is believed";
     EXPECT_TRUE(waitUntil([&] { return line_->look().trouble == kFramingError; })) << "but looked into at once";
-    EXPECT_EQ(line_->look().state, PhoneState::searching);
+    EXPECT_EQ(line_->look().state, PhoneState::kSearching);
 }
 
 // Each successful write equals its request, so the phone is asked for its mode after it.
@@ -188,7 +188,7 @@ TEST_F(SerialLineTest, WhatThePhoneHasConfirmedIsNotLostToTheQuestionAfterIt) {
         phone_.terminal.setFaults({.silentFrom = silentFrom});
         EXPECT_EQ(exchange(nvWrite(5, 2)), kResponseTimeout);
     }
-    EXPECT_EQ(line_->look().state, PhoneState::present) << "it has answered both writes";
+    EXPECT_EQ(line_->look().state, PhoneState::kPresent) << "it has answered both writes";
 }
 
 TEST_F(SerialLineTest, APhoneIsWhatTellsItsMode) {
@@ -198,19 +198,19 @@ TEST_F(SerialLineTest, APhoneIsWhatTellsItsMode) {
         PhoneState state;
         std::size_t versionBytes;
     } rows[] = {
-        {"offline", {.mode = PhoneMode::offline}, PhoneState::present, 55},
-        {"in its loader, which refuses to tell the version", {.mode = PhoneMode::download}, PhoneState::present, 0},
-        {"in a mode without a name", {.mode = static_cast<PhoneMode>(3)}, PhoneState::present, 55},
-        {"in no mode", {.mode = PhoneMode::none}, PhoneState::searching, 0},
-        {"with another version answer", {.versionBytes = 54}, PhoneState::present, 54},
-        {"with none", {.versionBytes = 0}, PhoneState::present, 0},
+        {"offline", {.mode = PhoneMode::kOffline}, PhoneState::kPresent, 55},
+        {"in its loader, which refuses to tell the version", {.mode = PhoneMode::kDownload}, PhoneState::kPresent, 0},
+        {"in a mode without a name", {.mode = static_cast<PhoneMode>(3)}, PhoneState::kPresent, 55},
+        {"in no mode", {.mode = PhoneMode::kNone}, PhoneState::kSearching, 0},
+        {"with another version answer", {.versionBytes = 54}, PhoneState::kPresent, 54},
+        {"with none", {.versionBytes = 0}, PhoneState::kPresent, 0},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const RunningPhone other(folder_ / "line", row.phone);
         open();
         EXPECT_EQ(line_->look().state, row.state);
-        EXPECT_EQ(line_->look().mode, row.state == PhoneState::present ? row.phone.mode : PhoneMode::none);
+        EXPECT_EQ(line_->look().mode, row.state == PhoneState::kPresent ? row.phone.mode : PhoneMode::kNone);
         EXPECT_EQ(line_->knownVersion()->size(), row.versionBytes);
     }
 }
@@ -235,7 +235,7 @@ TEST_F(SerialLineTest, ABabblingLineKeepsNoProcessorBusy) {
 
 TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     open(100);
-    ASSERT_TRUE(comesTo(PhoneState::present));
+    ASSERT_TRUE(comesTo(PhoneState::kPresent));
     const auto first = line_->look().appearance;
     EXPECT_FALSE(line_->knownVersion()->empty());
     phone_.terminal.setFaults({.delayMs = 3000});
@@ -252,7 +252,7 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
     phone_.terminal.setFaults({});
     phone_.terminal.setPlugged(true);
-    ASSERT_TRUE(comesTo(PhoneState::present));
+    ASSERT_TRUE(comesTo(PhoneState::kPresent));
     EXPECT_NE(line_->look().appearance, first);
     EXPECT_EQ(exchange(nvRead(5), 5000), com::kOk);
 
@@ -263,7 +263,7 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     again.join();
     EXPECT_TRUE(waitUntil([&] { return !line_->look().usable; }));
     phone_.terminal.setPlugged(true);
-    ASSERT_TRUE(comesTo(PhoneState::present));
+    ASSERT_TRUE(comesTo(PhoneState::kPresent));
 
     // Unplugged while nobody talks: noticed at once, not with the next question.
     const int changesBefore = changes_;
@@ -273,7 +273,7 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
 
 TEST_F(SerialLineTest, AQuestionOfTheServiceGivesWayToAClient) {
     open(50);
-    ASSERT_TRUE(comesTo(PhoneState::present));
+    ASSERT_TRUE(comesTo(PhoneState::kPresent));
     phone_.terminal.setFaults({.delayMs = 30});
     // With questions that take longer than their interval, a client still gets its answers.
     for (std::uint16_t item = 1; item <= 10; ++item) {
@@ -340,7 +340,7 @@ TEST_F(SerialLineTest, WhatAnotherProgramLeftOnTheDeviceIsCleared) {
     EXPECT_EQ(settings.c_iflag, 0U);
     EXPECT_EQ(settings.c_lflag & (ECHO | ICANON), 0U);
     EXPECT_EQ(settings.c_cflag & (CSTOPB | CRTSCTS), 0U);
-    EXPECT_EQ(line_->look().state, PhoneState::present);
+    EXPECT_EQ(line_->look().state, PhoneState::kPresent);
 }
 
 // Random damage in both directions, and values that change: what is accepted must be what the phone had at that time.
@@ -352,7 +352,7 @@ TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
     setup.quietMs = 2;
     line_.emplace("COM1", setup, true);
     line_->start([] {});
-    ASSERT_TRUE(comesTo(PhoneState::present));
+    ASSERT_TRUE(comesTo(PhoneState::kPresent));
     phone_.terminal.setFaults({.bitErrors = 5e-7, .lostBytes = 1e-6, .seed = 7});
     std::mt19937 random(11);
     std::map<std::uint16_t, std::set<std::uint8_t>> possible; // more than one after a write of unknown outcome
@@ -370,7 +370,7 @@ TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
                 values.insert(last);
             }
             if (status == kPhoneNotPresent) {
-                ASSERT_TRUE(comesTo(PhoneState::present));
+                ASSERT_TRUE(comesTo(PhoneState::kPresent));
             }
             continue;
         }

@@ -57,16 +57,16 @@ call = "portless"
     EXPECT_EQ(port.initial, "/elsewhere/b.nvmem");
     EXPECT_EQ(port.phone.model + port.phone.softwareVersion + port.phone.serialNumber + port.phone.spc, "MVS123456");
     EXPECT_FALSE(port.present);
-    EXPECT_EQ(port.phone.mode, PhoneMode::streamDownload);
+    EXPECT_EQ(port.phone.mode, PhoneMode::kStreamDownload);
     EXPECT_EQ(port.phone.leaveAfterMs, -1);
     EXPECT_EQ(port.phone.awayMs, 50);
     ASSERT_EQ(port.faults.size(), 2U);
-    EXPECT_EQ(port.faults[0].call, Call::send);
+    EXPECT_EQ(port.faults[0].call, Call::kSend);
     EXPECT_EQ(port.faults[0].item, 500);
     EXPECT_EQ(port.faults[0].firstCall, 3U);
     EXPECT_EQ(port.faults[0].lastCall, 3U);
     EXPECT_EQ(port.faults[0].delayMs, 10U);
-    EXPECT_EQ(port.faults[0].kind, FaultKind::nvStatus);
+    EXPECT_EQ(port.faults[0].kind, FaultKind::kNvStatus);
     EXPECT_EQ(port.faults[0].value, 6U);
     EXPECT_EQ(port.faults[1].firstCall, 2U);
     EXPECT_EQ(port.faults[1].lastCall, 0xFFFFFFFFU);
@@ -75,7 +75,7 @@ call = "portless"
     EXPECT_EQ(config.ports[1].line.device, folder / "tty");
     EXPECT_EQ(config.ports[1].line.baud, 9600U);
     ASSERT_EQ(config.faults.size(), 1U);
-    EXPECT_EQ(config.faults[0].kind, FaultKind::wrongObject);
+    EXPECT_EQ(config.faults[0].kind, FaultKind::kWrongObject);
 }
 
 TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {

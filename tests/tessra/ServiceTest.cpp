@@ -82,7 +82,7 @@ TEST_F(ServiceTest, AClientFindsItsPhone) {
     PhoneDescription phone;
     EXPECT_EQ(client.agent->describePhone(1, phone), com::kOk);
     EXPECT_TRUE(phone.answering);
-    EXPECT_EQ(phone.mode, PhoneMode::online);
+    EXPECT_EQ(phone.mode, PhoneMode::kOnline);
     EXPECT_EQ(phone.answeredCount, 1U);
     EXPECT_EQ(phone.model + "/" + phone.softwareVersion + "/" + phone.serialNumber, "Sample/1.0/0000000001");
     EXPECT_EQ(client.agent->describePhone(2, phone), kPhoneNotPresent);
@@ -173,7 +173,7 @@ TEST_F(ServiceTest, ModesAndCodes) {
     ComPtr<com::Unknown> other;
     EXPECT_EQ(phone->subObject(11, 0, other), com::kInvalidArgument);
 
-    for (const PhoneMode loader : {PhoneMode::download, PhoneMode::streamDownload}) {
+    for (const PhoneMode loader : {PhoneMode::kDownload, PhoneMode::kStreamDownload}) {
         ASSERT_EQ(service_->port("COM1").setMode(loader), com::kOk);
         EXPECT_EQ(phone->mode(mode), com::kOk);
         EXPECT_EQ(mode, static_cast<std::uint16_t>(loader));
@@ -466,8 +466,8 @@ TEST_F(ServiceTest, TheServiceEndsUnderItsClients) {
             dispatchAll();
         });
     }
-    EXPECT_TRUE(waitUntil([&] { return working == 2 && service_->port("COM1").faults().count(Call::send) > 100; }));
-    service_->port("COM1").faults().add({.call = Call::send, .firstCall = 50, .delayMs = 1000000});
+    EXPECT_TRUE(waitUntil([&] { return working == 2 && service_->port("COM1").faults().count(Call::kSend) > 100; }));
+    service_->port("COM1").faults().add({.call = Call::kSend, .firstCall = 50, .delayMs = 1000000});
     service_.reset(); // also out of the middle of a delay
     for (std::thread& client : clients) {
         client.join();

@@ -72,11 +72,11 @@ TEST(WaitForObjectOrInputTest, Outcomes) {
         std::uint32_t timeoutMs;
         WaitOutcome first, second;
     } rows[] = {
-        {"nothing, no waiting", false, false, 0, WaitOutcome::timedOut, WaitOutcome::timedOut},
-        {"nothing, waiting", false, false, 10, WaitOutcome::timedOut, WaitOutcome::timedOut},
-        {"the object is taken", true, false, 10, WaitOutcome::object, WaitOutcome::timedOut},
-        {"input stays", false, true, kernel::kInfinite, WaitOutcome::input, WaitOutcome::input},
-        {"the object wins over input", true, true, kernel::kInfinite, WaitOutcome::object, WaitOutcome::input},
+        {"nothing, no waiting", false, false, 0, WaitOutcome::kTimedOut, WaitOutcome::kTimedOut},
+        {"nothing, waiting", false, false, 10, WaitOutcome::kTimedOut, WaitOutcome::kTimedOut},
+        {"the object is taken", true, false, 10, WaitOutcome::kObject, WaitOutcome::kTimedOut},
+        {"input stays", false, true, kernel::kInfinite, WaitOutcome::kInput, WaitOutcome::kInput},
+        {"the object wins over input", true, true, kernel::kInfinite, WaitOutcome::kObject, WaitOutcome::kInput},
     };
     window::createQueue();
     for (const auto& row : rows) {
@@ -88,7 +88,7 @@ TEST(WaitForObjectOrInputTest, Outcomes) {
         EXPECT_EQ(window::waitForObjectOrInput(event, row.timeoutMs), row.first) << row.name;
         EXPECT_EQ(window::waitForObjectOrInput(event, row.timeoutMs), row.second) << row.name;
         emptyQueue();
-        EXPECT_EQ(window::waitForObjectOrInput(event, 0), WaitOutcome::timedOut) << row.name;
+        EXPECT_EQ(window::waitForObjectOrInput(event, 0), WaitOutcome::kTimedOut) << row.name;
     }
 }
 
@@ -103,7 +103,7 @@ TEST(WaitForObjectOrInputTest, LosesNeitherSignalsNorMessages) {
             if (signal)
                 event.set(); // and at once a message, which must not take the signal's place in the woken wait
             window::post(kHere, [] {});
-            if (signal && answer.wait(kPatienceMs) == WaitResult::timedOut)
+            if (signal && answer.wait(kPatienceMs) == WaitResult::kTimedOut)
                 return;
         }
     });
@@ -111,13 +111,13 @@ TEST(WaitForObjectOrInputTest, LosesNeitherSignalsNorMessages) {
     int messages = 0;
     while (signals < kRounds / 4 || messages < kRounds) {
         const WaitOutcome outcome = window::waitForObjectOrInput(event, kPatienceMs);
-        ASSERT_NE(outcome, WaitOutcome::timedOut) << signals << " signals, " << messages << " messages";
-        if (outcome == WaitOutcome::object) {
+        ASSERT_NE(outcome, WaitOutcome::kTimedOut) << signals << " signals, " << messages << " messages";
+        if (outcome == WaitOutcome::kObject) {
             ++signals;
             answer.set();
         }
         window::Message message;
-        if (outcome == WaitOutcome::input && window::peek(message))
+        if (outcome == WaitOutcome::kInput && window::peek(message))
             ++messages;
     }
     EXPECT_EQ(signals, kRounds / 4);
@@ -130,8 +130,8 @@ TEST(PumpingWaitTest, RunsMessagesWhileItWaits) {
         window::Pump pump;
         std::string ran;
     } rows[] = {
-        {"the whole queue runs before the object is looked at", window::Pump::wholeQueue, "ab"},
-        {"the object is looked at after each message", window::Pump::oneByOne, "a"},
+        {"the whole queue runs before the object is looked at", window::Pump::kWholeQueue, "ab"},
+        {"the object is looked at after each message", window::Pump::kOneByOne, "a"},
     };
     window::createQueue();
     for (const auto& row : rows) {
@@ -142,7 +142,7 @@ TEST(PumpingWaitTest, RunsMessagesWhileItWaits) {
             event.set();
         });
         window::post(kHere, [&] { ran += 'b'; });
-        EXPECT_EQ(window::pumpingWait(event, kPatienceMs, row.pump), WaitResult::signalled) << row.name;
+        EXPECT_EQ(window::pumpingWait(event, kPatienceMs, row.pump), WaitResult::kSignalled) << row.name;
         EXPECT_EQ(ran, row.ran) << row.name;
         emptyQueue();
     }
@@ -156,9 +156,9 @@ TEST(PumpingWaitTest, TimesOutAlthoughMessagesKeepComing) {
             window::post(kHere, again);
     };
     window::createQueue();
-    for (const auto pump : {window::Pump::wholeQueue, window::Pump::oneByOne}) {
+    for (const auto pump : {window::Pump::kWholeQueue, window::Pump::kOneByOne}) {
         window::post(kHere, again);
-        EXPECT_EQ(window::pumpingWait(never, 10, pump), WaitResult::timedOut);
+        EXPECT_EQ(window::pumpingWait(never, 10, pump), WaitResult::kTimedOut);
         EXPECT_LT(std::chrono::steady_clock::now(), giveUp) << "the time-out began anew with each message";
         emptyQueue();
     }
@@ -172,7 +172,7 @@ TEST(PumpingWaitTest, SurvivesMessagesThatThrow) {
     window::post(kHere, [] { throw std::runtime_error("boom"); });
     window::post(kHere, [] { throw 7; });
     window::post(kHere, [&] { event.set(); });
-    EXPECT_EQ(window::pumpingWait(event, kPatienceMs), WaitResult::signalled);
+    EXPECT_EQ(window::pumpingWait(event, kPatienceMs), WaitResult::kSignalled);
     kernel::setErrorLog({});
     EXPECT_EQ(errors, (std::vector<std::string>{"window::dispatch - A message threw an exception: boom",
                                                 "window::dispatch - A message threw an unknown exception."}));
@@ -189,10 +189,10 @@ TEST(PumpingWaitTest, TakesAMutexThatItsOwnerReleasesLater) {
             messageRan = true;
             window::post(kHere, [&] { owned.reset(); });
         });
-        EXPECT_EQ(window::pumpingWait(mutex, kPatienceMs, window::Pump::oneByOne), WaitResult::signalled);
+        EXPECT_EQ(window::pumpingWait(mutex, kPatienceMs, window::Pump::kOneByOne), WaitResult::kSignalled);
         EXPECT_TRUE(mutex.release());
     });
-    EXPECT_EQ(window::pumpingWait(waiter.ended(), kPatienceMs), WaitResult::signalled);
+    EXPECT_EQ(window::pumpingWait(waiter.ended(), kPatienceMs), WaitResult::kSignalled);
     EXPECT_TRUE(messageRan);
 }
 

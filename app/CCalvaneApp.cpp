@@ -28,8 +28,9 @@ CCalvaneApp::CCalvaneApp(int& argc, char** argv) : QApplication(argc, argv) {
     setQuitOnLastWindowClosed(false);
     initResources();
     QIcon icon(":/calvane/icon");
-    for (const char* size : {"16", "32", "48", "64", "256"})
+    for (const char* size : {"16", "32", "48", "64", "256"}) {
         icon.addFile(QString(":/calvane/icon-") + size);
+    }
     setWindowIcon(icon);
 }
 
@@ -48,8 +49,9 @@ bool CCalvaneApp::notify(QObject* receiver, QEvent* event) {
 
 bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, const QString& file) {
     try {
-        if (!file.isEmpty())
+        if (!file.isEmpty()) {
             readComPortOf(file.toStdString());
+        }
     } catch (const std::runtime_error& failure) {
         qCritical("Couldn't open %s", failure.what());
         return false;
@@ -61,8 +63,9 @@ bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, co
     connect(mainFrame_.get(), &CMainFrame::recentRequested, this, &CCalvaneApp::openDocument);
     connect(mainFrame_.get(), &CMainFrame::closed, this, &QCoreApplication::quit);
     mainFrame_->setRecentFiles(recentFiles());
-    if (!(file.isEmpty() ? newDocument() : openDocument(file)))
+    if (!(file.isEmpty() ? newDocument() : openDocument(file))) {
         return false;
+    }
     mainFrame_->show();
     mainFrame_->repaint();
     return true;
@@ -80,8 +83,9 @@ bool CCalvaneApp::openDocument(const QString& path) {
     // The document makes the program's directory the current one, so where the file is must be settled before.
     const QString file = QFileInfo(path).absoluteFilePath();
     CSplitterFrame* frame = mainFrame_->addDocument();
-    if (frame == nullptr)
+    if (frame == nullptr) {
         return false;
+    }
     if (!frame->document().openDocument(file.toStdString())) {
         frame->close();
         return false;
@@ -92,15 +96,17 @@ bool CCalvaneApp::openDocument(const QString& path) {
 }
 
 void CCalvaneApp::askAndOpen() {
-    if (const auto path = askFileToOpen(mainFrame_.get(), {"", "All Files ( *.* )|*.*||", ""}))
+    if (const auto path = askFileToOpen(mainFrame_.get(), {"", "All Files ( *.* )|*.*||", ""})) {
         openDocument(QString::fromStdString(*path));
+    }
 }
 
 void CCalvaneApp::save() {
     // Only a document that was opened has a file to go to: the port file that it came from.
     CSplitterFrame* frame = mainFrame_->activeFrame();
-    if (frame != nullptr && !frame->document().path().empty())
+    if (frame != nullptr && !frame->document().path().empty()) {
         frame->document().saveDocument();
+    }
 }
 
 QStringList CCalvaneApp::recentFiles() const {

@@ -19,8 +19,9 @@ CCalvaneDoc::CCalvaneDoc(UserInterface& userInterface, std::filesystem::path pro
     : userInterface_(userInterface), programDirectory_(std::move(programDirectory)), catalog_(std::move(catalog)) {
     std::error_code error;
     std::filesystem::current_path(programDirectory_, error);
-    if (error)
+    if (error) {
         kernel::logError("CCalvaneDoc: can't change to " + programDirectory_.string() + ": " + error.message());
+    }
     loadDecoderRing();
     readConfiguration();
 }
@@ -86,8 +87,9 @@ bool CCalvaneDoc::saveDocument() {
             return false;
         }
         const kernel::WholeFileResult result = kernel::writeWholeFile(path_, comPort_ + "\n");
-        if (result.succeeded())
+        if (result.succeeded()) {
             return true;
+        }
         throw std::system_error(result.openError != 0 ? result.openError : result.writeError, std::generic_category());
     } catch (const std::system_error& error) {
         userInterface_.showMessage("Couldn't write " + path_.string() + ": " + error.code().message(), "Calvane",
@@ -105,20 +107,23 @@ void CCalvaneDoc::removeView(DocumentView* view) {
 }
 
 void CCalvaneDoc::updateAllViews() {
-    for (DocumentView* view : views_)
+    for (DocumentView* view : views_) {
         view->onUpdate();
+    }
 }
 
 void CCalvaneDoc::postUpdateAllViews() {
     userInterface_.post([this, alive = std::weak_ptr(alive_)] {
-        if (!alive.expired())
+        if (!alive.expired()) {
             updateAllViews();
+        }
     });
 }
 
 const NvItem* CCalvaneDoc::selectedItem() const {
-    if (selectedIndex_ < 0 || static_cast<std::size_t>(selectedIndex_) >= nvItems_.size())
+    if (selectedIndex_ < 0 || static_cast<std::size_t>(selectedIndex_) >= nvItems_.size()) {
         return nullptr;
+    }
     return &nvItems_[static_cast<std::size_t>(selectedIndex_)];
 }
 
@@ -173,8 +178,9 @@ void CCalvaneDoc::readFromPhone(ProgressWindow& progress, std::function<void()> 
         // What is posted is copied on its way; the items need not be.
         auto shared = std::make_shared<PhoneReadResult>(std::move(result));
         userInterface_.post([this, alive, ended, shared] {
-            if (!alive.expired())
+            if (!alive.expired()) {
                 finishRead(*shared, ended);
+            }
         });
     };
     try {
@@ -200,14 +206,16 @@ void CCalvaneDoc::finishRead(PhoneReadResult& result, const std::function<void()
 }
 
 void CCalvaneDoc::cancelRead() {
-    if (phoneRead_)
+    if (phoneRead_) {
         phoneRead_->cancel();
+    }
 }
 
 void CCalvaneDoc::readFromMoxFile() {
     const auto path = userInterface_.askFileToOpen({"", "MOX File ( *.mox ) |*.mox|All Files ( *.* )|*.*||", "mox"});
-    if (!path)
+    if (!path) {
         return;
+    }
     fileName_ = *path;
     std::vector<NvItem> items;
     const auto readFile = [&] { items = catalog_->getNvItemFrompMoxFile(*path); };
@@ -219,8 +227,9 @@ void CCalvaneDoc::readFromMoxFile() {
 
 void CCalvaneDoc::readSupportedItems() {
     fileName_.clear();
-    if (runBusy([this] { replaceItems(catalog_->getSupportedNvItems()); }))
+    if (runBusy([this] { replaceItems(catalog_->getSupportedNvItems()); })) {
         postUpdateAllViews();
+    }
 }
 
 void CCalvaneDoc::loadSupportedItems() {
@@ -240,8 +249,9 @@ void CCalvaneDoc::chooseComPort() {
         std::vector<std::string> ports;
         runWaiting([&] { ports = catalog_->getTessraServer()->getActiveComPorts(); });
         const auto chosen = userInterface_.askComPort(ports);
-        if (chosen)
+        if (chosen) {
             comPort_ = *chosen;
+        }
     });
 }
 
@@ -256,8 +266,9 @@ void CCalvaneDoc::customizeList() {
 }
 
 void CCalvaneDoc::sortItems(bool alphabetical) {
-    if (nvItems_.empty())
+    if (nvItems_.empty()) {
         return;
+    }
     NvItem::setCompareByName(alphabetical);
     // Positions are ordered rather than items, so that the changed ones can be followed to their new places.
     std::vector<std::size_t> order(nvItems_.size());
@@ -269,8 +280,9 @@ void CCalvaneDoc::sortItems(bool alphabetical) {
     std::set<std::size_t> changed;
     for (std::size_t position = 0; position < order.size(); ++position) {
         sorted.push_back(std::move(nvItems_[order[position]]));
-        if (changedItems_.contains(order[position]))
+        if (changedItems_.contains(order[position])) {
             changed.insert(changed.end(), position);
+        }
     }
     nvItems_ = std::move(sorted);
     changedItems_ = std::move(changed);

@@ -64,11 +64,13 @@ void CCalvaneDoc::writeToPhone(const std::vector<NvItem>& items) {
 void CCalvaneDoc::writeChangedToPhone() {
     runBusy([this] {
         const std::string stamp = currentStamp();
-        if (changedItems_.empty())
+        if (changedItems_.empty()) {
             return;
+        }
         std::vector<NvItem> items;
-        for (const std::size_t position : changedItems_)
+        for (const std::size_t position : changedItems_) {
             items.push_back(nvItems_[position]);
+        }
         addStampedItem(items, stamp, kNoDateChanged);
         writeToPhone(items);
     });
@@ -77,13 +79,15 @@ void CCalvaneDoc::writeChangedToPhone() {
 void CCalvaneDoc::writeListedToPhone() {
     runBusy([this] {
         const std::string stamp = currentStamp();
-        if (nvItems_.empty())
+        if (nvItems_.empty()) {
             return;
+        }
         const std::size_t listed = positionOf(kLoadedDateItem);
-        if (listed < nvItems_.size())
+        if (listed < nvItems_.size()) {
             stampListedItem(listed, stamp);
-        else if (auto item = stampedCatalogItem(stamp, kNoDateListed))
+        } else if (auto item = stampedCatalogItem(stamp, kNoDateListed)) {
             nvItems_.push_back(std::move(*item));
+        }
         writeToPhone(nvItems_);
     });
 }
@@ -99,8 +103,9 @@ void CCalvaneDoc::writePendingToPhone() {
 
 bool CCalvaneDoc::writeItem(const std::string& name, const std::string& values) {
     const std::size_t position = positionOf(name);
-    if (position == nvItems_.size())
+    if (position == nvItems_.size()) {
         return false;
+    }
     NvItem item = nvItems_[position];
     item.setData(values);
     nvItems_[position] = item;
@@ -111,11 +116,13 @@ bool CCalvaneDoc::writeItem(const std::string& name, const std::string& values) 
 
 void CCalvaneDoc::writeListedToMoxFile() {
     const auto properties = userInterface_.askFileProperties();
-    if (!properties)
+    if (!properties) {
         return;
+    }
     fileName_ = properties->fileName;
-    if (fileName_.empty())
+    if (fileName_.empty()) {
         return;
+    }
     const MoxWriteForm form = chooseMoxWriteForm(*properties);
     runBusy([&] { runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); });
 }
@@ -123,11 +130,13 @@ void CCalvaneDoc::writeListedToMoxFile() {
 void CCalvaneDoc::writeListedToText() {
     const auto path =
         userInterface_.askFileToSave({"Save", "Text File ( *.txt )|*.txt|All Files ( *.* )|*.*||", "txt"});
-    if (!path)
+    if (!path) {
         return;
+    }
     kernel::WholeFileResult result;
-    if (isPipe(*path))
+    if (isPipe(*path)) {
         result.openError = EINVAL; // without a reader it would keep the program waiting
+    }
     const bool ran = result.openError != 0 || runGuarded([&] {
                          runWaiting([&] {
                              std::ostringstream text;
@@ -135,8 +144,9 @@ void CCalvaneDoc::writeListedToText() {
                              result = kernel::writeWholeFile(*path, text.view());
                          });
                      });
-    if (!ran || result.succeeded())
+    if (!ran || result.succeeded()) {
         return;
+    }
     const std::string message =
         result.openError != 0
             ? "Couldn't open text file for writing " + std::to_string(result.openError)

@@ -80,8 +80,9 @@ void CMainFrame::makeActions() {
         action->setStatusTip(text(info.prompt));
         action->setToolTip(text(info.toolTip));
         const QString picture = ":/calvane/toolbar/" + QString::number(number);
-        if (QFile::exists(picture))
+        if (QFile::exists(picture)) {
             action->setIcon(QIcon(picture));
+        }
         action->setMenuRole(QAction::NoRole);
         connect(action, &QAction::triggered, this, [this, id = info.id] { runCommand(id); });
         actions_[info.id] = action;
@@ -101,13 +102,15 @@ void CMainFrame::makeEditActions() {
         auto* action = new QAction(this);
         action->setObjectName(name);
         QList<QKeySequence> sequences;
-        for (const QString& key : keys)
+        for (const QString& key : keys) {
             sequences << QKeySequence(key);
+        }
         action->setShortcuts(sequences);
         connect(action, &QAction::triggered, this, [slot] {
             QWidget* target = QApplication::focusWidget();
-            if (target != nullptr && target->metaObject()->indexOfSlot((QByteArray(slot) + "()").constData()) >= 0)
+            if (target != nullptr && target->metaObject()->indexOfSlot((QByteArray(slot) + "()").constData()) >= 0) {
                 QMetaObject::invokeMethod(target, slot);
+            }
         });
         addAction(action);
     };
@@ -126,8 +129,9 @@ void CMainFrame::makeEditActions() {
     pane->setObjectName("pane_switch");
     pane->setShortcuts({QKeySequence("F6"), QKeySequence("Shift+F6")});
     connect(pane, &QAction::triggered, this, [this] {
-        if (CSplitterFrame* frame = activeFrame())
+        if (CSplitterFrame* frame = activeFrame()) {
             frame->switchPane();
+        }
     });
     addAction(pane);
 }
@@ -139,10 +143,11 @@ void CMainFrame::makeToolbar() {
     toolbar_->setMovable(true);
     toolbar_->setAllowedAreas(Qt::AllToolBarAreas);
     for (const CommandId id : toolbarButtons()) {
-        if (id == kToolbarSeparator)
+        if (id == kToolbarSeparator) {
             toolbar_->addSeparator();
-        else
+        } else {
             toolbar_->addAction(actions_[id]);
+        }
     }
     connect(toolbar_, &QToolBar::visibilityChanged, actions_[CommandId::ViewToolbar],
             [this] { actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden()); });
@@ -153,10 +158,12 @@ void CMainFrame::showMenus(bool forDocument) {
     const auto old = menuBar()->findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly);
     menuBar()->clear();
     menuBar()->setObjectName(forDocument ? "menu_136" : "menu_128");
-    for (QMenu* menu : old)
+    for (QMenu* menu : old) {
         menu->deleteLater(); // this may run in one of its own actions
-    for (const MenuInfo& info : forDocument ? documentMenus() : emptyMenus())
+    }
+    for (const MenuInfo& info : forDocument ? documentMenus() : emptyMenus()) {
         fillMenu(menuBar()->addMenu(text(info.title)), info);
+    }
 }
 
 void CMainFrame::fillMenu(QMenu* menu, const MenuInfo& info) {
@@ -206,8 +213,9 @@ void CMainFrame::fillRecentFiles(QMenu* menu) {
 
 void CMainFrame::setRecentFiles(const QStringList& files) {
     recentFiles_ = files;
-    if (!documentMenus_)
+    if (!documentMenus_) {
         showMenus(false);
+    }
 }
 
 QAction* CMainFrame::action(CommandId id) const {
@@ -253,12 +261,15 @@ bool CMainFrame::isAnyWaiting() const {
 
 void CMainFrame::activated(QMdiSubWindow*) {
     CSplitterFrame* now = activeFrame();
-    if (now == lastActive_)
+    if (now == lastActive_) {
         return;
-    if (lastActive_ != nullptr)
+    }
+    if (lastActive_ != nullptr) {
         lastActive_->setFrameActive(false);
-    if (now != nullptr)
+    }
+    if (now != nullptr) {
         now->setFrameActive(true);
+    }
     // At the start the title says the program's name alone; from the next change on also the document's.
     const bool first = !started_ && now != nullptr;
     started_ = started_ || now != nullptr;
@@ -275,8 +286,9 @@ void CMainFrame::showTitle(bool withDocument) {
 void CMainFrame::changeEvent(QEvent* event) {
     QMainWindow::changeEvent(event);
     // A maximized document window writes its own title into this one.
-    if (event->type() == QEvent::WindowTitleChange && windowTitle() != title_)
+    if (event->type() == QEvent::WindowTitleChange && windowTitle() != title_) {
         setWindowTitle(title_);
+    }
 }
 
 bool CMainFrame::event(QEvent* event) {
@@ -289,8 +301,9 @@ bool CMainFrame::event(QEvent* event) {
 
 void CMainFrame::refresh() {
     CSplitterFrame* frame = activeFrame();
-    if ((frame != nullptr) != documentMenus_)
+    if ((frame != nullptr) != documentMenus_) {
         showMenus(frame != nullptr);
+    }
     for (const CommandInfo& info : commandTable()) {
         const bool available =
             !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
@@ -303,12 +316,14 @@ void CMainFrame::refresh() {
 void CMainFrame::runCommand(CommandId id) {
     // No key and no click comes here while a command waits, but a screen reader's request may.
     const bool asksNothing = id == CommandId::Exit || id == CommandId::ViewToolbar || id == CommandId::ViewStatusBar;
-    if (isAnyWaiting() && !asksNothing)
+    if (isAnyWaiting() && !asksNothing) {
         return;
+    }
     if (isDocumentCommand(id)) {
         CSplitterFrame* frame = activeFrame();
-        if (frame != nullptr && actions_[id]->isEnabled())
+        if (frame != nullptr && actions_[id]->isEnabled()) {
             frame->runCommand(id);
+        }
         refresh();
         return;
     }
@@ -343,8 +358,9 @@ void CMainFrame::restorePlaces() {
     // Another screen or scale may have less room than the window had.
     const QRect room = screen()->availableGeometry();
     resize(size().boundedTo(room.size() - QSize(kFrameRoom, kFrameRoom)));
-    if (!room.contains(geometry()))
+    if (!room.contains(geometry())) {
         move(room.center() - rect().center());
+    }
     restoreState(settings.value("frame/bars").toByteArray());
     statusBar_->setVisible(settings.value("frame/statusBar", true).toBool());
     actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden());

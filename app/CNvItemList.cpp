@@ -27,8 +27,9 @@ QItemSelectionModel::SelectionFlags NvItemListBox::selectionCommand(const QModel
     const auto flags = DialogListBox::selectionCommand(index, event);
     const bool takesAway = flags & (QItemSelectionModel::Toggle | QItemSelectionModel::Deselect);
     const bool clears = (flags & QItemSelectionModel::Clear) && !index.isValid();
-    if (clears)
+    if (clears) {
         return QItemSelectionModel::NoUpdate;
+    }
     return takesAway ? QItemSelectionModel::ClearAndSelect : flags;
 }
 
@@ -63,8 +64,9 @@ CNvItemList::~CNvItemList() {
 }
 
 void CNvItemList::onUpdate() {
-    if (!document_.listChanged())
+    if (!document_.listChanged()) {
         return;
+    }
     lines_->setItems(&document_.nvItems());
     document_.clearListChanged();
 }
@@ -76,22 +78,26 @@ void CNvItemList::selectionChanged() {
 }
 
 void CNvItemList::search() {
-    if (searchDialog_ == nullptr)
+    if (searchDialog_ == nullptr) {
         searchDialog_ = new CSearchDlg(this);
-    if (searchDialog_->exec() != QDialog::Accepted)
+    }
+    if (searchDialog_->exec() != QDialog::Accepted) {
         return;
+    }
     // An item appended since the last rebuild has no line that could be found.
     const auto find = [this] {
         const std::span<const NvItem> items(document_.nvItems());
         const auto lines = std::min(items.size(), static_cast<std::size_t>(lines_->rowCount()));
         return findItem(items.first(lines), searchDialog_->searchText());
     };
-    if (!find())
+    if (!find()) {
         return;
+    }
     emit aboutToSelect();
     // Behind a message about what was typed into the editor, a read may have replaced the list.
-    if (const auto found = find())
+    if (const auto found = find()) {
         selectLine(static_cast<int>(*found));
+    }
 }
 
 void CNvItemList::selectLine(int row) {
@@ -99,6 +105,7 @@ void CNvItemList::selectLine(int row) {
     const bool selectedAlready = listBox_->selectionModel()->isSelected(line);
     listBox_->selectionModel()->setCurrentIndex(line, QItemSelectionModel::ClearAndSelect);
     listBox_->scrollTo(line);
-    if (selectedAlready)
+    if (selectedAlready) {
         selectionChanged();
+    }
 }

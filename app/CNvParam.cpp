@@ -101,19 +101,22 @@ void CNvParam::deactivate() {
 void CNvParam::focusEditing() {
     const auto canEdit = [](const Row& row) { return row.edit->isVisible() && row.edit->isEnabled(); };
     const auto first = std::find_if(rows_.begin(), rows_.end(), canEdit);
-    if (first != rows_.end())
+    if (first != rows_.end()) {
         first->edit->setFocus(Qt::ShortcutFocusReason);
-    else
+    } else {
         writeButton_->isEnabled() ? writeButton_->setFocus(Qt::ShortcutFocusReason) : setFocus();
+    }
 }
 
 void CNvParam::onUpdate() {
-    if (document_.selectedIndex() == -1)
+    if (document_.selectedIndex() == -1) {
         return;
-    if (const NvItem* item = document_.selectedItem())
+    }
+    if (const NvItem* item = document_.selectedItem()) {
         buildRows(*item);
-    else
+    } else {
         showNothing();
+    }
 }
 
 void CNvParam::showNothing() {
@@ -149,8 +152,9 @@ int CNvParam::rowsBottom() const {
 
 void CNvParam::keepFocusInPane() {
     // A row that is hidden or disabled while it has the focus would pass it on, maybe to the other pane.
-    if (form_->isAncestorOf(QApplication::focusWidget()))
+    if (form_->isAncestorOf(QApplication::focusWidget())) {
         setFocus();
+    }
 }
 
 void CNvParam::showRows(std::size_t count) {
@@ -182,18 +186,21 @@ void CNvParam::buildRows(const NvItem& item) {
         row.label->setText(QString::fromStdString(typeLabel(subItems[i].typeName) + subItems[i].description));
         row.edit->setAccessibleName(row.label->text());
     }
-    if (!subItems.empty())
+    if (!subItems.empty()) {
         hexBox_->setEnabled(!isStamp);
+    }
     setScrollExtent();
     form_->setUpdatesEnabled(true);
-    if (hexBox_->isChecked())
+    if (hexBox_->isChecked()) {
         toggleHex(true);
+    }
 }
 
 void CNvParam::setScrollExtent() {
     int right = TemplateLayout::of(*form_)->naturalSize().width();
-    for (const Row& row : shownRows())
+    for (const Row& row : shownRows()) {
         right = std::max(right, std::min(kLabelLeft + row.label->sizeHint().width() + kEditLeft, kLabelRight));
+    }
     form_->resize(right, rowsBottom());
 }
 
@@ -207,19 +214,22 @@ void CNvParam::resizeEvent(QResizeEvent* event) {
 bool CNvParam::event(QEvent* event) {
     // The buttons are laid out anew when the form has taken the new font.
     if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange ||
-        event->type() == QEvent::PaletteChange)
+        event->type() == QEvent::PaletteChange) {
         QMetaObject::invokeMethod(this, &CNvParam::measureRows, Qt::QueuedConnection);
+    }
     return QScrollArea::event(event);
 }
 
 void CNvParam::toggleHex(bool checked) {
-    for (const Row& row : shownRows())
+    for (const Row& row : shownRows()) {
         row.edit->showInBase(checked ? 16 : 10);
+    }
 }
 
 bool CNvParam::leaveHex() {
-    if (!hexBox_->isChecked())
+    if (!hexBox_->isChecked()) {
         return false;
+    }
     hexBox_->setChecked(false);
     toggleHex(false);
     return true;
@@ -231,8 +241,9 @@ void CNvParam::returnToHex() {
 }
 
 void CNvParam::forgetHistory() {
-    for (const Row& row : shownRows())
+    for (const Row& row : shownRows()) {
         row.edit->forgetHistory();
+    }
 }
 
 bool CNvParam::isAnyRowModified() const {
@@ -242,8 +253,9 @@ bool CNvParam::isAnyRowModified() const {
 SubFieldEdit::Check CNvParam::checkRows() {
     for (const Row& row : shownRows()) {
         const SubFieldEdit::Check check = row.edit->check();
-        if (check == SubFieldEdit::Check::kFits)
+        if (check == SubFieldEdit::Check::kFits) {
             continue;
+        }
         const char* wrong =
             check == SubFieldEdit::Check::kEmpty ? " is empty. Fail to store data" : " is not a decimal number";
         showMessageBox(this, row.label->text() + wrong, "", MessageIcon::kNone);
@@ -254,8 +266,9 @@ SubFieldEdit::Check CNvParam::checkRows() {
 
 QString CNvParam::joinedRows() const {
     QStringList texts;
-    for (const Row& row : shownRows())
+    for (const Row& row : shownRows()) {
         texts << row.edit->text();
+    }
     return texts.join(',');
 }
 
@@ -263,18 +276,22 @@ void CNvParam::storeEdits() {
     const bool wasHex = leaveHex();
     if (isAnyRowModified()) {
         const auto check = checkRows();
-        if (check == SubFieldEdit::Check::kNotDecimal)
+        if (check == SubFieldEdit::Check::kNotDecimal) {
             return;
-        if (check == SubFieldEdit::Check::kFits)
+        }
+        if (check == SubFieldEdit::Check::kFits) {
             storeRows();
+        }
     }
-    if (wasHex)
+    if (wasHex) {
         returnToHex();
+    }
 }
 
 void CNvParam::storeRows() {
-    if (document_.selectedItem() == nullptr)
+    if (document_.selectedItem() == nullptr) {
         return;
+    }
     try {
         document_.storeItemData(static_cast<std::size_t>(document_.selectedIndex()), joinedRows().toStdString());
         forgetHistory();
@@ -284,24 +301,29 @@ void CNvParam::storeRows() {
 }
 
 void CNvParam::writeNv() {
-    if (document_.isWaiting())
+    if (document_.isWaiting()) {
         return;
+    }
     const bool wasHex = leaveHex();
     if (shownRows_ > 0 && document_.selectedItem() != nullptr) {
         const auto check = checkRows();
-        if (check == SubFieldEdit::Check::kNotDecimal)
+        if (check == SubFieldEdit::Check::kNotDecimal) {
             return;
-        if (check == SubFieldEdit::Check::kFits)
+        }
+        if (check == SubFieldEdit::Check::kFits) {
             writeRows();
+        }
     }
-    if (wasHex)
+    if (wasHex) {
         returnToHex();
+    }
 }
 
 void CNvParam::writeRows() {
     const NvItem* selected = document_.selectedItem();
-    if (selected == nullptr)
+    if (selected == nullptr) {
         return;
+    }
     const std::string name = selected->getName();
     try {
         if (document_.writeItem(name, joinedRows().toStdString())) {

@@ -38,36 +38,42 @@ CProgressDlg::CProgressDlg(QWidget* mainWindow)
 
 void CProgressDlg::addLine(std::string line) {
     // An event per line would wake this window's thread for each, at the cost of the threads that read.
-    if (lines_.push(std::move(line)))
+    if (lines_.push(std::move(line))) {
         QCoreApplication::postEvent(this, new QEvent(kLinesAdded));
+    }
 }
 
 void CProgressDlg::setVisible(bool visible) {
-    if (!visible)
+    if (!visible) {
         showLines();
+    }
     TemplateDialog::setVisible(visible);
 }
 
 void CProgressDlg::customEvent(QEvent* event) {
-    if (event->type() == kLinesAdded && !pause_.isActive())
+    if (event->type() == kLinesAdded && !pause_.isActive()) {
         showLines();
+    }
 }
 
 void CProgressDlg::showLines() {
     const auto lines = lines_.takeAll();
-    if (lines.empty())
+    if (lines.empty()) {
         return;
+    }
     pause_.start(kPauseMs);
     bar_.setUpdatesEnabled(false); // it would paint itself for each of the lines
-    for (const std::string& line : std::span(lines).last(lines.size() > kMostAtOnce ? 1 : lines.size()))
+    for (const std::string& line : std::span(lines).last(lines.size() > kMostAtOnce ? 1 : lines.size())) {
         showLine(line);
+    }
     bar_.setUpdatesEnabled(true);
 }
 
 void CProgressDlg::showLine(const std::string& line) {
     const ProgressLine progress = parseProgressLine(line);
-    if (bar_.maximum() != progress.total)
+    if (bar_.maximum() != progress.total) {
         bar_.setRange(0, progress.total);
+    }
     bar_.setValue(progress.position);
     text_.setText(QString::fromStdString(progress.text));
 }

@@ -99,23 +99,27 @@ void CSplitterFrame::makePanes() {
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {
-    if (to == nullptr)
+    if (to == nullptr) {
         return;
-    if (to == list_ || list_->isAncestorOf(to))
+    }
+    if (to == list_ || list_->isAncestorOf(to)) {
         setActivePane(Pane::kList);
-    else if (to == editor_ || editor_->isAncestorOf(to))
+    } else if (to == editor_ || editor_->isAncestorOf(to)) {
         setActivePane(Pane::kEditor);
+    }
 }
 
 void CSplitterFrame::setActivePane(Pane pane) {
-    if (pane == activePane_ || closing_ || isWaiting())
+    if (pane == activePane_ || closing_ || isWaiting()) {
         return;
+    }
     // First, so that a message box that the editor shows on its way out finds the switch done.
     activePane_ = pane;
-    if (pane == Pane::kEditor)
+    if (pane == Pane::kEditor) {
         editor_->activate();
-    else
+    } else {
         editor_->deactivate();
+    }
 }
 
 void CSplitterFrame::makeListActive() {
@@ -134,12 +138,14 @@ void CSplitterFrame::switchPane() {
 
 void CSplitterFrame::setFrameActive(bool active) {
     // A window that goes asks nothing any more about what was typed into it.
-    if (activePane_ != Pane::kEditor || closing_ || isWaiting())
+    if (activePane_ != Pane::kEditor || closing_ || isWaiting()) {
         return;
-    if (active)
+    }
+    if (active) {
         editor_->activate();
-    else
+    } else {
         editor_->deactivate();
+    }
 }
 
 void CSplitterFrame::setBusy(bool busy) {
@@ -156,20 +162,22 @@ void CSplitterFrame::readFromPhone() {
         progress_->hide();
         setBusy(false);
         emit readEnded();
-        if (closing_)
+        if (closing_) {
             close();
+        }
     });
 }
 
 void CSplitterFrame::runCommand(CommandId command) {
-    if (command == CommandId::ReadFromPhone)
+    if (command == CommandId::ReadFromPhone) {
         readFromPhone();
-    else if (command == CommandId::Search)
+    } else if (command == CommandId::Search) {
         list_->search();
-    else if (command == CommandId::HelpTopic)
+    } else if (command == CommandId::HelpTopic) {
         showHelp();
-    else
+    } else {
         runDocumentCommand(command);
+    }
     // While a command waits the panes stay as they are, even if a screen reader moves the focus.
     focusMoved(QApplication::focusWidget());
     emit stateChanged();
@@ -177,13 +185,16 @@ void CSplitterFrame::runCommand(CommandId command) {
 
 void CSplitterFrame::runDocumentCommand(CommandId command) {
     for (const DocumentCommand& known : kDocumentCommands) {
-        if (known.id != command)
+        if (known.id != command) {
             continue;
+        }
         const bool editing = document_->activeEditor() == "NvParam";
-        if (known.leaves == Leaves::kAlways || (known.leaves == Leaves::kEditor && editing))
+        if (known.leaves == Leaves::kAlways || (known.leaves == Leaves::kEditor && editing)) {
             makeListActive();
-        if (command == CommandId::ReadSupportedItems)
+        }
+        if (command == CommandId::ReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
+        }
         known.run(*document_);
     }
 }
@@ -200,8 +211,9 @@ void CSplitterFrame::closeWhenIdle() {
     if (busy_) {
         document_->cancelRead();
         hide();
-        if (mdiArea() != nullptr)
+        if (mdiArea() != nullptr) {
             mdiArea()->activateNextSubWindow();
+        }
         emit stateChanged();
     } else {
         close();
@@ -211,8 +223,9 @@ void CSplitterFrame::closeWhenIdle() {
 void CSplitterFrame::closeEvent(QCloseEvent* event) {
     if (busy_ || isWaiting()) {
         event->ignore();
-        if (busy_ && !isWaiting())
+        if (busy_ && !isWaiting()) {
             closeWhenIdle();
+        }
         return;
     }
     closing_ = true;

@@ -28,12 +28,15 @@ public:
     OpenFile(const std::filesystem::path& path, int flags)
         : path_(path.string()), descriptor_(open(path.c_str(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666)) {
         struct stat status {};
-        if (descriptor_ < 0 || fstat(descriptor_, &status) != 0)
+        if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) {
             closeAndFail(path_, errno);
-        if (S_ISDIR(status.st_mode))
+        }
+        if (S_ISDIR(status.st_mode)) {
             closeAndFail(path_, EISDIR);
-        if (!S_ISREG(status.st_mode))
+        }
+        if (!S_ISREG(status.st_mode)) {
             closeAndFail(path_ + ": it is no regular file", EINVAL);
+        }
     }
     ~OpenFile() { close(descriptor_); }
     OpenFile(const OpenFile&) = delete;
@@ -45,24 +48,28 @@ public:
         std::size_t length = 0;
         while (length < maxBytes) {
             const ssize_t got = read(descriptor_, text.data() + length, maxBytes - length);
-            if (got < 0 && errno != EINTR)
+            if (got < 0 && errno != EINTR) {
                 fail(path_, errno);
-            if (got == 0)
+            }
+            if (got == 0) {
                 break;
+            }
             length += got > 0 ? static_cast<std::size_t>(got) : 0;
         }
         text.resize(length);
         return text;
     }
     void writeStart(std::string_view text) const {
-        if (const int error = kernel::writeAll(descriptor_, text); error != 0)
+        if (const int error = kernel::writeAll(descriptor_, text); error != 0) {
             fail(path_, error);
+        }
     }
 
 private:
     [[noreturn]] void closeAndFail(const std::string& what, int error) const {
-        if (descriptor_ >= 0)
+        if (descriptor_ >= 0) {
             close(descriptor_);
+        }
         fail(what, error);
     }
 
@@ -92,16 +99,18 @@ std::string readConfiguredComPort(const std::filesystem::path& path) {
 
 std::string readComPortOf(const std::filesystem::path& path) {
     std::string name = portIn(OpenFile(path, O_RDONLY));
-    if (!isPortName(name))
+    if (!isPortName(name)) {
         throw std::runtime_error(path.string() + ": it does not start with the name of a port");
+    }
     return name;
 }
 
 bool looksLikePortFile(const std::filesystem::path& path) {
     std::string text;
     if (const int error = kernel::readRegularFile(path, kLongestPortFileBytes, text)) {
-        if (error == EFBIG)
+        if (error == EFBIG) {
             return false;
+        }
         fail(path.string(), error);
     }
     const std::string name = firstLineOf(text);

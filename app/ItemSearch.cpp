@@ -13,8 +13,9 @@ char upper(char c) {
 std::size_t commonPrefix(std::string_view line, std::string_view query) {
     const std::size_t longest = std::min(line.size(), query.size());
     std::size_t length = 0;
-    while (length < longest && upper(line[length]) == query[length])
+    while (length < longest && upper(line[length]) == query[length]) {
         ++length;
+    }
     return length;
 }
 

@@ -17,8 +17,9 @@ inline std::string_view withoutLeadingBlanks(std::string_view text) {
 inline std::uint64_t leadingDigits(std::string_view text) {
     std::uint64_t number = 0;
     for (const char c : withoutLeadingBlanks(text)) {
-        if (c < '0' || c > '9')
+        if (c < '0' || c > '9') {
             break;
+        }
         number = number * 10 + static_cast<std::uint64_t>(c - '0');
     }
     return number;
@@ -29,8 +30,9 @@ inline std::uint64_t leadingDigits(std::string_view text) {
 inline std::uint64_t leadingDecimal(std::string_view text) {
     text = withoutLeadingBlanks(text);
     const bool negative = text.starts_with('-');
-    if (!negative && !text.starts_with('+'))
+    if (!negative && !text.starts_with('+')) {
         return leadingDigits(text);
+    }
     text.remove_prefix(1);
     const bool isNumber = !text.empty() && text.front() >= '0' && text.front() <= '9';
     const std::uint64_t number = isNumber ? leadingDigits(text) : 0;

@@ -27,8 +27,9 @@ MainStatusBar::MainStatusBar(QWidget* parent) : QStatusBar(parent) {
     setMinimumHeight(kMinimumHeight);
     auto* logo = new StatusPane(kLogoPaneId, "VELN LOGO", kLogoSize.width(), this);
     logo->setMinimumWidth(kLogoSize.width());
-    if (QFile::exists(":/calvane/logo"))
+    if (QFile::exists(":/calvane/logo")) {
         logo->setPixmap(QIcon(":/calvane/logo").pixmap(kLogoSize, devicePixelRatioF()));
+    }
     filePane_ = new StatusPane(kFilePaneId, "MOX File", kFilePaneWidth, this);
     portPane_ = new StatusPane(kPortPaneId, "COM", kPortPaneWidth, this);
     addWidget(logo);
@@ -75,14 +76,16 @@ void MainStatusBar::showPrompt() {
 
 bool MainStatusBar::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease ||
-        event->type() == QEvent::WindowActivate)
+        event->type() == QEvent::WindowActivate) {
         locksMayDiffer_ = true;
+    }
     return QStatusBar::eventFilter(watched, event);
 }
 
 void MainStatusBar::showKeyboardLocks() {
-    if (!std::exchange(locksMayDiffer_, false))
+    if (!std::exchange(locksMayDiffer_, false)) {
         return;
+    }
     const KeyboardLocks locks = keyboardLocks();
     capsPane_->setEnabled(locks.caps);
     numPane_->setEnabled(locks.num);

@@ -18,8 +18,9 @@ void showMessageBox(QWidget* owner, const QString& text, const QString& caption,
     QMessageBox box(owner);
     box.setTextFormat(Qt::PlainText); // texts hold '<' and what files and phones say
     box.setText(text.size() <= kLongestText ? text : withoutMiddle(text));
-    if (text.size() > kLongestText)
+    if (text.size() > kLongestText) {
         box.setDetailedText(text);
+    }
     box.setWindowTitle(caption);
     box.setStandardButtons(QMessageBox::Ok);
     switch (icon) {

@@ -11,8 +11,9 @@ PhoneRead::~PhoneRead() {
 void PhoneRead::reportProgress(void* context, std::uint16_t nvItemId, std::string nvItemName, std::uint32_t count,
                                std::uint32_t position) {
     auto& self = *static_cast<PhoneRead*>(context);
-    if (self.cancelled_)
+    if (self.cancelled_) {
         throw Cancelled{};
+    }
     self.progress_.addLine(formatProgressLine(count, position, nvItemId, nvItemName));
 }
 
@@ -25,10 +26,11 @@ PhoneReadResult PhoneRead::read() {
     } catch (const std::exception& error) {
         // Besides the catalog's own failures those of the worker thread, and the end of memory: none may end the
         // program. A read that nobody waits for any more has nothing to report.
-        if (cancelled_)
+        if (cancelled_) {
             result.cancelled = true;
-        else
+        } else {
             result.failure = error.what();
+        }
     }
     return result;
 }

@@ -29,28 +29,33 @@ bool ProgramEnd::mayBegin() const {
 }
 
 void ProgramEnd::request() {
-    if (state_ != State::kNotAsked)
+    if (state_ != State::kNotAsked) {
         return;
+    }
     state_ = State::kAsked;
-    if (mayBegin())
+    if (mayBegin()) {
         begin();
-    else
+    } else {
         emit putOff();
+    }
 }
 
 void ProgramEnd::beginIfAsked() {
-    if (mayBegin())
+    if (mayBegin()) {
         QMetaObject::invokeMethod(this, &ProgramEnd::begin, Qt::QueuedConnection);
+    }
 }
 
 void ProgramEnd::goOn() {
-    if (state_ == State::kBegun)
+    if (state_ == State::kBegun) {
         QMetaObject::invokeMethod(this, &ProgramEnd::finish, Qt::QueuedConnection);
+    }
 }
 
 void ProgramEnd::begin() {
-    if (!mayBegin())
+    if (!mayBegin()) {
         return;
+    }
     state_ = State::kBegun;
     emit begun();
     const auto frames = mainFrame_.frames();
@@ -58,15 +63,17 @@ void ProgramEnd::begin() {
         mainFrame_.hide(); // the user is done; what is left needs no window
         readEndTimer_.start(kReadEndLimitMs);
     }
-    for (CSplitterFrame* frame : frames)
+    for (CSplitterFrame* frame : frames) {
         frame->closeWhenIdle();
+    }
     goOn();
 }
 
 void ProgramEnd::finish() {
     const auto frames = mainFrame_.frames();
-    if (state_ != State::kBegun || isAnyBusy(frames))
+    if (state_ != State::kBegun || isAnyBusy(frames)) {
         return;
+    }
     state_ = State::kEnded;
     readEndTimer_.stop();
     qDeleteAll(frames); // the documents write their configuration; a failure shows its message over the main window

@@ -9,8 +9,9 @@ namespace {
 
 /// Reads the number at `cursor`, past the blanks before it, and moves `cursor` behind it.
 std::uint16_t takeNumber(const char*& cursor, const char* end) {
-    while (cursor != end && *cursor == ' ')
+    while (cursor != end && *cursor == ' ') {
         ++cursor;
+    }
     std::uint64_t number = 0;
     cursor = std::from_chars(cursor, end, number).ptr;
     return static_cast<std::uint16_t>(std::min<std::uint64_t>(number, std::numeric_limits<std::uint16_t>::max()));

@@ -25,8 +25,9 @@ public:
     InputDropper() { qApp->installEventFilter(this); }
 
     bool eventFilter(QObject*, QEvent* event) override {
-        if (QApplication::activeModalWidget() != nullptr)
+        if (QApplication::activeModalWidget() != nullptr) {
             return false;
+        }
         switch (event->type()) {
         case QEvent::ShortcutOverride:
             event->accept(); // a key that somebody takes for himself is no shortcut
@@ -56,8 +57,9 @@ public:
         ticks_.start(1000);
     }
     ~WaitClock() {
-        if (isMine())
+        if (isMine()) {
             statusBar_->setNotice("");
+        }
     }
     WaitClock(const WaitClock&) = delete;
     WaitClock& operator=(const WaitClock&) = delete;
@@ -68,8 +70,9 @@ private:
     }
     void show() {
         ++seconds_;
-        if (!isMine())
+        if (!isMine()) {
             return;
+        }
         text_ = QString("Waiting: %1 s").arg(seconds_);
         statusBar_->setNotice(text_);
     }
@@ -102,16 +105,18 @@ std::optional<std::string> QtUserInterface::askFileToSave(const FileQuestion& qu
 
 std::optional<FileProperties> QtUserInterface::askFileProperties() {
     CFilePropertiesDlg dialog(owner());
-    if (dialog.exec() != QDialog::Accepted)
+    if (dialog.exec() != QDialog::Accepted) {
         return std::nullopt;
+    }
     return dialog.results();
 }
 
 std::optional<std::string> QtUserInterface::askComPort(const std::vector<std::string>& portNames) {
     CComPortDlg dialog(owner());
     dialog.setPortNames(portNames);
-    if (dialog.exec() != QDialog::Accepted)
+    if (dialog.exec() != QDialog::Accepted) {
         return std::nullopt;
+    }
     return dialog.chosenPort();
 }
 
@@ -120,8 +125,9 @@ std::optional<std::vector<NvItem>> QtUserInterface::askCustomizedList(const std:
     CCustomListDlg dialog(owner());
     dialog.setAvailableItems(available);
     dialog.setCustomizedItems(customized);
-    if (dialog.exec() != QDialog::Accepted)
+    if (dialog.exec() != QDialog::Accepted) {
         return std::nullopt;
+    }
     return dialog.customizedItems();
 }
 
@@ -143,8 +149,9 @@ void QtUserInterface::runWaiting(const std::function<void()>& work) {
         thread.join();
         QCoreApplication::processEvents(); // what came in last is on its way still
     }
-    if (failure)
+    if (failure) {
         std::rethrow_exception(failure);
+    }
 }
 
 void QtUserInterface::beginBusyCursor() {

@@ -21,8 +21,9 @@ StatusPane::StatusPane(int id, const QString& text, int widthPixels, QWidget* pa
 }
 
 void StatusPane::setFullText(const QString& text) {
-    if (text == fullText_)
+    if (text == fullText_) {
         return;
+    }
     fullText_ = text;
     // A tooltip has no plain format: what could be taken for markup is shown as markup for itself.
     setToolTip(Qt::mightBeRichText(text) ? "<span style='white-space:pre'>" + text.toHtmlEscaped() + "</span>" : text);
@@ -53,7 +54,8 @@ void StatusPane::resizeEvent(QResizeEvent* event) {
 }
 
 void StatusPane::showText() {
-    if (pixmap().isNull())
+    if (pixmap().isNull()) {
         setText(
             fontMetrics().elidedText(prompt_.isEmpty() ? fullText_ : prompt_, Qt::ElideMiddle, contentsRect().width()));
+    }
 }

@@ -45,7 +45,8 @@ void SubFieldEdit::setTextKeepingMark(const QString& text) {
 }
 
 SubFieldEdit::Check SubFieldEdit::check() const {
-    if (text().isEmpty())
+    if (text().isEmpty()) {
         return Check::kEmpty;
+    }
     return isRefused() || !isDecimalNumber(text().toStdString()) ? Check::kNotDecimal : Check::kFits;
 }

@@ -43,13 +43,15 @@ bool isDigit(char c) {
 
 std::uint32_t leadingHex(std::string_view text) {
     text = withoutLeadingBlanks(text);
-    if (text.starts_with("0x") || text.starts_with("0X"))
+    if (text.starts_with("0x") || text.starts_with("0X")) {
         text.remove_prefix(2);
+    }
     std::uint32_t number = 0;
     for (const char c : text) {
         std::uint32_t digit = 0;
-        if (std::from_chars(&c, &c + 1, digit, 16).ec != std::errc{})
+        if (std::from_chars(&c, &c + 1, digit, 16).ec != std::errc{}) {
             break;
+        }
         number = number << 4 | digit;
     }
     return number;
@@ -59,8 +61,9 @@ std::uint32_t leadingHex(std::string_view text) {
 
 std::string typeLabel(const std::string& typeName) {
     for (const TypeLabel& row : kTypeLabels) {
-        if (row.typeName == typeName)
+        if (row.typeName == typeName) {
             return std::string(row.label);
+        }
     }
     return typeName;
 }
@@ -68,14 +71,17 @@ std::string typeLabel(const std::string& typeName) {
 std::string dateText(const std::string& value) {
     std::int64_t seconds = 0;
     std::string_view digits = withoutLeadingBlanks(value);
-    if (digits.starts_with('+'))
+    if (digits.starts_with('+')) {
         digits.remove_prefix(1);
-    if (std::from_chars(digits.data(), digits.data() + digits.size(), seconds).ec != std::errc{})
+    }
+    if (std::from_chars(digits.data(), digits.data() + digits.size(), seconds).ec != std::errc{}) {
         return value;
+    }
     const std::time_t time = seconds;
     std::tm date{};
-    if (localtime_r(&time, &date) == nullptr || date.tm_year > 9999 - 1900 || date.tm_year < 1 - 1900)
+    if (localtime_r(&time, &date) == nullptr || date.tm_year > 9999 - 1900 || date.tm_year < 1 - 1900) {
         return value;
+    }
     return std::to_string(date.tm_mon + 1) + "/" + std::to_string(date.tm_mday) + "/" +
            std::to_string(date.tm_year + 1900);
 }
@@ -87,8 +93,9 @@ std::string hexFromDecimal(std::string_view text) {
 }
 
 std::string decimalFromHex(std::string_view text) {
-    if (text.size() <= kPartDigits)
+    if (text.size() <= kPartDigits) {
         return std::to_string(leadingHex(text));
+    }
     const std::size_t lowDigits = text.size() - kPartDigits;
     const std::uint64_t high =
         lowDigits < 16 ? std::uint64_t{leadingHex(text.substr(0, kPartDigits))} << 4 * lowDigits : 0;
@@ -97,22 +104,27 @@ std::string decimalFromHex(std::string_view text) {
 
 bool isHexNumber(std::string_view text) {
     // In longer texts a blank would count as a digit's place.
-    if (text.size() <= kPartDigits)
+    if (text.size() <= kPartDigits) {
         text = withoutBlanks(text);
-    if (text.size() > 2 * kPartDigits)
+    }
+    if (text.size() > 2 * kPartDigits) {
         return false;
-    if (text.starts_with("0x") || text.starts_with("0X"))
+    }
+    if (text.starts_with("0x") || text.starts_with("0X")) {
         text.remove_prefix(2);
+    }
     const auto isHexDigit = [](char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); };
     return !text.empty() && std::all_of(text.begin(), text.end(), isHexDigit);
 }
 
 bool fitsHex(std::string_view text) {
-    if (!isDecimalNumber(text))
+    if (!isDecimalNumber(text)) {
         return false;
+    }
     text = withoutBlanks(text);
-    if (text.starts_with('+'))
+    if (text.starts_with('+')) {
         text.remove_prefix(1);
+    }
     std::int64_t negative = 0;
     std::uint64_t positive = 0;
     const auto* end = text.data() + text.size();
@@ -122,7 +134,8 @@ bool fitsHex(std::string_view text) {
 
 bool isDecimalNumber(std::string_view text) {
     text = withoutBlanks(text);
-    if (text.starts_with('-') || text.starts_with('+'))
+    if (text.starts_with('-') || text.starts_with('+')) {
         text.remove_prefix(1);
+    }
     return !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
 }

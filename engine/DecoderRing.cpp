@@ -33,8 +33,9 @@ public:
         std::uint16_t number = 0;
         const auto [stop, error] = std::from_chars(next_, end_, number);
         next_ = stop;
-        if (error != std::errc())
+        if (error != std::errc()) {
             return std::nullopt;
+        }
         return number;
     }
 
@@ -61,8 +62,9 @@ public:
 
 private:
     void skipWhiteSpace() {
-        while (next_ != end_ && isWhiteSpace(*next_))
+        while (next_ != end_ && isWhiteSpace(*next_)) {
             ++next_;
+        }
     }
 
     std::string_view line_;
@@ -75,21 +77,24 @@ constexpr std::string_view kSignedPrefix = "SIGNED_";
 /// The code of the unsigned type whose spelling begins with a letter; 0 for a letter that none begins with.
 constexpr auto kCodeOfLetter = [] {
     std::array<std::uint8_t, 256> codes{};
-    for (std::size_t code = 0; code < kSubItemTypes.size(); code += 2)
+    for (std::size_t code = 0; code < kSubItemTypes.size(); code += 2) {
         codes[static_cast<unsigned char>(kSubItemTypes[code].ringSpelling.front())] = static_cast<std::uint8_t>(code);
+    }
     return codes;
 }();
 
 /// Picks the one type that a text of this length and letter can be and compares with it alone. This runs for every
 /// sub-field of a ring, whose types follow each other without a pattern, so a branch per type would mostly go wrong.
 std::optional<SubItemType> typeOfRingSpelling(std::string_view spelling) {
-    if (spelling.empty())
+    if (spelling.empty()) {
         return std::nullopt;
+    }
     const std::size_t isSigned = spelling.size() > kSignedPrefix.size() ? 1 : 0;
     const char letter = spelling[isSigned * kSignedPrefix.size()];
     const std::size_t code = kCodeOfLetter[static_cast<unsigned char>(letter)] + isSigned;
-    if (kSubItemTypes[code].ringSpelling != spelling)
+    if (kSubItemTypes[code].ringSpelling != spelling) {
         return std::nullopt;
+    }
     return static_cast<SubItemType>(code);
 }
 
@@ -97,17 +102,21 @@ void parseSubItems(LineCursor& cursor, RingLine& result) {
     std::size_t dataBytes = 0;
     do {
         const std::optional<SubItemType> type = typeOfRingSpelling(cursor.readUpTo(','));
-        if (!type)
+        if (!type) {
             throw cursor.failure("The types that can be specified for the subitem can be: 'SIGNED_BYTE', 'BYTE', "
                                  "'SIGNED_WORD', 'WORD', 'SIGNED_DWORD', 'DWORD'.");
+        }
         dataBytes += subItemTypeInfo(*type).bytes;
-        if (dataBytes > kItemDataBytes)
+        if (dataBytes > kItemDataBytes) {
             throw cursor.failure("The subitems of an NV item can't add up to more than 128 bytes.");
+        }
         result.fields[result.fieldCount++] = {cursor.readUpTo('>'), *type};
-        if (!cursor.readSign('#'))
+        if (!cursor.readSign('#')) {
             throw cursor.failure("There should be a pound sign '#' seperating the subitem types.");
-        if (cursor.atEnd())
+        }
+        if (cursor.atEnd()) {
             return;
+        }
     } while (cursor.readSign('<'));
     throw cursor.failure("There should be a less than sign '<' after each pound sign '#' to indicate the start of the "
                          "next subitem.");
@@ -152,8 +161,9 @@ private:
         std::memmove(buffer_.data(), buffer_.data() + start_, end_ - start_);
         end_ -= start_;
         start_ = 0;
-        if (end_ == buffer_.size())
+        if (end_ == buffer_.size()) {
             buffer_.resize(2 * buffer_.size());
+        }
         const std::size_t got = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_);
         end_ += got;
         failed_ = std::ferror(file_) != 0;
@@ -177,11 +187,13 @@ void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) 
     };
     // Opening a pipe would wait for its writer, and reading a device never ends.
     std::error_code ignored;
-    if (!std::filesystem::is_regular_file(path, ignored))
+    if (!std::filesystem::is_regular_file(path, ignored)) {
         throw missingFile(path);
+    }
     const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-    if (!file)
+    if (!file) {
         throw missingFile(path);
+    }
     std::setvbuf(file.get(), nullptr, _IONBF, 0); // the reader has a buffer of its own
 
     LineReader lines(file.get());
@@ -189,19 +201,22 @@ void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) 
     ItemLayout::Pool pool;
     for (std::string_view line; lines.next(line);) {
         line = trimmed(line);
-        if (line.empty() || line.starts_with("//"))
+        if (line.empty() || line.starts_with("//")) {
             continue;
+        }
         parseRingLine(line, ringLine);
         const std::uint16_t number = *ringLine.number;
         // Rings are mostly written in ascending order: then the new item goes to the end, which needs no search.
         const std::size_t before = items.size();
         items.try_emplace(items.end(), number, number, ringLine.layout(&pool));
-        if (items.size() == before)
+        if (items.size() == before) {
             throw CalvaneException("The NV ID: '" + std::to_string(number) +
                                    "' was found twice in the decoder ring file '" + path + "'.");
+        }
     }
-    if (lines.failed())
+    if (lines.failed()) {
         throw missingFile(path);
+    }
 }
 
 } // namespace
@@ -219,10 +234,12 @@ void parseRingLine(std::string_view line, RingLine& result) {
     // follows that mark.
     const bool comma = cursor.readSign(',');
     result.accessMark = cursor.readUpTo(',');
-    if (!result.number || !comma)
+    if (!result.number || !comma) {
         throw cursor.failure("After the NV item ID there should be a comma.", true);
-    if (!cursor.readSign('<'))
+    }
+    if (!cursor.readSign('<')) {
         throw cursor.failure("After the NV item ID and comma there should be a less than sign '<'.", true);
+    }
     parseSubItems(cursor, result);
 }
 

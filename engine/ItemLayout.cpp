@@ -33,8 +33,9 @@ constexpr char lowerCase(char c) {
 } // namespace
 
 std::shared_ptr<std::size_t[]> ItemLayout::Pool::take(std::size_t words) {
-    if (words > kBlockWords / 8)
+    if (words > kBlockWords / 8) {
         return std::make_shared_for_overwrite<std::size_t[]>(words);
+    }
     if (words > kBlockWords - used_) {
         block_ = std::make_shared_for_overwrite<std::size_t[]>(kBlockWords);
         used_ = 0;
@@ -47,8 +48,9 @@ std::shared_ptr<std::size_t[]> ItemLayout::Pool::take(std::size_t words) {
 ItemLayout::ItemLayout(std::string_view name, std::string_view accessMark, std::span<const Field> fields, Pool* pool) {
     const std::size_t count = fields.size();
     std::size_t tailBytes = count + name.size() + accessMark.size();
-    for (const Field& field : fields)
+    for (const Field& field : fields) {
         tailBytes += field.description.size();
+    }
 
     const std::size_t tailWords = (tailBytes + sizeof(std::size_t) - 1) / sizeof(std::size_t);
     const std::size_t words = headWords(count) + tailWords;
@@ -102,8 +104,9 @@ std::size_t ItemLayout::textStart(std::size_t text) const {
 }
 
 std::string_view ItemLayout::textAt(std::size_t text) const {
-    if (!block_)
+    if (!block_) {
         return {};
+    }
     const char* const tail = reinterpret_cast<const char*>(block_.get() + headWords(fieldCount()));
     return {tail + textStart(text), tail + block_.get()[kTextEndWord + text]};
 }

@@ -12,16 +12,18 @@ namespace items {
 template <std::unsigned_integral T>
 constexpr T loadLittleEndian(const unsigned char* bytes) {
     std::uint64_t value = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i)
+    for (std::size_t i = 0; i < sizeof(T); ++i) {
         value |= std::uint64_t{bytes[i]} << (8 * i);
+    }
     return static_cast<T>(value);
 }
 
 /// Writes `value` into the sizeof(T) bytes at `bytes`.
 template <std::unsigned_integral T>
 constexpr void storeLittleEndian(T value, unsigned char* bytes) {
-    for (std::size_t i = 0; i < sizeof(T); ++i)
+    for (std::size_t i = 0; i < sizeof(T); ++i) {
         bytes[i] = static_cast<unsigned char>(std::uint64_t{value} >> (8 * i));
+    }
 }
 
 } // namespace items

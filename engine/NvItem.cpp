@@ -62,28 +62,32 @@ void NvItem::setData(const std::string commaDelimitedDataString) {
     bool exhausted = false;
 
     for (std::size_t i = 0; i < count; ++i) {
-        if (exhausted)
+        if (exhausted) {
             throw tooFewValues(getName(), count, i, input);
+        }
         const std::size_t comma = input.find(',', start);
         std::string field = input.substr(start, comma - start);
 
         const SubItemType type = layout_.type(i);
         std::uint64_t value = 0;
         const items::ReadResult result = items::readValueText(type, field, value);
-        if (result != items::ReadResult::kOk)
+        if (result != items::ReadResult::kOk) {
             refuseField(i, field, result == items::ReadResult::kOutOfRange);
-        if (i < typedTexts_.size())
+        }
+        if (i < typedTexts_.size()) {
             typedTexts_[i] = std::move(field);
-        else
+        } else {
             typedTexts_.push_back(std::move(field));
+        }
         items::storeValue(type, value, data_.data() + offset);
         offset += subItemTypeInfo(type).bytes;
 
         exhausted = comma == std::string::npos;
         start = exhausted ? input.size() : comma + 1;
     }
-    if (!exhausted)
+    if (!exhausted) {
         throw tooManyValues(getName(), count, input, std::string_view(input).substr(start));
+    }
 }
 
 std::uint16_t NvItem::getId() const {
@@ -126,10 +130,11 @@ std::vector<SubItem> NvItem::getSubItems() const {
         const bool typed = i < typedTexts_.size();
         SubItem& subItem = subItems[i];
         subItem.description = layout_.description(i);
-        if (typed)
+        if (typed) {
             subItem.value = typedTexts_[i];
-        else if (valuesFromData_)
+        } else if (valuesFromData_) {
             subItem.value = items::valueText(type, data_.data() + offset);
+        }
         const SubItemTypeInfo& info = subItemTypeInfo(type);
         subItem.typeName = typed || valuesFromData_ ? info.displaySpelling : info.ringSpelling;
         offset += info.bytes;
@@ -160,8 +165,9 @@ std::size_t NvItem::getSubItemCount() const {
 
 std::vector<SubItemType> NvItem::getSubItemTypes() const {
     std::vector<SubItemType> types(layout_.fieldCount());
-    for (std::size_t i = 0; i < types.size(); ++i)
+    for (std::size_t i = 0; i < types.size(); ++i) {
         types[i] = layout_.type(i);
+    }
     return types;
 }
 
@@ -178,8 +184,9 @@ void NvItem::setCompareByName(bool byName) {
 }
 
 int NvItem::compare(const NvItem& other) const {
-    if (compareByName_.load(std::memory_order_relaxed))
+    if (compareByName_.load(std::memory_order_relaxed)) {
         return layout_.name().compare(other.layout_.name());
+    }
     return int{id_} - int{other.id_};
 }
 
@@ -187,10 +194,11 @@ void NvItem::refuseField(std::size_t index, const std::string& field, bool isNum
     const SubItemType type = layout_.type(index);
     std::string message = std::string(kSetDataPrefix) + "For NV item '" + getName() + "' the data item " +
                           std::to_string(index + 1) + " ('" + std::string(layout_.description(index)) + "') ";
-    if (isNumber)
+    if (isNumber) {
         message += "must be from " + items::smallestText(type) + " to " + items::largestText(type) + " for the type " +
                    std::string(subItemTypeInfo(type).displaySpelling) + ", and it is: '" + field + "'";
-    else
+    } else {
         message += "must be a decimal number, and it is: '" + field + "'";
+    }
     throw CalvaneException(std::move(message));
 }

@@ -88,10 +88,12 @@ void storeValue(SubItemType type, std::uint64_t value, unsigned char* bytes) {
 ReadResult readValueText(SubItemType type, std::string_view text, std::uint64_t& value) {
     text = trimmed(text);
     const bool negative = text.starts_with('-');
-    if (negative || text.starts_with('+'))
+    if (negative || text.starts_with('+')) {
         text.remove_prefix(1);
-    if (text.empty() || text.find_first_not_of("0123456789") != std::string_view::npos)
+    }
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string_view::npos) {
         return ReadResult::kNotANumber;
+    }
 
     const bool wrapping = wraps(type);
     const std::uint64_t limit = negative ? magnitudes(type).negative : magnitudes(type).positive;
@@ -99,8 +101,9 @@ ReadResult readValueText(SubItemType type, std::string_view text, std::uint64_t&
     for (const char digit : text) {
         // Without wrapping the limit is below 2^32, and the check after each digit keeps this far from 2^64.
         magnitude = magnitude * 10 + static_cast<std::uint64_t>(digit - '0');
-        if (!wrapping && magnitude > limit)
+        if (!wrapping && magnitude > limit) {
             return ReadResult::kOutOfRange;
+        }
     }
     value = negative ? 0 - magnitude : magnitude;
     return ReadResult::kOk;

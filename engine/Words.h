@@ -13,10 +13,12 @@ constexpr bool isWhiteSpace(char c) {
 
 /// `text` without the white space at both ends.
 constexpr std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && isWhiteSpace(text.front()))
+    while (!text.empty() && isWhiteSpace(text.front())) {
         text.remove_prefix(1);
-    while (!text.empty() && isWhiteSpace(text.back()))
+    }
+    while (!text.empty() && isWhiteSpace(text.back())) {
         text.remove_suffix(1);
+    }
     return text;
 }
 

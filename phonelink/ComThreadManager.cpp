@@ -68,8 +68,9 @@ void ComThreadManager::release() {
     Shared& all = shared();
     const std::lock_guard lock(all.lock);
     assert(all.users > 0 && "released more often than acquired");
-    if (--all.users > 0)
+    if (--all.users > 0) {
         return;
+    }
     last.reset(std::exchange(all.instance, nullptr));
     if (kernel::currentThreadId() == last->workerId_ || last->hasAbandonedWork()) {
         static std::vector<std::unique_ptr<ComThreadManager>> retired;
@@ -82,16 +83,18 @@ void ComThreadManager::release() {
 ComThreadManager::ComThreadManager(std::uint32_t threadCount)
     : callLock_(create<kernel::Mutex>(kNoMutex)), readyEvent_(create<kernel::AutoResetEvent>(kNoEvent)),
       quitEvent_(create<kernel::AutoResetEvent>(kNoEvent)), workEvent_(create<kernel::AutoResetEvent>(kNoEvent)) {
-    if (threadCount != 1)
+    if (threadCount != 1) {
         throw ComThreadManagerException("ComThreadManager::ComThreadManager - Only one worker thread is supported");
+    }
     try {
         worker_.emplace([this] { serve(); });
     } catch (const std::exception&) {
         throw ComThreadManagerException("ComThreadManager::ComThreadManager - Unable to creat a thread");
     }
     readyEvent_->wait();
-    if (!inApartment_)
+    if (!inApartment_) {
         throw ComThreadManagerException("ComThreadManager::ComThreadManager - Unable to enter an apartment");
+    }
 }
 
 ComThreadManager::~ComThreadManager() {
@@ -133,14 +136,16 @@ void ComThreadManager::execute(Work work, std::uint32_t timeoutMs) {
         workEvent_->set();
         if (item->done.wait(timeoutMs) == kernel::WaitResult::kTimedOut) {
             const std::lock_guard lock(pendingLock_);
-            if (!item->hasRun)
+            if (!item->hasRun) {
                 abandoned_.push_back(item);
+            }
             throw TimeoutException("ComThreadManager::executeFunction - Timed out");
         }
         failure = std::move(item->failure);
     }
-    if (failure)
+    if (failure) {
         throw ComThreadManagerException(std::move(*failure));
+    }
 }
 
 /// Runs the work and lets go of its target. Returns the message for the caller if the function threw.
@@ -151,12 +156,13 @@ std::optional<std::string> ComThreadManager::run(Work& work) {
         kernel::logError(*failure);
     };
     try {
-        if (work.function != nullptr)
+        if (work.function != nullptr) {
             work.target->invoke(work.function);
-        else if (work.argument == 0)
+        } else if (work.argument == 0) {
             work.target->invokeWithZero(work.functionWithArgument);
-        else
+        } else {
             work.target->invoke(work.functionWithArgument, work.argument);
+        }
     } catch (const std::exception& error) {
         fail(error.what());
     } catch (...) {
@@ -172,8 +178,9 @@ void ComThreadManager::serve() {
     window::createQueue();
     inApartment_ = !com::failed(com::enterApartment());
     readyEvent_->set();
-    if (!inApartment_)
+    if (!inApartment_) {
         return;
+    }
     bool quit = false;
     while (!quit) {
         window::pumpingWait(*workEvent_);
@@ -203,8 +210,9 @@ void ComThreadManager::runPending() {
 }
 
 std::shared_ptr<ComThreadManager::Item> ComThreadManager::takePendingLocked() {
-    if (pending_.empty())
+    if (pending_.empty()) {
         return nullptr;
+    }
     std::shared_ptr<Item> item = std::move(pending_.front());
     pending_.pop_front();
     return item;

@@ -36,15 +36,18 @@ std::filesystem::path makeFolder() {
     auto folder = std::filesystem::temp_directory_path() / ("calvane-window-bench-" + std::to_string(::getpid()));
     std::filesystem::create_directories(folder);
     std::ofstream ring(folder / "NV Decoder.vrk");
-    for (int number = 0; number < kItems - 1; ++number)
+    for (int number = 0; number < kItems - 1; ++number) {
         ring << "NV_" << (number * 40503LL) % 65536 << "_ITEM_I," << number << ",ReadWrite,<SIGNED_WORD,offset>#\n";
+    }
     ring << "NV_LONG_I," << kItems - 1 << ",ReadWrite,";
-    for (int i = 0; i < kSubFields; ++i)
+    for (int i = 0; i < kSubFields; ++i) {
         ring << "<BYTE,step " << i << " of the table>#";
+    }
     ring << "\n";
     std::ofstream memory(folder / "phone.nvmem");
-    for (int number = 0; number < kPhoneItems; ++number)
+    for (int number = 0; number < kPhoneItems; ++number) {
         memory << number << " 0 0102\n";
+    }
     return folder;
 }
 
@@ -98,14 +101,16 @@ private:
 Program* program = nullptr;
 
 void displayFrame(benchmark::State& state) {
-    for (auto _ : state)
+    for (auto _ : state) {
         std::this_thread::sleep_for(std::chrono::microseconds(16667));
+    }
 }
 BENCHMARK(displayFrame)->Name("DisplayFrame")->UseRealTime()->Unit(benchmark::kMillisecond);
 
 void rebuildList(benchmark::State& state) {
-    for (auto _ : state)
+    for (auto _ : state) {
         program->listAll();
+    }
 }
 BENCHMARK(rebuildList)->Name("ListRebuild")->UseRealTime()->Unit(benchmark::kMillisecond);
 
@@ -121,8 +126,9 @@ BENCHMARK(sortList)->Name("ListSort")->UseRealTime()->Unit(benchmark::kMilliseco
 /// The same order found for the same names and numbers as plain values.
 void sortPlainValues(benchmark::State& state) {
     std::vector<std::pair<std::string, int>> values;
-    for (const NvItem& item : program->document().nvItems())
+    for (const NvItem& item : program->document().nvItems()) {
         values.emplace_back(item.getName(), item.getId());
+    }
     bool alphabetical = false;
     for (auto _ : state) {
         alphabetical = !alphabetical;
@@ -137,8 +143,9 @@ BENCHMARK(sortPlainValues)->Name("ListSort_plain")->UseRealTime()->Unit(benchmar
 constexpr const char* kDearSearch = "_ITEM_IX";
 
 void searchList(benchmark::State& state) {
-    for (auto _ : state)
+    for (auto _ : state) {
         benchmark::DoNotOptimize(findItem(program->document().nvItems(), kDearSearch));
+    }
 }
 BENCHMARK(searchList)->Name("ListSearch")->UseRealTime()->Unit(benchmark::kMillisecond);
 
@@ -153,8 +160,9 @@ void selectLongItem(benchmark::State& state) {
         list.setCurrentIndex(list.model()->index(isLong ? kItems - 1 : 0, 0));
         program->show();
         state.PauseTiming();
-        if (isLong != (program->frame().findChild<CNvParam*>()->rowCount() == kSubFields))
+        if (isLong != (program->frame().findChild<CNvParam*>()->rowCount() == kSubFields)) {
             state.SkipWithError("the rows are not shown");
+        }
         state.ResumeTiming();
     }
 }
@@ -187,10 +195,12 @@ void readPhone(benchmark::State& state, ProgressWindow& progress) {
     for (auto _ : state) {
         bool ended = false;
         program->document().readFromPhone(progress, [&] { ended = true; });
-        while (!ended)
+        while (!ended) {
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        if (program->document().nvItems().size() != kPhoneItems)
+        }
+        if (program->document().nvItems().size() != kPhoneItems) {
             state.SkipWithError("not every item was read");
+        }
     }
 }
 void readPhoneWithWindow(benchmark::State& state) {

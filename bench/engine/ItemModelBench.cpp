@@ -28,8 +28,9 @@ std::size_t pick(Random& random, std::size_t from, std::size_t to) {
 
 std::string words(Random& random, std::size_t length) {
     std::string text;
-    while (text.size() < length)
+    while (text.size() < length) {
         text += text.empty() || pick(random, 0, 6) != 0 ? static_cast<char>('a' + pick(random, 0, 25)) : ' ';
+    }
     text.back() = 'x';
     return text;
 }
@@ -38,9 +39,10 @@ std::string words(Random& random, std::size_t length) {
 std::string ringLine(Random& random, std::size_t number) {
     std::string line = "NV_" + words(random, pick(random, 8, 20)) + "_I," + std::to_string(number) + ",ReadWrite,";
     const std::size_t fields = std::min<std::size_t>(16, 1 + std::geometric_distribution<std::size_t>(0.245)(random));
-    for (std::size_t i = 0; i < fields; ++i)
+    for (std::size_t i = 0; i < fields; ++i) {
         line += "<" + std::string(kSubItemTypes[pick(random, 0, 7)].ringSpelling) + "," +
                 words(random, pick(random, 10, 30)) + ">#";
+    }
     return line;
 }
 
@@ -50,14 +52,16 @@ public:
     explicit RingFile(std::size_t itemCount) {
         std::string path = (std::filesystem::temp_directory_path() / "calvane-bench-XXXXXX").string();
         const int descriptor = ::mkstemp(path.data());
-        if (descriptor < 0)
+        if (descriptor < 0) {
             throw std::runtime_error("no temporary file");
+        }
         ::close(descriptor);
         path_ = path;
         Random random(20);
         std::ofstream out(path_, std::ios::binary);
-        for (std::size_t i = 0; i < itemCount; ++i)
+        for (std::size_t i = 0; i < itemCount; ++i) {
             out << ringLine(random, i) << '\n';
+        }
     }
     ~RingFile() { std::filesystem::remove(path_); }
     RingFile(const RingFile&) = delete;
@@ -75,8 +79,9 @@ void ringLoad(benchmark::State& state) {
     for (auto _ : state) {
         std::map<std::uint16_t, NvItem> items;
         items::loadDecoderRing(ring.path(), items);
-        if (items.size() != static_cast<std::size_t>(state.range(0)))
+        if (items.size() != static_cast<std::size_t>(state.range(0))) {
             state.SkipWithError("items are missing");
+        }
     }
 }
 BENCHMARK(ringLoad)->Name("RingLoad")->Arg(200)->Arg(65536)->Unit(benchmark::kMicrosecond);
@@ -87,10 +92,12 @@ void ringLoadGetline(benchmark::State& state) {
     for (auto _ : state) {
         std::ifstream in(ring.path());
         std::int64_t lines = 0;
-        while (std::getline(in, line))
+        while (std::getline(in, line)) {
             ++lines;
-        if (lines != state.range(0))
+        }
+        if (lines != state.range(0)) {
             state.SkipWithError("lines are missing");
+        }
     }
 }
 BENCHMARK(ringLoadGetline)->Name("RingLoad_getline")->Arg(200)->Arg(65536)->Unit(benchmark::kMicrosecond);
@@ -98,16 +105,18 @@ BENCHMARK(ringLoadGetline)->Name("RingLoad_getline")->Arg(200)->Arg(65536)->Unit
 /// An item of so many sub-fields: of all types while they fit into the block, of single bytes otherwise.
 NvItem itemOf(std::size_t fields) {
     std::string line = "NV_BENCH_I,1,ReadWrite,";
-    for (std::size_t i = 0; i < fields; ++i)
+    for (std::size_t i = 0; i < fields; ++i) {
         line += "<" + std::string(kSubItemTypes[fields <= 32 ? i % 8 : i % 2].ringSpelling) + ",calibration value>#";
+    }
     return NvItem(line);
 }
 
 std::array<unsigned char, items::kItemDataBytes> someBytes() {
     std::array<unsigned char, items::kItemDataBytes> bytes;
     Random random(7);
-    for (unsigned char& byte : bytes)
+    for (unsigned char& byte : bytes) {
         byte = static_cast<unsigned char>(pick(random, 0, 255));
+    }
     return bytes;
 }
 
@@ -126,8 +135,9 @@ void textsToBytes(benchmark::State& state) {
     NvItem item = itemOf(static_cast<std::size_t>(state.range(0)));
     item.setData(someBytes().data());
     std::string texts;
-    for (const SubItem& subItem : item.getSubItems())
+    for (const SubItem& subItem : item.getSubItems()) {
         texts += (texts.empty() ? "" : ",") + subItem.value;
+    }
     for (auto _ : state) {
         item.setData(texts);
         benchmark::DoNotOptimize(item.getData());

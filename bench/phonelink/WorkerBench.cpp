@@ -21,8 +21,9 @@ public:
 void WorkerRoundTrip(benchmark::State& state) {
     ComThreadManager* const manager = ComThreadManager::acquire();
     EmptyClient client;
-    for (auto _ : state)
+    for (auto _ : state) {
         manager->executeFunction(client, &EmptyClient::nothing, kernel::kInfinite);
+    }
     ComThreadManager::release();
 }
 
@@ -34,8 +35,9 @@ void sendBack(std::mutex& lock, std::condition_variable& moved, Token& token) {
         {
             std::unique_lock held(lock);
             moved.wait(held, [&] { return token != Token::here; });
-            if (token == Token::gone)
+            if (token == Token::gone) {
                 return;
+            }
             token = Token::here;
         }
         moved.notify_one();

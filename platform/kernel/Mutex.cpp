@@ -6,8 +6,9 @@ namespace kernel {
 
 bool Mutex::release() {
     DispatcherLock lock;
-    if (owner_ != currentThreadId())
+    if (owner_ != currentThreadId()) {
         return false;
+    }
     if (--count_ == 0) {
         owner_ = ThreadId{};
         serveWaiters(lock);

@@ -22,12 +22,14 @@ std::uint32_t processId() {
 std::optional<std::string> computerName() {
     std::array<char, kLongestHostName + 1> buffer{};
     // One byte is kept back: POSIX does not promise the terminator when the name is cut.
-    if (::gethostname(buffer.data(), buffer.size() - 1) != 0)
+    if (::gethostname(buffer.data(), buffer.size() - 1) != 0) {
         return std::nullopt;
+    }
     std::string name(buffer.data());
     name.resize(std::min({name.size(), name.find('.'), kLongestComputerName}));
-    if (name.empty())
+    if (name.empty()) {
         return std::nullopt;
+    }
     return name;
 }
 

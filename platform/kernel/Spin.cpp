@@ -33,8 +33,9 @@ bool canSpin() {
 }
 
 bool SpinPatience::spin(const std::atomic<bool>& flag) {
-    if (!canSpin())
+    if (!canSpin()) {
         return false;
+    }
     if (toSkip_ > 0) {
         --toSkip_;
         return false;

@@ -26,8 +26,9 @@ Thread::~Thread() {
 
 void Thread::join() {
     assert(id_ != currentThreadId() && "a thread cannot wait for itself");
-    if (thread_.joinable())
+    if (thread_.joinable()) {
         thread_.join();
+    }
 }
 
 void Thread::run(const std::function<void()>& function) {

@@ -20,8 +20,9 @@ public:
     bool write(std::string_view text) noexcept {
         try {
             const std::lock_guard lock(lock_);
-            if (!sink_)
+            if (!sink_) {
                 return false;
+            }
             sink_(text);
         } catch (...) {
             // Nowhere is left to report a trace that fails.
@@ -55,8 +56,9 @@ void setDebugOutput(TextSink sink) {
 }
 
 void logError(std::string_view message) noexcept {
-    if (!errorChannel().write(message))
+    if (!errorChannel().write(message)) {
         std::fprintf(stderr, "%.*s\n", static_cast<int>(message.size()), message.data());
+    }
 }
 
 void setErrorLog(TextSink sink) {

@@ -59,8 +59,9 @@ struct OwnWaiter {
 /// The calling thread's waiter. A thread in its last moments, such as the main thread when it destroys static objects,
 /// has none any more and gets one for the one wait.
 std::shared_ptr<Waiter> ownWaiter() {
-    if (waiterIsGone)
+    if (waiterIsGone) {
         return std::make_shared<Waiter>();
+    }
     thread_local const OwnWaiter own;
     return own.waiter;
 }
@@ -73,10 +74,11 @@ void waitUntilSatisfied(Waiter& waiter, DispatcherLock& lock, std::uint32_t time
     lock.letGo();
     waiter.patience.spin(waiter.wakeHint);
     lock.takeAgain();
-    if (timeoutMs == kInfinite)
+    if (timeoutMs == kInfinite) {
         waiter.wake.wait(lock.held(), satisfied);
-    else
+    } else {
         waiter.wake.wait_for(lock.held(), std::chrono::milliseconds(timeoutMs), satisfied);
+    }
 }
 
 } // namespace
@@ -87,8 +89,9 @@ DispatcherLock::DispatcherLock() : lock_(dispatcherMutex, std::defer_lock) {
 
 DispatcherLock::~DispatcherLock() {
     lock_.unlock();
-    if (toWake_)
+    if (toWake_) {
         wake(*toWake_);
+    }
 }
 
 void DispatcherLock::letGo() {
@@ -97,8 +100,9 @@ void DispatcherLock::letGo() {
 
 void DispatcherLock::takeAgain() {
     for (int tries = canSpin() ? kTriesBeforeSleep : 0; tries > 0; --tries) {
-        if (lock_.try_lock())
+        if (lock_.try_lock()) {
             return;
+        }
         pauseProcessor();
     }
     lock_.lock();
@@ -110,8 +114,9 @@ void DispatcherLock::wake(Waiter& waiter) {
 }
 
 void DispatcherLock::wakeLater(std::shared_ptr<Waiter> waiter) {
-    if (toWake_)
+    if (toWake_) {
         wake(*toWake_);
+    }
     toWake_ = std::move(waiter);
 }
 
@@ -123,8 +128,9 @@ Waitable::Waitable() {
     std::uint32_t left = creationsUntilFailure;
     while (left != 0 && !creationsUntilFailure.compare_exchange_weak(left, left - 1)) {
     }
-    if (left == 1)
+    if (left == 1) {
         throw ObjectCreationError();
+    }
 }
 
 Waitable::~Waitable() {
@@ -143,10 +149,12 @@ bool Waitable::tryWait() {
 void Waitable::serveWaiters(DispatcherLock& lock) {
     for (WaitNode* node = first_; node != nullptr; node = node->next) {
         Waiter& waiter = **node->waiter;
-        if (waiter.satisfiedBy != kNotSatisfied)
+        if (waiter.satisfiedBy != kNotSatisfied) {
             continue; // it has what it waited for, and has only not come round to unlinking itself
-        if (!isSignalledFor(waiter.thread))
+        }
+        if (!isSignalledFor(waiter.thread)) {
             return;
+        }
         take(waiter.thread);
         waiter.satisfiedBy = node->index;
         lock.wakeLater(*node->waiter);
@@ -176,8 +184,9 @@ std::optional<std::size_t> waitForAny(std::span<Waitable* const> objects, std::u
             return i;
         }
     }
-    if (timeoutMs == 0)
+    if (timeoutMs == 0) {
         return std::nullopt;
+    }
 
     waiter->satisfiedBy = kNotSatisfied;
     for (std::size_t i = 0; i < objects.size(); ++i) {
@@ -186,10 +195,12 @@ std::optional<std::size_t> waitForAny(std::span<Waitable* const> objects, std::u
         objects[i]->link(nodes[i]);
     }
     waitUntilSatisfied(*waiter, lock, timeoutMs);
-    for (std::size_t i = 0; i < objects.size(); ++i)
+    for (std::size_t i = 0; i < objects.size(); ++i) {
         objects[i]->unlink(nodes[i]);
-    if (waiter->satisfiedBy == kNotSatisfied)
+    }
+    if (waiter->satisfiedBy == kNotSatisfied) {
         return std::nullopt;
+    }
     return waiter->satisfiedBy;
 }
 

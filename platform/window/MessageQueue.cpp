@@ -21,8 +21,9 @@ public:
     bool push(Message message) {
         {
             const std::lock_guard lock(lock_);
-            if (closed_)
+            if (closed_) {
                 return false;
+            }
             messages_.push_back(std::move(message));
         }
         // After the lock, so that the woken thread finds it free. The event may thereby be set for a message that has
@@ -39,8 +40,9 @@ public:
             message = std::move(messages_.front());
             messages_.pop_front();
         }
-        if (messages_.empty())
+        if (messages_.empty()) {
             input_.reset();
+        }
         return found;
     }
 
@@ -111,8 +113,9 @@ bool post(kernel::ThreadId thread, Message message) {
         Registry& all = registry();
         const std::lock_guard lock(all.lock);
         const auto found = all.queues.find(thread);
-        if (found == all.queues.end())
+        if (found == all.queues.end()) {
             return false;
+        }
         queue = found->second;
     }
     return queue->push(std::move(message));
@@ -120,8 +123,9 @@ bool post(kernel::ThreadId thread, Message message) {
 
 bool peek(Message& message) {
     Message found; // so that what `message` held before is destroyed without the queue's lock
-    if (!ownQueue().pop(found))
+    if (!ownQueue().pop(found)) {
         return false;
+    }
     message = std::move(found);
     return true;
 }

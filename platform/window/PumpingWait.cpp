@@ -14,8 +14,9 @@ public:
     explicit TimeLeft(std::uint32_t timeoutMs) : timeoutMs_(timeoutMs) {}
 
     std::uint32_t ms() const {
-        if (timeoutMs_ == kernel::kInfinite || timeoutMs_ == 0)
+        if (timeoutMs_ == kernel::kInfinite || timeoutMs_ == 0) {
             return timeoutMs_;
+        }
         const auto elapsed = std::chrono::steady_clock::now() - start_;
         const auto elapsedMs = std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count();
         return elapsedMs < timeoutMs_ ? timeoutMs_ - static_cast<std::uint32_t>(elapsedMs) : 0;
@@ -33,10 +34,12 @@ bool runMessages(kernel::Waitable& object, Pump pump, const TimeLeft& left) {
     while (peek(message)) {
         dispatch(message);
         message = nullptr; // what it owns goes before the next wait
-        if (pump == Pump::kOneByOne && object.tryWait())
+        if (pump == Pump::kOneByOne && object.tryWait()) {
             return true;
-        if (left.ms() == 0)
+        }
+        if (left.ms() == 0) {
             return false;
+        }
     }
     return false;
 }
@@ -46,8 +49,9 @@ bool runMessages(kernel::Waitable& object, Pump pump, const TimeLeft& left) {
 WaitOutcome waitForObjectOrInput(kernel::Waitable& object, std::uint32_t timeoutMs) {
     kernel::Waitable* const objects[] = {&object, &input()};
     const auto signalled = kernel::waitForAny(objects, timeoutMs);
-    if (!signalled)
+    if (!signalled) {
         return WaitOutcome::kTimedOut;
+    }
     // Input may have ended the wait with the object following before this thread ran again.
     return *signalled == 0 || object.tryWait() ? WaitOutcome::kObject : WaitOutcome::kInput;
 }
@@ -61,10 +65,12 @@ kernel::WaitResult pumpingWait(kernel::Waitable& object, std::uint32_t timeoutMs
         case WaitOutcome::kTimedOut:
             return kernel::WaitResult::kTimedOut;
         case WaitOutcome::kInput:
-            if (runMessages(object, pump, left))
+            if (runMessages(object, pump, left)) {
                 return kernel::WaitResult::kSignalled;
-            if (left.ms() == 0)
+            }
+            if (left.ms() == 0) {
                 return object.wait(0);
+            }
         }
     }
 }

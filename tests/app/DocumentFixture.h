@@ -61,8 +61,9 @@ public:
                 failure = std::current_exception();
             }
         }).join();
-        if (failure)
+        if (failure) {
             std::rethrow_exception(failure);
+        }
     }
     void beginBusyCursor() override { ++busyDepth; }
     void endBusyCursor() override { --busyDepth; }
@@ -78,18 +79,21 @@ public:
             const std::lock_guard guard(lock_);
             work.swap(posted_);
         }
-        for (const auto& one : work)
+        for (const auto& one : work) {
             one();
+        }
         return !work.empty();
     }
     /// Runs what is posted until `done` says so; false if that takes longer than anything here may.
     bool runUntil(const std::function<bool()>& done) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (!done()) {
-            if (std::chrono::steady_clock::now() > deadline)
+            if (std::chrono::steady_clock::now() > deadline) {
                 return false;
-            if (!runPosted())
+            }
+            if (!runPosted()) {
                 std::this_thread::yield();
+            }
         }
         return true;
     }
@@ -142,8 +146,9 @@ protected:
     }
 
     void open(const char* ring = kRing) {
-        if (ring != nullptr)
+        if (ring != nullptr) {
             write("NV Decoder.vrk", ring);
+        }
         document = std::make_unique<CCalvaneDoc>(ui, folder);
     }
     void plugIn(const std::string& phone = kPhone) {
@@ -179,22 +184,25 @@ protected:
     std::vector<std::pair<int, std::vector<int>>> written(std::size_t bytes = 1) {
         std::vector<std::pair<int, std::vector<int>>> result;
         for (const auto& packet : service->port("COM1").sentPackets()) {
-            if (packet[0] == 0x27)
+            if (packet[0] == 0x27) {
                 result.push_back({packet[1] | packet[2] << 8,
                                   {packet.begin() + 3, packet.begin() + 3 + static_cast<std::ptrdiff_t>(bytes)}});
+            }
         }
         return result;
     }
     std::vector<int> numbersWritten() {
         std::vector<int> numbers;
-        for (const auto& [number, data] : written())
+        for (const auto& [number, data] : written()) {
             numbers.push_back(number);
+        }
         return numbers;
     }
     static std::vector<int> numbersOf(const std::vector<NvItem>& items) {
         std::vector<int> numbers;
-        for (const NvItem& item : items)
+        for (const NvItem& item : items) {
             numbers.push_back(item.getId());
+        }
         return numbers;
     }
     std::vector<int> listed() const { return numbersOf(document->nvItems()); }

@@ -29,8 +29,9 @@ TEST_F(Document, TakesItsPortFromTheFirstLineOfTheConfiguration) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
         std::filesystem::remove(folder / "CalvaneConfig.ini");
-        if (row.file)
+        if (row.file) {
             write("CalvaneConfig.ini", *row.file);
+        }
         open();
         EXPECT_EQ(document->comPort(), row.port);
         document.reset();
@@ -214,8 +215,9 @@ TEST_F(Document, OpensAPortFileAndSavesItBack) {
             ui.comPort = "COM3";
             document->chooseComPort();
             EXPECT_EQ(document->saveDocument(), row.left.has_value());
-            if (!row.left)
+            if (!row.left) {
                 said = {"! Calvane: " + path + " holds more than the name of a port, so it stays as it is."};
+            }
         } else {
             said = {"! Calvane: Couldn't open " + path + ": it does not start with the name of a port"};
         }

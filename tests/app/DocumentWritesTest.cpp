@@ -28,8 +28,9 @@ TEST_F(DocumentWrites, ChangedItemsGoInTheOrderOfTheListWithTheStampLast) {
     EXPECT_EQ(numbersWritten(), Numbers{}) << "nothing was changed";
     document->storeItemData(1, "9");
     document->storeItemData(0, "5,-3");
-    for (int round = 1; round <= 2; ++round)
+    for (int round = 1; round <= 2; ++round) {
         document->writeChangedToPhone();
+    }
     EXPECT_EQ(numbersWritten(), (Numbers{10, 20, 40, 10, 20, 40})) << "a second write sends them again";
     EXPECT_EQ(written(3)[0].second, (std::vector<int>{5, 0xFD, 0xFF}));
     EXPECT_TRUE(isFresh(stampOf(document->nvItems()[3])));

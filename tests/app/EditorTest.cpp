@@ -24,14 +24,16 @@ protected:
     }
     std::vector<std::string> texts() {
         std::vector<std::string> result;
-        for (int i = 0; i < rowCount(); ++i)
+        for (int i = 0; i < rowCount(); ++i) {
             result.push_back(edit(i).text().toStdString());
+        }
         return result;
     }
     std::vector<std::string> values(std::size_t index) {
         std::vector<std::string> result;
-        for (const auto& subItem : doc().nvItems()[index].getSubItems())
+        for (const auto& subItem : doc().nvItems()[index].getSubItems()) {
             result.push_back(subItem.value);
+        }
         return result;
     }
 };
@@ -297,8 +299,9 @@ TEST_F(Editor, WriteNvSendsTheItemAtOnce) {
 
 TEST_F(Editor, ScrollsManyRowsAndReturnsToTheTop) {
     std::string ring = "NV_LONG,1,ReadWrite,";
-    for (int i = 0; i < 128; ++i)
+    for (int i = 0; i < 128; ++i) {
         ring += "<BYTE,step " + std::to_string(i) + ">#";
+    }
     start((ring + "\nNV_SHORT,2,ReadWrite,<BYTE,x>#\n").c_str());
     run(CommandId::ReadSupportedItems);
     ASSERT_TRUE(QTest::qWaitFor([&] { return listBox().model()->rowCount() == 2; }));

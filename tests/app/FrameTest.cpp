@@ -22,19 +22,21 @@ using Frame = WindowFixture;
 /// The entries below a menu, one a line: "Menu/Text id", "-" for a separator.
 void collect(const QString& path, QMenu* menu, QStringList& lines) {
     for (QAction* action : menu->actions()) {
-        if (action->isSeparator())
+        if (action->isSeparator()) {
             lines << path + "/-";
-        else if (action->menu() != nullptr)
+        } else if (action->menu() != nullptr) {
             collect(path + "/" + action->text(), action->menu(), lines);
-        else
+        } else {
             lines << path + "/" + action->text() + " " + action->property("commandId").toString();
+        }
     }
 }
 
 QStringList menuLines(QMenuBar* bar) {
     QStringList lines;
-    for (QAction* action : bar->actions())
+    for (QAction* action : bar->actions()) {
         collect(action->text(), action->menu(), lines);
+    }
     return lines;
 }
 
@@ -94,8 +96,9 @@ TEST_F(Frame, HasTheToolbarWithItsTexts) {
     start();
     auto* bar = window().findChild<QToolBar*>("toolbar_134");
     QStringList buttons;
-    for (QAction* action : bar->actions())
+    for (QAction* action : bar->actions()) {
         buttons << (action->isSeparator() ? "-" : action->property("commandId").toString());
+    }
     EXPECT_EQ(buttons.join(' '), "32771 32772 32773 32774 32775 - 32776 - 32777 - 57664");
     EXPECT_EQ(bar->iconSize(), QSize(16, 16));
     EXPECT_EQ(window().action(CommandId::WriteListedToPhone)->toolTip(),
@@ -137,8 +140,9 @@ TEST_F(Frame, ShowsProgressLinesInOrder) {
     progressWindow->show();
     const auto shownAs = [](int line) { return " 7 - " + QString::number(line); };
     const auto add = [&](int from, int to) {
-        for (int i = from; i <= to; ++i)
+        for (int i = from; i <= to; ++i) {
             progressWindow->addLine(formatProgressLine(9000, static_cast<std::uint32_t>(i), 7, std::to_string(i)));
+        }
     };
     std::atomic<int> shown = 0;
     int next = 1;
@@ -151,8 +155,9 @@ TEST_F(Frame, ShowsProgressLinesInOrder) {
     std::jthread reader([&](const std::stop_token& stop) {
         for (int i = 0; i < kLines && !stop.stop_requested(); i += kBurst) {
             add(i + 1, i + kBurst);
-            while (shown < i && !stop.stop_requested()) // one burst may wait behind the one that is shown
+            while (shown < i && !stop.stop_requested()) { // one burst may wait behind the one that is shown
                 std::this_thread::yield();
+            }
         }
     });
     EXPECT_TRUE(QTest::qWaitFor([&] { return shown == kLines; }, 60000));
@@ -212,8 +217,9 @@ TEST_F(Frame, RemembersTheLastFourFiles) {
     EXPECT_FALSE(app().openDocument("missing"));
     EXPECT_EQ(messages.size(), 1u);
     QStringList names;
-    for (const QString& path : QSettings().value("recent/files").toStringList())
+    for (const QString& path : QSettings().value("recent/files").toStringList()) {
         names << path.section('/', -1);
+    }
     EXPECT_EQ(names.join(' '), "b e d c");
 }
 
@@ -279,8 +285,9 @@ class WhileWaiting : public QTimer {
 public:
     WhileWaiting(CMainFrame& window, std::function<void()> work) {
         QObject::connect(this, &QTimer::timeout, this, [&window, work = std::move(work)] {
-            if (window.isAnyWaiting())
+            if (window.isAnyWaiting()) {
                 work();
+            }
         });
         start(5);
     }
@@ -389,8 +396,9 @@ TEST_F(Frame, ClosesWithoutAQuestionOverAnEditThatDoesNotFit) {
             tessra::FaultRule slow;
             slow.delayMs = 100;
             service->port("COM1").faults().add(slow);
-            if (reading)
+            if (reading) {
                 run(CommandId::ReadFromPhone);
+            }
             type(0, "no number");
             QSignalSpy closed(&window(), &CMainFrame::closed);
             wholeProgram ? window().close() : frame().close();
@@ -403,8 +411,9 @@ TEST_F(Frame, ClosesWithoutAQuestionOverAnEditThatDoesNotFit) {
 
 TEST_F(Frame, ListsManyItems) {
     std::string ring;
-    for (int i = 65535; i >= 0; --i)
+    for (int i = 65535; i >= 0; --i) {
         ring += "NV_" + std::to_string(100000 + i) + "," + std::to_string(65535 - i) + ",ReadWrite,<BYTE,x>#\n";
+    }
     start(ring.c_str());
     run(CommandId::ReadSupportedItems);
     ASSERT_TRUE(QTest::qWaitFor([&] { return listBox().model()->rowCount() == 65536; }));

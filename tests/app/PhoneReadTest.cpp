@@ -12,15 +12,17 @@ using PhoneReading = DocumentFixture;
 
 std::string ringOf(int items) {
     std::string ring;
-    for (int i = 1; i <= items; ++i)
+    for (int i = 1; i <= items; ++i) {
         ring += "NV_" + std::to_string(i) + "," + std::to_string(i) + ",ReadWrite,<BYTE,x>#\n";
+    }
     return ring;
 }
 
 std::string phoneOf(int items) {
     std::string phone;
-    for (int i = 1; i <= items; ++i)
+    for (int i = 1; i <= items; ++i) {
         phone += std::to_string(i) + " 0 2a\n";
+    }
     return phone;
 }
 
@@ -35,22 +37,26 @@ TEST_F(PhoneReading, LeavesTheListToTheUserInterfaceUntilItsResultIsTaken) {
     EXPECT_TRUE(document->isReading());
     bool alphabetical = false;
     ASSERT_TRUE(ui.runUntil([&] {
-        if (ended)
+        if (ended) {
             return true;
+        }
         // What the views do meanwhile: order the list, edit it, show progress.
         document->sortItems(alphabetical = !alphabetical);
         document->storeItemData(0, "1");
-        for (std::string& line : progress.all())
+        for (std::string& line : progress.all()) {
             shown.push_back(std::move(line));
+        }
         return false;
     }));
-    for (std::string& line : progress.all())
+    for (std::string& line : progress.all()) {
         shown.push_back(std::move(line));
+    }
     ASSERT_EQ(shown.size(), static_cast<std::size_t>(kItems));
-    for (int i = 1; i <= kItems; ++i)
+    for (int i = 1; i <= kItems; ++i) {
         ASSERT_EQ(shown[static_cast<std::size_t>(i) - 1],
                   formatProgressLine(kItems, static_cast<std::uint32_t>(i), static_cast<std::uint16_t>(i),
                                      "NV_" + std::to_string(i)));
+    }
     EXPECT_FALSE(document->isReading());
     EXPECT_EQ(document->nvItems().size(), static_cast<std::size_t>(kItems));
     EXPECT_EQ(document->nvItems().back().getSubItems()[0].value, "42");
@@ -64,21 +70,25 @@ TEST(ProgressQueueTest, TellsItsTakerOncePerTakeAndLosesNoLine) {
     std::atomic<bool> done = false;
     std::thread reader([&] {
         for (int i = 0; i < kLines; ++i) {
-            if (queue.push(std::to_string(i)))
+            if (queue.push(std::to_string(i))) {
                 ++told;
+            }
         }
         done = true;
     });
     int next = 0;
     for (int takes = 0;; ++takes) {
-        while (told == takes && !done)
+        while (told == takes && !done) {
             std::this_thread::yield();
-        if (told == takes)
+        }
+        if (told == takes) {
             break;
+        }
         const auto lines = queue.takeAll();
         EXPECT_FALSE(lines.empty()) << "told for nothing";
-        for (const std::string& line : lines)
+        for (const std::string& line : lines) {
             EXPECT_EQ(line, std::to_string(next++));
+        }
     }
     reader.join();
     EXPECT_EQ(next, kLines);

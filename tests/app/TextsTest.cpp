@@ -36,16 +36,19 @@ TEST(SubFieldText, DecimalBecomesHexadecimalBitForBit) {
         EXPECT_EQ(decimalFromHex(row.hex), row.back) << row.hex;
     }
     for (const auto& [hex, decimal] :
-         {std::pair{"0x1F", "31"}, {"FFg", "255"}, {"g", "0"}, {"123456789", "4886718345"}})
+         {std::pair{"0x1F", "31"}, {"FFg", "255"}, {"g", "0"}, {"123456789", "4886718345"}}) {
         EXPECT_EQ(decimalFromHex(hex), decimal) << hex;
+    }
     EXPECT_NO_FATAL_FAILURE(decimalFromHex("0123456789abcdef0123456789abcdef")); // more than any type holds
 }
 
 TEST(SubFieldText, OnlyDecimalNumbersPass) {
-    for (const char* text : {"0", "-12", "+7", " 5", "5 \t", "007", "99999999999999999999"})
+    for (const char* text : {"0", "-12", "+7", " 5", "5 \t", "007", "99999999999999999999"}) {
         EXPECT_TRUE(isDecimalNumber(text)) << text;
-    for (const char* text : {"", " ", "-", "+-1", "12abc", "1.5", "0x1F", "5 6", "abc", "5/29/2009", "5,6"})
+    }
+    for (const char* text : {"", " ", "-", "+-1", "12abc", "1.5", "0x1F", "5 6", "abc", "5/29/2009", "5,6"}) {
         EXPECT_FALSE(isDecimalNumber(text)) << text;
+    }
 }
 
 TEST(SubFieldText, DatesAreLocalAndNeverFail) {
@@ -63,16 +66,18 @@ TEST(SubFieldText, DatesAreLocalAndNeverFail) {
         {"99999999999999999999", "99999999999999999999"},
         {"soon", "soon"},
     };
-    for (const auto& [value, shown] : rows)
+    for (const auto& [value, shown] : rows) {
         EXPECT_EQ(dateText(value), shown) << value;
+    }
     before.empty() ? unsetenv("TZ") : setenv("TZ", before.c_str(), 1);
     tzset();
 }
 
 TEST(SubFieldText, LabelsAreAlignedAndUnknownTypesStandForThemselves) {
     for (const char* type :
-         {"BYTE", "SIGNED_BYTE", "WORD", "SIGNED WORD", "DWORD", "SIGNED_DWORD", "QWORD", "SIGNED QWORD"})
+         {"BYTE", "SIGNED_BYTE", "WORD", "SIGNED WORD", "DWORD", "SIGNED_DWORD", "QWORD", "SIGNED QWORD"}) {
         EXPECT_EQ(typeLabel(type).size(), 22u) << type;
+    }
     EXPECT_EQ(typeLabel("SIGNED_BYTE"), "<  signed 1 byte   >  ");
     EXPECT_EQ(typeLabel("SIGNED BYTE"), typeLabel("SIGNED_BYTE"));
     EXPECT_EQ(typeLabel("DWORD"), "< unsigned 4 bytes >  ");
@@ -111,8 +116,9 @@ TEST(ItemSearch, PrefersNumbersAndThenNames) {
         {"", std::nullopt, ""},
         {"0", std::nullopt, "no line starts with it and no name holds it"},
     };
-    for (const Row& row : rows)
+    for (const Row& row : rows) {
         EXPECT_EQ(findItem(items, row.query), row.found) << row.query << ": " << row.why;
+    }
     EXPECT_EQ(findItem({}, "94"), std::nullopt);
     EXPECT_EQ(findItem(std::span(items).first(1), "94"), 0u) << "a single line is searched as well";
     EXPECT_EQ(itemLine(items[1]), "946\tNV_B");
@@ -141,8 +147,9 @@ TEST(MoxWriteForm, IsChosenByTheFieldsThatWereGiven) {
          {"f", "65537x", "4294967297", "258", "-1", "", ""},
          {1, PhoneProperties{1, 2, 255, "", ""}}},
     };
-    for (const Row& row : rows)
+    for (const Row& row : rows) {
         EXPECT_EQ(chooseMoxWriteForm(row.typed), row.form) << row.what;
+    }
 }
 
 } // namespace

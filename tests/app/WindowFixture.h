@@ -27,8 +27,9 @@ protected:
     CCalvaneDoc& doc() { return frame().document(); }
 
     void start(const char* ring = kRing, const QString& file = {}) {
-        if (ring != nullptr)
+        if (ring != nullptr) {
             write("NV Decoder.vrk", ring);
+        }
         ASSERT_TRUE(app().initInstance(folder, file));
         ASSERT_TRUE(QTest::qWaitForWindowActive(&window()));
     }
@@ -76,8 +77,9 @@ protected:
         timer->setInterval(5);
         QObject::connect(timer, &QTimer::timeout, timer, [timer, answer = std::move(answer)] {
             QWidget* modal = QApplication::activeModalWidget();
-            if (modal == nullptr || !modal->isVisible())
+            if (modal == nullptr || !modal->isVisible()) {
                 return;
+            }
             timer->stop();
             timer->deleteLater();
             answer(modal);

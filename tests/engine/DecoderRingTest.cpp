@@ -53,15 +53,17 @@ std::string message(int number, const std::string& line, const std::string& word
 
 std::vector<std::string> layoutOf(const NvItem& item) {
     std::vector<std::string> texts{std::to_string(item.getId()), item.getName(), item.getAccess()};
-    for (const SubItem& subItem : item.getSubItems())
+    for (const SubItem& subItem : item.getSubItems()) {
         texts.push_back(subItem.typeName + ":" + subItem.description + subItem.value);
+    }
     return texts;
 }
 
 std::string repeated(const std::string& text, int times) {
     std::string all;
-    while (times-- > 0)
+    while (times-- > 0) {
         all += text;
+    }
     return all;
 }
 
@@ -101,8 +103,9 @@ TEST(RingLine, TypeCodesAreFixed) {
     const NvItem item("X,1,R,<SIGNED_QWORD,h>#<QWORD,g>#<SIGNED_DWORD,f>#<DWORD,e>#<SIGNED_WORD,d>#<WORD,c>#"
                       "<SIGNED_BYTE,b>#<BYTE,a>#");
     std::vector<int> codes;
-    for (const SubItemType type : item.getSubItemTypes())
+    for (const SubItemType type : item.getSubItemTypes()) {
         codes.push_back(static_cast<int>(type));
+    }
     EXPECT_THAT(codes, ElementsAre(7, 6, 5, 4, 3, 2, 1, 0));
 }
 
@@ -277,15 +280,18 @@ TEST_F(RingFile, LinesOfAnyLength) {
 
 TEST_F(RingFile, WholeNumberRangeAndLayoutsOutliveTheRing) {
     std::string content;
-    for (int number = 65535; number >= 0; --number)
+    for (int number = 65535; number >= 0; --number) {
         content += "NV_" + std::to_string(number) + "_I," + std::to_string(number) + ",ReadWrite,<WORD,v" +
                    std::to_string(number) + ">#\n";
+    }
     ASSERT_EQ(load(content), "");
     ASSERT_EQ(items_.size(), 65536u);
     std::vector<NvItem> kept;
-    for (const auto& [number, item] : items_)
-        if (number % 1000 == 7)
+    for (const auto& [number, item] : items_) {
+        if (number % 1000 == 7) {
             kept.push_back(item);
+        }
+    }
     items_.clear();
     for (const NvItem& item : kept) {
         const std::string number = std::to_string(item.getId());

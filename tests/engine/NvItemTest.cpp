@@ -26,22 +26,25 @@ const std::string kPrefix = "Calvane::NvItem::setData( const string commaDelimit
 /// An item named NV_X with sub-fields a, b, c... of these types.
 NvItem itemOf(const std::vector<std::string>& types) {
     std::string line = "NV_X,5,ReadWrite,";
-    for (std::size_t i = 0; i < types.size(); ++i)
+    for (std::size_t i = 0; i < types.size(); ++i) {
         line += "<" + types[i] + "," + static_cast<char>('a' + i % 26) + ">#";
+    }
     return NvItem(line);
 }
 
 std::vector<std::string> values(const NvItem& item) {
     std::vector<std::string> texts;
-    for (const SubItem& subItem : item.getSubItems())
+    for (const SubItem& subItem : item.getSubItems()) {
         texts.push_back(subItem.value);
+    }
     return texts;
 }
 
 std::vector<std::string> typeNames(const NvItem& item) {
     std::vector<std::string> texts;
-    for (const SubItem& subItem : item.getSubItems())
+    for (const SubItem& subItem : item.getSubItems()) {
         texts.push_back(subItem.typeName);
+    }
     return texts;
 }
 
@@ -176,8 +179,9 @@ TEST(NvItem, TextDataIsStoredAndKeptAsTyped) {
         item.setData(row.text);
         EXPECT_EQ(data(item), block(row.bytes));
         std::string joined;
-        for (const std::string& value : values(item))
+        for (const std::string& value : values(item)) {
             joined += (joined.empty() ? "" : ",") + value;
+        }
         EXPECT_EQ(joined, row.text);
     }
 }
@@ -359,22 +363,25 @@ TEST(NvItem, RandomItemsSurviveTheWayThroughText) {
         std::size_t width = 0;
         for (unsigned wanted = 1 + below(128); types.size() < wanted;) {
             const SubItemTypeInfo& type = kSubItemTypes[below(types.size() % 3 == 0 ? 8 : 2)];
-            if (width + type.bytes > 128)
+            if (width + type.bytes > 128) {
                 break;
+            }
             width += type.bytes;
             types.emplace_back(type.ringSpelling);
         }
         Bytes bytes(width);
         const unsigned extremes = below(3); // every third layout: sign bits and limits
-        for (unsigned char& byte : bytes)
+        for (unsigned char& byte : bytes) {
             byte = extremes == 0 ? std::array<unsigned char, 4>{0, 0x7F, 0x80, 0xFF}[below(4)]
                                  : static_cast<unsigned char>(below(256));
+        }
 
         NvItem raw = itemOf(types);
         raw.setData(block(bytes, 0xAA).data());
         std::string texts;
-        for (const std::string& value : values(raw))
+        for (const std::string& value : values(raw)) {
             texts += (texts.empty() ? "" : ",") + value;
+        }
         NvItem typed = itemOf(types);
         typed.setData(texts);
         ASSERT_EQ(data(typed), block(bytes)) << texts;

@@ -43,8 +43,9 @@ TEST(SampleRing, ShowsEveryKindOfItem) {
 TEST(SampleRing, HasTheDateItems) {
     std::set<std::string> found;
     for (const auto& [number, item] : sampleRing()) {
-        if (item.getName() != "NV_RF_NV_LOADED_DATE_I" && item.getName() != "NV_RF_CAL_DATE_I")
+        if (item.getName() != "NV_RF_NV_LOADED_DATE_I" && item.getName() != "NV_RF_CAL_DATE_I") {
             continue;
+        }
         found.insert(item.getName());
         EXPECT_TRUE(item.isWritable() && item.isTime());
         EXPECT_EQ(item.getSubItemTypes(), std::vector{SubItemType::DWORD});
@@ -59,8 +60,9 @@ TEST(SamplePhone, EveryLineFitsTheRing) {
     std::set<int> numbers;
     std::size_t otherStatus = 0;
     for (std::string line; std::getline(in, line);) {
-        if (line.empty() || line.starts_with("//"))
+        if (line.empty() || line.starts_with("//")) {
             continue;
+        }
         SCOPED_TRACE(line);
         std::istringstream words(line);
         int number = -1;
@@ -76,8 +78,9 @@ TEST(SamplePhone, EveryLineFitsTheRing) {
         const auto item = ring.find(static_cast<std::uint16_t>(number));
         ASSERT_NE(item, ring.end());
         std::size_t width = 0;
-        for (const SubItemType type : item->second.getSubItemTypes())
+        for (const SubItemType type : item->second.getSubItemTypes()) {
             width += subItemTypeInfo(type).bytes;
+        }
         if (status == 0) {
             EXPECT_EQ(hex.find_first_not_of("0123456789abcdef"), std::string::npos);
             EXPECT_EQ(hex.size() % 2, 0u);

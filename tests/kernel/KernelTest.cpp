@@ -23,8 +23,9 @@ TEST(TickCountTest, ElapsedTimeAcrossTheWrap) {
         {"wrapped past zero", 0xFFFFFFF0, 0x10, 0x1F},
         {"now one below start", 5, 4, 0xFFFFFFFE},
     };
-    for (const auto& row : rows)
+    for (const auto& row : rows) {
         EXPECT_EQ(kernel::elapsedMs(row.start, row.now), row.elapsed) << row.name;
+    }
 }
 
 TEST(TickCountTest, GoesOnCountingFromWhereATestPutsIt) {
@@ -32,8 +33,9 @@ TEST(TickCountTest, GoesOnCountingFromWhereATestPutsIt) {
     const std::uint32_t start = kernel::tickCount();
     EXPECT_GE(start, 0xFFFFFFFE);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (kernel::tickCount() >= 0xFFFFFFFE && std::chrono::steady_clock::now() < deadline)
+    while (kernel::tickCount() >= 0xFFFFFFFE && std::chrono::steady_clock::now() < deadline) {
         kernel::sleepMs(1);
+    }
     EXPECT_LT(kernel::tickCount(), 20000U);
     kernel::resetTickCountForTests();
     const std::uint32_t before = kernel::tickCount();

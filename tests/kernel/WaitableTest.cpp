@@ -46,12 +46,14 @@ TEST(AutoResetEventTest, EachSetReleasesExactlyOneOfManyWaiters) {
     kernel::AutoResetEvent passed;
     std::atomic<int> through{0};
     std::vector<std::unique_ptr<kernel::Thread>> threads;
-    for (int i = 0; i < kWaiters; ++i)
+    for (int i = 0; i < kWaiters; ++i) {
         threads.push_back(std::make_unique<kernel::Thread>([&] {
-            if (event.wait(kPatienceMs) == WaitResult::kSignalled)
+            if (event.wait(kPatienceMs) == WaitResult::kSignalled) {
                 ++through;
+            }
             passed.set();
         }));
+    }
     for (int released = 1; released <= kWaiters; ++released) {
         event.set();
         ASSERT_EQ(passed.wait(kPatienceMs), WaitResult::kSignalled);
@@ -88,13 +90,14 @@ TEST(MutexTest, KeepsThreadsApart) {
     int count = 0; // not atomic: the mutex alone keeps the sum right
     {
         std::vector<std::unique_ptr<kernel::Thread>> threads;
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < 3; ++i) {
             threads.push_back(std::make_unique<kernel::Thread>([&] {
                 for (int round = 0; round < kRounds; ++round) {
                     const kernel::MutexLock lock(mutex);
                     ++count;
                 }
             }));
+        }
     }
     EXPECT_EQ(count, 3 * kRounds);
 }
@@ -133,8 +136,9 @@ TEST(WaitForAnyTest, LosesNoSignalOfEitherObject) {
     kernel::Thread setter([&] {
         for (int round = 0; round < kRounds; ++round) {
             signals[round % 2].set();
-            if (answer.wait(kPatienceMs) == WaitResult::kTimedOut)
+            if (answer.wait(kPatienceMs) == WaitResult::kTimedOut) {
                 return;
+            }
         }
     });
     kernel::Waitable* const both[] = {&signals[0], &signals[1]};
@@ -145,21 +149,24 @@ TEST(WaitForAnyTest, LosesNoSignalOfEitherObject) {
 }
 
 TEST(SpinPatienceTest, SpinsForWhatComesAtOnceAndSoonNoMoreForWhatDoesNot) {
-    if (!kernel::canSpin())
+    if (!kernel::canSpin()) {
         GTEST_SKIP() << "one processor alone";
+    }
     using kernel::SpinPatience;
     SpinPatience patience;
     std::atomic<bool> flag{false};
     constexpr int kWaits = 50 * (SpinPatience::kMostSkipped + 1);
     const std::clock_t start = std::clock();
-    for (int wait = 0; wait < kWaits; ++wait)
+    for (int wait = 0; wait < kWaits; ++wait) {
         ASSERT_FALSE(patience.spin(flag));
+    }
     const double spentUs = double(std::clock() - start) * 1e6 / CLOCKS_PER_SEC;
     EXPECT_LT(spentUs, kWaits * SpinPatience::kSpinUs / 8.0) << "long waits burn the processor";
     flag = true;
     std::uint32_t skipped = 0;
-    while (!patience.spin(flag))
+    while (!patience.spin(flag)) {
         ASSERT_LE(++skipped, SpinPatience::kMostSkipped) << "never tried again";
+    }
     EXPECT_TRUE(patience.spin(flag)) << "not trusted again after one success";
 }
 

@@ -192,10 +192,11 @@ TEST(ComThreadManagerTest, TheDestructorWaitsForAbandonedItemsAndTheThread) {
         {
             ComThreadManager manager(1);
             worker = manager.workerThread();
-            if (busyWithAnItem)
+            if (busyWithAnItem) {
                 abandon(manager, slow);
-            else
+            } else {
                 ASSERT_TRUE(window::post(worker, slow.task));
+            }
             started.wait(); // work goes before messages that the worker has not yet seen
             abandon(manager, unstarted);
             abandoned.set();

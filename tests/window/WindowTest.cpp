@@ -57,11 +57,13 @@ TEST(MessageQueueTest, KeepsTheOrderAndEndsWithItsThread) {
 
     std::string order;
     window::createQueue();
-    for (const char c : {'a', 'b', 'c'})
+    for (const char c : {'a', 'b', 'c'}) {
         ASSERT_TRUE(window::post(kHere, [&order, c] { order += c; }));
+    }
     window::Message message;
-    while (window::peek(message))
+    while (window::peek(message)) {
         window::dispatch(message);
+    }
     EXPECT_EQ(order, "abc");
 }
 
@@ -81,10 +83,12 @@ TEST(WaitForObjectOrInputTest, Outcomes) {
     window::createQueue();
     for (const auto& row : rows) {
         kernel::AutoResetEvent event;
-        if (row.posted)
+        if (row.posted) {
             window::post(kHere, [] {});
-        if (row.set)
+        }
+        if (row.set) {
             event.set();
+        }
         EXPECT_EQ(window::waitForObjectOrInput(event, row.timeoutMs), row.first) << row.name;
         EXPECT_EQ(window::waitForObjectOrInput(event, row.timeoutMs), row.second) << row.name;
         emptyQueue();
@@ -100,11 +104,13 @@ TEST(WaitForObjectOrInputTest, LosesNeitherSignalsNorMessages) {
     kernel::Thread poster([&] {
         for (int round = 0; round < kRounds; ++round) {
             const bool signal = round % 4 == 0;
-            if (signal)
+            if (signal) {
                 event.set(); // and at once a message, which must not take the signal's place in the woken wait
+            }
             window::post(kHere, [] {});
-            if (signal && answer.wait(kPatienceMs) == WaitResult::kTimedOut)
+            if (signal && answer.wait(kPatienceMs) == WaitResult::kTimedOut) {
                 return;
+            }
         }
     });
     int signals = 0;
@@ -117,8 +123,9 @@ TEST(WaitForObjectOrInputTest, LosesNeitherSignalsNorMessages) {
             answer.set();
         }
         window::Message message;
-        if (outcome == WaitOutcome::kInput && window::peek(message))
+        if (outcome == WaitOutcome::kInput && window::peek(message)) {
             ++messages;
+        }
     }
     EXPECT_EQ(signals, kRounds / 4);
     EXPECT_EQ(messages, kRounds);
@@ -152,8 +159,9 @@ TEST(PumpingWaitTest, TimesOutAlthoughMessagesKeepComing) {
     kernel::AutoResetEvent never;
     const auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
     const std::function<void()> again = [&] {
-        if (std::chrono::steady_clock::now() < giveUp)
+        if (std::chrono::steady_clock::now() < giveUp) {
             window::post(kHere, again);
+        }
     };
     window::createQueue();
     for (const auto pump : {window::Pump::kWholeQueue, window::Pump::kOneByOne}) {

@@ -45,6 +45,6 @@ private:
     void exchange(bool registering, std::uint16_t& handle) const;
 
     std::string clientName_;
-    std::string machineName_;                           // this computer's, in lower case
+    std::string machineName_;                           ///< this computer's, in lower case
     std::map<std::string, Registration> registrations_; ///< by machine name in lower case
 };

@@ -118,9 +118,9 @@ private:
     struct Item {
         explicit Item(Work toDo) : work(std::move(toDo)) {}
 
-        Work work;                          // the worker's from the moment it is queued
+        Work work;                          ///< the worker's from the moment it is queued
         std::optional<std::string> failure; ///< written by the worker before `done`, read by the caller after it
-        bool hasRun = false;                // guarded by pendingLock_
+        bool hasRun = false;                ///< guarded by pendingLock_
         kernel::AutoResetEvent done;
     };
 

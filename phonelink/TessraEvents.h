@@ -98,24 +98,24 @@ private:
     std::uint64_t lastStopped_ = 0;
     std::uint64_t lastEnded_ = 0;
 
-    std::mutex controlLock_;                   // held by who starts the notifier or waits for its end
+    std::mutex controlLock_;                   ///< held by who starts the notifier or waits for its end
     std::unique_ptr<kernel::Thread> notifier_; ///< guarded by controlLock_
-    std::optional<std::string> startFailure_;  // written by the notifier before started_, read after it
+    std::optional<std::string> startFailure_;  ///< written by the notifier before started_, read after it
     std::atomic<kernel::ThreadId> notifierId_; ///< written by the notifier
-    kernel::AutoResetEvent started_;           // the notifier has started, or ended
-    kernel::AutoResetEvent quit_;              // the notifier shall end
-    kernel::AutoResetEvent queued_;            // look at the queue, and at quit_
+    kernel::AutoResetEvent started_;           ///< the notifier has started, or ended
+    kernel::AutoResetEvent quit_;              ///< the notifier shall end
+    kernel::AutoResetEvent queued_;            ///< look at the queue, and at quit_
     /// Events are delivered: subscribed, and not told to stop. Becomes true under the session's lock, so that a stop
     /// on the worker, which acts for a holder of that lock, finds a notifier before its subscription or after it.
     std::atomic<bool> running_ = false;
     std::atomic<bool> unsubscribed_ = false; ///< the worker has ended the subscription in the notifier's place
 
-    std::mutex listenerLock_;             // held during deliveries
+    std::mutex listenerLock_;             ///< held during deliveries
     std::vector<Registration> listeners_; ///< guarded by listenerLock_
 
     kernel::Mutex queueLock_;
     std::deque<ServerEventRecord> queue_; ///< guarded by queueLock_
-    bool accepting_ = false;              // guarded by queueLock_
+    bool accepting_ = false;              ///< guarded by queueLock_
     /// Events on their way into the queue; touched on the worker alone. While one waits for the queue, a later one may
     /// arrive by a message and get there first: it takes along what stands before it.
     std::deque<ServerEventRecord> arriving_;

@@ -58,9 +58,9 @@ private:
         ClientId client;
         com::ApartmentId home;
         std::atomic<bool> active{true};
-        std::atomic<bool> homeless{false};      // its apartment is gone
+        std::atomic<bool> homeless{false};      ///< its apartment is gone
         std::atomic<std::uint32_t> onTheWay{0}; ///< events that it has not heard yet
-        bool isBehind = false;                  // and it misses some; the owner's
+        bool isBehind = false;                  ///< and it misses some; the owner's
         /// A counted reference, used and given back in its home alone. One whose home is gone is never given back: the
         /// sink may be gone as well.
         IEventSink* sink;

@@ -48,17 +48,17 @@ enum class Call : std::uint8_t {
 inline constexpr std::size_t kCallCount = 24;
 
 enum class FaultKind : std::uint8_t {
-    kNone,           // nothing but the rule's delay
-    kNoAnswer,       // waits out the call's time-out (0 for calls that have none), then kResponseTimeout; for
-                     /// Call::kDescribePhone: the description of a phone that has never answered
-    kNvStatus,       // the phone refuses the NV item with status `value`; a write does not reach its memory
-    kServerCode,     // fails with the 32-bit code `value`
-    kBadResponse,    // kBadPhoneResponse
-    kShortAnswer,    // the answer is cut to `value` bytes
-    kVanish,         // the phone is gone from this call on
+    kNone,           ///< nothing but the rule's delay
+    kNoAnswer,       ///< waits out the call's time-out (0 for calls that have none), then kResponseTimeout; for
+                     ///< Call::kDescribePhone: the description of a phone that has never answered
+    kNvStatus,       ///< the phone refuses the NV item with status `value`; a write does not reach its memory
+    kServerCode,     ///< fails with the 32-bit code `value`
+    kBadResponse,    ///< kBadPhoneResponse
+    kShortAnswer,    ///< the answer is cut to `value` bytes
+    kVanish,         ///< the phone is gone from this call on
     kThrowException, ///< a C++ exception leaves the object
-    kNullObject,     // success, but no object
-    kWrongObject,    // success, but an object without the interface that the client needs (where it has to ask for it)
+    kNullObject,     ///< success, but no object
+    kWrongObject, ///< success, but an object without the interface that the client needs (where it has to ask for it)
 };
 
 struct FaultRule {

@@ -24,10 +24,10 @@ std::uint16_t frameCheck(std::span<const std::uint8_t> bytes);
 std::vector<std::uint8_t> encodeFrame(std::span<const std::uint8_t> packet);
 
 enum class FrameResult : std::uint8_t {
-    kMore,    // all bytes are used up
-    kPacket,  // FrameDecoder::packet() is one
+    kMore,    ///< all bytes are used up
+    kPacket,  ///< FrameDecoder::packet() is one
     kDamaged, ///< a frame whose check sequence is wrong
-    kBroken,  // a frame that is too long, too short for a check sequence, or given up by its sender
+    kBroken,  ///< a frame that is too long, too short for a check sequence, or given up by its sender
 };
 
 /// Finds the packets in the bytes of a line, whatever they are, in a constant amount of memory.

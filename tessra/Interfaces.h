@@ -61,14 +61,14 @@ inline constexpr std::uint16_t kPortWithPhone = 2;
 
 struct PortDescription {
     std::uint16_t state = 0; ///< 0 no phone, 1 the port can't be used now, 2 a phone is present
-    std::string portName;    // such as "COM3"
+    std::string portName;    ///< such as "COM3"
 };
 
 struct PhoneDescription {
     PhoneMode mode = PhoneMode::kNone;
-    bool answering = false;          // the flag: the phone has answered its last version request
+    bool answering = false;          ///< the flag: the phone has answered its last version request
     std::uint32_t answeredCount = 0; ///< the count: packets that this phone has answered since it appeared
-    std::string model;               // the three description texts, in the order in which clients receive them
+    std::string model;               ///< the three description texts, in the order in which clients receive them
     std::string softwareVersion;
     std::string serialNumber;
 };

@@ -8,7 +8,7 @@ namespace tessra {
 /// The serial line of a port.
 struct LineSetup {
     std::filesystem::path device; ///< empty: the port has no line but a simulated phone
-    std::uint32_t baud = 115200;  // see SerialPort for the speeds that there are
+    std::uint32_t baud = 115200;  ///< see SerialPort for the speeds that there are
     /// How often the service asks an idle line for its phone, and tries again to open one that can't be opened.
     std::uint32_t askEveryMs = 1000;
     /// How long it waits then for the answer.

@@ -57,10 +57,10 @@ private:
     FileDescriptor lock_;
     FileDescriptor file_; ///< none until the file exists
     NvCells cells_;
-    std::size_t goodBytes_ = 0;  // the file's length up to its last complete line
-    std::size_t fileBytes_ = 0;  // its whole length; what lies between is a torn tail, cut off before an append
+    std::size_t goodBytes_ = 0;  ///< the file's length up to its last complete line
+    std::size_t fileBytes_ = 0;  ///< its whole length; what lies between is a torn tail, cut off before an append
     std::size_t extraLines_ = 0; ///< lines that a rewrite would save
-    bool changed_ = false;       // something was stored since the last rewrite
+    bool changed_ = false;       ///< something was stored since the last rewrite
 };
 
 } // namespace tessra

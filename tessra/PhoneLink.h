@@ -13,11 +13,11 @@ namespace tessra {
 
 /// What a link knows about its phone without asking it.
 struct PhoneView {
-    bool usable = false;                  // false: the line or the phone's memory can't be had now
+    bool usable = false;                  ///< false: the line or the phone's memory can't be had now
     PhoneState state = PhoneState::kNone; ///< present: packets may go to it
-    PhoneMode mode = PhoneMode::kNone;    // as last known; none where state is none
-    std::uint32_t appearance = 0;         // a number that is another each time that the phone has come (back)
-    Status trouble = com::kOk;            // a failure for every packet that says more than that there is no phone
+    PhoneMode mode = PhoneMode::kNone;    ///< as last known; none where state is none
+    std::uint32_t appearance = 0;         ///< a number that is another each time that the phone has come (back)
+    Status trouble = com::kOk;            ///< a failure for every packet that says more than that there is no phone
 };
 
 /// The way to the phone on one port: a phone in this process or one at the end of a line. Any thread may call any

@@ -23,7 +23,7 @@ struct PhoneSetup {
     PhoneMode mode = PhoneMode::kOnline;
     std::size_t versionBytes = kVersionAnswerBytes; ///< of the version answer; 0: it refuses to tell its version
     std::int32_t leaveAfterMs = 0; ///< from the agreement to a reset until the phone leaves; -1: it never leaves
-    std::int32_t awayMs = 1500;    // until it is back from then on; -1: it never comes back
+    std::int32_t awayMs = 1500;    ///< until it is back from then on; -1: it never comes back
 };
 
 /// One phone as its packets show it: NV memory, modes, access code, version, and its absence after a reset. The same

@@ -88,16 +88,16 @@ private:
     const std::shared_ptr<EventThread> thread_;
     FaultGate gate_;
 
-    mutable std::mutex lock_;         // guards all that follows; never held during an exchange with the phone
+    mutable std::mutex lock_;         ///< guards all that follows; never held during an exchange with the phone
     std::shared_ptr<PhoneLink> link_; ///< null once closed
-    PhoneView seen_;                  // the link's view when it was last looked at
-    std::uint32_t answered_ = 0;      // packets that the phone has answered since it appeared
+    PhoneView seen_;                  ///< the link's view when it was last looked at
+    std::uint32_t answered_ = 0;      ///< packets that the phone has answered since it appeared
     ClientId lastClient_ = 0;
     ClientId locker_ = 0; ///< 0: nobody
     std::optional<std::uint16_t> stateOverride_;
     EventHub events_;
     std::vector<LoggedPacket> log_; ///< a ring, once it is full
-    std::size_t logNext_ = 0;       // where the next packet goes
+    std::size_t logNext_ = 0;       ///< where the next packet goes
 };
 
 } // namespace tessra

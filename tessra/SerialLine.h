@@ -94,9 +94,9 @@ private:
     /// What a request has met while it waits for its answer.
     struct Hearing {
         Status damage = com::kOk; ///< of the last damaged frame
-        bool pending = false;     // bytes have come since the last whole frame: noise, or a frame that goes on
-        bool gone = false;        // the device has left
-        bool echo = false;        // the line repeats what is sent
+        bool pending = false;     ///< bytes have come since the last whole frame: noise, or a frame that goes on
+        bool gone = false;        ///< the device has left
+        bool echo = false;        ///< the line repeats what is sent
         std::size_t bytes = 0;
         std::uint64_t strayBefore = 0; ///< the decoder's stray bytes up to the last whole frame
     };
@@ -141,7 +141,7 @@ private:
     SerialPort port_;
     FrameDecoder decoder_;
     bool unsettled_ = true;
-    std::uint8_t settler_ = 0;          // the command that settles the line
+    std::uint8_t settler_ = 0;          ///< the command that settles the line
     std::optional<std::uint8_t> loose_; ///< the command of which answers may still come on a settled line
 
     Clock::time_point answeredAt_; ///< the last answer that was waited for
@@ -150,26 +150,26 @@ private:
     std::condition_variable turnFree_;
     std::condition_variable viewKnown_;
     bool closed_ = false;
-    bool taken_ = false;       // somebody has the turn
-    bool keeperAsks_ = false;  // and it is the keeper, with a question
-    unsigned waiting_ = 0;     // clients that wait for the turn
-    bool present_;             // false: as if the phone were not there
-    bool open_ = false;        // the device can be used
-    bool lost_ = false;        // it has left, and is to be closed
-    bool known_ = false;       // the first question is over
+    bool taken_ = false;       ///< somebody has the turn
+    bool keeperAsks_ = false;  ///< and it is the keeper, with a question
+    unsigned waiting_ = 0;     ///< clients that wait for the turn
+    bool present_;             ///< false: as if the phone were not there
+    bool open_ = false;        ///< the device can be used
+    bool lost_ = false;        ///< it has left, and is to be closed
+    bool known_ = false;       ///< the first question is over
     bool changedView_ = false; ///< and nobody has been told yet
     Status trouble_ = com::kOk;
     PhoneState state_ = PhoneState::kNone;
     PhoneMode mode_ = PhoneMode::kNone;
     std::uint32_t appearance_ = 0;
     Bytes version_;
-    unsigned misses_ = 0;          // questions without answer since the last answer
-    bool sawReset_ = false;        // the phone has said that it is about to leave
+    unsigned misses_ = 0;          ///< questions without answer since the last answer
+    bool sawReset_ = false;        ///< the phone has said that it is about to leave
     Clock::time_point watchUntil_; ///< until then a reset is being watched
     Clock::time_point nextAsk_;
     Clock::time_point lastAskEnd_;
     Clock::time_point lastAnswer_; ///< to a client
-    std::string reported_;         // the last problem in the log, while it lasts
+    std::string reported_;         ///< the last problem in the log, while it lasts
     std::thread keeper_;
 };
 

@@ -12,7 +12,7 @@
 namespace tessra {
 
 struct PortConfig {
-    std::string name;         // such as "COM1"
+    std::string name;         ///< such as "COM1"
     std::uint16_t number = 0; ///< what clients know it by; not 0, and no other port's
     /// The serial line on which its phone is; without a device it is the simulated phone that follows.
     LineSetup line;

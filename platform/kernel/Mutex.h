@@ -21,7 +21,7 @@ private:
     void take(ThreadId thread) override;
 
     /// Guarded by the dispatcher lock.
-    ThreadId owner_;          // no thread: free
+    ThreadId owner_;          ///< no thread: free
     std::uint32_t count_ = 0; ///< waits of the owner that are not yet released
 };
 

@@ -27,7 +27,7 @@ public:
     bool spin(const std::atomic<bool>& flag);
 
 private:
-    std::uint32_t toSkip_ = 0;   // waits that will not spin
+    std::uint32_t toSkip_ = 0;   ///< waits that will not spin
     std::uint32_t skipNext_ = 0; ///< waits that will not spin after the next spin in vain
 };
 

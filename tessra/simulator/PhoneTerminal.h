@@ -20,17 +20,17 @@ namespace tessra {
 
 /// What the line to a simulated phone does wrong. Packets are counted from 1; 0 stands for never.
 struct LineFaults {
-    double bitErrors = 0;        // the probability for each bit, in both directions, to be inverted
-    double lostBytes = 0;        // the probability for each byte, in both directions, to be lost
+    double bitErrors = 0;        ///< the probability for each bit, in both directions, to be inverted
+    double lostBytes = 0;        ///< the probability for each byte, in both directions, to be lost
     bool sparesRequests = false; ///< these two meet the answers alone
     std::uint64_t seed = 1;
-    std::uint32_t delayMs = 0;      // before each answer
-    std::uint32_t silentFrom = 0;   // from this packet on there is no answer
+    std::uint32_t delayMs = 0;      ///< before each answer
+    std::uint32_t silentFrom = 0;   ///< from this packet on there is no answer
     std::uint32_t garbageBytes = 0; ///< bytes of no frame before each answer and its delay
-    std::uint32_t unplugAt = 0;     // this packet finds the terminal gone
-    std::int32_t backAfterMs = -1;  // from then until there is a new terminal; -1: there is none
-    std::uint32_t babbleFrom = 0;   // from this packet on, bytes without end instead of answers
-    bool echoes = false;            // what comes goes back at once, as on a line of a single wire
+    std::uint32_t unplugAt = 0;     ///< this packet finds the terminal gone
+    std::int32_t backAfterMs = -1;  ///< from then until there is a new terminal; -1: there is none
+    std::uint32_t babbleFrom = 0;   ///< from this packet on, bytes without end instead of answers
+    bool echoes = false;            ///< what comes goes back at once, as on a line of a single wire
 };
 
 /// A phone behind a pseudo-terminal of this machine: frames come in, the model's answers go out. Whoever opens the
@@ -83,8 +83,8 @@ private:
     std::atomic<std::uint64_t> packets_ = 0;
 
     mutable std::mutex lock_; ///< guards all that follows
-    FileDescriptor master_;   // none while unplugged
-    FileDescriptor slave_;    // held, so that the master has no hang-up when a client closes the device
+    FileDescriptor master_;   ///< none while unplugged
+    FileDescriptor slave_;    ///< held, so that the master has no hang-up when a client closes the device
     std::string device_;
     LineFaults faults_;
     std::uint32_t faultPackets_ = 0; ///< packets since the faults were set

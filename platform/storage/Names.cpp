@@ -1,8 +1,10 @@
 #include "platform/storage/Names.h"
 
 #include "platform/storage/Status.h"
+#include "platform/storage/Storage.h"
 
-#include <cstring>
+#include <algorithm>
+#include <string>
 
 namespace storage {
 namespace {
@@ -69,36 +71,30 @@ char32_t takeCodePoint(std::string_view& text) {
 
 } // namespace
 
-Name::Name(std::u16string_view units) : units_(units) {
-    if (units.empty() || units.size() > kMaxNameUnits) {
-        throw Failure(kInvalidName);
-    }
-    for (std::size_t at = 0; at < units.size(); ++at) {
-        const char16_t unit = units[at];
-        if (unit == u'\0' || unit == u'/' || unit == u'\\' || unit == u':' || unit == u'!') {
-            throw Failure(kInvalidName);
-        }
-        put16(&bytes_[2 * at], unit);
-    }
+Name::Name(std::u16string_view units) : length_(static_cast<std::uint16_t>(units.size())) {
+    std::ranges::copy(units, units_.begin());
 }
 
-std::strong_ordering compareEntryNames(ByteView left, ByteView right) {
-    if (left.size() != right.size()) {
-        return left.size() <=> right.size();
+Name Name::checked(std::u16string_view units) {
+    constexpr std::u16string_view kForbidden(u"/\\:!\0", 5);
+    if (units.empty() || units.size() > kMaxNameUnits || units.find_first_of(kForbidden) != units.npos) {
+        throw Failure(kInvalidName);
     }
-    std::size_t at = 0;
-    // Names that stand side by side begin alike.
-    while (at + 8 <= left.size() && std::memcmp(&left[at], &right[at], 8) == 0) {
-        at += 8;
+    return Name(units);
+}
+
+std::weak_ordering operator<=>(const Name& left, const Name& right) {
+    if (left.length_ != right.length_) {
+        return left.length_ <=> right.length_;
     }
-    for (; at < left.size(); at += 2) {
-        const char16_t one = get16(&left[at]);
-        const char16_t other = get16(&right[at]);
+    for (std::size_t at = 0; at < left.length_; ++at) {
+        const char16_t one = left.units_[at];
+        const char16_t other = right.units_[at];
         if (one != other && upperCase(one) != upperCase(other)) {
             return upperCase(one) <=> upperCase(other);
         }
     }
-    return std::strong_ordering::equal;
+    return std::weak_ordering::equivalent;
 }
 
 std::u16string toUtf16(std::string_view text) {

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "platform/kernel/FileDescriptor.h"
+#include "platform/storage/FileBytes.h"
+
+#include <compare>
+#include <cstdint>
+#include <string>
+
+namespace storage {
+
+/// A file that is open, and that nobody else opens meanwhile: a lock of the operating system keeps other processes out,
+/// a table those of this process where the file system's lock does not tell them apart.
+class FileLock {
+public:
+    FileLock() = default;
+    FileLock(FileLock&& other) noexcept;
+    FileLock& operator=(FileLock&& other) noexcept;
+    ~FileLock();
+
+    /// Takes over an open file and locks it. Returns 0, or an error number: EWOULDBLOCK where somebody else has it.
+    int take(kernel::FileDescriptor file);
+    bool isHeld() const { return static_cast<bool>(file_); }
+    int number() const { return file_.number(); }
+    /// Whether the path leads to this file.
+    bool standsAt(const std::string& path) const;
+
+private:
+    struct Identity {
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        auto operator<=>(const Identity&) const = default;
+    };
+
+    kernel::FileDescriptor file_;
+    Identity identity_;
+};
+
+/// The place of one compound file, held from its opening or creation until this object goes, whatever file stands there
+/// meanwhile: nobody else opens or creates it. Throws Failure.
+class LockedFile {
+public:
+    enum class Access { read, readWrite };
+
+    /// Holds the file at `path`. kFileNotFound, kPathNotFound, kAccessDenied, kShareViolation.
+    static LockedFile open(const std::string& path, Access access);
+    /// Holds the path of a file that is to be made; one that is there is locked and stays until save().
+    /// kFileAlreadyExists where one is there that may not be replaced; otherwise as open().
+    static LockedFile create(const std::string& path, bool mayReplace);
+
+    FileBytes load() const { return FileBytes(lock_.number()); }
+    const std::string& path() const { return path_; }
+
+    /// Makes `content` the file's content and brings it to the disk, as kernel::writeWholeFile() does. The new file is
+    /// locked before anybody can open it. kFileAlreadyExists where somebody else has put another file there, and the
+    /// codes of the system's failures; the old file is there then.
+    void save(ByteView content);
+
+private:
+    explicit LockedFile(std::string path) : path_(std::move(path)) {}
+
+    /// Locks the file that is at the path; false where none is.
+    bool lockExisting(Access access);
+    /// Holds the path against other creators while there is no file to lock.
+    void reserve();
+
+    std::string path_;
+    FileLock lock_;
+    kernel::FileDescriptor reservation_;
+};
+
+} // namespace storage

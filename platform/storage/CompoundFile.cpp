@@ -2,7 +2,6 @@
 
 #include "platform/kernel/Trace.h"
 #include "platform/storage/Status.h"
-#include "platform/storage/TreeWriter.h"
 
 #include <utility>
 
@@ -18,7 +17,7 @@ void closeHandles(Node& top) {
         if (NodeHandle* handle = std::exchange(node.handle, nullptr)) {
             handle->nodeIsGone();
         }
-        for (const auto& child : node.children) {
+        for (const auto& [name, child] : node.children) {
             nodes.push_back(child.get());
         }
     }
@@ -27,7 +26,8 @@ void closeHandles(Node& top) {
 } // namespace
 
 CompoundFile::CompoundFile(LockedFile place) : place_(std::move(place)), mustSave_(true), changed_(true) {
-    tree_.root = std::make_unique<Node>(Name(u"Root Entry"), ElementKind::storage);
+    tree_.rootName = Name(u"Root Entry");
+    tree_.root = std::make_unique<Node>(ElementKind::storage);
 }
 
 CompoundFile::CompoundFile(LockedFile place, Tree tree) : place_(std::move(place)), tree_(std::move(tree)) {}
@@ -41,16 +41,16 @@ CompoundFile::~CompoundFile() {
 
 Node& CompoundFile::createChild(Node& parent, const Name& name, ElementKind kind, bool mayReplace) {
     beginChange();
-    auto made = std::make_unique<Node>(name, kind);
-    const auto old = parent.children.find(name);
-    if (old != parent.children.end()) {
-        if (!mayReplace) {
-            throw Failure(kFileAlreadyExists);
-        }
-        closeHandles(**old);
-        parent.children.erase(old);
+    auto& child = parent.children[name];
+    if (child != nullptr && !mayReplace) {
+        throw Failure(kFileAlreadyExists);
     }
-    return **parent.children.insert(std::move(made)).first;
+    auto made = std::make_unique<Node>(kind);
+    if (child != nullptr) {
+        closeHandles(*child);
+    }
+    child = std::move(made);
+    return *child;
 }
 
 void CompoundFile::removeChild(Node& parent, const Name& name) {
@@ -59,7 +59,7 @@ void CompoundFile::removeChild(Node& parent, const Name& name) {
     if (old == parent.children.end()) {
         throw Failure(kFileNotFound);
     }
-    closeHandles(**old);
+    closeHandles(*old->second);
     parent.children.erase(old);
 }
 
@@ -96,24 +96,17 @@ NodeHandle::~NodeHandle() {
 }
 
 Node& NodeHandle::node() const {
+    return node(access_);
+}
+
+Node& NodeHandle::node(std::uint32_t access) const {
     if (node_ == nullptr) {
         throw Failure(kReverted);
     }
+    if (access_ != kReadWrite && access_ != access) {
+        throw Failure(kAccessDenied);
+    }
     return *node_;
-}
-
-Node& NodeHandle::nodeToRead() const {
-    if (node_ != nullptr && !mayRead()) {
-        throw Failure(kAccessDenied);
-    }
-    return node();
-}
-
-Node& NodeHandle::nodeToWrite() const {
-    if (node_ != nullptr && !mayWrite()) {
-        throw Failure(kAccessDenied);
-    }
-    return node();
 }
 
 } // namespace storage

@@ -50,14 +50,9 @@ public:
     NodeHandle& operator=(const NodeHandle&) = delete;
 
     const std::shared_ptr<CompoundFile>& file() const { return file_; }
-    bool mayRead() const { return access_ != kWrite; }
-    bool mayWrite() const { return access_ != kRead; }
-
-    /// kReverted once the node has been removed; kAccessDenied without the right.
+    /// kReverted once the node has been removed; kAccessDenied where `access` is more than the handle's own.
     Node& node() const;
-    Node& nodeToRead() const;
-    Node& nodeToWrite() const;
-
+    Node& node(std::uint32_t access) const;
     void nodeIsGone() { node_ = nullptr; }
 
 private:

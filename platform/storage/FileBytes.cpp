@@ -2,13 +2,11 @@
 
 #include "platform/storage/Status.h"
 
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 
 namespace storage {
 namespace {
@@ -17,71 +15,48 @@ namespace {
     throw Failure(statusOfErrno(errno, kReadFault));
 }
 
-// Reads up to `out.size()` bytes; answers how many there were.
-std::size_t readAt(int file, std::uint64_t offset, std::span<std::uint8_t> out) {
-    std::size_t done = 0;
-    while (done < out.size()) {
-        const ssize_t count = ::pread(file, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+// Fills `out` with the bytes from `offset` on, as many as there are.
+void readAt(int file, std::uint64_t offset, std::span<std::uint8_t> out) {
+    while (!out.empty()) {
+        const ssize_t count = ::pread(file, out.data(), out.size(), static_cast<off_t>(offset));
         if (count == 0) {
-            break;
+            return;
         }
         if (count < 0 && errno != EINTR) {
             failReading();
         }
-        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        const auto done = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        offset += done;
+        out = out.subspan(done);
     }
-    return done;
-}
-
-// The next piece from `offset` on that is no hole: its beginning and its end. A file system without holes has one
-// piece.
-std::pair<std::uint64_t, std::uint64_t> nextPiece(int file, std::uint64_t offset, std::uint64_t length) {
-    const off_t begin = ::lseek(file, static_cast<off_t>(offset), SEEK_DATA);
-    if (begin < 0) {
-        return {errno == ENXIO ? length : offset, length};
-    }
-    const off_t end = ::lseek(file, begin, SEEK_HOLE);
-    return {begin, end < 0 ? length : std::min<std::uint64_t>(static_cast<std::uint64_t>(end), length)};
 }
 
 } // namespace
 
-FileBytes::FileBytes(int file) {
+FileBytes readFileBytes(int file) {
     struct stat status {};
     if (::fstat(file, &status) != 0) {
         failReading();
     }
-    const std::uint64_t length = std::min<std::uint64_t>(static_cast<std::uint64_t>(status.st_size), kMaxFileBytes);
-    if (length == 0) {
-        return;
-    }
-    void* memory = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (memory == MAP_FAILED) {
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(kMaxFileBytes, status.st_size));
+    // Memory that is zero without being written: the system gives it when it is first used.
+    FileBytes bytes{decltype(FileBytes::data)(static_cast<std::uint8_t*>(std::calloc(size + kZerosBehind, 1))), size};
+    if (bytes.data == nullptr) {
         throw Failure(kInsufficientMemory);
     }
-    data_ = static_cast<std::uint8_t*>(memory);
-    size_ = length;
-    try {
-        for (std::uint64_t offset = 0; offset < size_;) {
-            const auto [begin, end] = nextPiece(file, offset, length);
-            if (begin < length && readAt(file, begin, {data_ + begin, end - begin}) < end - begin) {
-                break; // cut meanwhile: the rest is zeros
-            }
-            offset = std::max(end, offset + 1);
+    // From one piece with data to the next. A file system that knows no holes answers that all is data, or nothing.
+    for (std::size_t at = 0; at < size;) {
+        const off_t data = ::lseek(file, static_cast<off_t>(at), SEEK_DATA);
+        if (data < 0 && errno == ENXIO) {
+            break;
         }
-    } catch (...) {
-        ::munmap(data_, size_);
-        throw;
+        const off_t hole = ::lseek(file, std::max<off_t>(data, 0), SEEK_HOLE);
+        const std::size_t begin = data < 0 ? at : std::min(size, static_cast<std::size_t>(data));
+        const std::size_t end = hole < 0 ? size : std::min(size, static_cast<std::size_t>(hole));
+        readAt(file, begin, {bytes.data.get() + begin, end - begin});
+        at = end;
     }
-}
-
-FileBytes::FileBytes(FileBytes&& other) noexcept
-    : size_(std::exchange(other.size_, 0)), data_(std::exchange(other.data_, nullptr)) {}
-
-FileBytes::~FileBytes() {
-    if (data_ != nullptr) {
-        ::munmap(data_, size_);
-    }
+    return bytes;
 }
 
 } // namespace storage

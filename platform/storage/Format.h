@@ -57,6 +57,9 @@ enum Entry : unsigned {
     kEntryBytes = 128
 };
 
+/// Of a name with its closing zero.
+inline constexpr unsigned kMaxNameBytes = 64;
+
 inline constexpr std::uint8_t kStorageType = 1;
 inline constexpr std::uint8_t kStreamType = 2;
 inline constexpr std::uint8_t kRootType = 5;

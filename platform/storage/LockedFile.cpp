@@ -13,10 +13,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <functional>
-#include <mutex>
-#include <set>
 #include <utility>
 
 namespace storage {
@@ -33,74 +32,53 @@ std::filesystem::path absolute(const std::string& path) {
     return path.empty() ? std::filesystem::path() : std::filesystem::absolute(path);
 }
 
-// The files that this process holds, by what tells a file from all others of the machine.
-template <class Identity>
-class HeldFiles {
-public:
-    static HeldFiles& instance() {
-        static HeldFiles files;
-        return files;
-    }
-    bool add(const Identity& file) {
-        const std::lock_guard lock(mutex_);
-        return files_.insert(file).second;
-    }
-    void remove(const Identity& file) {
-        const std::lock_guard lock(mutex_);
-        files_.erase(file);
-    }
+// Reserves a name in the machine's table of local sockets, which the system gives to one owner at a time and takes back
+// when that process ends, however it ends. Returns 0, or EADDRINUSE. A machine without such sockets reserves nothing.
+int reserve(const std::string& name, kernel::FileDescriptor& reservation) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    // The leading zero is what makes it no file.
+    const std::string text = "calvane/" + name;
+    std::copy(text.begin(), text.end(), address.sun_path + 1);
+    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + text.size());
+    reservation = kernel::FileDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const int bound = ::bind(reservation.number(), reinterpret_cast<const sockaddr*>(&address), length);
+    return bound != 0 && errno == EADDRINUSE ? EADDRINUSE : 0;
+}
 
-private:
-    std::mutex mutex_;
-    std::set<Identity> files_;
-};
+// What tells a file from all others of the machine.
+std::string identityOf(const struct stat& status) {
+    return std::to_string(status.st_dev) + "/" + std::to_string(status.st_ino);
+}
 
 } // namespace
-
-FileLock::FileLock(FileLock&& other) noexcept
-    : file_(std::move(other.file_)), identity_(std::exchange(other.identity_, {})) {}
-
-FileLock& FileLock::operator=(FileLock&& other) noexcept {
-    std::swap(file_, other.file_);
-    std::swap(identity_, other.identity_);
-    return *this;
-}
-
-FileLock::~FileLock() {
-    if (file_) {
-        HeldFiles<Identity>::instance().remove(identity_);
-    }
-}
 
 int FileLock::take(kernel::FileDescriptor file) {
     struct stat status {};
     if (!file || ::fstat(file.number(), &status) != 0) {
         return errno;
     }
-    // Any other refusal comes from a file system without locks: the table must do there.
-    if (::flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-        return errno;
-    }
-    const Identity identity{status.st_dev, status.st_ino};
-    if (!HeldFiles<Identity>::instance().add(identity)) {
+    if (::flock(file.number(), LOCK_EX | LOCK_NB) != 0 &&
+        (errno == EWOULDBLOCK || reserve(identityOf(status), reservation_) != 0)) {
         return EWOULDBLOCK;
     }
     file_ = std::move(file);
-    identity_ = identity;
     return 0;
 }
 
 bool FileLock::standsAt(const std::string& path) const {
-    struct stat status {};
-    return isHeld() && ::stat(path.c_str(), &status) == 0 && identity_ == Identity{status.st_dev, status.st_ino};
+    struct stat present {};
+    struct stat held {};
+    return file_ && ::stat(path.c_str(), &present) == 0 && ::fstat(file_.number(), &held) == 0 &&
+           identityOf(present) == identityOf(held);
 }
 
-bool LockedFile::lockExisting(Access access) {
+bool LockedFile::lockExisting(bool forWriting) {
     // Between the opening and the lock, whoever held the file may have exchanged it.
     do {
         lock_ = {};
         kernel::FileDescriptor file;
-        int error = kernel::openRegularFile(path_, access == Access::readWrite, file);
+        int error = kernel::openRegularFile(path_, forWriting, file);
         if (error == ENOENT) {
             return false;
         }
@@ -114,9 +92,7 @@ bool LockedFile::lockExisting(Access access) {
     return true;
 }
 
-// A name in the machine's table of local sockets stands for the path: the system lets one process have it, and takes it
-// back when that process ends, however it ends.
-void LockedFile::reserve() {
+void LockedFile::reservePath() {
     const std::filesystem::path path(path_);
     const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
     struct stat status {};
@@ -126,24 +102,16 @@ void LockedFile::reserve() {
     if (::stat(folder.c_str(), &status) != 0 || ::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
         throw Failure(errno == ENOENT ? kPathNotFound : statusOfErrno(errno, kUnknownFailure));
     }
-    const std::string name = "calvane-new-file/" + std::to_string(status.st_dev) + "/" + std::to_string(status.st_ino) +
-                             "/" + std::to_string(std::hash<std::string>()(path.filename().string()));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    // The leading zero is what makes it no file.
-    std::copy(name.begin(), name.end(), address.sun_path + 1);
-    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    reservation_ = kernel::FileDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (::bind(reservation_.number(), reinterpret_cast<const sockaddr*>(&address), length) != 0 &&
-        errno == EADDRINUSE) {
+    // A name of a file can be longer than one of a socket.
+    const std::size_t name = std::hash<std::string>()(path.filename().string());
+    if (reserve(identityOf(status) + "/" + std::to_string(name), reservation_) != 0) {
         throw Failure(kShareViolation);
     }
-    // Without such sockets two may create the file; the later one to save it is refused.
 }
 
-LockedFile LockedFile::open(const std::string& path, Access access) {
+LockedFile LockedFile::open(const std::string& path, bool forWriting) {
     LockedFile file(absolute(path).string());
-    if (!file.lockExisting(access)) {
+    if (!file.lockExisting(forWriting)) {
         fail(ENOENT, kFileNotFound, path);
     }
     return file;
@@ -151,13 +119,12 @@ LockedFile LockedFile::open(const std::string& path, Access access) {
 
 LockedFile LockedFile::create(const std::string& path, bool mayReplace) {
     LockedFile file(kernel::endOfLinks(absolute(path)).string());
-    bool isThere = file.lockExisting(Access::readWrite);
-    if (!isThere) {
-        file.reserve();
+    if (!file.lockExisting(true)) {
+        file.reservePath();
         // Its last creator may have finished just before.
-        isThere = file.lockExisting(Access::readWrite);
+        (void)file.lockExisting(true);
     }
-    if (isThere && !mayReplace) {
+    if (!mayReplace && file.lock_.standsAt(file.path_)) {
         throw Failure(kFileAlreadyExists);
     }
     return file;

@@ -3,52 +3,36 @@
 #include "platform/kernel/FileDescriptor.h"
 #include "platform/storage/FileBytes.h"
 
-#include <compare>
 #include <cstdint>
 #include <string>
 
 namespace storage {
 
-/// A file that is open, and that nobody else opens meanwhile: a lock of the operating system keeps other processes out,
-/// a table those of this process where the file system's lock does not tell them apart.
+/// An open file that nobody else opens meanwhile, here or in another process.
 class FileLock {
 public:
-    FileLock() = default;
-    FileLock(FileLock&& other) noexcept;
-    FileLock& operator=(FileLock&& other) noexcept;
-    ~FileLock();
-
     /// Takes over an open file and locks it. Returns 0, or an error number: EWOULDBLOCK where somebody else has it.
     int take(kernel::FileDescriptor file);
-    bool isHeld() const { return static_cast<bool>(file_); }
     int number() const { return file_.number(); }
     /// Whether the path leads to this file.
     bool standsAt(const std::string& path) const;
 
 private:
-    struct Identity {
-        std::uint64_t device = 0;
-        std::uint64_t inode = 0;
-        auto operator<=>(const Identity&) const = default;
-    };
-
     kernel::FileDescriptor file_;
-    Identity identity_;
+    kernel::FileDescriptor reservation_; // where the file system has no locks
 };
 
 /// The place of one compound file, held from its opening or creation until this object goes, whatever file stands there
 /// meanwhile: nobody else opens or creates it. Throws Failure.
 class LockedFile {
 public:
-    enum class Access { read, readWrite };
-
     /// Holds the file at `path`. kFileNotFound, kPathNotFound, kAccessDenied, kShareViolation.
-    static LockedFile open(const std::string& path, Access access);
+    static LockedFile open(const std::string& path, bool forWriting);
     /// Holds the path of a file that is to be made; one that is there is locked and stays until save().
     /// kFileAlreadyExists where one is there that may not be replaced; otherwise as open().
     static LockedFile create(const std::string& path, bool mayReplace);
 
-    FileBytes load() const { return FileBytes(lock_.number()); }
+    FileBytes load() const { return readFileBytes(lock_.number()); }
     const std::string& path() const { return path_; }
 
     /// Makes `content` the file's content and brings it to the disk, as kernel::writeWholeFile() does. The new file is
@@ -60,9 +44,9 @@ private:
     explicit LockedFile(std::string path) : path_(std::move(path)) {}
 
     /// Locks the file that is at the path; false where none is.
-    bool lockExisting(Access access);
+    bool lockExisting(bool forWriting);
     /// Holds the path against other creators while there is no file to lock.
-    void reserve();
+    void reservePath();
 
     std::string path_;
     FileLock lock_;

@@ -2,42 +2,31 @@
 
 #include "platform/kernel/Trace.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <new>
-#include <stdexcept>
 
 namespace storage {
+namespace {
+
+constexpr struct {
+    int error;
+    Status status;
+} kStatusOfErrno[]{
+    {ENOENT, kFileNotFound},        {ENOTDIR, kPathNotFound},      {ENAMETOOLONG, kPathNotFound},
+    {ELOOP, kPathNotFound},         {EACCES, kAccessDenied},       {EPERM, kAccessDenied},
+    {EROFS, kAccessDenied},         {EISDIR, kAccessDenied},       {ETXTBSY, kAccessDenied},
+    {EEXIST, kFileAlreadyExists},   {EMFILE, kTooManyOpenFiles},   {ENFILE, kTooManyOpenFiles},
+    {ENOSPC, kMediumFull},          {EDQUOT, kMediumFull},         {EFBIG, kMediumFull},
+    {EWOULDBLOCK, kShareViolation}, {ENOMEM, kInsufficientMemory},
+};
+
+} // namespace
 
 Status statusOfErrno(int error, Status otherwise) {
-    switch (error) {
-    case ENOENT:
-        return kFileNotFound;
-    case ENOTDIR:
-    case ENAMETOOLONG:
-    case ELOOP:
-        return kPathNotFound;
-    case EACCES:
-    case EPERM:
-    case EROFS:
-    case EISDIR:
-    case ETXTBSY:
-        return kAccessDenied;
-    case EEXIST:
-        return kFileAlreadyExists;
-    case EMFILE:
-    case ENFILE:
-        return kTooManyOpenFiles;
-    case ENOSPC:
-    case EDQUOT:
-    case EFBIG:
-        return kMediumFull;
-    case EWOULDBLOCK:
-        return kShareViolation;
-    case ENOMEM:
-        return kInsufficientMemory;
-    default:
-        return otherwise;
-    }
+    const auto row = std::ranges::find(kStatusOfErrno, error, [](const auto& known) { return known.error; });
+    return row == std::end(kStatusOfErrno) ? otherwise : row->status;
 }
 
 Status statusOfException() noexcept {
@@ -49,8 +38,6 @@ Status statusOfException() noexcept {
         }
         return failure.code();
     } catch (const std::bad_alloc&) {
-        return kInsufficientMemory;
-    } catch (const std::length_error&) {
         return kInsufficientMemory;
     } catch (...) {
         return kUnknownFailure;

@@ -64,9 +64,6 @@ public:
     virtual Status write(std::span<const std::uint8_t> bytes, std::uint32_t& transferred) = 0;
     /// Moves to `position` bytes from the start, which may lie behind the end.
     virtual Status moveTo(std::uint64_t position) = 0;
-    /// Cuts the stream or lengthens it with zeros. The position stays.
-    virtual Status setSize(std::uint64_t size) = 0;
-    virtual Status size(std::uint64_t& out) = 0;
 };
 
 /// A storage. Names are 1 to 31 UTF-16 units without / \ : ! and are compared without regard to case (kInvalidName).
@@ -87,8 +84,6 @@ public:
     /// deleted answer kReverted.
     virtual Status destroyElement(std::u16string_view name) = 0;
     virtual Status enumElements(ComPtr<IEnumElements>& out) = 0;
-    /// The storage itself; the root's name is that in the file.
-    virtual Status stat(ElementInfo& out) = 0;
     /// Saves the file as it is now and brings it to the disk: the one call here that is no part of the format's
     /// interfaces. After a failure the file is as it was: kMediumFull, kWriteFault, kAccessDenied, kFileTooLarge,
     /// kFileAlreadyExists where somebody else has put another file there. Its reason goes into the error log, and the
@@ -106,9 +101,5 @@ Status stgCreateDocfile(const std::string& path, std::uint32_t mode, ComPtr<ISto
 /// Opens a file and answers its root storage. kFileNotFound, kPathNotFound, kAccessDenied, kShareViolation where it is
 /// open, kInvalidHeader where it is no compound file, kFileCorrupt where one of its own tables is broken.
 Status stgOpenStorage(const std::string& path, std::uint32_t mode, ComPtr<IStorage>& out);
-
-/// Between the names of elements and UTF-8.
-std::u16string toUtf16(std::string_view text);
-std::string toUtf8(std::u16string_view units);
 
 } // namespace storage

@@ -3,7 +3,6 @@
 #include "platform/storage/CompoundFile.h"
 #include "platform/storage/Status.h"
 #include "platform/storage/Storage.h"
-#include "platform/storage/TreeReader.h"
 
 #include <algorithm>
 #include <optional>
@@ -12,27 +11,18 @@
 namespace storage {
 namespace {
 
-// The access that a mode asks for. kInvalidFlag for a mode that is none.
-std::uint32_t accessOf(std::uint32_t mode, bool mayCreate) {
+// The access that a mode asks for; a creation's includes writing. kInvalidFlag for a mode that is none.
+std::uint32_t accessOf(std::uint32_t mode, bool isCreation) {
     const std::uint32_t access = mode & 0x3;
-    const std::uint32_t known = access | kShareExclusive | (mayCreate ? mode & kCreate : 0);
-    if (access > kReadWrite || mode != known) {
+    const std::uint32_t known = access | kShareExclusive | (isCreation ? mode & kCreate : 0);
+    if (access > kReadWrite || mode != known || (isCreation && access == kRead)) {
         throw Failure(kInvalidFlag);
     }
     return access;
 }
 
-// The access that a mode of a creation asks for, which includes writing.
-std::uint32_t accessOfCreation(std::uint32_t mode) {
-    const std::uint32_t access = accessOf(mode, true);
-    if (access == kRead) {
-        throw Failure(kInvalidFlag);
-    }
-    return access;
-}
-
-void describe(const Node& node, ElementInfo& out) {
-    out.name = node.name.units();
+void describe(const Name& name, const Node& node, ElementInfo& out) {
+    out.name = name.units();
     out.kind = node.kind;
     out.size = node.size();
 }
@@ -51,7 +41,7 @@ public:
     Status read(std::span<std::uint8_t> out, std::uint32_t& transferred) override {
         transferred = 0;
         return guarded([&] {
-            const Node& stream = handle_.nodeToRead();
+            const Node& stream = handle_.node(kRead);
             checkLength(out.size());
             const std::uint64_t left = stream.size() - std::min(position_, stream.size());
             const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, out.size()));
@@ -66,15 +56,16 @@ public:
     Status write(std::span<const std::uint8_t> bytes, std::uint32_t& transferred) override {
         transferred = 0;
         return guarded([&] {
-            Node& stream = handle_.nodeToWrite();
+            Node& stream = handle_.node(kWrite);
             checkLength(bytes.size());
             if (!bytes.empty()) {
-                if (position_ > kMaxFileBytes) {
+                const std::uint64_t end = position_ + bytes.size();
+                if (position_ > kMaxFileBytes || end > kMaxFileBytes) {
                     throw Failure(kFileTooLarge);
                 }
-                const std::uint64_t end = position_ + bytes.size();
-                resize(stream, std::max(end, stream.size()));
-                std::ranges::copy(bytes, stream.bytes.begin() + static_cast<std::ptrdiff_t>(position_));
+                Buffer& content = handle_.file()->changeBytes(stream);
+                content.resize(std::max<std::uint64_t>(end, content.size()));
+                std::ranges::copy(bytes, content.begin() + static_cast<std::ptrdiff_t>(position_));
                 position_ = end;
             }
             transferred = static_cast<std::uint32_t>(bytes.size());
@@ -88,23 +79,7 @@ public:
         });
     }
 
-    Status setSize(std::uint64_t size) override {
-        return guarded([&] { resize(handle_.nodeToWrite(), size); });
-    }
-
-    Status size(std::uint64_t& out) override {
-        out = 0;
-        return guarded([&] { out = handle_.node().size(); });
-    }
-
 private:
-    void resize(Node& stream, std::uint64_t size) {
-        if (size > kMaxFileBytes) {
-            throw Failure(kFileTooLarge);
-        }
-        handle_.file()->changeBytes(stream).resize(size);
-    }
-
     NodeHandle handle_;
     std::uint64_t position_ = 0;
 };
@@ -128,14 +103,10 @@ public:
     }
 
     Status destroyElement(std::u16string_view name) override {
-        return guarded([&] { handle_.file()->removeChild(handle_.nodeToWrite(), Name::checked(name)); });
+        return guarded([&] { handle_.file()->removeChild(handle_.node(kWrite), Name::checked(name)); });
     }
 
     Status enumElements(ComPtr<IEnumElements>& out) override;
-
-    Status stat(ElementInfo& out) override {
-        return guarded([&] { describe(handle_.node(), out); });
-    }
 
     Status flush() override {
         return guarded([&] {
@@ -151,12 +122,9 @@ private:
     Status create(std::u16string_view name, std::uint32_t mode, ElementKind kind, ComPtr<Interface>& out) {
         out.reset();
         return guarded([&] {
-            const std::uint32_t access = accessOfCreation(mode);
-            Node& parent = handle_.nodeToWrite();
-            if (access == kReadWrite && !handle_.mayRead()) {
-                throw Failure(kAccessDenied);
-            }
-            Node& made = handle_.file()->createChild(parent, Name::checked(name), kind, (mode & kCreate) != 0);
+            const std::uint32_t access = accessOf(mode, true);
+            Node& made =
+                handle_.file()->createChild(handle_.node(access), Name::checked(name), kind, (mode & kCreate) != 0);
             out = com::makeObject<Interface, Object>(handle_.file(), made, access);
         });
     }
@@ -166,20 +134,17 @@ private:
         out.reset();
         return guarded([&] {
             const std::uint32_t access = accessOf(mode, false);
-            const Node& parent = handle_.node();
-            if ((access != kWrite && !handle_.mayRead()) || (access != kRead && !handle_.mayWrite())) {
-                throw Failure(kAccessDenied);
-            }
+            const Node& parent = handle_.node(access);
             // A name that could not be created may be in a file of other making.
-            Node* found = name.size() > kMaxNameUnits ? nullptr : parent.find(Name(name));
-            if (found == nullptr || found->kind != kind) {
+            const auto found = name.size() > kMaxNameUnits ? parent.children.end() : parent.children.find(Name(name));
+            if (found == parent.children.end() || found->second->kind != kind) {
                 (void)Name::checked(name);
                 throw Failure(kFileNotFound);
             }
-            if (found->handle != nullptr) {
+            if (found->second->handle != nullptr) {
                 throw Failure(kAccessDenied);
             }
-            out = com::makeObject<Interface, Object>(handle_.file(), *found, access);
+            out = com::makeObject<Interface, Object>(handle_.file(), *found->second, access);
         });
     }
 
@@ -191,22 +156,21 @@ public:
     explicit EnumObject(StorageObject* storage) : storage_(storage) {}
 
     Status next(ElementInfo& out) override {
+        out = {};
         bool isAtEnd = false;
         const Status status = guarded([&] {
             const Node& storage = storage_->handle().node();
             const auto child = last_ ? storage.children.upper_bound(*last_) : storage.children.begin();
-            isAtEnd = child == storage.children.end();
-            if (!isAtEnd) {
-                describe(**child, out);
-                last_ = (*child)->name;
+            if (child != storage.children.end()) {
+                describe(child->first, *child->second, out);
+                last_ = child->first;
             } else if (storage.incomplete) {
                 throw Failure(kFileCorrupt, storage_->handle().file()->tree().damage);
+            } else {
+                isAtEnd = true;
             }
         });
-        if (status != com::kOk || isAtEnd) {
-            out = {};
-        }
-        return status == com::kOk && isAtEnd ? com::kFalse : status;
+        return isAtEnd ? com::kFalse : status;
     }
 
 private:
@@ -219,7 +183,7 @@ private:
 Status StorageObject::enumElements(ComPtr<IEnumElements>& out) {
     out.reset();
     return guarded([&] {
-        (void)handle_.nodeToRead();
+        (void)handle_.node(kRead);
         out = com::makeObject<IEnumElements, EnumObject>(this);
     });
 }
@@ -233,7 +197,7 @@ ComPtr<IStorage> makeRoot(const std::shared_ptr<CompoundFile>& file, std::uint32
 Status stgCreateDocfile(const std::string& path, std::uint32_t mode, ComPtr<IStorage>& out) {
     out.reset();
     return guarded([&] {
-        const std::uint32_t access = accessOfCreation(mode);
+        const std::uint32_t access = accessOf(mode, true);
         auto place = LockedFile::create(path, (mode & kCreate) != 0);
         out = makeRoot(std::make_shared<CompoundFile>(std::move(place)), access);
     });
@@ -243,7 +207,7 @@ Status stgOpenStorage(const std::string& path, std::uint32_t mode, ComPtr<IStora
     out.reset();
     return guarded([&] {
         const std::uint32_t access = accessOf(mode, false);
-        auto place = LockedFile::open(path, access == kRead ? LockedFile::Access::read : LockedFile::Access::readWrite);
+        auto place = LockedFile::open(path, access != kRead);
         Tree tree = readTree(place.load());
         out = makeRoot(std::make_shared<CompoundFile>(std::move(place), std::move(tree)), access);
     });

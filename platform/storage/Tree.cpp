@@ -1,21 +1,11 @@
 #include "platform/storage/Tree.h"
 
+#include "platform/storage/Format.h"
+
 #include <algorithm>
 #include <utility>
 
 namespace storage {
-
-bool NodeOrder::operator()(const std::unique_ptr<Node>& left, const std::unique_ptr<Node>& right) const {
-    return left->name < right->name;
-}
-
-bool NodeOrder::operator()(const std::unique_ptr<Node>& left, const Name& right) const {
-    return left->name < right;
-}
-
-bool NodeOrder::operator()(const Name& left, const std::unique_ptr<Node>& right) const {
-    return left < right->name;
-}
 
 Node::~Node() {
     if (children.empty()) {
@@ -26,7 +16,7 @@ Node::~Node() {
     while (!levels.empty()) {
         const Children going = std::move(levels.back());
         levels.pop_back();
-        for (const auto& child : going) {
+        for (const auto& [name, child] : going) {
             if (!child->children.empty()) {
                 levels.push_back(std::move(child->children));
             }
@@ -34,17 +24,17 @@ Node::~Node() {
     }
 }
 
-Node* Node::find(const Name& childName) const {
-    const auto found = children.find(childName);
-    return found == children.end() ? nullptr : found->get();
-}
-
 void Tree::read(const Node& stream, std::uint64_t offset, std::span<std::uint8_t> out) const {
-    if (stream.inFile) {
-        file->read(stream.start, stream.sizeInFile, offset, out);
-    } else {
+    if (!stream.inFile) {
         std::copy_n(stream.bytes.begin() + static_cast<std::ptrdiff_t>(offset), out.size(), out.begin());
+        return;
     }
+    const SectorChains& chains = stream.sizeInFile < format::kMiniCutoff ? file->mini : file->large;
+    // A chain in a circle has no end, so one that claims to be longer than the file must not be followed.
+    if (stream.sizeInFile > chains.count() * chains.sectorBytes) {
+        failCorrupt("a stream is longer than the file:", stream.sizeInFile);
+    }
+    chains.read(stream.start, offset, out);
 }
 
 Buffer& Tree::makeOwn(Node& stream) const {

@@ -6,8 +6,8 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -17,14 +17,6 @@ namespace storage {
 using Buffer = std::vector<std::uint8_t>;
 
 class NodeHandle;
-struct Node;
-
-struct NodeOrder {
-    using is_transparent = void;
-    bool operator()(const std::unique_ptr<Node>& left, const std::unique_ptr<Node>& right) const;
-    bool operator()(const std::unique_ptr<Node>& left, const Name& right) const;
-    bool operator()(const Name& left, const std::unique_ptr<Node>& right) const;
-};
 
 /// What a directory entry says of a storage or stream beyond its place; kept from file to file.
 ///
@@ -37,38 +29,33 @@ using EntryProperties = std::array<std::uint8_t, 36>;
 
 /// A storage or a stream in memory; a storage owns its children.
 struct Node {
-    using Children = std::set<std::unique_ptr<Node>, NodeOrder>;
+    using Children = std::map<Name, std::unique_ptr<Node>>;
 
-    Node() = default;
-    Node(const Name& itsName, ElementKind itsKind) : name(itsName), kind(itsKind) {}
+    explicit Node(ElementKind itsKind) : kind(itsKind) {}
     /// However deep the storages are nested, it takes no stack of that depth.
     ~Node();
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
 
-    /// The child of that name, or null.
-    Node* find(const Name& childName) const;
+    std::uint64_t size() const { return inFile ? sizeInFile : bytes.size(); }
 
-    Name name;
-    ElementKind kind = ElementKind::storage;
+    ElementKind kind;
     /// Of a storage: not all of its children could be read.
     bool incomplete = false;
     /// Of a stream: its bytes are those in the file that the tree was read from, in the chain that begins at `start`.
     bool inFile = false;
     std::uint32_t start = 0;
-    /// Of a stream in the file, in bytes.
     std::uint64_t sizeInFile = 0;
     EntryProperties properties{};
     Buffer bytes;
     Children children;
     /// The object that has it open.
     NodeHandle* handle = nullptr;
-
-    std::uint64_t size() const { return inFile ? sizeInFile : bytes.size(); }
 };
 
 /// All that a compound file holds. A stream that nobody changed stays in the bytes of the file that it was read from.
 struct Tree {
+    Name rootName;
     std::unique_ptr<Node> root;
     /// The file that the tree was read from; null for a new one.
     std::unique_ptr<const FileSectors> file;
@@ -76,11 +63,22 @@ struct Tree {
     /// not be written over its file.
     std::string damage;
 
-    /// Copies bytes of a stream; `offset` and the end of `out` lie within its size. kFileCorrupt where they are not
-    /// there.
+    /// Copies bytes of a stream; `offset` and the end of `out` lie within its size. Throws Failure: kFileCorrupt where
+    /// they are not there.
     void read(const Node& stream, std::uint64_t offset, std::span<std::uint8_t> out) const;
     /// Takes a stream's bytes out of the file, so that they can change.
     Buffer& makeOwn(Node& stream) const;
 };
+
+/// Makes the tree that the bytes of a compound file hold, of any writer: versions 3 and 4, sectors of 512 and 4096
+/// bytes. docs/compound-file.md tells what is forgiven. What of the tree is damaged is left out, and the tree says so.
+/// Throws Failure: kInvalidHeader where the bytes are no compound file, kFileCorrupt where one of its own tables is
+/// broken.
+Tree readTree(FileBytes bytes);
+
+/// Makes the bytes of a compound file that holds the tree: version 3, every table and every stream in one piece, the
+/// children of each storage as a balanced red-black tree, zeros wherever nothing is. Throws Failure: kFileTooLarge for
+/// more than kMaxFileBytes, kFileCorrupt where a stream's bytes are not there.
+Buffer writeTree(const Tree& tree);
 
 } // namespace storage

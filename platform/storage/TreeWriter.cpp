@@ -1,8 +1,7 @@
-#include "platform/storage/TreeWriter.h"
-
 #include "platform/kernel/LittleEndian.h"
 #include "platform/storage/Format.h"
 #include "platform/storage/Status.h"
+#include "platform/storage/Tree.h"
 
 #include <algorithm>
 #include <bit>
@@ -26,6 +25,7 @@ constexpr std::uint64_t piecesFor(std::uint64_t bytes, std::uint64_t size) {
 
 // One entry of the directory to be; its number is its place in the list.
 struct DirectoryEntry {
+    const Name* name;
     const Node* node;
     std::uint8_t colour = kBlack;
     std::uint32_t left = kNoEntry;
@@ -36,12 +36,12 @@ struct DirectoryEntry {
 // The directory of a tree: storage by storage, the children of each side by side in the order of their names.
 class Directory {
 public:
-    explicit Directory(const Node& root) {
-        entries_.push_back({&root});
+    explicit Directory(const Tree& tree) {
+        entries_.push_back({&tree.rootName, tree.root.get()});
         for (std::size_t at = 0; at < entries_.size(); ++at) {
             const auto first = static_cast<std::uint32_t>(entries_.size());
-            for (const auto& child : entries_[at].node->children) {
-                entries_.push_back({child.get()});
+            for (const auto& [name, child] : entries_[at].node->children) {
+                entries_.push_back({&name, child.get()});
             }
             const auto count = static_cast<std::uint32_t>(entries_.size()) - first;
             // The lowest level is red unless it is full, and all the others, which are full, are black.
@@ -50,7 +50,7 @@ public:
         }
     }
 
-    const std::vector<DirectoryEntry>& entries() const { return entries_; }
+    const std::vector<DirectoryEntry>& list() const { return entries_; }
 
 private:
     // Makes a tree of the entries from `first` on whose levels are full but for the lowest; answers its top.
@@ -69,21 +69,27 @@ private:
     std::vector<DirectoryEntry> entries_;
 };
 
+// Sectors side by side.
+struct Part {
+    std::uint64_t first = 0;
+    std::uint64_t count = 0;
+
+    std::uint64_t end() const { return first + count; }
+    std::uint32_t start() const { return count == 0 ? kEndOfChain : static_cast<std::uint32_t>(first); }
+};
+
 class TreeWriter {
 public:
-    explicit TreeWriter(const Tree& tree) : tree_(tree), directory_(*tree.root) { layOut(); }
+    explicit TreeWriter(const Tree& tree) : tree_(tree), entries_(tree) { layOut(); }
 
     Buffer write() {
         writeHeader();
-        std::fill_n(sector(0), fatSectors_ * kSectorBytes, std::uint8_t{0xFF});
-        for (std::uint64_t at = 0; at < fatSectors_; ++at) {
-            put32(fatWord(at), kFatSector);
-        }
+        std::fill_n(sector(fat_.first), fat_.count * kSectorBytes, std::uint8_t{0xFF});
+        std::fill_n(sector(miniFat_.first), miniFat_.count * kSectorBytes, std::uint8_t{0xFF});
         writeDifat();
-        chain(fatWord(firstDirectory_), firstDirectory_, directorySectors_);
-        chain(fatWord(firstMiniStream_), firstMiniStream_, miniStreamSectors_);
-        chain(fatWord(firstMiniFat_), firstMiniFat_, miniFatSectors_);
-        std::fill_n(sector(firstMiniFat_), miniFatSectors_ * kSectorBytes, std::uint8_t{0xFF});
+        chain(fatWord(directory_.first), directory_);
+        chain(fatWord(miniStream_.first), miniStream_);
+        chain(fatWord(miniFat_.first), miniFat_);
         writeDirectory();
         return std::move(out_);
     }
@@ -93,27 +99,29 @@ private:
     // large streams.
     void layOut() {
         std::uint64_t largeSectors = 0;
-        for (const DirectoryEntry& entry : directory_.entries()) {
+        std::uint64_t miniSectors = 0;
+        for (const DirectoryEntry& entry : entries_.list()) {
             const std::uint64_t size = entry.node->size();
             if (size < kMiniCutoff) {
-                miniSectors_ += piecesFor(size, kMiniBytes);
+                miniSectors += piecesFor(size, kMiniBytes);
             } else {
                 largeSectors += piecesFor(size, kSectorBytes);
             }
         }
-        directorySectors_ = piecesFor(directory_.entries().size() * kEntryBytes, kSectorBytes);
-        miniStreamSectors_ = piecesFor(miniSectors_ * kMiniBytes, kSectorBytes);
-        miniFatSectors_ = piecesFor(miniSectors_, kWordsInSector);
-        const std::uint64_t rest = directorySectors_ + miniStreamSectors_ + miniFatSectors_ + largeSectors;
-        while (fatSectors_ * kWordsInSector < fatSectors_ + difatSectors_ + rest) {
-            ++fatSectors_;
-            difatSectors_ = piecesFor(std::max<std::uint64_t>(fatSectors_, kHeaderFatSectors) - kHeaderFatSectors,
-                                      kWordsInSector - 1);
+        directory_.count = piecesFor(entries_.list().size() * kEntryBytes, kSectorBytes);
+        miniStream_.count = piecesFor(miniSectors * kMiniBytes, kSectorBytes);
+        miniFat_.count = piecesFor(miniSectors, kWordsInSector);
+        const std::uint64_t rest = directory_.count + miniStream_.count + miniFat_.count + largeSectors;
+        while (fat_.count * kWordsInSector < fat_.count + difat_.count + rest) {
+            ++fat_.count;
+            difat_.count = piecesFor(std::max<std::uint64_t>(fat_.count, kHeaderFatSectors) - kHeaderFatSectors,
+                                     kWordsInSector - 1);
         }
-        firstDirectory_ = fatSectors_ + difatSectors_;
-        firstMiniStream_ = firstDirectory_ + directorySectors_;
-        firstMiniFat_ = firstMiniStream_ + miniStreamSectors_;
-        nextLarge_ = firstMiniFat_ + miniFatSectors_;
+        difat_.first = fat_.end();
+        directory_.first = difat_.end();
+        miniStream_.first = directory_.end();
+        miniFat_.first = miniStream_.end();
+        nextLarge_ = miniFat_.end();
         const std::uint64_t bytes = (1 + nextLarge_ + largeSectors) * kSectorBytes;
         if (bytes > kMaxFileBytes) {
             throw Failure(kFileTooLarge);
@@ -125,15 +133,11 @@ private:
     // The word of the allocation table for a sector: the table's sectors are the first ones of the file.
     std::uint8_t* fatWord(std::uint64_t number) { return sector(0) + 4 * number; }
 
-    // Says in words of a table that `count` sectors from `first` on follow each other.
-    static void chain(std::uint8_t* word, std::uint64_t first, std::uint64_t count) {
-        for (std::uint64_t at = 1; at <= count; ++at, word += 4) {
-            put32(word, at == count ? kEndOfChain : static_cast<std::uint32_t>(first + at));
+    // Says in words of a table that the sectors of a part follow each other.
+    static void chain(std::uint8_t* word, const Part& part) {
+        for (std::uint64_t next = part.first + 1; next <= part.end(); ++next, word += 4) {
+            put32(word, next == part.end() ? kEndOfChain : static_cast<std::uint32_t>(next));
         }
-    }
-
-    static std::uint32_t firstOrNone(std::uint64_t first, std::uint64_t count) {
-        return count == 0 ? kEndOfChain : static_cast<std::uint32_t>(first);
     }
 
     void writeHeader() {
@@ -144,39 +148,40 @@ private:
         put16(header + kAtByteOrder, kByteOrder);
         put16(header + kAtSectorShift, kShift3);
         put16(header + kAtMiniShift, kMiniShift);
-        put32(header + kAtFatSectors, static_cast<std::uint32_t>(fatSectors_));
-        put32(header + kAtFirstDirectory, static_cast<std::uint32_t>(firstDirectory_));
+        put32(header + kAtFatSectors, static_cast<std::uint32_t>(fat_.count));
+        put32(header + kAtFirstDirectory, directory_.start());
         put32(header + kAtMiniCutoff, kMiniCutoff);
-        put32(header + kAtFirstMiniFat, firstOrNone(firstMiniFat_, miniFatSectors_));
-        put32(header + kAtMiniFatSectors, static_cast<std::uint32_t>(miniFatSectors_));
-        put32(header + kAtFirstDifat, firstOrNone(fatSectors_, difatSectors_));
-        put32(header + kAtDifatSectors, static_cast<std::uint32_t>(difatSectors_));
+        put32(header + kAtFirstMiniFat, miniFat_.start());
+        put32(header + kAtMiniFatSectors, static_cast<std::uint32_t>(miniFat_.count));
+        put32(header + kAtFirstDifat, difat_.start());
+        put32(header + kAtDifatSectors, static_cast<std::uint32_t>(difat_.count));
     }
 
     // The list of the allocation table's sectors: in the header, then in sectors whose last word leads to the next.
     void writeDifat() {
         std::fill(&out_[kAtDifat], &out_[kHeaderBytes], std::uint8_t{0xFF});
-        std::fill_n(sector(fatSectors_), difatSectors_ * kSectorBytes, std::uint8_t{0xFF});
-        for (std::uint64_t at = 0; at < fatSectors_; ++at) {
-            const std::uint64_t behind = at - kHeaderFatSectors; // unused for those in the header
-            std::uint8_t* place = at < kHeaderFatSectors ? &out_[kAtDifat + 4 * at]
-                                                         : sector(fatSectors_ + behind / (kWordsInSector - 1)) +
-                                                               4 * (behind % (kWordsInSector - 1));
-            put32(place, static_cast<std::uint32_t>(at));
+        std::fill_n(sector(difat_.first), difat_.count * kSectorBytes, std::uint8_t{0xFF});
+        for (std::uint64_t at = 0; at < fat_.count; ++at) {
+            const std::uint64_t behind = at - kHeaderFatSectors; // meaningless for those in the header
+            std::uint8_t* list = at < kHeaderFatSectors ? &out_[kAtDifat + 4 * at]
+                                                        : sector(difat_.first + behind / (kWordsInSector - 1)) +
+                                                              4 * (behind % (kWordsInSector - 1));
+            put32(list, static_cast<std::uint32_t>(at));
+            put32(fatWord(at), kFatSector);
         }
-        for (std::uint64_t at = 0; at < difatSectors_; ++at) {
-            put32(fatWord(fatSectors_ + at), kDifatSector);
-            put32(sector(fatSectors_ + at + 1) - 4,
-                  at + 1 == difatSectors_ ? kEndOfChain : static_cast<std::uint32_t>(fatSectors_ + at + 1));
+        for (std::uint64_t at = difat_.first; at < difat_.end(); ++at) {
+            const std::uint64_t next = at + 1;
+            put32(sector(next) - 4, next == difat_.end() ? kEndOfChain : static_cast<std::uint32_t>(next));
+            put32(fatWord(at), kDifatSector);
         }
     }
 
     void writeDirectory() {
-        std::uint8_t* at = sector(firstDirectory_);
-        for (const DirectoryEntry& entry : directory_.entries()) {
+        std::uint8_t* at = sector(directory_.first);
+        for (const DirectoryEntry& entry : entries_.list()) {
             const Node& node = *entry.node;
-            const bool isRoot = &entry == &directory_.entries().front();
-            const std::u16string_view name = node.name.units();
+            const bool isRoot = &entry == &entries_.list().front();
+            const std::u16string_view name = entry.name->units();
             for (std::size_t unit = 0; unit < name.size(); ++unit) {
                 put16(at + kAtName + 2 * unit, name[unit]);
             }
@@ -187,16 +192,15 @@ private:
             put32(at + kAtRight, entry.right);
             put32(at + kAtChild, entry.child);
             std::ranges::copy(node.properties, at + kAtClassId);
-            if (isRoot) {
-                put32(at + kAtStart, firstOrNone(firstMiniStream_, miniStreamSectors_));
-                put64(at + kAtSize, miniSectors_ * kMiniBytes);
-            } else if (node.kind == ElementKind::stream) {
+            if (node.kind == ElementKind::stream) {
                 put32(at + kAtStart, writeStream(node));
                 put64(at + kAtSize, node.size());
             }
             at += kEntryBytes;
         }
-        for (; at < sector(firstMiniStream_); at += kEntryBytes) {
+        put32(sector(directory_.first) + kAtStart, miniStream_.start());
+        put64(sector(directory_.first) + kAtSize, nextMini_ * kMiniBytes);
+        for (; at < sector(miniStream_.first); at += kEntryBytes) {
             std::fill(at + kAtLeft, at + kAtClassId, std::uint8_t{0xFF});
         }
     }
@@ -206,28 +210,24 @@ private:
         const std::uint64_t size = stream.size();
         const bool isMini = size < kMiniCutoff;
         std::uint64_t& next = isMini ? nextMini_ : nextLarge_;
-        const std::uint64_t first = next;
-        const std::uint64_t count = piecesFor(size, isMini ? kMiniBytes : kSectorBytes);
-        std::uint8_t* place = isMini ? sector(firstMiniStream_) + first * kMiniBytes : sector(first);
-        tree_.read(stream, 0, {place, size});
-        chain(isMini ? sector(firstMiniFat_) + 4 * first : fatWord(first), first, count);
-        next += count;
-        return firstOrNone(first, count);
+        const Part part{next, piecesFor(size, isMini ? kMiniBytes : kSectorBytes)};
+        next = part.end();
+        tree_.read(stream, 0,
+                   {isMini ? sector(miniStream_.first) + part.first * kMiniBytes : sector(part.first), size});
+        chain(isMini ? sector(miniFat_.first) + 4 * part.first : fatWord(part.first), part);
+        return part.start();
     }
 
     const Tree& tree_;
-    const Directory directory_;
+    const Directory entries_;
     Buffer out_;
-    // Numbers of sectors, and of the first of each part.
-    std::uint64_t fatSectors_ = 0;
-    std::uint64_t difatSectors_ = 0;
-    std::uint64_t directorySectors_ = 0;
-    std::uint64_t miniStreamSectors_ = 0;
-    std::uint64_t miniFatSectors_ = 0;
-    std::uint64_t miniSectors_ = 0;
-    std::uint64_t firstDirectory_ = 0;
-    std::uint64_t firstMiniStream_ = 0;
-    std::uint64_t firstMiniFat_ = 0;
+    // Of the allocation table, its list, the directory, the mini stream and its allocation table.
+    Part fat_;
+    Part difat_;
+    Part directory_;
+    Part miniStream_;
+    Part miniFat_;
+    // Where the next stream begins.
     std::uint64_t nextMini_ = 0;
     std::uint64_t nextLarge_ = 0;
 };

@@ -6,6 +6,7 @@
 #include "platform/storage/Storage.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -62,7 +63,8 @@ public:
     /// Writes what was added, and the properties where they were set since the last cleanUp, to the file `fileName`
     /// (without it: to the one named last). A file that is open already stays the one that is written. An existing file
     /// keeps its other items and its model id; a new one is named by `phoneModelId` (without it: the one held). Throws
-    /// where nothing was added since the last cleanUp. After a failure the items before it are in the file, each whole.
+    /// where nothing was added since the last cleanUp. After a failure the items before it are in the file;
+    /// where the file could not be saved, it is as it was.
     virtual void writeToDisk();
     virtual void writeToDisk(std::uint16_t phoneModelId);
     virtual void writeToDisk(const char* fileName, std::uint16_t phoneModelId);
@@ -120,11 +122,11 @@ private:
     void prepareToWrite();
     void createFile();
     void openFile(std::uint32_t mode);
-    void flush();
+    /// Opens the file for writing, changes it, and saves it.
+    void changeFile(const std::function<void()>& change);
+    com::Status save();
 
     ComThreadManager& threadManager_;
-    /// The id that the open file's model storage is named by.
-    std::uint16_t fileModelId_ = 0;
     OpenMode currentMode_ = OpenMode::none;
     OpenMode requestedMode_ = OpenMode::read;
 };

@@ -3,6 +3,7 @@
 #include "calfile/MoxFailures.h"
 #include "calfile/MoxFile.h"
 #include "calfile/MoxTree.h"
+#include "platform/com/Messages.h"
 #include "platform/kernel/Trace.h"
 
 #include <sys/stat.h>
@@ -29,17 +30,14 @@ bool mox::mayExist(const std::string& path) {
 
 void MoxFile::writeToDiskImpl() {
     mox::runBody(kWriteToDisk, errorPending_, errorMessage_, [this] {
-        prepareToWrite();
-        for (const NvRecord& record : items_) {
-            mox::writeItem(defaultStorage_, record);
-        }
-        if (propertiesSet_) {
-            // Of the file that is written, whatever id was given to this write.
-            mox::Properties written = properties_;
-            written.phoneModelId = fileModelId_;
-            mox::writeProperties(defaultStorage_, written);
-        }
-        flush();
+        changeFile([this] {
+            for (const NvRecord& record : items_) {
+                mox::writeItem(defaultStorage_, record);
+            }
+            if (propertiesSet_) {
+                mox::writeProperties(defaultStorage_, properties_);
+            }
+        });
         items_.clear();
     });
 }
@@ -56,14 +54,26 @@ void MoxFile::readPhoneModelIdImpl() {
 
 void MoxFile::removeNvItemsImpl() {
     mox::runBody(kRemoveNvItems, errorPending_, errorMessage_, [this] {
-        prepareToWrite();
-        mox::removeItems(defaultStorage_, itemsToRemove_);
-        flush();
+        changeFile([this] { mox::removeItems(defaultStorage_, itemsToRemove_); });
         itemsToRemove_.clear();
     });
 }
 
-/// What failed here shows in the first use of a storage that is not open, whose failure then replaces it.
+// What was done before a failure is saved, too; of two failures the first is told.
+void MoxFile::changeFile(const std::function<void()>& change) {
+    prepareToWrite();
+    try {
+        change();
+    } catch (...) {
+        if (const com::Status status = save(); com::failed(status)) {
+            kernel::logError("'" + fileName_ + "' can't be saved after a failure: " + com::standardMessage(status));
+        }
+        throw;
+    }
+    mox::check(save());
+}
+
+// What failed here shows in the first use of a storage that is not open, whose failure then replaces it.
 void MoxFile::prepareToWrite() {
     if (!needsSetup_ && currentMode_ != OpenMode::read) {
         return;
@@ -76,11 +86,8 @@ void MoxFile::prepareToWrite() {
     }
 }
 
-/// Every write is in the file already; this tells what a release could not, that it did not reach the disk.
-void MoxFile::flush() {
-    if (rootStorage_) {
-        mox::check(rootStorage_->flush());
-    }
+com::Status MoxFile::save() {
+    return rootStorage_ ? rootStorage_->flush() : com::kOk;
 }
 
 void MoxFile::setupStgPointers() {
@@ -113,12 +120,9 @@ void MoxFile::createFile() {
     mox::check(rootStorage_->createStorage(mox::NumberName(properties_.phoneModelId), mox::kNewFile, modelStorage_));
     mox::check(modelStorage_->createStorage(mox::kDefaultStorage, mox::kNewFile, defaultStorage_));
     mox::writeVersionStream(rootStorage_);
-    fileModelId_ = properties_.phoneModelId;
-    // Now the file has all that makes it a calibration file, and may be seen.
-    mox::check(rootStorage_->flush());
 }
 
-/// Where several storages could be the model's, the one enumerated last is.
+// Where several storages could be the model's, the one enumerated last is.
 void MoxFile::openFile(std::uint32_t mode) {
     mox::check(storage::stgOpenStorage(fileName_, mode, rootStorage_));
     mox::EnumPtr children;
@@ -130,8 +134,7 @@ void MoxFile::openFile(std::uint32_t mode) {
         mox::check(rootStorage_->openStorage(child.name, mode, modelStorage_));
         mox::check(modelStorage_->openStorage(mox::kDefaultStorage, mode, defaultStorage_));
         // A name of a greater number is no phone's; the file is one all the same, under the greatest id.
-        fileModelId_ = mox::numberOf(child.name).value_or(0xFFFF);
-        properties_.phoneModelId = fileModelId_;
+        properties_.phoneModelId = mox::numberOf(child.name).value_or(0xFFFF);
     }
 }
 

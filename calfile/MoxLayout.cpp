@@ -1,14 +1,14 @@
 #include "calfile/MoxLayout.h"
 
-#include "platform/storage/Bytes.h"
+#include "platform/kernel/LittleEndian.h"
 
 #include <algorithm>
 
 namespace mox {
 namespace {
 
-using storage::put16;
-using storage::put32;
+using kernel::put16;
+using kernel::put32;
 
 std::uint8_t* putText(std::uint8_t* at, const std::string& text) {
     put16(at, static_cast<std::uint16_t>(text.size()));

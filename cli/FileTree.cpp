@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <filesystem>
 #include <iomanip>
 #include <iostream>
 #include <stdexcept>
@@ -16,8 +15,6 @@
 namespace {
 
 constexpr std::uint32_t kForReading = storage::kRead | storage::kShareExclusive;
-/// What one element takes in the directory of a file ([MS-CFB] 2.6.1).
-constexpr std::uintmax_t kEntryBytes = 128;
 constexpr int kSizeWidth = 10;
 /// Elements further down are shown at this depth, with their own depth in front: a file may nest thousands of them.
 constexpr std::size_t kMaxIndentedDepth = 24;
@@ -31,33 +28,51 @@ std::string failureText(com::Status status, const std::string& subject) {
     return text;
 }
 
-/// Names often begin with a control character, which must not reach a terminal.
-std::string printable(std::u16string_view name) {
-    std::string text;
-    std::u16string plain;
-    const auto flush = [&] {
-        text += storage::toUtf8(plain);
-        plain.clear();
-    };
-    for (const char16_t unit : name) {
-        if (unit >= 0x20 && (unit < 0x7F || unit > 0x9F)) {
-            plain += unit;
-            continue;
-        }
-        flush();
-        std::array<char, 2> digits{'0', '0'};
-        std::to_chars(digits.data() + (unit < 0x10 ? 1 : 0), digits.data() + digits.size(), unit, 16);
-        text.append("\\x").append(digits.data(), digits.size());
+void appendUtf8(std::string& text, char32_t code) {
+    const auto byte = [&](char32_t value) { text.push_back(static_cast<char>(static_cast<unsigned char>(value))); };
+    if (code < 0x80) {
+        byte(code);
+        return;
     }
-    flush();
+    if (code < 0x800) {
+        byte(0xC0 | code >> 6);
+    } else if (code < 0x10000) {
+        byte(0xE0 | code >> 12);
+        byte(0x80 | (code >> 6 & 0x3F));
+    } else {
+        byte(0xF0 | code >> 18);
+        byte(0x80 | (code >> 12 & 0x3F));
+        byte(0x80 | (code >> 6 & 0x3F));
+    }
+    byte(0x80 | (code & 0x3F));
+}
+
+/// The name in UTF-8. Names often begin with a control character, which must not reach a terminal: it is shown by its
+/// code. So is half of a surrogate pair without the other.
+std::string printable(std::u16string_view name) {
+    const auto isHalf = [&](std::size_t at, char16_t first) {
+        return at < name.size() && name[at] >= first && name[at] < first + 0x400;
+    };
+    std::string text;
+    for (std::size_t at = 0; at < name.size(); ++at) {
+        const char16_t unit = name[at];
+        if (isHalf(at, 0xD800) && isHalf(at + 1, 0xDC00)) {
+            appendUtf8(text, 0x10000 + ((unit - 0xD800U) << 10) + (name[++at] - 0xDC00U));
+        } else if (unit >= 0x20 && (unit < 0x7F || unit > 0x9F) && !isHalf(at, 0xD800) && !isHalf(at, 0xDC00)) {
+            appendUtf8(text, unit);
+        } else {
+            std::array<char, 4> digits{};
+            const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), unit, 16).ptr;
+            const std::string_view code(digits.data(), static_cast<std::size_t>(end - digits.data()));
+            text.append(code.size() == 1 ? "\\x0" : "\\x").append(code);
+        }
+    }
     return text;
 }
 
 /// Walks a tree with a stack of its own, so that no file decides how deep the program's goes.
 class TreePrinter {
 public:
-    explicit TreePrinter(std::uintmax_t maxElements) : maxElements_(maxElements) {}
-
     bool print(const storage::ComPtr<storage::IStorage>& root) {
         enter(root, "the root");
         while (!levels_.empty()) {
@@ -69,9 +84,6 @@ public:
                 }
                 levels_.pop_back();
                 continue;
-            }
-            if (++elements_ > maxElements_) {
-                throw std::runtime_error("The file is damaged: its storages contain each other.");
             }
             show(child);
             if (child.kind == storage::ElementKind::storage) {
@@ -124,8 +136,6 @@ private:
         complete_ = false;
     }
 
-    const std::uintmax_t maxElements_;
-    std::uintmax_t elements_ = 0;
     std::vector<Level> levels_;
     bool complete_ = true;
 };
@@ -139,5 +149,5 @@ int printTree(const std::string& path) {
         const std::string text = failureText(status, path);
         throw std::runtime_error(text.find(path) == std::string::npos ? "'" + path + "': " + text : text);
     }
-    return TreePrinter(std::filesystem::file_size(path) / kEntryBytes).print(root) ? kDone : kRefused;
+    return TreePrinter().print(root) ? kDone : kRefused;
 }

@@ -1,15 +1,13 @@
 #pragma once
 
-#include "platform/storage/Bytes.h"
-
+#include <array>
 #include <compare>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace storage {
 
-// The format's upper-case form of one UTF-16 unit ([MS-CFB] 2.6.4): the simple mapping, each unit by itself.
+/// The format's upper-case form of one UTF-16 unit ([MS-CFB] 2.6.4): the simple mapping, each unit by itself.
 char16_t upperCaseBeyondAscii(char16_t unit);
 inline char16_t upperCase(char16_t unit) {
     if (unit >= 0x80) {
@@ -18,33 +16,27 @@ inline char16_t upperCase(char16_t unit) {
     return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 32) : unit;
 }
 
-// The longest name, in UTF-16 units.
+/// The longest name, in UTF-16 units.
 inline constexpr std::size_t kMaxNameUnits = 31;
 
-// The name of a child as a caller gives it, made ready for comparing.
+/// The name of a storage or stream: 31 UTF-16 units at most. Compared in the order of siblings: the shorter name first,
+/// then by the first unit whose upper-case forms differ.
 class Name {
 public:
-    // kInvalidName where it is empty, too long, or has one of / \ : ! in it.
+    Name() = default;
+    /// A name as it stands in a file, of kMaxNameUnits at most; any unit, and none, may be in it.
     explicit Name(std::u16string_view units);
+    /// A name as a caller gives it. kInvalidName where it is empty, too long, or has one of / \ : ! or a zero in it.
+    static Name checked(std::u16string_view units);
 
-    std::u16string_view units() const { return units_; }
-    ByteView bytes() const { return {bytes_, 2 * units_.size()}; }
+    std::u16string_view units() const { return {units_.data(), length_}; }
+
+    friend std::weak_ordering operator<=>(const Name& left, const Name& right);
+    friend bool operator==(const Name& left, const Name& right) { return (left <=> right) == 0; }
 
 private:
-    std::u16string_view units_;
-    // As they would stand in an entry.
-    std::uint8_t bytes_[2 * kMaxNameUnits];
+    std::array<char16_t, kMaxNameUnits> units_{};
+    std::uint16_t length_ = 0;
 };
-
-// The order of siblings: the shorter name first, then by the first unit whose upper-case forms differ. An entry's name
-// is its UTF-16 units as they stand in the file.
-std::strong_ordering compareEntryNames(ByteView left, ByteView right);
-inline std::strong_ordering compare(const Name& name, ByteView entryName) {
-    return compareEntryNames(name.bytes(), entryName);
-}
-
-// Between a name and its form in UTF-8. Malformed parts become U+FFFD, which no name that was written here has.
-std::u16string toUtf16(std::string_view text);
-std::string toUtf8(std::u16string_view units);
 
 } // namespace storage

@@ -3,8 +3,10 @@
 #include "platform/com/Status.h"
 
 #include <exception>
+#include <string>
+#include <utility>
 
-// The failure codes of the compound-file container (facility 3). Their texts stand in com's message table.
+/// The failure codes of the compound-file container (facility 3). Their texts stand in com's message table.
 namespace storage {
 
 using com::Status;
@@ -27,16 +29,34 @@ inline constexpr Status kReverted = com::makeStatus(0x80030102);
 inline constexpr Status kFileCorrupt = com::makeStatus(0x80030109);
 inline constexpr Status kFileTooLarge = com::makeStatus(0x80030111);
 
-// The container's own exception: thrown inside its layers, turned into the status that it carries by the interface
-// methods, never seen outside.
+/// The container's own exception: thrown inside it, turned into its code by the interface methods, never seen outside.
 class Failure : public std::exception {
 public:
-    explicit Failure(Status code) : code_(code) {}
+    /// `reason` says what was wrong, for the error log; empty where the code says it all.
+    explicit Failure(Status code, std::string reason = {}) : code_(code), reason_(std::move(reason)) {}
     Status code() const { return code_; }
-    const char* what() const noexcept override { return "compound file failure"; }
+    const char* what() const noexcept override { return reason_.c_str(); }
 
 private:
     Status code_;
+    std::string reason_;
 };
+
+/// The code for an error number of the system; `otherwise` for one that has none of its own.
+Status statusOfErrno(int error, Status otherwise);
+
+/// Answers the code of the exception that is being handled; its reason goes into the error log.
+Status statusOfException() noexcept;
+
+/// Runs the body of an interface method: what it throws becomes its status.
+template <class Body>
+Status guarded(Body&& body) {
+    try {
+        body();
+        return com::kOk;
+    } catch (...) {
+        return statusOfException();
+    }
+}
 
 } // namespace storage

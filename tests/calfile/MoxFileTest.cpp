@@ -54,7 +54,7 @@ TEST_F(MoxFileTest, AnUpdateReplacesItemsOfItsNumbersAndLeavesTheRest) {
     EXPECT_EQ(gsfStream("00000123/default/Mobile_Property_Info"),
               bytes({1, 0, 0, 0, 123, 0, 0, 0, 0, 0, 2, 0, 'm', 'e'}));
     file.writeToDisk(path.c_str(), 98);
-    EXPECT_EQ(gsfStream("00000123/default/Mobile_Property_Info")[4], 123) << "the file was left open in between";
+    EXPECT_EQ(gsfStream("00000123/default/Mobile_Property_Info")[4], 98) << "the id held, in a file that was open";
     EXPECT_EQ(file.readPhoneModelId(), 98) << "the id given last is the one held";
     EXPECT_EQ(numbers(), (std::vector<int>{1, 7, 9, 345})) << "the property stream is no item";
 }

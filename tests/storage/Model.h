@@ -3,19 +3,20 @@
 #include "tests/storage/Support.h"
 
 #include <functional>
+#include <stdexcept>
+#include <vector>
 
 namespace storage::testing {
 
-// Plays operations on a container and on a map of paths, and compares. Each number that `choose(n)` answers, below n,
-// decides one thing, so that random numbers and a fuzzer's bytes drive it alike.
+/// Plays operations on a compound file and on a map of paths, and compares. Each number that `choose(n)` answers, below
+/// n, decides one thing, so that random numbers and a fuzzer's bytes drive it alike.
 class ModelRun {
 public:
     explicit ModelRun(std::function<unsigned(unsigned)> choose) : choose_(std::move(choose)) {
-        tree_[u"/"] = {};
-        expect(createContainer(std::make_unique<MemoryFile>(image_), root_) == com::kOk, "create");
+        expect(stgCreateDocfile(path_, kCreateReadWrite, root_) == com::kOk, "create");
     }
 
-    // One operation somewhere in the tree; throws what is wrong after it.
+    /// One operation somewhere in the tree; throws what is wrong after it.
     void step() {
         std::vector<ComPtr<IStorage>> chain{root_};
         std::u16string path = u"/";
@@ -32,23 +33,26 @@ public:
         }
         act(*chain.back().get(), path);
         chain.clear();
-        check();
+        Contents found;
+        expect(readTree(*root_.get(), found) == com::kOk && found == tree_, "contents by the interfaces");
     }
 
-    // Closes the file, checks it with all strictness, and opens it again.
-    void reopen() {
-        root_.reset();
-        Tree found;
-        const std::string wrong = strictCheck(image_->bytes, found);
-        expect(wrong.empty(), "closed: " + wrong);
-        expect(found == tree_, "contents of the closed file");
-        expect(openImage(image_, kOpenReadWrite, root_) == com::kOk, "open");
+    /// Saves the file, or closes and opens it again, and checks it with all strictness.
+    void save() {
+        const bool reopens = choose_(2) == 0;
+        if (reopens) {
+            root_.reset();
+        } else {
+            expect(root_->flush() == com::kOk, "flush");
+        }
+        Contents found;
+        const std::string wrong = strictCheck(load(path_), found);
+        expect(wrong.empty(), "file: " + wrong);
+        expect(found == tree_, "contents of the file");
+        expect(!reopens || stgOpenStorage(path_, kOpenReadWrite, root_) == com::kOk, "open");
     }
 
 private:
-    // One operation makes one storage, below all that are there already.
-    static constexpr unsigned kLevels = 1000;
-
     static void expect(bool holds, const std::string& what) {
         if (!holds) {
             throw std::runtime_error(what);
@@ -67,52 +71,40 @@ private:
     }
 
     void act(IStorage& parent, const std::u16string& path) {
-        switch (choose_(8)) {
-        case 0:
-        case 1:
-            createStorage(parent, path);
-            break;
-        case 2:
-        case 3:
-            createStream(parent, path);
-            break;
-        case 4: {
-            const std::u16string name = chooseName();
+        const unsigned action = choose_(8);
+        const std::u16string name = chooseName();
+        if (action < 2) {
+            createStorage(parent, path, name);
+        } else if (action < 4) {
+            createStream(parent, path, name);
+        } else if (action == 4) {
             const Status status = parent.destroyElement(name);
             expect(status == (forget(path + name) ? com::kOk : kFileNotFound), "destroy");
-            break;
-        }
-        default:
-            changeStream(parent, path);
+        } else {
+            changeStream(parent, path + name, name);
         }
     }
 
-    void createStorage(IStorage& parent, const std::u16string& path) {
-        const std::u16string name = chooseName();
+    void createStorage(IStorage& parent, const std::u16string& path, const std::u16string& name) {
         ComPtr<IStorage> child;
         expect(parent.createStorage(name, kCreateReadWrite, child) == com::kOk, "create storage");
         forget(path + name);
         tree_[path + name + u"/"] = {};
         if (choose_(2) == 0) {
-            createStream(*child.get(), path + name + u"/");
+            createStream(*child.get(), path + name + u"/", chooseName());
         }
     }
 
-    void createStream(IStorage& parent, const std::u16string& path) {
-        const std::u16string name = chooseName();
-        ComPtr<IStream> stream;
-        expect(parent.createStream(name, kCreateReadWrite, stream) == com::kOk, "create stream");
-        forget(path + name);
+    void createStream(IStorage& parent, const std::u16string& path, const std::u16string& name) {
         const Buffer bytes = pattern(chooseLength(), ++seed_);
-        std::uint32_t transferred = 0;
-        expect(stream->write(bytes, transferred) == com::kOk && transferred == bytes.size(), "write");
+        expect(writeStream(parent, name, bytes) == com::kOk, "create stream");
+        forget(path + name);
         tree_[path + name] = bytes;
     }
 
-    void changeStream(IStorage& parent, const std::u16string& path) {
-        const std::u16string name = chooseName();
+    void changeStream(IStorage& parent, const std::u16string& path, const std::u16string& name) {
         ComPtr<IStream> stream;
-        const auto known = tree_.find(path + name);
+        const auto known = tree_.find(path);
         const Status status = parent.openStream(name, kOpenReadWrite, stream);
         expect((status == com::kOk) == (known != tree_.end()), "open stream");
         if (com::failed(status)) {
@@ -120,45 +112,29 @@ private:
         }
         Buffer& model = known->second;
         const std::size_t position = chooseLength();
-        if (choose_(2) == 0) {
-            expect(stream->setSize(position) == com::kOk, "set size");
-            model.resize(position);
-            return;
-        }
         const Buffer bytes = pattern(chooseLength(), ++seed_);
         std::uint32_t transferred = 0;
-        expect(stream->moveTo(position) == com::kOk && stream->write(bytes, transferred) == com::kOk, "write at");
+        expect(stream->moveTo(position) == com::kOk && stream->write(bytes, transferred) == com::kOk &&
+                   transferred == bytes.size(),
+               "write at");
         if (!bytes.empty()) {
             model.resize(std::max(model.size(), position + bytes.size()));
             std::copy(bytes.begin(), bytes.end(), model.begin() + static_cast<std::ptrdiff_t>(position));
         }
     }
 
-    // Takes a path and what is below it out of the model.
+    /// Takes a path and what is below it out of the model.
     bool forget(const std::u16string& path) {
         const std::size_t before = tree_.size();
         std::erase_if(tree_, [&](const auto& row) { return row.first == path || row.first.starts_with(path + u"/"); });
         return tree_.size() < before;
     }
 
-    void check() {
-        Tree found;
-        expect(readTree(*root_.get(), found, kLevels) == com::kOk && found == tree_, "contents by the interfaces");
-        expect(readImage(image_->bytes, found, kLevels) == com::kOk && found == tree_,
-               "contents after an end at this moment");
-        if (choose_(4) != 0) {
-            return;
-        }
-        expect(root_->flush() == com::kOk, "flush");
-        const std::string wrong = strictCheck(image_->bytes, found, {.open = true});
-        expect(wrong.empty(), "open: " + wrong);
-        expect(found == tree_, "contents of the open file");
-    }
-
+    TestFolder folder_;
+    const std::string path_ = folder_ / "model.mox";
     std::function<unsigned(unsigned)> choose_;
-    std::shared_ptr<MemoryImage> image_ = std::make_shared<MemoryImage>();
     ComPtr<IStorage> root_;
-    Tree tree_;
+    Contents tree_{{u"/", {}}};
     std::uint32_t seed_ = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "tests/storage/StrictCheck.h"
 
+#include "platform/kernel/LittleEndian.h"
+
 #include <algorithm>
 #include <stdexcept>
 #include <vector>
@@ -7,8 +9,13 @@
 namespace storage::testing {
 namespace {
 
+using kernel::get16;
+using kernel::get32;
+using kernel::get64;
+
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::uint32_t kEnd = 0xFFFFFFFE;
+constexpr std::uint32_t kSector = 512;
 
 struct Wrong : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -27,13 +34,13 @@ bool zeros(const Buffer& bytes, std::size_t from, std::size_t to) {
 
 class Checker {
 public:
-    Checker(const Buffer& file, Tree& tree, Allow allow) : file_(file), tree_(tree), allow_(allow) {}
+    Checker(const Buffer& file, Contents& tree) : file_(file), tree_(tree) {}
 
     void run() {
         readHeader();
         readTables();
         directory_ = join(claimChain(get32(&file_[48]), "directory"));
-        need(get32(&file_[40]) == (major_ == 4 ? directory_.size() / sector_ : 0), "directory sector count");
+        need(get32(&file_[40]) == 0, "directory sector count");
         const std::uint8_t* root = entry(0);
         need(root[66] == 5 && root[67] == 1 && get32(root + 68) == kNone && get32(root + 72) == kNone, "root entry");
         readMiniStream(root);
@@ -49,15 +56,11 @@ private:
     void readHeader() {
         static constexpr std::uint8_t kSignature[]{0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
         need(file_.size() >= 1536 && std::equal(kSignature, kSignature + 8, file_.begin()), "signature");
-        major_ = get16(&file_[26]);
-        need(zeros(file_, 8, 24) && get16(&file_[24]) == 0x3E && (major_ == 3 || major_ == 4), "version");
-        need(get16(&file_[28]) == 0xFFFE && get16(&file_[30]) == (major_ == 3 ? 9 : 12) && get16(&file_[32]) == 6,
-             "shifts");
+        need(zeros(file_, 8, 24) && get16(&file_[24]) == 0x3E && get16(&file_[26]) == 3, "version");
+        need(get16(&file_[28]) == 0xFFFE && get16(&file_[30]) == 9 && get16(&file_[32]) == 6, "shifts");
         need(zeros(file_, 34, 40) && zeros(file_, 52, 56) && get32(&file_[56]) == 4096, "reserved fields");
-        sector_ = major_ == 3 ? 512 : 4096;
-        need(zeros(file_, 512, sector_), "rest of the header");
-        need(file_.size() % sector_ == 0 || allow_.open, "length");
-        owner_.assign(file_.size() / sector_ - 1, "");
+        need(file_.size() % kSector == 0, "length");
+        owner_.assign(file_.size() / kSector - 1, "");
     }
 
     void readTables() {
@@ -66,22 +69,22 @@ private:
             slots.push_back(get32(&file_[at]));
         }
         std::vector<std::uint32_t> difats;
-        for (std::uint32_t difat = get32(&file_[68]); difat != kEnd; difat = get32(sectorBytes(difat) + sector_ - 4)) {
+        for (std::uint32_t difat = get32(&file_[68]); difat != kEnd; difat = get32(sectorBytes(difat) + kSector - 4)) {
             claim(difat, "difat");
             difats.push_back(difat);
-            for (std::uint32_t at = 0; at + 4 < sector_; at += 4) {
+            for (std::uint32_t at = 0; at + 4 < kSector; at += 4) {
                 slots.push_back(get32(sectorBytes(difat) + at));
             }
         }
         const std::uint32_t fats = get32(&file_[44]);
-        const std::uint32_t perDifat = sector_ / 4 - 1;
+        const std::uint32_t perDifat = kSector / 4 - 1;
         need(difats.size() == get32(&file_[72]), "difat count");
         need(difats.size() == (fats <= 109 ? 0 : (fats - 109 + perDifat - 1) / perDifat), "difat length");
         for (std::size_t slot = 0; slot < slots.size(); ++slot) {
             need((slots[slot] == kNone) == (slot >= fats), "fat slots");
             if (slot < fats) {
                 claim(slots[slot], "fat");
-                for (std::uint32_t word = 0; word < sector_; word += 4) {
+                for (std::uint32_t word = 0; word < kSector; word += 4) {
                     fat_.push_back(get32(sectorBytes(slots[slot]) + word));
                 }
             }
@@ -96,7 +99,7 @@ private:
 
     const std::uint8_t* sectorBytes(std::uint32_t number) const {
         need(number < owner_.size(), "sector outside of the file");
-        return &file_[(std::size_t{number} + 1) * sector_];
+        return &file_[(std::size_t{number} + 1) * kSector];
     }
     void claim(std::uint32_t number, const std::string& what) {
         need(number < owner_.size(), what + " outside of the file");
@@ -115,7 +118,7 @@ private:
     Buffer join(const std::vector<std::uint32_t>& chain) const {
         Buffer bytes;
         for (const std::uint32_t at : chain) {
-            bytes.insert(bytes.end(), sectorBytes(at), sectorBytes(at) + sector_);
+            bytes.insert(bytes.end(), sectorBytes(at), sectorBytes(at) + kSector);
         }
         return bytes;
     }
@@ -128,11 +131,11 @@ private:
         const std::uint64_t size = get64(root + 120);
         mini_ = join(claimChain(get32(root + 116), "mini stream"));
         const Buffer table = join(claimChain(get32(&file_[60]), "mini fat"));
-        need(table.size() / sector_ == get32(&file_[64]), "mini fat count");
+        need(table.size() / kSector == get32(&file_[64]), "mini fat count");
         for (std::size_t at = 0; at < table.size(); at += 4) {
             miniFat_.push_back(get32(&table[at]));
         }
-        need(size <= mini_.size() && mini_.size() - size < sector_ && size / 64 <= miniFat_.size(), "mini stream size");
+        need(size <= mini_.size() && mini_.size() - size < kSector && size / 64 <= miniFat_.size(), "mini stream size");
         miniOwned_.assign(size / 64, false);
     }
 
@@ -196,7 +199,7 @@ private:
             need(bytes.size() >= size && bytes.size() - size < 64, what + ": mini chain length");
         } else {
             bytes = join(claimChain(start, what));
-            need(bytes.size() >= size && bytes.size() - size < sector_, what + ": chain length");
+            need(bytes.size() >= size && bytes.size() - size < kSector, what + ": chain length");
         }
         need(zeros(bytes, size, bytes.size()), what + ": slack");
         bytes.resize(size);
@@ -205,14 +208,8 @@ private:
 
     void checkRest() const {
         for (std::size_t at = 0; at < owner_.size(); ++at) {
-            if (owner_[at].empty()) {
-                need(at >= fat_.size() || fat_[at] == kNone, "lost sector " + std::to_string(at));
-                need(allow_.bytesInFreeSectors || zeros(file_, (at + 1) * sector_, (at + 2) * sector_),
-                     "bytes in free sector " + std::to_string(at));
-            }
+            need(!owner_[at].empty(), "lost sector " + std::to_string(at));
         }
-        need(zeros(file_, (owner_.size() + 1) * sector_, file_.size()), "bytes behind the last sector");
-        need(allow_.open || !owner_.back().empty(), "free sector at the end");
         for (std::size_t at = owner_.size(); at < fat_.size(); ++at) {
             need(fat_[at] == kNone, "allocation behind the end");
         }
@@ -231,10 +228,7 @@ private:
     }
 
     const Buffer& file_;
-    Tree& tree_;
-    Allow allow_;
-    unsigned major_ = 0;
-    std::uint32_t sector_ = 0;
+    Contents& tree_;
     std::vector<std::string> owner_;
     std::vector<std::uint32_t> fat_;
     std::vector<std::uint32_t> miniFat_;
@@ -247,9 +241,9 @@ private:
 
 } // namespace
 
-std::string strictCheck(const Buffer& file, Tree& tree, Allow allow) {
+std::string strictCheck(const Buffer& file, Contents& tree) {
     try {
-        Checker(file, tree, allow).run();
+        Checker(file, tree).run();
         return {};
     } catch (const std::exception& wrong) {
         return wrong.what();

@@ -1,20 +1,70 @@
 #pragma once
 
-#include "platform/storage/Docfile.h"
-#include "platform/storage/Sectors.h"
-#include "tests/storage/MemoryFile.h"
+#include "platform/kernel/LittleEndian.h"
+#include "platform/kernel/Trace.h"
+#include "platform/storage/Status.h"
+#include "platform/storage/Storage.h"
 #include "tests/storage/StrictCheck.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace storage::testing {
+
+using kernel::get16;
+using kernel::get32;
+using kernel::put16;
+using kernel::put32;
+using kernel::put64;
 
 inline constexpr std::uint32_t kCreateWrite = kCreate | kShareExclusive | kWrite;
 inline constexpr std::uint32_t kCreateReadWrite = kCreate | kShareExclusive | kReadWrite;
 inline constexpr std::uint32_t kOpenRead = kShareExclusive | kRead;
 inline constexpr std::uint32_t kOpenReadWrite = kShareExclusive | kReadWrite;
 
-// Bytes that tell their seed, so that two contents are never alike, and none of them zero.
+/// A folder of its own, in memory, where no disk is waited for; and the error log's last line. Gone with the object.
+class TestFolder {
+public:
+    TestFolder() {
+        std::string name = "/dev/shm/calvane-storage-XXXXXX";
+        folder_ = ::mkdtemp(name.data());
+        kernel::setErrorLog([this](std::string_view text) { logged = text; });
+    }
+    ~TestFolder() {
+        kernel::setErrorLog({});
+        std::filesystem::remove_all(folder_);
+    }
+    TestFolder(const TestFolder&) = delete;
+    TestFolder& operator=(const TestFolder&) = delete;
+
+    std::string operator/(const std::string& name) const { return (folder_ / name).string(); }
+    std::size_t fileCount() const {
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder_), {}));
+    }
+
+    std::string logged;
+
+private:
+    std::filesystem::path folder_;
+};
+
+inline Buffer load(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+inline void store(const std::string& path, const Buffer& bytes) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+/// Bytes that tell their seed, so that two contents are never alike, and none of them zero.
 inline Buffer pattern(std::size_t length, std::uint32_t seed) {
     Buffer bytes(length);
     std::uint32_t state = seed * 2654435761U + 1;
@@ -26,95 +76,64 @@ inline Buffer pattern(std::size_t length, std::uint32_t seed) {
 }
 
 inline std::u16string itemName(unsigned number) {
-    std::string digits = std::to_string(number);
-    digits.insert(0, 8 - digits.size(), '0');
-    return toUtf16(digits);
+    const std::string digits = std::to_string(100000000 + number).substr(1);
+    return {digits.begin(), digits.end()};
 }
 
-// An item as the calibration file holds it: a storage with one stream of 134 bytes. The first failure's status.
-inline Status writeItem(IStorage& parent, unsigned number, const Buffer& contents) {
-    ComPtr<IStorage> item;
+inline Status writeStream(IStorage& parent, std::u16string_view name, const Buffer& contents) {
     ComPtr<IStream> stream;
     std::uint32_t transferred = 0;
-    Status status = parent.createStorage(itemName(number), kCreateWrite, item);
-    if (com::succeeded(status)) {
-        status = item->createStream(u"00000000", kCreateWrite, stream);
-    }
+    const Status status = parent.createStream(name, kCreateWrite, stream);
     return com::succeeded(status) ? stream->write(contents, transferred) : status;
 }
 
+/// An item as the calibration file holds it: a storage with one stream. The first failure's status.
 inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, std::size_t length = 134) {
-    return writeItem(parent, number, pattern(length, seed));
+    ComPtr<IStorage> item;
+    const Status status = parent.createStorage(itemName(number), kCreateWrite, item);
+    return com::succeeded(status) ? writeStream(*item.get(), u"00000000", pattern(length, seed)) : status;
 }
 
-inline Status readStream(IStorage& parent, std::u16string_view name, Buffer& out) {
+inline Status readStream(IStorage& parent, const ElementInfo& info, Buffer& out) {
     ComPtr<IStream> stream;
-    std::uint64_t size = 0;
     std::uint32_t transferred = 0;
-    Status status = parent.openStream(name, kOpenRead, stream);
-    if (com::succeeded(status) && com::succeeded(status = stream->size(size))) {
-        out.assign(static_cast<std::size_t>(std::min<std::uint64_t>(size, 1U << 24)), 0);
-        status = stream->read(out, transferred);
-        out.resize(transferred);
-    }
-    return status;
+    const Status status = parent.openStream(info.name, kOpenRead, stream);
+    // In a damaged file a stream may claim any size.
+    out.resize(std::min<std::uint64_t>(info.size, 1U << 24));
+    return com::succeeded(status) ? stream->read(out, transferred) : status;
 }
 
-// In a hostile file storages may lead back to where they hang; no deeper than this is looked.
-inline constexpr unsigned kHostileLevels = 32;
-
-// Everything at most `levels` storages below a storage, read through the interfaces. The first failure's status.
-inline Status readTree(IStorage& storage, Tree& tree, unsigned levels = kHostileLevels,
-                       const std::u16string& path = u"/") {
-    tree[path] = {};
+/// Everything below a storage, read through the interfaces, as far as it can be read; the first failure's status.
+inline Status readTree(IStorage& storage, Contents& tree, const std::u16string& path = u"/", unsigned levels = 200) {
     ComPtr<IEnumElements> children;
-    Status status = storage.enumElements(children);
+    Status first = storage.enumElements(children);
+    const auto keep = [&](Status status) { first = com::succeeded(first) ? status : first; };
+    tree[path] = {};
     ElementInfo info;
-    while (com::succeeded(status) && (status = children->next(info)) == com::kOk) {
+    Status next = children->next(info);
+    for (; next == com::kOk; next = children->next(info)) {
+        ComPtr<IStorage> child;
+        Buffer bytes;
         if (info.kind == ElementKind::stream) {
-            status = readStream(storage, info.name, tree[path + info.name]);
-        } else if (levels > 0) {
-            ComPtr<IStorage> child;
-            status = storage.openStorage(info.name, kOpenRead, child);
+            const Status status = readStream(storage, info, bytes);
+            keep(status);
             if (com::succeeded(status)) {
-                status = readTree(*child.get(), tree, levels - 1, path + info.name + u"/");
+                tree[path + info.name] = bytes;
             }
+        } else if (levels > 0) {
+            keep(storage.openStorage(info.name, kOpenRead, child));
+            keep(readTree(*child.get(), tree, path + info.name + u"/", levels - 1));
         }
     }
-    return com::failed(status) ? status : com::kOk;
+    keep(next);
+    return com::failed(first) ? first : com::kOk;
 }
 
-inline Status openImage(const std::shared_ptr<MemoryImage>& image, std::uint32_t mode, ComPtr<IStorage>& root) {
-    return openContainer(std::make_unique<MemoryFile>(image), mode, root);
-}
-
-inline Buffer emptyVersion4() {
-    Buffer file(3 * 4096);
-    const Buffer small = Sectors::emptyFile();
-    std::copy_n(small.begin(), 512, file.begin());
-    file[26] = 4;
-    file[30] = 12;
-    file[40] = 1;
-    std::fill(file.begin() + 4096, file.begin() + 8192, std::uint8_t{0xFF});
-    put32(&file[4096], kFatSector);
-    put32(&file[4100], kEndOfChain);
-    for (std::size_t at = 8192; at < file.size(); at += 128) {
-        std::copy_n(small.begin() + (at == 8192 ? 1024 : 1152), 128, file.begin() + static_cast<long>(at));
-    }
-    return file;
-}
-
-inline std::shared_ptr<MemoryImage> imageOf(Buffer bytes) {
-    auto image = std::make_shared<MemoryImage>();
-    image->bytes = std::move(bytes);
-    return image;
-}
-
-inline Status readImage(const Buffer& bytes, Tree& tree, unsigned levels = kHostileLevels) {
+inline Status readFile(const std::string& path, Contents& tree) {
     ComPtr<IStorage> root;
     tree.clear();
-    const Status status = openImage(imageOf(bytes), kOpenRead, root);
-    return com::failed(status) ? status : readTree(*root.get(), tree, levels);
+    const Status status = stgOpenStorage(path, kOpenRead, root);
+    return com::failed(status) ? status : readTree(*root.get(), tree);
 }
 
 } // namespace storage::testing

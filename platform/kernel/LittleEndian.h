@@ -1,20 +1,16 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
-#include <vector>
 
-// The one pair of helpers per width for the format's little-endian numbers.
-namespace storage {
+namespace kernel {
 
-using Buffer = std::vector<std::uint8_t>;
-using ByteView = std::span<const std::uint8_t>;
-
+/// Numbers as files and packets hold them: the byte of least weight first, at any address. `at` has room for the
+/// number.
 inline std::uint16_t get16(const std::uint8_t* at) {
     return static_cast<std::uint16_t>(at[0] | at[1] << 8);
 }
 inline std::uint32_t get32(const std::uint8_t* at) {
-    return std::uint32_t{at[0]} | std::uint32_t{at[1]} << 8 | std::uint32_t{at[2]} << 16 | std::uint32_t{at[3]} << 24;
+    return std::uint32_t{get16(at)} | std::uint32_t{get16(at + 2)} << 16;
 }
 inline std::uint64_t get64(const std::uint8_t* at) {
     return std::uint64_t{get32(at)} | std::uint64_t{get32(at + 4)} << 32;
@@ -32,4 +28,4 @@ inline void put64(std::uint8_t* at, std::uint64_t value) {
     put32(at + 4, static_cast<std::uint32_t>(value >> 32));
 }
 
-} // namespace storage
+} // namespace kernel

@@ -1,0 +1,112 @@
+#include "platform/storage/CompoundFile.h"
+
+#include "platform/kernel/Trace.h"
+#include "platform/storage/Status.h"
+
+#include <utility>
+
+namespace storage {
+namespace {
+
+// Tells the objects of a node and of all below it that it is gone.
+void closeHandles(Node& top) {
+    std::vector<Node*> nodes{&top};
+    while (!nodes.empty()) {
+        Node& node = *nodes.back();
+        nodes.pop_back();
+        if (NodeHandle* handle = std::exchange(node.handle, nullptr)) {
+            handle->nodeIsGone();
+        }
+        for (const auto& [name, child] : node.children) {
+            nodes.push_back(child.get());
+        }
+    }
+}
+
+} // namespace
+
+CompoundFile::CompoundFile(LockedFile place) : place_(std::move(place)), mustSave_(true), changed_(true) {
+    tree_.rootName = Name(u"Root Entry");
+    tree_.root = std::make_unique<Node>(ElementKind::storage);
+}
+
+CompoundFile::CompoundFile(LockedFile place, Tree tree) : place_(std::move(place)), tree_(std::move(tree)) {}
+
+CompoundFile::~CompoundFile() {
+    // A failure that was answered has been answered: what failed is not done behind the caller's back.
+    if (mustSave_ && com::failed(guarded([this] { save(); }))) {
+        kernel::logError("'" + place_.path() + "' could not be saved when it was closed");
+    }
+}
+
+Node& CompoundFile::createChild(Node& parent, const Name& name, ElementKind kind, bool mayReplace) {
+    beginChange();
+    auto& child = parent.children[name];
+    if (child != nullptr && !mayReplace) {
+        throw Failure(kFileAlreadyExists);
+    }
+    auto made = std::make_unique<Node>(kind);
+    if (child != nullptr) {
+        closeHandles(*child);
+    }
+    child = std::move(made);
+    return *child;
+}
+
+void CompoundFile::removeChild(Node& parent, const Name& name) {
+    beginChange();
+    const auto old = parent.children.find(name);
+    if (old == parent.children.end()) {
+        throw Failure(kFileNotFound);
+    }
+    closeHandles(*old->second);
+    parent.children.erase(old);
+}
+
+Buffer& CompoundFile::changeBytes(Node& stream) {
+    beginChange();
+    return tree_.makeOwn(stream);
+}
+
+void CompoundFile::beginChange() {
+    if (!tree_.damage.empty()) {
+        throw Failure(kFileCorrupt, "'" + place_.path() + "' is not changed: " + tree_.damage);
+    }
+    mustSave_ = true;
+    changed_ = true;
+}
+
+void CompoundFile::save() {
+    mustSave_ = false;
+    if (changed_) {
+        place_.save(writeTree(tree_));
+        changed_ = false;
+    }
+}
+
+NodeHandle::NodeHandle(std::shared_ptr<CompoundFile> file, Node& node, std::uint32_t access)
+    : file_(std::move(file)), node_(&node), access_(access) {
+    node.handle = this;
+}
+
+NodeHandle::~NodeHandle() {
+    if (node_ != nullptr) {
+        node_->handle = nullptr;
+    }
+}
+
+Node& NodeHandle::node() const {
+    return node(access_);
+}
+
+Node& NodeHandle::node(std::uint32_t access) const {
+    if (node_ == nullptr) {
+        throw Failure(kReverted);
+    }
+    if (access_ != kReadWrite && access_ != access) {
+        throw Failure(kAccessDenied);
+    }
+    return *node_;
+}
+
+} // namespace storage

@@ -1,0 +1,216 @@
+// The objects behind the interfaces of Storage.h, and the two calls that make the first of them.
+
+#include "platform/storage/CompoundFile.h"
+#include "platform/storage/Status.h"
+#include "platform/storage/Storage.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace storage {
+namespace {
+
+// The access that a mode asks for; a creation's includes writing. kInvalidFlag for a mode that is none.
+std::uint32_t accessOf(std::uint32_t mode, bool isCreation) {
+    const std::uint32_t access = mode & 0x3;
+    const std::uint32_t known = access | kShareExclusive | (isCreation ? mode & kCreate : 0);
+    if (access > kReadWrite || mode != known || (isCreation && access == kRead)) {
+        throw Failure(kInvalidFlag);
+    }
+    return access;
+}
+
+void describe(const Name& name, const Node& node, ElementInfo& out) {
+    out.name = name.units();
+    out.kind = node.kind;
+    out.size = node.size();
+}
+
+void checkLength(std::size_t length) {
+    if (length > UINT32_MAX) {
+        throw Failure(com::kInvalidArgument);
+    }
+}
+
+class StreamObject final : public com::Implements<IStream> {
+public:
+    StreamObject(const std::shared_ptr<CompoundFile>& file, Node& node, std::uint32_t access)
+        : handle_(file, node, access) {}
+
+    Status read(std::span<std::uint8_t> out, std::uint32_t& transferred) override {
+        transferred = 0;
+        return guarded([&] {
+            const Node& stream = handle_.node(kRead);
+            checkLength(out.size());
+            const std::uint64_t left = stream.size() - std::min(position_, stream.size());
+            const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, out.size()));
+            if (count > 0) {
+                handle_.file()->tree().read(stream, position_, out.first(count));
+            }
+            position_ += count;
+            transferred = static_cast<std::uint32_t>(count);
+        });
+    }
+
+    Status write(std::span<const std::uint8_t> bytes, std::uint32_t& transferred) override {
+        transferred = 0;
+        return guarded([&] {
+            Node& stream = handle_.node(kWrite);
+            checkLength(bytes.size());
+            if (!bytes.empty()) {
+                const std::uint64_t end = position_ + bytes.size();
+                if (position_ > kMaxFileBytes || end > kMaxFileBytes) {
+                    throw Failure(kFileTooLarge);
+                }
+                Buffer& content = handle_.file()->changeBytes(stream);
+                content.resize(std::max<std::uint64_t>(end, content.size()));
+                std::ranges::copy(bytes, content.begin() + static_cast<std::ptrdiff_t>(position_));
+                position_ = end;
+            }
+            transferred = static_cast<std::uint32_t>(bytes.size());
+        });
+    }
+
+    Status moveTo(std::uint64_t position) override {
+        return guarded([&] {
+            (void)handle_.node();
+            position_ = position;
+        });
+    }
+
+private:
+    NodeHandle handle_;
+    std::uint64_t position_ = 0;
+};
+
+class StorageObject final : public com::Implements<IStorage> {
+public:
+    StorageObject(const std::shared_ptr<CompoundFile>& file, Node& node, std::uint32_t access)
+        : handle_(file, node, access) {}
+
+    Status createStorage(std::u16string_view name, std::uint32_t mode, ComPtr<IStorage>& out) override {
+        return create<IStorage, StorageObject>(name, mode, ElementKind::storage, out);
+    }
+    Status createStream(std::u16string_view name, std::uint32_t mode, ComPtr<IStream>& out) override {
+        return create<IStream, StreamObject>(name, mode, ElementKind::stream, out);
+    }
+    Status openStorage(std::u16string_view name, std::uint32_t mode, ComPtr<IStorage>& out) override {
+        return open<IStorage, StorageObject>(name, mode, ElementKind::storage, out);
+    }
+    Status openStream(std::u16string_view name, std::uint32_t mode, ComPtr<IStream>& out) override {
+        return open<IStream, StreamObject>(name, mode, ElementKind::stream, out);
+    }
+
+    Status destroyElement(std::u16string_view name) override {
+        return guarded([&] { handle_.file()->removeChild(handle_.node(kWrite), Name::checked(name)); });
+    }
+
+    Status enumElements(ComPtr<IEnumElements>& out) override;
+
+    Status flush() override {
+        return guarded([&] {
+            (void)handle_.node();
+            handle_.file()->save();
+        });
+    }
+
+    const NodeHandle& handle() const { return handle_; }
+
+private:
+    template <class Interface, class Object>
+    Status create(std::u16string_view name, std::uint32_t mode, ElementKind kind, ComPtr<Interface>& out) {
+        out.reset();
+        return guarded([&] {
+            const std::uint32_t access = accessOf(mode, true);
+            Node& made =
+                handle_.file()->createChild(handle_.node(access), Name::checked(name), kind, (mode & kCreate) != 0);
+            out = com::makeObject<Interface, Object>(handle_.file(), made, access);
+        });
+    }
+
+    template <class Interface, class Object>
+    Status open(std::u16string_view name, std::uint32_t mode, ElementKind kind, ComPtr<Interface>& out) {
+        out.reset();
+        return guarded([&] {
+            const std::uint32_t access = accessOf(mode, false);
+            const Node& parent = handle_.node(access);
+            // A name that could not be created may be in a file of other making.
+            const auto found = name.size() > kMaxNameUnits ? parent.children.end() : parent.children.find(Name(name));
+            if (found == parent.children.end() || found->second->kind != kind) {
+                (void)Name::checked(name);
+                throw Failure(kFileNotFound);
+            }
+            if (found->second->handle != nullptr) {
+                throw Failure(kAccessDenied);
+            }
+            out = com::makeObject<Interface, Object>(handle_.file(), *found->second, access);
+        });
+    }
+
+    NodeHandle handle_;
+};
+
+class EnumObject final : public com::Implements<IEnumElements> {
+public:
+    explicit EnumObject(StorageObject* storage) : storage_(storage) {}
+
+    Status next(ElementInfo& out) override {
+        out = {};
+        bool isAtEnd = false;
+        const Status status = guarded([&] {
+            const Node& storage = storage_->handle().node();
+            const auto child = last_ ? storage.children.upper_bound(*last_) : storage.children.begin();
+            if (child != storage.children.end()) {
+                describe(child->first, *child->second, out);
+                last_ = child->first;
+            } else if (storage.incomplete) {
+                throw Failure(kFileCorrupt, storage_->handle().file()->tree().damage);
+            } else {
+                isAtEnd = true;
+            }
+        });
+        return isAtEnd ? com::kFalse : status;
+    }
+
+private:
+    // Keeps the storage, and with it the file, open.
+    ComPtr<StorageObject> storage_;
+    // The child that was answered last.
+    std::optional<Name> last_;
+};
+
+Status StorageObject::enumElements(ComPtr<IEnumElements>& out) {
+    out.reset();
+    return guarded([&] {
+        (void)handle_.node(kRead);
+        out = com::makeObject<IEnumElements, EnumObject>(this);
+    });
+}
+
+ComPtr<IStorage> makeRoot(const std::shared_ptr<CompoundFile>& file, std::uint32_t access) {
+    return com::makeObject<IStorage, StorageObject>(file, *file->tree().root, access);
+}
+
+} // namespace
+
+Status stgCreateDocfile(const std::string& path, std::uint32_t mode, ComPtr<IStorage>& out) {
+    out.reset();
+    return guarded([&] {
+        const std::uint32_t access = accessOf(mode, true);
+        auto place = LockedFile::create(path, (mode & kCreate) != 0);
+        out = makeRoot(std::make_shared<CompoundFile>(std::move(place)), access);
+    });
+}
+
+Status stgOpenStorage(const std::string& path, std::uint32_t mode, ComPtr<IStorage>& out) {
+    out.reset();
+    return guarded([&] {
+        const std::uint32_t access = accessOf(mode, false);
+        auto place = LockedFile::open(path, access != kRead);
+        Tree tree = readTree(place.load());
+        out = makeRoot(std::make_shared<CompoundFile>(std::move(place), std::move(tree)), access);
+    });
+}
+
+} // namespace storage

@@ -1,0 +1,50 @@
+#include "platform/storage/Tree.h"
+
+#include "platform/storage/Format.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace storage {
+
+Node::~Node() {
+    if (children.empty()) {
+        return;
+    }
+    std::vector<Children> levels;
+    levels.push_back(std::move(children));
+    while (!levels.empty()) {
+        const Children going = std::move(levels.back());
+        levels.pop_back();
+        for (const auto& [name, child] : going) {
+            if (!child->children.empty()) {
+                levels.push_back(std::move(child->children));
+            }
+        }
+    }
+}
+
+void Tree::read(const Node& stream, std::uint64_t offset, std::span<std::uint8_t> out) const {
+    if (!stream.inFile) {
+        std::copy_n(stream.bytes.begin() + static_cast<std::ptrdiff_t>(offset), out.size(), out.begin());
+        return;
+    }
+    const SectorChains& chains = stream.sizeInFile < format::kMiniCutoff ? file->mini : file->large;
+    // A chain in a circle has no end, so one that claims to be longer than the file must not be followed.
+    if (stream.sizeInFile > chains.count() * chains.sectorBytes) {
+        failCorrupt("a stream is longer than the file:", stream.sizeInFile);
+    }
+    chains.read(stream.start, offset, out);
+}
+
+Buffer& Tree::makeOwn(Node& stream) const {
+    if (stream.inFile) {
+        Buffer bytes(stream.sizeInFile);
+        read(stream, 0, bytes);
+        stream.bytes = std::move(bytes);
+        stream.inFile = false;
+    }
+    return stream.bytes;
+}
+
+} // namespace storage

@@ -1,0 +1,302 @@
+#include "platform/kernel/LittleEndian.h"
+#include "platform/storage/Format.h"
+#include "platform/storage/Status.h"
+#include "platform/storage/Tree.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace storage {
+namespace {
+
+using namespace format;
+using kernel::get16;
+using kernel::get32;
+using kernel::get64;
+
+using SectorList = std::vector<std::uint32_t>;
+
+void checkHeader(const FileBytes& file) {
+    const std::uint8_t* header = file.data.get();
+    if (file.size < kHeaderBytes || std::memcmp(header, kSignature, sizeof kSignature) != 0) {
+        throw Failure(kInvalidHeader);
+    }
+    const unsigned version = get16(header + kAtMajorVersion);
+    const unsigned shift = get16(header + kAtSectorShift);
+    if ((version != 3 && version != 4) || (shift != kShift3 && shift != kShift4) ||
+        get16(header + kAtByteOrder) != kByteOrder || get16(header + kAtMiniShift) != kMiniShift ||
+        get32(header + kAtMiniCutoff) != kMiniCutoff) {
+        throw Failure(kInvalidHeader, "a compound file's header is of an unknown kind");
+    }
+}
+
+// Which sectors belong to something already: no chain can be walked twice, or in a circle.
+class Claims {
+public:
+    explicit Claims(const SectorChains& chains) : chains_(chains), claimed_(chains.count(), false) {}
+
+    void claim(std::uint32_t sector) {
+        if (sector >= claimed_.size()) {
+            failCorrupt("a chain leads to no sector,", sector);
+        }
+        if (claimed_[sector]) {
+            failCorrupt("two chains, or one in a circle, lead to sector", sector);
+        }
+        claimed_[sector] = true;
+    }
+
+    // Claims a chain to its end and answers its sectors.
+    SectorList claimAll(std::uint32_t start) {
+        SectorList sectors;
+        for (std::uint32_t at = start; at != kEndOfChain; at = chains_.next(at)) {
+            claim(at);
+            sectors.push_back(at);
+        }
+        return sectors;
+    }
+
+    // Claims as much of a chain as `size` bytes need, all of which must be there; it may be longer.
+    void claimBytes(std::uint32_t start, std::uint64_t size) {
+        for (std::uint32_t at = start; size > 0; at = size > 0 ? chains_.next(at) : at) {
+            claim(at);
+            const std::uint64_t length = std::min(size, chains_.sectorBytes);
+            (void)chains_.bytes(at, length);
+            size -= length;
+        }
+    }
+
+private:
+    const SectorChains& chains_;
+    std::vector<bool> claimed_;
+};
+
+// Makes the nodes of the tree from the entries of the directory. Neither the depth of the storages nor that of the
+// trees of siblings takes stack.
+class TreeReader {
+public:
+    explicit TreeReader(FileBytes bytes) { file_.bytes = std::move(bytes); }
+
+    Tree read() {
+        checkHeader(file_.bytes);
+        SectorList tables;
+        readAllocation(tables);
+        Claims claims(file_.large);
+        std::ranges::for_each(tables, [&](std::uint32_t sector) { claims.claim(sector); });
+        directory_ = claims.claimAll(headerWord(kAtFirstDirectory));
+        seen_.assign(directory_.size() * sectorBytes() / kEntryBytes, false);
+        if (seen_.empty() || entry(0)[kAtType] != kRootType || get16(entry(0) + kAtNameBytes) > kMaxNameBytes) {
+            failCorrupt("the directory has no root in entry", 0);
+        }
+        readMiniAllocation(claims);
+        readNodes();
+        checkStreams(claims);
+        tree_.file = std::make_unique<const FileSectors>(std::move(file_));
+        return std::move(tree_);
+    }
+
+private:
+    std::uint32_t headerWord(unsigned offset) const { return get32(file_.bytes.data.get() + offset); }
+    std::uint64_t sectorBytes() const { return std::uint64_t{1} << get16(file_.bytes.data.get() + kAtSectorShift); }
+    // A sector of a table. One that the file has only a part of ends in zeros.
+    const std::uint8_t* sector(std::uint32_t number) const {
+        const std::uint64_t place = (std::uint64_t{number} + 1) * sectorBytes();
+        if (place >= file_.bytes.size) {
+            failCorrupt("a table leads to no sector,", number);
+        }
+        return file_.bytes.data.get() + place;
+    }
+    const std::uint8_t* entry(std::uint32_t id) const {
+        const std::uint64_t offset = std::uint64_t{id} * kEntryBytes;
+        return sector(directory_[offset / sectorBytes()]) + offset % sectorBytes();
+    }
+    // The upper half of a size is rubbish in some files of version 3, whose streams are shorter than that.
+    std::uint64_t sizeIn(const std::uint8_t* at) const {
+        const bool isVersion3 = get16(file_.bytes.data.get() + kAtMajorVersion) == 3;
+        return isVersion3 ? get32(at + kAtSize) : get64(at + kAtSize);
+    }
+
+    // The words of a table that lies in these sectors.
+    SectorList wordsIn(const SectorList& sectors) const {
+        SectorList words;
+        for (const std::uint32_t number : sectors) {
+            for (std::uint64_t at = 0; at < sectorBytes(); at += 4) {
+                words.push_back(get32(sector(number) + at));
+            }
+        }
+        return words;
+    }
+
+    // The allocation table's sectors are listed in the header and in sectors of their own, the last word of each of
+    // which leads to the next. Answers all of these in `tables`.
+    void readAllocation(SectorList& tables) {
+        const std::uint64_t sectors = (file_.bytes.size - 1) / sectorBytes(); // the header takes the place of one
+        const std::uint32_t count = headerWord(kAtFatSectors);
+        if (count == 0 || count > sectors) {
+            failCorrupt("the count of allocation sectors is", count);
+        }
+        SectorList listed;
+        const std::uint8_t* place = file_.bytes.data.get() + kAtDifat;
+        std::uint64_t left = kHeaderFatSectors;
+        for (std::uint32_t next = headerWord(kAtFirstDifat); listed.size() < count; --left, place += 4) {
+            if (left == 0) {
+                tables.push_back(next);
+                place = sector(next);
+                left = sectorBytes() / 4 - 1;
+                next = get32(place + 4 * left);
+            }
+            listed.push_back(get32(place));
+        }
+        SectorChains& large = file_.large;
+        large.file = {file_.bytes.data.get(), file_.bytes.size};
+        large.sectorBytes = sectorBytes();
+        large.following = wordsIn(listed);
+        for (std::uint64_t at = 0; at < std::min<std::uint64_t>(sectors, large.following.size()); ++at) {
+            large.places.push_back(static_cast<std::uint32_t>((at + 1) * sectorBytes()));
+        }
+        tables.insert(tables.end(), listed.begin(), listed.end());
+    }
+
+    // A mini stream whose size is no multiple of a mini sector ends in one that counts.
+    void readMiniAllocation(Claims& claims) {
+        SectorChains& mini = file_.mini;
+        mini.file = file_.large.file;
+        mini.sectorBytes = std::uint64_t{1} << kMiniShift;
+        const std::uint64_t size = sizeIn(entry(0));
+        if (size > 0) {
+            for (const std::uint32_t number : claims.claimAll(get32(entry(0) + kAtStart))) {
+                for (std::uint64_t at = 0; at < sectorBytes() && mini.count() * mini.sectorBytes < size;
+                     at += mini.sectorBytes) {
+                    mini.places.push_back(static_cast<std::uint32_t>(file_.large.places[number] + at));
+                }
+            }
+        }
+        mini.following = wordsIn(claims.claimAll(headerWord(kAtFirstMiniFat)));
+    }
+
+    void readNodes() {
+        tree_.rootName = nameIn(entry(0));
+        tree_.root = makeNode(entry(0), ElementKind::storage);
+        seen_[0] = true;
+        std::vector<std::pair<Node*, std::uint32_t>> storages{{tree_.root.get(), get32(entry(0) + kAtChild)}};
+        while (!storages.empty()) {
+            const auto [storage, top] = storages.back();
+            storages.pop_back();
+            for (const std::uint32_t id : childrenBelow(top, *storage)) {
+                Node* child = addChild(*storage, id);
+                if (child != nullptr && child->kind == ElementKind::storage) {
+                    storages.emplace_back(child, get32(entry(id) + kAtChild));
+                } else if (child != nullptr) {
+                    streams_.push_back(child);
+                }
+            }
+        }
+        for (std::uint32_t id = 0; id < seen_.size(); ++id) {
+            if (!seen_[id] && (entry(id)[kAtType] == kStorageType || entry(id)[kAtType] == kStreamType)) {
+                addDamage("nothing leads to entry", id);
+            }
+        }
+    }
+
+    // The entries in a tree of siblings, in the order of their names as far as the links keep it.
+    std::vector<std::uint32_t> childrenBelow(std::uint32_t top, Node& storage) {
+        std::vector<std::uint32_t> children;
+        std::vector<std::uint32_t> path;
+        for (std::uint32_t next = top;;) {
+            while (next != kNoEntry && take(next, storage)) {
+                path.push_back(next);
+                next = get32(entry(next) + kAtLeft);
+            }
+            if (path.empty()) {
+                return children;
+            }
+            children.push_back(path.back());
+            next = get32(entry(path.back()) + kAtRight);
+            path.pop_back();
+        }
+    }
+
+    // Whether there is such an entry, and nothing else has led to it.
+    bool take(std::uint32_t id, Node& storage) {
+        if (id >= seen_.size() || seen_[id]) {
+            addDamage("two links, or one to none, lead to entry", id, &storage);
+            return false;
+        }
+        seen_[id] = true;
+        return true;
+    }
+
+    // Null where the entry is of no use.
+    Node* addChild(Node& storage, std::uint32_t id) {
+        const std::uint8_t* at = entry(id);
+        const std::uint8_t type = at[kAtType];
+        if ((type != kStorageType && type != kStreamType) || get16(at + kAtNameBytes) > kMaxNameBytes) {
+            addDamage("neither a storage nor a stream is entry", id, &storage);
+            return nullptr;
+        }
+        const auto kind = type == kStreamType ? ElementKind::stream : ElementKind::storage;
+        const std::size_t before = storage.children.size();
+        const auto child = storage.children.try_emplace(storage.children.end(), nameIn(at), makeNode(at, kind));
+        if (storage.children.size() == before) {
+            addDamage("a name is there twice, the second time in entry", id, &storage);
+            return nullptr;
+        }
+        return child->second.get();
+    }
+
+    // With its closing zero, if it has one: some writers leave it out of a name that is empty.
+    static Name nameIn(const std::uint8_t* at) {
+        std::u16string units;
+        for (unsigned unit = 0; unit + 2U < get16(at + kAtNameBytes); unit += 2) {
+            units.push_back(get16(at + kAtName + unit));
+        }
+        return Name(units);
+    }
+
+    std::unique_ptr<Node> makeNode(const std::uint8_t* at, ElementKind kind) const {
+        auto node = std::make_unique<Node>(kind);
+        std::copy_n(at + kAtClassId, node->properties.size(), node->properties.begin());
+        if (kind == ElementKind::stream) {
+            node->inFile = true;
+            node->start = get32(at + kAtStart);
+            node->sizeInFile = sizeIn(at);
+        }
+        return node;
+    }
+
+    // A stream that shares sectors with another is read as its chain says, but nothing can be written any more.
+    void checkStreams(Claims& large) {
+        Claims mini(file_.mini);
+        try {
+            for (const Node* stream : streams_) {
+                (stream->sizeInFile < kMiniCutoff ? mini : large).claimBytes(stream->start, stream->sizeInFile);
+            }
+        } catch (const Failure& failure) {
+            tree_.damage = failure.what();
+        }
+    }
+
+    // The first damage is the one that is told.
+    void addDamage(const char* what, std::uint32_t id, Node* incomplete = nullptr) {
+        if (tree_.damage.empty()) {
+            tree_.damage = what + (" " + std::to_string(id));
+        }
+        if (incomplete != nullptr) {
+            incomplete->incomplete = true;
+        }
+    }
+
+    FileSectors file_;
+    Tree tree_;
+    SectorList directory_;
+    std::vector<bool> seen_; // entries that something has led to
+    std::vector<const Node*> streams_;
+};
+
+} // namespace
+
+Tree readTree(FileBytes bytes) {
+    return TreeReader(std::move(bytes)).read();
+}
+
+} // namespace storage

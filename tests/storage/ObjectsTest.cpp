@@ -1,0 +1,183 @@
+// What the calls on files, storages and streams answer.
+
+#include "platform/com/Messages.h"
+#include "tests/storage/Support.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+namespace storage::testing {
+namespace {
+
+class ObjectsTest : public ::testing::Test {
+protected:
+    void fill(unsigned items) const {
+        ComPtr<IStorage> root;
+        ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
+        for (unsigned number = 1; number <= items; ++number) {
+            ASSERT_EQ(writeItem(*root.get(), number, number), com::kOk);
+        }
+    }
+
+    TestFolder folder_;
+    const std::string path_ = folder_ / "file.mox";
+};
+
+TEST_F(ObjectsTest, ASmallFileByteByByte) {
+    ComPtr<IStorage> root;
+    ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
+    ASSERT_EQ(writeStream(*root.get(), u"File_Version", {1, 0, 0, 0, 0, 0}), com::kOk);
+    root.reset();
+    const Buffer file = load(path_);
+    const struct {
+        std::size_t offset;
+        std::vector<std::uint8_t> bytes;
+    } rows[]{
+        {0, {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {24, {0x3E, 0, 3, 0, 0xFE, 0xFF, 9, 0, 6, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0}},
+        {52, {0, 0, 0, 0, 0, 0x10, 0, 0, 3, 0, 0, 0, 1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF}},
+        // The allocation table: itself, the directory, the mini stream, its allocation table.
+        {512, {0xFD, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF}},
+        {1024, {'R', 0, 'o', 0, 'o', 0, 't', 0, ' ', 0, 'E', 0, 'n', 0, 't', 0, 'r', 0, 'y', 0, 0, 0}},
+        {1088, {22, 0, 5, 1, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0}},
+        {1140, {2, 0, 0, 0, 64, 0, 0, 0, 0, 0, 0, 0}},
+        {1152, {'F', 0, 'i', 0, 'l', 0, 'e', 0, '_', 0, 'V', 0, 'e', 0, 'r', 0}},
+        {1216, {26, 0, 2, 1, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
+        {1268, {0, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0}},
+        {1536, {1, 0, 0, 0, 0, 0, 0}},
+        {2048, {0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
+    };
+    ASSERT_EQ(file.size(), 2560U);
+    for (const auto& row : rows) {
+        EXPECT_TRUE(std::equal(row.bytes.begin(), row.bytes.end(), file.begin() + static_cast<long>(row.offset)))
+            << "at " << row.offset;
+    }
+}
+
+TEST_F(ObjectsTest, RefusesWithTheCodeAndItsText) {
+    fill(1);
+    std::ofstream(folder_ / "text") << std::string(3000, 'x');
+    const Buffer before = load(path_);
+    ComPtr<IStorage> out;
+    const struct {
+        const char* what;
+        Status status;
+        Status expected;
+        const char* text;
+    } rows[]{
+        {"missing file", stgOpenStorage(folder_ / "no", kOpenRead, out), kFileNotFound, "%1 could not be found.\r\n"},
+        {"missing folder", stgCreateDocfile(folder_ / "no/file", kCreateReadWrite, out), kPathNotFound,
+         "The path %1 could not be found.\r\n"},
+        {"no name", stgCreateDocfile("", kCreateReadWrite, out), kPathNotFound, "The path %1 could not be found.\r\n"},
+        {"no compound file", stgOpenStorage(folder_ / "text", kOpenRead, out), kInvalidHeader,
+         "The file %1 is not a valid compound file.\r\n"},
+        {"there already", stgCreateDocfile(path_, kOpenReadWrite, out), kFileAlreadyExists, "%1 already exists.\r\n"},
+        {"sharing that is none", stgOpenStorage(path_, 0x2, out), kInvalidFlag, "Invalid flag error.\r\n"},
+        {"transactions", stgOpenStorage(path_, 0x10012, out), kInvalidFlag, "Invalid flag error.\r\n"},
+        {"creating by opening", stgOpenStorage(path_, 0x1012, out), kInvalidFlag, "Invalid flag error.\r\n"},
+        {"creating for reading", stgCreateDocfile(path_, 0x1010, out), kInvalidFlag, "Invalid flag error.\r\n"},
+        {"a folder", stgOpenStorage(folder_ / "", kOpenRead, out), kAccessDenied, "Access Denied.\r\n"},
+        {"a device", stgOpenStorage("/dev/null", kOpenRead, out), kAccessDenied, "Access Denied.\r\n"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.status, row.expected) << row.what;
+        EXPECT_EQ(com::systemMessage(row.expected), row.text) << row.what;
+    }
+    EXPECT_EQ(load(path_), before);
+}
+
+TEST_F(ObjectsTest, StoragesAndStreamsKeepTheirRights) {
+    fill(2);
+    ComPtr<IStorage> root;
+    ComPtr<IStorage> item;
+    ComPtr<IStorage> again;
+    ComPtr<IStream> stream;
+    Buffer bytes(10);
+    std::uint32_t count = 0;
+    ASSERT_EQ(stgOpenStorage(path_, kOpenRead, root), com::kOk);
+    EXPECT_EQ(root->destroyElement(u"00000001"), kAccessDenied);
+    EXPECT_EQ(root->createStorage(u"x", kCreateWrite, item), kAccessDenied);
+    EXPECT_EQ(root->openStorage(u"00000001", kOpenReadWrite, item), kAccessDenied);
+    ASSERT_EQ(root->openStorage(u"00000001", kOpenRead, item), com::kOk);
+    EXPECT_EQ(root->openStorage(u"00000001", kOpenRead, again), kAccessDenied) << "open already";
+    ASSERT_EQ(item->openStream(u"00000000", kOpenRead, stream), com::kOk);
+    EXPECT_EQ(stream->write(bytes, count), kAccessDenied);
+    root.reset();
+    item.reset();
+    ASSERT_EQ(stream->moveTo(130), com::kOk);
+    EXPECT_EQ(stream->read(bytes, count), com::kOk);
+    EXPECT_EQ(count, 4U);
+    stream.reset();
+
+    ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(root->createStream(u"x", kCreateWrite, stream), com::kOk);
+    EXPECT_EQ(stream->read(bytes, count), kAccessDenied);
+    ASSERT_EQ(stream->moveTo(0x80000000), com::kOk);
+    EXPECT_EQ(stream->write(bytes, count), kFileTooLarge);
+    ASSERT_EQ(root->createStorage(u"y", kCreateWrite, item), com::kOk);
+    EXPECT_EQ(item->createStorage(u"z", kCreateReadWrite, again), kAccessDenied);
+    ASSERT_EQ(root->openStorage(u"00000001", kOpenReadWrite, item), com::kOk);
+    ASSERT_EQ(item->openStream(u"00000000", kOpenReadWrite, stream), com::kOk);
+    EXPECT_EQ(root->openStream(u"00000002", kOpenRead, stream), kFileNotFound) << "a storage";
+    ASSERT_EQ(item->openStream(u"00000000", kOpenReadWrite, stream), com::kOk);
+    for (const auto name : {u"", u"a/b", u"a\\b", u"a:b", u"a!b", u"12345678901234567890123456789012"}) {
+        EXPECT_EQ(root->createStorage(name, kCreateWrite, again), kInvalidName);
+        EXPECT_EQ(root->openStorage(name, kOpenRead, again), kInvalidName);
+    }
+    EXPECT_EQ(root->createStorage(u"00000002", kShareExclusive | kWrite, again), kFileAlreadyExists);
+    ASSERT_EQ(root->createStorage(u"00000001", kCreateWrite, again), com::kOk);
+    EXPECT_EQ(stream->read(bytes, count), kReverted) << "replaced with all below it";
+    EXPECT_EQ(item->openStream(u"00000000", kOpenRead, stream), kReverted);
+    ASSERT_EQ(root->destroyElement(u"00000001"), com::kOk);
+    EXPECT_EQ(root->destroyElement(u"00000001"), kFileNotFound);
+}
+
+TEST_F(ObjectsTest, AnEnumerationGoesByTheNamesAndOverRemovals) {
+    ComPtr<IStorage> root;
+    ComPtr<IStorage> child;
+    ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
+    const char16_t* const names[]{u"zz", u"b", u"\u00E4", u"AAA", u"\u0444", u"\u01C6", u"\u0250", u"ab"};
+    for (const auto name : names) {
+        ASSERT_EQ(root->createStorage(name, kShareExclusive | kWrite, child), com::kOk);
+        child.reset();
+    }
+    for (const auto name : {u"ZZ", u"B", u"\u00C4", u"aaa", u"\u0424", u"\u01C4"}) {
+        EXPECT_EQ(root->openStorage(name, kOpenRead, child), com::kOk);
+        child.reset();
+    }
+    ComPtr<IEnumElements> children;
+    ASSERT_EQ(root->enumElements(children), com::kOk);
+    std::vector<std::u16string> found;
+    for (ElementInfo info; children->next(info) == com::kOk;) {
+        found.push_back(info.name);
+        ASSERT_EQ(root->destroyElement(info.name), com::kOk);
+    }
+    EXPECT_EQ(found,
+              (std::vector<std::u16string>{u"b", u"\u00E4", u"\u01C6", u"\u0250", u"\u0444", u"ab", u"zz", u"AAA"}));
+}
+
+TEST_F(ObjectsTest, AFileThatMayNotBeWrittenIsRead) {
+    fill(3);
+    ::chmod(path_.c_str(), 0444);
+    ::chmod((folder_ / "").c_str(), 0555);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        // The superuser may write anything.
+        ComPtr<IStorage> root;
+        Contents tree;
+        const bool isAsExpected = (::geteuid() != 0 || ::setuid(65534) == 0) &&
+                                  stgOpenStorage(path_, kOpenReadWrite, root) == kAccessDenied &&
+                                  stgCreateDocfile(path_, kCreateReadWrite, root) == kAccessDenied &&
+                                  stgCreateDocfile(folder_ / "new", kCreateReadWrite, root) == kAccessDenied &&
+                                  readFile(path_, tree) == com::kOk && tree.size() == 7;
+        ::_exit(isAsExpected ? 3 : 1);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 3);
+    ::chmod((folder_ / "").c_str(), 0755);
+}
+
+} // namespace
+} // namespace storage::testing

@@ -1,0 +1,347 @@
+// How a file is saved: whole or not at all, whatever happens to the process or to a call; and who is kept out
+// meanwhile.
+
+#include "tests/storage/Support.h"
+#include "tests/storage/SystemCalls.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <functional>
+
+namespace storage::testing {
+namespace {
+
+constexpr unsigned kItems = 3;
+
+class SaveTest : public ::testing::Test {
+protected:
+    // Writes the items of an edition into the file, which is made where it is not there, and saves it.
+    Status writeEdition(unsigned edition, ComPtr<IStorage>& root) const {
+        Status status = std::filesystem::exists(path_) ? stgOpenStorage(path_, kOpenReadWrite, root)
+                                                       : stgCreateDocfile(path_, kCreateReadWrite, root);
+        for (unsigned number = 1; com::succeeded(status) && number <= kItems; ++number) {
+            status = writeItem(*root.get(), number, edition + number, number == kItems ? 70000 : 134);
+        }
+        return com::succeeded(status) ? root->flush() : status;
+    }
+    void writeEdition(unsigned edition) const {
+        ComPtr<IStorage> root;
+        ASSERT_EQ(writeEdition(edition, root), com::kOk);
+    }
+
+    // The edition that libgsf reads, all items of it; 0 where there is no file, -1 for anything else.
+    int editionByLibgsf() const {
+        if (!std::filesystem::exists(path_)) {
+            return 0;
+        }
+        for (const int edition : {100, 200}) {
+            unsigned found = 0;
+            for (unsigned number = 1; number <= kItems; ++number) {
+                const Buffer item = pattern(number == kItems ? 70000 : 134, static_cast<unsigned>(edition) + number);
+                found += outputOf("gsf cat " + path_ + " 0000000" + std::to_string(number) + "/00000000") ==
+                         std::string(item.begin(), item.end());
+            }
+            if (found == kItems) {
+                return edition;
+            }
+        }
+        return -1;
+    }
+
+    static std::string outputOf(const std::string& command) {
+        std::string out;
+        FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+        char buffer[4096];
+        for (std::size_t got = 0; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+            out.append(buffer, got);
+        }
+        ::pclose(pipe);
+        return out;
+    }
+
+    // Runs `body` in a process of its own; its status, or minus the signal that ended it.
+    static int inChild(const std::function<int()>& body) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::_exit(body());
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+    }
+    // What another process is answered that opens the file, or creates it.
+    int statusElsewhere(bool creates = false) const {
+        return inChild([&] {
+            ComPtr<IStorage> root;
+            const Status status =
+                creates ? stgCreateDocfile(path_, kCreateReadWrite, root) : stgOpenStorage(path_, kOpenReadWrite, root);
+            return static_cast<int>(com::statusBits(status) & 0xFF);
+        });
+    }
+    static constexpr int kShared = 0x20;
+
+    ~SaveTest() override { SystemCalls::watch = {}; }
+
+    TestFolder folder_;
+    const std::string path_ = folder_ / "file.mox";
+};
+
+TEST_F(SaveTest, AtWhateverCallTheProcessEndsLibgsfReadsTheOldItemsOrTheNew) {
+    for (const bool isNew : {true, false}) {
+        int ending = -SIGKILL;
+        std::size_t leftBehind = 0;
+        for (int last = 1; ending == -SIGKILL; ++last) {
+            SCOPED_TRACE((isNew ? "a new file, ended at call " : "ended at call ") + std::to_string(last));
+            std::filesystem::remove_all(path_);
+            if (!isNew) {
+                writeEdition(100);
+            }
+            ending = inChild([&] {
+                int calls = 0;
+                SystemCalls::watch = [&](const char* call) {
+                    if (++calls < last) {
+                        return 0;
+                    }
+                    // Half of a write happens.
+                    return calls == last && std::string(call) == "write" ? EIO : ::kill(::getpid(), SIGKILL);
+                };
+                ComPtr<IStorage> root;
+                const Status status = writeEdition(200, root);
+                SystemCalls::watch = {};
+                return com::succeeded(status) ? 0 : 1;
+            });
+            const int edition = editionByLibgsf();
+            EXPECT_TRUE(edition == 200 || (edition == (isNew ? 0 : 100) && ending != 0)) << edition;
+            leftBehind = folder_.fileCount() - (edition == 0 ? 0 : 1);
+            EXPECT_TRUE(last > 5 || ending == -SIGKILL);
+        }
+        EXPECT_EQ(leftBehind, isNew ? 0U : 1U) << "the new file has a name of its own between two calls at most";
+        EXPECT_EQ(ending, 0);
+    }
+}
+
+TEST_F(SaveTest, AFailedSaveLeavesTheOldFileAndASecondOneIsMade) {
+    for (int failing = 1, failed = 1; failed > 0; ++failing) {
+        SCOPED_TRACE(failing);
+        std::filesystem::remove_all(path_);
+        writeEdition(100);
+        ComPtr<IStorage> root;
+        ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+        ASSERT_EQ(root->destroyElement(itemName(2)), com::kOk);
+        int calls = 0;
+        folder_.logged.clear();
+        SystemCalls::watch = [&](const char* call) {
+            // What fails behind the exchange fails no save.
+            return ++calls == failing && std::string(call) != "close" ? ENOSPC : 0;
+        };
+        const Status status = root->flush();
+        SystemCalls::watch = {};
+        failed = calls >= failing ? 1 : 0;
+        Contents found;
+        ASSERT_EQ(strictCheck(load(path_), found), "");
+        ASSERT_EQ(found.size(), com::succeeded(status) ? 5U : 7U);
+        EXPECT_EQ(folder_.fileCount(), 1U);
+        if (com::failed(status)) {
+            EXPECT_EQ(status, kMediumFull);
+            EXPECT_NE(folder_.logged.find("No space left on device"), std::string::npos) << folder_.logged;
+            EXPECT_EQ(root->flush(), com::kOk);
+        }
+        root.reset();
+        ASSERT_EQ(strictCheck(load(path_), found), "");
+        ASSERT_EQ(found.size(), 5U);
+    }
+}
+
+TEST_F(SaveTest, AFailureThatWasToldIsNotMadeGoodUnasked) {
+    writeEdition(100);
+    ComPtr<IStorage> root;
+    SystemCalls::watch = [](const char* call) { return std::string(call) == "fsync" ? EIO : 0; };
+    EXPECT_EQ(writeEdition(200, root), kWriteFault);
+    SystemCalls::watch = {};
+    root.reset();
+    EXPECT_EQ(editionByLibgsf(), 100);
+    // The last release saves what no flush has tried to, and can tell a failure to the log alone.
+    for (const bool fails : {true, false}) {
+        ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+        ASSERT_EQ(root->destroyElement(itemName(1)), com::kOk);
+        SystemCalls::watch = [&](const char* call) { return fails && std::string(call) == "write" ? EIO : 0; };
+        root.reset();
+        SystemCalls::watch = {};
+        Contents found;
+        EXPECT_EQ(strictCheck(load(path_), found), "");
+        EXPECT_EQ(found.size(), fails ? 7U : 5U);
+        EXPECT_EQ(folder_.logged.find("could not be saved when it was closed") != std::string::npos, fails);
+        folder_.logged.clear();
+    }
+}
+
+TEST_F(SaveTest, NobodyElseOpensTheFileBeforeItIsClosed) {
+    writeEdition(100);
+    const std::string link = folder_ / "link.mox";
+    std::filesystem::create_symlink(path_, link);
+    ComPtr<IStorage> root;
+    ComPtr<IStorage> second;
+    ComPtr<IEnumElements> children;
+    ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(root->enumElements(children), com::kOk);
+    ASSERT_EQ(root->destroyElement(itemName(1)), com::kOk);
+    int watched = 0;
+    SystemCalls::watch = [&](const char* call) {
+        ++watched;
+        EXPECT_EQ(stgOpenStorage(link, kOpenRead, second), kShareViolation) << "before " << call;
+        EXPECT_EQ(statusElsewhere(), kShared) << "before " << call;
+        EXPECT_EQ(statusElsewhere(true), kShared) << "before " << call;
+        return 0;
+    };
+    EXPECT_EQ(root->flush(), com::kOk);
+    SystemCalls::watch = {};
+    EXPECT_GT(watched, 6);
+    root.reset();
+    EXPECT_EQ(statusElsewhere(), kShared) << "an enumeration keeps it open";
+    children.reset();
+    EXPECT_EQ(statusElsewhere(), 0);
+}
+
+TEST_F(SaveTest, AFileThatIsExchangedWhileItIsOpenedIsTheNewOne) {
+    writeEdition(100);
+    const std::string other = folder_ / "other.mox";
+    std::filesystem::copy_file(path_, other);
+    writeEdition(200);
+    SystemCalls::watch = [&](const char* call) {
+        if (std::string(call) == "flock") {
+            std::filesystem::rename(other, path_);
+            SystemCalls::watch = [](const char*) { return 0; };
+        }
+        return 0;
+    };
+    ComPtr<IStorage> root;
+    ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+    SystemCalls::watch = {};
+    EXPECT_EQ(statusElsewhere(), kShared);
+    ASSERT_EQ(root->destroyElement(itemName(1)), com::kOk);
+    EXPECT_EQ(root->flush(), com::kOk);
+}
+
+TEST_F(SaveTest, OneOfTwoCreatorsHasThePath) {
+    ComPtr<IStorage> first;
+    ComPtr<IStorage> second;
+    ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, first), com::kOk);
+    ASSERT_EQ(writeItem(*first.get(), 1, 101), com::kOk);
+    EXPECT_EQ(stgCreateDocfile(path_, kCreateReadWrite, second), kShareViolation);
+    EXPECT_EQ(stgOpenStorage(path_, kOpenReadWrite, second), kFileNotFound);
+    SystemCalls::watch = [&](const char* call) {
+        EXPECT_EQ(statusElsewhere(true), kShared) << "before " << call;
+        return 0;
+    };
+    EXPECT_EQ(first->flush(), com::kOk);
+    SystemCalls::watch = {};
+    EXPECT_EQ(statusElsewhere(true), kShared) << "saved, and open";
+    first.reset();
+    EXPECT_EQ(stgCreateDocfile(path_, kShareExclusive | kReadWrite, second), kFileAlreadyExists);
+    ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, second), com::kOk);
+    EXPECT_GT(load(path_).size(), 1536U) << "the old file stays until the new one is saved";
+    second.reset();
+    EXPECT_EQ(load(path_).size(), 1536U) << "an empty one";
+    // A creator that was killed keeps nobody away.
+    std::filesystem::remove(path_);
+    EXPECT_EQ(inChild([&] {
+                  (void)stgCreateDocfile(path_, kCreateReadWrite, first);
+                  return ::kill(::getpid(), SIGKILL);
+              }),
+              -SIGKILL);
+    EXPECT_EQ(statusElsewhere(true), 0);
+}
+
+TEST_F(SaveTest, WhatOthersDidToThePathIsNotUndone) {
+    ComPtr<IStorage> root;
+    ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
+    std::ofstream(path_) << "theirs";
+    EXPECT_EQ(root->flush(), kFileAlreadyExists);
+    root.reset();
+    EXPECT_EQ(load(path_).size(), 6U);
+    std::filesystem::remove(path_);
+    writeEdition(100);
+    const Buffer before = load(path_);
+    for (const bool isReplaced : {true, false}) {
+        ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+        std::filesystem::rename(path_, folder_ / "old");
+        if (isReplaced) {
+            std::ofstream(path_) << "theirs";
+        }
+        ASSERT_EQ(root->destroyElement(itemName(1)), com::kOk);
+        EXPECT_EQ(root->flush(), isReplaced ? kFileAlreadyExists : com::kOk);
+        root.reset();
+        std::filesystem::rename(folder_ / "old", isReplaced ? path_ : folder_ / "older");
+    }
+    EXPECT_EQ(load(folder_ / "older"), before) << "what was moved away is as it was";
+}
+
+TEST_F(SaveTest, AFileWithTwoNamesIsWrittenInPlaceAndStaysLocked) {
+    writeEdition(100);
+    const std::string other = folder_ / "other.mox";
+    std::filesystem::create_hard_link(path_, other);
+    ComPtr<IStorage> root;
+    ASSERT_EQ(writeEdition(200, root), com::kOk);
+    EXPECT_EQ(statusElsewhere(), kShared);
+    EXPECT_EQ(editionByLibgsf(), 200);
+    EXPECT_EQ(load(other), load(path_));
+}
+
+TEST_F(SaveTest, AsManyFlushesToTheDiskWhateverTheNumberOfItems) {
+    for (const unsigned items : {1U, 2000U}) {
+        int flushes = 0;
+        ComPtr<IStorage> root;
+        ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
+        SystemCalls::watch = [&](const char* call) { return flushes += std::string(call) == "fsync", 0; };
+        for (unsigned number = 1; number <= items; ++number) {
+            ASSERT_EQ(writeItem(*root.get(), number, number), com::kOk);
+        }
+        EXPECT_EQ(root->flush(), com::kOk);
+        EXPECT_EQ(root->flush(), com::kOk) << "nothing has changed";
+        root.reset();
+        SystemCalls::watch = {};
+        EXPECT_EQ(flushes, 2) << "the file and its folder";
+    }
+}
+
+TEST_F(SaveTest, APrunedFileShrinksToWhatItHolds) {
+    const auto sizeWith = [&](unsigned items) {
+        ComPtr<IStorage> root;
+        EXPECT_EQ(stgCreateDocfile(folder_ / "fresh", kCreateReadWrite, root), com::kOk);
+        for (unsigned number = 1; number <= items; ++number) {
+            EXPECT_EQ(writeItem(*root.get(), number, number), com::kOk);
+        }
+        root.reset();
+        return load(folder_ / "fresh");
+    };
+    store(path_, sizeWith(300));
+    ComPtr<IStorage> root;
+    ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+    for (unsigned number = 300; number > 4; --number) {
+        ASSERT_EQ(root->destroyElement(itemName(number)), com::kOk);
+    }
+    root.reset();
+    EXPECT_EQ(load(path_), sizeWith(4));
+}
+
+TEST_F(SaveTest, AFileSizeLimitIsAFullDisk) {
+    writeEdition(100);
+    EXPECT_EQ(inChild([&] {
+                  const rlimit limit{40000, 40000};
+                  ::setrlimit(RLIMIT_FSIZE, &limit);
+                  ComPtr<IStorage> root;
+                  return writeEdition(200, root) == kMediumFull ? 3 : 1;
+              }),
+              3);
+    EXPECT_EQ(editionByLibgsf(), 100);
+}
+
+} // namespace
+} // namespace storage::testing

@@ -2,13 +2,13 @@
 
 #include "phonelink/ComThreadClient.h"
 #include "platform/kernel/AutoResetEvent.h"
+#include "platform/kernel/MessageException.h"
 #include "platform/kernel/Mutex.h"
 #include "platform/kernel/Thread.h"
 
 #include <concepts>
 #include <cstdint>
 #include <deque>
-#include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -28,13 +28,9 @@ concept RunsOnComThread = std::derived_from<Target, Owner> && std::derived_from<
 class ComThreadManager {
 public:
     /// Also a std::exception, so that a handler of last resort can show the message.
-    class ComThreadManagerException : public std::exception {
+    class ComThreadManagerException : public kernel::MessageException {
     public:
-        explicit ComThreadManagerException(std::string message) : message_(std::move(message)) {}
-        const char* what() const noexcept override { return message_.c_str(); }
-
-    private:
-        std::string message_;
+        using MessageException::MessageException;
     };
 
     /// executeFunction has given up waiting.

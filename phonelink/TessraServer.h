@@ -3,6 +3,7 @@
 #include "phonelink/ComThreadClient.h"
 #include "phonelink/NvPacket.h"
 #include "platform/com/ComError.h"
+#include "platform/kernel/MessageException.h"
 #include "platform/kernel/Mutex.h"
 
 #include <atomic>
@@ -38,13 +39,9 @@ struct PhoneRecord {
 /// TessraServer::connect must be called before calling this member function.", before the lock is taken.
 class TessraServer : public ComThreadClient {
 public:
-    class Exception : public std::exception {
+    class Exception : public kernel::MessageException {
     public:
-        explicit Exception(std::string message) : message_(std::move(message)) {}
-        const char* what() const noexcept override { return message_.c_str(); }
-
-    private:
-        std::string message_;
+        using MessageException::MessageException;
     };
 
     static constexpr std::size_t kNvDataBytes = nvpacket::kDataBytes;

@@ -224,8 +224,8 @@ void TessraEvents::unsubscribe() {
     try {
         const kernel::MutexLock sessionLock(session_.sessionLock_);
         // The link's own member, as the session may be gone before a service that hangs has let go.
-        session_.manager_.executeFunction(session_.link_, &ServerLink::endSubscriptionAlone,
-                                          TessraServer::kTeardownTimeoutMs);
+        session_.threadManager_.executeFunction(session_.link_, &ServerLink::endSubscriptionAlone,
+                                                TessraServer::kTeardownTimeoutMs);
     } catch (const ComThreadManager::TimeoutException&) {
         kernel::logError("TessraEvents::notifyListeners - The service does not answer; its events end later.");
     } catch (const std::exception& error) {

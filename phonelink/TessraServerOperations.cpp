@@ -155,59 +155,57 @@ void TessraServer::waitForPhoneToReturn(std::uint32_t startTick, std::uint32_t t
 }
 
 void TessraServer::sendSyncImpl() {
-    recordingFailures("TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync.", [this] {
+    recordServerFailures("TessraServer::sendSyncImpl", "Unable to SendSync.", [this] {
         link_->phoneConnection->sendSync(operation_.requestLength, operation_.request, *operation_.responseLength,
                                          operation_.response, operation_.timeoutMs);
     });
 }
 
 void TessraServer::offlineImpl() {
-    recordingFailures("TessraServer::offlineImpl - ", "TessraServer::offlineImpl - Unable to go Offline.", [this] {
+    recordServerFailures("TessraServer::offlineImpl", "Unable to go Offline.", [this] {
         com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::kOffline)));
     });
 }
 
 void TessraServer::resetImpl() {
-    recordingFailures("TessraServer::resetImpl - ", "TessraServer::resetImpl - Unable to reset.", [this] {
+    recordServerFailures("TessraServer::resetImpl", "Unable to reset.", [this] {
         com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::kReset)));
     });
 }
 
 void TessraServer::lockImpl() {
-    recordingFailures("TessraServer::lockImpl - ", "TessraServer::lockImpl - Unable to lock.",
-                      [this] { com::throwIfFailed(link_->phoneConnection->phone()->lock(1)); });
+    recordServerFailures("TessraServer::lockImpl", "Unable to lock.",
+                         [this] { com::throwIfFailed(link_->phoneConnection->phone()->lock(1)); });
 }
 
 void TessraServer::unlockImpl() {
-    recordingFailures("TessraServer::unlockImpl - ", "TessraServer::unlockImpl - Unable to unlock",
-                      [this] { com::throwIfFailed(link_->phoneConnection->phone()->unlock()); });
+    recordServerFailures("TessraServer::unlockImpl", "Unable to unlock",
+                         [this] { com::throwIfFailed(link_->phoneConnection->phone()->unlock()); });
 }
 
 void TessraServer::detectBadPhoneModeImpl() {
-    recordingFailures("TessraServer::detectBadPhoneModeImpl - ",
-                      "TessraServer::detectBadPhoneModeImpl - Unable to detect bad phone mode",
-                      [this] { link_->phoneConnection->checkMode(); });
+    recordServerFailures("TessraServer::detectBadPhoneModeImpl", "Unable to detect bad phone mode",
+                         [this] { link_->phoneConnection->checkMode(); });
 }
 
 void TessraServer::sendSpcImpl() {
-    recordingFailures("TessraServer::sendSpcImpl - ", "TessraServer::sendSpcImpl - Unable to send Spc",
-                      [this] { link_->phoneConnection->sendAccessCode(operation_.accessCode); });
+    recordServerFailures("TessraServer::sendSpcImpl", "Unable to send Spc",
+                         [this] { link_->phoneConnection->sendAccessCode(operation_.accessCode); });
 }
 
 void TessraServer::getDiagVernoImpl() {
-    recordingFailures(
-        "TessraServer::getDiagVernoImpl - ", "TessraServer::getDiagVernoImpl - Unable to get diag version", [this] {
-            std::fill_n(operation_.version, kDiagVersionBytes, std::uint8_t{0});
-            std::uint32_t received = kDiagVersionBytes;
-            link_->phoneConnection->sendSync(1, &kVersionCommand, received, operation_.version, kAnswerTimeoutMs);
-            if (received != kDiagVersionBytes) {
-                com::raise(com::kFail);
-            }
-        });
+    recordServerFailures("TessraServer::getDiagVernoImpl", "Unable to get diag version", [this] {
+        std::fill_n(operation_.version, kDiagVersionBytes, std::uint8_t{0});
+        std::uint32_t received = kDiagVersionBytes;
+        link_->phoneConnection->sendSync(1, &kVersionCommand, received, operation_.version, kAnswerTimeoutMs);
+        if (received != kDiagVersionBytes) {
+            com::raise(com::kFail);
+        }
+    });
 }
 
 void TessraServer::sendTmobImpl() {
-    recordingFailures("TessraServer::sendTmobImpl - ", "TessraServer::sendTmobImpl - Unable to send TMOD", [this] {
+    recordServerFailures("TessraServer::sendTmobImpl", "Unable to send TMOD", [this] {
         std::vector<std::uint8_t> packet{kTmobCommand};
         packet.insert(packet.end(), operation_.request, operation_.request + operation_.requestLength);
         link_->phoneConnection->sendSync(static_cast<std::uint32_t>(packet.size()), packet.data(),

@@ -42,20 +42,26 @@ void TessraServer::initialize() {
 }
 
 void TessraServer::attachServer() {
-    // An attempt before this one may have got half-way.
-    link_->releaseServer();
+    releaseServer(); // an attempt before this one may have got half-way
     link_->serverConnection = std::make_unique<ServerConnection>();
     if (com::failed(link_->serverConnection->attach(clientName_))) {
         throw Exception("TessraServer::initialize - Unable to attach to the Tessra server.");
     }
     link_->port = std::make_unique<CTESSRAPort>();
     com::ComPtr<com::Unknown> agent;
-    com::throwIfFailed(link_->server()->createAgent(tessra::kConfigurationAgentName, -1, link_->agentHandle, agent));
-    link_->agentCreated = true;
+    std::uint16_t handle = 0;
+    com::throwIfFailed(link_->server()->createAgent(tessra::kConfigurationAgentName, -1, handle, agent));
+    link_->agentHandle = handle;
     const com::Status queried = agent.query(link_->agent);
     if (com::failed(queried)) {
         throw queried; // a bare status code: it ends in the handler for anything else
     }
+}
+
+void TessraServer::releaseServer() {
+    link_->releaseServer();
+    initialized_ = false;
+    connected_ = false;
 }
 
 void TessraServer::changeComPortImpl() {
@@ -152,9 +158,8 @@ void TessraServer::connectToTessraEvents() {
 }
 
 void TessraServer::disconnectFromTessraEvents() {
-    if (auto failure = link_->endSubscription()) {
-        recordFailure(std::move(*failure));
-    }
+    recordServerFailures("TessraServer::disconnectFromTessraEvents", EventSubscription::kCannotEnd,
+                         [this] { link_->eventSubscription.end(); });
 }
 
 void TessraServer::unsubscribeFromEvents() {

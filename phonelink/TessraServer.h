@@ -1,9 +1,9 @@
 #pragma once
 
 #include "phonelink/ComThreadUser.h"
-#include "phonelink/NvPacket.h"
 #include "platform/kernel/MessageException.h"
 #include "platform/kernel/Mutex.h"
+#include "tessra/Packet.h"
 
 #include <atomic>
 #include <cstdint>
@@ -42,8 +42,8 @@ public:
         using MessageException::MessageException;
     };
 
-    static constexpr std::size_t kNvDataBytes = nvpacket::kDataBytes;
-    static constexpr std::size_t kDiagVersionBytes = 55;
+    static constexpr std::size_t kNvDataBytes = tessra::kNvDataBytes;
+    static constexpr std::size_t kDiagVersionBytes = tessra::kVersionAnswerBytes;
 
     /// `clientName` is the name by which the service knows this program. Throws TessraServer::Exception where the
     /// system gives no lock or no worker thread.
@@ -111,6 +111,8 @@ public:
 protected:
     /// The members below run on the worker and record what fails.
     virtual void initialize();
+    /// Lets go of all that initialize() and the connects have got from the service. Records nothing.
+    virtual void releaseServer();
     virtual void changeComPortImpl();
     virtual void sendSyncImpl();
     virtual void offlineImpl();
@@ -179,7 +181,7 @@ private:
     void runOperation(const char* name, const Operation& operation, Member member);
     void attachWith(bool wasConnected);
     bool connectWithin(std::uint32_t timeoutMs, std::uint32_t startTick, bool onPort);
-    void exchangeNv(const char* name, nvpacket::Command command, std::uint16_t number, const std::uint8_t* requestData,
+    void exchangeNv(const char* name, tessra::Command command, std::uint16_t number, const std::uint8_t* requestData,
                     std::uint8_t* responseData, std::uint16_t& status);
     bool phoneSeenOnPort();
     void waitForPhoneToLeave(std::uint32_t startTick, std::uint32_t timeoutMs);

@@ -33,7 +33,12 @@ Calvane::Calvane() {
     }
 }
 
-Calvane::~Calvane() = default;
+Calvane::~Calvane() {
+    // The file first: closing it is work for the worker, which a phone service that hangs keeps from the session's end
+    // on, and the file would wait for it without limit.
+    file_.reset();
+    session_.reset();
+}
 
 void Calvane::loadDecoderRingFile(const std::string decoderRingFile) {
     loaded_.clear();

@@ -2,6 +2,7 @@
 
 #include "platform/com/ClassTable.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/Text.h"
 #include "platform/kernel/Trace.h"
 #include "platform/window/TopLevelWindow.h"
 #include "tessra/Interfaces.h"
@@ -10,16 +11,7 @@
 #include <exception>
 #include <string_view>
 
-namespace {
-
-std::string lowerCase(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return lower;
-}
-
-} // namespace
+using kernel::lowerCase;
 
 CClientRegisterHelper::CClientRegisterHelper(const char* clientName)
     : clientName_(clientName == nullptr || *clientName == '\0' ? "Unknown Client Name" : clientName) {

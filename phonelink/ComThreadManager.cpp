@@ -2,7 +2,6 @@
 
 #include "platform/com/Apartment.h"
 #include "platform/kernel/Trace.h"
-#include "platform/window/MessageQueue.h"
 #include "platform/window/PumpingWait.h"
 
 #include <algorithm>
@@ -12,7 +11,7 @@
 
 namespace {
 
-/// A kernel object, or the exception that says what could not be had.
+// A kernel object, or the exception that says what could not be had.
 template <class Object>
 std::unique_ptr<Object> create(const char* message) {
     try {
@@ -27,7 +26,7 @@ constexpr char kNoEvent[] = "ComThreadManager::ComThreadManager - Unable to crea
 
 } // namespace
 
-/// What the process holds for all users.
+// What the process holds for all users.
 struct ComThreadManager::Shared {
     std::mutex lock;
     // Guarded by lock.
@@ -91,8 +90,9 @@ ComThreadManager::ComThreadManager(std::uint32_t threadCount)
     } catch (const std::exception&) {
         throw ComThreadManagerException("ComThreadManager::ComThreadManager - Unable to creat a thread");
     }
-    readyEvent_->wait();
-    if (!inApartment_) {
+    // A worker that gets no message queue ends instead.
+    kernel::Waitable* const readyOrEnded[] = {readyEvent_.get(), &worker_->ended()};
+    if (kernel::waitForAny(readyOrEnded, kernel::kInfinite) != 0) {
         throw ComThreadManagerException("ComThreadManager::ComThreadManager - Unable to enter an apartment");
     }
 }
@@ -112,6 +112,15 @@ bool ComThreadManager::hasAbandonedWork() {
 void ComThreadManager::requestStop() {
     quitEvent_->set();
     workEvent_->set();
+}
+
+void ComThreadManager::call(ComThreadClient& target, ComThreadClient::FunctionWithArgument function,
+                            std::uintptr_t argument) {
+    if (argument == 0) {
+        target.invokeWithZero(function);
+    } else {
+        target.invoke(function, argument);
+    }
 }
 
 std::shared_ptr<ComThreadManager::Item> ComThreadManager::makeItem(Work work) {
@@ -148,7 +157,7 @@ void ComThreadManager::execute(Work work, std::uint32_t timeoutMs) {
     }
 }
 
-/// Runs the work and lets go of its target. Returns the message for the caller if the function threw.
+// Runs the work and lets go of what it owns. Returns the message for the caller if the function threw.
 std::optional<std::string> ComThreadManager::run(Work& work) {
     std::optional<std::string> failure;
     const auto fail = [&failure](const char* reason) {
@@ -156,31 +165,21 @@ std::optional<std::string> ComThreadManager::run(Work& work) {
         kernel::logError(*failure);
     };
     try {
-        if (work.function != nullptr) {
-            work.target->invoke(work.function);
-        } else if (work.argument == 0) {
-            work.target->invokeWithZero(work.functionWithArgument);
-        } else {
-            work.target->invoke(work.functionWithArgument, work.argument);
-        }
+        work();
     } catch (const std::exception& error) {
         fail(error.what());
     } catch (...) {
         fail("not a standard exception");
     }
-    work.keptAlive.reset();
+    work = nullptr;
     return failure;
 }
 
-/// The worker thread, from its start to its end.
+// The worker thread, from its start to its end.
 void ComThreadManager::serve() {
     workerId_ = kernel::currentThreadId();
-    window::createQueue();
-    inApartment_ = !com::failed(com::enterApartment());
+    com::enterApartment();
     readyEvent_->set();
-    if (!inApartment_) {
-        return;
-    }
     bool quit = false;
     while (!quit) {
         window::pumpingWait(*workEvent_);

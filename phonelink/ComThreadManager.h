@@ -1,14 +1,15 @@
 #pragma once
 
 #include "phonelink/ComThreadClient.h"
-#include "platform/kernel/AutoResetEvent.h"
+#include "platform/kernel/Event.h"
+#include "platform/kernel/MessageException.h"
 #include "platform/kernel/Mutex.h"
 #include "platform/kernel/Thread.h"
 
 #include <concepts>
 #include <cstdint>
 #include <deque>
-#include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -28,13 +29,9 @@ concept RunsOnComThread = std::derived_from<Target, Owner> && std::derived_from<
 class ComThreadManager {
 public:
     /// Also a std::exception, so that a handler of last resort can show the message.
-    class ComThreadManagerException : public std::exception {
+    class ComThreadManagerException : public kernel::MessageException {
     public:
-        explicit ComThreadManagerException(std::string message) : message_(std::move(message)) {}
-        const char* what() const noexcept override { return message_.c_str(); }
-
-    private:
-        std::string message_;
+        using MessageException::MessageException;
     };
 
     /// executeFunction has given up waiting.
@@ -74,7 +71,7 @@ public:
     template <class Target, class Owner>
     requires RunsOnComThread<Target, Owner>
     void executeFunction(Target& target, void (Owner::*function)(), std::uint32_t timeoutMs) {
-        execute({.target = &target, .function = static_cast<ComThreadClient::Function>(function)}, timeoutMs);
+        execute([&target, function] { call(target, static_cast<ComThreadClient::Function>(function)); }, timeoutMs);
     }
 
     /// The same for a function that takes `argument`. An argument of 0 reaches it through the target's `invoke` without
@@ -83,10 +80,8 @@ public:
     requires RunsOnComThread<Target, Owner>
     void executeFunction(Target& target, void (Owner::*function)(std::uintptr_t), std::uintptr_t argument,
                          std::uint32_t timeoutMs) {
-        execute({.target = &target,
-                 .functionWithArgument = static_cast<ComThreadClient::FunctionWithArgument>(function),
-                 .argument = argument},
-                timeoutMs);
+        const auto converted = static_cast<ComThreadClient::FunctionWithArgument>(function);
+        execute([&target, converted, argument] { call(target, converted, argument); }, timeoutMs);
     }
 
     /// The same for a target that is kept alive until its item has run, also when the caller has given up. If the
@@ -94,9 +89,7 @@ public:
     template <class Target, class Owner>
     requires RunsOnComThread<Target, Owner>
     void executeFunction(std::shared_ptr<Target> target, void (Owner::*function)(), std::uint32_t timeoutMs) {
-        execute({.target = target.get(),
-                 .function = static_cast<ComThreadClient::Function>(function),
-                 .keptAlive = std::move(target)},
+        execute([kept = std::move(target), function] { call(*kept, static_cast<ComThreadClient::Function>(function)); },
                 timeoutMs);
     }
 
@@ -104,14 +97,8 @@ public:
     kernel::ThreadId workerThread() const { return workerId_; }
 
 private:
-    /// One of the two functions is set.
-    struct Work {
-        ComThreadClient* target = nullptr;
-        ComThreadClient::Function function = nullptr;
-        ComThreadClient::FunctionWithArgument functionWithArgument = nullptr;
-        std::uintptr_t argument = 0;
-        std::shared_ptr<void> keptAlive = nullptr;
-    };
+    /// What the worker calls; it owns what must live until then.
+    using Work = std::function<void()>;
 
     /// Work on its way through the worker. It belongs to caller and worker together, so that neither needs the other to
     /// be still interested; and it carries its own completion, so that no other item's can be taken for it.
@@ -123,6 +110,9 @@ private:
         bool hasRun = false;                ///< guarded by pendingLock_
         kernel::AutoResetEvent done;
     };
+
+    static void call(ComThreadClient& target, ComThreadClient::Function function) { target.invoke(function); }
+    static void call(ComThreadClient& target, ComThreadClient::FunctionWithArgument function, std::uintptr_t argument);
 
     struct Shared;
     static Shared& shared();
@@ -148,7 +138,6 @@ private:
     std::vector<std::shared_ptr<Item>> abandoned_;
     /// Written by the worker before readyEvent_, constant from then on.
     kernel::ThreadId workerId_;
-    bool inApartment_ = false;
     /// Last, so that it is gone before what it uses.
     std::optional<kernel::Thread> worker_;
 };

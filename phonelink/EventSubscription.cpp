@@ -1,9 +1,9 @@
 #include "phonelink/EventSubscription.h"
 
+#include "phonelink/ServerErrorText.h"
 #include "platform/com/Apartment.h"
 #include "platform/kernel/Trace.h"
 
-#include <exception>
 #include <string>
 #include <utility>
 
@@ -68,14 +68,12 @@ void EventSubscription::end() {
 }
 
 void EventSubscription::endQuietly() {
-    const auto log = [](const char* reason) {
-        kernel::logError(std::string("EventSubscription::endQuietly - ") + reason);
-    };
+    const std::string prefix = "TessraServer::disconnectFromTessraEvents - ";
     try {
         end();
-    } catch (const std::exception& error) {
-        log(error.what());
+    } catch (const com::ComError& error) {
+        kernel::logError(prefix + serverErrorText(error));
     } catch (...) {
-        log("unknown exception");
+        kernel::logError(prefix + kCannotEnd);
     }
 }

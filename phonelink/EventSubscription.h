@@ -24,10 +24,13 @@ public:
     /// Moves a subscription that stands to the events of `phone`; without one it does nothing. Throws as start() does.
     void follow(const com::ComPtr<tessra::IPhonePort>& phone);
 
+    /// The text for a failure to end that is no COM error.
+    static constexpr const char* kCannotEnd = "Unable to disconnect from the Tessra Server Events";
+
     /// Ends the subscription; without one it does nothing. The sink hears nothing from now on, also when the service
     /// refuses, which throws com::ComError.
     void end();
-    /// The same; a refusal is logged.
+    /// The same; a refusal is logged as the session's.
     void endQuietly();
 
 private:

@@ -1,9 +1,9 @@
 #include "phonelink/ServerLink.h"
 
-#include "phonelink/ServerErrorText.h"
 #include "platform/kernel/Trace.h"
 
 #include <exception>
+#include <utility>
 
 namespace {
 
@@ -13,22 +13,14 @@ void logFailure(std::string_view what) {
 
 } // namespace
 
-void ServerLink::invoke(FunctionWithArgument function, std::uintptr_t argument) {
-    (this->*function)(argument);
-}
-
-void ServerLink::invoke(Function function) {
-    (this->*function)();
-}
-
 void ServerLink::releaseServer() {
     eventSubscription.endQuietly();
     if (phoneConnection) {
         phoneConnection->detach();
     }
     try {
-        if (serverConnection && agentCreated) {
-            const com::Status released = server()->releaseAgent(agentHandle);
+        if (const auto handle = std::exchange(agentHandle, std::nullopt)) {
+            const com::Status released = server()->releaseAgent(*handle);
             // A service that has ended has released it already.
             if (released != com::kDisconnected) {
                 com::throwIfFailed(released);
@@ -39,8 +31,6 @@ void ServerLink::releaseServer() {
     } catch (...) {
         logFailure("unknown exception");
     }
-    agentCreated = false;
-    agentHandle = 0;
     if (serverConnection) {
         serverConnection->detach();
     }
@@ -48,23 +38,6 @@ void ServerLink::releaseServer() {
     phoneConnection.reset();
     port.reset();
     serverConnection.reset();
-}
-
-std::optional<std::string> ServerLink::endSubscription() {
-    try {
-        eventSubscription.end();
-        return std::nullopt;
-    } catch (const com::ComError& error) {
-        return "TessraServer::disconnectFromTessraEvents - " + serverErrorText(error);
-    } catch (...) {
-        return "TessraServer::disconnectFromTessraEvents - Unable to disconnect from the Tessra Server Events";
-    }
-}
-
-void ServerLink::endSubscriptionAlone() {
-    if (const auto failure = endSubscription()) {
-        kernel::logError(*failure);
-    }
 }
 
 com::ComPtr<tessra::IServer> ServerLink::server() const {

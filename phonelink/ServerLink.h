@@ -1,10 +1,8 @@
 #pragma once
 
-#include "phonelink/CTESSRAPort.h"
 #include "phonelink/ComThreadClient.h"
 #include "phonelink/EventSubscription.h"
-#include "phonelink/PhoneConnection.h"
-#include "phonelink/ServerConnection.h"
+#include "phonelink/ServerObjects.h"
 
 #include <functional>
 #include <memory>
@@ -18,18 +16,15 @@
 /// works on still there. The worker keeps this object until the release has run.
 class ServerLink : public ComThreadClient {
 public:
-    void invoke(FunctionWithArgument function, std::uintptr_t argument) override;
-    void invoke(Function function) override;
+    void invoke(FunctionWithArgument function, std::uintptr_t argument) override { (this->*function)(argument); }
+    void invoke(Function function) override { (this->*function)(); }
 
     /// Lets go of everything: the phone and its events, the agent, the server. Failures are dropped, since there is
     /// nobody left to tell; that of the agent's release is logged. Leaves the link as it was when it was made.
     void releaseServer();
 
-    /// Ends the subscription to the phone's events, if one stands. What a session should report of a failure; nothing
-    /// is heard from now on all the same.
-    std::optional<std::string> endSubscription();
-    /// The same for a caller that may give up waiting: a failure is logged.
-    void endSubscriptionAlone();
+    /// Ends the subscription to the phone's events, if one stands; a failure is logged.
+    void endSubscription() { eventSubscription.endQuietly(); }
 
     /// The server's root object; com::ComError with com::kPointer where none is attached.
     com::ComPtr<tessra::IServer> server() const;
@@ -47,6 +42,5 @@ public:
     std::unique_ptr<PhoneConnection> phoneConnection;
     EventSubscription eventSubscription;
     com::ComPtr<tessra::IConfigurationAgent> agent;
-    std::uint16_t agentHandle = 0; ///< meaningful while the server has an agent of ours
-    bool agentCreated = false;
+    std::optional<std::uint16_t> agentHandle; ///< while the server has an agent of ours
 };

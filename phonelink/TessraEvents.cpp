@@ -30,7 +30,9 @@ private:
 
 } // namespace
 
-TessraEvents::TessraEvents(TessraServer& session) : session_(session) {}
+TessraEvents::TessraEvents(TessraServer& session) : session_(session) {
+    noneEnding_.set();
+}
 
 TessraEvents::~TessraEvents() {
     joinNotifier();
@@ -54,7 +56,7 @@ com::Status TessraEvents::onEvent(std::uint32_t dataLength, const std::uint8_t* 
         return com::kPointer;
     }
     try {
-        arriving_.emplace_back(dataLength, data, first, second, third, fourth);
+        arriving_.push_back({{data, data + dataLength}, first, second, third, fourth});
         const PumpingLock lock(queueLock_);
         for (; !arriving_.empty(); arriving_.pop_front()) {
             if (accepting_) {
@@ -93,18 +95,14 @@ void TessraEvents::stop() {
         return;
     }
     const std::lock_guard control(controlLock_);
-    if (running_) {
-        requestQuit();
-    }
+    requestQuit();
     joinNotifier();
 }
 
 void TessraEvents::awaitEnd() {
-    if (notifierId_.load() == kernel::currentThreadId()) {
-        return;
+    if (notifierId_.load() != kernel::currentThreadId()) {
+        noneEnding_.wait();
     }
-    std::unique_lock guard(endLock_);
-    notifierEnded_.wait(guard, [this] { return lastEnded_ >= lastStopped_; });
 }
 
 void TessraEvents::refuseOwnThreads(const char* member) const {
@@ -119,7 +117,7 @@ void TessraEvents::startNotifier() {
         return;
     }
     joinNotifier();
-    startFailure_.reset();
+    startFailure_ = "TessraEvents::notifyListeners - The notifier ended at its start.";
     started_.reset();
     quit_.reset();
     queued_.reset();
@@ -129,10 +127,10 @@ void TessraEvents::startNotifier() {
     } catch (const std::exception& error) {
         throw TessraServer::Exception(std::string("TessraEvents::addEventListener - ") + error.what());
     }
-    started_.wait();
-    if (startFailure_) {
+    kernel::Waitable* const startOrEnd[] = {&started_, &notifier_->ended()};
+    if (kernel::waitForAny(startOrEnd, kernel::kInfinite) != 0) {
         joinNotifier();
-        throw TessraServer::Exception(*startFailure_);
+        throw TessraServer::Exception(startFailure_);
     }
 }
 
@@ -151,11 +149,10 @@ void TessraEvents::stopOnWorker() {
 }
 
 void TessraEvents::requestQuit() {
-    running_ = false;
-    {
-        const std::lock_guard guard(endLock_);
-        lastStopped_ = lastStarted_;
+    if (!running_.exchange(false)) {
+        return;
     }
+    noneEnding_.reset();
     setAccepting(false);
     quit_.set();
     queued_.set();
@@ -171,27 +168,21 @@ void TessraEvents::setAccepting(bool accepting) {
 
 void TessraEvents::notifyListeners() {
     notifierId_ = kernel::currentThreadId();
-    {
-        const std::lock_guard guard(endLock_);
-        ++lastStarted_;
-    }
-    if (subscribe()) {
-        started_.set();
-        for (;;) {
-            queued_.wait();
-            if (quit_.tryWait()) {
-                break;
-            }
-            while (const auto event = takeRecord()) {
-                deliver(*event);
-            }
-        }
-        unsubscribe();
+    if (!subscribe()) {
+        return;
     }
     started_.set();
-    const std::lock_guard guard(endLock_);
-    lastEnded_ = lastStarted_;
-    notifierEnded_.notify_all();
+    for (;;) {
+        queued_.wait();
+        if (quit_.tryWait()) {
+            break;
+        }
+        while (const auto event = takeRecord()) {
+            deliver(*event);
+        }
+    }
+    unsubscribe();
+    noneEnding_.set();
 }
 
 /// Whether the session is subscribed; otherwise startFailure_ says why not.
@@ -206,15 +197,14 @@ bool TessraEvents::subscribe() {
         setAccepting(true);
         session_.runOnWorker(&TessraServer::connectToTessraEvents);
         running_ = true;
+        return true;
     } catch (const TessraServer::Exception& error) {
         startFailure_ = error.what();
     } catch (const std::exception& error) {
         startFailure_ = std::string("TessraEvents::notifyListeners - ") + error.what();
     }
-    if (startFailure_) {
-        setAccepting(false);
-    }
-    return !startFailure_;
+    setAccepting(false);
+    return false;
 }
 
 void TessraEvents::unsubscribe() {
@@ -224,8 +214,8 @@ void TessraEvents::unsubscribe() {
     try {
         const kernel::MutexLock sessionLock(session_.sessionLock_);
         // The link's own member, as the session may be gone before a service that hangs has let go.
-        session_.manager_.executeFunction(session_.link_, &ServerLink::endSubscriptionAlone,
-                                          TessraServer::kTeardownTimeoutMs);
+        session_.threadManager_.executeFunction(session_.link_, &ServerLink::endSubscription,
+                                                TessraServer::kTeardownTimeoutMs);
     } catch (const ComThreadManager::TimeoutException&) {
         kernel::logError("TessraEvents::notifyListeners - The service does not answer; its events end later.");
     } catch (const std::exception& error) {
@@ -247,18 +237,18 @@ void TessraEvents::deliver(const ServerEventRecord& event) {
     const auto log = [](const char* reason) {
         kernel::logError(std::string("TessraEvents::notifyListeners - A listener threw an exception: ") + reason);
     };
+    const auto dataLength = static_cast<std::uint32_t>(event.data.size());
     const std::lock_guard guard(listenerLock_);
     for (const auto& [listener, filter] : listeners_) {
         if (!running_) {
             return;
         }
         try {
-            const bool accepted = filter == nullptr || filter->accepts(event.dataLength, event.data.get(), event.first,
+            const bool accepted = filter == nullptr || filter->accepts(dataLength, event.data.data(), event.first,
                                                                        event.second, event.third, event.fourth);
             // Again: the filter may have used the session, and stopped the notifier by a connect that failed.
             if (accepted && running_) {
-                listener->onEvent(event.dataLength, event.data.get(), event.first, event.second, event.third,
-                                  event.fourth);
+                listener->onEvent(dataLength, event.data.data(), event.first, event.second, event.third, event.fourth);
             }
         } catch (const std::exception& error) {
             log(error.what());

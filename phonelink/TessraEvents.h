@@ -1,14 +1,12 @@
 #pragma once
 
-#include "phonelink/ServerEventRecord.h"
 #include "phonelink/TessraEventListener.h"
-#include "platform/kernel/AutoResetEvent.h"
+#include "platform/kernel/Event.h"
 #include "platform/kernel/Mutex.h"
 #include "platform/kernel/Thread.h"
 #include "tessra/Interfaces.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -18,6 +16,15 @@
 #include <vector>
 
 class TessraServer;
+
+/// One event of the phone service: the six values of tessra::IEventSink::onEvent, with a copy of the data.
+struct ServerEventRecord {
+    std::vector<std::uint8_t> data;
+    std::uint32_t first;
+    std::uint32_t second;
+    std::uint16_t third;
+    std::uint32_t fourth;
+};
 
 /// Takes the events of the phone that a session is attached to and hands them to listeners, on a notifier thread of its
 /// own, so that no listener holds up the COM worker. The notifier starts with the first listener and subscribes to the
@@ -64,7 +71,7 @@ public:
     /// the worker. awaitEnd() is the first half then.
     virtual void stop();
 
-    /// Waits until each notifier that was told to stop has ended, and for nothing else. Returns at once on the
+    /// Waits until a notifier that was told to stop has ended, and for nothing else. Returns at once on the
     /// notifier's own thread. Must not be called by a holder of the session's lock.
     void awaitEnd();
 
@@ -91,20 +98,14 @@ private:
 
     TessraServer& session_; ///< used by the notifier, and by the session's own calls, alone
 
-    std::mutex endLock_; ///< guards the next four; taken last of all locks
-    std::condition_variable notifierEnded_;
-    /// The notifiers of this object are counted: the latest that has started, been told to stop, and ended.
-    std::uint64_t lastStarted_ = 0;
-    std::uint64_t lastStopped_ = 0;
-    std::uint64_t lastEnded_ = 0;
-
     std::mutex controlLock_;                   ///< held by who starts the notifier or waits for its end
     std::unique_ptr<kernel::Thread> notifier_; ///< guarded by controlLock_
-    std::optional<std::string> startFailure_;  ///< written by the notifier before started_, read after it
+    std::string startFailure_;                 ///< written by the notifier before its end, read after it
     std::atomic<kernel::ThreadId> notifierId_; ///< written by the notifier
-    kernel::AutoResetEvent started_;           ///< the notifier has started, or ended
+    kernel::AutoResetEvent started_;           ///< the notifier has subscribed
     kernel::AutoResetEvent quit_;              ///< the notifier shall end
     kernel::AutoResetEvent queued_;            ///< look at the queue, and at quit_
+    kernel::ManualResetEvent noneEnding_;      ///< no notifier that was told to stop is still at work
     /// Events are delivered: subscribed, and not told to stop. Becomes true under the session's lock, so that a stop
     /// on the worker, which acts for a holder of that lock, finds a notifier before its subscription or after it.
     std::atomic<bool> running_ = false;

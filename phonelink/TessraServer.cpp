@@ -8,17 +8,9 @@
 
 #include <utility>
 
-namespace {
-
-std::string invalidPortText(const std::string& comPort) {
-    return comPort + " is an invalid COM port.  Please choose a different COM port.";
-}
-
-} // namespace
-
 TessraServer::TessraServer(std::string clientName) try
     : clientName_(std::move(clientName)), link_(std::make_shared<ServerLink>()),
-      events_(std::make_shared<TessraEvents>(*this)), manager_(*ComThreadManager::acquire()) {
+      events_(std::make_shared<TessraEvents>(*this)) {
 } catch (const std::exception& error) {
     throw Exception(std::string("TessraServer::TessraServer - ") + error.what());
 }
@@ -28,21 +20,12 @@ TessraServer::~TessraServer() {
     events_->awaitEnd();
     events_.reset();
     try {
-        manager_.executeFunction(std::move(link_), &ServerLink::releaseServer, kTeardownTimeoutMs);
+        threadManager_.executeFunction(std::move(link_), &ServerLink::releaseServer, kTeardownTimeoutMs);
     } catch (const ComThreadManager::TimeoutException&) {
         // The service is slow to let go. The worker still holds the link and finishes with it.
     } catch (const std::exception& error) {
         kernel::logError(std::string("TessraServer::~TessraServer - ") + error.what());
     }
-    ComThreadManager::release();
-}
-
-void TessraServer::invoke(FunctionWithArgument function, std::uintptr_t argument) {
-    (this->*function)(argument);
-}
-
-void TessraServer::invoke(Function function) {
-    (this->*function)();
 }
 
 void TessraServer::connect(const std::string comPort) {
@@ -53,64 +36,51 @@ void TessraServer::connect(const std::string comPort) {
 }
 
 void TessraServer::initialize() {
-    try {
-        attachServer();
-    } catch (const com::ComError& error) {
-        recordInitializeFailure(isUnspecifiedError(error) ? invalidPortText(comPort_)
-                                                          : std::string("TessraServer::initialize - ") + error.what());
-    } catch (const CTESSRAPort::CTESSRAPortException& error) {
-        recordInitializeFailure("TessraServer::initialize - " + error.message());
-    } catch (const Exception& error) {
-        recordFailure(error.what());
-        initialized_ = false;
-    } catch (...) {
-        recordInitializeFailure("TessraServer::initialize - Unable to connect to the Tessra server");
-    }
+    recordAttachFailures("TessraServer::initialize", "Unable to connect to the Tessra server",
+                         [this] { attachServer(); });
+    initialized_ = !errorPending_;
 }
 
 void TessraServer::attachServer() {
-    // An attempt before this one may have got half-way.
-    link_->releaseServer();
+    releaseServer(); // an attempt before this one may have got half-way
     link_->serverConnection = std::make_unique<ServerConnection>();
     if (com::failed(link_->serverConnection->attach(clientName_))) {
         throw Exception("TessraServer::initialize - Unable to attach to the Tessra server.");
     }
     link_->port = std::make_unique<CTESSRAPort>();
     com::ComPtr<com::Unknown> agent;
-    com::throwIfFailed(link_->server()->createAgent(tessra::kConfigurationAgentName, -1, link_->agentHandle, agent));
-    link_->agentCreated = true;
+    std::uint16_t handle = 0;
+    com::throwIfFailed(link_->server()->createAgent(tessra::kConfigurationAgentName, -1, handle, agent));
+    link_->agentHandle = handle;
     const com::Status queried = agent.query(link_->agent);
     if (com::failed(queried)) {
         throw queried; // a bare status code: it ends in the handler for anything else
     }
-    initialized_ = true;
+}
+
+void TessraServer::releaseServer() {
+    link_->releaseServer();
+    initialized_ = false;
+    connected_ = false;
 }
 
 void TessraServer::changeComPortImpl() {
-    try {
+    recordAttachFailures("TessraServer::changeComPortImpl", "Unable to change COM ports.", [this] {
         link_->phoneConnection->detach();
         link_->attachPort(comPort_);
         // The listeners asked for the events of the phone that the session is attached to.
         link_->eventSubscription.follow(link_->port->phone());
-    } catch (const CTESSRAPort::CTESSRAPortException& error) {
-        recordChangeFailure("TessraServer::changeComPortImpl - " + error.message());
-    } catch (const com::ComError& error) {
-        recordChangeFailure(isUnspecifiedError(error)
-                                ? invalidPortText(comPort_)
-                                : std::string("TessraServer::changeComPortImpl - ") + error.what());
-    } catch (...) {
-        recordChangeFailure("TessraServer::changeComPortImpl - Unable to change COM ports.");
-    }
+    });
+    connected_ = !errorPending_;
 }
 
 void TessraServer::connectWithComPortImpl() {
-    recordingFailures("TessraServer::connectWithComPortImpl - ",
-                      "TessraServer::connectWithComPortImpl - Unknow exception throw.  Caught in (...) catch block.",
-                      [this] {
-                          link_->phoneConnection = std::make_unique<PhoneConnection>();
-                          link_->attachPort(comPort_);
-                          connected_ = true;
-                      });
+    recordServerFailures("TessraServer::connectWithComPortImpl",
+                         "Unknow exception throw.  Caught in (...) catch block.", [this] {
+                             link_->phoneConnection = std::make_unique<PhoneConnection>();
+                             link_->attachPort(comPort_);
+                             connected_ = true;
+                         });
 }
 
 TessraServer::AttachLock::AttachLock(TessraServer& session) : session_(session) {
@@ -126,23 +96,7 @@ TessraServer::AttachLock::~AttachLock() {
 }
 
 bool TessraServer::isOnWorker() const {
-    return manager_.workerThread() == kernel::currentThreadId();
-}
-
-void TessraServer::runOnWorker(Member member) {
-    manager_.executeFunction(*this, member, kernel::kInfinite);
-    throwIfFailed();
-}
-
-void TessraServer::runOnWorker(MemberWithArgument member, std::uintptr_t argument) {
-    manager_.executeFunction(*this, member, argument, kernel::kInfinite);
-    throwIfFailed();
-}
-
-void TessraServer::throwIfFailed() {
-    if (std::exchange(failed_, false)) {
-        throw Exception(errorMessage_);
-    }
+    return threadManager_.workerThread() == kernel::currentThreadId();
 }
 
 void TessraServer::initializeIfNeeded() {
@@ -162,29 +116,55 @@ void TessraServer::attachWith(bool wasConnected) {
     runOnWorker(wasConnected ? &TessraServer::changeComPortImpl : &TessraServer::connectWithComPortImpl);
 }
 
-void TessraServer::recordFailure(std::string message) {
-    errorMessage_ = std::move(message);
-    failed_ = true;
+void TessraServer::recordServerFailures(const char* function, const char* unhandled,
+                                        const std::function<void()>& work) {
+    recordFailures({function, unhandled, serverErrorText}, work);
 }
 
-void TessraServer::recordInitializeFailure(std::string message) {
-    events_->stop();
-    recordFailure(std::move(message));
-    initialized_ = false;
-}
-
-void TessraServer::recordChangeFailure(std::string message) {
-    events_->stop();
-    recordFailure(std::move(message));
-    connected_ = false;
-}
-
-void TessraServer::recordingFailures(const char* prefix, const char* otherwise, const std::function<void()>& work) {
+void TessraServer::recordAttachFailures(const std::string& function, const char* unhandled,
+                                        const std::function<void()>& work) {
+    std::string message;
     try {
         work();
+        return;
+    } catch (const Exception& error) {
+        recordFailure(error.what()); // no server, so no events either
+        return;
     } catch (const com::ComError& error) {
-        recordFailure(prefix + serverErrorText(error));
+        message = isUnspecifiedError(error) ? comPort_ + " is an invalid COM port.  Please choose a different COM port."
+                                            : function + " - " + error.what();
+    } catch (const CTESSRAPort::CTESSRAPortException& error) {
+        message = function + " - " + error.message();
     } catch (...) {
-        recordFailure(otherwise);
+        message = function + " - " + unhandled;
+    }
+    events_->stop();
+    recordFailure(std::move(message));
+}
+
+void TessraServer::addEventListener(TessraEventListener* listener, TessraEventFilter* filter) {
+    requireConnected("addEventListener");
+    events_->addEventListener(listener, filter);
+}
+
+void TessraServer::removeEventListener(TessraEventListener* listener) {
+    requireConnected("removeEventListener");
+    events_->removeEventListener(listener);
+}
+
+void TessraServer::connectToTessraEvents() {
+    recordServerFailures("TessraServer::connectToTessraEvents", "Unable to connect to Tessra Server Events",
+                         [this] { link_->eventSubscription.start(link_->port->phone(), events_); });
+}
+
+void TessraServer::disconnectFromTessraEvents() {
+    recordServerFailures("TessraServer::disconnectFromTessraEvents", EventSubscription::kCannotEnd,
+                         [this] { link_->eventSubscription.end(); });
+}
+
+void TessraServer::unsubscribeFromEvents() {
+    disconnectFromTessraEvents();
+    if (std::exchange(errorPending_, false)) {
+        kernel::logError(errorMessage_);
     }
 }

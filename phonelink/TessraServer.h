@@ -1,9 +1,9 @@
 #pragma once
 
-#include "phonelink/ComThreadClient.h"
-#include "phonelink/NvPacket.h"
-#include "platform/com/ComError.h"
+#include "phonelink/ComThreadUser.h"
+#include "platform/kernel/MessageException.h"
 #include "platform/kernel/Mutex.h"
+#include "tessra/Packet.h"
 
 #include <atomic>
 #include <cstdint>
@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-class ComThreadManager;
 class ServerLink;
 class TessraEventFilter;
 class TessraEventListener;
@@ -36,19 +35,15 @@ struct PhoneRecord {
 ///
 /// The operations on a phone need a connected session. Without one they throw "TessraServer::<member> -
 /// TessraServer::connect must be called before calling this member function.", before the lock is taken.
-class TessraServer : public ComThreadClient {
+class TessraServer : public ComThreadUser {
 public:
-    class Exception : public std::exception {
+    class Exception : public kernel::MessageException {
     public:
-        explicit Exception(std::string message) : message_(std::move(message)) {}
-        const char* what() const noexcept override { return message_.c_str(); }
-
-    private:
-        std::string message_;
+        using MessageException::MessageException;
     };
 
-    static constexpr std::size_t kNvDataBytes = nvpacket::kDataBytes;
-    static constexpr std::size_t kDiagVersionBytes = 55;
+    static constexpr std::size_t kNvDataBytes = tessra::kNvDataBytes;
+    static constexpr std::size_t kDiagVersionBytes = tessra::kVersionAnswerBytes;
 
     /// `clientName` is the name by which the service knows this program. Throws TessraServer::Exception where the
     /// system gives no lock or no worker thread.
@@ -58,11 +53,6 @@ public:
     /// takes longer is finished by the worker later on. The 10 s begin when the worker's other callers are done: while
     /// the call of another session, or one into a file, hangs, this waits for it. Not to be called by a listener.
     ~TessraServer() override;
-    TessraServer(const TessraServer&) = delete;
-    TessraServer& operator=(const TessraServer&) = delete;
-
-    void invoke(FunctionWithArgument function, std::uintptr_t argument) override;
-    void invoke(Function function) override;
 
     /// Waits up to `timeoutMs` for a phone on one port, any port, and attaches it; its port becomes the session's.
     /// Answers whether there was one. Two phones at once are a failure that names their ports. Polls every 20 ms; a
@@ -121,6 +111,8 @@ public:
 protected:
     /// The members below run on the worker and record what fails.
     virtual void initialize();
+    /// Lets go of all that initialize() and the connects have got from the service. Records nothing.
+    virtual void releaseServer();
     virtual void changeComPortImpl();
     virtual void sendSyncImpl();
     virtual void offlineImpl();
@@ -178,9 +170,10 @@ private:
 
     /// The members below are for holders of the session's lock. These run a member on the worker, without limit of
     /// time, and throw the failure that it recorded.
-    void runOnWorker(Member member);
-    void runOnWorker(MemberWithArgument member, std::uintptr_t argument);
-    void throwIfFailed();
+    void runOnWorker(Member member) { ComThreadUser::runOnWorker<Exception>(member); }
+    void runOnWorker(MemberWithArgument member, std::uintptr_t argument) {
+        ComThreadUser::runOnWorker<Exception>(member, argument);
+    }
     void initializeIfNeeded();
     /// Does not need the lock.
     void requireConnected(const char* member) const;
@@ -188,30 +181,27 @@ private:
     void runOperation(const char* name, const Operation& operation, Member member);
     void attachWith(bool wasConnected);
     bool connectWithin(std::uint32_t timeoutMs, std::uint32_t startTick, bool onPort);
-    void exchangeNv(const char* name, nvpacket::Command command, std::uint16_t number, const std::uint8_t* requestData,
+    void exchangeNv(const char* name, tessra::Command command, std::uint16_t number, const std::uint8_t* requestData,
                     std::uint8_t* responseData, std::uint16_t& status);
     bool phoneSeenOnPort();
     void waitForPhoneToLeave(std::uint32_t startTick, std::uint32_t timeoutMs);
     void waitForPhoneToReturn(std::uint32_t startTick, std::uint32_t timeoutMs, bool present);
 
-    /// On the worker: records a failure. A failure of attaching also stops the event notifier and leaves the state that
-    /// attaching would have reached.
-    void recordFailure(std::string message);
-    void recordInitializeFailure(std::string message);
-    void recordChangeFailure(std::string message);
+    /// On the worker, as recordFailures(): a COM error shows the server's error text.
+    void recordServerFailures(const char* function, const char* unhandled, const std::function<void()>& work);
+    /// The same for attaching to the server or to another port, whose failures have texts of their own and stop the
+    /// event notifier.
+    void recordAttachFailures(const std::string& function, const char* unhandled, const std::function<void()>& work);
+    void attachServer();
     /// Disconnects from the events; a failure is logged instead of recorded.
     void unsubscribeFromEvents();
-    /// Runs `work`; a COM error records `prefix` and the server's error text, anything else records `otherwise`.
-    void recordingFailures(const char* prefix, const char* otherwise, const std::function<void()>& work);
-    void attachServer();
 
     const std::string clientName_;
     kernel::Mutex sessionLock_;
-    /// The fields below are guarded by sessionLock_: its holder writes them before a hand-over to the worker and reads
-    /// them after it; in between they are the worker's. Only connected_ is also read without the lock.
-    std::string errorMessage_;
+    /// The fields below, and those of the base, are guarded by sessionLock_: its holder writes them before a hand-over
+    /// to the worker and reads them after it; in between they are the worker's. Only connected_ is also read without
+    /// the lock.
     std::string comPort_;
-    bool failed_ = false;
     std::atomic<bool> connected_ = false;
     bool initialized_ = false;
     bool phoneFound_ = false;
@@ -221,6 +211,4 @@ private:
     std::shared_ptr<ServerLink> link_; ///< what it points to is the worker's alone
     /// Constant; it has its own locks. A subscription that the service has not let go of shares it.
     std::shared_ptr<TessraEvents> events_;
-    /// The last to be made: nothing that can fail comes after its acquisition.
-    ComThreadManager& manager_;
 };

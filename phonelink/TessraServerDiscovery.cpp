@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::uint32_t kPollIntervalMs = 20;
 constexpr const char* kTimedConnectPrefix = "TessraServer::connectWithTimeoutAndComPortImpl - ";
+constexpr const char* kUnknownException = "Unknown exception thrown, caught in the (...) catch block.";
 
 // Whether the service's description of a phone tells of one that is there: it runs its loader, or it answers, or has
 // answered since it appeared.
@@ -71,7 +72,7 @@ std::vector<PhoneRecord> TessraServer::waitForActivePhone() {
 
 void TessraServer::connectWithTimeoutAndComPortImpl(std::uintptr_t comPort) {
     waitForActivePhoneImpl();
-    if (failed_) {
+    if (errorPending_) {
         errorMessage_ = kTimedConnectPrefix + errorMessage_;
         return;
     }
@@ -83,7 +84,7 @@ void TessraServer::connectWithTimeoutAndComPortImpl(std::uintptr_t comPort) {
 void TessraServer::connectWithTimeoutAndComPortImpl() {
     phoneFound_ = false;
     waitForActivePhoneImpl();
-    if (failed_) {
+    if (errorPending_) {
         errorMessage_ = kTimedConnectPrefix + errorMessage_;
         return;
     }
@@ -101,30 +102,25 @@ void TessraServer::connectWithTimeoutAndComPortImpl() {
 
 void TessraServer::getActiveComPortsImpl() {
     activeComPorts_.clear();
-    recordingFailures(
-        "TessraServer::getActiveComPortsImpl - ",
-        "TessraServer::getActiveComPortsImpl - Unknown exception thrown, caught in the (...) catch block.", [this] {
-            link_->forEachPortWithPhone([this](std::uint16_t, const tessra::PortDescription& port) {
-                activeComPorts_.push_back(port.portName);
-            });
-        });
+    recordServerFailures("TessraServer::getActiveComPortsImpl", kUnknownException, [this] {
+        link_->forEachPortWithPhone(
+            [this](std::uint16_t, const tessra::PortDescription& port) { activeComPorts_.push_back(port.portName); });
+    });
 }
 
 void TessraServer::waitForActivePhoneImpl() {
     activePhones_.clear();
-    recordingFailures(
-        "TessraServer::waitForActivePhoneImpl - ",
-        "TessraServer::waitForActivePhoneImpl - Unknown exception thrown, caught in the (...) catch block.", [this] {
-            link_->forEachPortWithPhone([this](std::uint16_t number, const tessra::PortDescription& port) {
-                tessra::PhoneDescription phone;
-                const com::Status described = link_->agent->describePhone(number, phone);
-                if (described == tessra::kPhoneNotPresent) {
-                    return; // it left between the two questions, which a scan is there to notice
-                }
-                com::throwIfFailed(described);
-                if (showsPhone(phone)) {
-                    activePhones_.push_back({port.portName, phone.model, phone.softwareVersion, phone.serialNumber});
-                }
-            });
+    recordServerFailures("TessraServer::waitForActivePhoneImpl", kUnknownException, [this] {
+        link_->forEachPortWithPhone([this](std::uint16_t number, const tessra::PortDescription& port) {
+            tessra::PhoneDescription phone;
+            const com::Status described = link_->agent->describePhone(number, phone);
+            if (described == tessra::kPhoneNotPresent) {
+                return; // it left between the two questions, which a scan is there to notice
+            }
+            com::throwIfFailed(described);
+            if (showsPhone(phone)) {
+                activePhones_.push_back({port.portName, phone.model, phone.softwareVersion, phone.serialNumber});
+            }
         });
+    });
 }

@@ -1,8 +1,8 @@
 // The session's operations on the phone that it is connected to.
 
-#include "phonelink/NvPacket.h"
 #include "phonelink/ServerLink.h"
 #include "phonelink/TessraServer.h"
+#include "platform/kernel/LittleEndian.h"
 #include "platform/kernel/TickCount.h"
 
 #include <algorithm>
@@ -12,10 +12,12 @@ namespace {
 
 constexpr std::uint32_t kAnswerTimeoutMs = 2000;
 constexpr std::uint32_t kScanIntervalMs = 20;
-constexpr std::uint8_t kVersionCommand = 0x00;
-constexpr std::uint8_t kTmobCommand = 0x3B;
-// The NV status of a command that failed for a reason of its own.
-constexpr std::uint16_t kNvCommandFailed = 4;
+
+using NvPacket = std::array<std::uint8_t, tessra::kNvPacketBytes>;
+
+constexpr std::uint8_t commandByte(tessra::Command command) {
+    return static_cast<std::uint8_t>(command);
+}
 
 std::uint16_t modeCode(tessra::PhoneMode mode) {
     return static_cast<std::uint16_t>(mode);
@@ -33,13 +35,13 @@ void TessraServer::runOperation(const char* name, const Operation& operation, Me
 
 void TessraServer::sendSync(std::uint32_t requestLength, const std::uint8_t* request, std::uint32_t& responseLength,
                             std::uint8_t* response, std::uint32_t timeoutMs) {
-    Operation operation;
-    operation.requestLength = requestLength;
-    operation.request = request;
-    operation.responseLength = &responseLength;
-    operation.response = response;
-    operation.timeoutMs = timeoutMs;
-    runOperation("sendSync", operation, &TessraServer::sendSyncImpl);
+    runOperation("sendSync",
+                 {.requestLength = requestLength,
+                  .request = request,
+                  .responseLength = &responseLength,
+                  .response = response,
+                  .timeoutMs = timeoutMs},
+                 &TessraServer::sendSyncImpl);
 }
 
 void TessraServer::offline() {
@@ -59,56 +61,56 @@ void TessraServer::detectBadPhoneMode() {
 }
 
 void TessraServer::sendSpc(const char* accessCode) {
-    Operation operation;
-    operation.accessCode = accessCode;
-    runOperation("sendSpc", operation, &TessraServer::sendSpcImpl);
+    runOperation("sendSpc", {.accessCode = accessCode}, &TessraServer::sendSpcImpl);
 }
 
 void TessraServer::getDiagVerno(std::uint8_t* version) {
-    Operation operation;
-    operation.version = version;
-    runOperation("getDiagVerno", operation, &TessraServer::getDiagVernoImpl);
+    runOperation("getDiagVerno", {.version = version}, &TessraServer::getDiagVernoImpl);
 }
 
 void TessraServer::sendTmob(std::uint32_t payloadLength, const std::uint8_t* payload, std::uint32_t& responseLength,
                             std::uint8_t* response) {
-    Operation operation;
-    operation.requestLength = payloadLength;
-    operation.request = payload;
-    operation.responseLength = &responseLength;
-    operation.response = response;
-    runOperation("sendTmob", operation, &TessraServer::sendTmobImpl);
+    runOperation(
+        "sendTmob",
+        {.requestLength = payloadLength, .request = payload, .responseLength = &responseLength, .response = response},
+        &TessraServer::sendTmobImpl);
 }
 
 void TessraServer::readNv(std::uint16_t number, std::uint8_t* data, std::uint16_t& status) {
     requireConnected("readNv");
-    exchangeNv("readNv", nvpacket::Command::kRead, number, nullptr, data, status);
+    exchangeNv("readNv", tessra::Command::kNvRead, number, nullptr, data, status);
 }
 
 void TessraServer::writeNv(std::uint16_t number, const std::uint8_t* data, std::uint16_t& status) {
     requireConnected("writeNv");
-    exchangeNv("writeNv", nvpacket::Command::kWrite, number, data, nullptr, status);
+    exchangeNv("writeNv", tessra::Command::kNvWrite, number, data, nullptr, status);
 }
 
-void TessraServer::exchangeNv(const char* name, nvpacket::Command command, std::uint16_t number,
+void TessraServer::exchangeNv(const char* name, tessra::Command command, std::uint16_t number,
                               const std::uint8_t* requestData, std::uint8_t* responseData, std::uint16_t& status) {
     const kernel::MutexLock guard(sessionLock_);
-    status = kNvCommandFailed;
+    status = tessra::kNvFailed;
     requireConnected(name);
-    const auto request = nvpacket::makeRequest(command, number, requestData);
-    nvpacket::Packet answer{};
+    NvPacket request{};
+    request[0] = commandByte(command);
+    kernel::put16(request.data() + tessra::kNvItemOffset, number);
+    if (requestData != nullptr) {
+        std::copy_n(requestData, kNvDataBytes, request.begin() + tessra::kNvDataOffset);
+    }
+    NvPacket answer{};
     auto answerBytes = static_cast<std::uint32_t>(answer.size());
     sendSync(static_cast<std::uint32_t>(request.size()), request.data(), answerBytes, answer.data(), kAnswerTimeoutMs);
     // A byte of another item's answer, or one that never came, must not pass for this item's value.
-    if (!nvpacket::answers(request, answer, answerBytes)) {
+    if (answerBytes != answer.size() ||
+        !std::equal(request.begin(), request.begin() + tessra::kNvDataOffset, answer.begin())) {
         throw Exception(std::string("TessraServer::") + name + " - The phone's answer of " +
                         std::to_string(answerBytes) + " bytes is not the answer for NV item " + std::to_string(number) +
                         ".");
     }
     if (responseData != nullptr) {
-        std::copy_n(answer.begin() + nvpacket::kDataOffset, kNvDataBytes, responseData);
+        std::copy_n(answer.begin() + tessra::kNvDataOffset, kNvDataBytes, responseData);
     }
-    status = nvpacket::statusOf(answer);
+    status = kernel::get16(answer.data() + tessra::kNvStatusOffset);
 }
 
 void TessraServer::reset(std::uint32_t timeoutMs) {
@@ -155,60 +157,59 @@ void TessraServer::waitForPhoneToReturn(std::uint32_t startTick, std::uint32_t t
 }
 
 void TessraServer::sendSyncImpl() {
-    recordingFailures("TessraServer::sendSyncImpl - ", "TessraServer::sendSyncImpl - Unable to SendSync.", [this] {
+    recordServerFailures("TessraServer::sendSyncImpl", "Unable to SendSync.", [this] {
         link_->phoneConnection->sendSync(operation_.requestLength, operation_.request, *operation_.responseLength,
                                          operation_.response, operation_.timeoutMs);
     });
 }
 
 void TessraServer::offlineImpl() {
-    recordingFailures("TessraServer::offlineImpl - ", "TessraServer::offlineImpl - Unable to go Offline.", [this] {
+    recordServerFailures("TessraServer::offlineImpl", "Unable to go Offline.", [this] {
         com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::kOffline)));
     });
 }
 
 void TessraServer::resetImpl() {
-    recordingFailures("TessraServer::resetImpl - ", "TessraServer::resetImpl - Unable to reset.", [this] {
+    recordServerFailures("TessraServer::resetImpl", "Unable to reset.", [this] {
         com::throwIfFailed(link_->phoneConnection->phone()->changeMode(modeCode(tessra::PhoneMode::kReset)));
     });
 }
 
 void TessraServer::lockImpl() {
-    recordingFailures("TessraServer::lockImpl - ", "TessraServer::lockImpl - Unable to lock.",
-                      [this] { com::throwIfFailed(link_->phoneConnection->phone()->lock(1)); });
+    recordServerFailures("TessraServer::lockImpl", "Unable to lock.",
+                         [this] { com::throwIfFailed(link_->phoneConnection->phone()->lock(1)); });
 }
 
 void TessraServer::unlockImpl() {
-    recordingFailures("TessraServer::unlockImpl - ", "TessraServer::unlockImpl - Unable to unlock",
-                      [this] { com::throwIfFailed(link_->phoneConnection->phone()->unlock()); });
+    recordServerFailures("TessraServer::unlockImpl", "Unable to unlock",
+                         [this] { com::throwIfFailed(link_->phoneConnection->phone()->unlock()); });
 }
 
 void TessraServer::detectBadPhoneModeImpl() {
-    recordingFailures("TessraServer::detectBadPhoneModeImpl - ",
-                      "TessraServer::detectBadPhoneModeImpl - Unable to detect bad phone mode",
-                      [this] { link_->phoneConnection->checkMode(); });
+    recordServerFailures("TessraServer::detectBadPhoneModeImpl", "Unable to detect bad phone mode",
+                         [this] { link_->phoneConnection->checkMode(); });
 }
 
 void TessraServer::sendSpcImpl() {
-    recordingFailures("TessraServer::sendSpcImpl - ", "TessraServer::sendSpcImpl - Unable to send Spc",
-                      [this] { link_->phoneConnection->sendAccessCode(operation_.accessCode); });
+    recordServerFailures("TessraServer::sendSpcImpl", "Unable to send Spc",
+                         [this] { link_->phoneConnection->sendAccessCode(operation_.accessCode); });
 }
 
 void TessraServer::getDiagVernoImpl() {
-    recordingFailures(
-        "TessraServer::getDiagVernoImpl - ", "TessraServer::getDiagVernoImpl - Unable to get diag version", [this] {
-            std::fill_n(operation_.version, kDiagVersionBytes, std::uint8_t{0});
-            std::uint32_t received = kDiagVersionBytes;
-            link_->phoneConnection->sendSync(1, &kVersionCommand, received, operation_.version, kAnswerTimeoutMs);
-            if (received != kDiagVersionBytes) {
-                com::raise(com::kFail);
-            }
-        });
+    recordServerFailures("TessraServer::getDiagVernoImpl", "Unable to get diag version", [this] {
+        std::fill_n(operation_.version, kDiagVersionBytes, std::uint8_t{0});
+        const std::uint8_t request = commandByte(tessra::Command::kVersion);
+        std::uint32_t received = kDiagVersionBytes;
+        link_->phoneConnection->sendSync(1, &request, received, operation_.version, kAnswerTimeoutMs);
+        if (received != kDiagVersionBytes) {
+            com::raise(com::kFail);
+        }
+    });
 }
 
 void TessraServer::sendTmobImpl() {
-    recordingFailures("TessraServer::sendTmobImpl - ", "TessraServer::sendTmobImpl - Unable to send TMOD", [this] {
-        std::vector<std::uint8_t> packet{kTmobCommand};
+    recordServerFailures("TessraServer::sendTmobImpl", "Unable to send TMOD", [this] {
+        std::vector<std::uint8_t> packet{commandByte(tessra::Command::kTmob)};
         packet.insert(packet.end(), operation_.request, operation_.request + operation_.requestLength);
         link_->phoneConnection->sendSync(static_cast<std::uint32_t>(packet.size()), packet.data(),
                                          *operation_.responseLength, operation_.response, kAnswerTimeoutMs);

@@ -3,14 +3,16 @@
 // that the phone's own answers cost.
 
 #include "engine/Calvane.h"
-#include "phonelink/NvPacket.h"
 #include "platform/com/Apartment.h"
 #include "platform/com/ClassTable.h"
+#include "platform/kernel/LittleEndian.h"
+#include "tessra/Packet.h"
 #include "tessra/Service.h"
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -84,9 +86,10 @@ void readFromThePhoneItself(benchmark::State& state) {
         const auto sender = senderOf(server);
         for (auto _ : state) {
             for (std::int64_t number = 1; number <= state.range(0); ++number) {
-                const auto request =
-                    nvpacket::makeRequest(nvpacket::Command::kRead, static_cast<std::uint16_t>(number), nullptr);
-                nvpacket::Packet answer{};
+                std::array<std::uint8_t, tessra::kNvPacketBytes> request{
+                    static_cast<std::uint8_t>(tessra::Command::kNvRead)};
+                kernel::put16(request.data() + tessra::kNvItemOffset, static_cast<std::uint16_t>(number));
+                std::array<std::uint8_t, tessra::kNvPacketBytes> answer{};
                 auto length = static_cast<std::uint16_t>(answer.size());
                 com::throwIfFailed(sender->sendSync(static_cast<std::uint32_t>(request.size()), request.data(), 1, 0,
                                                     2000, length, answer.data()));

@@ -36,15 +36,14 @@ ApartmentTable& table() {
 
 Status enterApartment() {
     ThreadApartment& own = threadApartment();
-    if (own.entries++ > 0) {
-        return kFalse;
+    if (own.entries == 0) {
+        // From now on calls can be posted to this thread, even before it first looks for them.
+        window::createQueue();
+        const std::lock_guard guard(table().lock);
+        own.id = ++table().lastId;
+        table().threads.emplace(own.id, kernel::currentThreadId());
     }
-    // From now on calls can be posted to this thread, even before it first looks for them.
-    window::createQueue();
-    const std::lock_guard guard(table().lock);
-    own.id = ++table().lastId;
-    table().threads.emplace(own.id, kernel::currentThreadId());
-    return kOk;
+    return own.entries++ == 0 ? kOk : kFalse;
 }
 
 void leaveApartment() {

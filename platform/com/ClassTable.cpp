@@ -58,6 +58,7 @@ ClassRegistration::~ClassRegistration() {
 }
 
 Status createInstance(const ClassId& classId, std::uint32_t contexts, ComPtr<Unknown>& out) {
+    forgetFailure();
     out.reset();
     if (currentApartment() == 0) {
         return kNotInitialized;

@@ -1,9 +1,8 @@
 #include "platform/com/ComError.h"
 
 #include "platform/com/Messages.h"
+#include "platform/kernel/Text.h"
 
-#include <array>
-#include <charconv>
 #include <utility>
 
 namespace com {
@@ -18,12 +17,6 @@ struct ErrorInfo {
 ErrorInfo& threadErrorInfo() {
     thread_local ErrorInfo info;
     return info;
-}
-
-std::string lowerHex(std::uint32_t value) {
-    std::array<char, 8> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr;
-    return {digits.data(), end};
 }
 
 const std::string& orNoneProvided(const std::string& text) {
@@ -41,6 +34,10 @@ Status failWith(Status status, std::string_view source, std::string_view descrip
     return status;
 }
 
+void forgetFailure() {
+    threadErrorInfo().status = kOk;
+}
+
 void raise(Status status) {
     ErrorInfo info = std::exchange(threadErrorInfo(), {});
     if (info.status != status) {
@@ -50,7 +47,7 @@ void raise(Status status) {
 }
 
 std::string errorReport(const ComError& error) {
-    return "Error\n\a\tCode = " + lowerHex(statusBits(error.code())) + "\n\a\tCode meaning = " + error.what() +
+    return "Error\n\a\tCode = " + kernel::hexDigits(statusBits(error.code())) + "\n\a\tCode meaning = " + error.what() +
            "\n\a\tSource = " + orNoneProvided(error.source()) +
            "\n\a\tDescription = " + orNoneProvided(error.description());
 }

@@ -32,8 +32,12 @@ private:
 /// an exception, and answers `status`: an object's method ends with `return failWith(...)`.
 Status failWith(Status status, std::string_view source, std::string_view description);
 
+/// Forgets what failWith() left: a call begins, and what an earlier one left behind when its failure was forgiven is
+/// not this one's. ComPtr does it before each call.
+void forgetFailure();
+
 /// Throws a ComError for `status`. Source and description are those of the thread's last failWith() if that was for the
-/// same code (what an earlier, forgiven failure left behind is not this one's); they are spent by the throw.
+/// same code; they are spent by the throw.
 [[noreturn]] void raise(Status status);
 
 /// Raises where `status` is a failure; otherwise does nothing.

@@ -45,6 +45,7 @@ public:
     explicit operator bool() const { return object_ != nullptr; }
 
     T* operator->() const {
+        forgetFailure();
         if (object_ == nullptr) {
             raise(kPointer);
         }
@@ -55,6 +56,7 @@ public:
     template <class U>
     Status query(ComPtr<U>& out) const {
         out.reset();
+        forgetFailure();
         if (object_ == nullptr) {
             return kPointer;
         }

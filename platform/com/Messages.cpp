@@ -1,8 +1,9 @@
 #include "platform/com/Messages.h"
 
+#include "platform/kernel/Text.h"
+
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <string_view>
 
 namespace com {
@@ -71,15 +72,6 @@ static_assert(std::is_sorted(kMessages.begin(), kMessages.end(),
 constexpr std::uint32_t kFirstDispatchCode = 0x80040200;
 constexpr std::uint32_t kLastDispatchCode = 0x8004FFFF;
 
-std::string upperHex(std::uint32_t value) {
-    std::array<char, 8> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr;
-    std::string text(digits.data(), end);
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char digit) { return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit; });
-    return text;
-}
-
 } // namespace
 
 std::optional<std::string> systemMessage(Status status) {
@@ -105,7 +97,7 @@ std::string standardMessage(Status status) {
     if (code >= kFirstDispatchCode && code <= kLastDispatchCode && (code & 0xFFFF) != 0x200) {
         return "IDispatch error #" + std::to_string(code - kFirstDispatchCode);
     }
-    return "Unknown error 0x" + upperHex(code);
+    return "Unknown error 0x" + kernel::upperCase(kernel::hexDigits(code));
 }
 
 } // namespace com

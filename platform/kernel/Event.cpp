@@ -15,8 +15,4 @@ void Event::reset() {
     signalled_ = false;
 }
 
-bool Event::isSignalledFor(ThreadId) const {
-    return signalled_;
-}
-
 } // namespace kernel

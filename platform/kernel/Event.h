@@ -20,7 +20,19 @@ protected:
     bool signalled_ = false; ///< guarded by the dispatcher lock
 
 private:
-    bool isSignalledFor(ThreadId thread) const final;
+    bool isSignalledFor(ThreadId) const final { return signalled_; }
+};
+
+/// An event that lets one wait through per signal and is then not signalled again.
+class AutoResetEvent : public Event {
+private:
+    void take(ThreadId) override { signalled_ = false; }
+};
+
+/// An event that lets every wait through from `set` until `reset`.
+class ManualResetEvent : public Event {
+private:
+    void take(ThreadId) override {}
 };
 
 } // namespace kernel

@@ -2,19 +2,12 @@
 
 #include "platform/kernel/Trace.h"
 
-#include <atomic>
 #include <cassert>
 #include <exception>
 #include <string>
 #include <utility>
 
 namespace kernel {
-
-ThreadId currentThreadId() {
-    static constinit std::atomic<std::uint32_t> last{0};
-    thread_local const ThreadId id{++last};
-    return id;
-}
 
 Thread::Thread(std::function<void()> function) : thread_([this, moved = std::move(function)] { run(moved); }) {
     started_.wait();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/kernel/ManualResetEvent.h"
+#include "platform/kernel/Event.h"
 
 #include <functional>
 #include <thread>

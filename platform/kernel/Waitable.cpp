@@ -120,6 +120,12 @@ void DispatcherLock::wakeLater(std::shared_ptr<Waiter> waiter) {
     toWake_ = std::move(waiter);
 }
 
+ThreadId currentThreadId() {
+    static constinit std::atomic<std::uint32_t> last{0};
+    thread_local const ThreadId id{++last};
+    return id;
+}
+
 void failCreationForTests(std::uint32_t count) {
     creationsUntilFailure = count;
 }

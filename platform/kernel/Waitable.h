@@ -1,7 +1,6 @@
 #pragma once
 
-#include "platform/kernel/ThreadId.h"
-
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -9,6 +8,17 @@
 #include <stdexcept>
 
 namespace kernel {
+
+/// Names a thread of this process. Numbers are handed out once and never again, so the id of a thread that has ended
+/// never comes to mean another thread. 0 is no thread.
+struct ThreadId {
+    std::uint32_t value = 0;
+
+    friend auto operator<=>(const ThreadId&, const ThreadId&) = default;
+};
+
+/// The calling thread's id; also for threads that were not started by kernel::Thread.
+ThreadId currentThreadId();
 
 /// As a time-out in milliseconds: no limit.
 inline constexpr std::uint32_t kInfinite = 0xFFFFFFFF;

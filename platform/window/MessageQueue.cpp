@@ -1,6 +1,6 @@
 #include "platform/window/MessageQueue.h"
 
-#include "platform/kernel/ManualResetEvent.h"
+#include "platform/kernel/Event.h"
 #include "platform/kernel/Trace.h"
 
 #include <deque>

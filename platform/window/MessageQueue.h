@@ -1,12 +1,8 @@
 #pragma once
 
-#include "platform/kernel/ThreadId.h"
+#include "platform/kernel/Waitable.h"
 
 #include <functional>
-
-namespace kernel {
-class Waitable;
-}
 
 namespace window {
 

@@ -1,6 +1,7 @@
 #include "platform/window/TopLevelWindow.h"
 
-#include <algorithm>
+#include "platform/kernel/Text.h"
+
 #include <mutex>
 #include <set>
 
@@ -18,16 +19,9 @@ ClassTable& table() {
     return instance;
 }
 
-std::string lowerCase(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return lower;
-}
-
 } // namespace
 
-TopLevelWindow::TopLevelWindow(std::string_view className) : className_(lowerCase(className)) {
+TopLevelWindow::TopLevelWindow(std::string_view className) : className_(kernel::lowerCase(className)) {
     const std::lock_guard lock(table().lock);
     table().names.insert(className_);
 }
@@ -39,7 +33,7 @@ TopLevelWindow::~TopLevelWindow() {
 
 bool findWindow(std::string_view className) {
     const std::lock_guard lock(table().lock);
-    return table().names.contains(lowerCase(className));
+    return table().names.contains(kernel::lowerCase(className));
 }
 
 } // namespace window

@@ -1,5 +1,4 @@
-#include "platform/kernel/AutoResetEvent.h"
-#include "platform/kernel/ManualResetEvent.h"
+#include "platform/kernel/Event.h"
 #include "platform/kernel/Mutex.h"
 #include "platform/kernel/Spin.h"
 #include "platform/kernel/Thread.h"

@@ -1,51 +1,46 @@
 #include "phonelink/ComThreadManager.h"
 
 #include "platform/com/Apartment.h"
-#include "platform/kernel/TickCount.h"
-#include "platform/kernel/Trace.h"
 #include "platform/window/MessageQueue.h"
+#include "tests/support/ErrorLog.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/MessageOf.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <atomic>
 #include <functional>
 #include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
-/// A client with functions of each kind; records what ran, and where.
+using kernel::kInfinite;
+
 class Probe : public ComThreadClient {
 public:
+    explicit Probe(std::function<void()> task = [] {}) : task_(std::move(task)) {}
+
     void invoke(FunctionWithArgument function, std::uintptr_t argument) override {
-        calls += "argument,";
+        calls += "with argument: ";
         (this->*function)(argument);
     }
     void invoke(Function function) override {
-        calls += "none,";
+        calls += "without: ";
         (this->*function)();
     }
-
-    void note() {
-        calls += "note";
+    void run() {
         thread = kernel::currentThreadId();
         apartment = com::currentApartment();
+        task_();
     }
-    void noteArgument(std::uintptr_t argument) { calls += std::to_string(argument); }
-    virtual void overridden() { calls += "base"; }
-    void runTask() { task(); }
+    void runWith(std::uintptr_t argument) { calls += std::to_string(argument); }
 
     std::string calls;
     kernel::ThreadId thread;
     com::ApartmentId apartment = 0;
-    std::function<void()> task;
-};
 
-class DerivedProbe : public Probe {
-public:
-    void overridden() override { calls += "derived"; }
+private:
+    const std::function<void()> task_;
 };
 
 /// Holds the shared manager for a scope.
@@ -56,21 +51,35 @@ public:
     ComThreadManager* const manager = ComThreadManager::acquire();
 };
 
-/// The message of the manager's exception that `call` ends with; empty when there is none.
-template <class Exception = ComThreadManager::ComThreadManagerException>
-std::string messageOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const Exception& error) {
-        return error.what();
+/// A task for the worker that lasts until it is told to end. Nothing orders it with the thread that tells, so that the
+/// thread sanitizer sees what the manager itself leaves unordered.
+class LongTask {
+public:
+    std::function<void()> task() {
+        return [this] {
+            started_.store(true, std::memory_order_relaxed);
+            while (!told_.load(std::memory_order_relaxed)) {
+                std::this_thread::yield();
+            }
+        };
     }
-    return "";
+    bool isRunning() {
+        return eventually([this] { return started_.load(std::memory_order_relaxed); });
+    }
+    void end() { told_.store(true, std::memory_order_relaxed); }
+
+private:
+    std::atomic<bool> started_ = false;
+    std::atomic<bool> told_ = false;
+};
+
+void abandon(ComThreadManager& manager, Probe& probe) {
+    EXPECT_EQ(messageOf<ComThreadManager::TimeoutException>([&] { manager.executeFunction(probe, &Probe::run, 20); }),
+              "ComThreadManager::executeFunction - Timed out");
 }
 
-void abandon(ComThreadManager& manager, Probe& probe, std::uint32_t timeoutMs = 1) {
-    EXPECT_EQ(messageOf<ComThreadManager::TimeoutException>(
-                  [&] { manager.executeFunction(probe, &Probe::runTask, timeoutMs); }),
-              "ComThreadManager::executeFunction - Timed out");
+bool ends(kernel::ThreadId thread) {
+    return eventually([thread] { return !window::post(thread, [] {}); });
 }
 
 } // namespace
@@ -78,194 +87,125 @@ void abandon(ComThreadManager& manager, Probe& probe, std::uint32_t timeoutMs = 
 TEST(ComThreadManagerTest, UsersShareOneWorkerUntilTheLastHasGone) {
     Probe probe;
     ComThreadManager* const first = ComThreadManager::acquire();
-    first->executeFunction(probe, &Probe::note, kernel::kInfinite);
-    const kernel::ThreadId worker = probe.thread;
-    EXPECT_NE(worker, kernel::currentThreadId());
-    EXPECT_NE(probe.apartment, 0U) << "the worker is in no apartment";
     EXPECT_EQ(ComThreadManager::acquire(), first);
     ComThreadManager::release();
-    first->executeFunction(probe, &Probe::note, kernel::kInfinite);
-    EXPECT_EQ(probe.thread, worker);
+    first->executeFunction(probe, &Probe::run, kInfinite);
+    const kernel::ThreadId worker = probe.thread;
+    EXPECT_NE(worker, kernel::currentThreadId());
     ComThreadManager::release();
     EXPECT_FALSE(window::post(worker, [] {})) << "the worker has outlived its last user";
-
     const User fresh;
-    fresh->executeFunction(probe, &Probe::note, kernel::kInfinite);
+    fresh->executeFunction(probe, &Probe::run, kInfinite);
     EXPECT_NE(probe.thread, worker);
 }
 
 TEST(ComThreadManagerTest, CreationFailuresHaveTheirTexts) {
-    const struct {
-        const char* name;
-        std::uint32_t failing;
-        const char* message;
-    } rows[] = {
-        {"call lock", 1, "ComThreadManager::ComThreadManager - Unable to creat a mutex"},
-        {"ready event", 2, "ComThreadManager::ComThreadManager - Unable to creat an event"},
-        {"quit event", 3, "ComThreadManager::ComThreadManager - Unable to creat an event"},
-        {"work event", 4, "ComThreadManager::ComThreadManager - Unable to creat an event"},
-        {"thread", 5, "ComThreadManager::ComThreadManager - Unable to creat a thread"},
-    };
-    for (const auto& row : rows) {
-        kernel::failCreationForTests(row.failing);
-        EXPECT_EQ(messageOf([] { ComThreadManager::acquire(); }), row.message) << row.name;
+    const ErrorLog log;
+    const std::string prefix = "ComThreadManager::ComThreadManager - Unable to ";
+    const char* const reasons[] = {"creat a mutex",  "creat an event", "creat an event",    "creat an event",
+                                   "creat a thread", "creat a thread", "enter an apartment"};
+    for (std::uint32_t failing = 1; failing <= std::size(reasons); ++failing) {
+        kernel::failCreationForTests(failing);
+        EXPECT_EQ(messageOf([] { ComThreadManager::acquire(); }), prefix + reasons[failing - 1]);
     }
-    kernel::failCreationForTests(0);
     Probe probe;
     const User user; // nothing of the failed attempts was counted as a user
-    user->executeFunction(probe, &Probe::note, kernel::kInfinite);
     kernel::failCreationForTests(1);
-    EXPECT_EQ(messageOf([&] { user->executeFunction(probe, &Probe::note, kernel::kInfinite); }),
+    EXPECT_EQ(messageOf([&] { user->executeFunction(probe, &Probe::run, kInfinite); }),
               "ComThreadManager::executeFunction - Unable to creat an event");
     kernel::failCreationForTests(0);
-    user->executeFunction(probe, &Probe::note, kernel::kInfinite);
+    EXPECT_EQ(messageOf([&] { user->executeFunction(probe, &Probe::run, kInfinite); }), "");
     EXPECT_EQ(messageOf([] { ComThreadManager two(2); }),
               "ComThreadManager::ComThreadManager - Only one worker thread is supported");
 }
 
 TEST(ComThreadManagerTest, ReachesTheFunctionThroughTheRightInvoke) {
     const User user;
-    DerivedProbe probe;
-    const struct {
-        const char* name;
-        std::function<void()> call;
-        const char* calls;
-    } rows[] = {
-        {"without argument", [&] { user->executeFunction(probe, &Probe::note, kernel::kInfinite); }, "none,note"},
-        {"argument", [&] { user->executeFunction(probe, &Probe::noteArgument, 42, kernel::kInfinite); }, "argument,42"},
-        {"argument 0", [&] { user->executeFunction(probe, &Probe::noteArgument, 0, kernel::kInfinite); }, "none,0"},
-        {"override", [&] { user->executeFunction(probe, &Probe::overridden, kernel::kInfinite); }, "none,derived"},
-    };
-    for (const auto& row : rows) {
-        probe.calls.clear();
-        row.call();
-        EXPECT_EQ(probe.calls, row.calls) << row.name;
-    }
-    std::uintptr_t wide = reinterpret_cast<std::uintptr_t>(&probe);
-    probe.calls.clear();
-    user->executeFunction(probe, &Probe::noteArgument, wide, kernel::kInfinite);
-    EXPECT_EQ(probe.calls, "argument," + std::to_string(wide)) << "a pointer does not fit the argument word";
+    Probe probe;
+    user->executeFunction(probe, &Probe::run, kInfinite);
+    user->executeFunction(probe, &Probe::runWith, 42, kInfinite);
+    user->executeFunction(probe, &Probe::runWith, 0, kInfinite);
+    EXPECT_EQ(probe.calls, "without: with argument: 42without: 0");
 }
 
-TEST(ComThreadManagerTest, ALateCompletionIsNoOtherCallsCompletion) {
+TEST(ComThreadManagerTest, AbandonedItemsRunInTheirOrderAndCompleteNoOtherCall) {
     const User user;
-    Probe slow;
-    Probe unstarted;
-    Probe quick;
     std::string order;
-    kernel::AutoResetEvent abandoned;
-    slow.task = [&] {
-        abandoned.wait();
-        kernel::sleepMs(50); // ends while the quick call waits
-        order += "slow,";
-    };
-    unstarted.task = [&] { order += "unstarted,"; };
-    quick.task = [&] { order += "quick,"; };
-    const std::uint32_t start = kernel::tickCount();
-    abandon(*user.manager, slow, 20);
-    EXPECT_GE(kernel::elapsedMs(start, kernel::tickCount()), 20U);
-    abandon(*user.manager, unstarted);
-    abandoned.set();
-    user->executeFunction(quick, &Probe::runTask, kernel::kInfinite);
-    EXPECT_EQ(order, "slow,unstarted,quick,");
-    user->executeFunction(quick, &Probe::runTask, 10000);
-    EXPECT_EQ(order, "slow,unstarted,quick,quick,");
+    LongTask longTask;
+    Probe first(longTask.task());
+    Probe second([&] { order += "second "; });
+    Probe third([&] { order += "third "; });
+    abandon(*user.manager, first);
+    abandon(*user.manager, second);
+    longTask.end();
+    user->executeFunction(third, &Probe::run, kInfinite);
+    EXPECT_EQ(order, "second third ");
+    user->executeFunction(third, &Probe::run, 10000);
+    EXPECT_EQ(order, "second third third ");
 }
+
+/// Tells at the end of its thread in which apartment that is then.
+struct ApartmentAtTheEnd {
+    com::ApartmentId* told;
+    ~ApartmentAtTheEnd() { *told = com::currentApartment(); }
+};
 
 TEST(ComThreadManagerTest, TheDestructorWaitsForAbandonedItemsAndTheThread) {
     for (const bool busyWithAnItem : {true, false}) { // or with a message
         SCOPED_TRACE(busyWithAnItem);
-        Probe slow;
-        Probe unstarted;
-        bool slowEnded = false;
-        bool unstartedRan = false;
-        kernel::AutoResetEvent started;
-        kernel::AutoResetEvent abandoned;
-        slow.task = [&] {
-            started.set();
-            abandoned.wait();
-            kernel::sleepMs(40); // ends while the destructor waits
-            slowEnded = true;
-        };
-        unstarted.task = [&] { unstartedRan = true; };
-        kernel::ThreadId worker;
+        com::ApartmentId lastApartment = 1;
+        bool secondRan = false;
+        LongTask longTask;
+        Probe first(longTask.task());
+        Probe second([&] {
+            thread_local const ApartmentAtTheEnd atTheEnd{&lastApartment};
+            secondRan = true;
+        });
         {
             ComThreadManager manager(1);
-            worker = manager.workerThread();
             if (busyWithAnItem) {
-                abandon(manager, slow);
+                abandon(manager, first);
             } else {
-                ASSERT_TRUE(window::post(worker, slow.task));
+                ASSERT_TRUE(window::post(manager.workerThread(), longTask.task()));
+                ASSERT_TRUE(longTask.isRunning()); // work goes before messages that the worker has not yet seen
             }
-            started.wait(); // work goes before messages that the worker has not yet seen
-            abandon(manager, unstarted);
-            abandoned.set();
+            abandon(manager, second);
+            longTask.end();
         }
-        EXPECT_TRUE(slowEnded && unstartedRan);
-        EXPECT_FALSE(window::post(worker, [] {})) << "the thread outlived its manager";
+        EXPECT_TRUE(secondRan);
+        EXPECT_NE(second.apartment, 0u) << "the worker is in no apartment";
+        EXPECT_EQ(lastApartment, 0u) << "the worker has ended without leaving its apartment";
     }
 }
 
-TEST(ComThreadManagerTest, KeepsASharedTargetUntilItsAbandonedItemHasRun) {
-    struct Kept : Probe {
-        ~Kept() override { *destroyedOn = kernel::currentThreadId(); }
-        kernel::ThreadId* destroyedOn = nullptr;
-    };
-    kernel::ThreadId destroyedOn;
-    bool ran = false;
-    const User user;
-    Probe slow;
-    kernel::AutoResetEvent abandoned;
-    slow.task = [&] { abandoned.wait(); };
-    abandon(*user.manager, slow);
-    {
-        const auto kept = std::make_shared<Kept>();
-        kept->destroyedOn = &destroyedOn;
-        kept->task = [&] { ran = true; };
-        EXPECT_THROW(user->executeFunction(kept, &Probe::runTask, 1), ComThreadManager::TimeoutException);
-    }
-    abandoned.set();
-    Probe last;
-    user->executeFunction(last, &Probe::note, kernel::kInfinite);
-    EXPECT_TRUE(ran);
-    EXPECT_EQ(destroyedOn, last.thread);
-
-    destroyedOn = {};
-    auto handedOver = std::make_shared<Kept>();
-    handedOver->destroyedOn = &destroyedOn;
-    user->executeFunction(std::move(handedOver), &Probe::note, kernel::kInfinite);
-    EXPECT_EQ(destroyedOn, last.thread) << "the call returned before its target had gone";
-}
-
-TEST(ComThreadManagerTest, TheLastReleaseMayComeFromTheWorkerItself) {
-    Probe probe;
+TEST(ComThreadManagerTest, TheLastReleaseDoesNotWaitForAnAbandonedItemOrForItsOwnThread) {
+    LongTask longTask;
+    Probe abandoned(longTask.task());
     ComThreadManager* const manager = ComThreadManager::acquire();
-    const kernel::ThreadId worker = manager->workerThread();
+    kernel::ThreadId worker = manager->workerThread();
+    abandon(*manager, abandoned);
+    ComThreadManager::release();
+    longTask.end();
+    EXPECT_TRUE(ends(worker));
+
     kernel::AutoResetEvent released;
-    probe.task = [&] {
+    worker = ComThreadManager::acquire()->workerThread();
+    ASSERT_TRUE(window::post(worker, [&] {
         ComThreadManager::release();
         const User ownFresh; // must not wait for the thread that it runs on
         released.set();
-    };
-    ASSERT_TRUE(window::post(worker, [&] { probe.task(); }));
+    }));
     ASSERT_EQ(released.wait(10000), kernel::WaitResult::kSignalled);
     const User fresh; // nor must anybody else wait for it; it ends by itself
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    bool isThere = true;
-    while (isThere && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::yield();
-        isThere = window::post(worker, [] {});
-    }
-    EXPECT_FALSE(isThere) << "the retired worker is still there";
+    EXPECT_TRUE(ends(worker));
 }
 
 TEST(ComThreadManagerTest, DispatchesMessagesAndNestedCallsOnTheWorker) {
     const User user;
-    Probe outer;
-    Probe inner;
     kernel::AutoResetEvent ran;
+    Probe inner;
     const auto callInner = [&] {
-        user->executeFunction(inner, &Probe::note, kernel::kInfinite);
+        user->executeFunction(inner, &Probe::run, kInfinite);
         ran.set();
     };
     ASSERT_TRUE(window::post(user->workerThread(), callInner));
@@ -275,62 +215,27 @@ TEST(ComThreadManagerTest, DispatchesMessagesAndNestedCallsOnTheWorker) {
     ASSERT_EQ(ran.wait(10000), kernel::WaitResult::kSignalled) << "calls into the apartment do not arrive";
 
     inner.thread = {};
-    outer.task = callInner;
-    user->executeFunction(outer, &Probe::runTask, 10000);
+    Probe outer(callInner);
+    user->executeFunction(outer, &Probe::run, 10000);
     EXPECT_EQ(inner.thread, user->workerThread()) << "a call from an item did not run inside it";
 }
 
 TEST(ComThreadManagerTest, AnItemThatThrowsIsLoggedAndReportedToItsCaller) {
     const std::string prefix = "ComThreadManager::executeFunction - The work item threw an exception: ";
-    std::vector<std::string> errors;
-    kernel::setErrorLog([&](std::string_view text) { errors.emplace_back(text); });
-    {
-        const User user;
-        Probe probe;
-        const auto run = [&] { user->executeFunction(probe, &Probe::runTask, kernel::kInfinite); };
-        probe.task = [] { throw std::runtime_error("boom"); };
-        EXPECT_EQ(messageOf(run), prefix + "boom");
-        probe.task = [] { throw 7; };
-        EXPECT_EQ(messageOf(run), prefix + "not a standard exception");
-        probe.task = [] {};
-        EXPECT_EQ(messageOf(run), "") << "a failure reached a later call";
-        kernel::AutoResetEvent abandoned;
-        Probe late;
-        late.task = [&] {
-            abandoned.wait();
-            throw std::runtime_error("late");
-        };
-        abandon(*user.manager, late);
-        abandoned.set();
-        run(); // after the late one, which must not be told of its failure
-    }
-    kernel::setErrorLog({});
-    EXPECT_EQ(errors,
-              (std::vector<std::string>{prefix + "boom", prefix + "not a standard exception", prefix + "late"}));
-}
-
-TEST(ComThreadManagerTest, CallersOnManyThreadsAreServedOneAtATime) {
-    constexpr int kCalls = 1000;
+    const ErrorLog log;
     const User user;
-    int running = 0; // touched by the worker alone
-    int count = 0;
-    const auto hammer = [&] {
-        Probe probe;
-        int own = 0;
-        probe.task = [&] {
-            EXPECT_EQ(++running, 1);
-            ++count;
-            ++own;
-            --running;
-        };
-        for (int call = 1; call <= kCalls; ++call) {
-            user->executeFunction(probe, &Probe::runTask, kernel::kInfinite);
-            ASSERT_EQ(own, call) << "the call returned before its item had run";
-        }
+    const auto run = [&](Probe probe) {
+        return messageOf([&] { user->executeFunction(probe, &Probe::run, kInfinite); });
     };
-    {
-        kernel::Thread first(hammer);
-        kernel::Thread second(hammer);
-    }
-    EXPECT_EQ(count, 2 * kCalls);
+    EXPECT_EQ(run(Probe([] { throw std::runtime_error("boom"); })), prefix + "boom");
+    EXPECT_EQ(run(Probe([] { throw 7; })), prefix + "not a standard exception");
+    LongTask longTask;
+    Probe late([&] {
+        longTask.task()();
+        throw std::runtime_error("late");
+    });
+    abandon(*user.manager, late);
+    longTask.end();
+    EXPECT_EQ(run(Probe()), "") << "a failure reached a later call";
+    EXPECT_EQ(log.text(), prefix + "boom\n" + prefix + "not a standard exception\n" + prefix + "late\n");
 }

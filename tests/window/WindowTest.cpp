@@ -1,4 +1,4 @@
-#include "platform/kernel/AutoResetEvent.h"
+#include "platform/kernel/Event.h"
 #include "platform/kernel/Mutex.h"
 #include "platform/kernel/Thread.h"
 #include "platform/kernel/Trace.h"

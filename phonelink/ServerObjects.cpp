@@ -1,4 +1,6 @@
-#include "phonelink/PhoneConnection.h"
+#include "phonelink/ServerObjects.h"
+
+#include "platform/com/ClassTable.h"
 
 #include <algorithm>
 #include <limits>
@@ -19,8 +21,59 @@ com::ComPtr<Wanted> queryOrNull(const com::ComPtr<T>& object) {
 
 } // namespace
 
-PhoneConnection::~PhoneConnection() {
+com::Status ServerConnection::attach(const std::string& clientName) {
+    try {
+        attachOrThrow(clientName);
+        return com::kOk;
+    } catch (const com::ComError& error) {
+        return error.code();
+    } catch (...) {
+        return com::kFail;
+    }
+}
+
+void ServerConnection::attachOrThrow(const std::string& clientName) {
     detach();
+    com::ComPtr<com::Unknown> created;
+    com::throwIfFailed(com::createInstance(tessra::kServerClass, com::kAnyServer, created));
+    com::throwIfFailed(com::run(created));
+    com::throwIfFailed(created.query(server_));
+    com::throwIfFailed(server_->setInterfaceVersion(tessra::kInterfaceVersion));
+    registration_ = std::make_unique<CClientRegisterHelper>(clientName.c_str());
+    registration_->Register(nullptr);
+}
+
+void ServerConnection::detach() {
+    if (registration_) {
+        registration_->UnRegister(nullptr);
+        registration_.reset();
+    }
+    server_.reset();
+}
+
+bool CTESSRAPort::select(const com::ComPtr<tessra::IServer>& server, std::uint16_t number) {
+    if (number == number_) {
+        return true;
+    }
+    phone_.reset();
+    com::ComPtr<tessra::IPortCollection> ports;
+    if (!server || com::failed(server->portCollection(ports)) || !ports) {
+        return false;
+    }
+    // A success without a phone is none: were it remembered, the port would never be asked for again.
+    if (com::failed(ports->portByNumber(number, phone_)) || !phone_) {
+        phone_.reset();
+        return false;
+    }
+    number_ = number;
+    return true;
+}
+
+com::ComPtr<tessra::IPhonePort> CTESSRAPort::phone() const {
+    if (!phone_) {
+        throw CTESSRAPortException("No phone found on this port");
+    }
+    return phone_;
 }
 
 void PhoneConnection::attach(const com::ComPtr<tessra::IPhonePort>& phone, const std::string* accessCode) {
@@ -28,10 +81,6 @@ void PhoneConnection::attach(const com::ComPtr<tessra::IPhonePort>& phone, const
     if (accessCode != nullptr) {
         sendAccessCode(*accessCode);
     }
-}
-
-void PhoneConnection::detach() {
-    phone_.reset();
 }
 
 void PhoneConnection::sendAccessCode(const std::string& code) {

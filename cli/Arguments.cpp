@@ -2,13 +2,12 @@
 
 #include "cli/ItemNumbers.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/Text.h"
 
 #include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 namespace {
 
@@ -53,8 +52,9 @@ template <class Number>
 bool parseNumber(std::string_view text, Number& number) {
     const bool isHex = text.starts_with("0x") || text.starts_with("0X");
     text.remove_prefix(isHex ? 2 : 0);
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
-    return error == std::errc() && end == text.data() + text.size();
+    const auto parsed = kernel::wholeNumber<Number>(text, isHex ? 16 : 10);
+    number = parsed.value_or(number);
+    return parsed.has_value();
 }
 
 /// The options for the calibration file that a read writes. Any of the last four asks for a property record, in which

@@ -1,7 +1,7 @@
 #include "engine/DecoderRing.h"
 
 #include "engine/CalvaneException.h"
-#include "engine/Words.h"
+#include "platform/kernel/Text.h"
 
 #include <charconv>
 #include <cstdio>
@@ -24,7 +24,7 @@ public:
         const std::string_view rest(next_, end_);
         const std::size_t length = rest.find(delimiter);
         next_ = length == std::string_view::npos ? end_ : next_ + length + 1;
-        return trimmed(rest.substr(0, length));
+        return kernel::trimmed(rest.substr(0, length));
     }
 
     /// Skips white space and reads a decimal number. One that is too large is consumed all the same.
@@ -57,12 +57,12 @@ public:
         return CalvaneException("Error processing the decoder ring file.  " + std::string(reason) +
                                 "  The following decoder ring string is in valid '" + std::string(line_) +
                                 (earlyWording ? "\n\n' Processing" : "' processing") + " of the string stopped here '" +
-                                std::string(firstWord({next_, end_})) + "'.");
+                                std::string(kernel::firstWord({next_, end_})) + "'.");
     }
 
 private:
     void skipWhiteSpace() {
-        while (next_ != end_ && isWhiteSpace(*next_)) {
+        while (next_ != end_ && kernel::isWhiteSpace(*next_)) {
             ++next_;
         }
     }
@@ -200,7 +200,7 @@ void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) 
     RingLine ringLine;
     ItemLayout::Pool pool;
     for (std::string_view line; lines.next(line);) {
-        line = trimmed(line);
+        line = kernel::trimmed(line);
         if (line.empty() || line.starts_with("//")) {
             continue;
         }

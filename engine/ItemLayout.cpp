@@ -1,5 +1,7 @@
 #include "engine/ItemLayout.h"
 
+#include "platform/kernel/Text.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -24,10 +26,6 @@ constexpr std::size_t kFirstDescription = 2;
 
 constexpr std::size_t headWords(std::size_t fieldCount) {
     return kTextEndWord + kFirstDescription + fieldCount;
-}
-
-constexpr char lowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
 } // namespace
@@ -60,7 +58,7 @@ ItemLayout::ItemLayout(std::string_view name, std::string_view accessMark, std::
 
     char* write = std::copy(name.begin(), name.end(), tail + count);
     ends[kNameText] = static_cast<std::size_t>(write - tail);
-    write = std::transform(accessMark.begin(), accessMark.end(), write, lowerCase);
+    write = std::transform(accessMark.begin(), accessMark.end(), write, [](char c) { return kernel::lowerCase(c); });
     ends[kAccessText] = static_cast<std::size_t>(write - tail);
     std::size_t dataBytes = 0;
     for (std::size_t i = 0; i < count; ++i) {

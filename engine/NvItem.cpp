@@ -3,7 +3,7 @@
 #include "engine/CalvaneException.h"
 #include "engine/DecoderRing.h"
 #include "engine/ValueText.h"
-#include "engine/Words.h"
+#include "platform/kernel/Text.h"
 
 #include <algorithm>
 #include <string_view>
@@ -26,7 +26,7 @@ CalvaneException tooManyValues(const std::string& name, std::size_t expected, co
     return CalvaneException(
         std::string(kSetDataPrefix) + "For NV item '" + name + "' there are " + count +
         " expected data items, and there are more than " + count + " in the passed in comma delimited data string: '" +
-        input + "'" + ". The left over string in the buffer is: '" + std::string(items::firstWord(leftOver)) + "'");
+        input + "'" + ". The left over string in the buffer is: '" + std::string(kernel::firstWord(leftOver)) + "'");
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "engine/ValueText.h"
 
 #include "engine/LittleEndian.h"
-#include "engine/Words.h"
+#include "platform/kernel/Text.h"
 
 #include <array>
 #include <bit>
@@ -86,7 +86,7 @@ void storeValue(SubItemType type, std::uint64_t value, unsigned char* bytes) {
 }
 
 ReadResult readValueText(SubItemType type, std::string_view text, std::uint64_t& value) {
-    text = trimmed(text);
+    text = kernel::trimmed(text);
     const bool negative = text.starts_with('-');
     if (negative || text.starts_with('+')) {
         text.remove_prefix(1);

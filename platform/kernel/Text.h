@@ -1,0 +1,82 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Text as files, command lines and packets hold it. Letters, digits and white space are those of ASCII, whatever the
+/// locale; other bytes pass through.
+namespace kernel {
+
+/// Blank, tab, line feed, vertical tab, form feed, carriage return.
+constexpr bool isWhiteSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+/// `text` without the white space at its front.
+constexpr std::string_view trimmedFront(std::string_view text) {
+    while (!text.empty() && isWhiteSpace(text.front())) {
+        text.remove_prefix(1);
+    }
+    return text;
+}
+
+/// `text` without the white space at both ends.
+constexpr std::string_view trimmed(std::string_view text) {
+    text = trimmedFront(text);
+    while (!text.empty() && isWhiteSpace(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+/// The first word of `text`, delimited by white space; empty if there is none.
+constexpr std::string_view firstWord(std::string_view text) {
+    text = trimmedFront(text);
+    return {text.begin(), std::find_if(text.begin(), text.end(), isWhiteSpace)};
+}
+
+constexpr char lowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+constexpr char upperCase(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+inline std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) { return lowerCase(c); });
+    return lower;
+}
+inline std::string upperCase(std::string_view text) {
+    std::string upper(text);
+    std::transform(upper.begin(), upper.end(), upper.begin(), [](char c) { return upperCase(c); });
+    return upper;
+}
+
+/// `value` in lower-case hexadecimal digits, at least so many, with zeros in front.
+inline std::string hexDigits(std::uint64_t value, std::size_t minDigits = 1) {
+    std::array<char, 16> digits{};
+    const std::string text(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value, 16).ptr);
+    return text.size() < minDigits ? std::string(minDigits - text.size(), '0') + text : text;
+}
+
+/// The number that the whole of `text` is, in digits of either case and behind a minus sign where the type has one.
+/// Nothing for any other character, blanks included, and for a number that the type can't hold.
+template <std::integral Number>
+std::optional<Number> wholeNumber(std::string_view text, int base = 10) {
+    Number number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number, base);
+    if (error != std::errc() || stop != end) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+} // namespace kernel

@@ -2,10 +2,11 @@
 
 #include "cli/CommandText.h"
 #include "platform/com/Messages.h"
-#include "platform/kernel/Text.h"
 #include "platform/storage/Storage.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
@@ -44,7 +45,9 @@ std::string printable(std::u16string_view name) {
             continue;
         }
         flush();
-        text += "\\x" + kernel::hexDigits(unit, 2);
+        std::array<char, 2> digits{'0', '0'};
+        std::to_chars(digits.data() + (unit < 0x10 ? 1 : 0), digits.data() + digits.size(), unit, 16);
+        text.append("\\x").append(digits.data(), digits.size());
     }
     flush();
     return text;

@@ -2,13 +2,12 @@
 
 #include "cli/ItemNumbers.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/Text.h"
 
 #include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 namespace {
 
@@ -53,8 +52,9 @@ template <class Number>
 bool parseNumber(std::string_view text, Number& number) {
     const bool isHex = text.starts_with("0x") || text.starts_with("0X");
     text.remove_prefix(isHex ? 2 : 0);
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, isHex ? 16 : 10);
-    return error == std::errc() && end == text.data() + text.size();
+    const auto parsed = kernel::wholeNumber<Number>(text, isHex ? 16 : 10);
+    number = parsed.value_or(number);
+    return parsed.has_value();
 }
 
 /// The options for the calibration file that a read writes. Any of the last four asks for a property record, in which
@@ -73,8 +73,8 @@ void addMoxOutput(CLI::App& verb, Arguments& arguments) {
                 description)
             ->needs(mox);
     };
-    const auto record = [&arguments]() -> Arguments::PropertyRecord& {
-        return arguments.propertyRecord ? *arguments.propertyRecord : arguments.propertyRecord.emplace();
+    const auto record = [&arguments]() -> PhoneProperties& {
+        return arguments.properties ? *arguments.properties : arguments.properties.emplace();
     };
     add("--model-id", "Phone model id of a new calibration file (0 to 65535)",
         [&arguments](const std::string& text) { return parseNumber(text, arguments.phoneModelId); });
@@ -112,7 +112,8 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNum
     show->add_option("file", arguments.moxPath, "Calibration file")->required();
     addNumbers(*show, "--ids", "Show these items alone, such as 10,20-30", takeItemNumbers);
     show->add_flag("--hex", arguments.hex,
-                   "Print the bytes of all items, also of those that the decoder ring does not describe");
+                   "Print the bytes of all items, also of those that the decoder ring does not describe")
+        ->disable_flag_override();
     show->add_option("--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
 
     CLI::App* prune = addVerb(program, arguments, Verb::kPrune, "prune",
@@ -177,7 +178,8 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     source->add_option("--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
     source->add_option("--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
-    write->add_flag("--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
+    write->add_flag("--offline-first", arguments.offlineFirst, "Put the phone offline before the first write")
+        ->disable_flag_override();
     addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9",
                [&arguments](const std::vector<std::uint16_t>& numbers) {
                    arguments.toleratedNumbers = {numbers.begin(), numbers.end()};

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/PhoneProperties.h"
+
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -10,15 +12,6 @@
 struct Arguments {
     enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree };
 
-    /// What a calibration file tells of the phone.
-    struct PropertyRecord {
-        std::uint32_t esn = 0;
-        std::uint8_t nvMajorVersion = 0;
-        std::uint8_t nvMinorVersion = 0;
-        std::string softwareVersion;
-        std::string clientName;
-    };
-
     Verb verb = Verb::kPorts;
     std::string ringPath;
     std::string servicePath;
@@ -28,7 +21,7 @@ struct Arguments {
     std::string jsonPath;                                  ///< read, show: where the JSON goes; empty for nowhere
     std::string moxPath;                                   ///< read, write, show, prune: the calibration file
     std::uint16_t phoneModelId = 0;                        ///< read: of a calibration file that is created
-    std::optional<PropertyRecord> propertyRecord;          ///< read: for the calibration file, where one is wanted
+    std::optional<PhoneProperties> properties;             ///< read: for the calibration file, where one is wanted
     bool hex = false;                                      ///< show
     std::uint16_t itemNumber = 0;                          ///< set
     std::string values;                                    ///< set: one text per sub-field, separated by commas

@@ -1,10 +1,6 @@
-#include "cli/BatchCommands.h"
-
 #include "cli/CommandText.h"
 #include "cli/FileTree.h"
-#include "cli/MoxCommands.h"
-#include "cli/PhoneCommands.h"
-#include "cli/WriteCommands.h"
+#include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/ConfigError.h"
 #include "tessra/Service.h"
@@ -15,10 +11,8 @@
 
 namespace {
 
-using Verb = Arguments::Verb;
-
 /// The service's ports as its file describes them. A file that can't be used is reported, and the program goes on
-/// without ports: what it says then of a port is worth more than nothing at all.
+/// without ports, since the failures that follow say more of a port than silence does.
 tessra::ServiceConfig configuredPorts(const std::string& path, int& status) {
     try {
         return tessra::loadServiceConfig(path);
@@ -29,7 +23,7 @@ tessra::ServiceConfig configuredPorts(const std::string& path, int& status) {
     }
 }
 
-/// Says so where what went wrong is no more than a port without a phone, which the failures of a connect do not tell.
+/// Says on which ports phones are, unless the port has one. The failures of a connect do not say it.
 void explainPort(Calvane& catalog, const std::string& comPort) {
     try {
         const auto ports = catalog.getTessraServer()->getActiveComPorts();
@@ -47,52 +41,40 @@ void explainPort(Calvane& catalog, const std::string& comPort) {
     }
 }
 
-bool needsPhone(Verb verb) {
-    return verb == Verb::kPorts || verb == Verb::kRead || verb == Verb::kSet || verb == Verb::kWrite ||
-           verb == Verb::kReset;
-}
+struct VerbEntry {
+    int (*run)(Calvane&, const Arguments&);
+    bool needsRing;
+    bool needsPhone;
+};
 
-bool needsRing(Verb verb) {
-    return verb != Verb::kPorts && verb != Verb::kReset && verb != Verb::kPrune && verb != Verb::kTree;
-}
+/// In the order of Arguments::Verb.
+constexpr VerbEntry kVerbs[] = {
+    {[](Calvane& catalog, const Arguments&) { return printPorts(catalog); }, false, true},
+    {readPhone, true, true},
+    {listItems, true, false},
+    {setItem, true, true},
+    {writePhone, true, true},
+    {resetPhone, false, true},
+    {showMox, true, false},
+    {[](Calvane&, const Arguments& arguments) { return pruneMox(arguments); }, false, false},
+    {[](Calvane&, const Arguments& arguments) { return printTree(arguments.inputPath); }, false, false},
+};
 
-int runVerb(Calvane& catalog, const Arguments& arguments) {
-    if (needsRing(arguments.verb)) {
-        catalog.loadDecoderRingFile(arguments.ringPath);
-    }
-    switch (arguments.verb) {
-    case Verb::kPorts:
-        return printPorts(catalog);
-    case Verb::kRead:
-        return readPhone(catalog, arguments);
-    case Verb::kList:
-        return listItems(catalog, arguments);
-    case Verb::kSet:
-        return setItem(catalog, arguments);
-    case Verb::kWrite:
-        return writePhone(catalog, arguments);
-    case Verb::kReset:
-        return resetPhone(catalog, arguments);
-    case Verb::kShow:
-        return showMox(catalog, arguments);
-    case Verb::kPrune:
-        return pruneMox(arguments);
-    case Verb::kTree:
-        return printTree(arguments.inputPath);
-    }
-    return kRefused;
-}
+} // namespace
 
-/// The verb with what it needs around it; what it throws is told here.
-int dispatch(const Arguments& arguments) {
+int runBatch(const Arguments& arguments) {
+    const VerbEntry& verb = kVerbs[static_cast<std::size_t>(arguments.verb)];
     int status = kDone;
     std::optional<tessra::Service> service;
-    if (needsPhone(arguments.verb)) {
+    if (verb.needsPhone) {
         service.emplace(configuredPorts(arguments.servicePath, status));
     }
     Calvane catalog;
     try {
-        status = std::max(status, runVerb(catalog, arguments));
+        if (verb.needsRing) {
+            catalog.loadDecoderRingFile(arguments.ringPath);
+        }
+        status = std::max(status, verb.run(catalog, arguments));
         flushOutput();
     } catch (const std::exception& error) {
         std::cerr << forTerminal(error.what()) << '\n';
@@ -102,15 +84,4 @@ int dispatch(const Arguments& arguments) {
         explainPort(catalog, arguments.comPort);
     }
     return status;
-}
-
-} // namespace
-
-int runBatch(const Arguments& arguments) {
-    try {
-        return dispatch(arguments);
-    } catch (const std::exception& error) {
-        std::cerr << forTerminal(error.what()) << '\n';
-        return kRefused;
-    }
 }

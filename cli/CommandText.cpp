@@ -35,14 +35,6 @@ void flushOutput() {
     }
 }
 
-std::vector<std::uint16_t> numbersOfItems(const std::vector<NvItem>& items) {
-    std::vector<std::uint16_t> numbers;
-    for (const NvItem& item : items) {
-        numbers.push_back(item.getId());
-    }
-    return numbers;
-}
-
 std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& wanted,
                                           const std::vector<std::uint16_t>& found) {
     const std::set<std::uint16_t> present(found.begin(), found.end());

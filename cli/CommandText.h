@@ -1,7 +1,5 @@
 #pragma once
 
-#include "engine/NvItem.h"
-
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -17,7 +15,6 @@ std::string counted(std::size_t count);
 std::string joined(const std::vector<std::uint16_t>& numbers);
 /// Throws std::runtime_error unless everything printed so far has reached standard output.
 void flushOutput();
-std::vector<std::uint16_t> numbersOfItems(const std::vector<NvItem>& items);
 /// The numbers of `wanted` that are not among `found`.
 std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& wanted,
                                           const std::vector<std::uint16_t>& found);

@@ -1,9 +1,10 @@
 #include "cli/ItemListing.h"
 
+#include "platform/kernel/Text.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <ostream>
-#include <string_view>
 
 namespace {
 
@@ -11,11 +12,6 @@ namespace {
 constexpr int kNumberWidth = 5;
 constexpr int kTypeWidth = 12;
 constexpr std::size_t kBytesPerLine = 16;
-
-std::string twoHexDigits(std::size_t byte) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    return {kDigits[byte >> 4 & 0xF], kDigits[byte & 0xF]};
-}
 
 } // namespace
 
@@ -40,9 +36,9 @@ void printItemBytes(std::ostream& out, std::uint16_t number, const std::string& 
     out << std::setw(kNumberWidth) << number << "  " << (name.empty() ? "(not in the decoder ring)" : name);
     for (std::size_t offset = 0; offset < bytes.size(); ++offset) {
         if (offset % kBytesPerLine == 0) {
-            out << "\n       " << twoHexDigits(offset) << " ";
+            out << "\n       " << kernel::hexDigits(offset, 2) << " ";
         }
-        out << ' ' << twoHexDigits(bytes[offset]);
+        out << ' ' << kernel::hexDigits(bytes[offset], 2);
     }
     out << '\n';
 }

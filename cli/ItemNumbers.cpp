@@ -1,18 +1,13 @@
 #include "cli/ItemNumbers.h"
 
+#include "platform/kernel/Text.h"
+
 #include <algorithm>
-#include <charconv>
 #include <set>
 #include <stdexcept>
 #include <string_view>
 
 namespace {
-
-std::string_view trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(" \t");
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
 
 [[noreturn]] void refuse(std::string_view part) {
     throw std::invalid_argument("'" + std::string(part) +
@@ -20,13 +15,11 @@ std::string_view trimmed(std::string_view text) {
 }
 
 std::uint16_t parseNumber(std::string_view text, std::string_view part) {
-    const std::string_view digits = trimmed(text);
-    std::uint16_t number = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    if (error != std::errc() || end != digits.data() + digits.size()) {
+    const auto number = kernel::wholeNumber<std::uint16_t>(kernel::trimmed(text));
+    if (!number) {
         refuse(part);
     }
-    return number;
+    return *number;
 }
 
 } // namespace

@@ -5,11 +5,12 @@
 #include "cli/ItemJson.h"
 #include "cli/ItemListing.h"
 #include "cli/OutputFile.h"
+#include "cli/Verbs.h"
 
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 #include <map>
-#include <set>
 #include <stdexcept>
 
 namespace {
@@ -17,9 +18,9 @@ namespace {
 /// So many numbers are named one by one where they are missing.
 constexpr std::size_t kMaxNamedNumbers = 20;
 
-/// Runs `step`; what is refused in it is refused here with the file's path.
+/// Runs `step`. What is refused in it is refused with the file's path in front.
 template <class Step>
-auto naming(const std::string& path, Step step) {
+auto withPath(const std::string& path, Step step) {
     try {
         return step();
     } catch (const std::exception& error) {
@@ -28,15 +29,17 @@ auto naming(const std::string& path, Step step) {
 }
 
 /// All records of the file, also those that the ring does not describe.
-std::vector<MoxFile::NvRecord> recordsOf(MoxFile& file, const std::string& path) {
-    std::vector<MoxFile::NvRecord> records;
-    file.open(path);
-    auto record = file.begin();
-    const auto end = file.end();
-    for (; record != end; ++record) {
-        records.push_back(*record);
-    }
-    return records;
+std::vector<MoxFile::NvRecord> recordsOf(const std::string& path) {
+    return withPath(path, [&] {
+        std::vector<MoxFile::NvRecord> records;
+        MoxFile file;
+        file.open(path);
+        auto record = file.begin();
+        for (const auto end = file.end(); record != end; ++record) {
+            records.push_back(*record);
+        }
+        return records;
+    });
 }
 
 std::vector<std::uint16_t> numbersOfRecords(const std::vector<MoxFile::NvRecord>& records) {
@@ -47,24 +50,37 @@ std::vector<std::uint16_t> numbersOfRecords(const std::vector<MoxFile::NvRecord>
     return numbers;
 }
 
-std::map<std::uint16_t, std::string> describedNames(Calvane& catalog) {
-    std::map<std::uint16_t, std::string> names;
+using Ring = std::map<std::uint16_t, NvItem>;
+
+Ring ringOf(Calvane& catalog) {
+    Ring ring;
     for (const NvItem& item : catalog.getSupportedNvItems()) {
-        names.emplace(item.getId(), item.getName());
+        ring.emplace(item.getId(), item);
     }
-    return names;
+    return ring;
 }
 
-/// " The decoder ring does not describe 2 of them: 7, 9."; nothing where it describes all.
-std::string undescribedText(const std::vector<std::uint16_t>& numbers, Calvane& catalog) {
-    const auto names = describedNames(catalog);
+std::vector<NvItem> describedItems(const std::vector<MoxFile::NvRecord>& records, const Ring& ring) {
+    std::vector<NvItem> items;
+    for (const MoxFile::NvRecord& record : records) {
+        if (const auto found = ring.find(record.id); found != ring.end()) {
+            items.push_back(found->second);
+            items.back().setData(record.data.data());
+        }
+    }
+    return items;
+}
+
+/// "'p.mox' holds 5 items. The decoder ring does not describe 2 of them: 7, 9."
+std::string accountOf(const std::string& path, const std::vector<std::uint16_t>& numbers, const Ring& ring) {
     std::vector<std::uint16_t> undescribed;
     std::copy_if(numbers.begin(), numbers.end(), std::back_inserter(undescribed),
-                 [&names](std::uint16_t number) { return !names.contains(number); });
+                 [&ring](std::uint16_t number) { return !ring.contains(number); });
+    const std::string text = "'" + path + "' holds " + counted(numbers.size()) + ".";
     if (undescribed.empty()) {
-        return {};
+        return text;
     }
-    return " The decoder ring does not describe " + std::to_string(undescribed.size()) + " of them" +
+    return text + " The decoder ring does not describe " + std::to_string(undescribed.size()) + " of them" +
            (undescribed.size() > kMaxNamedNumbers ? "." : ": " + joined(undescribed) + ".");
 }
 
@@ -82,27 +98,22 @@ std::string missingText(const std::vector<std::uint16_t>& wanted, const std::vec
 } // namespace
 
 std::vector<NvItem> itemsOfMox(Calvane& catalog, const std::string& path) {
-    return naming(path, [&] {
-        MoxFile file;
-        const auto numbers = numbersOfRecords(recordsOf(file, path));
-        file.cleanUp();
-        const auto items = catalog.getNvItemFrompMoxFile(path);
-        std::cerr << "'" << path << "' holds " << counted(numbers.size()) << "." << undescribedText(numbers, catalog)
-                  << '\n';
-        return items;
-    });
+    const auto records = recordsOf(path);
+    const Ring ring = ringOf(catalog);
+    std::cerr << accountOf(path, numbersOfRecords(records), ring) << '\n';
+    return describedItems(records, ring);
 }
 
 std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const Arguments& arguments) {
     const std::string& path = arguments.moxPath;
-    const auto names = describedNames(catalog);
+    const Ring ring = ringOf(catalog);
     std::vector<std::uint16_t> written;
     std::vector<std::uint16_t> readOnly;
     std::vector<std::uint16_t> undescribed;
-    // What the ring does not describe was read with its first byte alone: the file is better off without it.
+    // The catalog holds one byte alone of an item that the ring does not describe: the file is better off without it.
     catalog.clearNvItems();
     for (const NvItem& item : items) {
-        if (!names.contains(item.getId())) {
+        if (!ring.contains(item.getId())) {
             undescribed.push_back(item.getId());
             continue;
         }
@@ -113,68 +124,63 @@ std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const 
         throw std::runtime_error("'" + path + "' is left as it is: none of the " + counted(items.size()) +
                                  " read may be written to a file.");
     }
-    naming(path, [&] {
-        if (const auto& record = arguments.propertyRecord) {
-            catalog.createMoxFile(path, arguments.phoneModelId, record->esn, record->nvMajorVersion,
-                                  record->nvMinorVersion, record->softwareVersion, record->clientName);
+    withPath(path, [&] {
+        if (const auto& properties = arguments.properties) {
+            catalog.createMoxFile(path, arguments.phoneModelId, properties->esn, properties->nvMajorVersion,
+                                  properties->nvMinorVersion, properties->softwareVersion, properties->clientName);
         } else {
             catalog.createMoxFile(path, arguments.phoneModelId);
         }
     });
-    std::string text = "Wrote " + counted(written.size()) + " to '" + path + "'.";
-    if (!readOnly.empty()) {
-        text += " Left out " + counted(readOnly.size()) +
-                " whose access mark does not allow a write: " + joined(readOnly) + ".";
-    }
-    if (!undescribed.empty()) {
-        text += " Left out " + counted(undescribed.size()) +
-                " that the decoder ring does not describe: " + joined(undescribed) + ".";
-    }
-    return text + "\n";
+    const auto leftOut = [](const std::vector<std::uint16_t>& numbers, const std::string& reason) {
+        return numbers.empty() ? "" : " Left out " + counted(numbers.size()) + reason + ": " + joined(numbers) + ".";
+    };
+    return "Wrote " + counted(written.size()) + " to '" + path + "'." +
+           leftOut(readOnly, " whose access mark does not allow a write") +
+           leftOut(undescribed, " that the decoder ring does not describe") + "\n";
 }
 
 int showMox(Calvane& catalog, const Arguments& arguments) {
     const std::string& path = arguments.moxPath;
-    const auto isWanted = [wanted = arguments.itemNumbers](std::uint16_t number) {
-        return !wanted || std::binary_search(wanted->begin(), wanted->end(), number);
-    };
-    MoxFile file;
-    auto records = naming(path, [&] { return recordsOf(file, path); });
-    file.cleanUp();
-    auto items = naming(path, [&] { return catalog.getNvItemFrompMoxFile(path); });
+    const auto& wanted = arguments.itemNumbers;
+    const Ring ring = ringOf(catalog);
+    auto records = recordsOf(path);
     const auto numbers = numbersOfRecords(records);
-    std::erase_if(records, [&](const MoxFile::NvRecord& record) { return !isWanted(record.id); });
-    std::erase_if(items, [&](const NvItem& item) { return !isWanted(item.getId()); });
+    std::erase_if(records, [&](const MoxFile::NvRecord& record) {
+        return wanted && !std::binary_search(wanted->begin(), wanted->end(), record.id);
+    });
+    const auto items = describedItems(records, ring);
     if (!arguments.jsonPath.empty()) {
         writeOutput(arguments.jsonPath, itemsToJson(items));
     }
     if (arguments.hex) {
-        const auto names = describedNames(catalog);
         for (const MoxFile::NvRecord& record : records) {
-            const auto name = names.find(record.id);
-            printItemBytes(std::cout, record.id, name == names.end() ? "" : name->second, record.data);
+            const auto found = ring.find(record.id);
+            printItemBytes(std::cout, record.id, found == ring.end() ? "" : found->second.getName(), record.data);
         }
     } else if (arguments.jsonPath.empty()) {
         printItems(std::cout, items);
     }
-    std::cerr << "'" << path << "' holds " << counted(numbers.size()) << "." << undescribedText(numbers, catalog)
-              << (arguments.itemNumbers ? missingText(*arguments.itemNumbers, numbers) : "") << '\n';
+    std::cerr << accountOf(path, numbers, ring) << (wanted ? missingText(*wanted, numbers) : "") << '\n';
     return kDone;
 }
 
 int pruneMox(const Arguments& arguments) {
     const std::string& path = arguments.moxPath;
     const auto& kept = *arguments.itemNumbers;
-    MoxFile file;
-    const auto numbers = naming(path, [&] { return numbersOfRecords(recordsOf(file, path)); });
+    const auto numbers = numbersOfRecords(recordsOf(path));
     const auto unwanted = missingNumbers(numbers, kept);
     if (unwanted.size() == numbers.size()) {
         throw std::runtime_error("'" + path + "' is left as it is: it holds none of the items to keep.");
     }
     if (!unwanted.empty()) {
-        naming(path, [&] { file.removeNvItems(unwanted); });
+        withPath(path, [&] {
+            MoxFile file;
+            file.open(path);
+            file.removeNvItems(unwanted);
+            file.cleanUp();
+        });
     }
-    naming(path, [&] { file.cleanUp(); });
     std::cerr << "Kept " << numbers.size() - unwanted.size() << " of " << counted(numbers.size()) << " in '" << path
               << "'." << missingText(kept, numbers) << '\n';
     return kDone;

@@ -7,23 +7,17 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace {
-
-[[noreturn]] void fail(const std::string& name, int reason) {
-    throw std::runtime_error("Can't write " + name + ": " + std::generic_category().message(reason));
-}
-
-} // namespace
-
 void writeOutput(const std::filesystem::path& path, const std::string& content) {
+    int error = 0;
     if (path == "-") {
-        if (std::fwrite(content.data(), 1, content.size(), stdout) != content.size() || std::fflush(stdout) != 0) {
-            fail("'standard output'", errno);
-        }
-        return;
+        const bool written = std::fwrite(content.data(), 1, content.size(), stdout) == content.size();
+        error = written && std::fflush(stdout) == 0 ? 0 : errno;
+    } else {
+        const auto result = kernel::writeWholeFile(path, content);
+        error = result.openError != 0 ? result.openError : result.writeError;
     }
-    const auto result = kernel::writeWholeFile(path, content);
-    if (!result.succeeded()) {
-        fail("'" + path.string() + "'", result.openError != 0 ? result.openError : result.writeError);
+    if (error != 0) {
+        throw std::runtime_error("Can't write '" + (path == "-" ? "standard output" : path.string()) +
+                                 "': " + std::generic_category().message(error));
     }
 }

@@ -1,11 +1,10 @@
-#include "cli/PhoneCommands.h"
-
 #include "cli/CommandText.h"
 #include "cli/ItemJson.h"
 #include "cli/ItemListing.h"
 #include "cli/MoxCommands.h"
 #include "cli/OutputFile.h"
 #include "cli/ProgressBar.h"
+#include "cli/Verbs.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
 
@@ -54,9 +53,9 @@ std::vector<NvItem> readItems(Calvane& catalog, const Arguments& arguments) {
     }
 }
 
-/// Writes what was asked for to its files, or prints the items where no file was. Answers what is to be said about it.
+/// Writes the items to the files that were asked for, or prints them where none was. Answers an account for the user.
 /// A failure says which of the files were written before it.
-std::string deliver(Calvane& catalog, const std::vector<NvItem>& items, const Arguments& arguments) {
+std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, const Arguments& arguments) {
     std::string written;
     std::string report;
     try {
@@ -98,10 +97,14 @@ int printPorts(Calvane& catalog) {
 
 int readPhone(Calvane& catalog, const Arguments& arguments) {
     const auto items = readItems(catalog, arguments);
-    const std::string report = deliver(catalog, items, arguments);
+    const std::string report = writeResults(catalog, items, arguments);
     std::cerr << "Read " << counted(items.size()) << " from " << arguments.comPort << ".";
     if (arguments.itemNumbers) {
-        const auto missing = missingNumbers(*arguments.itemNumbers, numbersOfItems(items));
+        std::vector<std::uint16_t> found;
+        for (const NvItem& item : items) {
+            found.push_back(item.getId());
+        }
+        const auto missing = missingNumbers(*arguments.itemNumbers, found);
         std::cerr << (missing.empty() ? "" : " The phone has no value for " + joined(missing) + ".");
     } else if (const auto asked = catalog.getSupportedNvItems().size(); asked != items.size()) {
         std::cerr << " The phone has no value for the other " << asked - items.size() << " of the decoder ring.";
@@ -111,16 +114,16 @@ int readPhone(Calvane& catalog, const Arguments& arguments) {
 }
 
 int listItems(Calvane& catalog, const Arguments& arguments) {
-    std::vector<NvItem> items;
+    auto items = catalog.getSupportedNvItems();
+    const auto described = items.size();
     if (arguments.itemNumbers) {
+        items.clear();
         for (const std::uint16_t number : *arguments.itemNumbers) {
             items.push_back(catalog.getSupportedNvItem(number));
         }
-    } else {
-        items = catalog.getSupportedNvItems();
     }
     printItems(std::cout, items);
-    std::cerr << "The decoder ring describes " << counted(catalog.getSupportedNvItems().size()) << ".\n";
+    std::cerr << "The decoder ring describes " << counted(described) << ".\n";
     return kDone;
 }
 

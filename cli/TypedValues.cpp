@@ -1,5 +1,7 @@
 #include "cli/TypedValues.h"
 
+#include "platform/kernel/Text.h"
+
 #include <stdexcept>
 #include <string>
 
@@ -7,9 +9,7 @@ namespace {
 
 /// The number as it is printed: without blanks around it, plus sign and leading zeros.
 std::string plain(const std::string& text) {
-    const auto first = text.find_first_not_of(" \t\r\n\v\f");
-    const auto last = text.find_last_not_of(" \t\r\n\v\f");
-    std::string number = first == std::string::npos ? "" : text.substr(first, last - first + 1);
+    std::string number(kernel::trimmed(text));
     const bool negative = number.starts_with('-');
     if (negative || number.starts_with('+')) {
         number.erase(0, 1);

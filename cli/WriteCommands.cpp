@@ -1,10 +1,9 @@
-#include "cli/WriteCommands.h"
-
 #include "cli/CommandText.h"
 #include "cli/ItemJson.h"
 #include "cli/MoxCommands.h"
 #include "cli/ProgressBar.h"
 #include "cli/TypedValues.h"
+#include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/RegularFile.h"
 
@@ -25,7 +24,9 @@ volatile std::sig_atomic_t interrupted = 0;
 /// While it lives, an interrupt waits for the item that is being written, so that the account of a write is complete.
 class InterruptLater {
 public:
-    InterruptLater() : oldInterrupt_(std::signal(SIGINT, note)), oldTermination_(std::signal(SIGTERM, note)) {}
+    InterruptLater()
+        : oldInterrupt_(std::signal(SIGINT, rememberInterrupt)),
+          oldTermination_(std::signal(SIGTERM, rememberInterrupt)) {}
     ~InterruptLater() {
         std::signal(SIGINT, oldInterrupt_);
         std::signal(SIGTERM, oldTermination_);
@@ -40,7 +41,7 @@ public:
     }
 
 private:
-    static void note(int) { interrupted = 1; }
+    static void rememberInterrupt(int) { interrupted = 1; }
 
     void (*oldInterrupt_)(int);
     void (*oldTermination_)(int);
@@ -72,16 +73,16 @@ std::vector<NvItem> readBack(Calvane& catalog, const std::string& comPort, std::
 std::string writeAndReadBack(Calvane& catalog, const std::string& comPort, const NvItem& item,
                              const std::set<int>* toleratedNumbers) {
     std::string refusal = catalog.writeToPhone(comPort, {item}, false, toleratedNumbers);
-    if (refusal.empty()) {
-        const auto after = readBack(catalog, comPort, item.getId());
-        if (after.empty() ||
-            !std::equal(item.getData(), item.getData() + TessraServer::kNvDataBytes, after.front().getData())) {
-            throw std::runtime_error(std::to_string(item.getId()) + " " + item.getName() +
-                                     " was written, but the phone reads back " +
-                                     (after.empty() ? "no value" : valuesOf(after.front())) + " for it.");
-        }
+    if (!refusal.empty()) {
+        return refusal;
     }
-    return refusal;
+    const auto after = readBack(catalog, comPort, item.getId());
+    if (after.empty() || !std::ranges::equal(item.rawData(), after.front().rawData())) {
+        throw std::runtime_error(std::to_string(item.getId()) + " " + item.getName() +
+                                 " was written, but the phone reads back " +
+                                 (after.empty() ? "no value" : valuesOf(after.front())) + " for it.");
+    }
+    return {};
 }
 
 /// Opens what the phone protects, where the user gave a code for it. The phone keeps it open until it is reset.

@@ -1,5 +1,5 @@
-#include "cli/Arguments.h"
-#include "cli/BatchCommands.h"
+#include "cli/CommandText.h"
+#include "cli/Verbs.h"
 
 #include <csignal>
 #include <exception>
@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
         const ParsedArguments parsed = parseArguments(argc, argv);
         return parsed.arguments ? runBatch(*parsed.arguments) : parsed.exitStatus;
     } catch (const std::exception& error) {
-        std::cerr << error.what() << '\n';
-        return 1;
+        std::cerr << forTerminal(error.what()) << '\n';
+        return kRefused;
     }
 }

@@ -15,10 +15,6 @@ std::string defaultRingLine(std::uint16_t nvItemId) {
     return "No Name," + std::to_string(nvItemId) + ",ReadWrite,<BYTE,no description>#";
 }
 
-[[noreturn]] void throwUnsupportedName(const std::string& nvItemName) {
-    throw Calvane::Exception("NV Item: '" + nvItemName + "' is not supported by the Calvane.");
-}
-
 } // namespace
 
 Calvane::Calvane() {
@@ -79,19 +75,11 @@ void Calvane::setNvItem(const NvItem& nvItem) {
 }
 
 void Calvane::setNvItem(const std::string nvItemName, const unsigned char* data) {
-    const NvItem* found = findSupported(nvItemName);
-    if (found == nullptr) {
-        throwUnsupportedName(nvItemName);
-    }
-    setNvItem(found->getId(), data);
+    setNvItem(supportedNumber(nvItemName), data);
 }
 
 void Calvane::setNvItem(const std::string nvItemName, const std::string commaDelimitedDataString) {
-    const NvItem* found = findSupported(nvItemName);
-    if (found == nullptr) {
-        throwUnsupportedName(nvItemName);
-    }
-    setNvItem(found->getId(), commaDelimitedDataString);
+    setNvItem(supportedNumber(nvItemName), commaDelimitedDataString);
 }
 
 void Calvane::setNvItem(unsigned short nvItemId, const std::string commaDelimitedDataString) {
@@ -108,18 +96,13 @@ void Calvane::setNvItem(unsigned short nvItemId, const unsigned char* data) {
 }
 
 NvItem& Calvane::setData(std::uint16_t nvItemId, const unsigned char* data) {
-    const auto found = supported_.find(nvItemId);
-    NvItem* item = nullptr;
-    if (found != supported_.end()) {
-        item = &found->second;
-        item->setData(data);
-    } else {
-        NvItem unknown(defaultRingLine(nvItemId));
-        unknown.setData(data);
-        item = &unsupported_.insert_or_assign(nvItemId, std::move(unknown)).first->second;
+    auto found = supported_.find(nvItemId);
+    if (found == supported_.end()) {
+        found = unsupported_.insert_or_assign(nvItemId, NvItem(defaultRingLine(nvItemId))).first;
     }
-    loaded_[nvItemId] = item;
-    return *item;
+    found->second.setData(data);
+    loaded_[nvItemId] = &found->second;
+    return found->second;
 }
 
 void Calvane::resetPhone() {
@@ -137,6 +120,14 @@ void Calvane::clearNvItems() {
 
 TessraServer* Calvane::getTessraServer() {
     return session_.get();
+}
+
+std::uint16_t Calvane::supportedNumber(const std::string& nvItemName) {
+    const NvItem* found = findSupported(nvItemName);
+    if (found == nullptr) {
+        throw Exception("NV Item: '" + nvItemName + "' is not supported by the Calvane.");
+    }
+    return found->getId();
 }
 
 NvItem* Calvane::findSupported(const std::string& nvItemName) {

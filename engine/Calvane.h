@@ -15,6 +15,7 @@
 
 class MoxFile;
 class TessraServer;
+struct PhoneProperties;
 
 /// Called for each item that a read from the phone requests, before the request: the caller's context, the item's
 /// number and name, the number of items that the read requests, and the position of this one among them, counting
@@ -126,6 +127,8 @@ private:
 
     /// The supported item with this name; null where there is none.
     NvItem* findSupported(const std::string& nvItemName);
+    /// The number of that item; throws where there is none.
+    std::uint16_t supportedNumber(const std::string& nvItemName);
     NvItem& setData(std::uint16_t nvItemId, const unsigned char* data);
     /// Reads from the phone that the session is connected to, adding to the loaded items.
     std::vector<NvItem> readConnected(const std::vector<std::uint16_t>& nvItemIds, void* context,
@@ -134,14 +137,16 @@ private:
     /// Writes one item if it is writable; answers the text of the phone's refusal.
     std::optional<std::string_view> writeItem(const NvItem& item);
 
-    /// Runs an operation on the file and closes it again. What the file throws comes out behind `prefix`.
+    /// Runs an operation on the file. After a failure it closes the file, so that others can use it, and throws what
+    /// the file threw behind `prefix`.
     void onFile(const std::string& prefix, const std::function<void()>& operation);
+    void closeAfterFailure();
     std::vector<const NvItem*> loadedItems() const;
+    /// Removes from the file the items whose numbers no element of `nvItems` has.
     void pruneFile(const std::string& fileName, const std::vector<NvItem>& nvItems);
-    struct PropertyRecord;
     /// `properties`: null for none.
     void writeFile(const std::string& fileName, const std::vector<const NvItem*>& items, unsigned short phoneModelId,
-                   const PropertyRecord* properties);
+                   const PhoneProperties* properties);
 
     std::unique_ptr<MoxFile> file_;
     std::unique_ptr<TessraServer> session_;

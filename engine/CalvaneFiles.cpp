@@ -2,10 +2,10 @@
 
 #include "calfile/MoxFile.h"
 #include "engine/Calvane.h"
+#include "engine/PhoneProperties.h"
 #include "platform/kernel/Trace.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace {
 
@@ -14,12 +14,11 @@ const std::string kCreatePrefix = "Calvane::createMoxFile( const string fileName
 const std::string kCreateListedPrefix = "Calvane::createMoxFile( const string fileName, const vector< NvItem >& "
                                         "nvItems, const unsigned short phoneModelId ) - ";
 
-/// Hands each record of the file to `take`, and lets go of the file when it returns.
+/// Hands each record of the file to `take`. The file is no longer in use when this returns.
 template <class Take>
 void forEachRecord(MoxFile& file, Take take) {
     MoxFile::Iterator record = file.begin();
-    const MoxFile::Iterator end = file.end();
-    for (; record != end; ++record) {
+    for (const MoxFile::Iterator end = file.end(); record != end; ++record) {
         take(*record);
     }
 }
@@ -34,14 +33,6 @@ std::vector<const NvItem*> pointersTo(const std::vector<NvItem>& items) {
 }
 
 } // namespace
-
-struct Calvane::PropertyRecord {
-    std::uint32_t esn;
-    std::uint8_t nvMajorVersion;
-    std::uint8_t nvMinorVersion;
-    const std::string& softwareVersion;
-    const std::string& clientName;
-};
 
 std::vector<NvItem> Calvane::getNvItemFrompMoxFile(const std::string pMoxFileName) {
     std::vector<NvItem> items;
@@ -61,11 +52,8 @@ std::vector<NvItem> Calvane::getNvItemFrompMoxFile(const std::string pMoxFileNam
 void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems, unsigned short phoneModelId,
                             std::uint32_t esn, std::uint8_t nvMajorVersion, std::uint8_t nvMinorVersion,
                             const std::string softwareVersion, const std::string clientName) {
-    const PropertyRecord properties{esn, nvMajorVersion, nvMinorVersion, softwareVersion, clientName};
-    onFile(kCreatePrefix, [&] {
-        file_->cleanUp();
-        writeFile(fileName, pointersTo(nvItems), phoneModelId, &properties);
-    });
+    const PhoneProperties properties{esn, nvMajorVersion, nvMinorVersion, softwareVersion, clientName};
+    onFile(kCreatePrefix, [&] { writeFile(fileName, pointersTo(nvItems), phoneModelId, &properties); });
 }
 
 void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems, std::uint32_t esn,
@@ -77,11 +65,8 @@ void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem
 void Calvane::createMoxFile(const std::string fileName, unsigned short phoneModelId, std::uint32_t esn,
                             std::uint8_t nvMajorVersion, std::uint8_t nvMinorVersion, const std::string softwareVersion,
                             const std::string clientName) {
-    const PropertyRecord properties{esn, nvMajorVersion, nvMinorVersion, softwareVersion, clientName};
-    onFile(kCreatePrefix, [&] {
-        file_->cleanUp();
-        writeFile(fileName, loadedItems(), phoneModelId, &properties);
-    });
+    const PhoneProperties properties{esn, nvMajorVersion, nvMinorVersion, softwareVersion, clientName};
+    onFile(kCreatePrefix, [&] { writeFile(fileName, loadedItems(), phoneModelId, &properties); });
 }
 
 void Calvane::createMoxFile(const std::string fileName, std::uint32_t esn, std::uint8_t nvMajorVersion,
@@ -94,13 +79,11 @@ void Calvane::createMoxFile(const std::string fileName, std::uint32_t esn, std::
 void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems,
                             unsigned short phoneModelId) {
     onFile(kCreateListedPrefix, [&] {
-        file_->cleanUp();
         // Without anything to write the file object refuses, and what the file holds must not be gone by then.
         const bool writesAny =
             std::any_of(nvItems.begin(), nvItems.end(), [](const NvItem& item) { return item.isWritable(); });
         if (writesAny && mox::mayExist(fileName)) {
             pruneFile(fileName, nvItems);
-            file_->cleanUp();
         }
         writeFile(fileName, pointersTo(nvItems), phoneModelId, nullptr);
     });
@@ -111,10 +94,7 @@ void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem
 }
 
 void Calvane::createMoxFile(const std::string fileName, unsigned short phoneModelId) {
-    onFile(kCreatePrefix, [&] {
-        file_->cleanUp();
-        writeFile(fileName, loadedItems(), phoneModelId, nullptr);
-    });
+    onFile(kCreatePrefix, [&] { writeFile(fileName, loadedItems(), phoneModelId, nullptr); });
 }
 
 void Calvane::createMoxFile(const std::string fileName) {
@@ -122,34 +102,34 @@ void Calvane::createMoxFile(const std::string fileName) {
 }
 
 void Calvane::onFile(const std::string& prefix, const std::function<void()>& operation) {
-    // A failure must not leave the file open: nobody else could use it until this catalog's next operation.
-    const auto release = [this] {
-        try {
-            file_->cleanUp();
-        } catch (const std::exception& error) {
-            kernel::logError(std::string("Calvane - A calibration file could not be closed: ") + error.what());
-        }
-    };
     try {
         operation();
     } catch (const MoxFile::Exception& error) {
         const std::string message = prefix + error.what();
-        release();
+        closeAfterFailure();
         throw Exception(message);
     } catch (...) {
-        release();
+        closeAfterFailure();
         throw;
     }
 }
 
-/// Removes from the file what `nvItems` does not hold. The walk over the file keeps it open for reading, so nothing is
-/// removed before the walk has ended.
+void Calvane::closeAfterFailure() {
+    try {
+        file_->cleanUp();
+    } catch (const std::exception& error) {
+        kernel::logError(std::string("Calvane - A calibration file could not be closed: ") + error.what());
+    }
+}
+
 void Calvane::pruneFile(const std::string& fileName, const std::vector<NvItem>& nvItems) {
-    std::unordered_set<std::uint16_t> kept;
+    std::set<std::uint16_t> kept;
     for (const NvItem& item : nvItems) {
         kept.insert(item.getId());
     }
+    // Collected first: the walk keeps the file open for reading.
     std::vector<std::uint16_t> unwanted;
+    file_->cleanUp();
     file_->open(fileName);
     forEachRecord(*file_, [&](const MoxFile::NvRecord& record) {
         if (!kept.contains(record.id)) {
@@ -171,7 +151,8 @@ std::vector<const NvItem*> Calvane::loadedItems() const {
 }
 
 void Calvane::writeFile(const std::string& fileName, const std::vector<const NvItem*>& items,
-                        unsigned short phoneModelId, const PropertyRecord* properties) {
+                        unsigned short phoneModelId, const PhoneProperties* properties) {
+    file_->cleanUp();
     for (const NvItem* item : items) {
         if (item->isWritable()) {
             file_->addNvItem(item->getId(), item->getData());

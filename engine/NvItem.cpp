@@ -2,8 +2,9 @@
 
 #include "engine/CalvaneException.h"
 #include "engine/DecoderRing.h"
+#include "engine/ItemLayout.h"
 #include "engine/ValueText.h"
-#include "engine/Words.h"
+#include "platform/kernel/Text.h"
 
 #include <algorithm>
 #include <string_view>
@@ -26,7 +27,7 @@ CalvaneException tooManyValues(const std::string& name, std::size_t expected, co
     return CalvaneException(
         std::string(kSetDataPrefix) + "For NV item '" + name + "' there are " + count +
         " expected data items, and there are more than " + count + " in the passed in comma delimited data string: '" +
-        input + "'" + ". The left over string in the buffer is: '" + std::string(items::firstWord(leftOver)) + "'");
+        input + "'" + ". The left over string in the buffer is: '" + std::string(kernel::firstWord(leftOver)) + "'");
 }
 
 } // namespace
@@ -37,65 +38,63 @@ NvItem::NvItem(const std::string decoderRingLine) {
     NvItem::parseDecoderRingString(decoderRingLine);
 }
 
-NvItem::NvItem(std::uint16_t id, items::ItemLayout layout) : layout_(std::move(layout)), id_(id) {}
+NvItem::NvItem(std::shared_ptr<const items::ItemLayout> layout) : layout_(std::move(layout)) {}
 
 void NvItem::setDecoderRingString(const std::string decoderRingLine) {
     parseDecoderRingString(decoderRingLine);
 }
 
 void NvItem::setData(const unsigned char* data) {
-    const std::size_t covered = layout_.fieldCount() == 0 ? data_.size() : layout_.dataBytes();
+    const bool described = !layout().fields.empty();
     // Copied before the rest is cleared: `data` may be this very block, and then nothing may get lost.
-    std::copy_n(data, covered, data_.begin());
-    std::fill(data_.begin() + static_cast<std::ptrdiff_t>(covered), data_.end(), static_cast<unsigned char>(0));
+    std::copy_n(data, described ? layout().dataBytes : data_.size(), data_.begin());
+    if (described) {
+        std::fill(data_.begin() + static_cast<std::ptrdiff_t>(layout().dataBytes), data_.end(), std::uint8_t{0});
+    }
     typedTexts_.clear();
     valuesFromData_ = true;
 }
 
 void NvItem::setData(const std::string commaDelimitedDataString) {
     const std::string& input = commaDelimitedDataString;
-    const std::size_t count = layout_.fieldCount();
+    const std::vector<items::ItemLayout::Field>& fields = layout().fields;
     std::size_t start = 0;
     std::size_t offset = 0;
     // Set once a field has run into the end of the input. Without any field that has not happened, so no sub-fields and
     // an empty input are one field too many.
     bool exhausted = false;
 
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < fields.size(); ++i) {
         if (exhausted) {
-            throw tooFewValues(getName(), count, i, input);
+            throw tooFewValues(getName(), fields.size(), i, input);
         }
         const std::size_t comma = input.find(',', start);
-        std::string field = input.substr(start, comma - start);
+        std::string text = input.substr(start, comma - start);
 
-        const SubItemType type = layout_.type(i);
         std::uint64_t value = 0;
-        const items::ReadResult result = items::readValueText(type, field, value);
+        const items::ReadResult result = items::readValueText(fields[i].type, text, value);
         if (result != items::ReadResult::kOk) {
-            refuseField(i, field, result == items::ReadResult::kOutOfRange);
+            refuseField(i, text, result == items::ReadResult::kOutOfRange);
         }
-        if (i < typedTexts_.size()) {
-            typedTexts_[i] = std::move(field);
-        } else {
-            typedTexts_.push_back(std::move(field));
-        }
-        items::storeValue(type, value, data_.data() + offset);
-        offset += subItemTypeInfo(type).bytes;
+        typedTexts_.resize(std::max(typedTexts_.size(), i + 1));
+        typedTexts_[i] = std::move(text);
+        items::storeValue(fields[i].type, value, data_.data() + offset);
+        offset += subItemTypeInfo(fields[i].type).bytes;
 
         exhausted = comma == std::string::npos;
         start = exhausted ? input.size() : comma + 1;
     }
     if (!exhausted) {
-        throw tooManyValues(getName(), count, input, std::string_view(input).substr(start));
+        throw tooManyValues(getName(), fields.size(), input, std::string_view(input).substr(start));
     }
 }
 
 std::uint16_t NvItem::getId() const {
-    return id_;
+    return layout().number;
 }
 
 std::string NvItem::getName() const {
-    return std::string(layout_.name());
+    return std::string(layout().name);
 }
 
 const unsigned char* NvItem::getData() const {
@@ -103,7 +102,7 @@ const unsigned char* NvItem::getData() const {
 }
 
 std::string NvItem::getAccess() const {
-    return std::string(layout_.accessMark());
+    return layout().accessMark;
 }
 
 bool NvItem::operator==(const NvItem& other) const {
@@ -123,60 +122,76 @@ bool NvItem::operator<(const NvItem& other) const {
 }
 
 std::vector<SubItem> NvItem::getSubItems() const {
-    std::vector<SubItem> subItems(layout_.fieldCount());
+    std::vector<SubItem> subItems;
+    subItems.reserve(layout().fields.size());
     std::size_t offset = 0;
-    for (std::size_t i = 0; i < subItems.size(); ++i) {
-        const SubItemType type = layout_.type(i);
-        const bool typed = i < typedTexts_.size();
-        SubItem& subItem = subItems[i];
-        subItem.description = layout_.description(i);
-        if (typed) {
-            subItem.value = typedTexts_[i];
+    for (const auto& [type, description] : layout().fields) {
+        const SubItemTypeInfo& info = subItemTypeInfo(type);
+        SubItem& subItem =
+            subItems.emplace_back(std::string(description), std::string(), std::string(info.displaySpelling));
+        if (subItems.size() <= typedTexts_.size()) {
+            subItem.value = typedTexts_[subItems.size() - 1];
         } else if (valuesFromData_) {
             subItem.value = items::valueText(type, data_.data() + offset);
+        } else {
+            subItem.typeName = info.ringSpelling;
         }
-        const SubItemTypeInfo& info = subItemTypeInfo(type);
-        subItem.typeName = typed || valuesFromData_ ? info.displaySpelling : info.ringSpelling;
         offset += info.bytes;
     }
     return subItems;
 }
 
 void NvItem::parseDecoderRingString(const std::string decoderRingLine) {
-    items::RingLine ringLine;
-    const auto adopt = [&] {
-        layout_ = ringLine.layout();
-        id_ = ringLine.number.value_or(id_);
-        typedTexts_.clear();
-        valuesFromData_ = false;
-    };
-    try {
-        items::parseRingLine(decoderRingLine, ringLine);
-    } catch (const CalvaneException&) {
-        adopt();
-        throw;
-    }
-    adopt();
+    const auto parsed = std::make_shared<items::ItemLayout>(decoderRingLine);
+    parsed->number = getId(); // stays, where the line has none that can be read
+    layout_ = parsed;         // also where the rest of the line is refused
+    typedTexts_.clear();
+    valuesFromData_ = false;
+    items::parseRingLine(*parsed);
 }
 
 std::size_t NvItem::getSubItemCount() const {
-    return layout_.fieldCount();
+    return layout().fields.size();
 }
 
 std::vector<SubItemType> NvItem::getSubItemTypes() const {
-    std::vector<SubItemType> types(layout_.fieldCount());
-    for (std::size_t i = 0; i < types.size(); ++i) {
-        types[i] = layout_.type(i);
+    std::vector<SubItemType> types;
+    for (const items::ItemLayout::Field& field : layout().fields) {
+        types.push_back(field.type);
     }
     return types;
 }
 
 bool NvItem::isWritable() const {
-    return layout_.accessMark().find("write") != std::string_view::npos;
+    return layout().accessMark.find("write") != std::string::npos;
 }
 
 bool NvItem::isTime() const {
-    return layout_.accessMark().find("time") != std::string_view::npos;
+    return layout().accessMark.find("time") != std::string::npos;
+}
+
+std::span<const std::uint8_t, items::kItemDataBytes> NvItem::rawData() const {
+    return data_;
+}
+
+void NvItem::setRawData(std::span<const std::uint8_t, items::kItemDataBytes> data) {
+    std::copy(data.begin(), data.end(), data_.begin());
+    typedTexts_.clear();
+    valuesFromData_ = true;
+}
+
+std::uint64_t NvItem::layoutHash() const {
+    // FNV-1a, which needs no seed and no table.
+    std::uint64_t hash = 0xCBF29CE484222325;
+    const auto add = [&hash](std::uint8_t byte) { hash = (hash ^ byte) * 0x100000001B3; };
+    for (const auto& [type, description] : layout().fields) {
+        add(static_cast<std::uint8_t>(type));
+        for (const char character : description) {
+            add(static_cast<std::uint8_t>(character));
+        }
+        add('>'); // no description holds it, so fields never run into each other
+    }
+    return hash;
 }
 
 void NvItem::setCompareByName(bool byName) {
@@ -185,15 +200,15 @@ void NvItem::setCompareByName(bool byName) {
 
 int NvItem::compare(const NvItem& other) const {
     if (compareByName_.load(std::memory_order_relaxed)) {
-        return layout_.name().compare(other.layout_.name());
+        return layout().name.compare(other.layout().name);
     }
-    return int{id_} - int{other.id_};
+    return int{getId()} - int{other.getId()};
 }
 
 void NvItem::refuseField(std::size_t index, const std::string& field, bool isNumber) const {
-    const SubItemType type = layout_.type(index);
+    const auto& [type, description] = layout().fields[index];
     std::string message = std::string(kSetDataPrefix) + "For NV item '" + getName() + "' the data item " +
-                          std::to_string(index + 1) + " ('" + std::string(layout_.description(index)) + "') ";
+                          std::to_string(index + 1) + " ('" + std::string(description) + "') ";
     if (isNumber) {
         message += "must be from " + items::smallestText(type) + " to " + items::largestText(type) + " for the type " +
                    std::string(subItemTypeInfo(type).displaySpelling) + ", and it is: '" + field + "'";
@@ -201,4 +216,9 @@ void NvItem::refuseField(std::size_t index, const std::string& field, bool isNum
         message += "must be a decimal number, and it is: '" + field + "'";
     }
     throw CalvaneException(std::move(message));
+}
+
+const items::ItemLayout& NvItem::layout() const {
+    static const items::ItemLayout empty{""};
+    return layout_ == nullptr ? empty : *layout_;
 }

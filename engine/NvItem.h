@@ -1,14 +1,19 @@
 #pragma once
 
-#include "engine/ItemLayout.h"
 #include "engine/SubItem.h"
 
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <span>
 #include <string>
 #include <vector>
+
+namespace items {
+struct ItemLayout;
+}
 
 /// One NV item of a phone: its number, its layout as the decoder ring gives it, its 128 data bytes and the value texts
 /// of its sub-fields. Reached by callers of the catalog as Calvane::NvItem.
@@ -34,8 +39,8 @@ public:
     /// From one line of the decoder ring, as setDecoderRingString(). Throws CalvaneException if the line is malformed.
     explicit NvItem(const std::string decoderRingLine);
 
-    /// An item of a layout that is known already; all data bytes zero, no values.
-    NvItem(std::uint16_t id, items::ItemLayout layout);
+    /// Of a line that parseRingLine() has taken apart without a failure; all data bytes zero, no values.
+    explicit NvItem(std::shared_ptr<const items::ItemLayout> layout);
 
     NvItem(const NvItem&) = default;
     NvItem(NvItem&&) noexcept = default;
@@ -97,6 +102,18 @@ public:
     /// Whether its values are seconds since 1 January 1970, to be shown as a date: its access mark contains "time".
     virtual bool isTime() const;
 
+    /// The 128 data bytes as they are, and from outside: unlike the raw setData(), the latter keeps the bytes beyond
+    /// the last sub-field too. Values follow the bytes. A phone may hold more than the ring knows of, and what goes
+    /// back to it must not lose that.
+    virtual std::span<const std::uint8_t, items::kItemDataBytes> rawData() const;
+    virtual void setRawData(std::span<const std::uint8_t, items::kItemDataBytes> data);
+
+    /// A number by which layouts of different rings and program runs can be compared; it may be stored. It covers type
+    /// and description of each sub-field, in order: where both agree, a byte means the same. The descriptions count
+    /// because two fields of one type that change places would otherwise pass for the same layout. Number, name and
+    /// access mark don't count: they say which item it is and what may be done with it, not what its bytes mean.
+    virtual std::uint64_t layoutHash() const;
+
     /// Selects for every item of the process how items compare: true by name, false (as at the start) by number. May be
     /// called on any thread; not while a sort is running, which would see two orders.
     static void setCompareByName(bool byName);
@@ -107,13 +124,15 @@ private:
 
     [[noreturn]] virtual void refuseField(std::size_t index, const std::string& field, bool isNumber) const;
 
+    /// The layout of an item that has none yet is empty.
+    virtual const items::ItemLayout& layout() const;
+
     static std::atomic<bool> compareByName_;
 
-    items::ItemLayout layout_;
+    std::shared_ptr<const items::ItemLayout> layout_; ///< null for the empty one
     /// Texts as typed, for the sub-fields from the first on that a text setData() has set since the last raw one.
     std::vector<std::string> typedTexts_;
-    std::array<unsigned char, items::kItemDataBytes> data_{};
-    std::uint16_t id_ = 0;
+    std::array<std::uint8_t, items::kItemDataBytes> data_{};
     /// Whether the sub-fields beyond typedTexts_ have values, which are then those of the data bytes.
     bool valuesFromData_ = false;
 };

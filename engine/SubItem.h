@@ -6,6 +6,11 @@
 #include <string>
 #include <string_view>
 
+namespace items {
+/// The size of every item's data block.
+inline constexpr std::size_t kItemDataBytes = 128;
+} // namespace items
+
 /// The types that a sub-field of an NV item can have. The codes are fixed: other layers and files may hold them.
 enum class SubItemType : std::int32_t {
     BYTE = 0,

@@ -1,10 +1,10 @@
 #include "engine/ValueText.h"
 
-#include "engine/LittleEndian.h"
-#include "engine/Words.h"
+#include "platform/kernel/LittleEndian.h"
+#include "platform/kernel/Text.h"
 
+#include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
 
 namespace items {
@@ -38,55 +38,42 @@ std::string decimal(T value) {
     return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr};
 }
 
-/// The bytes as T, which may be signed: two's complement.
-template <typename T>
-T loadAs(const unsigned char* bytes) {
-    return std::bit_cast<T>(loadLittleEndian<std::make_unsigned_t<T>>(bytes));
-}
-
 bool wraps(SubItemType type) {
     return type == SubItemType::QWORD || type == SubItemType::SIGNED_QWORD;
 }
 
 } // namespace
 
-std::string valueText(SubItemType type, const unsigned char* bytes) {
+std::string valueText(SubItemType type, const std::uint8_t* bytes) {
     switch (type) {
     case SubItemType::BYTE:
-        return decimal(loadAs<std::uint8_t>(bytes));
+        return decimal(bytes[0]);
     case SubItemType::SIGNED_BYTE:
-        return decimal(loadAs<std::int8_t>(bytes));
+        return decimal(static_cast<std::int8_t>(bytes[0]));
     case SubItemType::WORD:
-        return decimal(loadAs<std::uint16_t>(bytes));
+        return decimal(kernel::get16(bytes));
     case SubItemType::SIGNED_WORD:
-        return decimal(loadAs<std::int16_t>(bytes));
+        return decimal(static_cast<std::int16_t>(kernel::get16(bytes)));
     case SubItemType::DWORD:
-        return decimal(loadAs<std::uint32_t>(bytes));
+        return decimal(kernel::get32(bytes));
     case SubItemType::SIGNED_DWORD:
-        return decimal(loadAs<std::int32_t>(bytes));
+        return decimal(static_cast<std::int32_t>(kernel::get32(bytes)));
     case SubItemType::QWORD:
-        return decimal(loadAs<std::uint64_t>(bytes));
+        return decimal(kernel::get64(bytes));
     case SubItemType::SIGNED_QWORD:
-        return decimal(loadAs<std::int64_t>(bytes));
+        return decimal(static_cast<std::int64_t>(kernel::get64(bytes)));
     }
     return {};
 }
 
-void storeValue(SubItemType type, std::uint64_t value, unsigned char* bytes) {
-    switch (subItemTypeInfo(type).bytes) {
-    case 1:
-        return storeLittleEndian(static_cast<std::uint8_t>(value), bytes);
-    case 2:
-        return storeLittleEndian(static_cast<std::uint16_t>(value), bytes);
-    case 4:
-        return storeLittleEndian(static_cast<std::uint32_t>(value), bytes);
-    default:
-        return storeLittleEndian(value, bytes);
-    }
+void storeValue(SubItemType type, std::uint64_t value, std::uint8_t* bytes) {
+    std::array<std::uint8_t, sizeof value> all{};
+    kernel::put64(all.data(), value);
+    std::copy_n(all.begin(), subItemTypeInfo(type).bytes, bytes);
 }
 
 ReadResult readValueText(SubItemType type, std::string_view text, std::uint64_t& value) {
-    text = trimmed(text);
+    text = kernel::trimmed(text);
     const bool negative = text.starts_with('-');
     if (negative || text.starts_with('+')) {
         text.remove_prefix(1);

@@ -10,10 +10,10 @@
 namespace items {
 
 /// The decimal text of the value whose little-endian bytes start at `bytes`: no leading zeros, no plus sign.
-std::string valueText(SubItemType type, const unsigned char* bytes);
+std::string valueText(SubItemType type, const std::uint8_t* bytes);
 
 /// Writes the low bytes of `value`, as many as the type has, least significant first.
-void storeValue(SubItemType type, std::uint64_t value, unsigned char* bytes);
+void storeValue(SubItemType type, std::uint64_t value, std::uint8_t* bytes);
 
 enum class ReadResult {
     kOk,

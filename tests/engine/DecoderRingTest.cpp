@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -200,9 +201,6 @@ protected:
         }
         return all;
     }
-    static std::string missing(const std::string& path) {
-        return kLoader + "The decoder ring file: '" + path + "' doesn't exist.  A decoder ring file is required.";
-    }
 
     fs::path directory_;
     std::string path_;
@@ -241,12 +239,21 @@ TEST_F(RingFile, NumberOccursOnce) {
     EXPECT_EQ(items_.at(5).getName(), "A");
 }
 
-TEST_F(RingFile, MissingOrUnreadableFile) {
-    EXPECT_EQ(loadPath(path_), missing(path_));
-    EXPECT_EQ(loadPath(""), missing(""));
-    EXPECT_EQ(loadPath(directory_.string()), missing(directory_.string()));
-    const std::string noMemory = "/proc/self/mem"; // can be opened, but its first byte cannot be read
-    EXPECT_EQ(loadPath(noMemory), missing(noMemory));
+TEST_F(RingFile, AFileThatIsMissingOrNoneIsToldAsWhatItIs) {
+    const fs::path pipe = directory_ / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const std::pair<std::string, std::string> cases[] = {
+        {path_, "doesn't exist"},
+        {"", "doesn't exist"},
+        {"/proc/self/mem", "doesn't exist"}, // can be opened, but its first byte can't be read
+        {pipe, "is a pipe, not a file"},     // nobody ever writes into it
+        {directory_, "is a folder, not a file"},
+        {"/dev/zero", "is a device, not a file"},
+    };
+    for (const auto& [path, reason] : cases) {
+        EXPECT_EQ(loadPath(path), kLoader + "The decoder ring file: '" + path + "' " + reason +
+                                      ".  A decoder ring file is required.");
+    }
     EXPECT_TRUE(items_.empty());
 }
 

@@ -1,7 +1,6 @@
 #include "engine/NvItem.h"
 
 #include "engine/CalvaneException.h"
-#include "engine/LittleEndian.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -68,19 +67,6 @@ std::string failureOf(const std::function<void()>& action) {
         return exception.what();
     }
     return "no failure";
-}
-
-TEST(LittleEndian, LeastSignificantByteFirstAtAnyAddress) {
-    static_assert([] {
-        unsigned char bytes[9] = {0xEE, 1, 2, 3, 4, 5, 6, 7, 0x88};
-        return items::loadLittleEndian<std::uint64_t>(bytes + 1) == 0x8807060504030201u &&
-               items::loadLittleEndian<std::uint32_t>(bytes + 1) == 0x04030201u &&
-               items::loadLittleEndian<std::uint16_t>(bytes + 1) == 0x0201u &&
-               items::loadLittleEndian<std::uint8_t>(bytes + 8) == 0x88u;
-    }());
-    unsigned char bytes[6] = {};
-    items::storeLittleEndian<std::uint32_t>(0x89ABCDEF, bytes + 1);
-    EXPECT_THAT(bytes, ElementsAre(0, 0xEF, 0xCD, 0xAB, 0x89, 0));
 }
 
 TEST(NvItem, StartsEmpty) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/dialogs/FileQuestion.h"
+#include "app/document/FileQuestion.h"
 
 #include <optional>
 #include <string>

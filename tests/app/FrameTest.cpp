@@ -1,10 +1,10 @@
 // The main window: menus, toolbar, panes, documents, and the way out.
 
-#include "app/CProgressDlg.h"
-#include "app/CommandTable.h"
-#include "app/MainStatusBar.h"
-#include "app/MessageBox.h"
-#include "app/StatusPane.h"
+#include "app/dialogs/CProgressDlg.h"
+#include "app/dialogs/MessageBox.h"
+#include "app/frame/CommandTable.h"
+#include "app/frame/MainStatusBar.h"
+#include "app/frame/StatusPane.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QMenuBar>

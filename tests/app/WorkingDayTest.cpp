@@ -1,6 +1,6 @@
 // A working day of the person who calibrates phones, from the first read to the next morning.
 
-#include "app/StatusPane.h"
+#include "app/frame/StatusPane.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QComboBox>

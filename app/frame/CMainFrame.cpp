@@ -1,0 +1,380 @@
+#include "app/frame/CMainFrame.h"
+
+#include "app/dialogs/CAboutDlg.h"
+#include "app/dialogs/MessageBox.h"
+#include "app/frame/CSplitterFrame.h"
+#include "app/frame/CommandTable.h"
+#include "app/frame/MainStatusBar.h"
+#include "app/frame/ProgramEnd.h"
+
+#include <QAbstractEventDispatcher>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFile>
+#include <QMdiArea>
+#include <QMenuBar>
+#include <QScreen>
+#include <QSettings>
+#include <QToolBar>
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr QSize kFirstSize{1000, 680};
+constexpr int kFrameRoom = 30; ///< for the title bar and borders around a window
+constexpr int kToolbarIconPixels = 16;
+
+QString text(std::string_view view) {
+    return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
+}
+
+bool isDocumentCommand(CommandId id) {
+    const auto table = commandTable();
+    return std::any_of(table.begin(), table.end(),
+                       [id](const CommandInfo& info) { return info.id == id && info.needsDocument; });
+}
+
+} // namespace
+
+CMainFrame::CMainFrame(std::filesystem::path programDirectory)
+    : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle),
+      statusBar_(new MainStatusBar(this)), end_(new ProgramEnd(*this)) {
+    setObjectName("frame_128");
+    setCentralWidget(area_);
+    setStatusBar(statusBar_);
+    makeActions();
+    makeEditActions();
+    makeToolbar();
+    showMenus(false);
+    setWindowTitle(kTitle);
+    restorePlaces();
+    connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
+    connect(end_, &ProgramEnd::putOff, statusBar_,
+            [this] { statusBar_->setNotice("Calvane closes when the running command has ended."); });
+    connect(end_, &ProgramEnd::begun, this, [this] {
+        savePlaces();
+        disconnect(area_, nullptr, this, nullptr);
+    });
+    connect(end_, &ProgramEnd::ended, this, &CMainFrame::closed);
+    // What the panes show is compared and brought up to date whenever there is nothing else to do.
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, end_,
+            &ProgramEnd::beginIfAsked);
+    refresh();
+}
+
+CMainFrame::~CMainFrame() {
+    disconnect(QAbstractEventDispatcher::instance(), nullptr, this, nullptr);
+    disconnect(QAbstractEventDispatcher::instance(), nullptr, end_, nullptr);
+    disconnect(area_, nullptr, this, nullptr);
+    qDeleteAll(frames());
+}
+
+void CMainFrame::makeActions() {
+    for (const CommandInfo& info : commandTable()) {
+        auto* action = new QAction(this);
+        const auto number = static_cast<int>(info.id);
+        action->setObjectName("cmd_" + QString::number(number));
+        action->setProperty("commandId", number);
+        action->setStatusTip(text(info.prompt));
+        action->setToolTip(text(info.toolTip));
+        const QString picture = ":/calvane/toolbar/" + QString::number(number);
+        if (QFile::exists(picture)) {
+            action->setIcon(QIcon(picture));
+        }
+        action->setMenuRole(QAction::NoRole);
+        connect(action, &QAction::triggered, this, [this, id = info.id] { runCommand(id); });
+        actions_[info.id] = action;
+        addAction(action);
+    }
+    actions_[CommandId::New]->setShortcut(QKeySequence("Ctrl+N"));
+    actions_[CommandId::Open]->setShortcut(QKeySequence("Ctrl+O"));
+    for (const CommandId id : {CommandId::ViewToolbar, CommandId::ViewStatusBar}) {
+        actions_[id]->setCheckable(true);
+        actions_[id]->setChecked(true);
+    }
+}
+
+void CMainFrame::makeEditActions() {
+    // Edit boxes take most of these keys themselves while they have the focus; what they leave comes here.
+    const auto addKeys = [this](const char* name, const QStringList& keys, const char* slot) {
+        auto* action = new QAction(this);
+        action->setObjectName(name);
+        QList<QKeySequence> sequences;
+        for (const QString& key : keys) {
+            sequences << QKeySequence(key);
+        }
+        action->setShortcuts(sequences);
+        connect(action, &QAction::triggered, this, [slot] {
+            QWidget* target = QApplication::focusWidget();
+            if (target != nullptr && target->metaObject()->indexOfSlot((QByteArray(slot) + "()").constData()) >= 0) {
+                QMetaObject::invokeMethod(target, slot);
+            }
+        });
+        addAction(action);
+    };
+    addKeys("edit_undo", {"Ctrl+Z", "Alt+Backspace"}, "undo");
+    addKeys("edit_cut", {"Ctrl+X", "Shift+Del"}, "cut");
+    addKeys("edit_copy", {"Ctrl+C", "Ctrl+Ins"}, "copy");
+    addKeys("edit_paste", {"Ctrl+V", "Shift+Ins"}, "paste");
+
+    auto* save = new QAction(this);
+    save->setObjectName("file_save");
+    save->setShortcut(QKeySequence("Ctrl+S"));
+    connect(save, &QAction::triggered, this, &CMainFrame::saveRequested);
+    addAction(save);
+
+    auto* pane = new QAction(this); // of two panes the next is also the previous one
+    pane->setObjectName("pane_switch");
+    pane->setShortcuts({QKeySequence("F6"), QKeySequence("Shift+F6")});
+    connect(pane, &QAction::triggered, this, [this] {
+        if (CSplitterFrame* frame = activeFrame()) {
+            frame->switchPane();
+        }
+    });
+    addAction(pane);
+}
+
+void CMainFrame::makeToolbar() {
+    toolbar_ = addToolBar("Toolbar");
+    toolbar_->setObjectName("toolbar_134");
+    toolbar_->setIconSize({kToolbarIconPixels, kToolbarIconPixels});
+    toolbar_->setMovable(true);
+    toolbar_->setAllowedAreas(Qt::AllToolBarAreas);
+    for (const CommandId id : toolbarButtons()) {
+        if (id == kToolbarSeparator) {
+            toolbar_->addSeparator();
+        } else {
+            toolbar_->addAction(actions_[id]);
+        }
+    }
+    connect(toolbar_, &QToolBar::visibilityChanged, actions_[CommandId::ViewToolbar],
+            [this] { actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden()); });
+}
+
+void CMainFrame::showMenus(bool forDocument) {
+    documentMenus_ = forDocument;
+    const auto old = menuBar()->findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly);
+    menuBar()->clear();
+    menuBar()->setObjectName(forDocument ? "menu_136" : "menu_128");
+    for (QMenu* menu : old) {
+        menu->deleteLater(); // this may run in one of its own actions
+    }
+    for (const MenuInfo& info : forDocument ? documentMenus() : emptyMenus()) {
+        fillMenu(menuBar()->addMenu(text(info.title)), info);
+    }
+}
+
+void CMainFrame::fillMenu(QMenu* menu, const MenuInfo& info) {
+    QMenu* target = menu;
+    for (const MenuEntry& entry : info.entries) {
+        switch (entry.kind) {
+        case MenuEntry::Kind::kSeparator:
+            target->addSeparator();
+            break;
+        case MenuEntry::Kind::kSubmenu:
+            target = menu->addMenu(text(entry.text));
+            break;
+        case MenuEntry::Kind::kEndOfSubmenu:
+            target = menu;
+            break;
+        case MenuEntry::Kind::kRecentFiles:
+            fillRecentFiles(menu);
+            break;
+        case MenuEntry::Kind::kCommand:
+            // A command has the text of the menu in which it stands now. Setting it must not lose the tooltip.
+            QAction* action = actions_[entry.id];
+            const QString toolTip = action->toolTip();
+            action->setText(text(entry.text));
+            action->setToolTip(toolTip);
+            target->addAction(action);
+            break;
+        }
+    }
+}
+
+void CMainFrame::fillRecentFiles(QMenu* menu) {
+    if (recentFiles_.isEmpty()) {
+        QAction* none = menu->addAction("Recent File");
+        none->setProperty("commandId", static_cast<int>(CommandId::RecentFiles));
+        none->setEnabled(false);
+    }
+    for (qsizetype i = 0; i < recentFiles_.size(); ++i) {
+        const QString path = recentFiles_[i];
+        QString shown = path;
+        QAction* file = menu->addAction(QString("&%1 %2").arg(i + 1).arg(shown.replace('&', "&&")));
+        const int id = static_cast<int>(CommandId::RecentFiles) + static_cast<int>(i);
+        file->setObjectName("cmd_" + QString::number(id));
+        file->setProperty("commandId", id);
+        connect(file, &QAction::triggered, this, [this, path] { emit recentRequested(path); });
+    }
+}
+
+void CMainFrame::setRecentFiles(const QStringList& files) {
+    recentFiles_ = files;
+    if (!documentMenus_) {
+        showMenus(false);
+    }
+}
+
+QAction* CMainFrame::action(CommandId id) const {
+    const auto found = actions_.find(id);
+    return found == actions_.end() ? nullptr : found->second;
+}
+
+CSplitterFrame* CMainFrame::addDocument() {
+    CSplitterFrame* frame = nullptr;
+    try {
+        frame = new CSplitterFrame(this, programDirectory_);
+    } catch (const CSplitterFrame::NotCreated&) {
+        return nullptr;
+    } catch (const std::exception& failure) {
+        showMessageBox(this, failure.what(), kExceptionCaption, MessageIcon::kError);
+        return nullptr;
+    }
+    connect(frame, &CSplitterFrame::stateChanged, this, &CMainFrame::refresh);
+    connect(frame, &CSplitterFrame::readEnded, end_, &ProgramEnd::goOn);
+    connect(frame, &QObject::destroyed, end_, &ProgramEnd::goOn);
+    connect(frame, &QObject::destroyed, this, &CMainFrame::refresh, Qt::QueuedConnection);
+    area_->addSubWindow(frame);
+    frame->showMaximized();
+    area_->setActiveSubWindow(frame);
+    refresh();
+    return frame;
+}
+
+CSplitterFrame* CMainFrame::activeFrame() const {
+    // A window that was closed while it read is hidden until its read has ended, and takes no more commands.
+    auto* frame = qobject_cast<CSplitterFrame*>(area_->currentSubWindow());
+    return frame != nullptr && frame->isClosing() ? nullptr : frame;
+}
+
+QList<CSplitterFrame*> CMainFrame::frames() const {
+    return area_->findChildren<CSplitterFrame*>();
+}
+
+bool CMainFrame::isAnyWaiting() const {
+    const auto all = frames();
+    return std::any_of(all.begin(), all.end(), [](const CSplitterFrame* frame) { return frame->isWaiting(); });
+}
+
+void CMainFrame::activated(QMdiSubWindow*) {
+    CSplitterFrame* now = activeFrame();
+    if (now == lastActive_) {
+        return;
+    }
+    if (lastActive_ != nullptr) {
+        lastActive_->setFrameActive(false);
+    }
+    if (now != nullptr) {
+        now->setFrameActive(true);
+    }
+    // At the start the title says the program's name alone; from the next change on also the document's.
+    const bool first = !started_ && now != nullptr;
+    started_ = started_ || now != nullptr;
+    lastActive_ = now;
+    showTitle(now != nullptr && !first);
+    refresh();
+}
+
+void CMainFrame::showTitle(bool withDocument) {
+    title_ = withDocument ? QString("%1 - [%2]").arg(kTitle, CCalvaneDoc::kTitle) : QString(kTitle);
+    setWindowTitle(title_);
+}
+
+void CMainFrame::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    // A maximized document window writes its own title into this one.
+    if (event->type() == QEvent::WindowTitleChange && windowTitle() != title_) {
+        setWindowTitle(title_);
+    }
+}
+
+bool CMainFrame::event(QEvent* event) {
+    if (event->type() == QEvent::StatusTip) {
+        statusBar_->setPrompt(static_cast<QStatusTipEvent*>(event)->tip());
+        return true;
+    }
+    return QMainWindow::event(event);
+}
+
+void CMainFrame::refresh() {
+    CSplitterFrame* frame = activeFrame();
+    if ((frame != nullptr) != documentMenus_) {
+        showMenus(frame != nullptr);
+    }
+    for (const CommandInfo& info : commandTable()) {
+        const bool available =
+            !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
+        actions_[info.id]->setEnabled(available);
+    }
+    statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);
+    statusBar_->showKeyboardLocks();
+}
+
+void CMainFrame::runCommand(CommandId id) {
+    // No key and no click comes here while a command waits, but a screen reader's request may.
+    const bool asksNothing = id == CommandId::Exit || id == CommandId::ViewToolbar || id == CommandId::ViewStatusBar;
+    if (isAnyWaiting() && !asksNothing) {
+        return;
+    }
+    if (isDocumentCommand(id)) {
+        CSplitterFrame* frame = activeFrame();
+        if (frame != nullptr && actions_[id]->isEnabled()) {
+            frame->runCommand(id);
+        }
+        refresh();
+        return;
+    }
+    switch (id) {
+    case CommandId::New:
+        emit newRequested();
+        break;
+    case CommandId::Open:
+        emit openRequested();
+        break;
+    case CommandId::About:
+        CAboutDlg(this).exec();
+        break;
+    case CommandId::Exit:
+        close();
+        break;
+    case CommandId::ViewToolbar:
+        toolbar_->setVisible(actions_[id]->isChecked());
+        break;
+    case CommandId::ViewStatusBar:
+        statusBar_->setVisible(actions_[id]->isChecked());
+        break;
+    default:
+        break;
+    }
+}
+
+void CMainFrame::restorePlaces() {
+    QSettings settings;
+    resize(kFirstSize);
+    restoreGeometry(settings.value("frame/geometry").toByteArray());
+    // Another screen or scale may have less room than the window had.
+    const QRect room = screen()->availableGeometry();
+    resize(size().boundedTo(room.size() - QSize(kFrameRoom, kFrameRoom)));
+    if (!room.contains(geometry())) {
+        move(room.center() - rect().center());
+    }
+    restoreState(settings.value("frame/bars").toByteArray());
+    statusBar_->setVisible(settings.value("frame/statusBar", true).toBool());
+    actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden());
+    actions_[CommandId::ViewStatusBar]->setChecked(!statusBar_->isHidden());
+}
+
+void CMainFrame::savePlaces() {
+    QSettings settings;
+    settings.setValue("frame/geometry", saveGeometry());
+    settings.setValue("frame/bars", saveState());
+    settings.setValue("frame/statusBar", !statusBar_->isHidden());
+}
+
+void CMainFrame::closeEvent(QCloseEvent* event) {
+    event->ignore(); // the window goes when the documents have gone
+    end_->request();
+}

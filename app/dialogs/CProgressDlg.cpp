@@ -13,8 +13,8 @@ constexpr int kBarId = 1015;
 constexpr int kTextId = 1016;
 
 constexpr std::array<DialogControl, 2> kControls{{
-    {kTextId, ControlKind::Edit, "", 7, 7, 280, 14, kReadOnly},
-    {kBarId, ControlKind::ProgressBar, "", 7, 29, 280, 21},
+    {kTextId, ControlKind::kEdit, "", 7, 7, 280, 14, kReadOnly},
+    {kBarId, ControlKind::kProgressBar, "", 7, 29, 280, 21},
 }};
 constexpr DialogTemplate kTemplate{137, "Reading NV From Phone", 294, 66, kControls};
 

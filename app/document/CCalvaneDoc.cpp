@@ -1,16 +1,29 @@
 #include "app/document/CCalvaneDoc.h"
 
 #include "app/document/ConfigurationFile.h"
+#include "app/document/LoadedDate.h"
+#include "app/document/MoxWriteForm.h"
+#include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Trace.h"
 #include "platform/kernel/WholeFile.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <ctime>
 #include <numeric>
+#include <sstream>
 
 namespace {
 
 constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
+constexpr const char* kNoDateChanged = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file";
+constexpr const char* kNoDateListed = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file!!";
+
+bool isPipe(const std::filesystem::path& path) {
+    std::error_code ignored;
+    return std::filesystem::is_fifo(path, ignored);
+}
 
 } // namespace
 
@@ -22,7 +35,7 @@ CCalvaneDoc::CCalvaneDoc(UserInterface& userInterface, std::filesystem::path pro
     if (error) {
         kernel::logError("CCalvaneDoc: can't change to " + programDirectory_.string() + ": " + error.message());
     }
-    loadDecoderRing();
+    runBusy([this] { catalog_->loadDecoderRingFile(kDecoderRingFileName); });
     readConfiguration();
 }
 
@@ -36,17 +49,9 @@ CCalvaneDoc::~CCalvaneDoc() {
     }
 }
 
-void CCalvaneDoc::loadDecoderRing() {
-    runBusy([this] { catalog_->loadDecoderRingFile(kDecoderRingFileName); });
-}
-
-std::filesystem::path CCalvaneDoc::configurationFile() const {
-    return programDirectory_ / kConfigurationFileName;
-}
-
 void CCalvaneDoc::readConfiguration() {
     try {
-        comPort_ = readConfiguredComPort(configurationFile());
+        comPort_ = readConfiguredComPort(programDirectory_ / kConfigurationFileName);
     } catch (const std::system_error& error) {
         comPort_ = kDefaultComPort;
         reportConfigurationFailure(error);
@@ -54,12 +59,11 @@ void CCalvaneDoc::readConfiguration() {
 }
 
 void CCalvaneDoc::writeConfiguration() const {
-    writeConfiguredComPort(configurationFile(), comPort_);
+    writeConfiguredComPort(programDirectory_ / kConfigurationFileName, comPort_);
 }
 
 void CCalvaneDoc::reportConfigurationFailure(const std::system_error& error) {
-    userInterface_.showMessage("Couldn't open CalvaneConfig.ini for writing " + std::to_string(error.code().value()),
-                               "Calvane", MessageIcon::kExclamation);
+    showWarning("Couldn't open CalvaneConfig.ini for writing " + std::to_string(error.code().value()));
 }
 
 bool CCalvaneDoc::openDocument(const std::filesystem::path& path) {
@@ -68,32 +72,17 @@ bool CCalvaneDoc::openDocument(const std::filesystem::path& path) {
         path_ = path;
         return true;
     } catch (const std::runtime_error& error) {
-        userInterface_.showMessage(std::string("Couldn't open ") + error.what(), "Calvane", MessageIcon::kExclamation);
+        showWarning(std::string("Couldn't open ") + error.what());
         return false;
     }
 }
 
 bool CCalvaneDoc::saveDocument() {
     try {
-        if (!looksLikePortFile(path_)) {
-            userInterface_.showMessage(path_.string() + " holds more than the name of a port, so it stays as it is.",
-                                       "Calvane", MessageIcon::kExclamation);
-            return false;
-        }
-        if (!isPortName(comPort_)) {
-            userInterface_.showMessage("'" + comPort_ + "' can't be kept in a file: a port's name has at most 64 " +
-                                           "characters, all printable ones of ASCII.",
-                                       "Calvane", MessageIcon::kExclamation);
-            return false;
-        }
-        const kernel::WholeFileResult result = kernel::writeWholeFile(path_, comPort_ + "\n");
-        if (result.succeeded()) {
-            return true;
-        }
-        throw std::system_error(result.openError != 0 ? result.openError : result.writeError, std::generic_category());
-    } catch (const std::system_error& error) {
-        userInterface_.showMessage("Couldn't write " + path_.string() + ": " + error.code().message(), "Calvane",
-                                   MessageIcon::kExclamation);
+        replaceComPortOf(path_, comPort_);
+        return true;
+    } catch (const std::runtime_error& error) {
+        showWarning(error.what());
         return false;
     }
 }
@@ -164,6 +153,10 @@ void CCalvaneDoc::runWaiting(const std::function<void()>& work) {
 
 void CCalvaneDoc::showFailure(const std::exception& failure, const char* caption) {
     userInterface_.showMessage(failure.what(), caption, MessageIcon::kError);
+}
+
+void CCalvaneDoc::showWarning(const std::string& text) {
+    userInterface_.showMessage(text, "Calvane", MessageIcon::kExclamation);
 }
 
 void CCalvaneDoc::replaceItems(std::vector<NvItem> items) {
@@ -291,9 +284,124 @@ void CCalvaneDoc::sortItems(bool alphabetical) {
     updateAllViews();
 }
 
-void CCalvaneDoc::storeItemData(std::size_t index, const std::string& values) {
-    NvItem item = nvItems_.at(index); // a copy, as texts before one that doesn't fit are stored at once
+void CCalvaneDoc::setItemData(std::size_t position, const std::string& values) {
+    NvItem item = nvItems_.at(position); // a copy, as texts before one that doesn't fit are stored at once
     item.setData(values);
-    nvItems_[index] = std::move(item);
+    nvItems_[position] = std::move(item);
+}
+
+void CCalvaneDoc::storeItemData(std::size_t index, const std::string& values) {
+    setItemData(index, values);
     changedItems_.insert(index);
+}
+
+void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const char* failureCaption) {
+    const std::string stamp = std::to_string(loadedDateStamp(std::time(nullptr)));
+    const std::size_t listed = positionOf(kLoadedDateItem);
+    if (listed < nvItems_.size()) {
+        setItemData(listed, stamp);
+        if (&items != &nvItems_) {
+            items.push_back(nvItems_[listed]);
+        }
+        return;
+    }
+    std::optional<NvItem> item;
+    try {
+        item = catalog_->getSupportedNvItem(std::string(kLoadedDateItem));
+    } catch (const Calvane::Exception& failure) {
+        // The write goes on afterwards; while the user reads, nothing is busy.
+        userInterface_.endBusyCursor();
+        showFailure(failure, failureCaption);
+        userInterface_.beginBusyCursor();
+        return;
+    }
+    item->setData(stamp);
+    items.push_back(std::move(*item));
+}
+
+void CCalvaneDoc::writeToPhone(const std::vector<NvItem>& items) {
+    runWaiting([&] { catalog_->writeToPhone(comPort_, items, false, nullptr); });
+}
+
+void CCalvaneDoc::writeChangedToPhone() {
+    if (changedItems_.empty()) {
+        return;
+    }
+    runBusy([this] {
+        std::vector<NvItem> items;
+        for (const std::size_t position : changedItems_) {
+            items.push_back(nvItems_[position]);
+        }
+        addStampedItem(items, kNoDateChanged);
+        writeToPhone(items);
+    });
+}
+
+void CCalvaneDoc::writeListedToPhone() {
+    if (nvItems_.empty()) {
+        return;
+    }
+    runBusy([this] {
+        addStampedItem(nvItems_, kNoDateListed);
+        writeToPhone(nvItems_);
+    });
+}
+
+void CCalvaneDoc::writePendingToPhone() {
+    runBusy([this] {
+        addStampedItem(pendingWrite_, kNoDateListed);
+        writeToPhone(pendingWrite_);
+    });
+    // Also after a failure: an item that the phone refuses would else stand before every later one.
+    pendingWrite_.clear();
+}
+
+bool CCalvaneDoc::writeItem(const std::string& name, const std::string& values) {
+    const std::size_t position = positionOf(name);
+    if (position == nvItems_.size()) {
+        return false;
+    }
+    setItemData(position, values);
+    pendingWrite_.push_back(nvItems_[position]);
+    writePendingToPhone();
+    return true;
+}
+
+void CCalvaneDoc::writeListedToMoxFile() {
+    const auto properties = userInterface_.askFileProperties();
+    if (!properties) {
+        return;
+    }
+    fileName_ = properties->fileName;
+    if (fileName_.empty()) {
+        return;
+    }
+    const MoxWriteForm form = chooseMoxWriteForm(*properties);
+    runBusy([&] { runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); });
+}
+
+void CCalvaneDoc::writeListedToText() {
+    const auto path =
+        userInterface_.askFileToSave({"Save", "Text File ( *.txt )|*.txt|All Files ( *.* )|*.*||", "txt"});
+    if (!path) {
+        return;
+    }
+    kernel::WholeFileResult result;
+    const auto writeFile = [&] {
+        if (isPipe(*path)) {
+            result.openError = EINVAL; // without a reader it would keep the program waiting
+            return;
+        }
+        std::ostringstream text;
+        items::writeTextExport(text, nvItems_);
+        result = kernel::writeWholeFile(*path, text.view());
+    };
+    if (!runGuarded([&] { runWaiting(writeFile); })) {
+        return;
+    }
+    if (result.openError != 0) {
+        showWarning("Couldn't open text file for writing " + std::to_string(result.openError));
+    } else if (result.writeError != 0) {
+        showWarning("Couldn't write the whole text file " + *path + ": " + std::to_string(result.writeError));
+    }
 }

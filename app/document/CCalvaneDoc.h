@@ -115,10 +115,8 @@ public:
     const std::string& fileName() const { return fileName_; }
 
 private:
-    void loadDecoderRing();
     void readConfiguration();
     void reportConfigurationFailure(const std::system_error& error);
-    std::filesystem::path configurationFile() const;
 
     /// Runs `command`; shows what it throws, and answers whether it went through.
     bool runGuarded(const std::function<void()>& command);
@@ -127,6 +125,7 @@ private:
     /// Runs `work` while the windows paint; isWaiting() meanwhile. Throws what it throws.
     void runWaiting(const std::function<void()>& work);
     void showFailure(const std::exception& failure, const char* caption = kExceptionCaption);
+    void showWarning(const std::string& text);
     void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
     void replaceItems(std::vector<NvItem> items);
     /// To this document's own views, whichever window is active by then.
@@ -134,12 +133,11 @@ private:
 
     /// The position in nvItems_ of the first item named `name`; the list's size where there is none.
     std::size_t positionOf(std::string_view name) const;
-    /// The catalog's loaded-date item with the stamp; nullopt, after a message, where the catalog has none.
-    std::optional<NvItem> stampedCatalogItem(const std::string& stamp, const char* failureCaption);
-    /// Puts the stamp into the list's item at `position`, which keeps its data if it has not just that one sub-field.
-    void stampListedItem(std::size_t position, const std::string& stamp);
-    /// Adds the loaded-date item with the stamp to `items`: the list's, which is stamped too, or else the catalog's.
-    void addStampedItem(std::vector<NvItem>& items, const std::string& stamp, const char* failureCaption);
+    /// Gives an item of the list these values, or leaves it as it was: then throws Calvane::Exception.
+    void setItemData(std::size_t position, const std::string& values);
+    /// Stamps the list's loaded-date item and adds it to `items`, which may be the list itself. Where the list has
+    /// none, adds the catalog's with the stamp; where that has none either, shows a message.
+    void addStampedItem(std::vector<NvItem>& items, const char* failureCaption);
     void writeToPhone(const std::vector<NvItem>& items);
 
     UserInterface& userInterface_;

@@ -1,7 +1,5 @@
 #include "app/document/ItemSearch.h"
 
-#include "app/document/ItemLine.h"
-
 #include <algorithm>
 
 namespace {
@@ -47,6 +45,10 @@ std::optional<std::size_t> findInNames(std::span<const NvItem> items, std::strin
 }
 
 } // namespace
+
+std::string itemLine(const NvItem& item) {
+    return std::to_string(item.getId()) + "\t" + item.getName();
+}
 
 std::optional<std::size_t> findItem(std::span<const NvItem> items, std::string_view query) {
     std::string upperQuery(query);

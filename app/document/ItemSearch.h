@@ -5,7 +5,11 @@
 #include <cstddef>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
+
+/// The line under which lists show an item: its number, a tab, its name.
+std::string itemLine(const NvItem& item);
 
 /// The position of the item that a search for `query` finds; nullopt for none. Letters of `query` count as upper case.
 ///

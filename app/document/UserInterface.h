@@ -1,7 +1,5 @@
 #pragma once
 
-#include "app/document/FileProperties.h"
-#include "app/document/FileQuestion.h"
 #include "engine/NvItem.h"
 
 #include <functional>
@@ -13,6 +11,30 @@ enum class MessageIcon { kNone, kExclamation, kError };
 
 /// The caption of messages that say what an exception says.
 inline constexpr const char* kExceptionCaption = "Exception Thrown!!";
+
+/// One dialog that asks for a file's path.
+struct FileQuestion {
+    std::string title;   ///< empty: the platform's own
+    std::string filters; ///< text, pattern, text, pattern, each followed by "|"; one more "|" at the end
+    /// Given to a name that is typed without one; no dot. Its first three characters count, as the platform for which
+    /// the texts were made takes no more.
+    std::string extension;
+};
+
+/// What an optional field of a calibration file's properties says while nobody has filled it in.
+inline constexpr const char* kOptionalPlaceholder = "<Optional>";
+
+/// The properties that the user gives a calibration file, as typed. A field that holds exactly the placeholder was not
+/// given; an empty one was.
+struct FileProperties {
+    std::string fileName;
+    std::string phoneModelId = kOptionalPlaceholder;
+    std::string esn = kOptionalPlaceholder;
+    std::string nvMajorVersion = kOptionalPlaceholder;
+    std::string nvMinorVersion = kOptionalPlaceholder;
+    std::string softwareVersion = kOptionalPlaceholder;
+    std::string clientName = kOptionalPlaceholder;
+};
 
 /// All that a document asks of the windows around it. The windows implement it with real dialogs, tests with a script.
 ///

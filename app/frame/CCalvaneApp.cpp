@@ -5,11 +5,16 @@
 #include "app/document/ConfigurationFile.h"
 #include "app/frame/CMainFrame.h"
 #include "app/frame/CSplitterFrame.h"
-#include "app/resources/Resources.h"
 
 #include <QFileInfo>
 #include <QIcon>
 #include <QSettings>
+
+/// Makes the pictures available as ":/calvane/...". Expands to a declaration of the global namespace, and is called by
+/// name, as a static library's resources are not linked otherwise.
+static void initResources() {
+    Q_INIT_RESOURCE(calvane);
+}
 
 namespace {
 

@@ -1,22 +1,23 @@
 #include "app/frame/CMainFrame.h"
 
-#include "app/dialogs/CAboutDlg.h"
+#include "app/dialogs/DialogTemplate.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/MainStatusBar.h"
-#include "app/frame/ProgramEnd.h"
+#include "app/frame/Shutdown.h"
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFile>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QScreen>
 #include <QSettings>
 #include <QToolBar>
-#include <algorithm>
 #include <utility>
 
 namespace {
@@ -29,46 +30,56 @@ QString text(std::string_view view) {
     return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
 }
 
-bool isDocumentCommand(CommandId id) {
-    const auto table = commandTable();
-    return std::any_of(table.begin(), table.end(),
-                       [id](const CommandInfo& info) { return info.id == id && info.needsDocument; });
+constexpr int kIconId = 128;
+constexpr int kVersionId = 1020;
+
+constexpr DialogControl kAboutControls[] = {
+    {kIconId, ControlKind::kIcon, "", 11, 17, 21, 20},
+    {kVersionId, ControlKind::kStaticText, "Calvane Version 1.4.34", 45, 23, 119, 8},
+    {kIdOk, ControlKind::kDefaultButton, "OK", 174, 98, 50, 14},
+};
+constexpr DialogTemplate kAboutTemplate{100, "About Calvane", 231, 119, kAboutControls};
+
+void showAbout(QWidget* owner) {
+    TemplateDialog dialog(kAboutTemplate, owner);
+    dialog.item<QLabel>(kIconId).setPixmap(QApplication::windowIcon().pixmap({32, 32}, owner->devicePixelRatioF()));
+    dialog.exec();
 }
 
 } // namespace
 
 CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle),
-      statusBar_(new MainStatusBar(this)), end_(new ProgramEnd(*this)) {
+      statusBar_(new MainStatusBar(this)), shutdown_(new Shutdown(*this)) {
     setObjectName("frame_128");
     setCentralWidget(area_);
     setStatusBar(statusBar_);
     makeActions();
-    makeEditActions();
+    makeKeys();
     makeToolbar();
     showMenus(false);
     setWindowTitle(kTitle);
     restorePlaces();
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
-    connect(end_, &ProgramEnd::putOff, statusBar_,
+    connect(shutdown_, &Shutdown::postponed, statusBar_,
             [this] { statusBar_->setNotice("Calvane closes when the running command has ended."); });
-    connect(end_, &ProgramEnd::begun, this, [this] {
+    connect(shutdown_, &Shutdown::started, this, [this] {
         savePlaces();
         disconnect(area_, nullptr, this, nullptr);
     });
-    connect(end_, &ProgramEnd::ended, this, &CMainFrame::closed);
+    connect(shutdown_, &Shutdown::finished, this, &CMainFrame::closed);
     // What the panes show is compared and brought up to date whenever there is nothing else to do.
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
-    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, end_,
-            &ProgramEnd::beginIfAsked);
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, shutdown_,
+            &Shutdown::startIfRequested);
     refresh();
 }
 
 CMainFrame::~CMainFrame() {
     disconnect(QAbstractEventDispatcher::instance(), nullptr, this, nullptr);
-    disconnect(QAbstractEventDispatcher::instance(), nullptr, end_, nullptr);
+    disconnect(QAbstractEventDispatcher::instance(), nullptr, shutdown_, nullptr);
     disconnect(area_, nullptr, this, nullptr);
-    qDeleteAll(frames());
+    qDeleteAll(CSplitterFrame::allIn(*this));
 }
 
 void CMainFrame::makeActions() {
@@ -88,52 +99,35 @@ void CMainFrame::makeActions() {
         actions_[info.id] = action;
         addAction(action);
     }
-    actions_[CommandId::New]->setShortcut(QKeySequence("Ctrl+N"));
-    actions_[CommandId::Open]->setShortcut(QKeySequence("Ctrl+O"));
-    for (const CommandId id : {CommandId::ViewToolbar, CommandId::ViewStatusBar}) {
+    actions_[CommandId::kNew]->setShortcut(QKeySequence("Ctrl+N"));
+    actions_[CommandId::kOpen]->setShortcut(QKeySequence("Ctrl+O"));
+    for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {
         actions_[id]->setCheckable(true);
         actions_[id]->setChecked(true);
     }
 }
 
-void CMainFrame::makeEditActions() {
-    // Edit boxes take most of these keys themselves while they have the focus; what they leave comes here.
-    const auto addKeys = [this](const char* name, const QStringList& keys, const char* slot) {
+void CMainFrame::makeKeys() {
+    const auto addKeys = [this](const char* name, const QList<QKeySequence>& keys, const auto& run) {
         auto* action = new QAction(this);
         action->setObjectName(name);
-        QList<QKeySequence> sequences;
-        for (const QString& key : keys) {
-            sequences << QKeySequence(key);
-        }
-        action->setShortcuts(sequences);
-        connect(action, &QAction::triggered, this, [slot] {
-            QWidget* target = QApplication::focusWidget();
-            if (target != nullptr && target->metaObject()->indexOfSlot((QByteArray(slot) + "()").constData()) >= 0) {
-                QMetaObject::invokeMethod(target, slot);
-            }
-        });
+        action->setShortcuts(keys);
+        connect(action, &QAction::triggered, this, run);
         addAction(action);
     };
-    addKeys("edit_undo", {"Ctrl+Z", "Alt+Backspace"}, "undo");
-    addKeys("edit_cut", {"Ctrl+X", "Shift+Del"}, "cut");
-    addKeys("edit_copy", {"Ctrl+C", "Ctrl+Ins"}, "copy");
-    addKeys("edit_paste", {"Ctrl+V", "Shift+Ins"}, "paste");
-
-    auto* save = new QAction(this);
-    save->setObjectName("file_save");
-    save->setShortcut(QKeySequence("Ctrl+S"));
-    connect(save, &QAction::triggered, this, &CMainFrame::saveRequested);
-    addAction(save);
-
-    auto* pane = new QAction(this); // of two panes the next is also the previous one
-    pane->setObjectName("pane_switch");
-    pane->setShortcuts({QKeySequence("F6"), QKeySequence("Shift+F6")});
-    connect(pane, &QAction::triggered, this, [this] {
+    // Edit boxes know the other keys of the standard set.
+    addKeys("edit_undo", {QKeySequence("Alt+Backspace")}, [] {
+        if (auto* box = qobject_cast<QLineEdit*>(QApplication::focusWidget())) {
+            box->undo();
+        }
+    });
+    addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
+    // Of two panes the next is also the previous one.
+    addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
         if (CSplitterFrame* frame = activeFrame()) {
             frame->switchPane();
         }
     });
-    addAction(pane);
 }
 
 void CMainFrame::makeToolbar() {
@@ -149,8 +143,8 @@ void CMainFrame::makeToolbar() {
             toolbar_->addAction(actions_[id]);
         }
     }
-    connect(toolbar_, &QToolBar::visibilityChanged, actions_[CommandId::ViewToolbar],
-            [this] { actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden()); });
+    connect(toolbar_, &QToolBar::visibilityChanged, actions_[CommandId::kViewToolbar],
+            [this] { actions_[CommandId::kViewToolbar]->setChecked(!toolbar_->isHidden()); });
 }
 
 void CMainFrame::showMenus(bool forDocument) {
@@ -197,14 +191,14 @@ void CMainFrame::fillMenu(QMenu* menu, const MenuInfo& info) {
 void CMainFrame::fillRecentFiles(QMenu* menu) {
     if (recentFiles_.isEmpty()) {
         QAction* none = menu->addAction("Recent File");
-        none->setProperty("commandId", static_cast<int>(CommandId::RecentFiles));
+        none->setProperty("commandId", static_cast<int>(CommandId::kRecentFiles));
         none->setEnabled(false);
     }
     for (qsizetype i = 0; i < recentFiles_.size(); ++i) {
         const QString path = recentFiles_[i];
         QString shown = path;
         QAction* file = menu->addAction(QString("&%1 %2").arg(i + 1).arg(shown.replace('&', "&&")));
-        const int id = static_cast<int>(CommandId::RecentFiles) + static_cast<int>(i);
+        const int id = static_cast<int>(CommandId::kRecentFiles) + static_cast<int>(i);
         file->setObjectName("cmd_" + QString::number(id));
         file->setProperty("commandId", id);
         connect(file, &QAction::triggered, this, [this, path] { emit recentRequested(path); });
@@ -234,8 +228,8 @@ CSplitterFrame* CMainFrame::addDocument() {
         return nullptr;
     }
     connect(frame, &CSplitterFrame::stateChanged, this, &CMainFrame::refresh);
-    connect(frame, &CSplitterFrame::readEnded, end_, &ProgramEnd::goOn);
-    connect(frame, &QObject::destroyed, end_, &ProgramEnd::goOn);
+    connect(frame, &CSplitterFrame::readEnded, shutdown_, &Shutdown::finishIfIdle);
+    connect(frame, &QObject::destroyed, shutdown_, &Shutdown::finishIfIdle);
     connect(frame, &QObject::destroyed, this, &CMainFrame::refresh, Qt::QueuedConnection);
     area_->addSubWindow(frame);
     frame->showMaximized();
@@ -248,15 +242,6 @@ CSplitterFrame* CMainFrame::activeFrame() const {
     // A window that was closed while it read is hidden until its read has ended, and takes no more commands.
     auto* frame = qobject_cast<CSplitterFrame*>(area_->currentSubWindow());
     return frame != nullptr && frame->isClosing() ? nullptr : frame;
-}
-
-QList<CSplitterFrame*> CMainFrame::frames() const {
-    return area_->findChildren<CSplitterFrame*>();
-}
-
-bool CMainFrame::isAnyWaiting() const {
-    const auto all = frames();
-    return std::any_of(all.begin(), all.end(), [](const CSplitterFrame* frame) { return frame->isWaiting(); });
 }
 
 void CMainFrame::activated(QMdiSubWindow*) {
@@ -315,38 +300,34 @@ void CMainFrame::refresh() {
 
 void CMainFrame::runCommand(CommandId id) {
     // No key and no click comes here while a command waits, but a screen reader's request may.
-    const bool asksNothing = id == CommandId::Exit || id == CommandId::ViewToolbar || id == CommandId::ViewStatusBar;
-    if (isAnyWaiting() && !asksNothing) {
-        return;
-    }
-    if (isDocumentCommand(id)) {
-        CSplitterFrame* frame = activeFrame();
-        if (frame != nullptr && actions_[id]->isEnabled()) {
-            frame->runCommand(id);
-        }
-        refresh();
+    const bool asksNothing = id == CommandId::kExit || id == CommandId::kViewToolbar || id == CommandId::kViewStatusBar;
+    if (CSplitterFrame::isAnyWaiting(*this) && !asksNothing) {
         return;
     }
     switch (id) {
-    case CommandId::New:
+    case CommandId::kNew:
         emit newRequested();
         break;
-    case CommandId::Open:
+    case CommandId::kOpen:
         emit openRequested();
         break;
-    case CommandId::About:
-        CAboutDlg(this).exec();
+    case CommandId::kAbout:
+        showAbout(this);
         break;
-    case CommandId::Exit:
+    case CommandId::kExit:
         close();
         break;
-    case CommandId::ViewToolbar:
+    case CommandId::kViewToolbar:
         toolbar_->setVisible(actions_[id]->isChecked());
         break;
-    case CommandId::ViewStatusBar:
+    case CommandId::kViewStatusBar:
         statusBar_->setVisible(actions_[id]->isChecked());
         break;
     default:
+        if (CSplitterFrame* frame = activeFrame(); frame != nullptr && actions_[id]->isEnabled()) {
+            frame->runCommand(id);
+        }
+        refresh();
         break;
     }
 }
@@ -363,8 +344,8 @@ void CMainFrame::restorePlaces() {
     }
     restoreState(settings.value("frame/bars").toByteArray());
     statusBar_->setVisible(settings.value("frame/statusBar", true).toBool());
-    actions_[CommandId::ViewToolbar]->setChecked(!toolbar_->isHidden());
-    actions_[CommandId::ViewStatusBar]->setChecked(!statusBar_->isHidden());
+    actions_[CommandId::kViewToolbar]->setChecked(!toolbar_->isHidden());
+    actions_[CommandId::kViewStatusBar]->setChecked(!statusBar_->isHidden());
 }
 
 void CMainFrame::savePlaces() {
@@ -376,5 +357,5 @@ void CMainFrame::savePlaces() {
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
     event->ignore(); // the window goes when the documents have gone
-    end_->request();
+    shutdown_->request();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/frame/CommandIds.h"
+#include "app/frame/CommandTable.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -9,7 +9,7 @@
 
 class CSplitterFrame;
 class MainStatusBar;
-class ProgramEnd;
+class Shutdown;
 class QMdiArea;
 class QMdiSubWindow;
 class QMenu;
@@ -30,10 +30,6 @@ public:
     CSplitterFrame* addDocument();
     /// The window that commands go to; null where there is none.
     CSplitterFrame* activeFrame() const;
-    /// All document windows, those included that go as soon as their read has ended.
-    QList<CSplitterFrame*> frames() const;
-    /// Whether a command of any document waits for a phone or a disk. No other command begins then.
-    bool isAnyWaiting() const;
 
     QAction* action(CommandId id) const;
     void runCommand(CommandId id);
@@ -59,7 +55,7 @@ protected:
 
 private:
     void makeActions();
-    void makeEditActions();
+    void makeKeys();
     void makeToolbar();
     void showMenus(bool forDocument);
     void fillMenu(QMenu* menu, const MenuInfo& info);
@@ -79,5 +75,5 @@ private:
     MainStatusBar* statusBar_;
     bool documentMenus_ = false;
     bool started_ = false;
-    ProgramEnd* end_; ///< a child
+    Shutdown* shutdown_;
 };

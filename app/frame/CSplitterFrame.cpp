@@ -11,6 +11,7 @@
 #include <QCloseEvent>
 #include <QMdiArea>
 #include <QSplitter>
+#include <algorithm>
 
 namespace {
 
@@ -29,27 +30,31 @@ void makeOrReport(QWidget* owner, const char* message, Make make) {
 }
 
 /// When a command makes the list the active pane before it runs, so that the editor stores what was typed into it.
-enum class Leaves { kNothing, kEditor, kAlways };
+enum class ActivateList { kNever, kIfEditing, kAlways };
 
 struct DocumentCommand {
     CommandId id;
-    Leaves leaves;
+    ActivateList activateList;
     void (*run)(CCalvaneDoc& document);
 };
 
 constexpr DocumentCommand kDocumentCommands[] = {
-    {CommandId::ReadFromMox, Leaves::kNothing, [](CCalvaneDoc& document) { document.readFromMoxFile(); }},
-    {CommandId::ReadSupportedItems, Leaves::kNothing, [](CCalvaneDoc& document) { document.readSupportedItems(); }},
-    {CommandId::WriteChangedToPhone, Leaves::kEditor, [](CCalvaneDoc& document) { document.writeChangedToPhone(); }},
-    {CommandId::WriteListedToPhone, Leaves::kEditor, [](CCalvaneDoc& document) { document.writeListedToPhone(); }},
-    {CommandId::WriteListedToMox, Leaves::kAlways, [](CCalvaneDoc& document) { document.writeListedToMoxFile(); }},
-    {CommandId::WriteListedToText, Leaves::kAlways, [](CCalvaneDoc& document) { document.writeListedToText(); }},
-    {CommandId::CustomizedList, Leaves::kNothing, [](CCalvaneDoc& document) { document.customizeList(); }},
-    {CommandId::SortByIdNumber, Leaves::kNothing, [](CCalvaneDoc& document) { document.sortItems(false); }},
-    {CommandId::SortAlphabetical, Leaves::kNothing, [](CCalvaneDoc& document) { document.sortItems(true); }},
-    {CommandId::ResetPhone, Leaves::kNothing, [](CCalvaneDoc& document) { document.resetPhone(); }},
-    {CommandId::OfflineMode, Leaves::kNothing, [](CCalvaneDoc& document) { document.setPhoneOffline(); }},
-    {CommandId::Comport, Leaves::kNothing, [](CCalvaneDoc& document) { document.chooseComPort(); }},
+    {CommandId::kReadFromMox, ActivateList::kNever, [](CCalvaneDoc& document) { document.readFromMoxFile(); }},
+    {CommandId::kReadSupportedItems, ActivateList::kNever,
+     [](CCalvaneDoc& document) { document.readSupportedItems(); }},
+    {CommandId::kWriteChangedToPhone, ActivateList::kIfEditing,
+     [](CCalvaneDoc& document) { document.writeChangedToPhone(); }},
+    {CommandId::kWriteListedToPhone, ActivateList::kIfEditing,
+     [](CCalvaneDoc& document) { document.writeListedToPhone(); }},
+    {CommandId::kWriteListedToMox, ActivateList::kAlways,
+     [](CCalvaneDoc& document) { document.writeListedToMoxFile(); }},
+    {CommandId::kWriteListedToText, ActivateList::kAlways, [](CCalvaneDoc& document) { document.writeListedToText(); }},
+    {CommandId::kCustomizedList, ActivateList::kNever, [](CCalvaneDoc& document) { document.customizeList(); }},
+    {CommandId::kSortByIdNumber, ActivateList::kNever, [](CCalvaneDoc& document) { document.sortItems(false); }},
+    {CommandId::kSortAlphabetical, ActivateList::kNever, [](CCalvaneDoc& document) { document.sortItems(true); }},
+    {CommandId::kResetPhone, ActivateList::kNever, [](CCalvaneDoc& document) { document.resetPhone(); }},
+    {CommandId::kOfflineMode, ActivateList::kNever, [](CCalvaneDoc& document) { document.setPhoneOffline(); }},
+    {CommandId::kComport, ActivateList::kNever, [](CCalvaneDoc& document) { document.chooseComPort(); }},
 };
 
 } // namespace
@@ -67,6 +72,14 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
         throw;
     }
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* to) { focusMoved(to); });
+}
+
+bool CSplitterFrame::isAnyBusy(const QWidget& mainWindow) {
+    return std::ranges::any_of(allIn(mainWindow), &CSplitterFrame::isBusy);
+}
+
+bool CSplitterFrame::isAnyWaiting(const QWidget& mainWindow) {
+    return std::ranges::any_of(allIn(mainWindow), &CSplitterFrame::isWaiting);
 }
 
 CSplitterFrame::~CSplitterFrame() {
@@ -169,11 +182,11 @@ void CSplitterFrame::readFromPhone() {
 }
 
 void CSplitterFrame::runCommand(CommandId command) {
-    if (command == CommandId::ReadFromPhone) {
+    if (command == CommandId::kReadFromPhone) {
         readFromPhone();
-    } else if (command == CommandId::Search) {
+    } else if (command == CommandId::kSearch) {
         list_->search();
-    } else if (command == CommandId::HelpTopic) {
+    } else if (command == CommandId::kHelpTopic) {
         showHelp();
     } else {
         runDocumentCommand(command);
@@ -189,10 +202,11 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
             continue;
         }
         const bool editing = document_->activeEditor() == "NvParam";
-        if (known.leaves == Leaves::kAlways || (known.leaves == Leaves::kEditor && editing)) {
+        if (known.activateList == ActivateList::kAlways ||
+            (known.activateList == ActivateList::kIfEditing && editing)) {
             makeListActive();
         }
-        if (command == CommandId::ReadSupportedItems) {
+        if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
         known.run(*document_);

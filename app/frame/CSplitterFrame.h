@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/document/CCalvaneDoc.h"
-#include "app/frame/CommandIds.h"
+#include "app/frame/CommandTable.h"
 
 #include <QMdiSubWindow>
 
@@ -18,7 +18,7 @@ class QtUserInterface;
 /// isBusy()  isWaiting()  runs               may begin                  closing the window
 /// false     false        nothing            every command              closes it
 /// true      false        a read beside it   what a read does not bar   cancels the read first
-/// any       true         a command          nothing, in no window      refused (see ProgramEnd)
+/// any       true         a command          nothing, in no window      refused (see Shutdown)
 class CSplitterFrame : public QMdiSubWindow {
     Q_OBJECT
 public:
@@ -32,6 +32,14 @@ public:
     CCalvaneDoc& document() { return *document_; }
     /// Whether a read from the phone runs.
     bool isBusy() const { return busy_; }
+
+    /// All document windows in `mainWindow`, those included that go as soon as their read has ended.
+    static QList<CSplitterFrame*> allIn(const QWidget& mainWindow) {
+        return mainWindow.findChildren<CSplitterFrame*>();
+    }
+    static bool isAnyBusy(const QWidget& mainWindow);
+    /// While a command of any document waits, no other command begins.
+    static bool isAnyWaiting(const QWidget& mainWindow);
 
     /// Whether the window goes as soon as its read has ended.
     bool isClosing() const { return closing_; }

@@ -1,9 +1,34 @@
 #pragma once
 
-#include "app/frame/CommandIds.h"
-
+#include <cstdint>
 #include <span>
 #include <string_view>
+
+/// The numbers of the program's commands, as menus, toolbar buttons and scripts know them.
+enum class CommandId : std::uint32_t {
+    kReadFromPhone = 32771,
+    kWriteChangedToPhone = 32772,
+    kWriteListedToPhone = 32773,
+    kReadFromMox = 32774,
+    kWriteListedToMox = 32775,
+    kResetPhone = 32776,
+    kComport = 32777,
+    kReadSupportedItems = 32784,
+    kSortByIdNumber = 32786,
+    kSortAlphabetical = 32787,
+    kCustomizedList = 32791,
+    kWriteListedToText = 32793,
+    kHelpTopic = 32794,
+    kSearch = 32795,
+    kOfflineMode = 32796,
+    kNew = 57600,
+    kOpen = 57601,
+    kRecentFiles = 57616,
+    kAbout = 57664,
+    kExit = 57665,
+    kViewToolbar = 59392,
+    kViewStatusBar = 59393,
+};
 
 /// One command as menus and toolbar show it.
 struct CommandInfo {

@@ -22,8 +22,8 @@ constexpr int kFirstEditId = 7000;
 constexpr int kFirstLabelId = 8000;
 
 constexpr std::array<DialogControl, 2> kControls{{
-    {kWriteButtonId, ControlKind::PushButton, "Write NV", 7, 7, 50, 14},
-    {kHexBoxId, ControlKind::CheckBox, "Hex", 62, 12, 29, 10},
+    {kWriteButtonId, ControlKind::kPushButton, "Write NV", 7, 7, 50, 14},
+    {kHexBoxId, ControlKind::kCheckBox, "Hex", 62, 12, 29, 10},
 }};
 /// The part of the form above its rows; what follows grows with them.
 constexpr DialogTemplate kTemplate{103, "", 348, 22, kControls};

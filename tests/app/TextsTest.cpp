@@ -1,6 +1,5 @@
 // What the windows compute of texts: hexadecimal and decimal, dates, labels, progress lines, search, file properties.
 
-#include "app/document/ItemLine.h"
 #include "app/document/ItemSearch.h"
 #include "app/document/MoxWriteForm.h"
 #include "app/document/ProgressLines.h"

@@ -67,7 +67,7 @@ protected:
     /// As from the menu or the toolbar.
     void run(CommandId id) { window().action(id)->trigger(); }
     void readPhone() {
-        run(CommandId::ReadFromPhone);
+        run(CommandId::kReadFromPhone);
         ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
     }
 

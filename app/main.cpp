@@ -1,5 +1,5 @@
-#include "app/CCalvaneApp.h"
-#include "app/MessageBox.h"
+#include "app/dialogs/MessageBox.h"
+#include "app/frame/CCalvaneApp.h"
 #include "platform/kernel/Process.h"
 #include "tessra/Service.h"
 #include "tessra/ServiceConfig.h"

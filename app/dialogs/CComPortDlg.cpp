@@ -9,9 +9,9 @@ namespace {
 constexpr int kPortBox = 1011;
 
 constexpr DialogControl kControls[] = {
-    {kPortBox, ControlKind::ComboBox, "", 7, 7, 77, 225},
-    {kIdOk, ControlKind::DefaultButton, "OK", 97, 7, 50, 14},
-    {kIdCancel, ControlKind::PushButton, "Cancel", 97, 24, 50, 14},
+    {kPortBox, ControlKind::kComboBox, "", 7, 7, 77, 225},
+    {kIdOk, ControlKind::kDefaultButton, "OK", 97, 7, 50, 14},
+    {kIdCancel, ControlKind::kPushButton, "Cancel", 97, 24, 50, 14},
 };
 constexpr DialogTemplate kTemplate{132, "Comport Configuration", 154, 54, kControls};
 

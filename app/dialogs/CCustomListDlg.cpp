@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QPushButton>
 #include <algorithm>
+#include <numeric>
 
 namespace {
 
@@ -18,8 +19,8 @@ constexpr int kRemove = 1016;
 constexpr int kRemoveAll = 1017;
 constexpr int kSortBox = 1018;
 
-constexpr const char* kById = "ID Num...";
-constexpr const char* kByName = "Alpha...";
+constexpr const char* kIdEntry = "ID Num...";
+constexpr const char* kNameEntry = "Alpha...";
 
 // The lists share the width that a small screen takes away, and give up height; what stands around them moves along.
 constexpr ControlAnchor kLeftHalf{0, 0, 50, 100};
@@ -28,20 +29,34 @@ constexpr ControlAnchor kRightHalf{50, 0, 100, 100};
 constexpr ControlAnchor kCorner{100, 100, 100, 100};
 
 constexpr DialogControl kControls[] = {
-    {kIdStatic, ControlKind::StaticText, "Available NV Items List", 7, 7, 73, 8},
-    {kAvailableList, ControlKind::ListBox, "", 7, 18, 189, 258, kMultipleSelection, kLeftHalf},
-    {kIdStatic, ControlKind::StaticText, "Customized NV Item List", 283, 7, 77, 8, 0, kMiddle},
-    {kCustomizedList, ControlKind::ListBox, "", 284, 18, 189, 258, kMultipleSelection, kRightHalf},
-    {kIdStatic, ControlKind::StaticText, "Sort By:", 214, 14, 26, 8, 0, kMiddle},
-    {kSortBox, ControlKind::DropDownList, "ID Num...\nAlpha...", 213, 25, 50, 92, 0, kMiddle},
-    {kAddAll, ControlKind::PushButton, ">>", 213, 65, 50, 14, 0, kMiddle},
-    {kAdd, ControlKind::PushButton, ">", 213, 82, 50, 14, 0, kMiddle},
-    {kRemove, ControlKind::PushButton, "<", 213, 114, 50, 14, 0, kMiddle},
-    {kRemoveAll, ControlKind::PushButton, "<<", 213, 130, 50, 14, 0, kMiddle},
-    {kIdOk, ControlKind::DefaultButton, "Save", 365, 293, 50, 14, 0, kCorner},
-    {kIdCancel, ControlKind::PushButton, "Cancel", 423, 293, 50, 14, 0, kCorner},
+    {kIdStatic, ControlKind::kStaticText, "Available NV Items List", 7, 7, 73, 8},
+    {kAvailableList, ControlKind::kListBox, "", 7, 18, 189, 258, kMultipleSelection, kLeftHalf},
+    {kIdStatic, ControlKind::kStaticText, "Customized NV Item List", 283, 7, 77, 8, 0, kMiddle},
+    {kCustomizedList, ControlKind::kListBox, "", 284, 18, 189, 258, kMultipleSelection, kRightHalf},
+    {kIdStatic, ControlKind::kStaticText, "Sort By:", 214, 14, 26, 8, 0, kMiddle},
+    {kSortBox, ControlKind::kDropDownList, "ID Num...\nAlpha...", 213, 25, 50, 92, 0, kMiddle},
+    {kAddAll, ControlKind::kPushButton, ">>", 213, 65, 50, 14, 0, kMiddle},
+    {kAdd, ControlKind::kPushButton, ">", 213, 82, 50, 14, 0, kMiddle},
+    {kRemove, ControlKind::kPushButton, "<", 213, 114, 50, 14, 0, kMiddle},
+    {kRemoveAll, ControlKind::kPushButton, "<<", 213, 130, 50, 14, 0, kMiddle},
+    {kIdOk, ControlKind::kDefaultButton, "Save", 365, 293, 50, 14, 0, kCorner},
+    {kIdCancel, ControlKind::kPushButton, "Cancel", 423, 293, 50, 14, 0, kCorner},
 };
 constexpr DialogTemplate kTemplate{133, "Create Your Own NV Item List", 480, 314, kControls};
+
+enum class Order { kById, kByName };
+
+/// Sorts as NvItem compares from now on. Items with equal keys keep their order.
+void sortBy(Order order, std::vector<NvItem>& items) {
+    NvItem::setCompareByName(order == Order::kByName);
+    std::stable_sort(items.begin(), items.end());
+}
+
+/// The same; of items with equal keys the first stays.
+void sortAndMerge(Order order, std::vector<NvItem>& items) {
+    sortBy(order, items);
+    items.erase(std::unique(items.begin(), items.end()), items.end());
+}
 
 /// The selected lines, ascending.
 std::vector<std::size_t> selectedLines(const DialogListBox& box) {
@@ -58,60 +73,50 @@ std::vector<std::size_t> selectedLines(const DialogListBox& box) {
 } // namespace
 
 CCustomListDlg::CCustomListDlg(QWidget* parent)
-    : TemplateDialog(kTemplate, parent), availableSide_(makeSide(kAvailableList)),
-      customizedSide_(makeSide(kCustomizedList)) {
-    const struct {
-        int id;
-        const char* name;
-    } kNames[] = {{kAddAll, "Add all"}, {kAdd, "Add"}, {kRemove, "Remove"}, {kRemoveAll, "Remove all"}};
-    for (const auto& row : kNames) {
-        item<QPushButton>(row.id).setAccessibleName(QLatin1String(row.name));
-    }
+    : TemplateDialog(kTemplate, parent), available_(makeSide(kAvailableList)), customized_(makeSide(kCustomizedList)) {
     for (QWidget* widget : findChildren<QWidget*>()) {
         widget->installEventFilter(this);
     }
-    connect(availableSide_.box, &DialogListBox::lineChosen, this,
-            [this](int line, Qt::KeyboardModifiers modifiers) { lineChosen(availableSide_, line, modifiers); });
-    connect(customizedSide_.box, &DialogListBox::lineChosen, this,
-            [this](int line, Qt::KeyboardModifiers modifiers) { lineChosen(customizedSide_, line, modifiers); });
-    connect(&item<DialogComboBox>(kSortBox), &QComboBox::textActivated, this, &CCustomListDlg::sortChosen);
-    connectButtons();
+    connectControls();
 }
 
 CCustomListDlg::Side CCustomListDlg::makeSide(int controlId) {
     auto& box = item<DialogListBox>(controlId);
     auto* lines = new ItemLinesModel(&box);
     box.setModel(lines);
-    return {&box, lines, LineSelector()};
+    return {&box, lines, {}};
 }
 
-void CCustomListDlg::connectButtons() {
-    connect(&item<QPushButton>(kAdd), &QPushButton::clicked, this, &CCustomListDlg::addSelected);
-    connect(&item<QPushButton>(kRemove), &QPushButton::clicked, this, &CCustomListDlg::removeSelected);
-    connect(&item<QPushButton>(kAddAll), &QPushButton::clicked, this, [this] {
-        lists_.addAll();
-        showCustomized();
-        updateExtents();
-    });
-    connect(&item<QPushButton>(kRemoveAll), &QPushButton::clicked, this, [this] {
-        lists_.removeAll();
-        showCustomized();
-        updateExtents();
-    });
+void CCustomListDlg::connectControls() {
+    for (Side* side : {&available_, &customized_}) {
+        connect(side->box, &DialogListBox::lineChosen, this,
+                [this, side](int line, Qt::KeyboardModifiers modifiers) { lineChosen(*side, line, modifiers); });
+    }
+    connect(&item<DialogComboBox>(kSortBox), &QComboBox::textActivated, this, &CCustomListDlg::sortChosen);
+    const struct {
+        int id;
+        const char* name;
+        void (CCustomListDlg::*run)();
+    } kButtons[] = {{kAddAll, "Add all", &CCustomListDlg::addAll},
+                    {kAdd, "Add", &CCustomListDlg::addSelected},
+                    {kRemove, "Remove", &CCustomListDlg::removeSelected},
+                    {kRemoveAll, "Remove all", &CCustomListDlg::removeAll}};
+    for (const auto& row : kButtons) {
+        auto& button = item<QPushButton>(row.id);
+        button.setAccessibleName(QLatin1String(row.name));
+        connect(&button, &QPushButton::clicked, this, row.run);
+    }
 }
 
 void CCustomListDlg::onInit() {
-    lists_ = CustomizedList(std::move(available_), std::move(customized_));
-    available_.clear();
-    customized_.clear();
+    sortBy(Order::kById, customized_.items);
     item<DialogComboBox>(kSortBox).setCurrentIndex(-1);
-    showAvailable();
-    showCustomized();
+    showLines(available_);
+    showLines(customized_);
     shiftDown_ = false;
     controlDown_ = false;
-    availableSide_.selector = LineSelector();
-    customizedSide_.selector = LineSelector();
-    updateExtents();
+    available_.anchor = 0;
+    customized_.anchor = 0;
     TemplateDialog::onInit();
 }
 
@@ -128,7 +133,8 @@ bool CCustomListDlg::event(QEvent* event) {
 void CCustomListDlg::changeEvent(QEvent* event) {
     TemplateDialog::changeEvent(event);
     if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
-        updateExtents();
+        available_.box->fitHorizontalExtent();
+        customized_.box->fitHorizontalExtent();
     }
 }
 
@@ -152,55 +158,68 @@ void CCustomListDlg::lineChosen(Side& side, int line, Qt::KeyboardModifiers modi
     // A key that was down before the dialog opened shows in the modifiers alone.
     const bool shift = shiftDown_ || modifiers.testFlag(Qt::ShiftModifier);
     const bool control = controlDown_ || modifiers.testFlag(Qt::ControlModifier);
-    const auto count = static_cast<std::size_t>(side.lines->rowCount());
-    const SelectionChange change = side.selector.choose(static_cast<std::size_t>(line), count, shift, control);
-    const QItemSelection range(side.lines->index(static_cast<int>(change.first)),
-                               side.lines->index(static_cast<int>(change.last)));
-    side.box->selectionModel()->select(range, change.deselectOthers ? QItemSelectionModel::ClearAndSelect
-                                                                    : QItemSelectionModel::Select);
+    const auto chosen = static_cast<std::size_t>(line);
+    // The list may have become shorter since the anchor was set.
+    const auto other = static_cast<int>(shift ? std::min(side.anchor, side.items.size() - 1) : chosen);
+    side.anchor = chosen;
+    const QItemSelection range(side.lines->index(std::min(line, other)), side.lines->index(std::max(line, other)));
+    side.box->selectionModel()->select(range, shift || control ? QItemSelectionModel::Select
+                                                               : QItemSelectionModel::ClearAndSelect);
 }
 
 void CCustomListDlg::sortChosen(const QString& text) {
-    if (text == QLatin1String(kById)) {
-        lists_.sort(CustomizedList::Order::ById);
-    } else if (text == QLatin1String(kByName)) {
-        lists_.sort(CustomizedList::Order::ByName);
-    } else {
+    if (text != QLatin1String(kIdEntry) && text != QLatin1String(kNameEntry)) {
         return;
     }
-    showCustomized();
-    showAvailable();
-    updateExtents();
+    for (Side* side : {&customized_, &available_}) {
+        sortAndMerge(text == QLatin1String(kNameEntry) ? Order::kByName : Order::kById, side->items);
+        showLines(*side);
+    }
+}
+
+void CCustomListDlg::addItems(const std::vector<std::size_t>& lines) {
+    for (const std::size_t line : lines) {
+        customized_.items.push_back(available_.items[line]);
+    }
+    sortAndMerge(Order::kById, customized_.items);
+    showLines(customized_);
 }
 
 void CCustomListDlg::addSelected() {
-    const std::vector<std::size_t> lines = selectedLines(*availableSide_.box);
+    const std::vector<std::size_t> lines = selectedLines(*available_.box);
     if (!lines.empty()) {
-        lists_.add(lines);
-        availableSide_.box->clearSelection();
-        showCustomized();
+        available_.box->clearSelection();
+        addItems(lines);
     }
-    updateExtents();
+}
+
+void CCustomListDlg::addAll() {
+    std::vector<std::size_t> lines(available_.items.size());
+    std::iota(lines.begin(), lines.end(), std::size_t{0});
+    addItems(lines);
 }
 
 void CCustomListDlg::removeSelected() {
-    const std::vector<std::size_t> lines = selectedLines(*customizedSide_.box);
-    if (!lines.empty()) {
-        lists_.remove(lines);
-        showCustomized();
+    const std::vector<std::size_t> lines = selectedLines(*customized_.box);
+    if (lines.empty()) {
+        return;
     }
-    updateExtents();
+    std::vector<NvItem> kept;
+    for (std::size_t line = 0; line < customized_.items.size(); ++line) {
+        if (!std::binary_search(lines.begin(), lines.end(), line)) {
+            kept.push_back(std::move(customized_.items[line]));
+        }
+    }
+    customized_.items = std::move(kept);
+    showLines(customized_);
 }
 
-void CCustomListDlg::showAvailable() {
-    availableSide_.lines->setItems(&lists_.available());
+void CCustomListDlg::removeAll() {
+    customized_.items.clear();
+    showLines(customized_);
 }
 
-void CCustomListDlg::showCustomized() {
-    customizedSide_.lines->setItems(&lists_.customized());
-}
-
-void CCustomListDlg::updateExtents() {
-    availableSide_.box->fitHorizontalExtent();
-    customizedSide_.box->fitHorizontalExtent();
+void CCustomListDlg::showLines(Side& side) {
+    side.lines->setItems(&side.items);
+    side.box->fitHorizontalExtent();
 }

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "app/dialogs/CustomizedList.h"
 #include "app/dialogs/DialogTemplate.h"
 #include "engine/NvItem.h"
 
+#include <cstddef>
+#include <utility>
 #include <vector>
 
 class DialogListBox;
@@ -18,11 +19,11 @@ public:
     explicit CCustomListDlg(QWidget* parent = nullptr);
 
     /// Both are to be given before the dialog runs.
-    void setAvailableItems(std::vector<NvItem> items) { available_ = std::move(items); }
-    void setCustomizedItems(std::vector<NvItem> items) { customized_ = std::move(items); }
+    void setAvailableItems(std::vector<NvItem> items) { available_.items = std::move(items); }
+    void setCustomizedItems(std::vector<NvItem> items) { customized_.items = std::move(items); }
 
     /// The customized items in the order shown.
-    const std::vector<NvItem>& customizedItems() const { return lists_.customized(); }
+    const std::vector<NvItem>& customizedItems() const { return customized_.items; }
 
 protected:
     void onInit() override;
@@ -32,31 +33,32 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    /// One list box with what belongs to it.
+    /// One of the two lists.
     struct Side {
         DialogListBox* box;
         ItemLinesModel* lines;
-        LineSelector selector;
+        std::vector<NvItem> items;
+        std::size_t anchor =
+            0; ///< the line last clicked since the dialog opened, at which a selection with Shift begins
     };
 
     Side makeSide(int controlId);
-    void connectButtons();
+    void connectControls();
     void lineChosen(Side& side, int line, Qt::KeyboardModifiers modifiers);
     void sortChosen(const QString& text);
     void trackKey(const QEvent& event);
 
+    /// Copies the available items at `lines` to the customized ones, which are by number then.
+    void addItems(const std::vector<std::size_t>& lines);
     void addSelected();
+    void addAll();
     void removeSelected();
-    /// Show the lines of a list anew, with no line selected.
-    void showAvailable();
-    void showCustomized();
-    void updateExtents();
+    void removeAll();
+    /// Shows the lines of a list anew, with no line selected, and fits how far they can be scrolled sideways.
+    static void showLines(Side& side);
 
-    std::vector<NvItem> available_; ///< as given, until the dialog opens
-    std::vector<NvItem> customized_;
-    CustomizedList lists_;
-    Side availableSide_;
-    Side customizedSide_;
+    Side available_;
+    Side customized_;
     bool shiftDown_ = false;
     bool controlDown_ = false;
 };

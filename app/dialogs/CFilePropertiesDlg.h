@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/dialogs/DialogTemplate.h"
-#include "app/dialogs/FileProperties.h"
+#include "app/document/UserInterface.h"
 
 #include <string>
 

@@ -7,10 +7,10 @@ namespace {
 constexpr int kSearchText = 1019;
 
 constexpr DialogControl kControls[] = {
-    {kIdStatic, ControlKind::StaticText, "ID or Name:", 7, 7, 39, 8},
-    {kSearchText, ControlKind::Edit, "", 7, 20, 304, 14, 0, {0, 0, 100, 0}},
-    {kIdOk, ControlKind::DefaultButton, "Search", 205, 42, 50, 14, 0, {100, 0, 100, 0}},
-    {kIdCancel, ControlKind::PushButton, "Cancel", 261, 42, 50, 14, 0, {100, 0, 100, 0}},
+    {kIdStatic, ControlKind::kStaticText, "ID or Name:", 7, 7, 39, 8},
+    {kSearchText, ControlKind::kEdit, "", 7, 20, 304, 14, 0, {0, 0, 100, 0}},
+    {kIdOk, ControlKind::kDefaultButton, "Search", 205, 42, 50, 14, 0, {100, 0, 100, 0}},
+    {kIdCancel, ControlKind::kPushButton, "Cancel", 261, 42, 50, 14, 0, {100, 0, 100, 0}},
 };
 constexpr DialogTemplate kTemplate{143, "Search NV Items", 318, 63, kControls};
 

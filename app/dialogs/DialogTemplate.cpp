@@ -55,30 +55,30 @@ QWidget* makeEdit(const QString& text, unsigned style, QWidget* parent) {
 QWidget* makeWidget(const DialogControl& row, QWidget* parent) {
     const QString text = QString::fromUtf8(row.text);
     switch (row.kind) {
-    case ControlKind::StaticText:
+    case ControlKind::kStaticText:
         return new QLabel(text, parent);
-    case ControlKind::Edit:
+    case ControlKind::kEdit:
         return makeEdit(text, row.style, parent);
-    case ControlKind::PushButton:
-    case ControlKind::DefaultButton:
-        return makeButton(text, row.kind == ControlKind::DefaultButton, parent);
-    case ControlKind::CheckBox:
+    case ControlKind::kPushButton:
+    case ControlKind::kDefaultButton:
+        return makeButton(text, row.kind == ControlKind::kDefaultButton, parent);
+    case ControlKind::kCheckBox:
         return new QCheckBox(text, parent);
-    case ControlKind::ListBox:
+    case ControlKind::kListBox:
         return makeListBox(row.style, parent);
-    case ControlKind::ComboBox:
-    case ControlKind::DropDownList:
-        return makeCombo(row.kind == ControlKind::ComboBox, text, parent);
-    case ControlKind::ProgressBar:
+    case ControlKind::kComboBox:
+    case ControlKind::kDropDownList:
+        return makeCombo(row.kind == ControlKind::kComboBox, text, parent);
+    case ControlKind::kProgressBar:
         return makeProgressBar(parent);
-    case ControlKind::Icon:
+    case ControlKind::kIcon:
         return new QLabel(parent);
     }
     return nullptr;
 }
 
 bool isLabel(const DialogControl& row) {
-    return row.kind == ControlKind::StaticText || row.kind == ControlKind::Icon;
+    return row.kind == ControlKind::kStaticText || row.kind == ControlKind::kIcon;
 }
 
 QWidget* makeControl(const DialogControl& row, QWidget* parent) {
@@ -100,7 +100,7 @@ void createControls(QWidget& parent, const DialogTemplate& form) {
     for (const DialogControl& row : form.controls) {
         QWidget* widget = makeControl(row, &parent);
         widgets.push_back(widget);
-        if (row.kind == ControlKind::StaticText) {
+        if (row.kind == ControlKind::kStaticText) {
             label = static_cast<QLabel*>(widget);
         } else if (!isLabel(row)) {
             if (label != nullptr) {

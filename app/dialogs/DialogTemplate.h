@@ -6,16 +6,16 @@
 
 /// What a control of a dialog template becomes.
 enum class ControlKind {
-    StaticText,    ///< QLabel, the buddy of the control after it
-    Edit,          ///< QLineEdit
-    PushButton,    ///< QPushButton
-    DefaultButton, ///< QPushButton that Enter presses
-    CheckBox,      ///< QCheckBox
-    ListBox,       ///< DialogListBox
-    ComboBox,      ///< DialogComboBox with an edit field; the height counts the dropped list and is not used
-    DropDownList,  ///< DialogComboBox to choose from; as ComboBox
-    ProgressBar,   ///< QProgressBar
-    Icon,          ///< QLabel; its owner sets a pixmap or an icon
+    kStaticText,    ///< QLabel, the buddy of the control after it
+    kEdit,          ///< QLineEdit
+    kPushButton,    ///< QPushButton
+    kDefaultButton, ///< QPushButton that Enter presses
+    kCheckBox,      ///< QCheckBox
+    kListBox,       ///< DialogListBox
+    kComboBox,      ///< DialogComboBox with an edit field; the height counts the dropped list and is not used
+    kDropDownList,  ///< DialogComboBox to choose from; as ComboBox
+    kProgressBar,   ///< QProgressBar
+    kIcon,          ///< QLabel; its owner sets a pixmap or an icon
 };
 
 /// Flags of a control's style.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/dialogs/FileQuestion.h"
+#include "app/document/UserInterface.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "app/dialogs/ItemLinesModel.h"
 
-#include "app/dialogs/ItemLine.h"
+#include "app/document/ItemSearch.h"
 
 void ItemLinesModel::setItems(const std::vector<NvItem>* items) {
     beginResetModel();

@@ -9,19 +9,17 @@
 #include <QStyleOptionButton>
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace {
 
-// A control that gives way keeps at least this share of its size.
-constexpr int kLeastPercent = 35;
-// Places are rounded, and what each edge gives up as well: pixels to spare between neighbours.
-constexpr int kSpare = 1;
-constexpr int kGiveSpare = 3;
+// A control that shrinks with its dialog keeps at least this share of its size.
+constexpr int kLeastPercent = 60;
 // Dialog units between a static text that takes free room and what stands to its right.
 constexpr int kTextGap = 4;
 
 bool isCombo(ControlKind kind) {
-    return kind == ControlKind::ComboBox || kind == ControlKind::DropDownList;
+    return kind == ControlKind::kComboBox || kind == ControlKind::kDropDownList;
 }
 
 /// The average width of the letters: the unit's definition, which differs from what fonts call their average.
@@ -44,19 +42,19 @@ QSize leastButtonSize(const QPushButton& button) {
 /// The least size at which a control shows its whole text.
 QSize leastSize(const DialogControl& row, const QWidget& widget) {
     switch (row.kind) {
-    case ControlKind::PushButton:
-    case ControlKind::DefaultButton:
+    case ControlKind::kPushButton:
+    case ControlKind::kDefaultButton:
         return leastButtonSize(static_cast<const QPushButton&>(widget));
-    case ControlKind::StaticText:
-    case ControlKind::CheckBox:
-    case ControlKind::DropDownList:
+    case ControlKind::kStaticText:
+    case ControlKind::kCheckBox:
+    case ControlKind::kDropDownList:
         return widget.sizeHint();
-    case ControlKind::Edit:
-    case ControlKind::ComboBox:
+    case ControlKind::kEdit:
+    case ControlKind::kComboBox:
         return {0, widget.minimumSizeHint().height()};
-    case ControlKind::ListBox:
-    case ControlKind::ProgressBar:
-    case ControlKind::Icon:
+    case ControlKind::kListBox:
+    case ControlKind::kProgressBar:
+    case ControlKind::kIcon:
         break;
     }
     return {0, 0};
@@ -113,97 +111,40 @@ int TemplateLayout::roomToTheRight(std::size_t row) const {
     return std::max(text.width, end - kTextGap - text.x);
 }
 
-TemplateLayout::Units TemplateLayout::naturalUnits() const {
+TemplateLayout::Units TemplateLayout::largeEnoughUnits() const {
     const QFontMetricsF metrics(parent_->font());
     Units units{averageCharWidth(metrics) / 4, metrics.height() / 8};
     for (std::size_t i = 0; i < widgets_.size(); ++i) {
         const DialogControl& row = form_.controls[i];
-        const int room = row.kind == ControlKind::StaticText ? roomToTheRight(i) : row.width;
+        const int room = row.kind == ControlKind::kStaticText ? roomToTheRight(i) : row.width;
         units.x = std::max(units.x, static_cast<qreal>(leastSizes_[i].width()) / room);
         units.y = std::max(units.y, static_cast<qreal>(leastSizes_[i].height()) / ownHeight(row));
     }
     return units;
 }
 
-std::vector<TemplateLayout::Constraint> TemplateLayout::makeConstraints() const {
-    // The dialog's lower right corner is a neighbour of every control.
-    const DialogControl corner{kIdStatic, ControlKind::Icon, "", form_.width, form_.height, 0, 0, 0, {100, 100}};
-    std::vector<Constraint> constraints;
-    for (std::size_t i = 0; i < widgets_.size(); ++i) {
-        const DialogControl& row = form_.controls[i];
-        const QSize least = leastSizes_[i];
-        constraints.push_back({Qt::Horizontal, corner.x - row.x, least.width(), 100 - row.anchor.left});
-        constraints.push_back({Qt::Vertical, corner.y - row.y, least.height(), 100 - row.anchor.top});
-        // What gives way keeps a share of itself.
-        const QSize whole = rectAt(i, naturalUnits_).size();
-        const ControlAnchor& anchor = row.anchor;
-        constraints.push_back(
-            {Qt::Horizontal, row.width, whole.width() * kLeastPercent / 100, anchor.right - anchor.left});
-        constraints.push_back(
-            {Qt::Vertical, ownHeight(row), whole.height() * kLeastPercent / 100, anchor.bottom - anchor.top});
-        for (const DialogControl& other : form_.controls) {
-            constrainPair(constraints, i, other);
-        }
-    }
-    return constraints;
-}
-
-void TemplateLayout::constrainPair(std::vector<Constraint>& constraints, std::size_t row,
-                                   const DialogControl& other) const {
-    const DialogControl& one = form_.controls[row];
-    const bool below = other.y >= one.y + ownHeight(one);
-    const bool above = one.y >= other.y + ownHeight(other);
-    if (below) {
-        constraints.push_back(
-            {Qt::Vertical, other.y - one.y, leastSizes_[row].height(), other.anchor.top - one.anchor.top});
-        // A control above another that shrinks ends where its own lower edge is.
-        constraints.push_back(
-            {Qt::Vertical, other.y - one.y - ownHeight(one), 0, other.anchor.top - one.anchor.bottom});
-    } else if (!above && other.x >= one.x + one.width) {
-        constraints.push_back(
-            {Qt::Horizontal, other.x - one.x, leastSizes_[row].width(), other.anchor.left - one.anchor.left});
-        constraints.push_back({Qt::Horizontal, other.x - one.x - one.width, 0, other.anchor.left - one.anchor.right});
-    }
-}
-
-TemplateLayout::Units TemplateLayout::leastUnits() const {
-    Units least{naturalUnits_.x / 2, naturalUnits_.y / 2};
-    for (const Constraint& constraint : constraints_) {
-        if (constraint.distance > 0) {
-            qreal& unit = constraint.direction == Qt::Horizontal ? least.x : least.y;
-            unit = std::max(unit, static_cast<qreal>(constraint.leastPixels + kSpare) / constraint.distance);
-        }
-    }
-    return {std::min(least.x, naturalUnits_.x), std::min(least.y, naturalUnits_.y)};
-}
-
-QSize TemplateLayout::sizeAt(Units units) const {
-    return {pixels(form_.width, units.x), pixels(form_.height, units.y)};
-}
-
-QRect TemplateLayout::rectAt(std::size_t row, Units units) const {
+QRect TemplateLayout::naturalRect(std::size_t row) const {
     const DialogControl& control = form_.controls[row];
-    const QSize size(pixels(control.width, units.x), pixels(ownHeight(control), units.y));
-    return {QPoint(pixels(control.x, units.x), pixels(control.y, units.y)), size.expandedTo(leastSizes_[row])};
+    const QSize size(pixels(control.width, units_.x), pixels(ownHeight(control), units_.y));
+    return {QPoint(pixels(control.x, units_.x), pixels(control.y, units_.y)), size.expandedTo(leastSizes_[row])};
 }
 
-QSize TemplateLayout::giveAt(Units units) const {
-    const bool across = std::any_of(form_.controls.begin(), form_.controls.end(),
-                                    [](const DialogControl& row) { return row.anchor.right > row.anchor.left; });
-    const bool down = std::any_of(form_.controls.begin(), form_.controls.end(),
-                                  [](const DialogControl& row) { return row.anchor.bottom > row.anchor.top; });
-    QSize give(across ? naturalSize_.width() : 0, down ? naturalSize_.height() : 0);
-    for (const Constraint& constraint : constraints_) {
-        if (constraint.percent <= 0) {
-            continue;
+QSize TemplateLayout::largestLoss() const {
+    const auto lossOf = [](int size, int percent) { return size * (100 - kLeastPercent) / percent; };
+    constexpr int kNone = std::numeric_limits<int>::max();
+    int across = kNone;
+    int down = kNone;
+    for (std::size_t i = 0; i < widgets_.size(); ++i) {
+        const ControlAnchor& anchor = form_.controls[i].anchor;
+        const QSize size = naturalRect(i).size();
+        if (anchor.right > anchor.left) {
+            across = std::min(across, lossOf(size.width(), anchor.right - anchor.left));
         }
-        const bool horizontal = constraint.direction == Qt::Horizontal;
-        const int spare =
-            pixels(constraint.distance, horizontal ? units.x : units.y) - constraint.leastPixels - kGiveSpare;
-        int& least = horizontal ? give.rwidth() : give.rheight();
-        least = std::min(least, std::max(0, spare) * 100 / constraint.percent);
+        if (anchor.bottom > anchor.top) {
+            down = std::min(down, lossOf(size.height(), anchor.bottom - anchor.top));
+        }
     }
-    return give;
+    return {across == kNone ? 0 : across, down == kNone ? 0 : down};
 }
 
 void TemplateLayout::measure() {
@@ -211,24 +152,16 @@ void TemplateLayout::measure() {
     for (std::size_t i = 0; i < widgets_.size(); ++i) {
         leastSizes_.push_back(leastSize(form_.controls[i], *widgets_[i]));
     }
-    naturalUnits_ = naturalUnits();
-    naturalSize_ = sizeAt(naturalUnits_);
-    constraints_ = makeConstraints();
-    const Units least = leastUnits();
-    give_ = giveAt(least);
-    smallestSize_ = sizeAt(least) - give_;
+    units_ = largeEnoughUnits();
+    naturalSize_ = {pixels(form_.width, units_.x), pixels(form_.height, units_.y)};
+    smallestSize_ = naturalSize_ - largestLoss();
     parent_->setMinimumSize(smallestSize_);
     place();
 }
 
 void TemplateLayout::place() {
-    const QSize size = parent_->size().expandedTo(smallestSize_).boundedTo(naturalSize_);
-    const QSize given = (naturalSize_ - size).boundedTo(give_);
-    // The size that it would have without what the anchored controls gave.
-    const QSize full = size + given;
-    const Units units{full.width() < naturalSize_.width() ? full.width() / qreal(form_.width) : naturalUnits_.x,
-                      full.height() < naturalSize_.height() ? full.height() / qreal(form_.height) : naturalUnits_.y};
+    const QSize missing = naturalSize_ - parent_->size().expandedTo(smallestSize_).boundedTo(naturalSize_);
     for (std::size_t i = 0; i < widgets_.size(); ++i) {
-        widgets_[i]->setGeometry(moved(rectAt(i, units), form_.controls[i].anchor, given));
+        widgets_[i]->setGeometry(moved(naturalRect(i), form_.controls[i].anchor, missing));
     }
 }

@@ -21,8 +21,7 @@ public:
     /// The layout of a widget that createControls() filled.
     static TemplateLayout* of(const QWidget& parent);
 
-    /// What the template takes in the current font, in pixels, and the least that it can be squeezed to: anchored
-    /// controls give way first, then the free room between controls.
+    /// What the template takes in the current font, in pixels, and the least to which its anchored controls can shrink.
     QSize naturalSize() const { return naturalSize_; }
     QSize smallestSize() const { return smallestSize_; }
 
@@ -40,38 +39,23 @@ private:
         qreal y;
     };
 
-    /// Two edges of a direction, `distance` dialog units apart, which must not come closer than `leastPixels`. When
-    /// anchored controls give up pixels, `percent` of these are lost between the two.
-    struct Constraint {
-        Qt::Orientation direction;
-        int distance;
-        int leastPixels;
-        int percent;
-    };
-
     /// Measures everything in the current font, then places it.
     void measure();
     void place();
     /// The free room to the right of a control, in dialog units, its own width included.
     int roomToTheRight(std::size_t row) const;
-    Units naturalUnits() const;
-    /// The units at which controls of their least size just do not touch.
-    Units leastUnits() const;
-    QRect rectAt(std::size_t row, Units units) const;
-    QSize sizeAt(Units units) const;
-    /// What the anchored controls can give up at these units.
-    QSize giveAt(Units units) const;
-    /// All that keeps controls whole and apart.
-    std::vector<Constraint> makeConstraints() const;
-    void constrainPair(std::vector<Constraint>& constraints, std::size_t row, const DialogControl& other) const;
+    /// The units at which every control is large enough for its text.
+    Units largeEnoughUnits() const;
+    /// The place of a control in a dialog of natural size.
+    QRect naturalRect(std::size_t row) const;
+    /// What the dialog can lose before one of the controls that shrink with it is too small for use.
+    QSize largestLoss() const;
 
     QWidget* parent_;
     const DialogTemplate& form_;
     std::vector<QWidget*> widgets_;
     std::vector<QSize> leastSizes_; ///< at which each control shows its whole text
-    std::vector<Constraint> constraints_;
-    Units naturalUnits_{};
+    Units units_{};
     QSize naturalSize_;
     QSize smallestSize_;
-    QSize give_;
 };

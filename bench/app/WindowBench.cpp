@@ -4,14 +4,14 @@
 //
 // The windows are real ones on Qt's offscreen platform. An action has ended when what it shows has been painted.
 
-#include "app/CCalvaneApp.h"
-#include "app/CMainFrame.h"
-#include "app/CNvItemList.h"
-#include "app/CNvParam.h"
-#include "app/CProgressDlg.h"
-#include "app/CSplitterFrame.h"
-#include "app/ItemSearch.h"
 #include "app/dialogs/CCustomListDlg.h"
+#include "app/dialogs/CProgressDlg.h"
+#include "app/document/ItemSearch.h"
+#include "app/frame/CCalvaneApp.h"
+#include "app/frame/CMainFrame.h"
+#include "app/frame/CSplitterFrame.h"
+#include "app/views/CNvItemList.h"
+#include "app/views/CNvParam.h"
 #include "tessra/Service.h"
 
 #include <benchmark/benchmark.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/CCalvaneDoc.h"
+#include "app/document/CCalvaneDoc.h"
 #include "tessra/Service.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // What a document writes: to the phone, to calibration files and to text files.
 
-#include "app/LoadedDate.h"
+#include "app/document/LoadedDate.h"
 #include "tests/app/DocumentFixture.h"
 
 #include <cstdlib>

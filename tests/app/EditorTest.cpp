@@ -181,7 +181,7 @@ TEST_F(Editor, AnEmptyRowIsRefusedAndHexadecimalComesBack) {
     edit(0).selectAll();
     QTest::keyClick(&edit(0), Qt::Key_Delete);
     expectMessage();
-    run(CommandId::WriteChangedToPhone);
+    run(CommandId::kWriteChangedToPhone);
     EXPECT_EQ(onlyMessage(), ": < unsigned 1 byte  >  level is empty. Fail to store data");
     EXPECT_TRUE(hexBox().isChecked());
     EXPECT_EQ(texts(), (Texts{"", "fffffffffffffffb", "ffffffffffffffff"}));
@@ -213,7 +213,7 @@ TEST_F(Editor, WhatIsNoHexadecimalNumberIsNotStoredAsAnother) {
         type(0, typed);
         messages.clear();
         expectMessage();
-        run(CommandId::WriteChangedToPhone);
+        run(CommandId::kWriteChangedToPhone);
         EXPECT_EQ(onlyMessage(), ": < unsigned 1 byte  >  a is not a decimal number");
         EXPECT_FALSE(hexBox().isChecked());
         expectMessage();
@@ -242,7 +242,7 @@ TEST_F(Editor, ASearchStoresWhatWasTyped) {
         QTest::keyClicks(dialog->focusWidget(), "2");
         QTest::keyClick(dialog, Qt::Key_Return);
     });
-    run(CommandId::Search);
+    run(CommandId::kSearch);
     EXPECT_EQ(doc().selectedIndex(), 1);
     EXPECT_EQ(values(0)[0], "8");
     EXPECT_EQ(doc().changedItems(), std::set<std::size_t>{0});
@@ -303,7 +303,7 @@ TEST_F(Editor, ScrollsManyRowsAndReturnsToTheTop) {
         ring += "<BYTE,step " + std::to_string(i) + ">#";
     }
     start((ring + "\nNV_SHORT,2,ReadWrite,<BYTE,x>#\n").c_str());
-    run(CommandId::ReadSupportedItems);
+    run(CommandId::kReadSupportedItems);
     ASSERT_TRUE(QTest::qWaitFor([&] { return listBox().model()->rowCount() == 2; }));
     clickLine(0);
     EXPECT_EQ(rowCount(), 128);

@@ -1,10 +1,10 @@
 // The main window: menus, toolbar, panes, documents, and the way out.
 
-#include "app/CProgressDlg.h"
-#include "app/CommandTable.h"
-#include "app/MainStatusBar.h"
-#include "app/MessageBox.h"
-#include "app/StatusPane.h"
+#include "app/dialogs/CProgressDlg.h"
+#include "app/dialogs/MessageBox.h"
+#include "app/frame/CommandTable.h"
+#include "app/frame/MainStatusBar.h"
+#include "app/frame/StatusPane.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QMenuBar>
@@ -83,7 +83,7 @@ TEST_F(Frame, HasTheMenusOfADocumentAndThoseWithoutOne) {
         "&Help/&About Calvane... 57664",
     };
     EXPECT_EQ(menuLines(window().menuBar()), emptyMenus);
-    EXPECT_FALSE(window().action(CommandId::ReadFromPhone)->isEnabled());
+    EXPECT_FALSE(window().action(CommandId::kReadFromPhone)->isEnabled());
     EXPECT_TRUE(std::filesystem::exists(folder / "CalvaneConfig.ini"));
 
     QTest::keyClick(&window(), Qt::Key_N, Qt::ControlModifier);
@@ -101,10 +101,10 @@ TEST_F(Frame, HasTheToolbarWithItsTexts) {
     }
     EXPECT_EQ(buttons.join(' '), "32771 32772 32773 32774 32775 - 32776 - 32777 - 57664");
     EXPECT_EQ(bar->iconSize(), QSize(16, 16));
-    EXPECT_EQ(window().action(CommandId::WriteListedToPhone)->toolTip(),
+    EXPECT_EQ(window().action(CommandId::kWriteListedToPhone)->toolTip(),
               "Write Listed NV Items To Phone. (Override the existing ones)");
-    EXPECT_EQ(window().action(CommandId::WriteListedToPhone)->statusTip(), "");
-    EXPECT_EQ(window().action(CommandId::SortByIdNumber)->statusTip(), "Sort NV Items By The ID Number");
+    EXPECT_EQ(window().action(CommandId::kWriteListedToPhone)->statusTip(), "");
+    EXPECT_EQ(window().action(CommandId::kSortByIdNumber)->statusTip(), "Sort NV Items By The ID Number");
 }
 
 TEST_F(Frame, DisablesTheCatalogsCommandsWhileAReadRuns) {
@@ -113,7 +113,7 @@ TEST_F(Frame, DisablesTheCatalogsCommandsWhileAReadRuns) {
     tessra::FaultRule slow;
     slow.delayMs = 40;
     service->port("COM1").faults().add(slow);
-    run(CommandId::ReadFromPhone);
+    run(CommandId::kReadFromPhone);
     EXPECT_TRUE(frame().isBusy());
     auto* progressWindow = window().findChild<CProgressDlg*>();
     EXPECT_TRUE(progressWindow->isVisible());
@@ -127,7 +127,7 @@ TEST_F(Frame, DisablesTheCatalogsCommandsWhileAReadRuns) {
     EXPECT_FALSE(item<QPushButton>(1001).isEnabled()) << "the editor's button writes as well";
     ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
     EXPECT_FALSE(progressWindow->isVisible());
-    EXPECT_TRUE(window().action(CommandId::WriteListedToPhone)->isEnabled());
+    EXPECT_TRUE(window().action(CommandId::kWriteListedToPhone)->isEnabled());
     EXPECT_TRUE(item<QPushButton>(1001).isEnabled());
     EXPECT_EQ(progressWindow->findChild<QLineEdit*>("ctl_1016")->text(), " 40 - NV_RF_NV_LOADED_DATE_I");
     EXPECT_EQ(progressWindow->findChild<QProgressBar*>("ctl_1015")->value(), 4);
@@ -202,7 +202,7 @@ TEST_F(Frame, PanesShowPortAndFileOfTheDocument) {
     ASSERT_TRUE(QTest::qWaitFor([&] { return pane(101)->fullText() == "COM5"; }));
     frame().close();
     ASSERT_TRUE(QTest::qWaitFor([&] { return pane(101)->fullText().isEmpty(); })) << "no document, no port";
-    run(CommandId::New);
+    run(CommandId::kNew);
     const auto* splitter = frame().findChild<QSplitter*>("splitter");
     EXPECT_NEAR(splitter->sizes()[0], 300, 2);
 }
@@ -240,7 +240,7 @@ TEST_F(Frame, ClosesCleanlyWhileAReadRuns) {
     tessra::FaultRule slow;
     slow.delayMs = 300;
     service->port("COM1").faults().add(slow);
-    run(CommandId::ReadFromPhone);
+    run(CommandId::kReadFromPhone);
     bool closed = false;
     QObject::connect(&window(), &CMainFrame::closed, &window(), [&] { closed = true; });
     window().close();
@@ -258,7 +258,7 @@ TEST_F(Frame, ClosesCleanlyWhenThePhoneLeavesMeanwhile) {
     vanish.delayMs = 300;
     vanish.kind = tessra::FaultKind::kVanish;
     service->port("COM1").faults().add(vanish);
-    run(CommandId::ReadFromPhone);
+    run(CommandId::kReadFromPhone);
     bool closed = false;
     QObject::connect(&window(), &CMainFrame::closed, &window(), [&] { closed = true; });
     expectMessage();
@@ -285,7 +285,7 @@ class WhileWaiting : public QTimer {
 public:
     WhileWaiting(CMainFrame& window, std::function<void()> work) {
         QObject::connect(this, &QTimer::timeout, this, [&window, work = std::move(work)] {
-            if (window.isAnyWaiting()) {
+            if (CSplitterFrame::isAnyWaiting(window)) {
                 work();
             }
         });
@@ -299,7 +299,7 @@ TEST_F(Frame, GoesOnAndDropsInputWhileTheResetWaitsForThePhone) {
     readPhone();
     clickLine(0);
     auto* button =
-        window().findChild<QToolBar*>("toolbar_134")->widgetForAction(window().action(CommandId::ResetPhone));
+        window().findChild<QToolBar*>("toolbar_134")->widgetForAction(window().action(CommandId::kResetPhone));
     const QPoint place = button->mapTo(&window(), button->rect().center());
     const QString text = edit(0).text();
     int rounds = 0;
@@ -309,7 +309,7 @@ TEST_F(Frame, GoesOnAndDropsInputWhileTheResetWaitsForThePhone) {
         QTest::mouseClick(button, Qt::LeftButton);
         QTest::keyClick(&edit(0), Qt::Key_9);
         QTest::keyClick(window().windowHandle(), Qt::Key_N, Qt::ControlModifier);
-        run(CommandId::ResetPhone); // as a screen reader would
+        run(CommandId::kResetPhone); // as a screen reader would
         item<QPushButton>(1001).click();
     });
     focusBack();
@@ -319,7 +319,7 @@ TEST_F(Frame, GoesOnAndDropsInputWhileTheResetWaitsForThePhone) {
     EXPECT_EQ(service->port("COM1").faults().count(tessra::Call::kChangeMode), 1u);
     EXPECT_TRUE(written().empty());
     EXPECT_EQ(edit(0).text(), text);
-    EXPECT_EQ(window().frames().size(), 1);
+    EXPECT_EQ(CSplitterFrame::allIn(window()).size(), 1);
     QTest::mouseClick(window().windowHandle(), Qt::LeftButton, {}, place);
     EXPECT_EQ(service->port("COM1").faults().count(tessra::Call::kChangeMode), 2u) << "and takes it again afterwards";
 }
@@ -341,7 +341,7 @@ TEST_F(Frame, ClosesWhenTheCommandThatWaitsHasEndedAndItsMessageIsRead) {
         EXPECT_TRUE(closed.isEmpty()) << "the message is still there";
         box->close();
     });
-    run(CommandId::ResetPhone);
+    run(CommandId::kResetPhone);
     EXPECT_TRUE(refused) << "what the command uses must stay";
     EXPECT_TRUE(closed.wait(10000));
 }
@@ -360,16 +360,16 @@ TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
     service->port("COM1").faults().add(slower);
     bool confirmed = false;
     whenAsked([&](QWidget* box) {
-        EXPECT_TRUE(window().isAnyWaiting());
+        EXPECT_TRUE(CSplitterFrame::isAnyWaiting(window()));
         QTest::keyClick(box->windowHandle(), Qt::Key_Return);
         confirmed = QTest::qWaitFor([] { return QApplication::activeModalWidget() == nullptr; }, 1000);
         box->close(); // else this test would never end
     });
     const auto sends = [&] { return service->port("COM1").faults().count(tessra::Call::kSend); };
     const auto before = sends();
-    run(CommandId::ReadFromPhone);
+    run(CommandId::kReadFromPhone);
     ASSERT_TRUE(QTest::qWaitFor([&] { return sends() > before; })); // the next command waits for this one
-    run(CommandId::OfflineMode);
+    run(CommandId::kOfflineMode);
     EXPECT_TRUE(confirmed);
     EXPECT_FALSE(frame().isBusy());
 }
@@ -397,13 +397,13 @@ TEST_F(Frame, ClosesWithoutAQuestionOverAnEditThatDoesNotFit) {
             slow.delayMs = 100;
             service->port("COM1").faults().add(slow);
             if (reading) {
-                run(CommandId::ReadFromPhone);
+                run(CommandId::kReadFromPhone);
             }
             type(0, "no number");
             QSignalSpy closed(&window(), &CMainFrame::closed);
             wholeProgram ? window().close() : frame().close();
-            EXPECT_TRUE(
-                QTest::qWaitFor([&] { return wholeProgram ? !closed.isEmpty() : window().frames().isEmpty(); }, 10000));
+            EXPECT_TRUE(QTest::qWaitFor(
+                [&] { return wholeProgram ? !closed.isEmpty() : CSplitterFrame::allIn(window()).isEmpty(); }, 10000));
             stop();
         }
     }
@@ -415,16 +415,16 @@ TEST_F(Frame, ListsManyItems) {
         ring += "NV_" + std::to_string(100000 + i) + "," + std::to_string(65535 - i) + ",ReadWrite,<BYTE,x>#\n";
     }
     start(ring.c_str());
-    run(CommandId::ReadSupportedItems);
+    run(CommandId::kReadSupportedItems);
     ASSERT_TRUE(QTest::qWaitFor([&] { return listBox().model()->rowCount() == 65536; }));
-    run(CommandId::SortAlphabetical);
+    run(CommandId::kSortAlphabetical);
     EXPECT_EQ(listBox().model()->index(0, 0).data().toString(), "65535\tNV_100000");
     EXPECT_FALSE(listBox().selectionModel()->hasSelection());
     whenAsked([](QWidget* dialog) {
         QTest::keyClicks(dialog->focusWidget(), "nv_165535");
         QTest::keyClick(dialog, Qt::Key_Return);
     });
-    run(CommandId::Search);
+    run(CommandId::kSearch);
     EXPECT_EQ(doc().selectedIndex(), 65535);
     EXPECT_TRUE(listBox().viewport()->rect().intersects(listBox().visualRect(listBox().currentIndex())));
     EXPECT_EQ(rowCount(), 1);

@@ -1,10 +1,9 @@
 // What the windows compute of texts: hexadecimal and decimal, dates, labels, progress lines, search, file properties.
 
-#include "app/ItemSearch.h"
-#include "app/MoxWriteForm.h"
-#include "app/ProgressLines.h"
-#include "app/SubFieldText.h"
-#include "app/dialogs/ItemLine.h"
+#include "app/document/ItemSearch.h"
+#include "app/document/MoxWriteForm.h"
+#include "app/document/ProgressLines.h"
+#include "app/document/SubFieldText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "app/CCalvaneApp.h"
-#include "app/CMainFrame.h"
-#include "app/CNvItemList.h"
-#include "app/CNvParam.h"
-#include "app/CSplitterFrame.h"
+#include "app/frame/CCalvaneApp.h"
+#include "app/frame/CMainFrame.h"
+#include "app/frame/CSplitterFrame.h"
+#include "app/views/CNvItemList.h"
+#include "app/views/CNvParam.h"
 #include "tests/app/DocumentFixture.h"
 
 #include <QCheckBox>
@@ -67,7 +67,7 @@ protected:
     /// As from the menu or the toolbar.
     void run(CommandId id) { window().action(id)->trigger(); }
     void readPhone() {
-        run(CommandId::ReadFromPhone);
+        run(CommandId::kReadFromPhone);
         ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
     }
 

@@ -1,6 +1,6 @@
 // One application for all tests of this program, on the offscreen platform and with settings of its own.
 
-#include "app/CCalvaneApp.h"
+#include "app/frame/CCalvaneApp.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // A working day of the person who calibrates phones, from the first read to the next morning.
 
-#include "app/StatusPane.h"
+#include "app/frame/StatusPane.h"
 #include "tests/app/WindowFixture.h"
 
 #include <QComboBox>
@@ -31,19 +31,19 @@ TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
 
     readPhone();
     EXPECT_EQ(listBox().model()->rowCount(), 4);
-    run(CommandId::SortAlphabetical);
+    run(CommandId::kSortAlphabetical);
     EXPECT_EQ(listBox().model()->index(0, 0).data().toString(), "20\tNV_ALPHA");
 
     whenAsked([](QWidget* dialog) {
         QTest::keyClicks(dialog->focusWidget(), "nv_zet");
         QTest::keyClick(dialog, Qt::Key_Return);
     });
-    run(CommandId::Search);
+    run(CommandId::kSearch);
     ASSERT_EQ(doc().selectedIndex(), 3);
 
     clickHex();
     type(0, "1f");
-    run(CommandId::WriteChangedToPhone);
+    run(CommandId::kWriteChangedToPhone);
     EXPECT_EQ(numbersWritten(), (std::vector<int>{10, 40}));
     EXPECT_EQ(written(3)[0].second, (std::vector<int>{0x1F, 0xFE, 0xFF}));
     clickHex();
@@ -61,16 +61,16 @@ TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
         }
         QTest::keyClick(dialog->focusWidget(), Qt::Key_Return);
     });
-    run(CommandId::WriteListedToMox);
+    run(CommandId::kWriteListedToMox);
     EXPECT_EQ(doc().fileName(), mox.toStdString());
     const std::string record("\x15\xCD\x5B\x07\x46\x00\x01\x02\x03\x00"
                              "7.1\x0B\x00Working day",
                              26);
     EXPECT_NE(contents("bench.mox").find(record), std::string::npos) << "the phone's properties";
-    run(CommandId::ReadSupportedItems);
+    run(CommandId::kReadSupportedItems);
     ASSERT_TRUE(QTest::qWaitFor([&] { return doc().fileName().empty(); }));
     whenAsked([mox](QWidget* dialog) { chooseFile(dialog, mox); });
-    run(CommandId::ReadFromMox);
+    run(CommandId::kReadFromMox);
     EXPECT_EQ(numbersOf(doc().nvItems()), (std::vector<int>{10, 20, 40}));
     EXPECT_EQ(doc().nvItems()[0].getSubItems()[0].value, "31");
     EXPECT_EQ(window().findChild<StatusPane*>("pane_102")->fullText(), mox);
@@ -86,7 +86,7 @@ TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
         press(dialog, 1015);
         press(dialog, 1);
     });
-    run(CommandId::CustomizedList);
+    run(CommandId::kCustomizedList);
     EXPECT_EQ(numbersOf(doc().nvItems()), (std::vector<int>{20, 10})) << "by name still";
 
     const QString text = QString::fromStdString((folder / "listing").string());
@@ -94,13 +94,13 @@ TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
         EXPECT_EQ(modal->windowTitle(), "Save");
         chooseFile(modal, text);
     });
-    run(CommandId::WriteListedToText);
+    run(CommandId::kWriteListedToText);
     EXPECT_EQ(contents("listing.txt"), "NV_ALPHA\r\n7, \r\n\r\nNV_ZETA\r\n31, -2, \r\n\r\n")
         << "items taken anew have the catalog's values, as the file had them";
 
     refuse(20, 3);
     expectMessage();
-    run(CommandId::WriteListedToPhone);
+    run(CommandId::kWriteListedToPhone);
     EXPECT_NE(onlyMessage().find("Unable to write 'NV_ALPHA' to the phone. (The NVM is full)"), std::string::npos);
 
     whenAsked([](QWidget* dialog) {
@@ -109,7 +109,7 @@ TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
         QTest::keyClicks(ports, "COM8");
         press(dialog, 1);
     });
-    run(CommandId::Comport);
+    run(CommandId::kComport);
     EXPECT_EQ(doc().comPort(), "COM8");
 
     window().close();
@@ -119,7 +119,7 @@ TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
     EXPECT_EQ(doc().comPort(), "COM8");
     messages.clear();
     expectMessage();
-    run(CommandId::ReadFromPhone);
+    run(CommandId::kReadFromPhone);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
     EXPECT_EQ(messages.size(), 1u) << "there is no such port";
     EXPECT_EQ(listBox().model()->rowCount(), 0);

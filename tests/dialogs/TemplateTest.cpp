@@ -21,14 +21,14 @@
 namespace {
 
 constexpr DialogControl kAllKinds[] = {
-    {kIdStatic, ControlKind::StaticText, "&Name:", 7, 7, 10, 8},
-    {10, ControlKind::Edit, "text", 60, 5, 60, 14, kReadOnly},
-    {11, ControlKind::CheckBox, "He&x", 7, 22, 29, 10},
-    {12, ControlKind::CheckBox, "A choice with a rather long text", 7, 34, 60, 10},
-    {14, ControlKind::ProgressBar, "", 7, 78, 100, 21},
-    {15, ControlKind::DropDownList, "one\nthe second entry", 7, 101, 60, 92},
-    {kIdOk, ControlKind::DefaultButton, "A long caption", 7, 120, 50, 14},
-    {kIdCancel, ControlKind::PushButton, "Cancel", 62, 120, 50, 14},
+    {kIdStatic, ControlKind::kStaticText, "&Name:", 7, 7, 10, 8},
+    {10, ControlKind::kEdit, "text", 60, 5, 60, 14, kReadOnly},
+    {11, ControlKind::kCheckBox, "He&x", 7, 22, 29, 10},
+    {12, ControlKind::kCheckBox, "A choice with a rather long text", 7, 34, 60, 10},
+    {14, ControlKind::kProgressBar, "", 7, 78, 100, 21},
+    {15, ControlKind::kDropDownList, "one\nthe second entry", 7, 101, 60, 92},
+    {kIdOk, ControlKind::kDefaultButton, "A long caption", 7, 120, 50, 14},
+    {kIdCancel, ControlKind::kPushButton, "Cancel", 62, 120, 50, 14},
 };
 constexpr DialogTemplate kAllKindsTemplate{1, "All", 130, 140, kAllKinds};
 

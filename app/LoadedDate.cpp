@@ -1,9 +1,0 @@
-#include "app/LoadedDate.h"
-
-std::int32_t loadedDateStamp(std::time_t now) {
-    std::tm epoch{};
-    epoch.tm_year = 70;
-    epoch.tm_mday = 1;
-    epoch.tm_isdst = -1;
-    return static_cast<std::int32_t>(now - std::mktime(&epoch));
-}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "app/dialogs/DialogTemplate.h"
+#include "app/document/ProgressLines.h"
+
+#include <QTimer>
+
+class QLineEdit;
+class QProgressBar;
+
+/// The window that shows how far a read from the phone has come: each line in its edit box, its numbers in the bar.
+///
+/// Modeless; owned by the document window, and above the main window. addLine() may be called from any thread and never
+/// waits for the window; everything else belongs to the user-interface thread.
+///
+/// Lines become the text in the order in which they came: at once, or, when the last ones were shown a moment ago, with
+/// all others that come in that moment. Where those are more than 2000, only the newest, the one that the display would
+/// come to draw, becomes the text: showing all would slow the read. When the window hides, it is the last line that
+/// came.
+class CProgressDlg : public TemplateDialog, public ProgressWindow {
+    Q_OBJECT
+public:
+    explicit CProgressDlg(QWidget* mainWindow);
+
+    void addLine(std::string line) override;
+
+    void setVisible(bool visible) override;
+
+protected:
+    void customEvent(QEvent* event) override;
+
+private:
+    void showLines();
+    void showLine(const std::string& line);
+
+    QProgressBar& bar_;
+    QLineEdit& text_;
+    QTimer pause_; ///< runs after lines were shown; those that come meanwhile wait for its end
+    ProgressQueue lines_;
+};

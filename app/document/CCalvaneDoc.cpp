@@ -1,0 +1,407 @@
+#include "app/document/CCalvaneDoc.h"
+
+#include "app/document/ConfigurationFile.h"
+#include "app/document/LoadedDate.h"
+#include "app/document/MoxWriteForm.h"
+#include "engine/TextExport.h"
+#include "phonelink/TessraServer.h"
+#include "platform/kernel/Trace.h"
+#include "platform/kernel/WholeFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <numeric>
+#include <sstream>
+
+namespace {
+
+constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
+constexpr const char* kNoDateChanged = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file";
+constexpr const char* kNoDateListed = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file!!";
+
+bool isPipe(const std::filesystem::path& path) {
+    std::error_code ignored;
+    return std::filesystem::is_fifo(path, ignored);
+}
+
+} // namespace
+
+CCalvaneDoc::CCalvaneDoc(UserInterface& userInterface, std::filesystem::path programDirectory,
+                         std::unique_ptr<Calvane> catalog)
+    : userInterface_(userInterface), programDirectory_(std::move(programDirectory)), catalog_(std::move(catalog)) {
+    std::error_code error;
+    std::filesystem::current_path(programDirectory_, error);
+    if (error) {
+        kernel::logError("CCalvaneDoc: can't change to " + programDirectory_.string() + ": " + error.message());
+    }
+    runBusy([this] { catalog_->loadDecoderRingFile(kDecoderRingFileName); });
+    readConfiguration();
+}
+
+CCalvaneDoc::~CCalvaneDoc() {
+    phoneRead_.reset();
+    readCursor_.reset();
+    try {
+        writeConfiguration();
+    } catch (const std::system_error& error) {
+        reportConfigurationFailure(error);
+    }
+}
+
+void CCalvaneDoc::readConfiguration() {
+    try {
+        comPort_ = readConfiguredComPort(programDirectory_ / kConfigurationFileName);
+    } catch (const std::system_error& error) {
+        comPort_ = kDefaultComPort;
+        reportConfigurationFailure(error);
+    }
+}
+
+void CCalvaneDoc::writeConfiguration() const {
+    writeConfiguredComPort(programDirectory_ / kConfigurationFileName, comPort_);
+}
+
+void CCalvaneDoc::reportConfigurationFailure(const std::system_error& error) {
+    showWarning("Couldn't open CalvaneConfig.ini for writing " + std::to_string(error.code().value()));
+}
+
+bool CCalvaneDoc::openDocument(const std::filesystem::path& path) {
+    try {
+        comPort_ = readComPortOf(path);
+        path_ = path;
+        return true;
+    } catch (const std::runtime_error& error) {
+        showWarning(std::string("Couldn't open ") + error.what());
+        return false;
+    }
+}
+
+bool CCalvaneDoc::saveDocument() {
+    try {
+        replaceComPortOf(path_, comPort_);
+        return true;
+    } catch (const std::runtime_error& error) {
+        showWarning(error.what());
+        return false;
+    }
+}
+
+void CCalvaneDoc::addView(DocumentView* view) {
+    views_.push_back(view);
+}
+
+void CCalvaneDoc::removeView(DocumentView* view) {
+    std::erase(views_, view);
+}
+
+void CCalvaneDoc::updateAllViews() {
+    for (DocumentView* view : views_) {
+        view->onUpdate();
+    }
+}
+
+void CCalvaneDoc::postUpdateAllViews() {
+    userInterface_.post([this, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired()) {
+            updateAllViews();
+        }
+    });
+}
+
+const NvItem* CCalvaneDoc::selectedItem() const {
+    if (selectedIndex_ < 0 || static_cast<std::size_t>(selectedIndex_) >= nvItems_.size()) {
+        return nullptr;
+    }
+    return &nvItems_[static_cast<std::size_t>(selectedIndex_)];
+}
+
+std::size_t CCalvaneDoc::positionOf(std::string_view name) const {
+    const auto found =
+        std::find_if(nvItems_.begin(), nvItems_.end(), [&](const NvItem& item) { return item.getName() == name; });
+    return static_cast<std::size_t>(found - nvItems_.begin());
+}
+
+bool CCalvaneDoc::runGuarded(const std::function<void()>& command) {
+    try {
+        command();
+        return true;
+    } catch (const std::exception& failure) {
+        // The catalog's exceptions, and what passes through it from below: none may end the program.
+        showFailure(failure);
+        return false;
+    }
+}
+
+bool CCalvaneDoc::runBusy(const std::function<void()>& command) {
+    return runGuarded([&] {
+        const BusyCursor cursor(userInterface_);
+        command();
+    });
+}
+
+void CCalvaneDoc::runWaiting(const std::function<void()>& work) {
+    waiting_ = true;
+    try {
+        userInterface_.runWaiting(work);
+    } catch (...) {
+        waiting_ = false;
+        throw;
+    }
+    waiting_ = false;
+}
+
+void CCalvaneDoc::showFailure(const std::exception& failure, const char* caption) {
+    userInterface_.showMessage(failure.what(), caption, MessageIcon::kError);
+}
+
+void CCalvaneDoc::showWarning(const std::string& text) {
+    userInterface_.showMessage(text, "Calvane", MessageIcon::kExclamation);
+}
+
+void CCalvaneDoc::replaceItems(std::vector<NvItem> items) {
+    nvItems_ = std::move(items);
+    changedItems_.clear();
+    listChanged_ = true;
+}
+
+void CCalvaneDoc::readFromPhone(ProgressWindow& progress, std::function<void()> ended) {
+    fileName_.clear();
+    const auto bring = [this, alive = std::weak_ptr(alive_), ended](PhoneReadResult result) {
+        // What is posted is copied on its way; the items need not be.
+        auto shared = std::make_shared<PhoneReadResult>(std::move(result));
+        userInterface_.post([this, alive, ended, shared] {
+            if (!alive.expired()) {
+                finishRead(*shared, ended);
+            }
+        });
+    };
+    try {
+        readCursor_ = std::make_unique<BusyCursor>(userInterface_);
+        phoneRead_ = std::make_unique<PhoneRead>(*catalog_, comPort_, progress, bring);
+    } catch (const std::exception& failure) {
+        readCursor_.reset();
+        showFailure(failure);
+        ended();
+    }
+}
+
+void CCalvaneDoc::finishRead(PhoneReadResult& result, const std::function<void()>& ended) {
+    phoneRead_.reset();
+    readCursor_.reset();
+    if (result.failure) {
+        userInterface_.showMessage(*result.failure, kExceptionCaption, MessageIcon::kError);
+    } else if (!result.cancelled) {
+        replaceItems(std::move(result.items));
+        updateAllViews();
+    }
+    ended();
+}
+
+void CCalvaneDoc::cancelRead() {
+    if (phoneRead_) {
+        phoneRead_->cancel();
+    }
+}
+
+void CCalvaneDoc::readFromMoxFile() {
+    const auto path = userInterface_.askFileToOpen({"", "MOX File ( *.mox ) |*.mox|All Files ( *.* )|*.*||", "mox"});
+    if (!path) {
+        return;
+    }
+    fileName_ = *path;
+    std::vector<NvItem> items;
+    const auto readFile = [&] { items = catalog_->getNvItemFrompMoxFile(*path); };
+    if (runBusy([&] { runWaiting(readFile); })) {
+        replaceItems(std::move(items));
+        updateAllViews();
+    }
+}
+
+void CCalvaneDoc::readSupportedItems() {
+    fileName_.clear();
+    if (runBusy([this] { replaceItems(catalog_->getSupportedNvItems()); })) {
+        postUpdateAllViews();
+    }
+}
+
+void CCalvaneDoc::loadSupportedItems() {
+    runBusy([this] { supportedItems_ = catalog_->getSupportedNvItems(); });
+}
+
+void CCalvaneDoc::resetPhone() {
+    runBusy([this] { runWaiting([this] { catalog_->resetPhone(); }); });
+}
+
+void CCalvaneDoc::setPhoneOffline() {
+    runGuarded([this] { runWaiting([this] { catalog_->getTessraServer()->offline(); }); });
+}
+
+void CCalvaneDoc::chooseComPort() {
+    runGuarded([this] {
+        std::vector<std::string> ports;
+        runWaiting([&] { ports = catalog_->getTessraServer()->getActiveComPorts(); });
+        const auto chosen = userInterface_.askComPort(ports);
+        if (chosen) {
+            comPort_ = *chosen;
+        }
+    });
+}
+
+void CCalvaneDoc::customizeList() {
+    loadSupportedItems();
+    auto customized = userInterface_.askCustomizedList(supportedItems_, nvItems_);
+    if (customized) {
+        replaceItems(std::move(*customized));
+        updateAllViews();
+    }
+    sortItems(sortAlphabetical_);
+}
+
+void CCalvaneDoc::sortItems(bool alphabetical) {
+    if (nvItems_.empty()) {
+        return;
+    }
+    NvItem::setCompareByName(alphabetical);
+    // Positions are ordered rather than items, so that the changed ones can be followed to their new places.
+    std::vector<std::size_t> order(nvItems_.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::stable_sort(order.begin(), order.end(),
+                     [this](std::size_t left, std::size_t right) { return nvItems_[left] < nvItems_[right]; });
+    std::vector<NvItem> sorted;
+    sorted.reserve(order.size());
+    std::set<std::size_t> changed;
+    for (std::size_t position = 0; position < order.size(); ++position) {
+        sorted.push_back(std::move(nvItems_[order[position]]));
+        if (changedItems_.contains(order[position])) {
+            changed.insert(changed.end(), position);
+        }
+    }
+    nvItems_ = std::move(sorted);
+    changedItems_ = std::move(changed);
+    sortAlphabetical_ = alphabetical;
+    listChanged_ = true;
+    updateAllViews();
+}
+
+void CCalvaneDoc::setItemData(std::size_t position, const std::string& values) {
+    NvItem item = nvItems_.at(position); // a copy, as texts before one that doesn't fit are stored at once
+    item.setData(values);
+    nvItems_[position] = std::move(item);
+}
+
+void CCalvaneDoc::storeItemData(std::size_t index, const std::string& values) {
+    setItemData(index, values);
+    changedItems_.insert(index);
+}
+
+void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const char* failureCaption) {
+    const std::string stamp = std::to_string(loadedDateStamp(std::time(nullptr)));
+    const std::size_t listed = positionOf(kLoadedDateItem);
+    if (listed < nvItems_.size()) {
+        setItemData(listed, stamp);
+        if (&items != &nvItems_) {
+            items.push_back(nvItems_[listed]);
+        }
+        return;
+    }
+    std::optional<NvItem> item;
+    try {
+        item = catalog_->getSupportedNvItem(std::string(kLoadedDateItem));
+    } catch (const Calvane::Exception& failure) {
+        // The write goes on afterwards; while the user reads, nothing is busy.
+        userInterface_.endBusyCursor();
+        showFailure(failure, failureCaption);
+        userInterface_.beginBusyCursor();
+        return;
+    }
+    item->setData(stamp);
+    items.push_back(std::move(*item));
+}
+
+void CCalvaneDoc::writeToPhone(const std::vector<NvItem>& items) {
+    runWaiting([&] { catalog_->writeToPhone(comPort_, items, false, nullptr); });
+}
+
+void CCalvaneDoc::writeChangedToPhone() {
+    if (changedItems_.empty()) {
+        return;
+    }
+    runBusy([this] {
+        std::vector<NvItem> items;
+        for (const std::size_t position : changedItems_) {
+            items.push_back(nvItems_[position]);
+        }
+        addStampedItem(items, kNoDateChanged);
+        writeToPhone(items);
+    });
+}
+
+void CCalvaneDoc::writeListedToPhone() {
+    if (nvItems_.empty()) {
+        return;
+    }
+    runBusy([this] {
+        addStampedItem(nvItems_, kNoDateListed);
+        writeToPhone(nvItems_);
+    });
+}
+
+void CCalvaneDoc::writePendingToPhone() {
+    runBusy([this] {
+        addStampedItem(pendingWrite_, kNoDateListed);
+        writeToPhone(pendingWrite_);
+    });
+    // Also after a failure: an item that the phone refuses would else stand before every later one.
+    pendingWrite_.clear();
+}
+
+bool CCalvaneDoc::writeItem(const std::string& name, const std::string& values) {
+    const std::size_t position = positionOf(name);
+    if (position == nvItems_.size()) {
+        return false;
+    }
+    setItemData(position, values);
+    pendingWrite_.push_back(nvItems_[position]);
+    writePendingToPhone();
+    return true;
+}
+
+void CCalvaneDoc::writeListedToMoxFile() {
+    const auto properties = userInterface_.askFileProperties();
+    if (!properties) {
+        return;
+    }
+    fileName_ = properties->fileName;
+    if (fileName_.empty()) {
+        return;
+    }
+    const MoxWriteForm form = chooseMoxWriteForm(*properties);
+    runBusy([&] { runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); });
+}
+
+void CCalvaneDoc::writeListedToText() {
+    const auto path =
+        userInterface_.askFileToSave({"Save", "Text File ( *.txt )|*.txt|All Files ( *.* )|*.*||", "txt"});
+    if (!path) {
+        return;
+    }
+    kernel::WholeFileResult result;
+    const auto writeFile = [&] {
+        if (isPipe(*path)) {
+            result.openError = EINVAL; // without a reader it would keep the program waiting
+            return;
+        }
+        std::ostringstream text;
+        items::writeTextExport(text, nvItems_);
+        result = kernel::writeWholeFile(*path, text.view());
+    };
+    if (!runGuarded([&] { runWaiting(writeFile); })) {
+        return;
+    }
+    if (result.openError != 0) {
+        showWarning("Couldn't open text file for writing " + std::to_string(result.openError));
+    } else if (result.writeError != 0) {
+        showWarning("Couldn't write the whole text file " + *path + ": " + std::to_string(result.writeError));
+    }
+}

@@ -1,0 +1,163 @@
+#pragma once
+
+#include "app/document/PhoneRead.h"
+#include "app/document/UserInterface.h"
+#include "engine/Calvane.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
+
+/// Told when what a document's views show may have changed.
+class DocumentView {
+public:
+    virtual ~DocumentView() = default;
+    virtual void onUpdate() = 0;
+};
+
+/// The one kind of document: the items that the user works on, the catalog from which they come, and every command that
+/// reads, writes, orders or exchanges them. It holds no widget; windows, dialogs and messages are reached through its
+/// UserInterface.
+///
+/// Owned by its window. All of it belongs to the user-interface thread. A read from the phone runs on a thread of its
+/// own and posts what it brought; while it runs the catalog is that thread's, so only what the catalog has no part in
+/// may be called: the sort commands, storeItemData(), the queries, and setPhoneOffline().
+///
+/// A command that fails shows the failure in a message box and leaves what it has not yet replaced.
+class CCalvaneDoc {
+public:
+    /// Makes the program's directory the current one, loads the decoder ring "NV Decoder.vrk" and reads the
+    /// configuration; what fails is shown, and the document is there all the same. `userInterface` outlives it.
+    CCalvaneDoc(UserInterface& userInterface, std::filesystem::path programDirectory,
+                std::unique_ptr<Calvane> catalog = std::make_unique<Calvane>());
+    /// Writes the configuration. A read that still runs is cancelled and waited for.
+    ~CCalvaneDoc();
+    CCalvaneDoc(const CCalvaneDoc&) = delete;
+    CCalvaneDoc& operator=(const CCalvaneDoc&) = delete;
+
+    static constexpr const char* kTitle = "RF NV ITEMS ONLY";
+
+    /// Takes the port name from the first line of a file that the user has opened. False, after a message, if the file
+    /// can't be read or does not start with the name of a port.
+    bool openDocument(const std::filesystem::path& path);
+    /// Makes the port name the content of the file that was opened. False, after a message, if that fails, if the
+    /// name is none that openDocument() would take, or if the file holds more than a port name: whoever opened a
+    /// calibration file that way must not lose it.
+    bool saveDocument();
+    /// Keeps the port name in the configuration file, as the destructor does. Throws std::system_error.
+    void writeConfiguration() const;
+    /// The file that openDocument() read; empty if none.
+    const std::filesystem::path& path() const { return path_; }
+
+    /// Views are told in the order in which they were added.
+    void addView(DocumentView* view);
+    void removeView(DocumentView* view);
+    void updateAllViews();
+
+    /// Starts to read from the phone. `ended` is called on the user-interface thread when the read is over, its result
+    /// in place and its failure shown; not at all if the document goes first. Only one read at a time.
+    void readFromPhone(ProgressWindow& progress, std::function<void()> ended);
+    bool isReading() const { return phoneRead_ != nullptr; }
+    /// Ends a running read before its next item; its end comes as always.
+    void cancelRead();
+    /// Whether a command waits for a phone or a disk. What the document holds is that command's until it is done: no
+    /// other one may begin, and nothing may be stored.
+    bool isWaiting() const { return waiting_; }
+
+    void readFromMoxFile();
+    /// Lists every item of the catalog without asking the phone.
+    void readSupportedItems();
+    void loadSupportedItems();
+    void writeChangedToPhone();
+    void writeListedToPhone();
+    void writePendingToPhone();
+    void writeListedToMoxFile();
+    void writeListedToText();
+    void resetPhone();
+    void setPhoneOffline();
+    void chooseComPort();
+    void customizeList();
+    void sortItems(bool alphabetical);
+
+    /// What the editor does with what was typed, one decimal text per sub-field, separated by commas. Both throw
+    /// Calvane::Exception for texts that don't fit; the item keeps its data then.
+    ///
+    /// Puts it into the item at `index` (which must exist) and counts the item as changed.
+    void storeItemData(std::size_t index, const std::string& values);
+    /// Puts it into the first item named `name` and writes that item to the phone. False if there is none.
+    bool writeItem(const std::string& name, const std::string& values);
+
+    const std::vector<NvItem>& nvItems() const { return nvItems_; }
+    const std::vector<NvItem>& supportedItems() const { return supportedItems_; }
+    const std::vector<NvItem>& pendingWrite() const { return pendingWrite_; }
+    /// Positions in nvItems() of the items that the editor has stored, ascending. They follow their items when the list
+    /// is ordered anew or extended, and are forgotten when it is replaced.
+    const std::set<std::size_t>& changedItems() const { return changedItems_; }
+    /// Position in nvItems() of the item that the editor shows; -1 for none. It stays when the list is replaced, so it
+    /// may lie outside: see selectedItem().
+    int selectedIndex() const { return selectedIndex_; }
+    void setSelectedIndex(int index) { selectedIndex_ = index; }
+    /// The item at selectedIndex(); null where there is none.
+    const NvItem* selectedItem() const;
+    bool sortAlphabetical() const { return sortAlphabetical_; }
+    /// Whether the list was replaced or ordered anew since clearListChanged().
+    bool listChanged() const { return listChanged_; }
+    void clearListChanged() { listChanged_ = false; }
+    const std::string& comPort() const { return comPort_; }
+    const std::string& activeEditor() const { return activeEditor_; }
+    void setActiveEditor(std::string activeEditor) { activeEditor_ = std::move(activeEditor); }
+    /// The calibration file last read or written.
+    const std::string& fileName() const { return fileName_; }
+
+private:
+    void readConfiguration();
+    void reportConfigurationFailure(const std::system_error& error);
+
+    /// Runs `command`; shows what it throws, and answers whether it went through.
+    bool runGuarded(const std::function<void()>& command);
+    /// The same with the busy cursor, which is gone before a failure is shown.
+    bool runBusy(const std::function<void()>& command);
+    /// Runs `work` while the windows paint; isWaiting() meanwhile. Throws what it throws.
+    void runWaiting(const std::function<void()>& work);
+    void showFailure(const std::exception& failure, const char* caption = kExceptionCaption);
+    void showWarning(const std::string& text);
+    void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
+    void replaceItems(std::vector<NvItem> items);
+    /// To this document's own views, whichever window is active by then.
+    void postUpdateAllViews();
+
+    /// The position in nvItems_ of the first item named `name`; the list's size where there is none.
+    std::size_t positionOf(std::string_view name) const;
+    /// Gives an item of the list these values, or leaves it as it was: then throws Calvane::Exception.
+    void setItemData(std::size_t position, const std::string& values);
+    /// Stamps the list's loaded-date item and adds it to `items`, which may be the list itself. Where the list has
+    /// none, adds the catalog's with the stamp; where that has none either, shows a message.
+    void addStampedItem(std::vector<NvItem>& items, const char* failureCaption);
+    void writeToPhone(const std::vector<NvItem>& items);
+
+    UserInterface& userInterface_;
+    const std::filesystem::path programDirectory_;
+    const std::unique_ptr<Calvane> catalog_;
+    std::vector<NvItem> nvItems_;
+    std::vector<NvItem> supportedItems_;
+    std::vector<NvItem> pendingWrite_;
+    std::set<std::size_t> changedItems_;
+    int selectedIndex_ = -1;
+    bool sortAlphabetical_ = false;
+    bool listChanged_ = false;
+    bool waiting_ = false;
+    std::string comPort_;
+    std::string activeEditor_ = "null";
+    std::string fileName_;
+    std::filesystem::path path_;
+    std::vector<DocumentView*> views_;
+    /// What was posted finds out by this whether the document is still there.
+    std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
+    std::unique_ptr<BusyCursor> readCursor_;
+    std::unique_ptr<PhoneRead> phoneRead_; ///< last: the thread uses the catalog
+};

@@ -1,0 +1,361 @@
+#include "app/frame/CMainFrame.h"
+
+#include "app/dialogs/DialogTemplate.h"
+#include "app/dialogs/MessageBox.h"
+#include "app/frame/CSplitterFrame.h"
+#include "app/frame/CommandTable.h"
+#include "app/frame/MainStatusBar.h"
+#include "app/frame/Shutdown.h"
+
+#include <QAbstractEventDispatcher>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMenuBar>
+#include <QScreen>
+#include <QSettings>
+#include <QToolBar>
+#include <utility>
+
+namespace {
+
+constexpr QSize kFirstSize{1000, 680};
+constexpr int kFrameRoom = 30; ///< for the title bar and borders around a window
+constexpr int kToolbarIconPixels = 16;
+
+QString text(std::string_view view) {
+    return QString::fromUtf8(view.data(), static_cast<qsizetype>(view.size()));
+}
+
+constexpr int kIconId = 128;
+constexpr int kVersionId = 1020;
+
+constexpr DialogControl kAboutControls[] = {
+    {kIconId, ControlKind::kIcon, "", 11, 17, 21, 20},
+    {kVersionId, ControlKind::kStaticText, "Calvane Version 1.4.34", 45, 23, 119, 8},
+    {kIdOk, ControlKind::kDefaultButton, "OK", 174, 98, 50, 14},
+};
+constexpr DialogTemplate kAboutTemplate{100, "About Calvane", 231, 119, kAboutControls};
+
+void showAbout(QWidget* owner) {
+    TemplateDialog dialog(kAboutTemplate, owner);
+    dialog.item<QLabel>(kIconId).setPixmap(QApplication::windowIcon().pixmap({32, 32}, owner->devicePixelRatioF()));
+    dialog.exec();
+}
+
+} // namespace
+
+CMainFrame::CMainFrame(std::filesystem::path programDirectory)
+    : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle),
+      statusBar_(new MainStatusBar(this)), shutdown_(new Shutdown(*this)) {
+    setObjectName("frame_128");
+    setCentralWidget(area_);
+    setStatusBar(statusBar_);
+    makeActions();
+    makeKeys();
+    makeToolbar();
+    showMenus(false);
+    setWindowTitle(kTitle);
+    restorePlaces();
+    connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
+    connect(shutdown_, &Shutdown::postponed, statusBar_,
+            [this] { statusBar_->setNotice("Calvane closes when the running command has ended."); });
+    connect(shutdown_, &Shutdown::started, this, [this] {
+        savePlaces();
+        disconnect(area_, nullptr, this, nullptr);
+    });
+    connect(shutdown_, &Shutdown::finished, this, &CMainFrame::closed);
+    // What the panes show is compared and brought up to date whenever there is nothing else to do.
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, shutdown_,
+            &Shutdown::startIfRequested);
+    refresh();
+}
+
+CMainFrame::~CMainFrame() {
+    disconnect(QAbstractEventDispatcher::instance(), nullptr, this, nullptr);
+    disconnect(QAbstractEventDispatcher::instance(), nullptr, shutdown_, nullptr);
+    disconnect(area_, nullptr, this, nullptr);
+    qDeleteAll(CSplitterFrame::allIn(*this));
+}
+
+void CMainFrame::makeActions() {
+    for (const CommandInfo& info : commandTable()) {
+        auto* action = new QAction(this);
+        const auto number = static_cast<int>(info.id);
+        action->setObjectName("cmd_" + QString::number(number));
+        action->setProperty("commandId", number);
+        action->setStatusTip(text(info.prompt));
+        action->setToolTip(text(info.toolTip));
+        const QString picture = ":/calvane/toolbar/" + QString::number(number);
+        if (QFile::exists(picture)) {
+            action->setIcon(QIcon(picture));
+        }
+        action->setMenuRole(QAction::NoRole);
+        connect(action, &QAction::triggered, this, [this, id = info.id] { runCommand(id); });
+        actions_[info.id] = action;
+        addAction(action);
+    }
+    actions_[CommandId::kNew]->setShortcut(QKeySequence("Ctrl+N"));
+    actions_[CommandId::kOpen]->setShortcut(QKeySequence("Ctrl+O"));
+    for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {
+        actions_[id]->setCheckable(true);
+        actions_[id]->setChecked(true);
+    }
+}
+
+void CMainFrame::makeKeys() {
+    const auto addKeys = [this](const char* name, const QList<QKeySequence>& keys, const auto& run) {
+        auto* action = new QAction(this);
+        action->setObjectName(name);
+        action->setShortcuts(keys);
+        connect(action, &QAction::triggered, this, run);
+        addAction(action);
+    };
+    // Edit boxes know the other keys of the standard set.
+    addKeys("edit_undo", {QKeySequence("Alt+Backspace")}, [] {
+        if (auto* box = qobject_cast<QLineEdit*>(QApplication::focusWidget())) {
+            box->undo();
+        }
+    });
+    addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
+    // Of two panes the next is also the previous one.
+    addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
+        if (CSplitterFrame* frame = activeFrame()) {
+            frame->switchPane();
+        }
+    });
+}
+
+void CMainFrame::makeToolbar() {
+    toolbar_ = addToolBar("Toolbar");
+    toolbar_->setObjectName("toolbar_134");
+    toolbar_->setIconSize({kToolbarIconPixels, kToolbarIconPixels});
+    toolbar_->setMovable(true);
+    toolbar_->setAllowedAreas(Qt::AllToolBarAreas);
+    for (const CommandId id : toolbarButtons()) {
+        if (id == kToolbarSeparator) {
+            toolbar_->addSeparator();
+        } else {
+            toolbar_->addAction(actions_[id]);
+        }
+    }
+    connect(toolbar_, &QToolBar::visibilityChanged, actions_[CommandId::kViewToolbar],
+            [this] { actions_[CommandId::kViewToolbar]->setChecked(!toolbar_->isHidden()); });
+}
+
+void CMainFrame::showMenus(bool forDocument) {
+    documentMenus_ = forDocument;
+    const auto old = menuBar()->findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly);
+    menuBar()->clear();
+    menuBar()->setObjectName(forDocument ? "menu_136" : "menu_128");
+    for (QMenu* menu : old) {
+        menu->deleteLater(); // this may run in one of its own actions
+    }
+    for (const MenuInfo& info : forDocument ? documentMenus() : emptyMenus()) {
+        fillMenu(menuBar()->addMenu(text(info.title)), info);
+    }
+}
+
+void CMainFrame::fillMenu(QMenu* menu, const MenuInfo& info) {
+    QMenu* target = menu;
+    for (const MenuEntry& entry : info.entries) {
+        switch (entry.kind) {
+        case MenuEntry::Kind::kSeparator:
+            target->addSeparator();
+            break;
+        case MenuEntry::Kind::kSubmenu:
+            target = menu->addMenu(text(entry.text));
+            break;
+        case MenuEntry::Kind::kEndOfSubmenu:
+            target = menu;
+            break;
+        case MenuEntry::Kind::kRecentFiles:
+            fillRecentFiles(menu);
+            break;
+        case MenuEntry::Kind::kCommand:
+            // A command has the text of the menu in which it stands now. Setting it must not lose the tooltip.
+            QAction* action = actions_[entry.id];
+            const QString toolTip = action->toolTip();
+            action->setText(text(entry.text));
+            action->setToolTip(toolTip);
+            target->addAction(action);
+            break;
+        }
+    }
+}
+
+void CMainFrame::fillRecentFiles(QMenu* menu) {
+    if (recentFiles_.isEmpty()) {
+        QAction* none = menu->addAction("Recent File");
+        none->setProperty("commandId", static_cast<int>(CommandId::kRecentFiles));
+        none->setEnabled(false);
+    }
+    for (qsizetype i = 0; i < recentFiles_.size(); ++i) {
+        const QString path = recentFiles_[i];
+        QString shown = path;
+        QAction* file = menu->addAction(QString("&%1 %2").arg(i + 1).arg(shown.replace('&', "&&")));
+        const int id = static_cast<int>(CommandId::kRecentFiles) + static_cast<int>(i);
+        file->setObjectName("cmd_" + QString::number(id));
+        file->setProperty("commandId", id);
+        connect(file, &QAction::triggered, this, [this, path] { emit recentRequested(path); });
+    }
+}
+
+void CMainFrame::setRecentFiles(const QStringList& files) {
+    recentFiles_ = files;
+    if (!documentMenus_) {
+        showMenus(false);
+    }
+}
+
+QAction* CMainFrame::action(CommandId id) const {
+    const auto found = actions_.find(id);
+    return found == actions_.end() ? nullptr : found->second;
+}
+
+CSplitterFrame* CMainFrame::addDocument() {
+    CSplitterFrame* frame = nullptr;
+    try {
+        frame = new CSplitterFrame(this, programDirectory_);
+    } catch (const CSplitterFrame::NotCreated&) {
+        return nullptr;
+    } catch (const std::exception& failure) {
+        showMessageBox(this, failure.what(), kExceptionCaption, MessageIcon::kError);
+        return nullptr;
+    }
+    connect(frame, &CSplitterFrame::stateChanged, this, &CMainFrame::refresh);
+    connect(frame, &CSplitterFrame::readEnded, shutdown_, &Shutdown::finishIfIdle);
+    connect(frame, &QObject::destroyed, shutdown_, &Shutdown::finishIfIdle);
+    connect(frame, &QObject::destroyed, this, &CMainFrame::refresh, Qt::QueuedConnection);
+    area_->addSubWindow(frame);
+    frame->showMaximized();
+    area_->setActiveSubWindow(frame);
+    refresh();
+    return frame;
+}
+
+CSplitterFrame* CMainFrame::activeFrame() const {
+    // A window that was closed while it read is hidden until its read has ended, and takes no more commands.
+    auto* frame = qobject_cast<CSplitterFrame*>(area_->currentSubWindow());
+    return frame != nullptr && frame->isClosing() ? nullptr : frame;
+}
+
+void CMainFrame::activated(QMdiSubWindow*) {
+    CSplitterFrame* now = activeFrame();
+    if (now == lastActive_) {
+        return;
+    }
+    if (lastActive_ != nullptr) {
+        lastActive_->setFrameActive(false);
+    }
+    if (now != nullptr) {
+        now->setFrameActive(true);
+    }
+    // At the start the title says the program's name alone; from the next change on also the document's.
+    const bool first = !started_ && now != nullptr;
+    started_ = started_ || now != nullptr;
+    lastActive_ = now;
+    showTitle(now != nullptr && !first);
+    refresh();
+}
+
+void CMainFrame::showTitle(bool withDocument) {
+    title_ = withDocument ? QString("%1 - [%2]").arg(kTitle, CCalvaneDoc::kTitle) : QString(kTitle);
+    setWindowTitle(title_);
+}
+
+void CMainFrame::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    // A maximized document window writes its own title into this one.
+    if (event->type() == QEvent::WindowTitleChange && windowTitle() != title_) {
+        setWindowTitle(title_);
+    }
+}
+
+bool CMainFrame::event(QEvent* event) {
+    if (event->type() == QEvent::StatusTip) {
+        statusBar_->setPrompt(static_cast<QStatusTipEvent*>(event)->tip());
+        return true;
+    }
+    return QMainWindow::event(event);
+}
+
+void CMainFrame::refresh() {
+    CSplitterFrame* frame = activeFrame();
+    if ((frame != nullptr) != documentMenus_) {
+        showMenus(frame != nullptr);
+    }
+    for (const CommandInfo& info : commandTable()) {
+        const bool available =
+            !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
+        actions_[info.id]->setEnabled(available);
+    }
+    statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);
+    statusBar_->showKeyboardLocks();
+}
+
+void CMainFrame::runCommand(CommandId id) {
+    // No key and no click comes here while a command waits, but a screen reader's request may.
+    const bool asksNothing = id == CommandId::kExit || id == CommandId::kViewToolbar || id == CommandId::kViewStatusBar;
+    if (CSplitterFrame::isAnyWaiting(*this) && !asksNothing) {
+        return;
+    }
+    switch (id) {
+    case CommandId::kNew:
+        emit newRequested();
+        break;
+    case CommandId::kOpen:
+        emit openRequested();
+        break;
+    case CommandId::kAbout:
+        showAbout(this);
+        break;
+    case CommandId::kExit:
+        close();
+        break;
+    case CommandId::kViewToolbar:
+        toolbar_->setVisible(actions_[id]->isChecked());
+        break;
+    case CommandId::kViewStatusBar:
+        statusBar_->setVisible(actions_[id]->isChecked());
+        break;
+    default:
+        if (CSplitterFrame* frame = activeFrame(); frame != nullptr && actions_[id]->isEnabled()) {
+            frame->runCommand(id);
+        }
+        refresh();
+        break;
+    }
+}
+
+void CMainFrame::restorePlaces() {
+    QSettings settings;
+    resize(kFirstSize);
+    restoreGeometry(settings.value("frame/geometry").toByteArray());
+    // Another screen or scale may have less room than the window had.
+    const QRect room = screen()->availableGeometry();
+    resize(size().boundedTo(room.size() - QSize(kFrameRoom, kFrameRoom)));
+    if (!room.contains(geometry())) {
+        move(room.center() - rect().center());
+    }
+    restoreState(settings.value("frame/bars").toByteArray());
+    statusBar_->setVisible(settings.value("frame/statusBar", true).toBool());
+    actions_[CommandId::kViewToolbar]->setChecked(!toolbar_->isHidden());
+    actions_[CommandId::kViewStatusBar]->setChecked(!statusBar_->isHidden());
+}
+
+void CMainFrame::savePlaces() {
+    QSettings settings;
+    settings.setValue("frame/geometry", saveGeometry());
+    settings.setValue("frame/bars", saveState());
+    settings.setValue("frame/statusBar", !statusBar_->isHidden());
+}
+
+void CMainFrame::closeEvent(QCloseEvent* event) {
+    event->ignore(); // the window goes when the documents have gone
+    shutdown_->request();
+}

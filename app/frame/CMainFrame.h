@@ -1,0 +1,79 @@
+#pragma once
+
+#include "app/frame/CommandTable.h"
+
+#include <QMainWindow>
+#include <QPointer>
+#include <filesystem>
+#include <map>
+
+class CSplitterFrame;
+class MainStatusBar;
+class Shutdown;
+class QMdiArea;
+class QMdiSubWindow;
+class QMenu;
+struct MenuInfo;
+
+/// The program's window: menus, toolbar and status bar around the area of the document windows. Hands the commands of
+/// the document menu to the active document window, and carries out the others with the application's help (signals).
+/// Owned by the application. User-interface thread.
+class CMainFrame : public QMainWindow {
+    Q_OBJECT
+public:
+    static constexpr const char* kTitle = "Calvane 1.4.34";
+
+    explicit CMainFrame(std::filesystem::path programDirectory);
+    ~CMainFrame() override;
+
+    /// Adds a window for a new document and makes it the active one. Null, after a message, if it can't be made.
+    CSplitterFrame* addDocument();
+    /// The window that commands go to; null where there is none.
+    CSplitterFrame* activeFrame() const;
+
+    QAction* action(CommandId id) const;
+    void runCommand(CommandId id);
+
+    /// The last files opened, newest first.
+    void setRecentFiles(const QStringList& files);
+
+    /// Brings texts of the panes and states of the commands up to date.
+    void refresh();
+
+signals:
+    void newRequested();
+    void openRequested();
+    void saveRequested();
+    void recentRequested(const QString& path);
+    /// The last document is gone and the window is hidden: the program is to end.
+    void closed();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    bool event(QEvent* event) override;
+
+private:
+    void makeActions();
+    void makeKeys();
+    void makeToolbar();
+    void showMenus(bool forDocument);
+    void fillMenu(QMenu* menu, const MenuInfo& info);
+    void fillRecentFiles(QMenu* menu);
+    void activated(QMdiSubWindow* window);
+    void showTitle(bool withDocument);
+    void restorePlaces();
+    void savePlaces();
+
+    const std::filesystem::path programDirectory_;
+    QMdiArea* area_;
+    std::map<CommandId, QAction*> actions_;
+    QToolBar* toolbar_ = nullptr;
+    QStringList recentFiles_;
+    QPointer<CSplitterFrame> lastActive_;
+    QString title_;
+    MainStatusBar* statusBar_;
+    bool documentMenus_ = false;
+    bool started_ = false;
+    Shutdown* shutdown_;
+};

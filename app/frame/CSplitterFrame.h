@@ -1,0 +1,89 @@
+#pragma once
+
+#include "app/document/CCalvaneDoc.h"
+#include "app/frame/CommandTable.h"
+
+#include <QMdiSubWindow>
+
+class CNvItemList;
+class CNvParam;
+class CProgressDlg;
+class QSplitter;
+class QtUserInterface;
+
+/// The window of one document: the item list on the left, the editor of the selected item's sub-fields on the right.
+/// Carries out the commands of the document menu, knows which pane is active, and owns the document and the progress
+/// window. Owned by the main window's area. User-interface thread.
+///
+/// isBusy()  isWaiting()  runs               may begin                  closing the window
+/// false     false        nothing            every command              closes it
+/// true      false        a read beside it   what a read does not bar   cancels the read first
+/// any       true         a command          nothing, in no window      refused (see Shutdown)
+class CSplitterFrame : public QMdiSubWindow {
+    Q_OBJECT
+public:
+    /// What is thrown when a part of the window can't be made; the user has been told.
+    struct NotCreated {};
+
+    /// Makes the document as well. Throws NotCreated, and what the catalog's constructor throws.
+    CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory);
+    ~CSplitterFrame() override;
+
+    CCalvaneDoc& document() { return *document_; }
+    /// Whether a read from the phone runs.
+    bool isBusy() const { return busy_; }
+
+    /// All document windows in `mainWindow`, those included that go as soon as their read has ended.
+    static QList<CSplitterFrame*> allIn(const QWidget& mainWindow) {
+        return mainWindow.findChildren<CSplitterFrame*>();
+    }
+    static bool isAnyBusy(const QWidget& mainWindow);
+    /// While a command of any document waits, no other command begins.
+    static bool isAnyWaiting(const QWidget& mainWindow);
+
+    /// Whether the window goes as soon as its read has ended.
+    bool isClosing() const { return closing_; }
+    /// Whether a command waits for a phone or a disk; the window can't be closed then.
+    bool isWaiting() const { return document_ != nullptr && document_->isWaiting(); }
+
+    void runCommand(CommandId command);
+
+    /// Makes the other pane the active one.
+    void switchPane();
+    /// The window has become, or is no longer, the one that commands go to.
+    void setFrameActive(bool active);
+
+    /// Cancels a running read and hides the window; it goes when the read has ended, or at once when none runs.
+    void closeWhenIdle();
+
+signals:
+    /// A read has begun or ended, or the document's texts may have changed.
+    void stateChanged();
+    void readEnded();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    enum class Pane { kList, kEditor };
+
+    void makePanes();
+    void focusMoved(QWidget* to);
+    void setActivePane(Pane pane);
+    void makeListActive();
+    void setBusy(bool busy);
+    void readFromPhone();
+    void runDocumentCommand(CommandId command);
+    void showHelp();
+
+    std::filesystem::path programDirectory_;
+    std::unique_ptr<QtUserInterface> userInterface_;
+    std::unique_ptr<CProgressDlg> progress_; ///< outlives the document, whose read reports to it
+    std::unique_ptr<CCalvaneDoc> document_;
+    QSplitter* splitter_ = nullptr;
+    CNvItemList* list_ = nullptr;
+    CNvParam* editor_ = nullptr;
+    Pane activePane_ = Pane::kList;
+    bool busy_ = false;
+    bool closing_ = false;
+};

@@ -1,0 +1,117 @@
+#include "app/frame/CommandTable.h"
+
+#include <array>
+
+namespace {
+
+constexpr std::array kCommands{
+    CommandInfo{CommandId::kReadFromPhone, "", "Read RF NV Items From The Phone", true, true},
+    CommandInfo{CommandId::kReadFromMox, "", "Read RF NV Items From A MOX File", true, true},
+    CommandInfo{CommandId::kWriteChangedToPhone, "", "Write the changed NV items only", true, true},
+    CommandInfo{CommandId::kWriteListedToPhone, "", "Write Listed NV Items To Phone. (Override the existing ones)",
+                true, true},
+    CommandInfo{CommandId::kWriteListedToMox, "", "Write Listed NV Items To MOX.", true, true},
+    CommandInfo{CommandId::kWriteListedToText, "", "Write Listed NV Items To A Text File", true, true},
+    CommandInfo{CommandId::kReadSupportedItems, "", "Read Supported RF NV Items regardless the status", true, true},
+    CommandInfo{CommandId::kSortByIdNumber, "Sort NV Items By The ID Number", "", true, true},
+    CommandInfo{CommandId::kSortAlphabetical, "Sort The NV Items In Alphabetical Order", "", true, true},
+    CommandInfo{CommandId::kSearch, "", "", true, false},
+    CommandInfo{CommandId::kCustomizedList, "", "Create your customized NV item list", true, true},
+    CommandInfo{CommandId::kResetPhone, "", "Reset Phone", true, true},
+    CommandInfo{CommandId::kOfflineMode, "", "", true, false},
+    CommandInfo{CommandId::kComport, "", "Comport configuration", true, true},
+    CommandInfo{CommandId::kHelpTopic, "", "", true, false},
+    CommandInfo{CommandId::kNew, "Open a new document window", "New", false, false},
+    CommandInfo{CommandId::kOpen, "Open a document window with the port that a file names", "Open", false, false},
+    CommandInfo{CommandId::kAbout, "Show the program's version", "About", false, false},
+    CommandInfo{CommandId::kExit, "Leave the program", "Exit", false, false},
+    CommandInfo{CommandId::kViewToolbar, "Show or hide the toolbar", "Toggle Toolbar", false, false},
+    CommandInfo{CommandId::kViewStatusBar, "Show or hide the status bar", "Toggle Status Bar", false, false},
+};
+
+using enum MenuEntry::Kind;
+
+constexpr MenuEntry command(std::string_view text, CommandId id) {
+    return {kCommand, text, id};
+}
+constexpr MenuEntry kLine{kSeparator, ""};
+
+constexpr std::array kFile{
+    command("Read From Phone", CommandId::kReadFromPhone),
+    command("Read From MOX", CommandId::kReadFromMox),
+    kLine,
+    command("Write Changed NV Items To Phone", CommandId::kWriteChangedToPhone),
+    command("Write Only Listed NV Items To Phone", CommandId::kWriteListedToPhone),
+    command("Write Only Listed NV Items To MOX", CommandId::kWriteListedToMox),
+    command("Write Only Listed NV Items To Text", CommandId::kWriteListedToText),
+    kLine,
+    command("Read Supported RF NV Items", CommandId::kReadSupportedItems),
+    kLine,
+    command("Exit", CommandId::kExit),
+};
+constexpr std::array kView{
+    MenuEntry{kSubmenu, "Sort"},
+    command("ID Number", CommandId::kSortByIdNumber),
+    command("Alphabetical", CommandId::kSortAlphabetical),
+    MenuEntry{kEndOfSubmenu, ""},
+    command("Search", CommandId::kSearch),
+};
+constexpr std::array kOption{
+    command("Customized NV Item List", CommandId::kCustomizedList),
+    command("Reset Phone", CommandId::kResetPhone),
+    command("Offline Mode", CommandId::kOfflineMode),
+};
+constexpr std::array kSetting{command("Comport", CommandId::kComport)};
+constexpr std::array kHelp{
+    command("About Calvane...", CommandId::kAbout),
+    command("Help Topic", CommandId::kHelpTopic),
+};
+constexpr std::array<MenuInfo, 5> kDocumentMenus{
+    {{"File", kFile}, {"View", kView}, {"Option", kOption}, {"Setting", kSetting}, {"Help", kHelp}}};
+
+constexpr std::array kEmptyFile{
+    command("&New\tCtrl+N", CommandId::kNew),
+    command("&Open...\tCtrl+O", CommandId::kOpen),
+    kLine,
+    MenuEntry{kRecentFiles, ""},
+    kLine,
+    command("E&xit", CommandId::kExit),
+};
+constexpr std::array kEmptyView{
+    command("&Toolbar", CommandId::kViewToolbar),
+    command("&Status Bar", CommandId::kViewStatusBar),
+};
+constexpr std::array kEmptyHelp{command("&About Calvane...", CommandId::kAbout)};
+constexpr std::array<MenuInfo, 3> kEmptyMenus{{{"&File", kEmptyFile}, {"&View", kEmptyView}, {"&Help", kEmptyHelp}}};
+
+constexpr std::array kToolbar{
+    CommandId::kReadFromPhone,
+    CommandId::kWriteChangedToPhone,
+    CommandId::kWriteListedToPhone,
+    CommandId::kReadFromMox,
+    CommandId::kWriteListedToMox,
+    kToolbarSeparator,
+    CommandId::kResetPhone,
+    kToolbarSeparator,
+    CommandId::kComport,
+    kToolbarSeparator,
+    CommandId::kAbout,
+};
+
+} // namespace
+
+std::span<const CommandInfo> commandTable() {
+    return kCommands;
+}
+
+std::span<const MenuInfo> documentMenus() {
+    return kDocumentMenus;
+}
+
+std::span<const MenuInfo> emptyMenus() {
+    return kEmptyMenus;
+}
+
+std::span<const CommandId> toolbarButtons() {
+    return kToolbar;
+}

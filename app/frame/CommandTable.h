@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+/// The numbers of the program's commands, as menus, toolbar buttons and scripts know them.
+enum class CommandId : std::uint32_t {
+    kReadFromPhone = 32771,
+    kWriteChangedToPhone = 32772,
+    kWriteListedToPhone = 32773,
+    kReadFromMox = 32774,
+    kWriteListedToMox = 32775,
+    kResetPhone = 32776,
+    kComport = 32777,
+    kReadSupportedItems = 32784,
+    kSortByIdNumber = 32786,
+    kSortAlphabetical = 32787,
+    kCustomizedList = 32791,
+    kWriteListedToText = 32793,
+    kHelpTopic = 32794,
+    kSearch = 32795,
+    kOfflineMode = 32796,
+    kNew = 57600,
+    kOpen = 57601,
+    kRecentFiles = 57616,
+    kAbout = 57664,
+    kExit = 57665,
+    kViewToolbar = 59392,
+    kViewStatusBar = 59393,
+};
+
+/// One command as menus and toolbar show it.
+struct CommandInfo {
+    CommandId id;
+    std::string_view prompt;   ///< shown in the status bar; empty for none
+    std::string_view toolTip;  ///< empty for none
+    bool needsDocument;        ///< there is nothing to do without a document window
+    bool disabledWhileReading; ///< not to be had while a read from the phone runs
+};
+
+/// One line of a menu.
+struct MenuEntry {
+    enum class Kind { kCommand, kSeparator, kRecentFiles, kSubmenu, kEndOfSubmenu };
+
+    Kind kind;
+    std::string_view text; ///< of a command or submenu
+    CommandId id{};        ///< of a command
+};
+
+struct MenuInfo {
+    std::string_view title;
+    std::span<const MenuEntry> entries;
+};
+
+std::span<const CommandInfo> commandTable();
+/// The menus while a document is open, and while none is.
+std::span<const MenuInfo> documentMenus();
+std::span<const MenuInfo> emptyMenus();
+
+/// A separator where it says no command.
+inline constexpr CommandId kToolbarSeparator{};
+std::span<const CommandId> toolbarButtons();

@@ -1,0 +1,167 @@
+#include "app/frame/QtUserInterface.h"
+
+#include "app/dialogs/CComPortDlg.h"
+#include "app/dialogs/CCustomListDlg.h"
+#include "app/dialogs/CFilePropertiesDlg.h"
+#include "app/dialogs/FileDialog.h"
+#include "app/dialogs/MessageBox.h"
+#include "app/frame/MainStatusBar.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QPointer>
+#include <QTimer>
+#include <QWidget>
+#include <exception>
+#include <thread>
+#include <utility>
+
+namespace {
+
+/// Drops the program's input while it lives. What was pressed before may still be released, and a message of something
+/// else that ended meanwhile (a read beside the window) can be confirmed.
+class InputDropper : public QObject {
+public:
+    InputDropper() { qApp->installEventFilter(this); }
+
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (QApplication::activeModalWidget() != nullptr) {
+            return false;
+        }
+        switch (event->type()) {
+        case QEvent::ShortcutOverride:
+            event->accept(); // a key that somebody takes for himself is no shortcut
+            return true;
+        case QEvent::KeyPress:
+        case QEvent::Shortcut:
+        case QEvent::InputMethod:
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+        case QEvent::TouchBegin:
+        case QEvent::TabletPress:
+        case QEvent::ContextMenu:
+        case QEvent::Drop:
+            return true;
+        default:
+            return false;
+        }
+    }
+};
+
+/// Counts the seconds of a wait in the status bar while it lives, unless that has something else to say.
+class WaitClock {
+public:
+    explicit WaitClock(MainStatusBar* statusBar) : statusBar_(statusBar) {
+        QObject::connect(&ticks_, &QTimer::timeout, &ticks_, [this] { show(); });
+        ticks_.start(1000);
+    }
+    ~WaitClock() {
+        if (isMine()) {
+            statusBar_->setNotice("");
+        }
+    }
+    WaitClock(const WaitClock&) = delete;
+    WaitClock& operator=(const WaitClock&) = delete;
+
+private:
+    bool isMine() const {
+        return statusBar_ != nullptr && (statusBar_->notice().isEmpty() || statusBar_->notice() == text_);
+    }
+    void show() {
+        ++seconds_;
+        if (!isMine()) {
+            return;
+        }
+        text_ = QString("Waiting: %1 s").arg(seconds_);
+        statusBar_->setNotice(text_);
+    }
+
+    QPointer<MainStatusBar> statusBar_;
+    QTimer ticks_;
+    int seconds_ = 0;
+    QString text_;
+};
+
+} // namespace
+
+QtUserInterface::QtUserInterface(QWidget* mainWindow) : mainWindow_(mainWindow) {}
+
+QWidget* QtUserInterface::owner() const {
+    return mainWindow_->isVisible() ? mainWindow_ : nullptr;
+}
+
+void QtUserInterface::showMessage(const std::string& text, const std::string& caption, MessageIcon icon) {
+    showMessageBox(owner(), QString::fromStdString(text), QString::fromStdString(caption), icon);
+}
+
+std::optional<std::string> QtUserInterface::askFileToOpen(const FileQuestion& question) {
+    return ::askFileToOpen(owner(), question);
+}
+
+std::optional<std::string> QtUserInterface::askFileToSave(const FileQuestion& question) {
+    return ::askFileToSave(owner(), question);
+}
+
+std::optional<FileProperties> QtUserInterface::askFileProperties() {
+    CFilePropertiesDlg dialog(owner());
+    if (dialog.exec() != QDialog::Accepted) {
+        return std::nullopt;
+    }
+    return dialog.results();
+}
+
+std::optional<std::string> QtUserInterface::askComPort(const std::vector<std::string>& portNames) {
+    CComPortDlg dialog(owner());
+    dialog.setPortNames(portNames);
+    if (dialog.exec() != QDialog::Accepted) {
+        return std::nullopt;
+    }
+    return dialog.chosenPort();
+}
+
+std::optional<std::vector<NvItem>> QtUserInterface::askCustomizedList(const std::vector<NvItem>& available,
+                                                                      const std::vector<NvItem>& customized) {
+    CCustomListDlg dialog(owner());
+    dialog.setAvailableItems(available);
+    dialog.setCustomizedItems(customized);
+    if (dialog.exec() != QDialog::Accepted) {
+        return std::nullopt;
+    }
+    return dialog.customizedItems();
+}
+
+void QtUserInterface::runWaiting(const std::function<void()>& work) {
+    std::exception_ptr failure; // written by the thread, read when it has ended
+    QEventLoop loop;
+    std::thread thread([&] {
+        try {
+            work();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+    });
+    {
+        const InputDropper dropper;
+        const WaitClock clock(mainWindow_->findChild<MainStatusBar*>());
+        loop.exec();
+        thread.join();
+        QCoreApplication::processEvents(); // what came in last is on its way still
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+void QtUserInterface::beginBusyCursor() {
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+}
+
+void QtUserInterface::endBusyCursor() {
+    QApplication::restoreOverrideCursor();
+}
+
+void QtUserInterface::post(std::function<void()> work) {
+    QMetaObject::invokeMethod(this, std::move(work), Qt::QueuedConnection);
+}

@@ -1,0 +1,61 @@
+#include "app/frame/StatusPane.h"
+
+#include <QTextDocument>
+#include <algorithm>
+
+namespace {
+
+/// What a pane can be squeezed to, and grow to where it was made for less. A port's name fits in it.
+constexpr int kSmallestWidth = 119;
+constexpr int kTextMargin = 12;
+
+} // namespace
+
+StatusPane::StatusPane(int id, const QString& text, int widthPixels, QWidget* parent)
+    : QLabel(parent), widthPixels_(widthPixels) {
+    setObjectName("pane_" + QString::number(id));
+    setProperty("paneId", id);
+    setTextFormat(Qt::PlainText);
+    setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
+    setFullText(text);
+}
+
+void StatusPane::setFullText(const QString& text) {
+    if (text == fullText_) {
+        return;
+    }
+    fullText_ = text;
+    // A tooltip has no plain format: what could be taken for markup is shown as markup for itself.
+    setToolTip(Qt::mightBeRichText(text) ? "<span style='white-space:pre'>" + text.toHtmlEscaped() + "</span>" : text);
+    // A narrow pane grows with a text that would else be a few letters; a wide one shortens it.
+    const int needed = fontMetrics().horizontalAdvance(text) + kTextMargin;
+    currentWidth_ = std::max(widthPixels_, std::min(needed, kSmallestWidth));
+    setMaximumWidth(currentWidth_);
+    updateGeometry();
+    showText();
+}
+
+void StatusPane::setPrompt(const QString& prompt) {
+    prompt_ = prompt;
+    showText();
+}
+
+QSize StatusPane::sizeHint() const {
+    return {currentWidth_, QLabel::sizeHint().height()};
+}
+
+QSize StatusPane::minimumSizeHint() const {
+    return {std::min(currentWidth_, kSmallestWidth), QLabel::minimumSizeHint().height()};
+}
+
+void StatusPane::resizeEvent(QResizeEvent* event) {
+    QLabel::resizeEvent(event);
+    showText();
+}
+
+void StatusPane::showText() {
+    if (pixmap().isNull()) {
+        setText(
+            fontMetrics().elidedText(prompt_.isEmpty() ? fullText_ : prompt_, Qt::ElideMiddle, contentsRect().width()));
+    }
+}

@@ -1,17 +1,9 @@
 #pragma once
 
-#include <exception>
-#include <string>
-#include <utility>
+#include "platform/kernel/MessageException.h"
 
-/// A failure of a calibration file: one message for the user. Reached by callers as MoxFile::Exception; it stands in a
-/// header of its own so that the functions on the file's parts can throw it without knowing the class.
-class MoxException : public std::exception {
-public:
-    explicit MoxException(std::string message) : message_(std::move(message)) {}
-
-    const char* what() const noexcept override { return message_.c_str(); }
-
-private:
-    std::string message_;
+/// A failure of a calibration file: one message for the user. Callers know it as MoxFile::Exception; it has a header of
+/// its own so that the functions on the file's parts can throw it without knowing the class.
+class MoxException : public kernel::MessageException {
+    using MessageException::MessageException;
 };

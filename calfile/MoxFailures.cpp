@@ -1,6 +1,5 @@
 #include "calfile/MoxFailures.h"
 
-#include "platform/com/ComError.h"
 #include "platform/com/Messages.h"
 
 namespace mox {
@@ -26,21 +25,10 @@ void check(com::Status status) {
     }
 }
 
-void runBody(const WorkerBody& body, bool& pending, std::string& message, const std::function<void()>& work) {
-    const auto record = [&](const std::string& text) {
-        pending = true;
-        message = body.name + (" - " + text);
-    };
-    constexpr const char* kUnhandled = "An unhandled exception was thrown and caught in a ... catch statement";
-    try {
-        work();
-    } catch (const MoxException& error) {
-        record(body.showsOwnExceptions ? error.what() : kUnhandled);
-    } catch (const com::ComError& error) {
-        record(com::errorReport(error));
-    } catch (...) {
-        record(kUnhandled);
-    }
+WorkerFailureTexts failureTexts(const char* function, bool showsMessages) {
+    return {.function = function,
+            .unhandled = "An unhandled exception was thrown and caught in a ... catch statement",
+            .showsMessages = showsMessages};
 }
 
 } // namespace mox

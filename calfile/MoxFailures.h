@@ -1,9 +1,9 @@
 #pragma once
 
 #include "calfile/MoxException.h"
+#include "phonelink/ComThreadUser.h"
 #include "platform/com/Status.h"
 
-#include <functional>
 #include <string>
 
 /// How failures of calibration files are worded and recorded.
@@ -16,15 +16,8 @@ std::string hresultText(com::Status status);
 /// Throws a MoxException with hresultText() where `status` is a failure.
 void check(com::Status status);
 
-/// A function that runs on the worker, as the texts of its failures call it.
-struct WorkerBody {
-    const char* name;
-    /// Whether a MoxException shows its message. Where it does not, it is one of the unhandled ones.
-    bool showsOwnExceptions;
-};
-
-/// Runs `work` and lets nothing that it throws cross the thread: a failure sets `pending` and puts its text into
-/// `message`, behind the body's name.
-void runBody(const WorkerBody& body, bool& pending, std::string& message, const std::function<void()>& work);
+/// The texts of a failure of a function that runs on the worker: `function` names it. Where it does not show the
+/// messages of its own exceptions, these are unhandled ones.
+WorkerFailureTexts failureTexts(const char* function, bool showsMessages);
 
 } // namespace mox

@@ -1,6 +1,5 @@
 #include "calfile/MoxFile.h"
 
-#include "phonelink/ComThreadManager.h"
 #include "platform/kernel/Trace.h"
 
 #include <algorithm>
@@ -17,24 +16,12 @@ void requireShortEnough(const std::string& text, const char* what) {
 
 } // namespace
 
-MoxFile::MoxFile() : threadManager_(*ComThreadManager::acquire()) {}
-
 MoxFile::~MoxFile() {
     try {
         runOnWorker(&MoxFile::cleanUpImpl);
-        throwIfFailed();
     } catch (const std::exception& error) {
         kernel::logError(std::string("MoxFile::~MoxFile() - ") + error.what());
     }
-    ComThreadManager::release();
-}
-
-void MoxFile::invoke(FunctionWithArgument function, std::uintptr_t argument) {
-    (this->*function)(argument);
-}
-
-void MoxFile::invoke(Function function) {
-    (this->*function)();
 }
 
 void MoxFile::open(std::string fileName) {
@@ -56,17 +43,12 @@ void MoxFile::addNvItem(std::uint16_t nvItemId, const std::uint8_t* data) {
 }
 
 void MoxFile::removeNvItem(std::uint16_t nvItemId) {
-    itemsToRemove_.assign(1, nvItemId);
-    remove();
+    removeNvItems({nvItemId});
 }
 
 void MoxFile::removeNvItems(const std::vector<std::uint16_t>& nvItemIds) {
     itemsToRemove_ = nvItemIds;
-    remove();
-}
-
-void MoxFile::remove() {
-    runOnWorker(&MoxFile::removeNvItemsImpl);
+    handToWorker(&MoxFile::removeNvItemsImpl);
     itemsToRemove_.clear();
     throwIfFailed();
 }
@@ -100,7 +82,6 @@ void MoxFile::requireItems() const {
 
 void MoxFile::write() {
     runOnWorker(&MoxFile::writeToDiskImpl);
-    throwIfFailed();
 }
 
 void MoxFile::cleanUp() {
@@ -110,7 +91,6 @@ void MoxFile::cleanUp() {
     needsSetup_ = true;
     requestedMode_ = OpenMode::read;
     runOnWorker(&MoxFile::cleanUpImpl);
-    throwIfFailed();
 }
 
 void MoxFile::setMobilePropertyInfo(std::uint32_t esn, std::uint8_t nvMajorVersion, std::uint8_t nvMinorVersion,
@@ -151,16 +131,14 @@ void MoxFile::requireFileName() const {
 void MoxFile::setUpIfNeeded() {
     if (needsSetup_) {
         runOnWorker(&MoxFile::setupStgPointers);
-        throwIfFailed();
     }
 }
 
-void MoxFile::runOnWorker(Body body) {
-    threadManager_.executeFunction(*this, body, kernel::kInfinite);
+void MoxFile::runOnWorker(void (MoxFile::*body)()) {
+    handToWorker(body);
+    throwIfFailed();
 }
 
 void MoxFile::throwIfFailed() {
-    if (std::exchange(errorPending_, false)) {
-        throw Exception(errorMessage_);
-    }
+    throwRecorded<Exception>();
 }

@@ -2,15 +2,13 @@
 
 #include "calfile/MoxException.h"
 #include "calfile/MoxLayout.h"
-#include "phonelink/ComThreadClient.h"
+#include "phonelink/ComThreadUser.h"
 #include "platform/storage/Storage.h"
 
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
-
-class ComThreadManager;
 
 namespace mox {
 /// Whether a file may be at the path: false where nothing is, or its folder is none. Where the system cannot tell,
@@ -29,7 +27,7 @@ bool mayExist(const std::string& path);
 /// To read: open, then walk from begin to end, then cleanUp. To write: cleanUp, addNvItem for each item, perhaps
 /// setMobilePropertyInfo, writeToDisk, cleanUp. While the object or one of its iterators has a file open, nobody else
 /// can open it.
-class MoxFile : public ComThreadClient {
+class MoxFile : public ComThreadUser {
 public:
     using Exception = MoxException;
     using NvRecord = mox::Record;
@@ -38,15 +36,10 @@ public:
 
     enum class OpenMode : std::uint32_t { none = 0, read = 1, write = 2 };
 
-    /// Acquires the worker; what ComThreadManager::acquire throws comes through.
-    MoxFile();
+    /// What the acquisition of the worker throws comes through.
+    MoxFile() = default;
     /// Closes the file. A failure of that goes into the error log.
     ~MoxFile() override;
-    MoxFile(const MoxFile&) = delete;
-    MoxFile& operator=(const MoxFile&) = delete;
-
-    void invoke(FunctionWithArgument function, std::uintptr_t argument) override;
-    void invoke(Function function) override;
 
     /// Names the file that begin and end read. Touches no file, and does not close one that is open: without a cleanUp
     /// in between, a file that is open for reading stays the one that is read.
@@ -96,10 +89,8 @@ protected:
 
     bool itemsAdded_ = false;
     bool propertiesSet_ = false;
-    bool errorPending_ = false;
     bool needsSetup_ = true;
     mox::Properties properties_; // its phoneModelId is the one held for the file
-    std::string errorMessage_;
     std::string fileName_;
     std::vector<NvRecord> items_;
     std::vector<std::uint16_t> itemsToRemove_;
@@ -109,10 +100,8 @@ protected:
     StoragePtr defaultStorage_;
 
 private:
-    using Body = void (MoxFile::*)();
-
-    void runOnWorker(Body body);
-    void remove();
+    /// Hands the member to the worker, waits for it, and throws what it recorded.
+    void runOnWorker(void (MoxFile::*body)());
     void requireItems() const;
     void write();
     void requireFileName() const;
@@ -126,7 +115,6 @@ private:
     void changeFile(const std::function<void()>& change);
     com::Status save();
 
-    ComThreadManager& threadManager_;
     OpenMode currentMode_ = OpenMode::none;
     OpenMode requestedMode_ = OpenMode::read;
 };

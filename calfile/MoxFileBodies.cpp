@@ -12,10 +12,10 @@
 
 namespace {
 
-constexpr mox::WorkerBody kWriteToDisk{"MoxFile::writeToDiskImpl()", true};
-constexpr mox::WorkerBody kRemoveNvItems{"MoxFile::removeNvItemsImpl()", true};
-constexpr mox::WorkerBody kSetupStgPointers{"MoxFile::setupStgPointers()", true};
-constexpr mox::WorkerBody kCleanUp{"MoxFile::cleanUpImpl()", false};
+const WorkerFailureTexts kWriteToDisk = mox::failureTexts("MoxFile::writeToDiskImpl()", true);
+const WorkerFailureTexts kRemoveNvItems = mox::failureTexts("MoxFile::removeNvItemsImpl()", true);
+const WorkerFailureTexts kSetupStgPointers = mox::failureTexts("MoxFile::setupStgPointers()", true);
+const WorkerFailureTexts kCleanUp = mox::failureTexts("MoxFile::cleanUpImpl()", false);
 
 bool isThere(const std::string& path) {
     struct stat status {};
@@ -29,7 +29,7 @@ bool mox::mayExist(const std::string& path) {
 }
 
 void MoxFile::writeToDiskImpl() {
-    mox::runBody(kWriteToDisk, errorPending_, errorMessage_, [this] {
+    recordFailures(kWriteToDisk, [this] {
         changeFile([this] {
             for (const NvRecord& record : items_) {
                 mox::writeItem(defaultStorage_, record);
@@ -53,7 +53,7 @@ void MoxFile::readPhoneModelIdImpl() {
 }
 
 void MoxFile::removeNvItemsImpl() {
-    mox::runBody(kRemoveNvItems, errorPending_, errorMessage_, [this] {
+    recordFailures(kRemoveNvItems, [this] {
         changeFile([this] { mox::removeItems(defaultStorage_, itemsToRemove_); });
         itemsToRemove_.clear();
     });
@@ -91,7 +91,7 @@ com::Status MoxFile::save() {
 }
 
 void MoxFile::setupStgPointers() {
-    mox::runBody(kSetupStgPointers, errorPending_, errorMessage_, [this] {
+    recordFailures(kSetupStgPointers, [this] {
         if (requestedMode_ == currentMode_) {
             return;
         }
@@ -139,7 +139,7 @@ void MoxFile::openFile(std::uint32_t mode) {
 }
 
 void MoxFile::cleanUpImpl() {
-    mox::runBody(kCleanUp, errorPending_, errorMessage_, [this] {
+    recordFailures(kCleanUp, [this] {
         rootStorage_.reset();
         modelStorage_.reset();
         defaultStorage_.reset();

@@ -2,18 +2,17 @@
 
 #include "calfile/MoxFailures.h"
 #include "calfile/MoxTree.h"
-#include "phonelink/ComThreadManager.h"
 #include "platform/kernel/Trace.h"
 
 #include <utility>
 
 namespace {
 
-constexpr mox::WorkerBody kInitialize{"MoxFile::IteratorImpl::initialize", false};
-constexpr mox::WorkerBody kCopyIterator{"MoxFile::IteratorImpl::copyIteratorImpl", false};
-constexpr mox::WorkerBody kCleanUp{"MoxFile::IteratorImpl::cleanUpImpl()", false};
-constexpr mox::WorkerBody kIsEqual{"MoxFile::IteratorImpl::isEqualImpl", false};
-constexpr mox::WorkerBody kIncreament{"MoxFile::IteratorImpl::increamentImpl()", true};
+const WorkerFailureTexts kInitialize = mox::failureTexts("MoxFile::IteratorImpl::initialize", false);
+const WorkerFailureTexts kCopyIterator = mox::failureTexts("MoxFile::IteratorImpl::copyIteratorImpl", false);
+const WorkerFailureTexts kCleanUp = mox::failureTexts("MoxFile::IteratorImpl::cleanUpImpl()", false);
+const WorkerFailureTexts kIsEqual = mox::failureTexts("MoxFile::IteratorImpl::isEqualImpl", false);
+const WorkerFailureTexts kIncreament = mox::failureTexts("MoxFile::IteratorImpl::increamentImpl()", true);
 
 /// The container's order of names, as far as names of digits go: the shorter first.
 bool comesAfter(std::u16string_view name, std::u16string_view position) {
@@ -22,16 +21,8 @@ bool comesAfter(std::u16string_view name, std::u16string_view position) {
 
 } // namespace
 
-void MoxFile::IteratorImpl::invoke(FunctionWithArgument function, std::uintptr_t argument) {
-    (this->*function)(argument);
-}
-
-void MoxFile::IteratorImpl::invoke(Function function) {
-    (this->*function)();
-}
-
 void MoxFile::IteratorImpl::initialize(std::uintptr_t defaultStorage) {
-    mox::runBody(kInitialize, errorPending_, errorMessage_, [this, defaultStorage] {
+    recordFailures(kInitialize, [this, defaultStorage] {
         storage_ = mox::StoragePtr(reinterpret_cast<storage::IStorage*>(defaultStorage));
         if (!storage_) {
             return;
@@ -45,7 +36,7 @@ void MoxFile::IteratorImpl::initialize(std::uintptr_t defaultStorage) {
 }
 
 void MoxFile::IteratorImpl::increamentImpl() {
-    mox::runBody(kIncreament, errorPending_, errorMessage_, [this] { step(); });
+    recordFailures(kIncreament, [this] { step(); });
 }
 
 void MoxFile::IteratorImpl::step() {
@@ -68,15 +59,14 @@ void MoxFile::IteratorImpl::step() {
     const std::uint32_t read = mox::readItemData(storage_, child.name, record_.data);
     record_.id = *number;
     if (read < mox::kItemDataBytes) {
-        errorPending_ = true;
-        errorMessage_ = "MoxFile::IteratorImpl::increamentImpl() - Tried to read NV Item: " + std::to_string(*number) +
-                        ". Was only able to read " + std::to_string(read) + " out of " +
-                        std::to_string(mox::kItemDataBytes);
+        recordFailure("MoxFile::IteratorImpl::increamentImpl() - Tried to read NV Item: " + std::to_string(*number) +
+                      ". Was only able to read " + std::to_string(read) + " out of " +
+                      std::to_string(mox::kItemDataBytes));
     }
 }
 
 void MoxFile::IteratorImpl::copyIteratorImpl(std::uintptr_t other) {
-    mox::runBody(kCopyIterator, errorPending_, errorMessage_, [this, other] {
+    recordFailures(kCopyIterator, [this, other] {
         const auto& source = *reinterpret_cast<const IteratorImpl*>(other);
         if (&source == this || !source.initialized_) {
             return;
@@ -95,14 +85,14 @@ void MoxFile::IteratorImpl::copyIteratorImpl(std::uintptr_t other) {
 }
 
 void MoxFile::IteratorImpl::cleanUpImpl() {
-    mox::runBody(kCleanUp, errorPending_, errorMessage_, [this] {
+    recordFailures(kCleanUp, [this] {
         enumerator_.reset();
         storage_.reset();
     });
 }
 
 void MoxFile::IteratorImpl::isEqualImpl(std::uintptr_t other) {
-    mox::runBody(kIsEqual, errorPending_, errorMessage_, [this, other] {
+    recordFailures(kIsEqual, [this, other] {
         const auto& right = *reinterpret_cast<const IteratorImpl*>(other);
         const auto known = equalWithoutFile(right);
         equalResult_ = known ? *known : com::sameObject(storage_, right.storage_);
@@ -120,19 +110,9 @@ std::optional<bool> MoxFile::IteratorImpl::equalWithoutFile(const IteratorImpl& 
     return std::nullopt;
 }
 
-void MoxFile::IteratorImpl::throwIfFailed() const {
-    if (std::exchange(errorPending_, false)) {
-        throw Exception(errorMessage_);
-    }
-}
-
-MoxFile::Iterator::Iterator() : threadManager_(*ComThreadManager::acquire()) {}
-
 // Where these throw, the object has been made already, so that its destructor runs and lets go of what it holds.
 MoxFile::Iterator::Iterator(storage::IStorage* defaultStorage) : Iterator() {
-    threadManager_.executeFunction(*this, &Iterator::initialize, reinterpret_cast<std::uintptr_t>(defaultStorage),
-                                   kernel::kInfinite);
-    throwIfFailed();
+    runOnWorker<Exception>(&Iterator::initialize, reinterpret_cast<std::uintptr_t>(defaultStorage));
 }
 
 MoxFile::Iterator::Iterator(const Iterator& other) : Iterator() {
@@ -141,19 +121,15 @@ MoxFile::Iterator::Iterator(const Iterator& other) : Iterator() {
 
 MoxFile::Iterator::~Iterator() {
     try {
-        threadManager_.executeFunction(*this, &Iterator::cleanUpImpl, kernel::kInfinite);
-        throwIfFailed();
+        runOnWorker<Exception>(&Iterator::cleanUpImpl);
     } catch (const std::exception& error) {
         kernel::logError(std::string("MoxFile::Iterator::~Iterator() - ") + error.what());
     }
-    ComThreadManager::release();
 }
 
 MoxFile::Iterator& MoxFile::Iterator::operator=(const Iterator& other) {
     const IteratorImpl* const source = &other;
-    threadManager_.executeFunction(*this, &Iterator::copyIteratorImpl, reinterpret_cast<std::uintptr_t>(source),
-                                   kernel::kInfinite);
-    throwIfFailed();
+    runOnWorker<Exception>(&Iterator::copyIteratorImpl, reinterpret_cast<std::uintptr_t>(source));
     return *this;
 }
 
@@ -176,8 +152,7 @@ MoxFile::Iterator MoxFile::Iterator::operator++(int) {
 
 MoxFile::Iterator& MoxFile::Iterator::operator++() {
     requireInitialized("operator++()");
-    threadManager_.executeFunction(*this, &Iterator::increamentImpl, kernel::kInfinite);
-    throwIfFailed();
+    runOnWorker<Exception>(&Iterator::increamentImpl);
     return *this;
 }
 
@@ -190,9 +165,8 @@ bool MoxFile::Iterator::operator==(const Iterator& rhs) const {
     }
     const IteratorImpl* const right = &rhs;
     // The comparison changes mutable members alone.
-    threadManager_.executeFunction(const_cast<Iterator&>(*this), &Iterator::isEqualImpl,
-                                   reinterpret_cast<std::uintptr_t>(right), kernel::kInfinite);
-    throwIfFailed();
+    const_cast<Iterator&>(*this).runOnWorker<Exception>(&Iterator::isEqualImpl,
+                                                        reinterpret_cast<std::uintptr_t>(right));
     return equalResult_;
 }
 

@@ -5,14 +5,7 @@
 #include <optional>
 
 /// What an iterator does on the worker, and what it holds there.
-class MoxFile::IteratorImpl : public ComThreadClient {
-public:
-    IteratorImpl(const IteratorImpl&) = delete;
-    IteratorImpl& operator=(const IteratorImpl&) = delete;
-
-    void invoke(FunctionWithArgument function, std::uintptr_t argument) override;
-    void invoke(Function function) override;
-
+class MoxFile::IteratorImpl : public ComThreadUser {
 protected:
     IteratorImpl() = default;
     ~IteratorImpl() override = default;
@@ -28,16 +21,11 @@ protected:
     /// What isEqualImpl() answers, where that does not depend on the storages.
     std::optional<bool> equalWithoutFile(const IteratorImpl& right) const;
 
-    /// Throws the recorded failure, which is none from then on.
-    void throwIfFailed() const;
-
     NvRecord record_;
     bool initialized_ = false;
-    // A comparison of const iterators leaves its outcome in these.
-    mutable bool errorPending_ = false;
+    /// A comparison of const iterators leaves its outcome here.
     mutable bool equalResult_ = false;
     bool atEnd_ = true;
-    mutable std::string errorMessage_;
 
 private:
     void step();
@@ -61,7 +49,7 @@ private:
 class MoxFile::Iterator : public MoxFile::IteratorImpl {
 public:
     /// The end of every file.
-    Iterator();
+    Iterator() = default;
     /// Stands on the first item of a default storage; not initialised where that is null.
     explicit Iterator(storage::IStorage* defaultStorage);
     /// A copy stands where the other does, and goes on from there by itself.
@@ -82,6 +70,4 @@ public:
 
 private:
     void requireInitialized(const char* operation) const;
-
-    ComThreadManager& threadManager_;
 };

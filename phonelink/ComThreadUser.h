@@ -39,21 +39,24 @@ protected:
     ComThreadUser();
     ~ComThreadUser() override;
 
-    /// Runs a member function of this object on the worker, without limit of time, and throws the failure that it
-    /// recorded as an `Exception`.
-    template <class Exception, class Owner>
-    void runOnWorker(void (Owner::*function)()) {
+    /// Runs a member function of this object on the worker, without limit of time.
+    template <class Owner>
+    void handToWorker(void (Owner::*function)()) {
         execute(static_cast<Function>(function));
-        throwRecorded<Exception>();
     }
-    template <class Exception, class Owner>
-    void runOnWorker(void (Owner::*function)(std::uintptr_t), std::uintptr_t argument) {
+    template <class Owner>
+    void handToWorker(void (Owner::*function)(std::uintptr_t), std::uintptr_t argument) {
         execute(static_cast<FunctionWithArgument>(function), argument);
+    }
+    /// The same, and throws the failure that the function recorded as an `Exception`.
+    template <class Exception, class... Work>
+    void runOnWorker(Work... work) {
+        handToWorker(work...);
         throwRecorded<Exception>();
     }
     /// Throws the recorded failure, which is none from then on; does nothing where there is none.
     template <class Exception>
-    void throwRecorded() {
+    void throwRecorded() const {
         if (std::exchange(errorPending_, false)) {
             throw Exception(errorMessage_);
         }
@@ -64,8 +67,9 @@ protected:
     void recordFailure(std::string message);
 
     ComThreadManager& threadManager_;
-    bool errorPending_ = false;
-    std::string errorMessage_; ///< of the last failure
+    /// Of the last failure. A comparison of const objects can have one, too.
+    mutable bool errorPending_ = false;
+    mutable std::string errorMessage_;
 
 private:
     void execute(Function function);

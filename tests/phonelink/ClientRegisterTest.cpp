@@ -3,11 +3,13 @@
 #include "phonelink/CClientRegisterHelper.h"
 #include "platform/com/Apartment.h"
 #include "platform/kernel/Process.h"
-#include "platform/kernel/Trace.h"
+#include "platform/kernel/Text.h"
 #include "platform/window/TopLevelWindow.h"
-#include "tests/phonelink/SessionFixture.h"
+#include "tests/support/ErrorLog.h"
+#include "tests/support/HostedService.h"
 
-#include <algorithm>
+#include <gtest/gtest.h>
+
 #include <optional>
 
 namespace {
@@ -15,195 +17,90 @@ namespace {
 using tessra::Call;
 using tessra::FaultKind;
 
-std::string changedCase(std::string text, int (*change)(int)) {
-    std::transform(text.begin(), text.end(), text.begin(), [change](char c) { return static_cast<char>(change(c)); });
-    return text;
-}
+const std::string kThisComputer = kernel::lowerCase(kernel::computerName().value_or("Unknown Machine Name"));
 
-const std::string kThisComputer = changedCase(kernel::computerName().value_or("Unknown Machine Name"), std::tolower);
+tessra::ServiceConfig withoutTaskWindow() {
+    auto config = phonesOn({});
+    config.taskWindow = false;
+    return config;
+}
 
 class ClientRegister : public testing::Test {
 protected:
-    ClientRegister() {
-        com::enterApartment();
-        auto config = phonesOn({});
-        config.taskWindow = false;
-        service.emplace(config);
-    }
+    ClientRegister() { com::enterApartment(); }
     ~ClientRegister() override { com::leaveApartment(); }
 
-    std::uint64_t contacts() { return service->faults().count(Call::kCreateRegistry); }
+    std::uint64_t contacts() { return service.faults().count(Call::kCreateRegistry); }
 
-    std::optional<tessra::Service> service;
-    std::optional<window::TopLevelWindow> task;
+    HostedService service{withoutTaskWindow()};
+    std::optional<window::TopLevelWindow> task{"Orrin Task Window"};
+    CClientRegisterHelper helper{"Calvane"};
 };
 
 TEST_F(ClientRegister, CountsPerMachineAndContactsTheServiceForTheFirstAndTheLast) {
-    task.emplace("Orrin Task Window");
-    CClientRegisterHelper helper("Calvane");
+    const std::string shouted = "\\\\" + kernel::upperCase(kThisComputer);
     EXPECT_EQ(helper.UnRegister(nullptr), com::kFail);
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(helper.Register(nullptr), com::kOk);
-    }
-    EXPECT_EQ(helper.Register(changedCase(kThisComputer, std::toupper).c_str()), com::kOk);
+    EXPECT_EQ(helper.Register(nullptr), com::kOk);
+    EXPECT_EQ(helper.Register(shouted.c_str() + 2), com::kOk);
     EXPECT_EQ(contacts(), 1u);
-    const auto clients = service->clients();
+    const auto clients = service.clients();
     ASSERT_EQ(clients.size(), 1u);
     EXPECT_EQ(clients[0].clientName, "Calvane");
     EXPECT_EQ(clients[0].machineName, kThisComputer);
     EXPECT_EQ(clients[0].processId, kernel::processId());
-    // Another machine has a count of its own.
-    EXPECT_EQ(helper.Register("elsewhere"), com::kOk);
-    EXPECT_EQ(service->clients().size(), 2u);
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
-        EXPECT_EQ(contacts(), 2u);
-    }
+    EXPECT_EQ(helper.Register("elsewhere"), com::kOk) << "another machine has a count of its own";
+    EXPECT_EQ(service.clients().size(), 2u);
+    EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
+    EXPECT_EQ(contacts(), 2u);
     EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
     EXPECT_EQ(contacts(), 3u);
-    EXPECT_EQ(service->clients().size(), 1u);
-    EXPECT_EQ(helper.UnRegister(nullptr), com::kFail);
     EXPECT_EQ(helper.UnRegister("Elsewhere"), com::kOk);
-    EXPECT_EQ(service->clients().size(), 0u);
-}
+    EXPECT_EQ(service.clients().size(), 0u);
 
-TEST_F(ClientRegister, WithoutATaskWindowThisComputerIsCountedButNotContacted) {
-    const std::string upper = changedCase(kThisComputer, std::toupper);
-    for (const std::string& name : {kThisComputer, upper, "\\\\" + upper}) {
-        SCOPED_TRACE(name);
-        const std::uint64_t before = contacts();
-        CClientRegisterHelper helper("Calvane");
-        EXPECT_EQ(helper.Register(name.c_str()), com::kOk);
-        std::uint16_t handle = 1;
-        EXPECT_EQ(helper.RegisterToggle(name.c_str(), true, handle), com::kOk);
-        EXPECT_EQ(handle, 0xFFFF);
-        EXPECT_EQ(contacts(), before);
-        // The service's task has come: the next registration reaches it.
-        task.emplace("Orrin Task Window");
-        EXPECT_EQ(helper.Register(name.c_str()), com::kOk);
-        EXPECT_EQ(contacts(), before + 1);
-        EXPECT_EQ(service->clients().size(), 1u);
-        helper.UnRegister(name.c_str());
-        helper.UnRegister(name.c_str());
-        EXPECT_EQ(service->clients().size(), 0u);
-        task.reset();
-    }
+    task.reset(); // the service does not run here: it is counted, and not contacted
+    EXPECT_EQ(helper.Register(shouted.c_str()), com::kOk);
+    EXPECT_EQ(contacts(), 4u);
+    task.emplace("Orrin Task Window");
+    EXPECT_EQ(helper.Register(shouted.c_str()), com::kOk);
+    EXPECT_EQ(service.clients().size(), 1u) << "the next registration tries again";
 }
 
 TEST_F(ClientRegister, AServiceThatCannotBeReachedIsTriedAgain) {
     const struct {
-        const char* name;
         tessra::FaultRule fault;
         com::Status toggled;
     } cases[] = {
-        {"no registry", serverCodeAt(Call::kCreateRegistry, 0x80040154), com::kClassNotRegistered},
-        {"null registry", faultAt(Call::kCreateRegistry, FaultKind::kNullObject), com::kPointer},
-        {"version refused", serverCodeAt(Call::kSetVersion, 0x80070057), com::kInvalidArgument},
-        {"exception", faultAt(Call::kSetVersion, FaultKind::kThrowException), com::kFail},
+        {serverCodeAt(Call::kCreateRegistry, 0x80040154), com::kClassNotRegistered},
+        {faultAt(Call::kCreateRegistry, FaultKind::kNullObject), com::kPointer},
+        {serverCodeAt(Call::kSetVersion, 0x80070057), com::kInvalidArgument},
+        {faultAt(Call::kSetVersion, FaultKind::kThrowException), com::kFail},
     };
-    task.emplace("Orrin Task Window");
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
-        CClientRegisterHelper helper("Calvane");
-        service->faults().add(row.fault);
+        service.faults().add(row.fault);
         EXPECT_EQ(helper.Register(nullptr), com::kOk);
         std::uint16_t handle = 0xFFFF;
         EXPECT_EQ(helper.RegisterToggle(kThisComputer.c_str(), true, handle), row.toggled);
         EXPECT_EQ(handle, 0xFFFF);
-        service->faults().clear();
-        EXPECT_EQ(helper.Register(nullptr), com::kOk);
-        EXPECT_EQ(service->clients().size(), 1u);
-        // The entry goes, and the service's failure is told.
-        service->faults().add(serverCodeAt(Call::kCreateRegistry, 0x80042005));
-        EXPECT_EQ(helper.UnRegister(nullptr), tessra::kResponseTimeout);
-        EXPECT_EQ(helper.UnRegister(nullptr), com::kFail);
-        service->faults().clear();
-        std::uint16_t left = service->clients().front().handle;
-        helper.RegisterToggle(kThisComputer.c_str(), false, left);
-        EXPECT_EQ(service->clients().size(), 0u);
-    }
-}
-
-TEST_F(ClientRegister, WhatTheListItselfAnswersIsNotReported) {
-    std::string log;
-    kernel::setErrorLog([&log](std::string_view line) { log += line; });
-    task.emplace("Orrin Task Window");
-    const std::string prefix = "CClientRegisterHelper::RegisterToggle - The service did not ";
-    const struct {
-        const char* name;
-        FaultKind kind;
-        std::string reason;
-    } cases[] = {{"refusal", FaultKind::kServerCode, "Access is denied."},
-                 {"exception", FaultKind::kThrowException, "A fault was ordered for the call "}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
-        service->faults().add(faultAt(Call::kRegisterClient, row.kind, 0x80070005));
-        CClientRegisterHelper helper("Calvane");
-        EXPECT_EQ(helper.Register(nullptr), com::kOk);
-        EXPECT_EQ(log.find(prefix + "register this program: " + row.reason), 0u) << log;
-        std::uint16_t handle = 7;
-        EXPECT_EQ(helper.RegisterToggle(kThisComputer.c_str(), true, handle), com::kOk);
-        EXPECT_EQ(handle, 0) << "what the service gave";
-        service->faults().clear();
-        const std::uint64_t before = contacts();
-        EXPECT_EQ(helper.Register(nullptr), com::kOk);
-        EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
-        EXPECT_EQ(contacts(), before) << "it is counted";
-        service->faults().add(faultAt(Call::kUnregisterClient, row.kind, 0x80070005));
-        log.clear();
-        EXPECT_EQ(helper.UnRegister(nullptr), com::kOk);
-        EXPECT_EQ(log.find(prefix + "unregister this program: " + row.reason), 0u) << log;
-        EXPECT_EQ(helper.UnRegister(nullptr), com::kFail);
-        service->faults().clear();
-        log.clear();
-    }
-    kernel::setErrorLog({});
-}
-
-TEST_F(ClientRegister, AClientWithoutANameHasOne) {
-    task.emplace("Orrin Task Window");
-    for (const char* name : {static_cast<const char*>(nullptr), ""}) {
-        CClientRegisterHelper helper(name);
-        helper.Register(nullptr);
-        EXPECT_EQ(service->clients().at(0).clientName, "Unknown Client Name");
-        helper.UnRegister(nullptr);
-    }
-}
-
-TEST_F(ClientRegister, EachStepLeavesItsTrace) {
-    std::string trace;
-    kernel::setDebugOutput([&trace](std::string_view text) { trace += text; });
-    {
-        CClientRegisterHelper helper("Calvane");
-        helper.Register(nullptr);
-        helper.UnRegister(nullptr);
-    }
-    kernel::setDebugOutput({});
-    EXPECT_EQ(trace, "CClientRegisterHelper::CClientRegisterHelper\n"
-                     "CClientRegisterHelper::Register\n"
-                     "CClientRegisterHelper::RegisterToggle\n"
-                     "CClientRegisterHelper::UnRegister\n"
-                     "CClientRegisterHelper::RegisterToggle\n"
-                     "CClientRegisterHelper::~CClientRegisterHelper\n");
-}
-
-TEST(SessionRegistration, LastsFromTheAttachmentToTheEndOfTheSession) {
-    tessra::Service service(phonesOn({"COM1"}));
-    {
-        TessraServer session("Test program");
-        EXPECT_EQ(service.clients().size(), 0u);
-        // An attachment that fails half-way and is tried again leaves one registration.
-        service.faults().add(serverCodeAt(Call::kCreateAgent, 0x80070005));
-        EXPECT_NE(failureOf([&] { session.connect("COM1"); }), "");
         service.faults().clear();
-        session.connect("COM1");
-        ASSERT_EQ(service.clients().size(), 1u);
-        EXPECT_EQ(service.clients()[0].clientName, "Test program");
+        EXPECT_EQ(helper.Register(nullptr), com::kOk);
+        handle = service.clients().at(0).handle;
+        service.faults().add(row.fault);
+        EXPECT_EQ(helper.UnRegister(nullptr), row.toggled);
+        EXPECT_EQ(helper.UnRegister(nullptr), com::kFail) << "the entry stays";
+        service.faults().clear();
+        helper.RegisterToggle(kThisComputer.c_str(), false, handle);
     }
-    EXPECT_EQ(service.clients().size(), 0u);
-    service.faults().add(serverCodeAt(Call::kCreateRegistry, 0x80070005));
-    TessraServer unregistered("Test");
-    EXPECT_EQ(failureOf([&] { unregistered.connect("COM1"); }), "");
+}
+
+TEST_F(ClientRegister, WhatTheListItselfAnswersIsLoggedAndNotReported) {
+    const ErrorLog log;
+    const std::string prefix = "CClientRegisterHelper::RegisterToggle - The service did not ";
+    service.faults().add(serverCodeAt(Call::kRegisterClient, 0x80070005));
+    service.faults().add(faultAt(Call::kUnregisterClient, FaultKind::kThrowException));
+    EXPECT_EQ(helper.Register(nullptr), com::kOk);
+    EXPECT_EQ(log.text(), prefix + "register this program: Access is denied.\n");
+    EXPECT_EQ(helper.UnRegister(nullptr), com::kOk) << "it is counted";
+    EXPECT_TRUE(log.contains(prefix + "unregister this program: A fault was ordered for the call ")) << log.text();
 }
 
 } // namespace

@@ -1,30 +1,17 @@
 #pragma once
 
 #include "engine/Calvane.h"
+#include "tests/support/MessageOf.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <string>
-
-/// A catalog with the given decoder ring, and a folder for its files that goes with it.
+/// A catalog, and a folder for its files that goes with it.
 class CatalogFixture : public testing::Test {
 protected:
-    CatalogFixture() {
-        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-        folder = std::filesystem::temp_directory_path() /
-                 ("calvane-" + std::to_string(::getpid()) + "-" + test->test_suite_name() + "-" + test->name());
-        std::filesystem::create_directories(folder);
-    }
-    ~CatalogFixture() override { std::filesystem::remove_all(folder); }
-
     void loadRing(const std::string& text) {
-        const auto path = folder / "ring.vrk";
-        std::ofstream(path, std::ios::binary) << text;
-        catalog.loadDecoderRingFile(path);
+        writeText(folder / "ring.vrk", text);
+        catalog.loadDecoderRingFile(folder / "ring.vrk");
     }
 
     /// 128 bytes that begin with `bytes`.
@@ -33,18 +20,23 @@ protected:
         return bytes;
     }
 
-    std::filesystem::path folder;
+    /// An item of one byte.
+    static NvItem itemOf(int number, int value, const std::string& access = "ReadWrite") {
+        NvItem item("NV_X," + std::to_string(number) + "," + access + ",<BYTE,x>#");
+        item.setData(std::to_string(value));
+        return item;
+    }
+
+    /// "7" for the value of the item's first sub-field.
+    std::string valueOf(unsigned short number) { return catalog.getSupportedNvItem(number).getSubItems()[0].value; }
+
+    const TemporaryFolder folder;
     Calvane catalog;
 };
 
-/// The message of the catalog's exception that `call` throws; "" where it throws none.
+/// What the catalog refuses in `call`, "" where it refuses nothing.
 inline std::string refusalOf(const std::function<void()>& call) {
-    try {
-        call();
-        return {};
-    } catch (const Calvane::Exception& error) {
-        return error.what();
-    }
+    return messageOf<Calvane::Exception>(call);
 }
 
 inline std::vector<int> numbersOf(const std::vector<NvItem>& items) {

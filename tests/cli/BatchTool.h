@@ -1,21 +1,22 @@
 #pragma once
 
-#include "tests/catalog/CatalogFixture.h"
+#include "tests/support/TemporaryFolder.h"
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
-#include <sstream>
+#include <cstdlib>
+#include <string>
 
+/// How one run of the batch tool ended.
 struct Outcome {
     int status = -1;
     std::string out;
     std::string err;
 };
 
-/// The batch tool with a ring and one phone, each call a process of its own.
-class BatchTool : public CatalogFixture {
+/// The batch tool with a ring and one phone, each call a process of its own. Its files stand in a folder.
+class BatchTool : public testing::Test {
 protected:
     BatchTool() {
         write("ring.vrk", "NV_A,10,ReadWrite,<SIGNED_WORD,offset>#<BYTE,flag>#\nNV_LOCKED,20,ReadOnly,<BYTE,x>#\n"
@@ -24,37 +25,28 @@ protected:
         service("");
     }
 
-    void write(const std::string& name, const std::string& text) {
-        std::ofstream(folder / name, std::ios::binary) << text;
-    }
+    void write(const std::string& name, const std::string& text) const { writeText(folder / name, text); }
 
     /// The service's file, with further lines for its one port.
-    void service(const std::string& portLines) {
+    void service(const std::string& portLines) const {
         write("Tessra.toml", "[[port]]\nname = \"COM1\"\nmemory = \"COM1.nvmem\"\ninitial = \"phone.nvmem\"\n"
                              "away_ms = 50\n" +
                                  portLines);
     }
 
-    std::string read(const std::string& name) const {
-        std::ostringstream text;
-        text << std::ifstream(folder / name, std::ios::binary).rdbuf();
-        return text.str();
+    /// Runs the tool in the folder. A verb that takes a ring, a service or a port gets its own.
+    Outcome run(const std::string& arguments) const {
+        const std::string verb = arguments.substr(0, arguments.find(' '));
+        const bool phone = verb == "read" || verb == "set" || verb == "write" || verb == "reset";
+        const bool ring = (phone && verb != "reset") || verb == "list" || verb == "show";
+        const bool port = phone && arguments.find("--port") == std::string::npos;
+        const std::string command = "cd '" + folder.path.string() + "' && " CALVANE_BATCH " >out 2>err " + verb +
+                                    (phone || verb == "ports" ? " --service Tessra.toml" : "") +
+                                    (ring ? " --ring ring.vrk" : "") + (port ? " --port COM1" : "") +
+                                    arguments.substr(verb.size());
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(folder / "out"), readText(folder / "err")};
     }
 
-    Outcome run(const std::string& verb, const std::string& arguments, bool ring = true, bool service = true) const {
-        const std::string command = std::string(CALVANE_BATCH) + " " + verb +
-                                    (service ? " --service '" + (folder / "Tessra.toml").string() + "'" : "") +
-                                    (ring ? " --ring '" + (folder / "ring.vrk").string() + "'" : "") + " " + arguments +
-                                    " 2>'" + (folder / "err").string() + "'";
-        Outcome outcome;
-        FILE* pipe = ::popen(command.c_str(), "r");
-        std::array<char, 4096> buffer{};
-        while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
-            outcome.out.append(buffer.data(), count);
-        }
-        const int status = ::pclose(pipe);
-        outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        outcome.err = read("err");
-        return outcome;
-    }
+    const TemporaryFolder folder;
 };

@@ -15,9 +15,6 @@ class ScriptedInterface : public UserInterface {
 public:
     std::optional<std::string> file; ///< to open or to save
     std::optional<std::string> comPort;
-    std::optional<std::vector<NvItem>> customized;
-    std::vector<NvItem> availableOffered;
-    std::vector<NvItem> customizedOffered;
     int busyDepth = 0;
     int busyDepthAtMessage = 0;
 
@@ -30,11 +27,9 @@ public:
     std::optional<std::string> askFileToSave(const FileQuestion&) override { return file; }
     std::optional<FileProperties> askFileProperties() override { return std::nullopt; }
     std::optional<std::string> askComPort(const std::vector<std::string>&) override { return comPort; }
-    std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>& available,
-                                                         const std::vector<NvItem>& list) override {
-        availableOffered = available;
-        customizedOffered = list;
-        return customized;
+    std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>&,
+                                                         const std::vector<NvItem>&) override {
+        return std::nullopt;
     }
     void runWaiting(const std::function<void()>& work) override { std::async(std::launch::async, work).get(); }
     void beginBusyCursor() override { ++busyDepth; }

@@ -68,26 +68,12 @@ TEST_F(Document, OrdersItsListAndFollowsTheChangedItems) {
     EXPECT_EQ(document->changedItems(), (std::set<std::size_t>{0, 2}));
     EXPECT_TRUE(document->sortAlphabetical());
     EXPECT_TRUE(document->listChanged());
+    NvItem::setCompareByName(false); // as the dialog leaves it, which is cancelled here
+    document->customizeList();
+    EXPECT_EQ(listed(), (Numbers{9, 300, 256, 1})) << "by name again";
+    EXPECT_EQ(document->changedItems(), (std::set<std::size_t>{0, 2}));
     listSupported();
     EXPECT_TRUE(document->changedItems().empty()) << "a new list has no changed items";
-}
-
-TEST_F(Document, TakesTheCustomizedListAndOrdersIt) {
-    open();
-    listSupported();
-    document->sortItems(true);
-    ui.customized = std::vector<NvItem>{document->nvItems()[3], document->nvItems()[0]};
-    document->customizeList();
-    EXPECT_EQ(numbersOf(ui.availableOffered), (Numbers{10, 20, 30, 40}));
-    EXPECT_EQ(numbersOf(ui.customizedOffered), (Numbers{20, 30, 40, 10}));
-    EXPECT_EQ(listed(), (Numbers{20, 10}));
-
-    ui.customized.reset();
-    NvItem::setCompareByName(false); // as the dialog leaves it
-    document->storeItemData(1, "3,4");
-    document->customizeList();
-    EXPECT_EQ(listed(), (Numbers{20, 10})) << "by name again";
-    EXPECT_EQ(document->changedItems(), std::set<std::size_t>{1}) << "Cancel changes nothing";
 }
 
 TEST_F(Document, OpensAPortFileAndSavesItBack) {

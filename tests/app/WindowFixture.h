@@ -3,13 +3,13 @@
 #include "app/frame/CCalvaneApp.h"
 #include "app/frame/CMainFrame.h"
 #include "app/frame/CSplitterFrame.h"
-#include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
 #include "tests/app/DocumentFixture.h"
 
 #include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
@@ -19,21 +19,18 @@
 /// unused.
 class WindowFixture : public DocumentFixture {
 protected:
-    ~WindowFixture() override { stop(); }
+    ~WindowFixture() override { app().end(); }
 
     static CCalvaneApp& app() { return *static_cast<CCalvaneApp*>(qApp); }
     CMainFrame& window() { return *app().mainFrame(); }
     CSplitterFrame& frame() { return *window().activeFrame(); }
     CCalvaneDoc& doc() { return frame().document(); }
 
-    void start(const char* ring = kRing, const QString& file = {}) {
-        if (ring != nullptr) {
-            write("NV Decoder.vrk", ring);
-        }
-        ASSERT_TRUE(app().initInstance(folder, file));
+    void start(const std::string& ring = kRing) {
+        writeText(folder / "NV Decoder.vrk", ring);
+        ASSERT_TRUE(app().initInstance(folder.path, {}));
         ASSERT_TRUE(QTest::qWaitForWindowActive(&window()));
     }
-    void stop() { app().end(); }
 
     template <typename W>
     W& item(int id) {
@@ -42,7 +39,7 @@ protected:
         return *found;
     }
     QLineEdit& edit(int row) { return item<QLineEdit>(7000 + row); }
-    QLabel& label(int row) { return item<QLabel>(8000 + row); }
+    QPushButton& writeButton() { return item<QPushButton>(1001); }
     QCheckBox& hexBox() { return item<QCheckBox>(1002); }
     QListView& listBox() { return item<QListView>(1000); }
     int rowCount() { return frame().findChild<CNvParam*>()->rowCount(); }
@@ -54,10 +51,14 @@ protected:
         const QRect place = listBox().visualRect(listBox().model()->index(row, 0));
         QTest::mouseClick(listBox().viewport(), Qt::LeftButton, {}, place.center());
     }
-    void type(int row, const QString& text) {
+    void clickRow(int row) {
         focusBack();
         QTest::mouseClick(&edit(row), Qt::LeftButton);
+    }
+    void type(int row, const QString& text) {
+        clickRow(row);
         edit(row).selectAll();
+        QTest::keyClick(&edit(row), Qt::Key_Delete);
         QTest::keyClicks(&edit(row), text);
     }
     void clickHex() {
@@ -77,16 +78,15 @@ protected:
         timer->setInterval(5);
         QObject::connect(timer, &QTimer::timeout, timer, [timer, answer = std::move(answer)] {
             QWidget* modal = QApplication::activeModalWidget();
-            if (modal == nullptr || !modal->isVisible()) {
-                return;
+            if (modal != nullptr && modal->isVisible()) {
+                timer->stop();
+                timer->deleteLater();
+                answer(modal);
             }
-            timer->stop();
-            timer->deleteLater();
-            answer(modal);
         });
         timer->start();
     }
-    /// Notes the next message box as "caption: text" and confirms it.
+    /// Keeps the next message box as "caption: text" and confirms it.
     void expectMessage() {
         whenAsked([this](QWidget* modal) {
             auto* box = qobject_cast<QMessageBox*>(modal);
@@ -95,7 +95,19 @@ protected:
             box->button(QMessageBox::Ok)->click();
         });
     }
-    std::string onlyMessage() { return messages.size() == 1 ? messages[0] : std::to_string(messages.size()); }
+    /// Answers a search with `text`.
+    void searchFor(const QString& text) {
+        whenAsked([text](QWidget* dialog) {
+            QTest::keyClicks(dialog->focusWidget(), text);
+            QTest::keyClick(dialog, Qt::Key_Return);
+        });
+        run(CommandId::kSearch);
+    }
+    /// What was said since the last call: the message, or how many there were if not one.
+    std::string takeMessage() {
+        const auto taken = std::exchange(messages, {});
+        return taken.size() == 1 ? taken[0] : std::to_string(taken.size());
+    }
 
     std::vector<std::string> messages;
 };

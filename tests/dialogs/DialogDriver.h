@@ -34,3 +34,16 @@ inline void press(const TemplateDialog& dialog, Qt::Key key) {
 inline void click(const TemplateDialog& dialog, int id) {
     QTest::mouseClick(&dialog.item<QWidget>(id), Qt::LeftButton);
 }
+
+/// Does `answer` to the modal window of type W that stands on top next.
+template <typename W>
+void whenAsked(const std::function<void(W&)>& answer) {
+    QTimer::singleShot(0, qApp, [answer] {
+        auto* window = qobject_cast<W*>(QApplication::activeModalWidget());
+        ASSERT_NE(window, nullptr);
+        answer(*window);
+        if (window->isVisible()) {
+            window->reject();
+        }
+    });
+}

@@ -32,9 +32,7 @@ private:
 
 EventSubscription::EventSubscription() = default;
 
-EventSubscription::~EventSubscription() {
-    endQuietly();
-}
+EventSubscription::~EventSubscription() = default;
 
 void EventSubscription::start(const com::ComPtr<tessra::IPhonePort>& phone,
                               const std::shared_ptr<tessra::IEventSink>& sink) {

@@ -55,6 +55,7 @@ TEST(SessionAttach, EachFailureHasItsTextAndLeavesTheSessionUsable) {
     service.faults().clear();
     EXPECT_EQ(connect(), "");
     EXPECT_EQ(service.clients().size(), 1u) << "an attempt that failed half-way stays registered";
+    EXPECT_EQ(service.faults().count(Call::kReleaseAgent), 1u) << "an agent that was of no use is kept";
     EXPECT_EQ(log.text(), "") << "something was given back twice";
 }
 
@@ -145,7 +146,9 @@ TEST(SessionDiscovery, AScanTellsThePhonesThatShowThemselves) {
     service.setPresent("COM9", false);
     // A phone that has never answered is not one yet. One that runs its loader is, although it does not answer, and so
     // is one that has answered once, whatever the answer was.
-    service.faults("COM2").add(faultAt(Call::kDescribePhone, FaultKind::kNoAnswer));
+    for (const char* const silent : {"COM2", "COM3"}) {
+        service.faults(silent).add(faultAt(Call::kDescribePhone, FaultKind::kNoAnswer));
+    }
     TessraServer session("Test");
     std::string seen;
     for (const PhoneRecord& phone : session.waitForActivePhone()) {

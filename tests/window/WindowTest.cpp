@@ -1,20 +1,16 @@
 #include "platform/kernel/Event.h"
-#include "platform/kernel/Mutex.h"
 #include "platform/kernel/Thread.h"
-#include "platform/kernel/Trace.h"
 #include "platform/window/MessageQueue.h"
 #include "platform/window/PumpingWait.h"
-#include "platform/window/TopLevelWindow.h"
+#include "tests/support/ErrorLog.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 using kernel::WaitResult;
 using window::WaitOutcome;
@@ -67,33 +63,17 @@ TEST(MessageQueueTest, KeepsTheOrderAndEndsWithItsThread) {
     EXPECT_EQ(order, "abc");
 }
 
-TEST(WaitForObjectOrInputTest, Outcomes) {
-    const struct {
-        const char* name;
-        bool set, posted;
-        std::uint32_t timeoutMs;
-        WaitOutcome first, second;
-    } rows[] = {
-        {"nothing, no waiting", false, false, 0, WaitOutcome::kTimedOut, WaitOutcome::kTimedOut},
-        {"nothing, waiting", false, false, 10, WaitOutcome::kTimedOut, WaitOutcome::kTimedOut},
-        {"the object is taken", true, false, 10, WaitOutcome::kObject, WaitOutcome::kTimedOut},
-        {"input stays", false, true, kernel::kInfinite, WaitOutcome::kInput, WaitOutcome::kInput},
-        {"the object wins over input", true, true, kernel::kInfinite, WaitOutcome::kObject, WaitOutcome::kInput},
-    };
+TEST(WaitForObjectOrInputTest, TheObjectIsTakenFirstAndInputStays) {
     window::createQueue();
-    for (const auto& row : rows) {
-        kernel::AutoResetEvent event;
-        if (row.posted) {
-            window::post(kHere, [] {});
-        }
-        if (row.set) {
-            event.set();
-        }
-        EXPECT_EQ(window::waitForObjectOrInput(event, row.timeoutMs), row.first) << row.name;
-        EXPECT_EQ(window::waitForObjectOrInput(event, row.timeoutMs), row.second) << row.name;
-        emptyQueue();
-        EXPECT_EQ(window::waitForObjectOrInput(event, 0), WaitOutcome::kTimedOut) << row.name;
-    }
+    kernel::AutoResetEvent event;
+    EXPECT_EQ(window::waitForObjectOrInput(event, 10), WaitOutcome::kTimedOut);
+    window::post(kHere, [] {});
+    event.set();
+    EXPECT_EQ(window::waitForObjectOrInput(event), WaitOutcome::kObject);
+    EXPECT_EQ(window::waitForObjectOrInput(event), WaitOutcome::kInput);
+    EXPECT_EQ(window::waitForObjectOrInput(event), WaitOutcome::kInput);
+    emptyQueue();
+    EXPECT_EQ(window::waitForObjectOrInput(event, 0), WaitOutcome::kTimedOut);
 }
 
 TEST(WaitForObjectOrInputTest, LosesNeitherSignalsNorMessages) {
@@ -173,44 +153,13 @@ TEST(PumpingWaitTest, TimesOutAlthoughMessagesKeepComing) {
 }
 
 TEST(PumpingWaitTest, SurvivesMessagesThatThrow) {
-    std::vector<std::string> errors;
-    kernel::setErrorLog([&](std::string_view text) { errors.emplace_back(text); });
+    const ErrorLog log;
     window::createQueue();
     kernel::AutoResetEvent event;
     window::post(kHere, [] { throw std::runtime_error("boom"); });
     window::post(kHere, [] { throw 7; });
     window::post(kHere, [&] { event.set(); });
     EXPECT_EQ(window::pumpingWait(event, kPatienceMs), WaitResult::kSignalled);
-    kernel::setErrorLog({});
-    EXPECT_EQ(errors, (std::vector<std::string>{"window::dispatch - A message threw an exception: boom",
-                                                "window::dispatch - A message threw an unknown exception."}));
-}
-
-TEST(PumpingWaitTest, TakesAMutexThatItsOwnerReleasesLater) {
-    kernel::Mutex mutex;
-    std::optional<kernel::MutexLock> owned(mutex);
-    window::createQueue(); // before anybody posts to it
-    bool messageRan = false;
-    kernel::Thread waiter([&] {
-        window::createQueue();
-        window::post(kernel::currentThreadId(), [&] {
-            messageRan = true;
-            window::post(kHere, [&] { owned.reset(); });
-        });
-        EXPECT_EQ(window::pumpingWait(mutex, kPatienceMs, window::Pump::kOneByOne), WaitResult::kSignalled);
-        EXPECT_TRUE(mutex.release());
-    });
-    EXPECT_EQ(window::pumpingWait(waiter.ended(), kPatienceMs), WaitResult::kSignalled);
-    EXPECT_TRUE(messageRan);
-}
-
-TEST(TopLevelWindowTest, IsFoundByItsClassWhileItLives) {
-    EXPECT_FALSE(window::findWindow("A Task Window"));
-    {
-        const window::TopLevelWindow first("A Task Window");
-        { const window::TopLevelWindow second("A Task Window"); }
-        EXPECT_TRUE(window::findWindow("a task WINDOW")) << "the last of two took the class with it, or case counts";
-        EXPECT_FALSE(window::findWindow("A Task"));
-    }
-    EXPECT_FALSE(window::findWindow("A Task Window"));
+    EXPECT_EQ(log.text(), "window::dispatch - A message threw an exception: boom\n"
+                          "window::dispatch - A message threw an unknown exception.\n");
 }

@@ -119,7 +119,7 @@ TEST_F(BatchTool, ExitStatusTellsARefusalFromWrongUsage) {
     for (std::string wrong; std::getline(wrongUsage, wrong, ';');) {
         EXPECT_EQ(run(wrong).status, 2) << wrong;
     }
-    for (const char* refused : {"set 30 1x", "read --text /dev/full", "read >/dev/full"}) {
+    for (const char* refused : {"list >/dev/full", "set 30 1x", "read --text /dev/full", "read >/dev/full"}) {
         EXPECT_EQ(run(refused).status, 1) << refused;
     }
     EXPECT_EQ(run("read --help").status, 0);

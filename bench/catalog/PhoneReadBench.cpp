@@ -6,54 +6,46 @@
 #include "platform/com/Apartment.h"
 #include "platform/com/ClassTable.h"
 #include "platform/kernel/LittleEndian.h"
+#include "tessra/Interfaces.h"
 #include "tessra/Packet.h"
-#include "tessra/Service.h"
+#include "tests/support/HostedService.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <array>
-#include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
 namespace {
 
-/// A ring of `count` items and the memory of a phone that has them all, in a folder that goes with the object.
+/// A ring of `count` items, and a service with a phone that has them all.
 class Phone {
 public:
-    explicit Phone(int count)
-        : folder_(std::filesystem::temp_directory_path() / ("calvane-bench-" + std::to_string(::getpid()))) {
-        std::filesystem::create_directories(folder_);
+    explicit Phone(std::int64_t count) {
         std::ofstream ring(ringPath());
         std::ofstream memory(folder_ / "phone.nvmem");
-        for (int number = 1; number <= count; ++number) {
+        for (std::int64_t number = 1; number <= count; ++number) {
             ring << "NV_ITEM_" << number << "_I," << number << ",ReadWrite,<SIGNED_WORD,offset>#<DWORD,stamp>#\n";
             memory << number << " 0 0102030405\n";
         }
+        ring.close();
+        memory.close();
+        auto config = phonesOn({"COM1"});
+        config.ports[0].initial = folder_ / "phone.nvmem";
+        service_.emplace(config);
     }
-    ~Phone() { std::filesystem::remove_all(folder_); }
-    Phone(const Phone&) = delete;
-    Phone& operator=(const Phone&) = delete;
 
     std::string ringPath() const { return folder_ / "ring.vrk"; }
 
-    tessra::ServiceConfig config() const {
-        tessra::ServiceConfig config;
-        config.ports.resize(1);
-        config.ports[0].name = "COM1";
-        config.ports[0].number = 1;
-        config.ports[0].initial = folder_ / "phone.nvmem";
-        return config;
-    }
-
 private:
-    std::filesystem::path folder_;
+    TemporaryFolder folder_;
+    std::optional<HostedService> service_;
 };
 
 void readThroughCatalog(benchmark::State& state) {
-    const Phone phone(static_cast<int>(state.range(0)));
-    const tessra::Service service(phone.config());
+    const Phone phone(state.range(0));
     Calvane catalog;
     catalog.loadDecoderRingFile(phone.ringPath());
     for (auto _ : state) {
@@ -78,8 +70,7 @@ com::ComPtr<tessra::ISyncSend> senderOf(com::ComPtr<tessra::IServer>& server) {
 }
 
 void readFromThePhoneItself(benchmark::State& state) {
-    const Phone phone(static_cast<int>(state.range(0)));
-    const tessra::Service service(phone.config());
+    const Phone phone(state.range(0));
     com::enterApartment();
     {
         com::ComPtr<tessra::IServer> server;

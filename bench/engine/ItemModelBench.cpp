@@ -3,19 +3,16 @@
 // RingLoad/N and RingLoad_getline/N are a pair over the same file of N items; what counts is the ratio of their times.
 
 #include "engine/DecoderRing.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <random>
-#include <stdexcept>
 #include <string>
 
 namespace {
@@ -47,30 +44,18 @@ std::string ringLine(Random& random, std::size_t number) {
 }
 
 /// A ring of so many items in ascending order, in a file that goes with this object.
-class RingFile {
-public:
+struct RingFile {
     explicit RingFile(std::size_t itemCount) {
-        std::string path = (std::filesystem::temp_directory_path() / "calvane-bench-XXXXXX").string();
-        const int descriptor = ::mkstemp(path.data());
-        if (descriptor < 0) {
-            throw std::runtime_error("no temporary file");
-        }
-        ::close(descriptor);
-        path_ = path;
         Random random(20);
-        std::ofstream out(path_, std::ios::binary);
+        std::string text;
         for (std::size_t i = 0; i < itemCount; ++i) {
-            out << ringLine(random, i) << '\n';
+            text += ringLine(random, i) + "\n";
         }
+        writeText(path, text);
     }
-    ~RingFile() { std::filesystem::remove(path_); }
-    RingFile(const RingFile&) = delete;
-    RingFile& operator=(const RingFile&) = delete;
 
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
+    TemporaryFolder folder;
+    const std::string path = folder / "ring.vrk";
 };
 
 /// Each round fills a new map and takes it down again, as a catalog does that loads its ring anew.
@@ -78,7 +63,7 @@ void ringLoad(benchmark::State& state) {
     const RingFile ring(static_cast<std::size_t>(state.range(0)));
     for (auto _ : state) {
         std::map<std::uint16_t, NvItem> items;
-        items::loadDecoderRing(ring.path(), items);
+        items::loadDecoderRing(ring.path, items);
         if (items.size() != static_cast<std::size_t>(state.range(0))) {
             state.SkipWithError("items are missing");
         }
@@ -90,7 +75,7 @@ void ringLoadGetline(benchmark::State& state) {
     const RingFile ring(static_cast<std::size_t>(state.range(0)));
     std::string line;
     for (auto _ : state) {
-        std::ifstream in(ring.path());
+        std::ifstream in(ring.path);
         std::int64_t lines = 0;
         while (std::getline(in, line)) {
             ++lines;
@@ -111,11 +96,11 @@ NvItem itemOf(std::size_t fields) {
     return NvItem(line);
 }
 
-std::array<unsigned char, items::kItemDataBytes> someBytes() {
-    std::array<unsigned char, items::kItemDataBytes> bytes;
+std::array<std::uint8_t, items::kItemDataBytes> someBytes() {
+    std::array<std::uint8_t, items::kItemDataBytes> bytes;
     Random random(7);
-    for (unsigned char& byte : bytes) {
-        byte = static_cast<unsigned char>(pick(random, 0, 255));
+    for (std::uint8_t& byte : bytes) {
+        byte = static_cast<std::uint8_t>(pick(random, 0, 255));
     }
     return bytes;
 }

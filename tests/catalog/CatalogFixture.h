@@ -14,12 +14,6 @@ protected:
         catalog.loadDecoderRingFile(folder / "ring.vrk");
     }
 
-    /// 128 bytes that begin with `bytes`.
-    static std::vector<unsigned char> dataOf(std::vector<unsigned char> bytes) {
-        bytes.resize(128);
-        return bytes;
-    }
-
     /// An item of one byte.
     static NvItem itemOf(int number, int value, const std::string& access = "ReadWrite") {
         NvItem item("NV_X," + std::to_string(number) + "," + access + ",<BYTE,x>#");

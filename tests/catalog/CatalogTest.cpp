@@ -11,8 +11,10 @@ protected:
 
 TEST_F(Catalog, SetsItemsByNumberByNameAndFromAnItem) {
     const std::function<void()> steps[] = {
-        [&] { catalog.setNvItem(20, dataOf({0}).data()); }, [&] { catalog.setNvItem("NV_B", dataOf({1}).data()); },
-        [&] { catalog.setNvItem(20, std::string("2")); },   [&] { catalog.setNvItem("NV_B", std::string("3")); },
+        [&] { catalog.setNvItem(20, itemOf(0, 0).getData()); },
+        [&] { catalog.setNvItem("NV_B", itemOf(0, 1).getData()); },
+        [&] { catalog.setNvItem(20, std::string("2")); },
+        [&] { catalog.setNvItem("NV_B", std::string("3")); },
         [&] { catalog.setNvItem(itemOf(20, 4)); },
     };
     for (int expected = 0; const auto& step : steps) {
@@ -30,11 +32,7 @@ TEST_F(Catalog, RefusesUnknownItemsButForRawDataByNumber) {
         {[&] { catalog.getSupportedNvItem("nv_b"); }, lookUp + "'nv_b' is not found in the decoder ring file."},
         {[&] { catalog.setNvItem(7, std::string("1")); }, "NV Item ID: '7' is not supported by the Calvane."},
         {[&] { catalog.setNvItem("NV_X", std::string("1")); }, "NV Item: 'NV_X' is not supported by the Calvane."},
-        {[&] { catalog.setNvItem("NV_X", dataOf({1}).data()); }, "NV Item: 'NV_X' is not supported by the Calvane."},
-        {[&] {
-             catalog.setNvItem(7, dataOf({0x5A, 1, 2}).data());
-         },
-         ""},
+        {[&] { catalog.setNvItem(7, itemOf(7, 90).getData()); }, ""},
     };
     for (const auto& [call, refusal] : cases) {
         EXPECT_EQ(refusalOf(call), refusal);

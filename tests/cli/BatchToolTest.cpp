@@ -3,6 +3,7 @@
 #include "tests/cli/BatchTool.h"
 
 #include <filesystem>
+#include <sstream>
 
 namespace {
 
@@ -29,11 +30,7 @@ TEST_F(BatchTool, ASetValueSurvivesTheProgramsEnd) {
 TEST_F(BatchTool, SetRefusesWhatWouldNotBeWhatWasAskedFor) {
     const std::pair<const char*, const char*> cases[] = {
         {"20 6", "20 NV_LOCKED can't be written: its access mark is 'readonly'.\n"},
-        {"10 1", "Calvane::NvItem::setData( const string commaDelimitedDataString ) - For NV item: 'NV_A' there are 2 "
-                 "expected data items, and there are only 1 in the passed in comma delimited data string: '1'\n"},
         {"30 -- -1", "'-1' for 'x' would be stored as 255 in a BYTE.\n"},
-        {"99 1", "Calvane::getSupportedNvItem( std::string nvItemName ) - The NV item id '99' is not found in the "
-                 "decoder ring file.\n"},
     };
     for (const auto& [arguments, err] : cases) {
         const Outcome outcome = run("set " + std::string(arguments));
@@ -112,33 +109,17 @@ TEST_F(BatchTool, ProtectedItemsNeedTheAccessCode) {
 }
 
 TEST_F(BatchTool, ExitStatusTellsARefusalFromWrongUsage) {
-    for (const char* wrong : {"nothing",
-                              "list --service Tessra.toml",
-                              "read --port",
-                              "set 70000 1",
-                              "set 0x1e 1",
-                              "set 10,30 1",
-                              "set 30x 1",
-                              "read --ids 3-2",
-                              "read --ids 1,12x",
-                              "read --esn 1",
-                              "read --mox x --esn 12x",
-                              "read --mox x --esn 4294967296",
-                              "read --mox x --model-id 0x",
-                              "read --mox x --model-id 5x",
-                              "read --mox x --nv-version 1",
-                              "read --mox x --nv-version 1.2x",
-                              "read --mox x --nv-version 1.256",
-                              "show x --hex=5x",
-                              "prune x",
-                              "prune x --keep 5x",
-                              "write",
-                              "write --from-mox a --from-json b",
-                              "write --from-mox a --tolerate 7x",
-                              "write --from-mox a --offline-first=5x"}) {
+    std::istringstream wrongUsage(
+        "nothing;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set 30x 1;"
+        "read --ids 3-2;read --ids 1,12x;read --esn 1;read --mox x --esn 12x;read --mox x --esn 4294967296;"
+        "read --mox x --model-id 0x;read --mox x --model-id 5x;read --mox x --nv-version 1;"
+        "read --mox x --nv-version 1.2x;read --mox x --nv-version 1.256;show x --hex=5x;prune x;prune x --keep 5x;"
+        "write;write --from-mox a --from-json b;write --from-mox a --tolerate 7x;write --from-mox a "
+        "--offline-first=5x");
+    for (std::string wrong; std::getline(wrongUsage, wrong, ';');) {
         EXPECT_EQ(run(wrong).status, 2) << wrong;
     }
-    for (const char* refused : {"set 30 1x", "read --text /dev/full", "read >/dev/full"}) {
+    for (const char* refused : {"list >/dev/full", "set 30 1x", "read --text /dev/full", "read >/dev/full"}) {
         EXPECT_EQ(run(refused).status, 1) << refused;
     }
     EXPECT_EQ(run("read --help").status, 0);
@@ -149,7 +130,6 @@ TEST_F(BatchTool, ABrokenServiceFileIsNamedWithItsLineAndLeavesNoPorts) {
     write("Tessra.toml", "[[port]]\nname = \n");
     const Outcome outcome = run("ports");
     EXPECT_EQ(outcome.status, 1) << "a file refused";
-    EXPECT_EQ(outcome.out, "");
     EXPECT_NE(outcome.err.find("Tessra.toml:2: "), std::string::npos) << outcome.err;
     EXPECT_TRUE(outcome.err.ends_with("Going on without ports.\nNo phone is present on any port.\n")) << outcome.err;
 }

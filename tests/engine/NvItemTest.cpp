@@ -172,6 +172,8 @@ TEST(NvItem, RawBytesPassThroughWhole) {
     item.setData("9");
     EXPECT_THAT(item.rawData(), ElementsAreArray(blockOf({9, 6}, 0x77)))
         << "a text leaves the bytes behind the sub-fields";
+    item.setData(bytes.data());
+    EXPECT_THAT(item.rawData(), ElementsAreArray(blockOf({5}))) << "but raw data clears them";
 }
 
 TEST(NvItem, LayoutHashTellsOneMeaningOfTheBytesFromAnother) {

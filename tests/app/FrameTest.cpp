@@ -90,9 +90,9 @@ TEST_F(Frame, ShowsProgressLinesInOrder) {
 }
 
 TEST_F(Frame, ShowsThePortOfTheActiveDocumentAndRemembersTheLastFourFiles) {
-    writeText(folder / "CalvaneConfig.ini", "COM5\n");
+    writeText(folder / "CalvaneConfig.ini", "COM4\n");
     start();
-    EXPECT_EQ(pane(101).fullText(), "COM5");
+    EXPECT_EQ(pane(101).fullText(), "COM4");
     for (const char* prompt : {"Sort the items", ""}) {
         QStatusTipEvent tip(prompt);
         QApplication::sendEvent(&window(), &tip);
@@ -102,13 +102,13 @@ TEST_F(Frame, ShowsThePortOfTheActiveDocumentAndRemembersTheLastFourFiles) {
     bar->setNotice("Waiting");
     bar->setPrompt("");
     EXPECT_EQ(pane(102).text(), "Waiting") << "a mouse that leaves a button does not end it";
-    for (const char* name : {"COM6", "COM7", "COM8", "COM9", "COM7"}) {
+    for (const char* name : {"COM5", "COM6", "COM7", "COM6", "COM8", "COM9"}) {
         writeText(folder / name, name);
         ASSERT_TRUE(app().openDocument(name));
         EXPECT_EQ(pane(101).fullText(), name);
     }
     const QStringList paths = QSettings().value("recent/files").toStringList();
-    EXPECT_EQ(paths.join(' ').remove(QString::fromStdString(folder.path.string() + "/")), "COM7 COM9 COM8 COM6");
+    EXPECT_EQ(paths.join(' ').remove(QString::fromStdString(folder.path.string() + "/")), "COM9 COM8 COM6 COM7");
     while (window().activeFrame() != nullptr) {
         frame().close();
     }
@@ -228,13 +228,14 @@ TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
     start();
     readPhone();
     addFault(tessra::Call::kSend, tessra::FaultKind::kThrowException, 200);
-    addFault(tessra::Call::kChangeMode, tessra::FaultKind::kNone, 600);
+    addFault(tessra::Call::kChangeMode, tessra::FaultKind::kNone, 1500);
     bool confirmed = false;
     whenAsked([&](QWidget* box) {
         EXPECT_TRUE(CSplitterFrame::isAnyWaiting(window()));
         QTest::keyClick(box->windowHandle(), Qt::Key_Return);
         confirmed = QTest::qWaitFor([] { return QApplication::activeModalWidget() == nullptr; }, 1000);
         box->close(); // else this test would never end
+        EXPECT_TRUE(QTest::qWaitFor([&] { return pane(102).text() == "Waiting: 1 s"; }, 1400));
     });
     const auto before = calls(tessra::Call::kSend);
     run(CommandId::kReadFromPhone);

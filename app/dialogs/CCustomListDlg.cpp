@@ -140,7 +140,7 @@ void CCustomListDlg::changeEvent(QEvent* event) {
 
 void CCustomListDlg::trackKey(const QEvent& event) {
     if (event.type() == QEvent::WindowDeactivate) {
-        // The release of a key that is down now goes to another window.
+        // Another window gets the release of a key that is down now.
         shiftDown_ = false;
         controlDown_ = false;
     } else if (event.type() == QEvent::KeyPress || event.type() == QEvent::KeyRelease) {

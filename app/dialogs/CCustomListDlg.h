@@ -27,7 +27,7 @@ public:
 
 protected:
     void onInit() override;
-    /// Sees what goes to the controls, for the state of Shift and Ctrl.
+    /// Watches the keys of all controls for the state of Shift and Ctrl.
     bool eventFilter(QObject* watched, QEvent* event) override;
     bool event(QEvent* event) override;
     void changeEvent(QEvent* event) override;

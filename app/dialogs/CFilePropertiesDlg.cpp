@@ -86,7 +86,7 @@ void CFilePropertiesDlg::browse() {
 
 bool CFilePropertiesDlg::mayWrite(const std::string& chosen) {
     const QString written = QString::fromStdString(withMoxExtension(chosen));
-    // The file dialog has asked about the name as chosen, which need not be the one that OK makes of it.
+    // The file dialog has asked about the name as chosen; OK may add an extension to it.
     if (written == QString::fromStdString(chosen) || !QFileInfo::exists(written)) {
         return true;
     }

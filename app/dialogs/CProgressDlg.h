@@ -13,10 +13,8 @@ class QProgressBar;
 /// Modeless; owned by the document window, and above the main window. addLine() may be called from any thread and never
 /// waits for the window; everything else belongs to the user-interface thread.
 ///
-/// Lines become the text in the order in which they came: at once, or, when the last ones were shown a moment ago, with
-/// all others that come in that moment. Where those are more than 2000, only the newest, the one that the display would
-/// come to draw, becomes the text: showing all would slow the read. When the window hides, it is the last line that
-/// came.
+/// Lines are shown in their order, those that arrive within 33 ms together. Of more than 2000 at a time only the newest
+/// is shown: showing all would slow the read. When the window hides, it shows the last line.
 class CProgressDlg : public TemplateDialog, public ProgressWindow {
     Q_OBJECT
 public:

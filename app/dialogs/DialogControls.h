@@ -4,8 +4,8 @@
 #include <QLineEdit>
 #include <QListView>
 
-/// Takes line ends out of what the user pastes into `edit`, such as the one behind a spreadsheet's cell, which nobody
-/// sees in a box of one line. Those between other characters become blanks. User-interface thread.
+/// Removes line ends from what the user pastes into `edit`: a spreadsheet's cell ends with one, and a box of one line
+/// does not show it. Those between other characters become blanks. User-interface thread.
 void keepToOneLine(QLineEdit& edit);
 
 /// A list box of a dialog or form: one line per row of its model, tabs expanded, scrolled sideways as far as

@@ -36,7 +36,7 @@ struct ControlAnchor {
 
 inline constexpr int kIdOk = 1;
 inline constexpr int kIdCancel = 2;
-inline constexpr int kIdStatic = -1; ///< a control that nobody asks for by id
+inline constexpr int kIdStatic = -1; ///< a control without an id of its own
 
 /// One control. Place and size are in dialog units: a quarter of the dialog font's average character width across, an
 /// eighth of its height down.
@@ -51,8 +51,8 @@ struct DialogControl {
 
 /// A dialog as a table of its controls, in the order in which Tab walks them.
 ///
-/// Templates are constants. Their font, "MS Sans Serif" at 8 points, stands for the one that the platform uses in
-/// dialogs, at the size that the user chose for it.
+/// Templates are constants. Their font, "MS Sans Serif" at 8 points, stands for the platform's dialog
+/// font at the size that the user chose.
 struct DialogTemplate {
     int id;
     const char* caption; ///< empty for a form

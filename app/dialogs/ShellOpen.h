@@ -6,9 +6,8 @@ class QWidget;
 
 /// Opens a document as the desktop does when a user double-clicks it.
 ///
-/// Desktops go by a file's name, and for none of them "HLP" is a document that something shows; browsers offer to
-/// download it. So a file that begins as an HTML page and is not named so is given to the desktop as a copy with the
-/// right ending, in the user's cache folder. A desktop that opens no pages at all (no browser) leaves it to a window of
-/// our own over `parent`, which closes with it. Answers false where there is no such file or nothing to open it with.
-/// User-interface thread.
+/// Desktops choose a program by the file's name, and have none for "HLP". So an HTML page under another name is copied
+/// to the user's cache folder with the ending "html", and the copy is opened. Where the desktop opens no pages, a
+/// window of ours over `parent` shows it, and closes with `parent`. False where there is no such file or nothing can
+/// open it. User-interface thread.
 bool shellOpen(const QString& path, QWidget* parent);

@@ -127,7 +127,7 @@ bool CCalvaneDoc::runGuarded(const std::function<void()>& command) {
         command();
         return true;
     } catch (const std::exception& failure) {
-        // The catalog's exceptions, and what passes through it from below: none may end the program.
+        // The catalog's exceptions, and those that pass through it: none may end the program.
         showFailure(failure);
         return false;
     }
@@ -352,7 +352,7 @@ void CCalvaneDoc::writePendingToPhone() {
         addStampedItem(pendingWrite_, kNoDateListed);
         writeToPhone(pendingWrite_);
     });
-    // Also after a failure: an item that the phone refuses would else stand before every later one.
+    // Also after a failure: otherwise an item that the phone refuses stands before every later one.
     pendingWrite_.clear();
 }
 

@@ -24,15 +24,15 @@ public:
 /// reads, writes, orders or exchanges them. It holds no widget; windows, dialogs and messages are reached through its
 /// UserInterface.
 ///
-/// Owned by its window. All of it belongs to the user-interface thread. A read from the phone runs on a thread of its
-/// own and posts what it brought; while it runs the catalog is that thread's, so only what the catalog has no part in
-/// may be called: the sort commands, storeItemData(), the queries, and setPhoneOffline().
+/// Owned by its window; user-interface thread. A read from the phone runs on a thread of its own and posts its result.
+/// While it runs, that thread alone uses the catalog: only the sort commands, storeItemData(), the queries and
+/// setPhoneOffline() may be called.
 ///
 /// A command that fails shows the failure in a message box and leaves what it has not yet replaced.
 class CCalvaneDoc {
 public:
     /// Makes the program's directory the current one, loads the decoder ring "NV Decoder.vrk" and reads the
-    /// configuration; what fails is shown, and the document is there all the same. `userInterface` outlives it.
+    /// configuration; failures are shown, and the document is made nevertheless. `userInterface` outlives it.
     CCalvaneDoc(UserInterface& userInterface, std::filesystem::path programDirectory,
                 std::unique_ptr<Calvane> catalog = std::make_unique<Calvane>());
     /// Writes the configuration. A read that still runs is cancelled and waited for.
@@ -59,8 +59,8 @@ public:
     void removeView(DocumentView* view);
     void updateAllViews();
 
-    /// Starts to read from the phone. `ended` is called on the user-interface thread when the read is over, its result
-    /// in place and its failure shown; not at all if the document goes first. Only one read at a time.
+    /// Starts to read from the phone. `ended` is called on the user-interface thread after the result was stored or the
+    /// failure shown; not at all if the document is destroyed first. Only one read at a time.
     void readFromPhone(ProgressWindow& progress, std::function<void()> ended);
     bool isReading() const { return phoneRead_ != nullptr; }
     /// Ends a running read before its next item; its end comes as always.
@@ -84,12 +84,12 @@ public:
     void customizeList();
     void sortItems(bool alphabetical);
 
-    /// What the editor does with what was typed, one decimal text per sub-field, separated by commas. Both throw
+    /// `values` of the following two: one decimal text per sub-field, separated by commas. Both throw
     /// Calvane::Exception for texts that don't fit; the item keeps its data then.
     ///
-    /// Puts it into the item at `index` (which must exist) and counts the item as changed.
+    /// Stores the values in the item at `index` (which must exist) and counts the item as changed.
     void storeItemData(std::size_t index, const std::string& values);
-    /// Puts it into the first item named `name` and writes that item to the phone. False if there is none.
+    /// Stores the values in the first item named `name` and writes that item to the phone. False if there is none.
     bool writeItem(const std::string& name, const std::string& values);
 
     const std::vector<NvItem>& nvItems() const { return nvItems_; }
@@ -120,7 +120,7 @@ private:
 
     /// Runs `command`; shows what it throws, and answers whether it went through.
     bool runGuarded(const std::function<void()>& command);
-    /// The same with the busy cursor, which is gone before a failure is shown.
+    /// The same with the busy cursor, which ends before a failure is shown.
     bool runBusy(const std::function<void()>& command);
     /// Runs `work` while the windows paint; isWaiting() meanwhile. Throws what it throws.
     void runWaiting(const std::function<void()>& work);
@@ -128,7 +128,7 @@ private:
     void showWarning(const std::string& text);
     void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
     void replaceItems(std::vector<NvItem> items);
-    /// To this document's own views, whichever window is active by then.
+    /// Updates the views some time later, if the document still exists then.
     void postUpdateAllViews();
 
     /// The position in nvItems_ of the first item named `name`; the list's size where there is none.
@@ -156,7 +156,7 @@ private:
     std::string fileName_;
     std::filesystem::path path_;
     std::vector<DocumentView*> views_;
-    /// What was posted finds out by this whether the document is still there.
+    /// Posted work checks by this whether the document still exists.
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
     std::unique_ptr<BusyCursor> readCursor_;
     std::unique_ptr<PhoneRead> phoneRead_; ///< last: the thread uses the catalog

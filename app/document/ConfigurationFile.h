@@ -6,7 +6,7 @@
 
 /// The program's configuration: a text file whose first line is the name of the port on which the phone is reached.
 /// What follows that line is not read. It is not removed either: the line is written over the file's beginning, so a
-/// longer name than before takes the place of what follows, and the end of a longer name before it stays as a line.
+/// name longer than before overwrites part of the rest, and of a shorter one the old end remains as further lines.
 ///
 /// Failures of the system are thrown as std::system_error with the system's error number: EINVAL for what is neither a
 /// regular file nor a directory (a pipe would keep the program waiting), EFBIG for a file of more than 16 MiB.

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-/// Numbers as they are typed: what follows the number does not matter, and no number is 0.
+/// Numbers as they are typed: characters after the number are ignored, and a text without a number is 0.
 
 /// A cell of a spreadsheet comes with its line end.
 inline constexpr std::string_view kBlanks = " \t\n\v\f\r";
@@ -13,7 +13,7 @@ inline std::string_view withoutLeadingBlanks(std::string_view text) {
     return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
 }
 
-/// The digits that `text` starts with behind its blanks, modulo 2^64.
+/// The digits that `text` starts with after its blanks, modulo 2^64.
 inline std::uint64_t leadingDigits(std::string_view text) {
     std::uint64_t number = 0;
     for (const char c : withoutLeadingBlanks(text)) {

@@ -24,8 +24,8 @@ PhoneReadResult PhoneRead::read() {
     } catch (const Cancelled&) {
         result.cancelled = true;
     } catch (const std::exception& error) {
-        // Besides the catalog's own failures those of the worker thread, and the end of memory: none may end the
-        // program. A read that nobody waits for any more has nothing to report.
+        // The catalog's failures, those of the worker thread, and a lack of memory: none may end the program. A
+        // cancelled read reports no failure.
         if (cancelled_) {
             result.cancelled = true;
         } else {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-/// What a read from the phone brought: the items, or why there are none.
+/// The result of a read from the phone: the items, or why there are none.
 struct PhoneReadResult {
     std::vector<NvItem> items;
     std::optional<std::string> failure; ///< the catalog's message

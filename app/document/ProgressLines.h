@@ -9,7 +9,7 @@
 struct ProgressLine {
     std::uint16_t total = 0;    ///< the length of the bar
     std::uint16_t position = 0; ///< how much of it is done
-    std::string text;           ///< what follows the second number, with the blank before it
+    std::string text;           ///< the rest after the second number, from its blank on
 
     bool operator==(const ProgressLine&) const = default;
 };

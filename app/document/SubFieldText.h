@@ -5,7 +5,7 @@
 
 /// The texts of the sub-field editor: labels, dates, and the way between decimal and hexadecimal.
 
-/// What stands before a sub-field's description, 22 characters; for a type that nobody knows its name itself.
+/// The label before a sub-field's description, 22 characters; an unknown type stands for itself.
 std::string typeLabel(const std::string& typeName);
 
 /// The local calendar date of a value that counts seconds since 1 January 1970, as month/day/year without leading
@@ -21,7 +21,7 @@ std::string hexFromDecimal(std::string_view text);
 /// digit; "0x" may lead.
 std::string decimalFromHex(std::string_view text);
 
-/// Whether decimalFromHex() takes all of `text` for what it says: at most 16 characters, hexadecimal digits with or
+/// Whether decimalFromHex() reads all of `text`: at most 16 characters, hexadecimal digits with or
 /// without "0x" before them; among at most 8, also with blanks around them.
 bool isHexNumber(std::string_view text);
 

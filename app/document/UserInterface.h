@@ -21,7 +21,7 @@ struct FileQuestion {
     std::string extension;
 };
 
-/// What an optional field of a calibration file's properties says while nobody has filled it in.
+/// The text of an optional field that nobody has filled in.
 inline constexpr const char* kOptionalPlaceholder = "<Optional>";
 
 /// The properties that the user gives a calibration file, as typed. A field that holds exactly the placeholder was not
@@ -58,9 +58,8 @@ public:
                                                                  const std::vector<NvItem>& customized) = 0;
 
     /// Runs `work`, which waits for a phone or a disk, on a thread of its own and returns when it is done. Meanwhile
-    /// the windows paint but take neither keys nor clicks (an impatient second click is dropped, not kept for later),
-    /// so what the caller owns is `work`'s alone. Throws what it throws, and std::system_error if there is no thread to
-    /// be had.
+    /// the windows paint but drop keys and clicks, so `work` alone uses what the caller owns. Throws what `work`
+    /// throws, and std::system_error if no thread can be started.
     virtual void runWaiting(const std::function<void()>& work) = 0;
 
     /// The busy cursor is shown while more have begun than ended.

@@ -45,8 +45,8 @@ bool CCalvaneApp::notify(QObject* receiver, QEvent* event) {
     try {
         return QApplication::notify(receiver, event);
     } catch (const std::exception& failure) {
-        // Commands show their own failures; this is what nobody expects, like the end of memory. What was typed and
-        // read so far is worth more than a clean end.
+        // Commands show their own failures; others, such as a lack of memory, end here. The program continues, as what
+        // was typed and read so far is worth more than a clean end.
         showMessageBox(mainFrame_.get(), failure.what(), kExceptionCaption, MessageIcon::kError);
         return true;
     }

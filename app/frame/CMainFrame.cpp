@@ -68,7 +68,7 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
         disconnect(area_, nullptr, this, nullptr);
     });
     connect(shutdown_, &Shutdown::finished, this, &CMainFrame::closed);
-    // What the panes show is compared and brought up to date whenever there is nothing else to do.
+    // Panes and commands are brought up to date whenever the program is idle.
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, shutdown_,
             &Shutdown::startIfRequested);
@@ -356,6 +356,6 @@ void CMainFrame::savePlaces() {
 }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
-    event->ignore(); // the window goes when the documents have gone
+    event->ignore(); // the window closes after the documents
     shutdown_->request();
 }

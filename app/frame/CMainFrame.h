@@ -45,7 +45,7 @@ signals:
     void openRequested();
     void saveRequested();
     void recentRequested(const QString& path);
-    /// The last document is gone and the window is hidden: the program is to end.
+    /// The last document has been destroyed and the window is hidden: the program is to end.
     void closed();
 
 protected:

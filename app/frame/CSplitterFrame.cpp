@@ -84,10 +84,10 @@ bool CSplitterFrame::isAnyWaiting(const QWidget& mainWindow) {
 
 CSplitterFrame::~CSplitterFrame() {
     disconnect(qApp, nullptr, this, nullptr);
-    // The document may show a message on its way out; until it has gone, nobody else is to delete this window.
+    // The document may show a message while it is destroyed; a busy window is not deleted a second time meanwhile.
     closing_ = true;
     busy_ = true;
-    // The panes look at the document until they are gone.
+    // The panes use the document until they are destroyed.
     delete splitter_;
     document_.reset();
 }
@@ -103,7 +103,7 @@ void CSplitterFrame::makePanes() {
         editor_ = new CNvParam(*document_);
         splitter_->addWidget(editor_);
     });
-    // A line that a search selects is as good as clicked: what was typed into the editor goes to its item first.
+    // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
@@ -137,7 +137,7 @@ void CSplitterFrame::setActivePane(Pane pane) {
 
 void CSplitterFrame::makeListActive() {
     list_->setFocus();
-    setActivePane(Pane::kList); // the focus alone does nothing while the window has none to give
+    setActivePane(Pane::kList); // the focus does not move while the window is inactive
 }
 
 void CSplitterFrame::switchPane() {
@@ -150,7 +150,7 @@ void CSplitterFrame::switchPane() {
 }
 
 void CSplitterFrame::setFrameActive(bool active) {
-    // A window that goes asks nothing any more about what was typed into it.
+    // A closing window does not store what was typed, so it asks nothing about it.
     if (activePane_ != Pane::kEditor || closing_ || isWaiting()) {
         return;
     }

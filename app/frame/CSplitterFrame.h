@@ -33,7 +33,7 @@ public:
     /// Whether a read from the phone runs.
     bool isBusy() const { return busy_; }
 
-    /// All document windows in `mainWindow`, those included that go as soon as their read has ended.
+    /// All document windows in `mainWindow`, also those that close when their read has ended.
     static QList<CSplitterFrame*> allIn(const QWidget& mainWindow) {
         return mainWindow.findChildren<CSplitterFrame*>();
     }
@@ -41,7 +41,7 @@ public:
     /// While a command of any document waits, no other command begins.
     static bool isAnyWaiting(const QWidget& mainWindow);
 
-    /// Whether the window goes as soon as its read has ended.
+    /// Whether the window closes as soon as its read has ended.
     bool isClosing() const { return closing_; }
     /// Whether a command waits for a phone or a disk; the window can't be closed then.
     bool isWaiting() const { return document_ != nullptr && document_->isWaiting(); }
@@ -50,10 +50,10 @@ public:
 
     /// Makes the other pane the active one.
     void switchPane();
-    /// The window has become, or is no longer, the one that commands go to.
+    /// To be called when the window becomes the one that gets the commands, and when it ceases to be.
     void setFrameActive(bool active);
 
-    /// Cancels a running read and hides the window; it goes when the read has ended, or at once when none runs.
+    /// Closes the window; while a read runs, cancels it, hides the window and closes it when the read has ended.
     void closeWhenIdle();
 
 signals:

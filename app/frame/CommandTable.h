@@ -58,6 +58,6 @@ std::span<const CommandInfo> commandTable();
 std::span<const MenuInfo> documentMenus();
 std::span<const MenuInfo> emptyMenus();
 
-/// A separator where it says no command.
+/// The commands of the toolbar's buttons, and separators between them.
 inline constexpr CommandId kToolbarSeparator{};
 std::span<const CommandId> toolbarButtons();

@@ -11,8 +11,8 @@
 
 namespace {
 
-/// Whether a lamp whose name ends in `lamp` shines on one of this machine's keyboards.
-bool lampShines(const std::string& lamp) {
+/// Whether a lamp whose name ends in `lamp` is on at one of this machine's keyboards.
+bool isLampOn(const std::string& lamp) {
     std::error_code error;
     // A keyboard may be unplugged on the way.
     for (std::filesystem::directory_iterator lamps("/sys/class/leds", error), end; !error && lamps != end;
@@ -39,5 +39,5 @@ KeyboardLocks keyboardLocks() {
         }
     }
 #endif
-    return {lampShines("::capslock"), lampShines("::numlock"), lampShines("::scrolllock")};
+    return {isLampOn("::capslock"), isLampOn("::numlock"), isLampOn("::scrolllock")};
 }

@@ -7,5 +7,5 @@ struct KeyboardLocks {
     bool scroll = false;
 };
 
-/// As the display server tells; where it does not, as the lamps of the keyboards of this machine do.
+/// Asks the display server, or reads the lamps of this machine's keyboards where the server does not answer.
 KeyboardLocks keyboardLocks();

@@ -8,22 +8,22 @@ class StatusPane;
 /// The main window's status bar: a logo, the calibration file and the port of the active document, and the state of the
 /// keyboard's locks. Owned by the main window. User-interface thread.
 ///
-/// A prompt or a notice stands in the widest pane, in place of the file's name, for as long as there is one.
-/// QStatusBar's own messages would hide the port as well.
+/// The widest pane shows a prompt or a notice, if there is one, instead of the file's name. QStatusBar's own messages
+/// would hide the port as well.
 class MainStatusBar : public QStatusBar {
     Q_OBJECT
 public:
     explicit MainStatusBar(QWidget* parent);
     ~MainStatusBar() override;
 
-    /// Shows what `document` has to show; null: there is none.
+    /// Shows the file and the port of `document`; of none where it is null.
     void showDocument(const CCalvaneDoc* document);
     /// What a command does; empty: nothing.
     void setPrompt(const QString& prompt);
     /// What is going on, for as long as it does; comes before a prompt. Empty: nothing.
     void setNotice(const QString& notice);
     const QString& notice() const { return notice_; }
-    /// Asks for the locks where they can have changed: that costs a way to the display and back.
+    /// Asks for the locks if a key or a window change may have changed them: it costs a round trip to the display.
     void showKeyboardLocks();
 
 protected:

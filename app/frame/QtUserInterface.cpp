@@ -18,8 +18,8 @@
 
 namespace {
 
-/// Drops the program's input while it lives. What was pressed before may still be released, and a message of something
-/// else that ended meanwhile (a read beside the window) can be confirmed.
+/// Drops the program's input while it exists. Keys and buttons pressed before may still be released, and a message box
+/// that opens meanwhile (of a read that failed) can be confirmed.
 class InputDropper : public QObject {
 public:
     InputDropper() { qApp->installEventFilter(this); }
@@ -30,7 +30,7 @@ public:
         }
         switch (event->type()) {
         case QEvent::ShortcutOverride:
-            event->accept(); // a key that somebody takes for himself is no shortcut
+            event->accept(); // an accepted key triggers no shortcut
             return true;
         case QEvent::KeyPress:
         case QEvent::Shortcut:
@@ -49,7 +49,7 @@ public:
     }
 };
 
-/// Counts the seconds of a wait in the status bar while it lives, unless that has something else to say.
+/// Counts the seconds of a wait in the status bar while it exists, unless another notice stands there.
 class WaitClock {
 public:
     explicit WaitClock(MainStatusBar* statusBar) : statusBar_(statusBar) {
@@ -147,7 +147,7 @@ void QtUserInterface::runWaiting(const std::function<void()>& work) {
         const WaitClock clock(mainWindow_->findChild<MainStatusBar*>());
         loop.exec();
         thread.join();
-        QCoreApplication::processEvents(); // what came in last is on its way still
+        QCoreApplication::processEvents(); // input that is still queued is dropped too
     }
     if (failure) {
         std::rethrow_exception(failure);

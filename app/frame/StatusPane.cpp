@@ -5,7 +5,7 @@
 
 namespace {
 
-/// What a pane can be squeezed to, and grow to where it was made for less. A port's name fits in it.
+/// The width to which a wide pane can shrink and a narrow one can grow. A port's name fits in it.
 constexpr int kSmallestWidth = 119;
 constexpr int kTextMargin = 12;
 
@@ -25,9 +25,9 @@ void StatusPane::setFullText(const QString& text) {
         return;
     }
     fullText_ = text;
-    // A tooltip has no plain format: what could be taken for markup is shown as markup for itself.
+    // A tooltip has no plain format: a text that looks like markup is escaped.
     setToolTip(Qt::mightBeRichText(text) ? "<span style='white-space:pre'>" + text.toHtmlEscaped() + "</span>" : text);
-    // A narrow pane grows with a text that would else be a few letters; a wide one shortens it.
+    // A narrow pane grows with its text; a wide one shortens it.
     const int needed = fontMetrics().horizontalAdvance(text) + kTextMargin;
     currentWidth_ = std::max(widthPixels_, std::min(needed, kSmallestWidth));
     setMaximumWidth(currentWidth_);

@@ -2,8 +2,7 @@
 
 #include <QLabel>
 
-/// One pane of the status bar: sunken, as wide as it should be where there is room, and with its text shortened in the
-/// middle where there is not.
+/// One pane of the status bar: sunken, of a wanted width. Where there is less room its text is shortened in the middle.
 class StatusPane : public QLabel {
     Q_OBJECT
 public:

@@ -94,7 +94,7 @@ void CNvItemList::search() {
         return;
     }
     emit aboutToSelect();
-    // Behind a message about what was typed into the editor, a read may have replaced the list.
+    // While a message about what was typed was shown, a read may have replaced the list.
     if (const auto found = find()) {
         selectLine(static_cast<int>(*found));
     }

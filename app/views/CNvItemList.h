@@ -8,7 +8,7 @@
 class CSearchDlg;
 class ItemLinesModel;
 
-/// A list in which one line is selected or none; a click selects and never takes away.
+/// A list with one selected line or none; a click always selects.
 class NvItemListBox : public DialogListBox {
     Q_OBJECT
 public:

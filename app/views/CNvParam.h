@@ -60,7 +60,7 @@ private:
     /// Shows decimal; answers whether it was hexadecimal before.
     bool leaveHex();
     void returnToHex();
-    /// What is shown is what the item holds now: undoing must not lead behind it.
+    /// To be called when the item holds what is shown: undoing must not lead back beyond it.
     void forgetHistory();
     bool isAnyRowModified() const;
     /// Checks the rows in order; shows a message for the first that does not fit.

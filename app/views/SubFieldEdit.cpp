@@ -15,7 +15,7 @@ void SubFieldEdit::showValue(const QString& text, bool isDate) {
 }
 
 bool SubFieldEdit::isRefused() const {
-    // What was typed since can be undone; without that, the text is the very one that was refused.
+    // Typing makes undo available; without it the text is still the refused one.
     return !refused_.isEmpty() && text() == refused_ && !isUndoAvailable();
 }
 
@@ -41,7 +41,7 @@ void SubFieldEdit::setTextKeepingMark(const QString& text) {
     const int cursor = cursorPosition();
     setText(text);
     setCursorPosition(cursor);
-    setModified(modified); // what was typed stays an edit, whichever way it is shown
+    setModified(modified); // typed text stays an edit in either base
 }
 
 SubFieldEdit::Check SubFieldEdit::check() const {

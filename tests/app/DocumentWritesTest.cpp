@@ -73,6 +73,7 @@ TEST_F(DocumentWrites, ARefusedItemEndsTheWrite) {
               "(x) Exception Thrown!!: Calvane::writeToPhone( const string comPort, const vector< NvItem >& nvItems, "
               "bool throwException ) - Unable to write 'NV_ALPHA' to the phone. (The NVM is full)");
     EXPECT_EQ(numbersWritten(), (Numbers{10, 20}));
+    EXPECT_EQ(listed(), (Numbers{10, 20, 30, 40})) << "the list has the date item already";
 
     EXPECT_TRUE(document->writeItem("NV_ALPHA", "8"));
     EXPECT_TRUE(document->pendingWrite().empty()) << "a refused item must not stand before the next one";

@@ -33,15 +33,6 @@ TEST(SubFieldText, DecimalBecomesHexadecimalBitForBit) {
     }
 }
 
-TEST(SubFieldText, OnlyDecimalNumbersPass) {
-    for (const char* text : {"-12", "+7", " 5\t", "99999999999999999999"}) {
-        EXPECT_TRUE(isDecimalNumber(text)) << text;
-    }
-    for (const char* text : {"", " ", "-", "+-1", "12abc", "1.5", "0x1F", "5 6"}) {
-        EXPECT_FALSE(isDecimalNumber(text)) << text;
-    }
-}
-
 TEST(SubFieldText, DatesAreLocalAndNeverFail) {
     const std::string before = std::getenv("TZ") != nullptr ? std::getenv("TZ") : "";
     setenv("TZ", "EST5", 1);
@@ -97,7 +88,7 @@ TEST(MoxWriteForm, IsChosenByTheFieldsThatWereGiven) {
         {"nothing", {"f"}, {}},
         {"all", {"f", "9", "77", "3", "4", "S1", "C"}, {9, properties}},
         {"all but the model", {"f", none, "77", "3", "4", "S1", "C"}, {{}, properties}},
-        {"model and ESN, one version missing", {"f", "9", "77", none, "4", "S1", "C"}, {9, {}}},
+        {"one version missing", {"f", "9", "77", none, "4", "S1", "C"}, {9, {}}},
         {"emptied fields are given", {"f", "", "", "", "", "", ""}, {0, PhoneProperties{}}},
         {"leading digits and low bits",
          {"f", "65537x", "4294967297", "258", "-1", "", ""},

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/dialogs/DialogTemplate.h"
 #include "app/frame/CCalvaneApp.h"
 #include "app/frame/CMainFrame.h"
 #include "app/frame/CSplitterFrame.h"
@@ -34,9 +35,7 @@ protected:
 
     template <typename W>
     W& item(int id) {
-        auto* found = frame().findChild<W*>("ctl_" + QString::number(id));
-        EXPECT_NE(found, nullptr) << id;
-        return *found;
+        return control<W>(frame(), id);
     }
     QLineEdit& edit(int row) { return item<QLineEdit>(7000 + row); }
     QPushButton& writeButton() { return item<QPushButton>(1001); }

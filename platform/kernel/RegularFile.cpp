@@ -15,9 +15,6 @@ int readAll(int file, std::size_t maxBytes, std::string& text) {
     if (::fstat(file, &status) != 0) {
         return errno;
     }
-    if (!S_ISREG(status.st_mode)) {
-        return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    }
     // A byte more than is allowed, to notice a file that is longer; its size may change meanwhile.
     const std::size_t expected = static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
     text.resize(std::min(expected, maxBytes) + 1);
@@ -46,15 +43,27 @@ int readAll(int file, std::size_t maxBytes, std::string& text) {
 
 } // namespace
 
-int readRegularFile(const std::filesystem::path& path, std::size_t maxBytes, std::string& text) {
-    // Without O_NONBLOCK, opening a pipe would wait for somebody to write to it.
-    const int file = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (file < 0) {
+int openRegularFile(const std::filesystem::path& path, bool forWriting, FileDescriptor& file) {
+    // Without O_NONBLOCK, opening a pipe would wait for its other end.
+    file = FileDescriptor(::open(path.c_str(), (forWriting ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file) {
         return errno;
     }
-    const int error = readAll(file, maxBytes, text);
-    ::close(file);
+    struct stat status {};
+    int error = ::fstat(file.number(), &status) == 0 ? 0 : errno;
+    if (error == 0 && !S_ISREG(status.st_mode)) {
+        error = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    }
+    if (error != 0) {
+        file = {};
+    }
     return error;
+}
+
+int readRegularFile(const std::filesystem::path& path, std::size_t maxBytes, std::string& text) {
+    FileDescriptor file;
+    const int error = openRegularFile(path, false, file);
+    return error != 0 ? error : readAll(file.number(), maxBytes, text);
 }
 
 } // namespace kernel

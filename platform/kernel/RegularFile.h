@@ -1,14 +1,20 @@
 #pragma once
 
+#include "platform/kernel/FileDescriptor.h"
+
 #include <cstddef>
 #include <filesystem>
 #include <string>
 
 namespace kernel {
 
-/// Reads a file that somebody else wrote into `text`, whole. Only regular files: a pipe could keep the caller waiting,
-/// a device never ends. Returns 0, or the error number of what failed: EISDIR for a directory, EINVAL for anything else
-/// that is not a regular file, EFBIG for one of more than `maxBytes`. `text` is unspecified after a failure.
+/// Opens a file that exists, for reading or for reading and writing. Only regular files: a pipe could keep the caller
+/// waiting, a device never ends. Returns 0, or the error number of what failed: EISDIR for a directory, EINVAL for
+/// anything else that is not a regular file. `file` is empty after a failure.
+int openRegularFile(const std::filesystem::path& path, bool forWriting, FileDescriptor& file);
+
+/// Reads a file that somebody else wrote into `text`, whole. Returns 0, or the error number of what failed: those of
+/// openRegularFile(), EFBIG for a file of more than `maxBytes`. `text` is unspecified after a failure.
 int readRegularFile(const std::filesystem::path& path, std::size_t maxBytes, std::string& text);
 
 } // namespace kernel

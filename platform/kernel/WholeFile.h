@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string_view>
 
 namespace kernel {
@@ -13,12 +14,24 @@ struct WholeFileResult {
     bool succeeded() const { return openError == 0 && writeError == 0; }
 };
 
+/// What a writer may ask for beyond the content.
+struct WholeFileOptions {
+    /// Where false, the path must be free: EEXIST is the openError (or the writeError, if it was taken meanwhile).
+    bool mayReplace = true;
+    /// Where false, the content need not survive a power cut, and the write does not wait for the disk.
+    bool toDisk = true;
+    /// Called with the new file, complete and open, before it takes its name, so that a lock on it holds from the first
+    /// moment on. Answers 0, or the error number with which the write ends. Not called for a file written in place.
+    std::function<int(int file)> beforeNaming;
+};
+
 /// Makes `content` the whole content of the file at `path`; through links, of the file that they lead to, which is made
 /// if it is not there. Any thread may call it.
 ///
-/// A regular file is replaced as a whole or not at all: a new one is written beside it and takes its name when it is
-/// complete, so that a full disk or a power cut leaves the old one. It keeps its owner, its group and its access
-/// rights; a new file gets those that the process gives to any.
+/// A regular file is replaced as a whole or not at all: a new one is written and takes its name when it is complete, so
+/// that a full disk, a kill or a power cut leaves the old one. The new one has no name until then, where the file
+/// system has such files; elsewhere it has a short one beside the path (.calvane-...). It keeps the owner, the group
+/// and the access rights of the old one; where there is none, it gets those that the process gives to any.
 ///
 /// Written in place instead are
 /// - what is no regular file (a pipe, a terminal),
@@ -28,8 +41,12 @@ struct WholeFileResult {
 /// - a file that can't be exchanged for a new one like it: its folder takes no new files, its owner is somebody else,
 ///   something is mounted on it.
 /// A regular file then gets the room by which it grows before its first byte changes: a full disk leaves it as it was
-/// (unless it has holes or the file system writes every change elsewhere), but a power cut or a failing disk in the
-/// midst of the write damages it.
-WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_view content);
+/// (unless it has holes or the file system writes every change elsewhere), but a kill, a power cut or a failing disk in
+/// the midst of the write damages it.
+WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_view content,
+                               const WholeFileOptions& options = {});
+
+/// Where the links that begin at `path` end, whether or not a file is there: the file that writeWholeFile() writes.
+std::filesystem::path endOfLinks(const std::filesystem::path& path);
 
 } // namespace kernel

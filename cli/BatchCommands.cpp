@@ -6,8 +6,7 @@
 #include "cli/PhoneCommands.h"
 #include "cli/WriteCommands.h"
 #include "phonelink/TessraServer.h"
-#include "tessra/ConfigError.h"
-#include "tessra/Service.h"
+#include "tessra/host/ServiceHost.h"
 
 #include <algorithm>
 #include <iostream>
@@ -86,7 +85,7 @@ int runVerb(Calvane& catalog, const Arguments& arguments) {
 /// The verb with what it needs around it; what it throws is told here.
 int dispatch(const Arguments& arguments) {
     int status = kDone;
-    std::optional<tessra::Service> service;
+    std::optional<tessra::ServiceHost> service;
     if (needsPhone(arguments.verb)) {
         service.emplace(configuredPorts(arguments.servicePath, status));
     }

@@ -6,7 +6,7 @@
 #include "phonelink/NvPacket.h"
 #include "platform/com/Apartment.h"
 #include "platform/com/ClassTable.h"
-#include "tessra/Service.h"
+#include "tessra/host/ServiceHost.h"
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -51,7 +51,7 @@ private:
 
 void readThroughCatalog(benchmark::State& state) {
     const Phone phone(static_cast<int>(state.range(0)));
-    const tessra::Service service(phone.config());
+    const tessra::ServiceHost service(phone.config());
     Calvane catalog;
     catalog.loadDecoderRingFile(phone.ringPath());
     for (auto _ : state) {
@@ -77,7 +77,7 @@ com::ComPtr<tessra::ISyncSend> senderOf(com::ComPtr<tessra::IServer>& server) {
 
 void readFromThePhoneItself(benchmark::State& state) {
     const Phone phone(static_cast<int>(state.range(0)));
-    const tessra::Service service(phone.config());
+    const tessra::ServiceHost service(phone.config());
     com::enterApartment();
     {
         com::ComPtr<tessra::IServer> server;

@@ -2,11 +2,13 @@
 // the phone model at the other end, beside the same frame sent through a terminal that echoes it. And what the service
 // costs when nobody asks it anything: processor time in its own process, with phones in another.
 
-#include "tessra/FrameCodec.h"
-#include "tessra/NvMemoryFile.h"
+#include "platform/com/Apartment.h"
+#include "platform/com/ClassTable.h"
 #include "tessra/Packet.h"
-#include "tessra/SerialLine.h"
-#include "tessra/Service.h"
+#include "tessra/host/ServiceHost.h"
+#include "tessra/serial/FrameCodec.h"
+#include "tessra/serial/SerialLine.h"
+#include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
 
 #include <benchmark/benchmark.h>
@@ -34,7 +36,7 @@ using Bytes = std::vector<std::uint8_t>;
 Bytes readRequest() {
     Bytes request(tessra::kNvPacketBytes);
     request[0] = static_cast<std::uint8_t>(tessra::Command::kNvRead);
-    tessra::put16(request, tessra::kNvItemOffset, 1007);
+    kernel::put16(request.data() + tessra::kNvItemOffset, 1007);
     return request;
 }
 
@@ -46,7 +48,7 @@ void exchange(benchmark::State& state) {
     {
         tessra::LineSetup setup;
         setup.device = terminal.device();
-        tessra::SerialLine line("COM1", setup, true);
+        tessra::SerialLine line("COM1", setup);
         line.start([] {});
         line.awaitFirstView();
         const Bytes request = readRequest();
@@ -67,14 +69,14 @@ struct Terminal {
     Terminal() : master(::posix_openpt(O_RDWR | O_NOCTTY)) {
         ::grantpt(master.number());
         ::unlockpt(master.number());
-        slave = tessra::FileDescriptor(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY));
+        slave = kernel::FileDescriptor(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY));
         termios settings{};
         ::tcgetattr(slave.number(), &settings);
         ::cfmakeraw(&settings);
         ::tcsetattr(slave.number(), TCSANOW, &settings);
     }
-    tessra::FileDescriptor master;
-    tessra::FileDescriptor slave;
+    kernel::FileDescriptor master;
+    kernel::FileDescriptor slave;
 };
 
 void echo(benchmark::State& state) {
@@ -133,6 +135,26 @@ constexpr int kPorts = 4;
     }
 }
 
+int phonesThatClientsFind() {
+    com::enterApartment();
+    int found = 0;
+    {
+        com::ComPtr<com::Unknown> object;
+        com::ComPtr<tessra::IServer> server;
+        com::ComPtr<tessra::IPortCollection> ports;
+        com::throwIfFailed(com::createInstance(tessra::kServerClass, com::kAnyServer, object));
+        com::throwIfFailed(object.query(server));
+        com::throwIfFailed(server->setInterfaceVersion(tessra::kInterfaceVersion));
+        com::throwIfFailed(server->portCollection(ports));
+        for (std::uint16_t number = 1; number <= kPorts; ++number) {
+            com::ComPtr<tessra::IPhonePort> phone;
+            found += com::succeeded(ports->portByNumber(number, phone)) ? 1 : 0;
+        }
+    }
+    com::leaveApartment();
+    return found;
+}
+
 void idleService(benchmark::State& state) {
     std::string name = (std::filesystem::temp_directory_path() / "calvane-bench-XXXXXX").string();
     const std::filesystem::path folder = ::mkdtemp(name.data());
@@ -156,13 +178,9 @@ void idleService(benchmark::State& state) {
             port.number = static_cast<std::uint16_t>(i + 1);
             port.line.device = folder / std::to_string(i);
         }
-        tessra::Service service(config);
-        for (const auto& port : config.ports) {
-            tessra::PortDescription description;
-            service.port(port.name).describe(description);
-            if (description.state != tessra::kPortWithPhone) {
-                state.SkipWithError("a port without its phone");
-            }
+        const tessra::ServiceHost service(config);
+        if (phonesThatClientsFind() != kPorts) {
+            state.SkipWithError("a port without its phone");
         }
         constexpr int kSeconds = 4;
         for (auto _ : state) {

@@ -113,13 +113,13 @@ void PhoneTerminal::withPhone(const std::function<void(PhoneModel&)>& action) {
 }
 
 void PhoneTerminal::plugLocked() {
-    FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    kernel::FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     std::array<char, 64> name{};
     if (!master || ::grantpt(master.number()) != 0 || ::unlockpt(master.number()) != 0 ||
         ::ptsname_r(master.number(), name.data(), name.size()) != 0) {
         fail("pseudo-terminal");
     }
-    FileDescriptor slave(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    kernel::FileDescriptor slave(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     termios settings{};
     if (!slave || ::tcgetattr(slave.number(), &settings) != 0) {
         fail(name.data());
@@ -150,8 +150,8 @@ void PhoneTerminal::unplugLocked() {
         std::filesystem::remove(link_, ignored);
     }
     device_.clear();
-    slave_ = FileDescriptor();
-    master_ = FileDescriptor();
+    slave_ = kernel::FileDescriptor();
+    master_ = kernel::FileDescriptor();
 }
 
 int PhoneTerminal::pollTimeoutLocked() const {

@@ -1,7 +1,7 @@
 // phone-simulator: a phone behind a pseudo-terminal, for trying the serial path without hardware.
 
-#include "tessra/ConfigError.h"
-#include "tessra/NvMemoryFile.h"
+#include "tessra/simulator/ConfigError.h"
+#include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
 
 #include <CLI/CLI.hpp>

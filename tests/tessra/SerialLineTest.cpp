@@ -1,9 +1,9 @@
-#include "tessra/SerialLine.h"
+#include "tessra/serial/SerialLine.h"
 
 #include "RunningPhone.h"
 #include "ServiceClient.h"
-#include "TestFiles.h"
 #include "platform/kernel/Trace.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -41,7 +41,7 @@ protected:
         setup.askEveryMs = askEveryMs;
         setup.answerMs = answerMs;
         setup.quietMs = 20;
-        line_.emplace("COM1", setup, true);
+        line_.emplace("COM1", setup);
         line_->start([this] { ++changes_; });
         line_->awaitFirstView();
     }
@@ -51,7 +51,7 @@ protected:
     }
 
     bool comesTo(PhoneState state) {
-        return waitUntil([&] { return line_->look().state == state; });
+        return eventually([&] { return line_->look().state == state; });
     }
 
     std::atomic<int> echoReports_ = 0;
@@ -105,13 +105,13 @@ TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
         phone_.terminal.setFaults({});
     }
     EXPECT_EQ(exchange(nvRead(2), 5000), com::kOk);
-    EXPECT_EQ(get16(answer_, kNvItemOffset), 2);
+    EXPECT_EQ(kernel::get16(answer_.data() + kNvItemOffset), 2);
 
     phone_.terminal.setStopped(true);
     EXPECT_EQ(exchange(nvRead(5)), kWriteFailure);
     phone_.terminal.setStopped(false);
     EXPECT_EQ(exchange(nvRead(3), 5000), com::kOk);
-    EXPECT_EQ(get16(answer_, kNvItemOffset), 3);
+    EXPECT_EQ(kernel::get16(answer_.data() + kNvItemOffset), 3);
 }
 
 TEST_F(SerialLineTest, ALateAnswerIsNeverTakenForALaterRequests) {
@@ -149,7 +149,7 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
         EXPECT_EQ(line_->look().trouble, kFramingError);
         EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
         const auto before = phone_.terminal.packets();
-        EXPECT_TRUE(waitUntil([&] { return phone_.terminal.packets() >= before + 6 || !isRefused(); }));
+        EXPECT_TRUE(eventually([&] { return phone_.terminal.packets() >= before + 6 || !isRefused(); }));
         EXPECT_TRUE(isRefused()) << "however often it is asked";
         EXPECT_EQ(echoReports_, 1);
         phone_.terminal.setFaults({});
@@ -172,7 +172,7 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
     open();
     phone_.terminal.setFaults(rows[0].echo);
     EXPECT_EQ(exchange({0x29, 5, 0}), com::kOk) << "an agreement to a reset is believed";
-    EXPECT_TRUE(waitUntil([&] { return line_->look().trouble == kFramingError; })) << "but looked into at once";
+    EXPECT_TRUE(eventually([&] { return line_->look().trouble == kFramingError; })) << "but looked into at once";
     EXPECT_EQ(line_->look().state, PhoneState::kSearching);
 }
 
@@ -241,14 +241,14 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     phone_.terminal.setFaults({.delayMs = 3000});
     const auto before = phone_.terminal.packets();
     std::thread unplugger([&] {
-        waitUntil([&] { return phone_.terminal.packets() > before; });
+        eventually([&] { return phone_.terminal.packets() > before; });
         phone_.terminal.setPlugged(false);
     });
     const auto start = Clock::now();
     EXPECT_EQ(exchange(nvRead(5), 20000), kPhoneNotPresent);
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(10));
     unplugger.join();
-    EXPECT_TRUE(waitUntil([&] { return !line_->look().usable; }));
+    EXPECT_TRUE(eventually([&] { return !line_->look().usable; }));
     EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
     phone_.terminal.setFaults({});
     phone_.terminal.setPlugged(true);
@@ -261,14 +261,14 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     std::thread again([&] { phone_.terminal.setPlugged(false); });
     EXPECT_EQ(exchange(nvRead(5), 20000), kPhoneNotPresent);
     again.join();
-    EXPECT_TRUE(waitUntil([&] { return !line_->look().usable; }));
+    EXPECT_TRUE(eventually([&] { return !line_->look().usable; }));
     phone_.terminal.setPlugged(true);
     ASSERT_TRUE(comesTo(PhoneState::kPresent));
 
     // Unplugged while nobody talks: noticed at once, not with the next question.
     const int changesBefore = changes_;
     phone_.terminal.setPlugged(false);
-    EXPECT_TRUE(waitUntil([&] { return changes_ > changesBefore && !line_->look().usable; }));
+    EXPECT_TRUE(eventually([&] { return changes_ > changesBefore && !line_->look().usable; }));
 }
 
 TEST_F(SerialLineTest, AQuestionOfTheServiceGivesWayToAClient) {
@@ -278,7 +278,7 @@ TEST_F(SerialLineTest, AQuestionOfTheServiceGivesWayToAClient) {
     // With questions that take longer than their interval, a client still gets its answers.
     for (std::uint16_t item = 1; item <= 10; ++item) {
         ASSERT_EQ(exchange(nvRead(item), 5000), com::kOk);
-        EXPECT_EQ(get16(answer_, kNvItemOffset), item);
+        EXPECT_EQ(kernel::get16(answer_.data() + kNvItemOffset), item);
     }
 }
 
@@ -291,7 +291,7 @@ TEST_F(SerialLineTest, TheLineIsSharedByManyThreads) {
                 Bytes answer;
                 const auto item = static_cast<std::uint16_t>(1000 * t + i);
                 ASSERT_EQ(line_->exchange(nvRead(item), 20000, answer), com::kOk);
-                ASSERT_EQ(get16(answer, kNvItemOffset), item);
+                ASSERT_EQ(kernel::get16(answer.data() + kNvItemOffset), item);
                 line_->look();
             }
         });
@@ -328,7 +328,7 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
 }
 
 TEST_F(SerialLineTest, WhatAnotherProgramLeftOnTheDeviceIsCleared) {
-    const FileDescriptor device(::open((folder_ / "line").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const kernel::FileDescriptor device(::open((folder_ / "line").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     termios settings{};
     ASSERT_EQ(::tcgetattr(device.number(), &settings), 0);
     settings.c_iflag |= IXON | IXOFF | IXANY | INPCK | IGNPAR;
@@ -350,7 +350,7 @@ TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
     setup.askEveryMs = 20;
     setup.answerMs = 40;
     setup.quietMs = 2;
-    line_.emplace("COM1", setup, true);
+    line_.emplace("COM1", setup);
     line_->start([] {});
     ASSERT_TRUE(comesTo(PhoneState::kPresent));
     phone_.terminal.setFaults({.bitErrors = 5e-7, .lostBytes = 1e-6, .seed = 7});
@@ -374,7 +374,7 @@ TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
             }
             continue;
         }
-        ASSERT_EQ(get16(answer_, kNvItemOffset), item);
+        ASSERT_EQ(kernel::get16(answer_.data() + kNvItemOffset), item);
         ASSERT_EQ(answer_[0], isWrite ? 0x27 : 0x26);
         if (isWrite) {
             ASSERT_EQ(answer_[kNvDataOffset], last);

@@ -2,9 +2,9 @@
 
 #include "RunningPhone.h"
 #include "ServiceClient.h"
-#include "TestFiles.h"
 #include "engine/Calvane.h"
 #include "platform/kernel/Trace.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
@@ -53,7 +53,7 @@ TEST_F(SerialPhone, TwoSessionsReadTwoPhonesByteForByte) {
     config.ports[2].name = "COM3";
     config.ports[2].number = 3;
     config.ports[2].initial = kSamplePhone;
-    const Service service(config);
+    const HostedService service(config);
     const char* const names[] = {"COM1", "COM2", "COM3"};
     std::vector<NvItem> read[3];
     std::vector<std::thread> readers;
@@ -102,7 +102,7 @@ TEST_F(SerialPhone, EachFaultOfTheLineHasItsMessage) {
         config.ports = {serialPort("COM1", 1, folder_ / "a")};
         config.ports[0].line.baud = row.baud;
         config.ports[0].line.askEveryMs = 600000;
-        const Service service(config);
+        const HostedService service(config);
         Calvane catalog;
         writeText(folder_ / "ring", "NV_A,1007,ReadWrite,<BYTE,x>#\nNV_B,1008,ReadWrite,<BYTE,x>#\n");
         catalog.loadDecoderRingFile(folder_ / "ring");
@@ -113,7 +113,7 @@ TEST_F(SerialPhone, EachFaultOfTheLineHasItsMessage) {
     RunningPhone phone(folder_ / "a", {}, kSamplePhone);
     ServiceConfig config;
     config.ports = {serialPort("COM1", 1, folder_ / "a"), serialPort("COM2", 2, folder_ / "nothing")};
-    const Service service(config);
+    const HostedService service(config);
     Calvane catalog;
     catalog.loadDecoderRingFile(folder_ / "ring");
     EXPECT_EQ(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }), "");
@@ -131,12 +131,12 @@ TEST_F(SerialPhone, UnpluggedPhonesComeBackAndResetsAreSeen) {
     ServiceConfig config;
     config.ports = {serialPort("COM1", 1, folder_ / "a")};
     config.ports[0].line.askEveryMs = 200;
-    const Service service(config);
+    const HostedService service(config);
     Calvane catalog;
     catalog.loadDecoderRingFile(kSampleRing);
     phone.terminal.setFaults({.unplugAt = 60, .backAfterMs = 100});
     EXPECT_NE(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }), "");
-    EXPECT_TRUE(waitUntil([&] { return refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }).empty(); }));
+    EXPECT_TRUE(eventually([&] { return refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }).empty(); }));
     EXPECT_EQ(refusalOf([&] { catalog.resetPhone(); }), "");
     EXPECT_EQ(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }), "");
 }
@@ -162,7 +162,7 @@ TEST_F(SerialPhone, ChangesAreNoticedWithoutAnybodyAsking) {
     config.ports[1].phone.leaveAfterMs = 20;
     config.ports[1].phone.awayMs = 20;
     const Apartment apartment;
-    const Service service(config);
+    const HostedService service(config);
     const Client client;
     auto* const sink = new KindSink;
     const auto held = ComPtr<IEventSink>::adopt(sink);
@@ -178,7 +178,7 @@ TEST_F(SerialPhone, ChangesAreNoticedWithoutAnybodyAsking) {
         subscribed.push_back(port);
     }
     const auto expect = [&](std::vector<std::string> kinds) {
-        EXPECT_TRUE(waitUntil([&] {
+        EXPECT_TRUE(eventually([&] {
             window::Message message;
             while (window::peek(message)) {
                 window::dispatch(message);
@@ -204,7 +204,7 @@ TEST_F(SerialPhone, ADescriptionSendsNoPacket) {
     config.ports = {serialPort("COM1", 1, folder_ / "a")};
     config.ports[0].line.askEveryMs = 600000;
     const Apartment apartment;
-    const Service service(config);
+    const HostedService service(config);
     const Client client;
     PhoneDescription description;
     ASSERT_EQ(client.agent->describePhone(1, description), com::kOk);

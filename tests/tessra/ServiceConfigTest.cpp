@@ -1,7 +1,7 @@
-#include "tessra/ServiceConfig.h"
+#include "tessra/host/ServiceConfig.h"
 
-#include "TestFiles.h"
-#include "tessra/ConfigError.h"
+#include "tessra/simulator/ConfigError.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -382,11 +382,13 @@ TEST_F(ServiceTest, ASinkMayTakeObjectsOfTheServiceWithIt) {
 }
 
 TEST_F(ServiceTest, TheServiceEndsUnderItsClients) {
+    std::atomic<int> working = 0;
     std::vector<std::thread> clients;
     for (std::uint16_t number = 0; number < 2; ++number) {
-        clients.emplace_back([number] {
+        clients.emplace_back([&working, number] {
             const Apartment apartment;
             const Subscriber own;
+            ++working;
             for (;;) {
                 const Answer written = send(own.phone, nvWrite(number, 0x11));
                 if (written.status == com::kDisconnected) {
@@ -399,7 +401,7 @@ TEST_F(ServiceTest, TheServiceEndsUnderItsClients) {
             dispatchAll();
         });
     }
-    EXPECT_TRUE(eventually([&] { return service_->faults("COM1").count(Call::kSend) > 100; }));
+    EXPECT_TRUE(eventually([&] { return working == 2 && service_->faults("COM1").count(Call::kSend) > 100; }));
     service_->faults("COM1").add({.call = Call::kSend, .firstCall = 50, .delayMs = 1000000});
     service_.reset(); // also out of the middle of a delay
     for (std::thread& client : clients) {

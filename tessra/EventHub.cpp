@@ -2,7 +2,6 @@
 
 #include "platform/kernel/Trace.h"
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -29,27 +28,23 @@ std::uint32_t EventHub::subscribe(ClientId client, const ComPtr<IEventSink>& sin
 }
 
 EventHub::Ended EventHub::unsubscribe(ClientId client, std::uint32_t cookie) {
-    const auto found = std::find_if(subscriptions_.begin(), subscriptions_.end(),
-                                    [&](const auto& each) { return each->cookie == cookie && each->client == client; });
-    if (found == subscriptions_.end()) {
-        return {};
-    }
-    (*found)->active = false;
-    Ended ended{std::move(*found)};
-    subscriptions_.erase(found);
-    return ended;
+    return end([=](const Subscription& each) { return each.client == client && each.cookie == cookie; });
 }
 
 EventHub::Ended EventHub::forget(ClientId client) {
+    return end([=](const Subscription& each) { return each.client == client; });
+}
+
+template <class Matches>
+EventHub::Ended EventHub::end(Matches matches) {
     Ended ended;
-    std::erase_if(subscriptions_, [&](const auto& each) {
-        if (each->client != client) {
-            return false;
+    for (const auto& subscription : subscriptions_) {
+        if (matches(*subscription)) {
+            subscription->active = false;
+            ended.push_back(subscription);
         }
-        each->active = false;
-        ended.push_back(each);
-        return true;
-    });
+    }
+    std::erase_if(subscriptions_, [&](const auto& each) { return matches(*each); });
     return ended;
 }
 

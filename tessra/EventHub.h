@@ -62,6 +62,8 @@ private:
         bool isHomeless = false;               ///< its apartment is gone
     };
 
+    template <class Matches>
+    Ended end(Matches matches);
     static bool hasRoom(Subscription& subscription);
     static bool send(const std::shared_ptr<Subscription>& subscription, const std::shared_ptr<const Event>& event);
     static void deliver(Subscription& subscription, const Event& event);

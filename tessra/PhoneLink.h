@@ -29,8 +29,8 @@ public:
     /// Called once, before all else. The link calls `changed` from then on, on a thread of its own and with no lock
     /// held, whenever the view has changed without a call. std::system_error where there is no thread to be had.
     virtual void start(std::function<void()> changed) = 0;
-    /// Ends what the link does, and lets go of its device or memory; `changed` is not called any more. An exchange under
-    /// way, and each later one, fails. Not to be called on the link's own thread.
+    /// Ends what the link does, and lets go of its device or memory; `changed` is not called any more. An exchange
+    /// under way, and each later one, fails. Not to be called on the link's own thread.
     virtual void close() = 0;
 
     /// Sends nothing and never waits for the phone. A link that is not usable tries again to become so.

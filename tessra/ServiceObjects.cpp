@@ -23,28 +23,18 @@ public:
     }
 };
 
-// An object with calls about one port.
-class PortFinder : protected ServiceObject {
-protected:
-    explicit PortFinder(std::shared_ptr<Service> service) : ServiceObject(std::move(service)) {}
-
-    // The port with this number; null and a failure in `status` where there is none, or the call is refused.
-    std::shared_ptr<Port> findPort(std::uint16_t number, Status& status) {
-        status = checkCaller();
-        if (com::failed(status)) {
-            return nullptr;
-        }
-        auto port = service_->portNumbered(number);
-        if (!port) {
-            status = failWith(com::kInvalidArgument, "No port has the number " + std::to_string(number) + ".");
-        }
-        return port;
+// The port with this number; null and a failure in `status` where there is none.
+std::shared_ptr<Port> findPort(const Service& service, std::uint16_t number, Status& status) {
+    auto port = com::succeeded(status) ? service.portNumbered(number) : nullptr;
+    if (!port && com::succeeded(status)) {
+        status = failWith(com::kInvalidArgument, "No port has the number " + std::to_string(number) + ".");
     }
-};
+    return port;
+}
 
-class CollectionObject final : public com::Implements<IPortCollection>, private PortFinder {
+class CollectionObject final : public com::Implements<IPortCollection>, private ServiceObject {
 public:
-    explicit CollectionObject(std::shared_ptr<Service> service) : PortFinder(std::move(service)) {}
+    explicit CollectionObject(std::shared_ptr<Service> service) : ServiceObject(std::move(service)) {}
 
     Status translator(ComPtr<IPortNameTranslator>& out) override {
         out.reset();
@@ -57,8 +47,8 @@ public:
 
     Status portByNumber(std::uint16_t number, ComPtr<IPhonePort>& out) override {
         out.reset();
-        Status status = com::kOk;
-        const auto port = findPort(number, status);
+        Status status = checkCaller();
+        const auto port = findPort(*service_, number, status);
         if (port) {
             status = port->requirePhone();
         }
@@ -69,9 +59,9 @@ public:
     }
 };
 
-class AgentObject final : public com::Implements<IConfigurationAgent>, private PortFinder {
+class AgentObject final : public com::Implements<IConfigurationAgent>, private ServiceObject {
 public:
-    explicit AgentObject(std::shared_ptr<Service> service) : PortFinder(std::move(service)) {}
+    explicit AgentObject(std::shared_ptr<Service> service) : ServiceObject(std::move(service)) {}
 
     Status portNumbers(std::vector<std::uint16_t>& numbers) override {
         numbers.clear();
@@ -86,15 +76,15 @@ public:
 
     Status describePort(std::uint16_t number, PortDescription& description) override {
         description = {};
-        Status status = com::kOk;
-        const auto port = findPort(number, status);
+        Status status = checkCaller();
+        const auto port = findPort(*service_, number, status);
         return port ? port->describe(description) : status;
     }
 
     Status describePhone(std::uint16_t number, PhoneDescription& description) override {
         description = {};
-        Status status = com::kOk;
-        const auto port = findPort(number, status);
+        Status status = checkCaller();
+        const auto port = findPort(*service_, number, status);
         return port ? port->describePhone(description) : status;
     }
 };

@@ -2,10 +2,8 @@
 // the phone model at the other end, beside the same frame sent through a terminal that echoes it. And what the service
 // costs when nobody asks it anything: processor time in its own process, with phones in another.
 
-#include "platform/com/Apartment.h"
-#include "platform/com/ClassTable.h"
 #include "tessra/Packet.h"
-#include "tessra/host/ServiceHost.h"
+#include "tessra/Service.h"
 #include "tessra/serial/FrameCodec.h"
 #include "tessra/serial/SerialLine.h"
 #include "tessra/simulator/NvMemoryFile.h"
@@ -135,26 +133,6 @@ constexpr int kPorts = 4;
     }
 }
 
-int phonesThatClientsFind() {
-    com::enterApartment();
-    int found = 0;
-    {
-        com::ComPtr<com::Unknown> object;
-        com::ComPtr<tessra::IServer> server;
-        com::ComPtr<tessra::IPortCollection> ports;
-        com::throwIfFailed(com::createInstance(tessra::kServerClass, com::kAnyServer, object));
-        com::throwIfFailed(object.query(server));
-        com::throwIfFailed(server->setInterfaceVersion(tessra::kInterfaceVersion));
-        com::throwIfFailed(server->portCollection(ports));
-        for (std::uint16_t number = 1; number <= kPorts; ++number) {
-            com::ComPtr<tessra::IPhonePort> phone;
-            found += com::succeeded(ports->portByNumber(number, phone)) ? 1 : 0;
-        }
-    }
-    com::leaveApartment();
-    return found;
-}
-
 void idleService(benchmark::State& state) {
     std::string name = (std::filesystem::temp_directory_path() / "calvane-bench-XXXXXX").string();
     const std::filesystem::path folder = ::mkdtemp(name.data());
@@ -170,18 +148,17 @@ void idleService(benchmark::State& state) {
     char byte = 0;
     [[maybe_unused]] const auto got = ::read(ready[0], &byte, 1);
     {
-        tessra::ServiceConfig config;
-        config.ports.resize(kPorts);
+        std::vector<std::shared_ptr<tessra::Port>> ports;
         for (int i = 0; i < kPorts; ++i) {
-            auto& port = config.ports[static_cast<std::size_t>(i)];
-            port.name = "COM" + std::to_string(i + 1);
-            port.number = static_cast<std::uint16_t>(i + 1);
-            port.line.device = folder / std::to_string(i);
+            tessra::LineSetup setup;
+            setup.device = folder / std::to_string(i);
+            ports.push_back(
+                std::make_shared<tessra::Port>("COM", 1 + i, std::make_shared<tessra::SerialLine>("COM", setup)));
+            if (ports.back()->requirePhone() != com::kOk) {
+                state.SkipWithError("a port without its phone");
+            }
         }
-        const tessra::ServiceHost service(config);
-        if (phonesThatClientsFind() != kPorts) {
-            state.SkipWithError("a port without its phone");
-        }
+        const tessra::Service service(ports);
         constexpr int kSeconds = 4;
         for (auto _ : state) {
             const double before = processorMs();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tessra/serial/LineSetup.h"
+#include "tessra/serial/SerialPort.h"
 #include "tessra/simulator/ConfigError.h"
 #include "tessra/simulator/Faults.h"
 #include "tessra/simulator/PhoneModel.h"

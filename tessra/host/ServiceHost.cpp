@@ -1,17 +1,16 @@
 #include "tessra/host/ServiceHost.h"
 
-#include "platform/com/ClassTable.h"
-#include "platform/window/TopLevelWindow.h"
 #include "tessra/ServiceObjects.h"
 #include "tessra/serial/SerialLine.h"
 #include "tessra/simulator/SimulatedPhone.h"
 
 #include <algorithm>
-#include <optional>
 #include <stdexcept>
 
 namespace tessra {
 namespace {
+
+constexpr std::uint32_t kContexts = com::kInProcessServer | com::kLocalServer;
 
 bool wantsFaults(const ServiceConfig& config) {
     return !config.faults.empty() || std::any_of(config.ports.begin(), config.ports.end(), [](const PortConfig& port) {
@@ -19,7 +18,7 @@ bool wantsFaults(const ServiceConfig& config) {
     });
 }
 
-// The way to the phone of a port; with `isWrapped`, one that can be told to misbehave.
+// The way to the phone of a port; where there are faults, one that can be told to misbehave.
 std::shared_ptr<PhoneLink> makeLink(const PortConfig& port, ServiceFaults* faults) {
     std::shared_ptr<PhoneLink> link;
     std::function<void()> putBack = [] {};
@@ -48,19 +47,6 @@ std::shared_ptr<Service> makeService(const ServiceConfig& config, ServiceFaults*
 
 } // namespace
 
-// What makes the service known to the process.
-struct ServiceHost::Registration {
-    static constexpr std::uint32_t kContexts = com::kInProcessServer | com::kLocalServer;
-
-    Registration(com::ClassFactory makeServer, com::ClassFactory makeRegistry)
-        : server(kServerClass, kContexts, std::move(makeServer)),
-          registry(kClientRegistryClass, kContexts, std::move(makeRegistry)) {}
-
-    com::ClassRegistration server;
-    com::ClassRegistration registry;
-    std::optional<window::TopLevelWindow> taskWindow;
-};
-
 ServiceHost::ServiceHost(const ServiceConfig& config, Wrapping wrapping) {
     if (wrapping == Wrapping::kAlways || wantsFaults(config)) {
         faults_ = std::make_shared<ServiceFaults>(config.faults);
@@ -74,14 +60,17 @@ ServiceHost::ServiceHost(const ServiceConfig& config, Wrapping wrapping) {
         servers = faultyServers(faults_, servers);
         registries = faultyRegistries(faults_, registries);
     }
-    registration_ = std::make_unique<Registration>(std::move(servers), std::move(registries));
+    server_.emplace(kServerClass, kContexts, std::move(servers));
+    registry_.emplace(kClientRegistryClass, kContexts, std::move(registries));
     if (config.taskWindow) {
-        registration_->taskWindow.emplace(kTaskWindowClass);
+        taskWindow_.emplace(kTaskWindowClass);
     }
 }
 
 ServiceHost::~ServiceHost() {
-    registration_.reset();
+    taskWindow_.reset();
+    registry_.reset();
+    server_.reset();
     if (faults_) {
         faults_->gate.close();
     }

@@ -1,10 +1,13 @@
 #pragma once
 
+#include "platform/com/ClassTable.h"
+#include "platform/window/TopLevelWindow.h"
 #include "tessra/Service.h"
 #include "tessra/host/ServiceConfig.h"
 #include "tessra/simulator/FaultyObjects.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,11 +38,11 @@ public:
     FaultyLink& phone(const std::string& portName);
 
 private:
-    struct Registration;
-
     std::shared_ptr<ServiceFaults> faults_; ///< null: the service is not wrapped
     std::shared_ptr<Service> service_;
-    std::unique_ptr<Registration> registration_;
+    std::optional<com::ClassRegistration> server_;
+    std::optional<com::ClassRegistration> registry_;
+    std::optional<window::TopLevelWindow> taskWindow_;
 };
 
 } // namespace tessra

@@ -68,7 +68,7 @@ FrameResult FrameDecoder::next(std::span<const std::uint8_t>& bytes) {
         } else if (byte == kFrameEscape && !escaped_) {
             escaped_ = true;
         } else if (length_ == buffer_.size()) {
-                abandonFrame();
+            abandonFrame();
             return FrameResult::kBroken;
         } else {
             if (escaped_) {

@@ -3,7 +3,6 @@
 #include "platform/kernel/WakeEvent.h"
 #include "tessra/PhoneLink.h"
 #include "tessra/serial/LinePhone.h"
-#include "tessra/serial/LineSetup.h"
 #include "tessra/serial/SerialExchange.h"
 
 #include <chrono>

@@ -3,14 +3,26 @@
 #include "platform/kernel/FileDescriptor.h"
 #include "platform/kernel/WakeEvent.h"
 #include "tessra/Interfaces.h"
-#include "tessra/serial/LineSetup.h"
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <span>
 #include <string>
 
 namespace tessra {
+
+/// The serial line of a port.
+struct LineSetup {
+    std::filesystem::path device; ///< empty: the port has no line
+    std::uint32_t baud = 115200;  ///< see SerialPort for the speeds that there are
+    /// How often the service asks an idle line for its phone, and tries again to open one that can't be opened.
+    std::uint32_t askEveryMs = 1000;
+    /// How long it waits then for the answer.
+    std::uint32_t answerMs = 500;
+    /// A line that was silent for so long will not finish the frame that it has begun.
+    std::uint32_t quietMs = 50;
+};
 
 /// A serial device of the operating system: raw bytes, 8 data bits, no parity, one stop bit, no flow control, at one of
 /// the speeds from 1800 to 4000000 baud that POSIX and Linux name. One thread at a time uses it.

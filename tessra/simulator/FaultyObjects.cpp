@@ -53,17 +53,8 @@ Status passObject(Gate& gate, Call call, ComPtr<Object>& out, Inner inner) {
 }
 
 // Puts a wrapper around the object that a call has handed out with `status`.
-template <class Wrapper, class Gate, class Interface>
-Status wrap(Status status, const std::shared_ptr<Gate>& gate, ComPtr<Interface>& out) {
-    if (com::succeeded(status)) {
-        out = com::makeObject<Interface, Wrapper>(gate, std::move(out));
-    }
-    return status;
-}
-
-// The same where the client has to ask for the interface.
-template <class Wrapper, class Interface, class Gate>
-Status wrapUnknown(Status status, const std::shared_ptr<Gate>& gate, ComPtr<com::Unknown>& out) {
+template <class Wrapper, class Interface, class Gate, class Object>
+Status wrap(Status status, const std::shared_ptr<Gate>& gate, ComPtr<Object>& out) {
     ComPtr<Interface> inner;
     if (com::succeeded(status)) {
         status = out.query(inner);
@@ -114,7 +105,7 @@ public:
     }
     Status subObject(std::uint32_t id, std::uint32_t reserved, ComPtr<com::Unknown>& out) override {
         return passObject(*phone_, Call::kSubObject, out, [&] {
-            return wrapUnknown<FaultySecurity, ISecurity>(port_->subObject(id, reserved, out), phone_, out);
+            return wrap<FaultySecurity, ISecurity>(port_->subObject(id, reserved, out), phone_, out);
         });
     }
 
@@ -162,13 +153,15 @@ public:
     using Wrapper::Wrapper;
 
     Status translator(ComPtr<IPortNameTranslator>& out) override {
-        return passObject(*gate_, Call::kTranslator, out,
-                          [&] { return wrap<FaultyTranslator>(inner_->translator(out), gate_, out); });
+        return passObject(*gate_, Call::kTranslator, out, [&] {
+            return wrap<FaultyTranslator, IPortNameTranslator>(inner_->translator(out), gate_, out);
+        });
     }
     Status portByNumber(std::uint16_t number, ComPtr<IPhonePort>& out) override {
         return passObject(*gate_, Call::kPortByNumber, out, [&] {
             const Status status = inner_->portByNumber(number, out);
-            return com::failed(status) ? status : wrap<FaultyPhonePort>(status, gate_->phones.at(number), out);
+            return com::failed(status) ? status
+                                       : wrap<FaultyPhonePort, IPhonePort>(status, gate_->phones.at(number), out);
         });
     }
 };
@@ -220,15 +213,16 @@ public:
         handle = 0;
         return passObject(*gate_, Call::kCreateAgent, agent, [&] {
             const Status status = inner_->createAgent(name, instance, handle, agent);
-            return wrapUnknown<FaultyAgent, IConfigurationAgent>(status, gate_, agent);
+            return wrap<FaultyAgent, IConfigurationAgent>(status, gate_, agent);
         });
     }
     Status releaseAgent(std::uint16_t handle) override {
         return pass(*gate_, inner_, Call::kReleaseAgent, &IServer::releaseAgent, handle);
     }
     Status portCollection(ComPtr<IPortCollection>& out) override {
-        return passObject(*gate_, Call::kPortCollection, out,
-                          [&] { return wrap<FaultyCollection>(inner_->portCollection(out), gate_, out); });
+        return passObject(*gate_, Call::kPortCollection, out, [&] {
+            return wrap<FaultyCollection, IPortCollection>(inner_->portCollection(out), gate_, out);
+        });
     }
 };
 
@@ -253,7 +247,7 @@ template <class Wrapper, class Interface>
 com::ClassFactory faultyFactory(const std::shared_ptr<ServiceFaults>& faults, Call call,
                                 const com::ClassFactory& make) {
     return [=](ComPtr<com::Unknown>& out) {
-        return passObject(*faults, call, out, [&] { return wrapUnknown<Wrapper, Interface>(make(out), faults, out); });
+        return passObject(*faults, call, out, [&] { return wrap<Wrapper, Interface>(make(out), faults, out); });
     };
 }
 

@@ -73,7 +73,8 @@ std::vector<std::uint8_t> PhoneModel::answer(std::span<const std::uint8_t> reque
 }
 
 void PhoneModel::restart() {
-    resetAt_.reset();
+    leavesAt_.reset();
+    returnsAt_.reset();
     mode_ = PhoneMode::kOnline;
     accessGranted_ = false;
     ++starts_;
@@ -81,11 +82,10 @@ void PhoneModel::restart() {
 
 PhoneState PhoneModel::state() {
     settle();
-    if (!resetAt_) {
+    if (!leavesAt_) {
         return PhoneState::kPresent;
     }
-    return Clock::now() < *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) ? PhoneState::kLeaving
-                                                                                     : PhoneState::kReturning;
+    return Clock::now() < *leavesAt_ ? PhoneState::kLeaving : PhoneState::kReturning;
 }
 
 PhoneMode PhoneModel::mode() {
@@ -94,16 +94,7 @@ PhoneMode PhoneModel::mode() {
 }
 
 std::optional<std::chrono::steady_clock::time_point> PhoneModel::nextChange() {
-    switch (state()) {
-    case PhoneState::kLeaving:
-        return *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs);
-    case PhoneState::kReturning:
-        return setup_.awayMs < 0 ? std::nullopt
-                                 : std::optional(*resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) +
-                                                 std::chrono::milliseconds(setup_.awayMs));
-    default:
-        return std::nullopt;
-    }
+    return state() == PhoneState::kLeaving ? leavesAt_ : returnsAt_;
 }
 
 std::uint32_t PhoneModel::starts() {
@@ -169,8 +160,10 @@ PhoneModel::Packet PhoneModel::changeMode(Request request) {
         mode_ = mode;
         break;
     case PhoneMode::kReset:
-        if (setup_.leaveAfterMs >= 0 && !resetAt_) {
-            resetAt_ = Clock::now();
+        if (setup_.leaveAfterMs >= 0 && !leavesAt_) {
+            leavesAt_ = Clock::now() + std::chrono::milliseconds(setup_.leaveAfterMs);
+            returnsAt_ =
+                setup_.awayMs < 0 ? std::nullopt : std::optional(*leavesAt_ + std::chrono::milliseconds(setup_.awayMs));
             mode_ = mode;
         }
         break;
@@ -200,9 +193,7 @@ PhoneModel::Packet PhoneModel::takeAccessCode(Request request) {
 
 // Brings a phone back whose time away is over.
 void PhoneModel::settle() {
-    if (resetAt_ && setup_.awayMs >= 0 &&
-        Clock::now() >=
-            *resetAt_ + std::chrono::milliseconds(setup_.leaveAfterMs) + std::chrono::milliseconds(setup_.awayMs)) {
+    if (returnsAt_ && Clock::now() >= *returnsAt_) {
         restart();
     }
 }

@@ -70,7 +70,9 @@ private:
     PhoneMode mode_;
     bool accessGranted_ = false;
     std::uint32_t starts_ = 1;
-    std::optional<Clock::time_point> resetAt_; ///< while the phone leaves or is away
+    /// While the phone leaves or is away: when it leaves, and when it is back, if ever.
+    std::optional<Clock::time_point> leavesAt_;
+    std::optional<Clock::time_point> returnsAt_;
 };
 
 } // namespace tessra

@@ -32,7 +32,8 @@ std::string textAt(const std::vector<std::uint8_t>& packet, VersionField field) 
 }
 
 // What others may know of an answer. One to the service programming code that is more than a verdict may repeat it.
-std::span<const std::uint8_t> toldOf(std::span<const std::uint8_t> request, std::span<const std::uint8_t> answer) {
+std::span<const std::uint8_t> partForOthers(std::span<const std::uint8_t> request,
+                                            std::span<const std::uint8_t> answer) {
     const bool isSecret = hasCommand(request, Command::kAccessCode) && answer.size() > kAccessCodeAnswerBytes;
     return isSecret ? answer.first(1) : answer;
 }
@@ -309,7 +310,7 @@ void Port::countAnswer(std::span<const std::uint8_t> request, std::span<const st
     const std::lock_guard guard(lock_);
     ++answered_;
     events_.fire(EventKind::kPacketExchanged, number_, request.empty() ? std::uint16_t{0} : request[0],
-                 toldOf(request, answer));
+                 partForOthers(request, answer));
     if (hasCommand(request, Command::kChangeMode)) {
         lookLocked();
     }

@@ -33,10 +33,10 @@ bool mayBeEcho(std::span<const std::uint8_t> request, std::span<const std::uint8
 
 } // namespace
 
-/// Holds the line while it lives, if it has got it.
+// Holds the line while it lives, if it has got it.
 class SerialLine::Hold {
 public:
-    /// A client's: waits for the line until `deadline`.
+    // A client's: waits for the line until `deadline`.
     Hold(SerialLine& line, Clock::time_point deadline) : line_(line) {
         Guard guard(line.lock_);
         ++line.waiting_;
@@ -47,7 +47,7 @@ public:
         --line.waiting_;
         take();
     }
-    /// The keeper's: has it at once or not at all; with `asking`, a client that comes takes it away.
+    // The keeper's: has it at once or not at all; with `asking`, a client that comes takes it away.
     Hold(SerialLine& line, bool asking) : line_(line) {
         const Guard guard(line.lock_);
         if (line.waiting_ == 0 || !asking) {

@@ -169,8 +169,8 @@ std::uint32_t FaultGate::meetRulesLocked(Call call, std::optional<std::uint16_t>
         if (rule.call != call || (rule.item && rule.item != item)) {
             continue;
         }
-        ++active.met;
-        if (active.met < rule.firstCall || active.met > rule.lastCall) {
+        ++active.calls;
+        if (active.calls < rule.firstCall || active.calls > rule.lastCall) {
             continue;
         }
         delayMs += rule.delayMs;

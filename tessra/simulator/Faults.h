@@ -105,7 +105,7 @@ public:
 private:
     struct ActiveRule {
         FaultRule rule;
-        std::uint32_t met = 0;
+        std::uint32_t calls = 0; ///< that it would meet
     };
 
     std::uint32_t meetRulesLocked(Call call, std::optional<std::uint16_t> item, Fault& fault);

@@ -55,14 +55,16 @@ Status FaultyLink::enter(Call call, Fault& fault, std::optional<std::uint16_t> i
 }
 
 void FaultyLink::setPresent(bool present) {
+    std::unique_lock guard(lock_);
+    if (present == present_) {
+        return;
+    }
     if (present) {
         putBack_(); // before anybody sees it
+        ++returns_;
     }
-    {
-        const std::lock_guard guard(lock_);
-        returns_ += present && !present_ ? 1 : 0;
-        present_ = present;
-    }
+    present_ = present;
+    guard.unlock();
     changed_();
 }
 

@@ -81,7 +81,7 @@ void PhoneModel::restart() {
 }
 
 PhoneState PhoneModel::state() {
-    settle();
+    returnIfDue();
     if (!leavesAt_) {
         return PhoneState::kPresent;
     }
@@ -89,7 +89,7 @@ PhoneState PhoneModel::state() {
 }
 
 PhoneMode PhoneModel::mode() {
-    settle();
+    returnIfDue();
     return mode_;
 }
 
@@ -98,7 +98,7 @@ std::optional<std::chrono::steady_clock::time_point> PhoneModel::nextChange() {
 }
 
 std::uint32_t PhoneModel::starts() {
-    settle();
+    returnIfDue();
     return starts_;
 }
 
@@ -192,7 +192,7 @@ PhoneModel::Packet PhoneModel::takeAccessCode(Request request) {
 }
 
 // Brings a phone back whose time away is over.
-void PhoneModel::settle() {
+void PhoneModel::returnIfDue() {
     if (returnsAt_ && Clock::now() >= *returnsAt_) {
         restart();
     }

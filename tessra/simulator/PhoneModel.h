@@ -19,7 +19,7 @@ struct PhoneSetup {
     std::string model = "Sample";
     std::string softwareVersion = "1.0";
     std::string serialNumber = "0000000001";
-    std::string spc = "000000"; // the service programming code, kSpcDigits digits
+    std::string spc = "000000"; ///< the service programming code, kSpcDigits digits
     PhoneMode mode = PhoneMode::kOnline;
     std::size_t versionBytes = kVersionAnswerBytes; ///< of the version answer; 0: it refuses to tell its version
     std::int32_t leaveAfterMs = 0; ///< from the agreement to a reset until the phone leaves; -1: it never leaves
@@ -63,7 +63,7 @@ private:
     Packet queryMode(Request request);
     Packet echo(Request request);
     Packet takeAccessCode(Request request);
-    void settle();
+    void returnIfDue();
 
     PhoneSetup setup_;
     NvMemoryFile& memory_;

@@ -166,7 +166,7 @@ void PhoneTerminal::serveLocked(std::span<const std::uint8_t> bytes, std::unique
     if (faults_.echoes) {
         sendLocked(bytes);
     }
-    const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : worn(bytes);
+    const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : withErrors(bytes);
     std::span<const std::uint8_t> rest(arrived);
     while (master_ && !rest.empty()) {
         if (decoder_.next(rest) == FrameResult::kPacket) {
@@ -200,9 +200,9 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
     if (answer.empty()) {
         return;
     }
-    sendLocked(worn(Bytes(faults_.garbageBytes, kGarbage)));
+    sendLocked(withErrors(Bytes(faults_.garbageBytes, kGarbage)));
     pause(faults_.delayMs, guard);
-    sendLocked(worn(encodeFrame(answer)));
+    sendLocked(withErrors(encodeFrame(answer)));
 }
 
 void PhoneTerminal::babbleLocked() {
@@ -227,7 +227,7 @@ void PhoneTerminal::sendLocked(std::span<const std::uint8_t> bytes) {
 }
 
 // The bytes as they come out at the other end of the line.
-PhoneTerminal::Bytes PhoneTerminal::worn(std::span<const std::uint8_t> bytes) {
+PhoneTerminal::Bytes PhoneTerminal::withErrors(std::span<const std::uint8_t> bytes) {
     if (faults_.bitErrors <= 0 && faults_.lostBytes <= 0) {
         return {bytes.begin(), bytes.end()};
     }

@@ -73,7 +73,7 @@ private:
     void babbleLocked();
     std::uint64_t drawDistance(double probability);
     void sendLocked(std::span<const std::uint8_t> bytes);
-    Bytes worn(std::span<const std::uint8_t> bytes);
+    Bytes withErrors(std::span<const std::uint8_t> bytes);
     void pause(std::uint32_t ms, std::unique_lock<std::mutex>& guard);
 
     PhoneModel& phone_;

@@ -74,7 +74,7 @@ void SimulatedPhone::watch(const std::function<void()>& changed) {
 }
 
 void SimulatedPhone::openMemory() {
-    if (phone_ || hopeless_ || closed_) {
+    if (phone_ || isMemoryWrong_ || closed_) {
         return;
     }
     try {
@@ -83,7 +83,7 @@ void SimulatedPhone::openMemory() {
     } catch (const NvMemoryUnavailable& problem) {
         report(problem.what());
     } catch (const std::exception& problem) {
-        hopeless_ = true;
+        isMemoryWrong_ = true;
         report(problem.what());
     }
 }

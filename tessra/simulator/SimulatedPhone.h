@@ -42,7 +42,7 @@ private:
     std::mutex lock_; ///< guards all that follows
     std::condition_variable changeIsNear_;
     bool closed_ = false;
-    bool hopeless_ = false;
+    bool isMemoryWrong_ = false; ///< and stays so
     std::string reported_;
     std::optional<NvMemoryFile> memory_;
     std::optional<PhoneModel> phone_;

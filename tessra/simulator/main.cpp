@@ -13,8 +13,8 @@
 
 namespace {
 
-/// While it lives, the signals that end a program make the terminal stop. Afterwards they do nothing: the program is
-/// about to end, and the memory file is yet to be brought to the disk.
+// While it lives, the signals that end a program make the terminal stop. Afterwards they do nothing: the program is
+// about to end by itself.
 class EndingSignals {
 public:
     explicit EndingSignals(tessra::PhoneTerminal& terminal) {

@@ -24,8 +24,6 @@ constexpr int kSoakPackets = 6000;
 constexpr int kSoakPackets = 100000;
 #endif
 
-using Clock = std::chrono::steady_clock;
-
 std::uint16_t itemOf(const Bytes& packet) {
     return kernel::get16(packet.data() + kNvItemOffset);
 }
@@ -34,7 +32,7 @@ class SerialLineTest : public testing::Test {
 protected:
     ~SerialLineTest() override { line_.reset(); }
 
-    /// Questions are rare enough not to meddle with a test unless it wants them.
+    // Questions are rare enough not to meddle with a test unless it wants them.
     void start(std::uint32_t askEveryMs = 600000, std::uint32_t baud = 115200, std::uint32_t answerMs = 100) {
         line_.emplace("COM1", LineSetup{folder_ / "line", baud, askEveryMs, answerMs, 20});
         line_->start([this] { ++changes_; });
@@ -52,7 +50,7 @@ protected:
         return eventually([&] { return line_->look().state == state; });
     }
 
-    /// How often the log tells of an echo.
+    // How often the log tells of an echo.
     std::size_t echoReports() const {
         std::size_t count = 0;
         const std::string text = log_.text();
@@ -71,6 +69,8 @@ protected:
 };
 
 TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
+    const LineFaults bitErrors{.bitErrors = 0.004, .sparesRequests = true};
+    const Bytes code{0x41, '9', '9', '9', '9', '9', '9'};
     const struct {
         const char* name;
         LineFaults faults;
@@ -79,42 +79,25 @@ TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
         std::uint64_t packets; // that reach the phone
     } rows[] = {
         {"silence", {.silentFrom = 1}, nvRead(5), kResponseTimeout, 1},
-        {"a damaged answer to a read is asked for once more",
-         {.bitErrors = 0.004, .sparesRequests = true},
-         nvRead(5),
-         kCheckSequenceError,
-         2},
-        {"a damaged answer to a write is not",
-         {.bitErrors = 0.004, .sparesRequests = true},
-         nvWrite(5, 1),
-         kCheckSequenceError,
-         1},
-        {"nor one to a change of mode", {.bitErrors = 0.1, .sparesRequests = true}, {0x29, 4, 0}, kFramingError, 1},
+        {"a damaged answer to a read is asked for once more", bitErrors, nvRead(5), kCheckSequenceError, 2},
+        {"a damaged answer to a write is not", bitErrors, nvWrite(5, 1), kCheckSequenceError, 1},
         {"noise without end", {.babbleFrom = 1}, nvRead(5), kFramingError, 1},
         {"noise before an answer", {.garbageBytes = 40}, nvRead(5), com::kOk, 1},
-        {"noise long before the answer to what can't be repeated",
-         {.delayMs = 60, .garbageBytes = 1},
-         {0x41, '9', '9', '9', '9', '9', '9'},
-         com::kOk,
-         1},
+        {"noise long before what can't be repeated", {.delayMs = 60, .garbageBytes = 1}, code, com::kOk, 1},
         {"a frame's worth of noise before an answer", {.garbageBytes = 5000}, nvRead(5), com::kOk, 1},
     };
     open();
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         ASSERT_EQ(exchange(nvRead(1), 5000), com::kOk) << "the line works before";
+        ASSERT_EQ(itemOf(answer_), 1);
         const auto before = phone_.terminal.packets();
         phone_.terminal.setFaults(row.faults);
-        const auto start = Clock::now();
         EXPECT_EQ(exchange(row.request), row.status);
         EXPECT_EQ(answer_.empty(), row.status != com::kOk);
-        EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
         EXPECT_EQ(phone_.terminal.packets() - before, row.packets);
         phone_.terminal.setFaults({});
     }
-    EXPECT_EQ(exchange(nvRead(2), 5000), com::kOk);
-    EXPECT_EQ(itemOf(answer_), 2);
-
     phone_.terminal.setStopped(true);
     EXPECT_EQ(exchange(nvRead(5)), kWriteFailure);
     phone_.terminal.setStopped(false);
@@ -179,17 +162,16 @@ TEST_F(SerialLineTest, ALateAnswerToTheSettlingQuestionSettlesNothingElse) {
 }
 
 // An echo looks like an NV item of zeros, or like one that has been written.
+constexpr LineFaults kEchoes[] = {
+    {.silentFrom = 1, .echoes = true}, // with nothing behind it
+    {.echoes = true},                  // before the answers of a phone
+    {.delayMs = 30, .echoes = true},   // before its late answers
+};
+
 TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
-    const struct {
-        const char* name;
-        LineFaults echo;
-    } rows[] = {{"with nothing behind it", {.silentFrom = 1, .echoes = true}},
-                {"before the answers of a phone", {.echoes = true}},
-                {"before the late answers of a phone", {.delayMs = 30, .echoes = true}}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const LineFaults& echo : kEchoes) {
         const auto reports = echoReports();
-        phone_.terminal.setFaults(row.echo);
+        phone_.terminal.setFaults(echo);
         open(20);
         const auto isRefused = [&] { return line_->look().state == PhoneState::kSearching; };
         EXPECT_TRUE(isRefused());
@@ -202,14 +184,17 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
         phone_.terminal.setFaults({});
         EXPECT_TRUE(comesTo(PhoneState::kPresent)) << "once the echo is gone";
         EXPECT_EQ(line_->look().trouble, com::kOk);
+    }
+}
 
-        for (const Bytes& request :
-             {nvRead(5), nvWrite(5, 0), Bytes{0x29, 4, 0}}) { // in the middle of a transfer, between two questions
+TEST_F(SerialLineTest, AnEchoThatBeginsBetweenTwoQuestionsIsNoAnswer) {
+    for (const LineFaults& echo : kEchoes) {
+        for (const Bytes& request : {nvRead(5), nvWrite(5, 0), Bytes{0x29, 4, 0}}) {
             phone_.terminal.setFaults({});
             open();
             ASSERT_EQ(exchange(nvWrite(5, 0), 5000), com::kOk);
             ASSERT_EQ(exchange(nvRead(5), 5000), com::kOk) << "an answer like its request is one all the same";
-            phone_.terminal.setFaults(row.echo);
+            phone_.terminal.setFaults(echo);
             EXPECT_EQ(exchange(request), kFramingError);
             EXPECT_TRUE(answer_.empty());
             EXPECT_EQ(line_->look().trouble, kFramingError);
@@ -217,7 +202,7 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
     }
     phone_.terminal.setFaults({});
     open();
-    phone_.terminal.setFaults(rows[0].echo);
+    phone_.terminal.setFaults(kEchoes[0]);
     EXPECT_EQ(exchange({0x29, 5, 0}), com::kOk) << "an agreement to a reset is believed";
     EXPECT_TRUE(eventually([&] { return line_->look().trouble == kFramingError; })) << "but looked into at once";
     EXPECT_EQ(line_->look().state, PhoneState::kSearching);
@@ -376,7 +361,7 @@ TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
     phone_.terminal.setFaults({.bitErrors = 5e-7, .lostBytes = 1e-6, .seed = 7});
     std::mt19937 random(11);
     std::map<std::uint16_t, std::set<std::uint8_t>> possible; // more than one after a write of unknown outcome
-    std::map<Status, int> failures;
+    std::set<Status> failures;
     std::uint8_t last = 0;
     const auto first = phone_.terminal.packets();
     while (phone_.terminal.packets() - first < kSoakPackets) {
@@ -384,30 +369,24 @@ TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
         auto& values = possible.try_emplace(item, std::set<std::uint8_t>{0}).first->second;
         const bool isWrite = random() % 3 == 0;
         const Status status = exchange(isWrite ? nvWrite(item, ++last) : nvRead(item), 20);
-        if (com::failed(status)) {
-            ++failures[status];
-            if (isWrite) {
-                values.insert(last);
-            }
-            if (status == kPhoneNotPresent) {
-                ASSERT_TRUE(comesTo(PhoneState::kPresent));
-            }
+        if (com::succeeded(status)) {
+            const std::uint8_t value = answer_[kNvDataOffset];
+            ASSERT_EQ(itemOf(answer_), item);
+            ASSERT_EQ(answer_[0], isWrite ? 0x27 : 0x26);
+            ASSERT_TRUE(isWrite ? value == last : values.contains(value)) << "item " << item;
+            values = {value};
             continue;
         }
-        ASSERT_EQ(itemOf(answer_), item);
-        ASSERT_EQ(answer_[0], isWrite ? 0x27 : 0x26);
+        failures.insert(status);
         if (isWrite) {
-            ASSERT_EQ(answer_[kNvDataOffset], last);
-            values = {last};
-        } else {
-            ASSERT_TRUE(values.contains(answer_[kNvDataOffset])) << "item " << item;
-            values = {answer_[kNvDataOffset]};
+            values.insert(last);
+        }
+        if (status == kPhoneNotPresent) {
+            ASSERT_TRUE(comesTo(PhoneState::kPresent));
         }
     }
     const std::set<Status> known{kFramingError, kCheckSequenceError, kResponseTimeout, kWriteFailure, kPhoneNotPresent};
-    for (const auto& [status, count] : failures) {
-        EXPECT_TRUE(known.contains(status)) << std::hex << static_cast<std::uint32_t>(status);
-    }
+    EXPECT_TRUE(std::includes(known.begin(), known.end(), failures.begin(), failures.end()));
     EXPECT_FALSE(failures.empty()) << "the damage did not reach the line";
 }
 

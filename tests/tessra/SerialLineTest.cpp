@@ -42,7 +42,7 @@ protected:
         line_->awaitFirstView();
     }
 
-    Status exchange(const Bytes& request, std::uint32_t timeoutMs = 150) {
+    Status exchange(const Bytes& request, std::uint32_t timeoutMs = 400) {
         return line_->exchange(request, timeoutMs, answer_);
     }
 
@@ -240,7 +240,7 @@ TEST_F(SerialLineTest, APhoneIsWhatTellsItsMode) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const RunningPhone other(folder_ / "line", row.phone);
-        open();
+        open(600000, 115200, 5000); // however slow the machine is
         EXPECT_EQ(line_->look().state, row.state);
         EXPECT_EQ(line_->look().mode, row.state == PhoneState::kPresent ? row.phone.mode : PhoneMode::kNone);
         EXPECT_EQ(line_->knownVersion()->size(), row.versionBytes);
@@ -347,6 +347,8 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
     EXPECT_EQ(second.read(buffer), 0);
     phone_.terminal.setPlugged(false);
     EXPECT_TRUE(eventually([&] { return second.read(buffer) == -1; })) << "one that has left looks like a silent one";
+    second.close();
+    EXPECT_EQ(second.read(buffer), -1) << "an error looks like silence";
     writeText(folder_ / "file", "keep me");
     EXPECT_EQ(second.open({.device = folder_ / "file"}, problem), com::kFail);
     EXPECT_EQ(problem, "is no serial device");

@@ -1,8 +1,7 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
 #include "platform/kernel/Process.h"
-#include "tessra/Service.h"
-#include "tessra/ServiceConfig.h"
+#include "tessra/host/ServiceHost.h"
 
 #include <QCommandLineParser>
 #include <csignal>
@@ -11,9 +10,9 @@
 namespace {
 
 /// The phone service of this process; without it, where its configuration can't be used, there are no ports.
-std::unique_ptr<tessra::Service> startService(const std::filesystem::path& programDirectory) {
+std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& programDirectory) {
     try {
-        return std::make_unique<tessra::Service>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"));
+        return std::make_unique<tessra::ServiceHost>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"));
     } catch (const std::exception& failure) {
         showMessageBox(nullptr, failure.what(), kExceptionCaption, MessageIcon::kError);
         return nullptr;

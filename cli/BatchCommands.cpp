@@ -2,8 +2,7 @@
 #include "cli/FileTree.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
-#include "tessra/ConfigError.h"
-#include "tessra/Service.h"
+#include "tessra/host/ServiceHost.h"
 
 #include <algorithm>
 #include <iostream>
@@ -65,7 +64,7 @@ constexpr VerbEntry kVerbs[] = {
 int runBatch(const Arguments& arguments) {
     const VerbEntry& verb = kVerbs[static_cast<std::size_t>(arguments.verb)];
     int status = kDone;
-    std::optional<tessra::Service> service;
+    std::optional<tessra::ServiceHost> service;
     if (verb.needsPhone) {
         service.emplace(configuredPorts(arguments.servicePath, status));
     }

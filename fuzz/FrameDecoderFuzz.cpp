@@ -1,6 +1,6 @@
 // The input is what a line brings, in portions of changing size. It must neither harm the decoder nor be judged
 // otherwise when it comes byte by byte; and a frame that follows is found whatever came before.
-#include "tessra/FrameCodec.h"
+#include "tessra/serial/FrameCodec.h"
 
 #include <algorithm>
 #include <cstdlib>

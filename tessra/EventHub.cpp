@@ -2,7 +2,6 @@
 
 #include "platform/kernel/Trace.h"
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -16,73 +15,47 @@ struct EventHub::Event {
     std::vector<std::uint8_t> data;
 };
 
-/// One event on its way to one subscriber.
-struct EventHub::Delivery {
-    Delivery(std::shared_ptr<Subscription> target, std::shared_ptr<const Event> what)
-        : subscription(std::move(target)), event(std::move(what)) {
-        ++subscription->onTheWay;
-    }
-    ~Delivery() { --subscription->onTheWay; }
-    Delivery(const Delivery&) = delete;
-    Delivery& operator=(const Delivery&) = delete;
-
-    /// Posts it to the subscriber's apartment.
-    static void send(const std::shared_ptr<Delivery>& delivery) {
-        Subscription& target = *delivery->subscription;
-        const auto hear = [delivery] { deliver(*delivery->subscription, *delivery->event); };
-        try {
-            if (com::failed(com::callInApartment(target.home, hear))) {
-                target.homeless = true;
-            }
-        } catch (const std::exception&) {
-            kernel::logError("Tessra: an event is lost, as there is no memory for it.");
-        }
-    }
-
-    const std::shared_ptr<Subscription> subscription;
-    const std::shared_ptr<const Event> event;
-};
-
-EventHub::Subscription::Subscription(std::uint32_t cookieValue, ClientId owner, const ComPtr<IEventSink>& target)
-    : cookie(cookieValue), client(owner), home(com::currentApartment()), sink(target.get()) {
-    sink->addRef();
-}
-
-void EventHub::Subscription::releaseSink() {
-    if (IEventSink* held = std::exchange(sink, nullptr)) {
-        held->release();
-    }
-}
-
 std::uint32_t EventHub::subscribe(ClientId client, const ComPtr<IEventSink>& sink) {
     lastCookie_ = lastCookie_ == 0xFFFFFFFF ? 1 : lastCookie_ + 1;
-    subscriptions_.push_back(std::make_shared<Subscription>(lastCookie_, client, sink));
+    auto subscription = std::make_shared<Subscription>();
+    subscription->cookie = lastCookie_;
+    subscription->client = client;
+    subscription->home = com::currentApartment();
+    subscription->sink = sink.get();
+    subscriptions_.push_back(std::move(subscription));
+    sink->addRef();
     return lastCookie_;
 }
 
 EventHub::Ended EventHub::unsubscribe(ClientId client, std::uint32_t cookie) {
-    const auto found = std::find_if(subscriptions_.begin(), subscriptions_.end(),
-                                    [&](const auto& each) { return each->cookie == cookie && each->client == client; });
-    if (found == subscriptions_.end()) {
-        return {};
-    }
-    (*found)->active = false;
-    Ended ended{std::move(*found)};
-    subscriptions_.erase(found);
-    return ended;
+    return end([=](const Subscription& each) { return each.client == client && each.cookie == cookie; });
 }
 
 EventHub::Ended EventHub::forget(ClientId client) {
+    return end([=](const Subscription& each) { return each.client == client; });
+}
+
+template <class Matches>
+EventHub::Ended EventHub::end(Matches matches) {
     Ended ended;
-    std::erase_if(subscriptions_, [&](const auto& each) {
-        if (each->client != client) {
-            return false;
+    for (const auto& subscription : subscriptions_) {
+        if (matches(*subscription)) {
+            subscription->active = false;
+            ended.push_back(subscription);
         }
-        each->active = false;
-        ended.push_back(each);
-        return true;
-    });
+    }
+    std::erase_if(subscriptions_, [&](const auto& each) { return matches(*each); });
     return ended;
+}
+
+void EventHub::releaseSinks(const Ended& ended) {
+    for (const auto& subscription : ended) {
+        if (com::currentApartment() == subscription->home) {
+            releaseSink(*subscription);
+        } else {
+            com::callInApartment(subscription->home, [subscription] { releaseSink(*subscription); });
+        }
+    }
 }
 
 void EventHub::silence() {
@@ -94,7 +67,6 @@ void EventHub::silence() {
 void EventHub::fire(EventKind kind, std::uint16_t port, std::uint16_t third,
                     std::span<const std::uint8_t> data) noexcept {
     ++lastEvent_;
-    std::erase_if(subscriptions_, [](const auto& each) { return each->homeless.load(); });
     if (subscriptions_.empty()) {
         return;
     }
@@ -102,33 +74,30 @@ void EventHub::fire(EventKind kind, std::uint16_t port, std::uint16_t third,
         const auto event = std::make_shared<const Event>(
             Event{kind, port, third, lastEvent_, std::vector<std::uint8_t>(data.begin(), data.end())});
         for (const auto& subscription : subscriptions_) {
-            if (hasRoom(*subscription)) {
-                auto delivery = std::make_shared<Delivery>(subscription, event);
-                thread_->post([delivery = std::move(delivery)] { Delivery::send(delivery); });
-            }
+            subscription->isHomeless = hasRoom(*subscription) && !send(subscription, event);
         }
+        std::erase_if(subscriptions_, [](const auto& each) { return each->isHomeless; });
     } catch (const std::exception&) {
         kernel::logError("Tessra: an event is lost, as there is no memory for it.");
     }
 }
 
 bool EventHub::hasRoom(Subscription& subscription) {
-    const std::uint32_t onTheWay = subscription.onTheWay;
-    if (onTheWay >= kMostOnTheWay && !std::exchange(subscription.isBehind, true)) {
+    const std::uint32_t waiting = subscription.waiting;
+    if (waiting >= kMostWaiting && !std::exchange(subscription.isBehind, true)) {
         kernel::logError("Tessra: a subscriber does not hear its events in time and misses some.");
     }
-    subscription.isBehind = subscription.isBehind && onTheWay > kMostOnTheWay / 2;
-    return onTheWay < kMostOnTheWay;
+    subscription.isBehind = subscription.isBehind && waiting > kMostWaiting / 2;
+    return waiting < kMostWaiting;
 }
 
-void EventHub::giveBack(const Ended& ended) {
-    for (const auto& subscription : ended) {
-        if (com::currentApartment() == subscription->home) {
-            subscription->releaseSink();
-        } else {
-            com::callInApartment(subscription->home, [subscription] { subscription->releaseSink(); });
-        }
-    }
+// False where the subscriber's apartment is gone.
+bool EventHub::send(const std::shared_ptr<Subscription>& subscription, const std::shared_ptr<const Event>& event) {
+    ++subscription->waiting;
+    return com::succeeded(com::callInApartment(subscription->home, [subscription, event] {
+        --subscription->waiting;
+        deliver(*subscription, *event);
+    }));
 }
 
 void EventHub::deliver(Subscription& subscription, const Event& event) {
@@ -143,6 +112,12 @@ void EventHub::deliver(Subscription& subscription, const Event& event) {
         kernel::logError(std::string("Tessra: an event sink threw: ") + problem.what());
     } catch (...) {
         kernel::logError("Tessra: an event sink threw something unknown");
+    }
+}
+
+void EventHub::releaseSink(Subscription& subscription) {
+    if (IEventSink* held = std::exchange(subscription.sink, nullptr)) {
+        held->release();
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/kernel/LittleEndian.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -74,20 +76,15 @@ inline constexpr std::size_t kModePacketBytes = 3;
 inline constexpr std::size_t kSpcDigits = 6;
 inline constexpr std::size_t kAccessCodeAnswerBytes = 2;
 
-constexpr std::uint16_t get16(std::span<const std::uint8_t> bytes, std::size_t offset) {
-    return static_cast<std::uint16_t>(bytes[offset] | (bytes[offset + 1] << 8));
-}
-
-constexpr void put16(std::span<std::uint8_t> bytes, std::size_t offset, std::uint16_t value) {
-    bytes[offset] = static_cast<std::uint8_t>(value & 0xFF);
-    bytes[offset + 1] = static_cast<std::uint8_t>(value >> 8);
+inline bool hasCommand(std::span<const std::uint8_t> packet, Command command) {
+    return !packet.empty() && packet[0] == static_cast<std::uint8_t>(command);
 }
 
 /// The number of the NV item that `packet` reads or writes; nothing for a packet of another kind.
-constexpr std::optional<std::uint16_t> nvItemOf(std::span<const std::uint8_t> packet) {
-    const bool isNv = packet.size() == kNvPacketBytes && (packet[0] == static_cast<std::uint8_t>(Command::kNvRead) ||
-                                                          packet[0] == static_cast<std::uint8_t>(Command::kNvWrite));
-    return isNv ? std::optional(get16(packet, kNvItemOffset)) : std::nullopt;
+inline std::optional<std::uint16_t> nvItemOf(std::span<const std::uint8_t> packet) {
+    const bool isNv = packet.size() == kNvPacketBytes &&
+                      (hasCommand(packet, Command::kNvRead) || hasCommand(packet, Command::kNvWrite));
+    return isNv ? std::optional(kernel::get16(packet.data() + kNvItemOffset)) : std::nullopt;
 }
 
 } // namespace tessra

@@ -2,7 +2,6 @@
 
 #include "tessra/Interfaces.h"
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -20,36 +19,32 @@ struct PhoneView {
     Status trouble = com::kOk;            ///< a failure for every packet that says more than that there is no phone
 };
 
-/// The way to the phone on one port: a phone in this process or one at the end of a line. Any thread may call any
-/// method.
+/// The way to the phone on one port, such as a serial line. A port owns it. Any thread may call any method.
 class PhoneLink {
 public:
     virtual ~PhoneLink() = default;
     PhoneLink(const PhoneLink&) = delete;
     PhoneLink& operator=(const PhoneLink&) = delete;
 
-    /// Called once, before all else. A link with a thread of its own starts it; `changed` is then called on that
-    /// thread, with no lock held, whenever the view has changed without a call.
-    virtual void start(std::function<void()> changed) { static_cast<void>(changed); }
-    /// Ends what the link does: an exchange under way, and each later one, fails with com::kDisconnected.
-    virtual void close() {}
+    /// Called once, before all else. The link calls `changed` from then on, on a thread of its own and with no lock
+    /// held, whenever the view has changed without a call. std::system_error where there is no thread to be had.
+    virtual void start(std::function<void()> changed) = 0;
+    /// Ends what the link does, and lets go of its device or memory; `changed` is not called any more. An exchange
+    /// under way, and each later one, fails. Not to be called on the link's own thread.
+    virtual void close() = 0;
 
     /// Sends nothing and never waits for the phone. A link that is not usable tries again to become so.
     virtual PhoneView look() = 0;
-    /// When the view will change by itself, as far as that is known. (A link that calls `changed` need not say.)
-    virtual std::optional<std::chrono::steady_clock::time_point> nextChange() { return std::nullopt; }
     /// Waits, at most 1.5 s, until the link knows whether there is a phone; at once where it knows.
     virtual void awaitFirstView() {}
-    /// What the phone answered to the last version request, where the link asks for it by itself; empty where there was
-    /// no such answer. Nothing where the phone has to be asked.
+    /// What the phone answered to the last version request, where the link asks for it by itself; empty where the
+    /// answer told no version. Nothing where the phone has to be asked.
     virtual std::optional<std::vector<std::uint8_t>> knownVersion() { return std::nullopt; }
     /// Sends one packet (at most kMaxPacketBytes) and waits up to `timeoutMs` for its answer; one exchange at a time,
-    /// others wait for their turn. An answer that says that the packet was bad is an answer. Failures:
-    /// kPhoneNotPresent, kResponseTimeout and those of the line; `answer` is then empty.
+    /// others wait until the link is free. An answer that says that the packet was bad is an answer. Failures:
+    /// kPhoneNotPresent, kResponseTimeout, com::kDisconnected and those of the line; `answer` is then empty.
     virtual Status exchange(std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
                             std::vector<std::uint8_t>& answer) = 0;
-    /// For tests and trials: takes the phone off the port, or puts it back.
-    virtual void setPresent(bool present) = 0;
 
 protected:
     PhoneLink() = default;

@@ -7,14 +7,15 @@ namespace {
 
 class SecurityObject final : public com::Implements<ISecurity>, private ServiceObject {
 public:
-    SecurityObject(std::shared_ptr<Port> port, ClientId client) : port_(std::move(port)), client_(client) {}
+    SecurityObject(std::shared_ptr<Service> service, std::shared_ptr<Port> port, ClientId client)
+        : ServiceObject(std::move(service)), port_(std::move(port)), client_(client) {}
 
     Status sendCode(std::uint32_t kind, const std::string& code, std::uint32_t reserved) override {
         if (const Status status = checkCaller(); com::failed(status)) {
             return status;
         }
         if (kind != 0 || reserved != 0) {
-            return refuse(com::kInvalidArgument, "The service programming code is of kind 0.");
+            return failWith(com::kInvalidArgument, "The service programming code is of kind 0.");
         }
         return port_->sendCode(client_, code);
     }
@@ -24,10 +25,10 @@ private:
     const ClientId client_;
 };
 
-// One client of a port: its lock and its subscriptions last as long as this object.
 class PhonePortObject final : public com::Implements<IPhonePort, ISyncSend, IEventSubscription>, private ServiceObject {
 public:
-    explicit PhonePortObject(std::shared_ptr<Port> port) : port_(std::move(port)), client_(port_->newClient()) {}
+    PhonePortObject(std::shared_ptr<Service> service, std::shared_ptr<Port> port)
+        : ServiceObject(std::move(service)), port_(std::move(port)), client_(port_->newClient()) {}
 
     Status changeMode(std::uint16_t mode) override {
         const Status status = checkCaller();
@@ -38,7 +39,7 @@ public:
         if (const Status status = checkCaller(); com::failed(status)) {
             return status;
         }
-        return exclusive == 1 ? port_->lock(client_) : refuse(com::kInvalidArgument, "A lock is exclusive (1).");
+        return exclusive == 1 ? port_->lock(client_) : failWith(com::kInvalidArgument, "A lock is exclusive (1).");
     }
 
     Status unlock() override {
@@ -63,19 +64,10 @@ public:
         if (const Status status = checkCaller(); com::failed(status)) {
             return status;
         }
-        Strike strike;
-        if (const Status status = port_->faults().enter(Call::kSubObject, strike); com::failed(status)) {
-            return status;
-        }
         if (id != kSecuritySubObject || reserved != 0) {
-            return refuse(com::kInvalidArgument, "A phone port has no sub-object with this number.");
+            return failWith(com::kInvalidArgument, "A phone port has no sub-object with this number.");
         }
-        if (strike.kind == FaultKind::kWrongObject) {
-            return makePhonePort(port_).query(out);
-        }
-        return strike.kind == FaultKind::kNullObject
-                   ? com::kOk
-                   : com::makeObject<ISecurity, SecurityObject>(port_, client_).query(out);
+        return com::makeObject<ISecurity, SecurityObject>(service_, port_, client_).query(out);
     }
 
     Status sendSync(std::uint32_t requestLength, const std::uint8_t* request, std::uint32_t priority,
@@ -86,16 +78,16 @@ public:
             return status;
         }
         if ((request == nullptr && requestLength > 0) || (response == nullptr && capacity > 0)) {
-            return refuse(com::kPointer, "A packet's buffer is missing.");
+            return failWith(com::kPointer, "A packet's buffer is missing.");
         }
         if (priority != 1 || reserved != 0) {
-            return refuse(com::kInvalidArgument, "Packets are sent with priority 1.");
+            return failWith(com::kInvalidArgument, "Packets are sent with priority 1.");
         }
         if (requestLength > kMaxPacketBytes) {
-            return refuse(kPacketTooLong, "The request is longer than 256 bytes.");
+            return failWith(kPacketTooLong, "The request is longer than 256 bytes.");
         }
         if (timeoutMs == 0) {
-            return refuse(kZeroTimeout, "An answer can't arrive within 0 ms.");
+            return failWith(kZeroTimeout, "An answer can't arrive within 0 ms.");
         }
         std::vector<std::uint8_t> answer;
         if (const Status status = port_->send(client_, {request, requestLength}, timeoutMs, answer);
@@ -103,7 +95,7 @@ public:
             return status;
         }
         if (answer.size() > capacity) {
-            return refuse(kPacketTooLong, "The answer is longer than the buffer for it.");
+            return failWith(kPacketTooLong, "The answer is longer than the buffer for it.");
         }
         std::copy(answer.begin(), answer.end(), response);
         responseLength = static_cast<std::uint16_t>(answer.size());
@@ -117,8 +109,13 @@ public:
     }
 
     Status unsubscribe(std::uint32_t cookie) override {
-        const Status status = checkCaller();
-        return com::failed(status) ? status : port_->unsubscribe(client_, cookie);
+        const Status caller = checkCaller();
+        if (com::failed(caller) && caller != com::kDisconnected) {
+            return caller;
+        }
+        // Also when the service has ended: the client may destroy its sink once it has called this.
+        const Status status = port_->unsubscribe(client_, cookie);
+        return com::failed(caller) ? caller : status;
     }
 
 private:
@@ -130,8 +127,8 @@ private:
 
 } // namespace
 
-ComPtr<IPhonePort> makePhonePort(const std::shared_ptr<Port>& port) {
-    return com::makeObject<IPhonePort, PhonePortObject>(port);
+ComPtr<IPhonePort> makePhonePort(const std::shared_ptr<Service>& service, const std::shared_ptr<Port>& port) {
+    return com::makeObject<IPhonePort, PhonePortObject>(service, port);
 }
 
 } // namespace tessra

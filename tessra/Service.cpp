@@ -1,55 +1,77 @@
 #include "tessra/Service.h"
 
-#include "platform/com/ClassTable.h"
-#include "platform/window/TopLevelWindow.h"
-#include "tessra/ServiceObjects.h"
-
-#include <optional>
-#include <stdexcept>
-#include <string>
+#include <algorithm>
 
 namespace tessra {
+namespace {
 
-// What makes the service known to the process.
-struct Service::Hosting {
-    static constexpr std::uint32_t kContexts = com::kInProcessServer | com::kLocalServer;
+// The lowest handle that is not in use; 0 where none is left.
+template <class Container>
+std::uint16_t freeHandle(const Container& used) {
+    for (std::uint16_t handle = 1; handle < 0xFFFF; ++handle) {
+        if (!used.contains(handle)) {
+            return handle;
+        }
+    }
+    return 0;
+}
 
-    explicit Hosting(const std::shared_ptr<ServiceCore>& core)
-        : server(kServerClass, kContexts, [core](ComPtr<com::Unknown>& out) { return makeServer(core, out); }),
-          registry(kClientRegistryClass, kContexts,
-                   [core](ComPtr<com::Unknown>& out) { return makeClientRegistry(core, out); }) {}
+} // namespace
 
-    com::ClassRegistration server;
-    com::ClassRegistration registry;
-    std::optional<window::TopLevelWindow> taskWindow;
-};
-
-Service::Service(const ServiceConfig& config)
-    : core_(std::make_shared<ServiceCore>(config)), hosting_(std::make_unique<Hosting>(core_)) {
-    if (config.taskWindow) {
-        hosting_->taskWindow.emplace(kTaskWindowClass);
+void Service::close() {
+    closed_ = true;
+    for (const auto& port : ports_) {
+        port->close();
     }
 }
 
-Service::~Service() {
-    hosting_.reset();
-    core_->close();
+std::shared_ptr<Port> Service::portNumbered(std::uint16_t number) const {
+    const auto found =
+        std::find_if(ports_.begin(), ports_.end(), [number](const auto& port) { return port->number() == number; });
+    return found == ports_.end() ? nullptr : *found;
 }
 
-Port& Service::port(std::string_view name) {
-    const auto port = core_->portNamed(name);
-    if (!port) {
-        throw std::out_of_range("the phone service has no port named '" + std::string(name) + "'");
+std::shared_ptr<Port> Service::portNamed(const std::string& name) const {
+    const auto found =
+        std::find_if(ports_.begin(), ports_.end(), [&](const auto& port) { return port->name() == name; });
+    return found == ports_.end() ? nullptr : *found;
+}
+
+std::uint16_t Service::newAgentHandle() {
+    const std::lock_guard guard(lock_);
+    const std::uint16_t handle = freeHandle(agents_);
+    if (handle != 0) {
+        agents_.insert(handle);
     }
-    return *port;
+    return handle;
 }
 
-FaultGate& Service::faults() {
-    return core_->faults();
+bool Service::releaseAgentHandle(std::uint16_t handle) {
+    const std::lock_guard guard(lock_);
+    return agents_.erase(handle) == 1;
+}
+
+std::uint16_t Service::registerClient(RegisteredClient client) {
+    const std::lock_guard guard(lock_);
+    client.handle = freeHandle(clients_);
+    if (client.handle != 0) {
+        clients_.emplace(client.handle, client);
+    }
+    return client.handle;
+}
+
+bool Service::unregisterClient(std::uint16_t handle) {
+    const std::lock_guard guard(lock_);
+    return clients_.erase(handle) == 1;
 }
 
 std::vector<RegisteredClient> Service::clients() const {
-    return core_->clients();
+    const std::lock_guard guard(lock_);
+    std::vector<RegisteredClient> all;
+    for (const auto& [handle, client] : clients_) {
+        all.push_back(client);
+    }
+    return all;
 }
 
 } // namespace tessra

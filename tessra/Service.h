@@ -1,42 +1,60 @@
 #pragma once
 
-#include "tessra/Faults.h"
 #include "tessra/Port.h"
-#include "tessra/ServiceConfig.h"
-#include "tessra/ServiceCore.h"
 
+#include <atomic>
+#include <cstdint>
+#include <map>
 #include <memory>
-#include <string_view>
+#include <mutex>
+#include <set>
+#include <string>
 #include <vector>
 
 namespace tessra {
 
-/// The phone service, hosted in this process for as long as this object lives: kServerClass and kClientRegistryClass
-/// are in the class table (in-process and local contexts), and a window of class kTaskWindowClass exists if the
-/// configuration wants it. The program owns it; any thread may call it. When it goes, the phones' memories are closed,
-/// and the objects that clients still hold answer com::kDisconnected.
+/// A program that has registered with the service.
+struct RegisteredClient {
+    std::uint16_t handle = 0;
+    std::string clientName;
+    std::string machineName;
+    std::uint32_t processId = 0;
+};
+
+/// The phone service: its ports, and what its clients share. Its host makes it, lets clients reach it through
+/// makeServer() and makeClientRegistry() (see ServiceObjects.h), and closes it in the end; the objects that clients
+/// hold keep it alive, closed. Any thread may call any method.
 class Service {
 public:
-    /// A port whose phone can't be had (its memory is wrong, or in use) is there without it; the error log says why.
-    /// std::invalid_argument for a configuration with a rule that has a faultProblem().
-    explicit Service(const ServiceConfig& config);
-    ~Service();
+    explicit Service(std::vector<std::shared_ptr<Port>> ports) : ports_(std::move(ports)) {}
+    ~Service() { close(); }
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    /// A port, to be controlled while clients use it; it must not be used when the service has gone. std::out_of_range
-    /// for a name that no port has.
-    Port& port(std::string_view name);
-    /// The faults and the call counts of the calls that belong to no port.
-    FaultGate& faults();
-    /// The registered clients, by ascending handle.
+    /// From now on every call of a client answers com::kDisconnected, and the phones are let go.
+    void close();
+    bool isClosed() const { return closed_; }
+
+    const std::vector<std::shared_ptr<Port>>& ports() const { return ports_; }
+    /// Null where there is no such port.
+    std::shared_ptr<Port> portNumbered(std::uint16_t number) const;
+    std::shared_ptr<Port> portNamed(const std::string& name) const;
+
+    /// Handles are neither 0 nor 0xFFFF; 0 where none is left.
+    std::uint16_t newAgentHandle();
+    /// False for a handle that is not in use.
+    bool releaseAgentHandle(std::uint16_t handle);
+    std::uint16_t registerClient(RegisteredClient client);
+    bool unregisterClient(std::uint16_t handle);
+    /// By ascending handle.
     std::vector<RegisteredClient> clients() const;
 
 private:
-    struct Hosting;
-
-    std::shared_ptr<ServiceCore> core_;
-    std::unique_ptr<Hosting> hosting_;
+    const std::vector<std::shared_ptr<Port>> ports_;
+    std::atomic<bool> closed_ = false;
+    mutable std::mutex lock_; ///< guards all that follows
+    std::set<std::uint16_t> agents_;
+    std::map<std::uint16_t, RegisteredClient> clients_;
 };
 
 } // namespace tessra

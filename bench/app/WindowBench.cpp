@@ -12,7 +12,7 @@
 #include "app/frame/CSplitterFrame.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
-#include "tessra/Service.h"
+#include "tessra/host/ServiceHost.h"
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -64,7 +64,7 @@ tessra::ServiceConfig phoneIn(const std::filesystem::path& folder) {
 class Program {
 public:
     Program(int& argc, char** argv)
-        : app_(argc, argv), folder_(makeFolder()), service_(std::make_unique<tessra::Service>(phoneIn(folder_))) {
+        : app_(argc, argv), folder_(makeFolder()), service_(std::make_unique<tessra::ServiceHost>(phoneIn(folder_))) {
         app_.initInstance(folder_, {});
         window().resize(1280, 800);
         listAll();
@@ -95,7 +95,7 @@ public:
 private:
     CCalvaneApp app_;
     std::filesystem::path folder_;
-    std::unique_ptr<tessra::Service> service_;
+    std::unique_ptr<tessra::ServiceHost> service_;
 };
 
 Program* program = nullptr;

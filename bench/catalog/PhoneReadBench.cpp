@@ -41,7 +41,7 @@ public:
 
 private:
     TemporaryFolder folder_;
-    std::optional<HostedService> service_;
+    std::optional<tessra::ServiceHost> service_;
 };
 
 void readThroughCatalog(benchmark::State& state) {

@@ -2,11 +2,11 @@
 // the phone model at the other end, beside the same frame sent through a terminal that echoes it. And what the service
 // costs when nobody asks it anything: processor time in its own process, with phones in another.
 
-#include "tessra/FrameCodec.h"
-#include "tessra/NvMemoryFile.h"
 #include "tessra/Packet.h"
-#include "tessra/SerialLine.h"
 #include "tessra/Service.h"
+#include "tessra/serial/FrameCodec.h"
+#include "tessra/serial/SerialLine.h"
+#include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
 
 #include <benchmark/benchmark.h>
@@ -34,7 +34,7 @@ using Bytes = std::vector<std::uint8_t>;
 Bytes readRequest() {
     Bytes request(tessra::kNvPacketBytes);
     request[0] = static_cast<std::uint8_t>(tessra::Command::kNvRead);
-    tessra::put16(request, tessra::kNvItemOffset, 1007);
+    kernel::put16(request.data() + tessra::kNvItemOffset, 1007);
     return request;
 }
 
@@ -46,7 +46,7 @@ void exchange(benchmark::State& state) {
     {
         tessra::LineSetup setup;
         setup.device = terminal.device();
-        tessra::SerialLine line("COM1", setup, true);
+        tessra::SerialLine line("COM1", setup);
         line.start([] {});
         line.awaitFirstView();
         const Bytes request = readRequest();
@@ -67,14 +67,14 @@ struct Terminal {
     Terminal() : master(::posix_openpt(O_RDWR | O_NOCTTY)) {
         ::grantpt(master.number());
         ::unlockpt(master.number());
-        slave = tessra::FileDescriptor(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY));
+        slave = kernel::FileDescriptor(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY));
         termios settings{};
         ::tcgetattr(slave.number(), &settings);
         ::cfmakeraw(&settings);
         ::tcsetattr(slave.number(), TCSANOW, &settings);
     }
-    tessra::FileDescriptor master;
-    tessra::FileDescriptor slave;
+    kernel::FileDescriptor master;
+    kernel::FileDescriptor slave;
 };
 
 void echo(benchmark::State& state) {
@@ -148,22 +148,17 @@ void idleService(benchmark::State& state) {
     char byte = 0;
     [[maybe_unused]] const auto got = ::read(ready[0], &byte, 1);
     {
-        tessra::ServiceConfig config;
-        config.ports.resize(kPorts);
+        std::vector<std::shared_ptr<tessra::Port>> ports;
         for (int i = 0; i < kPorts; ++i) {
-            auto& port = config.ports[static_cast<std::size_t>(i)];
-            port.name = "COM" + std::to_string(i + 1);
-            port.number = static_cast<std::uint16_t>(i + 1);
-            port.line.device = folder / std::to_string(i);
-        }
-        tessra::Service service(config);
-        for (const auto& port : config.ports) {
-            tessra::PortDescription description;
-            service.port(port.name).describe(description);
-            if (description.state != tessra::kPortWithPhone) {
+            tessra::LineSetup setup;
+            setup.device = folder / std::to_string(i);
+            ports.push_back(
+                std::make_shared<tessra::Port>("COM", 1 + i, std::make_shared<tessra::SerialLine>("COM", setup)));
+            if (ports.back()->requirePhone() != com::kOk) {
                 state.SkipWithError("a port without its phone");
             }
         }
+        const tessra::Service service(ports);
         constexpr int kSeconds = 4;
         for (auto _ : state) {
             const double before = processorMs();

@@ -113,13 +113,13 @@ void PhoneTerminal::withPhone(const std::function<void(PhoneModel&)>& action) {
 }
 
 void PhoneTerminal::plugLocked() {
-    FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    kernel::FileDescriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     std::array<char, 64> name{};
     if (!master || ::grantpt(master.number()) != 0 || ::unlockpt(master.number()) != 0 ||
         ::ptsname_r(master.number(), name.data(), name.size()) != 0) {
         fail("pseudo-terminal");
     }
-    FileDescriptor slave(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    kernel::FileDescriptor slave(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     termios settings{};
     if (!slave || ::tcgetattr(slave.number(), &settings) != 0) {
         fail(name.data());
@@ -150,8 +150,8 @@ void PhoneTerminal::unplugLocked() {
         std::filesystem::remove(link_, ignored);
     }
     device_.clear();
-    slave_ = FileDescriptor();
-    master_ = FileDescriptor();
+    slave_ = kernel::FileDescriptor();
+    master_ = kernel::FileDescriptor();
 }
 
 int PhoneTerminal::pollTimeoutLocked() const {
@@ -166,7 +166,7 @@ void PhoneTerminal::serveLocked(std::span<const std::uint8_t> bytes, std::unique
     if (faults_.echoes) {
         sendLocked(bytes);
     }
-    const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : worn(bytes);
+    const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : withErrors(bytes);
     std::span<const std::uint8_t> rest(arrived);
     while (master_ && !rest.empty()) {
         if (decoder_.next(rest) == FrameResult::kPacket) {
@@ -200,9 +200,9 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
     if (answer.empty()) {
         return;
     }
-    sendLocked(worn(Bytes(faults_.garbageBytes, kGarbage)));
+    sendLocked(withErrors(Bytes(faults_.garbageBytes, kGarbage)));
     pause(faults_.delayMs, guard);
-    sendLocked(worn(encodeFrame(answer)));
+    sendLocked(withErrors(encodeFrame(answer)));
 }
 
 void PhoneTerminal::babbleLocked() {
@@ -227,7 +227,7 @@ void PhoneTerminal::sendLocked(std::span<const std::uint8_t> bytes) {
 }
 
 // The bytes as they come out at the other end of the line.
-PhoneTerminal::Bytes PhoneTerminal::worn(std::span<const std::uint8_t> bytes) {
+PhoneTerminal::Bytes PhoneTerminal::withErrors(std::span<const std::uint8_t> bytes) {
     if (faults_.bitErrors <= 0 && faults_.lostBytes <= 0) {
         return {bytes.begin(), bytes.end()};
     }

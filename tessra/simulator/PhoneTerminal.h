@@ -1,9 +1,9 @@
 #pragma once
 
-#include "tessra/FileDescriptor.h"
-#include "tessra/FrameCodec.h"
-#include "tessra/PhoneModel.h"
-#include "tessra/WakeEvent.h"
+#include "platform/kernel/FileDescriptor.h"
+#include "platform/kernel/WakeEvent.h"
+#include "tessra/serial/FrameCodec.h"
+#include "tessra/simulator/PhoneModel.h"
 
 #include <atomic>
 #include <cstdint>
@@ -73,18 +73,18 @@ private:
     void babbleLocked();
     std::uint64_t drawDistance(double probability);
     void sendLocked(std::span<const std::uint8_t> bytes);
-    Bytes worn(std::span<const std::uint8_t> bytes);
+    Bytes withErrors(std::span<const std::uint8_t> bytes);
     void pause(std::uint32_t ms, std::unique_lock<std::mutex>& guard);
 
     PhoneModel& phone_;
     const std::filesystem::path link_;
-    WakeEvent wake_;
+    kernel::WakeEvent wake_;
     std::atomic<bool> stopped_ = false;
     std::atomic<std::uint64_t> packets_ = 0;
 
-    mutable std::mutex lock_; ///< guards all that follows
-    FileDescriptor master_;   ///< none while unplugged
-    FileDescriptor slave_;    ///< held, so that the master has no hang-up when a client closes the device
+    mutable std::mutex lock_;       ///< guards all that follows
+    kernel::FileDescriptor master_; ///< none while unplugged
+    kernel::FileDescriptor slave_;  ///< held, so that the master has no hang-up when a client closes the device
     std::string device_;
     LineFaults faults_;
     std::uint32_t faultPackets_ = 0; ///< packets since the faults were set

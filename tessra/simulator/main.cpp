@@ -1,7 +1,7 @@
 // phone-simulator: a phone behind a pseudo-terminal, for trying the serial path without hardware.
 
-#include "tessra/ConfigError.h"
-#include "tessra/NvMemoryFile.h"
+#include "tessra/simulator/ConfigError.h"
+#include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
 
 #include <CLI/CLI.hpp>
@@ -13,8 +13,8 @@
 
 namespace {
 
-/// While it lives, the signals that end a program make the terminal stop. Afterwards they do nothing: the program is
-/// about to end, and the memory file is yet to be brought to the disk.
+// While it lives, the signals that end a program make the terminal stop. Afterwards they do nothing: the program is
+// about to end by itself.
 class EndingSignals {
 public:
     explicit EndingSignals(tessra::PhoneTerminal& terminal) {

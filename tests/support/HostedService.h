@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tessra/Service.h"
+#include "tessra/host/ServiceHost.h"
 
 #include <cstdint>
 #include <optional>
@@ -36,29 +36,28 @@ inline tessra::FaultRule serverCodeAt(tessra::Call call, std::uint32_t code) {
 /// The phone service in this process, with what tests do to its phones. It ends with this object.
 class HostedService {
 public:
-    explicit HostedService(const tessra::ServiceConfig& config) : service_(config) {}
+    explicit HostedService(const tessra::ServiceConfig& config)
+        : host_(config, tessra::ServiceHost::Wrapping::kAlways) {}
 
     /// The faults of the calls on a port, and of those that belong to no port: add(rule), clear(), count(call).
-    tessra::FaultGate& faults(const std::string& port) { return service_.port(port).faults(); }
-    tessra::FaultGate& faults() { return service_.faults(); }
+    tessra::FaultGate& faults(const std::string& port) { return host_.phone(port).faults(); }
+    tessra::FaultGate& faults() { return host_.faults(); }
 
     /// Takes the phone off the port, or puts it back.
-    void setPresent(const std::string& port, bool present) { service_.port(port).setPresent(present); }
+    void setPresent(const std::string& port, bool present) { host_.phone(port).setPresent(present); }
     /// Changes the phone's mode, to the loader modes too.
-    tessra::Status setMode(const std::string& port, tessra::PhoneMode mode) {
-        return service_.port(port).setMode(mode);
-    }
+    tessra::Status setMode(const std::string& port, tessra::PhoneMode mode) { return host_.phone(port).setMode(mode); }
     /// What the port's state() answers instead of the truth, until it is given nothing again.
     void overrideState(const std::string& port, std::optional<std::uint16_t> state) {
-        service_.port(port).overrideState(state);
+        host_.phone(port).overrideState(state);
     }
     /// The last packets that clients have sent to the phone on the port, the oldest first.
     std::vector<std::vector<std::uint8_t>> sentPackets(const std::string& port) {
-        return service_.port(port).sentPackets();
+        return host_.phone(port).sentPackets();
     }
     /// The registered clients, by ascending handle.
-    std::vector<tessra::RegisteredClient> clients() const { return service_.clients(); }
+    std::vector<tessra::RegisteredClient> clients() const { return host_.clients(); }
 
 private:
-    tessra::Service service_;
+    tessra::ServiceHost host_;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tessra/NvMemoryFile.h"
+#include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
 
 #include <filesystem>

@@ -2,13 +2,15 @@
 
 #include "RunningPhone.h"
 #include "ServiceClient.h"
-#include "TestFiles.h"
 #include "engine/Calvane.h"
-#include "platform/kernel/Trace.h"
+#include "phonelink/TessraServer.h"
+#include "tests/support/ErrorLog.h"
+#include "tests/support/MessageOf.h"
+#include "tests/support/TemporaryFolder.h"
 
-#include <gmock/gmock.h>
+#include <sys/resource.h>
 
-#include <thread>
+#include <future>
 
 using namespace tessra;
 
@@ -16,129 +18,77 @@ namespace {
 
 constexpr const char* kSamplePhone = CALVANE_SOURCE_DIR "/data/Sample Phone.nvmem";
 constexpr const char* kSampleRing = CALVANE_SOURCE_DIR "/data/NV Decoder.vrk";
-constexpr const char* kReadPrefix = "Calvane::getNvItemsFromPhone( const string comPort ) - ";
 
-PortConfig serialPort(const char* name, std::uint16_t number, const std::filesystem::path& device) {
-    PortConfig port;
-    port.name = name;
-    port.number = number;
-    port.line.device = device;
-    return port;
-}
-
-std::string refusalOf(const std::function<void()>& call) {
-    try {
-        call();
-        return {};
-    } catch (const Calvane::Exception& error) {
-        return error.what();
+// Ports with lines to the devices, which lead to phones or not.
+ServiceConfig linesTo(const std::vector<std::filesystem::path>& devices, std::uint32_t askEveryMs = 600000) {
+    ServiceConfig config;
+    for (const auto& device : devices) {
+        PortConfig port;
+        port.number = static_cast<std::uint16_t>(config.ports.size() + 1);
+        port.name = "COM" + std::to_string(port.number);
+        port.line.device = device;
+        port.line.askEveryMs = askEveryMs;
+        config.ports.push_back(port);
     }
+    return config;
 }
 
 class SerialPhone : public testing::Test {
 protected:
-    SerialPhone() {
-        kernel::setErrorLog([](std::string_view) {});
-    }
-    ~SerialPhone() override { kernel::setErrorLog({}); }
-
-    TemporaryFolder folder_;
+    const ErrorLog log_;
+    const TemporaryFolder folder_;
 };
 
 TEST_F(SerialPhone, TwoSessionsReadTwoPhonesByteForByte) {
     const RunningPhone first(folder_ / "a", {}, kSamplePhone);
     const RunningPhone second(folder_ / "b", {}, kSamplePhone);
-    ServiceConfig config;
-    config.ports = {serialPort("COM1", 1, folder_ / "a"), serialPort("COM2", 2, folder_ / "b"), {}};
-    config.ports[2].name = "COM3";
-    config.ports[2].number = 3;
+    ServiceConfig config = linesTo({folder_ / "a", folder_ / "b", {}});
     config.ports[2].initial = kSamplePhone;
-    const Service service(config);
-    const char* const names[] = {"COM1", "COM2", "COM3"};
-    std::vector<NvItem> read[3];
-    std::vector<std::thread> readers;
-    for (std::size_t i = 0; i < 3; ++i) {
-        readers.emplace_back([&, i] {
-            Calvane catalog;
-            catalog.loadDecoderRingFile(kSampleRing);
-            read[i] = catalog.getNvItemsFromPhone(names[i]);
-        });
-    }
-    for (std::thread& reader : readers) {
-        reader.join();
-    }
-    ASSERT_GT(read[2].size(), 100U);
-    for (std::size_t i = 0; i < 2; ++i) {
-        ASSERT_EQ(read[i].size(), read[2].size());
-        for (std::size_t k = 0; k < read[i].size(); ++k) {
-            EXPECT_EQ(read[i][k].getId(), read[2][k].getId());
-            EXPECT_TRUE(std::equal(read[i][k].getData(), read[i][k].getData() + kNvDataBytes, read[2][k].getData()))
-                << read[i][k].getName();
+    const ServiceHost service(config);
+    const auto read = [](const char* port) {
+        Calvane catalog;
+        catalog.loadDecoderRingFile(kSampleRing);
+        return catalog.getNvItemsFromPhone(port);
+    };
+    auto other = std::async(std::launch::async, read, "COM2");
+    const std::vector<NvItem> own[] = {read("COM1"), other.get()};
+    const std::vector<NvItem> simulated = read("COM3");
+    ASSERT_GT(simulated.size(), 100U);
+    for (const auto& items : own) {
+        ASSERT_EQ(items.size(), simulated.size());
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            EXPECT_EQ(items[i].getId(), simulated[i].getId());
+            EXPECT_TRUE(std::equal(items[i].getData(), items[i].getData() + kNvDataBytes, simulated[i].getData()))
+                << items[i].getName();
         }
     }
 }
 
-TEST_F(SerialPhone, EachFaultOfTheLineHasItsMessage) {
-    const std::string send = std::string(kReadPrefix) + "TessraServer::sendSyncImpl - ";
-    const struct {
-        const char* name;
-        LineFaults faults;
-        std::uint32_t baud;
-        std::string message;
-    } rows[] = {
-        {"none", {}, 115200, ""},
-        {"garbage", {.garbageBytes = 300}, 115200, ""},
-        {"silence", {.silentFrom = 2}, 115200, send + "Timeout waiting for response"},
-        {"late", {.delayMs = 2300}, 115200, send + "Timeout waiting for response"},
-        {"bit errors", {.bitErrors = 0.004, .sparesRequests = true}, 115200, send + "Serial CRC error"},
-        {"babble", {.babbleFrom = 2}, 115200, send + "Serial framing error"},
-        {"unplugged", {.unplugAt = 2}, 115200, send + "A command can not be issued as the phone is not present."},
-        {"no speed", {}, 12345, send + "Invalid baud rate specified"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        RunningPhone phone(folder_ / "a", {}, kSamplePhone);
-        ServiceConfig config;
-        config.ports = {serialPort("COM1", 1, folder_ / "a")};
-        config.ports[0].line.baud = row.baud;
-        config.ports[0].line.askEveryMs = 600000;
-        const Service service(config);
-        Calvane catalog;
-        writeText(folder_ / "ring", "NV_A,1007,ReadWrite,<BYTE,x>#\nNV_B,1008,ReadWrite,<BYTE,x>#\n");
-        catalog.loadDecoderRingFile(folder_ / "ring");
-        refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }); // the phone is found before the fault begins
-        phone.terminal.setFaults(row.faults);
-        EXPECT_EQ(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }), row.message);
-    }
+TEST_F(SerialPhone, UnpluggedPhonesComeBack) {
     RunningPhone phone(folder_ / "a", {}, kSamplePhone);
-    ServiceConfig config;
-    config.ports = {serialPort("COM1", 1, folder_ / "a"), serialPort("COM2", 2, folder_ / "nothing")};
-    const Service service(config);
-    Calvane catalog;
-    catalog.loadDecoderRingFile(folder_ / "ring");
-    EXPECT_EQ(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }), "");
-    phone.terminal.setStopped(true);
-    EXPECT_EQ(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }), send + "Serial write failure");
-    phone.terminal.setStopped(false);
-    EXPECT_EQ(refusalOf([&] { catalog.getNvItemsFromPhone("COM2"); }),
-              std::string(kReadPrefix) + "TessraServer::changeComPortImpl - No phone found on this port");
-}
-
-TEST_F(SerialPhone, UnpluggedPhonesComeBackAndResetsAreSeen) {
-    PhoneSetup setup;
-    setup.awayMs = 700;
-    RunningPhone phone(folder_ / "a", setup, kSamplePhone);
-    ServiceConfig config;
-    config.ports = {serialPort("COM1", 1, folder_ / "a")};
-    config.ports[0].line.askEveryMs = 200;
-    const Service service(config);
+    const ServiceHost service(linesTo({folder_ / "a"}, 200));
     Calvane catalog;
     catalog.loadDecoderRingFile(kSampleRing);
+    const auto failure = [&] { return messageOf([&] { catalog.getNvItemsFromPhone("COM1"); }); };
     phone.terminal.setFaults({.unplugAt = 60, .backAfterMs = 100});
-    EXPECT_NE(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }), "");
-    EXPECT_TRUE(waitUntil([&] { return refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }).empty(); }));
-    EXPECT_EQ(refusalOf([&] { catalog.resetPhone(); }), "");
-    EXPECT_EQ(refusalOf([&] { catalog.getNvItemsFromPhone("COM1"); }), "");
+    EXPECT_EQ(failure(), "Calvane::getNvItemsFromPhone( const string comPort ) - TessraServer::sendSyncImpl - "
+                         "A command can not be issued as the phone is not present.");
+    EXPECT_TRUE(eventually([&] { return failure().empty(); }));
+}
+
+// Whatever a phone answers to a version request, one that has told its mode is found, and seen to come back.
+TEST_F(SerialPhone, PhonesAreFoundWhateverTheirVersionAnswer) {
+    for (const std::size_t versionBytes : {std::size_t{55}, std::size_t{54}, std::size_t{0}}) {
+        SCOPED_TRACE(versionBytes);
+        const RunningPhone phone(folder_ / "a", {.versionBytes = versionBytes, .awayMs = 300});
+        const ServiceHost service(linesTo({folder_ / "a"}, 100));
+        TessraServer session("Test");
+        const auto phones = session.waitForActivePhone();
+        ASSERT_EQ(phones.size(), 1U);
+        EXPECT_EQ(phones[0].portName, "COM1");
+        EXPECT_TRUE(session.connect("COM1", 0));
+        EXPECT_EQ(messageOf([&] { session.reset(10000); }), "");
+    }
 }
 
 class KindSink : public com::Implements<IEventSink> {
@@ -151,38 +101,32 @@ public:
     std::vector<std::string> kinds;
 };
 
+double processorMs() {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+}
+
 // Nobody asks the service anything here after the change: what arrives, its own threads have noticed.
 TEST_F(SerialPhone, ChangesAreNoticedWithoutAnybodyAsking) {
     RunningPhone phone(folder_ / "a");
-    ServiceConfig config;
-    config.ports = {serialPort("COM1", 1, folder_ / "a"), {}};
-    config.ports[0].line.askEveryMs = 50;
-    config.ports[1].name = "COM2";
-    config.ports[1].number = 2;
+    ServiceConfig config = linesTo({folder_ / "a", {}}, 50);
     config.ports[1].phone.leaveAfterMs = 20;
-    config.ports[1].phone.awayMs = 20;
+    config.ports[1].phone.awayMs = 500;
     const Apartment apartment;
-    const Service service(config);
+    const ServiceHost service(config);
     const Client client;
     auto* const sink = new KindSink;
     const auto held = ComPtr<IEventSink>::adopt(sink);
-    PhoneDescription description;
-    ASSERT_EQ(client.agent->describePhone(1, description), com::kOk);
-    std::vector<ComPtr<IPhonePort>> subscribed; // a subscription lasts as long as the object that made it
-    for (const std::uint16_t number : {std::uint16_t{1}, std::uint16_t{2}}) {
-        ComPtr<IEventSubscription> events;
-        std::uint32_t cookie = 0;
-        const auto port = client.phone(number);
-        ASSERT_EQ(port.query(events), com::kOk);
-        ASSERT_EQ(events->subscribe(held, cookie), com::kOk);
-        subscribed.push_back(port);
+    const ComPtr<IPhonePort> phones[] = {client.phone(1), client.phone(2)}; // they keep the subscriptions
+    std::uint32_t cookie = 0;
+    for (const auto& each : phones) {
+        ASSERT_EQ(partOf<IEventSubscription>(each)->subscribe(held, cookie), com::kOk);
     }
-    const auto expect = [&](std::vector<std::string> kinds) {
-        EXPECT_TRUE(waitUntil([&] {
-            window::Message message;
-            while (window::peek(message)) {
-                window::dispatch(message);
-            }
+    const auto expect = [&](const std::vector<std::string>& kinds) {
+        EXPECT_TRUE(eventually([&] {
+            dispatchAll();
             return sink->kinds.size() >= kinds.size();
         }));
         EXPECT_EQ(sink->kinds, kinds);
@@ -194,27 +138,11 @@ TEST_F(SerialPhone, ChangesAreNoticedWithoutAnybodyAsking) {
     expect({"1:2"});
     phone.terminal.setPlugged(true);
     expect({"1:1"});
-    ASSERT_EQ(client.phone(2)->changeMode(5), com::kOk);
-    expect({"2:4", "2:3", "2:2", "2:1"});
-}
-
-TEST_F(SerialPhone, ADescriptionSendsNoPacket) {
-    const RunningPhone phone(folder_ / "a");
-    ServiceConfig config;
-    config.ports = {serialPort("COM1", 1, folder_ / "a")};
-    config.ports[0].line.askEveryMs = 600000;
-    const Apartment apartment;
-    const Service service(config);
-    const Client client;
-    PhoneDescription description;
-    ASSERT_EQ(client.agent->describePhone(1, description), com::kOk);
-    EXPECT_EQ(description.model + "/" + description.serialNumber, "Sample/0000000001");
-    EXPECT_TRUE(description.answering);
-    const auto packets = phone.terminal.packets();
-    for (int i = 0; i < 100; ++i) {
-        ASSERT_EQ(client.agent->describePhone(1, description), com::kOk);
-    }
-    EXPECT_EQ(phone.terminal.packets(), packets);
+    ASSERT_EQ(phones[1]->changeMode(5), com::kOk);
+    expect({"2:4", "2:3", "2:2"});
+    const double before = processorMs();
+    expect({"2:1"});
+    EXPECT_LT(processorMs() - before, 250) << "of 500 ms: somebody does not sleep";
 }
 
 } // namespace

@@ -2,14 +2,15 @@
 
 #include "platform/com/Apartment.h"
 #include "platform/com/ClassTable.h"
+#include "platform/kernel/LittleEndian.h"
 #include "platform/window/MessageQueue.h"
 #include "tessra/Interfaces.h"
 #include "tessra/Packet.h"
-#include "tessra/Service.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/HostedService.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -19,23 +20,31 @@ using Bytes = std::vector<std::uint8_t>;
 /// Puts a thread into an apartment for a scope.
 class Apartment {
 public:
-    Apartment() {
-        window::createQueue();
-        com::enterApartment();
-    }
+    Apartment() { com::enterApartment(); }
     ~Apartment() { com::leaveApartment(); }
 };
+
+template <class Interface>
+com::ComPtr<Interface> queried(const com::ComPtr<com::Unknown>& object) {
+    com::ComPtr<Interface> found;
+    com::throwIfFailed(object.query(found));
+    return found;
+}
+
+template <class Interface>
+com::ComPtr<Interface> created(const com::ClassId& classId) {
+    com::ComPtr<com::Unknown> object;
+    com::throwIfFailed(com::createInstance(classId, com::kAnyServer, object));
+    return queried<Interface>(object);
+}
 
 /// A client of the service that runs in this process, in the calling thread's apartment.
 struct Client {
     Client() {
-        com::ComPtr<com::Unknown> created;
-        com::throwIfFailed(com::createInstance(tessra::kServerClass, com::kAnyServer, created));
-        com::throwIfFailed(created.query(server));
         com::throwIfFailed(server->setInterfaceVersion(tessra::kInterfaceVersion));
-        com::ComPtr<com::Unknown> unknownAgent;
-        com::throwIfFailed(server->createAgent(tessra::kConfigurationAgentName, -1, agentHandle, unknownAgent));
-        com::throwIfFailed(unknownAgent.query(agent));
+        com::ComPtr<com::Unknown> object;
+        com::throwIfFailed(server->createAgent(tessra::kConfigurationAgentName, -1, agentHandle, object));
+        agent = queried<tessra::IConfigurationAgent>(object);
         com::throwIfFailed(server->portCollection(ports));
     }
 
@@ -45,11 +54,24 @@ struct Client {
         return found;
     }
 
-    com::ComPtr<tessra::IServer> server;
+    com::ComPtr<tessra::IServer> server = created<tessra::IServer>(tessra::kServerClass);
     com::ComPtr<tessra::IConfigurationAgent> agent;
     com::ComPtr<tessra::IPortCollection> ports;
     std::uint16_t agentHandle = 0;
 };
+
+template <class Interface>
+com::ComPtr<Interface> partOf(const com::ComPtr<tessra::IPhonePort>& phone) {
+    com::ComPtr<Interface> part;
+    com::throwIfFailed(phone.query(part));
+    return part;
+}
+
+inline com::ComPtr<tessra::ISecurity> securityOf(const com::ComPtr<tessra::IPhonePort>& phone) {
+    com::ComPtr<com::Unknown> object;
+    com::throwIfFailed(phone->subObject(tessra::kSecuritySubObject, 0, object));
+    return queried<tessra::ISecurity>(object);
+}
 
 struct Answer {
     com::Status status = com::kOk;
@@ -58,28 +80,19 @@ struct Answer {
 
 inline Answer send(const com::ComPtr<tessra::IPhonePort>& phone, const Bytes& request, std::uint16_t capacity = 256,
                    std::uint32_t timeoutMs = 2000) {
-    com::ComPtr<tessra::ISyncSend> sync;
-    com::throwIfFailed(phone.query(sync));
     Answer answer;
     answer.bytes.resize(capacity);
-    answer.status = sync->sendSync(static_cast<std::uint32_t>(request.size()), request.data(), 1, 0, timeoutMs,
-                                   capacity, answer.bytes.data());
+    answer.status = partOf<tessra::ISyncSend>(phone)->sendSync(
+        static_cast<std::uint32_t>(request.size()), request.data(), 1, 0, timeoutMs, capacity, answer.bytes.data());
     answer.bytes.resize(capacity);
     return answer;
 }
 
-inline com::Status sendCode(const com::ComPtr<tessra::IPhonePort>& phone, const std::string& code) {
-    com::ComPtr<com::Unknown> object;
-    com::ComPtr<tessra::ISecurity> security;
-    com::throwIfFailed(phone->subObject(tessra::kSecuritySubObject, 0, object));
-    com::throwIfFailed(object.query(security));
-    return security->sendCode(0, code, 0);
-}
-
+/// The packet that reads an NV item, or writes one whose first byte is `first`.
 inline Bytes nvRead(std::uint16_t item) {
     Bytes packet(tessra::kNvPacketBytes);
     packet[0] = 0x26;
-    tessra::put16(packet, tessra::kNvItemOffset, item);
+    kernel::put16(packet.data() + tessra::kNvItemOffset, item);
     return packet;
 }
 
@@ -90,38 +103,81 @@ inline Bytes nvWrite(std::uint16_t item, std::uint8_t first) {
     return packet;
 }
 
-/// Runs `call` on a thread of its own, in an apartment of its own unless told otherwise.
-inline void onOtherThread(const std::function<void()>& call, bool inApartment = true) {
+inline void dispatchAll() {
+    window::Message message;
+    while (window::peek(message)) {
+        window::dispatch(message);
+    }
+}
+
+/// Runs `call` on a thread of its own, in an apartment of its own.
+inline void onOtherThread(const std::function<void()>& call) {
     std::thread([&] {
-        if (inApartment) {
-            const Apartment apartment;
-            call();
-        } else {
-            call();
-        }
+        const Apartment apartment;
+        call();
     }).join();
 }
 
-inline bool waitUntil(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
-}
+/// Every call that a client can make, of objects that belong to the calling thread's apartment.
+struct EveryCall {
+    Client client;
+    com::ComPtr<tessra::IPhonePort> phone = client.phone();
+    com::ComPtr<tessra::ISecurity> security = securityOf(phone);
+    com::ComPtr<tessra::IEventSubscription> events = partOf<tessra::IEventSubscription>(phone);
+    com::ComPtr<tessra::IClientRegistry> registry = created<tessra::IClientRegistry>(tessra::kClientRegistryClass);
+    com::ComPtr<tessra::IPortNameTranslator> translator;
+    /// What the calls hand out.
+    com::ComPtr<com::Unknown> object;
+    com::ComPtr<tessra::IPortNameTranslator> madeTranslator;
+    com::ComPtr<tessra::IPortCollection> madePorts;
+    com::ComPtr<tessra::IPhonePort> madePhone;
+    std::uint16_t word = 7;
+    std::uint32_t cookie = 7;
+    std::vector<std::uint16_t> numbers;
+    tessra::PortDescription port;
+    tessra::PhoneDescription description;
 
-/// COM1 with a phone that keeps nothing and is back 50 ms after a reset; COM2 without a phone.
-inline tessra::ServiceConfig twoPorts() {
-    tessra::ServiceConfig config;
-    config.ports.resize(2);
-    config.ports[0].name = "COM1";
-    config.ports[0].number = 1;
-    config.ports[0].phone.awayMs = 50;
-    config.ports[1].name = "COM2";
-    config.ports[1].number = 2;
-    config.ports[1].present = false;
-    return config;
-}
+    EveryCall() {
+        com::throwIfFailed(registry->setInterfaceVersion(tessra::kInterfaceVersion));
+        com::throwIfFailed(client.ports->translator(translator));
+    }
+    EveryCall(const EveryCall&) = delete;
+    EveryCall& operator=(const EveryCall&) = delete;
+
+    void forgetObjects() {
+        object.reset();
+        madeTranslator.reset();
+        madePorts.reset();
+        madePhone.reset();
+    }
+
+    using Call = tessra::Call;
+    const std::vector<std::pair<Call, std::function<com::Status()>>> rows{
+        {Call::kCreateServer, [&] { return com::createInstance(tessra::kServerClass, com::kAnyServer, object); }},
+        {Call::kSetVersion, [&] { return client.server->setInterfaceVersion(30000); }},
+        {Call::kCreateAgent,
+         [&] { return client.server->createAgent(tessra::kConfigurationAgentName, -1, word, object); }},
+        {Call::kReleaseAgent, [&] { return client.server->releaseAgent(client.agentHandle); }},
+        {Call::kPortCollection, [&] { return client.server->portCollection(madePorts); }},
+        {Call::kTranslator, [&] { return client.ports->translator(madeTranslator); }},
+        {Call::kPortNumber, [&] { return translator->portNumber("COM1", word); }},
+        {Call::kPortByNumber, [&] { return client.ports->portByNumber(1, madePhone); }},
+        {Call::kPortNumbers, [&] { return client.agent->portNumbers(numbers); }},
+        {Call::kCreateRegistry,
+         [&] { return com::createInstance(tessra::kClientRegistryClass, com::kAnyServer, object); }},
+        {Call::kRegisterClient, [&] { return registry->registerClient("", "", 1, 1, word); }},
+        {Call::kUnregisterClient, [&] { return registry->unregisterClient(1); }},
+        {Call::kDescribePort, [&] { return client.agent->describePort(1, port); }},
+        {Call::kDescribePhone, [&] { return client.agent->describePhone(1, description); }},
+        {Call::kSend, [&] { return send(phone, {0x00}).status; }},
+        {Call::kChangeMode, [&] { return phone->changeMode(4); }},
+        {Call::kLock, [&] { return phone->lock(1); }},
+        {Call::kUnlock, [&] { return phone->unlock(); }},
+        {Call::kMode, [&] { return phone->mode(word); }},
+        {Call::kState, [&] { return phone->state(word); }},
+        {Call::kSubObject, [&] { return phone->subObject(tessra::kSecuritySubObject, 0, object); }},
+        {Call::kSecurity, [&] { return security->sendCode(0, "000000", 0); }},
+        {Call::kSubscribe, [&] { return events->subscribe(nullptr, cookie); }},
+        {Call::kUnsubscribe, [&] { return events->unsubscribe(1); }},
+    };
+};

@@ -1,8 +1,7 @@
 #include "ServiceClient.h"
-#include "TestFiles.h"
-#include "platform/kernel/Trace.h"
 #include "platform/window/TopLevelWindow.h"
-#include "tessra/EventHub.h"
+#include "tests/support/ErrorLog.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
@@ -14,10 +13,17 @@ using testing::ElementsAre;
 
 namespace {
 
+// COM1 has a phone, COM2 has none.
 class ServiceTest : public testing::Test {
 protected:
+    static ServiceConfig config() {
+        ServiceConfig config = phonesOn({"COM1", "COM2"});
+        config.ports[1].present = false;
+        return config;
+    }
+
     Apartment apartment_;
-    std::optional<Service> service_{std::in_place, twoPorts()};
+    std::optional<HostedService> service_{std::in_place, config()};
 };
 
 struct Event {
@@ -26,13 +32,6 @@ struct Event {
     std::string data;
     friend bool operator==(const Event&, const Event&) = default;
 };
-
-void dispatchAll() {
-    window::Message message;
-    while (window::peek(message)) {
-        window::dispatch(message);
-    }
-}
 
 class Sink : public com::Implements<IEventSink> {
 public:
@@ -43,27 +42,22 @@ public:
         lastCounter = fourth;
         return com::kOk;
     }
-    /// Dispatches messages until so many events have come.
-    bool hears(std::size_t count) const {
-        return waitUntil([&] {
-            dispatchAll();
-            return events.size() >= count;
-        });
-    }
     const com::ApartmentId home = com::currentApartment();
     std::vector<Event> events;
     std::uint32_t lastCounter = 0;
+    ComPtr<IPhonePort> held; // something of the service
 };
 
-std::string failureOf(Status status) {
-    try {
-        com::raise(status);
-    } catch (const com::ComError& error) {
-        return error.source() + ": " + error.description();
-    }
-}
+// A subscription of `sink` to the events of the phone on COM1.
+struct Subscriber {
+    Subscriber() { com::throwIfFailed(events->subscribe(held, cookie)); }
 
-} // namespace
+    Sink* const sink = new Sink;
+    const ComPtr<IEventSink> held = ComPtr<IEventSink>::adopt(sink);
+    const ComPtr<IPhonePort> phone = Client().phone();
+    const ComPtr<IEventSubscription> events = partOf<IEventSubscription>(phone);
+    std::uint32_t cookie = 0;
+};
 
 TEST_F(ServiceTest, AClientFindsItsPhone) {
     const Client client;
@@ -72,11 +66,9 @@ TEST_F(ServiceTest, AClientFindsItsPhone) {
     EXPECT_THAT(numbers, ElementsAre(1, 2));
     PortDescription port;
     EXPECT_EQ(client.agent->describePort(1, port), com::kOk);
-    EXPECT_EQ(port.state, kPortWithPhone);
-    EXPECT_EQ(port.portName, "COM1");
+    EXPECT_EQ(port.portName + std::to_string(port.state), "COM12");
     EXPECT_EQ(client.agent->describePort(2, port), com::kOk);
-    EXPECT_EQ(port.state, 0);
-    EXPECT_EQ(port.portName, "COM2");
+    EXPECT_EQ(port.portName + std::to_string(port.state), "COM20");
     EXPECT_EQ(client.agent->describePort(3, port), com::kInvalidArgument);
 
     PhoneDescription phone;
@@ -94,8 +86,6 @@ TEST_F(ServiceTest, AClientFindsItsPhone) {
     EXPECT_EQ(translator->portNumber("COM2", number), com::kOk);
     EXPECT_EQ(number, 2);
     EXPECT_EQ(translator->portNumber("COM7", number), com::kFail);
-    EXPECT_EQ(failureOf(com::kFail), "Tessra: The service has no port named 'COM7'.");
-
     ComPtr<IPhonePort> none;
     EXPECT_EQ(client.ports->portByNumber(2, none), kPhoneNotPresent);
     EXPECT_EQ(client.ports->portByNumber(3, none), com::kInvalidArgument);
@@ -104,15 +94,11 @@ TEST_F(ServiceTest, AClientFindsItsPhone) {
 }
 
 TEST_F(ServiceTest, RootObjectsWaitForTheVersion) {
-    ComPtr<com::Unknown> created;
-    ComPtr<IServer> server;
-    ASSERT_EQ(com::createInstance(kServerClass, com::kAnyServer, created), com::kOk);
-    ASSERT_EQ(created.query(server), com::kOk);
+    const auto server = created<IServer>(kServerClass);
     std::uint16_t handle = 1;
     ComPtr<com::Unknown> agent;
     ComPtr<IPortCollection> ports;
     EXPECT_EQ(server->createAgent(kConfigurationAgentName, -1, handle, agent), com::kUnexpected);
-    EXPECT_EQ(server->portCollection(ports), com::kUnexpected);
     EXPECT_EQ(server->setInterfaceVersion(29999), com::kInvalidArgument);
     EXPECT_EQ(server->portCollection(ports), com::kUnexpected);
     EXPECT_EQ(server->setInterfaceVersion(30000), com::kOk);
@@ -121,17 +107,15 @@ TEST_F(ServiceTest, RootObjectsWaitForTheVersion) {
 }
 
 TEST_F(ServiceTest, SendRefusesWhatItCannotCarry) {
-    const Client client;
-    const auto phone = client.phone();
-    struct Row {
+    const auto phone = Client().phone();
+    const struct {
         const char* name;
         Bytes request;
         std::uint16_t capacity;
         std::uint32_t timeoutMs;
         Status status;
         std::size_t answerBytes;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"a version request", {0x00}, 55, 2000, com::kOk, 55},
         {"a buffer one byte short", {0x00}, 54, 2000, kPacketTooLong, 0},
         {"the longest packet", Bytes(256, 0x3B), 256, 2000, com::kOk, 256},
@@ -140,22 +124,14 @@ TEST_F(ServiceTest, SendRefusesWhatItCannotCarry) {
         {"an unknown command", {0x77}, 55, 2000, kBadPhoneResponse, 0},
         {"no packet", {}, 55, 2000, kBadPhoneResponse, 0},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         const Answer answer = send(phone, row.request, row.capacity, row.timeoutMs);
         EXPECT_EQ(answer.status, row.status) << row.name;
         EXPECT_EQ(answer.bytes.size(), row.answerBytes) << row.name;
     }
-    EXPECT_EQ(service_->port("COM1").sentPackets(), (std::vector<Bytes>{{0x00}, {0x00}, Bytes(256, 0x3B), {0x77}, {}}));
-    for (std::size_t i = 0; i < Port::kLoggedPackets + 3; ++i) {
-        send(phone, {0x3B, static_cast<std::uint8_t>(i)});
-    }
-    EXPECT_EQ(service_->port("COM1").sentPackets().size(), Port::kLoggedPackets);
-    EXPECT_EQ(service_->port("COM1").sentPackets().front(), (Bytes{0x3B, 3}));
-
-    ComPtr<ISyncSend> sync;
-    ASSERT_EQ(phone.query(sync), com::kOk);
+    EXPECT_EQ(service_->sentPackets("COM1"), (std::vector<Bytes>{{0x00}, {0x00}, Bytes(256, 0x3B), {0x77}, {}}));
     std::uint16_t length = 4;
-    EXPECT_EQ(sync->sendSync(1, nullptr, 1, 0, 1, length, nullptr), com::kPointer);
+    EXPECT_EQ(partOf<ISyncSend>(phone)->sendSync(1, nullptr, 1, 0, 1, length, nullptr), com::kPointer);
     EXPECT_EQ(length, 0);
 }
 
@@ -167,61 +143,22 @@ TEST_F(ServiceTest, ModesAndCodes) {
     EXPECT_EQ(phone->changeMode(4), com::kOk);
     EXPECT_EQ(phone->mode(mode), com::kOk);
     EXPECT_EQ(mode, 4);
-    EXPECT_EQ(sendCode(phone, "111111"), com::kAccessDenied);
-    EXPECT_EQ(sendCode(phone, "a long text that is no code"), com::kAccessDenied);
-    EXPECT_EQ(sendCode(phone, "000000"), com::kOk);
-    ComPtr<com::Unknown> other;
-    EXPECT_EQ(phone->subObject(11, 0, other), com::kInvalidArgument);
+    const auto security = securityOf(phone);
+    EXPECT_EQ(security->sendCode(0, "111111", 0), com::kAccessDenied);
+    EXPECT_EQ(security->sendCode(0, "a long text that is no code", 0), com::kAccessDenied);
+    EXPECT_EQ(security->sendCode(0, "000000", 0), com::kOk);
 
     for (const PhoneMode loader : {PhoneMode::kDownload, PhoneMode::kStreamDownload}) {
-        ASSERT_EQ(service_->port("COM1").setMode(loader), com::kOk);
-        EXPECT_EQ(phone->mode(mode), com::kOk);
-        EXPECT_EQ(mode, static_cast<std::uint16_t>(loader));
+        ASSERT_EQ(service_->setMode("COM1", loader), com::kOk);
         EXPECT_EQ(send(phone, {0x00}).status, kBadPhoneMode);
-        EXPECT_EQ(sendCode(phone, "000000"), kBadPhoneMode);
+        EXPECT_EQ(security->sendCode(0, "000000", 0), kBadPhoneMode);
         PhoneDescription description;
         EXPECT_EQ(client.agent->describePhone(1, description), com::kOk);
         EXPECT_EQ(description.mode, loader);
         EXPECT_FALSE(description.answering);
     }
     EXPECT_EQ(phone->changeMode(5), com::kOk) << "a phone in its loader can be reset";
-}
-
-TEST_F(ServiceTest, APhoneThatLeavesAndReturns) {
-    const Client client;
-    const auto phone = client.phone();
-    std::uint16_t state = 0;
-    PortDescription port;
-    service_->port("COM1").setPresent(false);
-    EXPECT_EQ(phone->state(state), com::kOk);
-    EXPECT_NE(state, 5);
-    EXPECT_EQ(send(phone, {0x00}).status, kPhoneNotPresent);
-    EXPECT_EQ(phone->changeMode(4), kPhoneNotPresent);
-    service_->port("COM1").setPresent(true);
-    EXPECT_EQ(send(phone, {0x00}).status, com::kOk);
-    service_->port("COM1").overrideState(3);
-    EXPECT_EQ(phone->state(state), com::kOk);
-    EXPECT_EQ(state, 3);
-    service_->port("COM1").overrideState(std::nullopt);
-
-    ASSERT_EQ(phone->changeMode(4), com::kOk);
-    ASSERT_EQ(phone->changeMode(5), com::kOk);
-    EXPECT_TRUE(waitUntil([&] { return phone->state(state) == com::kOk && state == 5; }));
-    std::uint16_t mode = 0;
-    EXPECT_EQ(phone->mode(mode), com::kOk);
-    EXPECT_EQ(mode, 1);
-    PhoneDescription description;
-    EXPECT_EQ(client.agent->describePhone(1, description), com::kOk);
-    EXPECT_EQ(description.answeredCount, 1U) << "counted from the phone's return";
-
-    ServiceConfig config = twoPorts();
-    config.ports[0].phone.awayMs = -1;
-    service_.emplace(config);
-    const Client other;
-    ASSERT_EQ(other.phone()->changeMode(5), com::kOk);
-    EXPECT_EQ(other.agent->describePort(1, port), com::kOk);
-    EXPECT_EQ(port.state, 0);
-    EXPECT_EQ(other.agent->describePhone(1, description), kPhoneNotPresent);
+    EXPECT_EQ(phone->changeMode(5), kPhoneNotPresent) << "it has left";
 }
 
 TEST_F(ServiceTest, ALockBelongsToOneClient) {
@@ -232,10 +169,9 @@ TEST_F(ServiceTest, ALockBelongsToOneClient) {
     EXPECT_EQ(first->lock(1), com::kOk);
     EXPECT_EQ(first->lock(1), com::kOk);
     EXPECT_EQ(send(first, {0x00}).status, com::kOk);
-    EXPECT_EQ(sendCode(first, "000000"), com::kOk);
     EXPECT_EQ(send(second, {0x00}).status, kLockedForExclusiveUse);
     EXPECT_EQ(second->changeMode(4), kLockedForExclusiveUse);
-    EXPECT_EQ(sendCode(second, "000000"), kLockedForExclusiveUse);
+    EXPECT_EQ(securityOf(second)->sendCode(0, "000000", 0), kLockedForExclusiveUse);
     EXPECT_EQ(second->lock(1), kLockedForExclusiveUse);
     EXPECT_EQ(second->unlock(), kUnlockByOther);
     EXPECT_EQ(first->unlock(), com::kOk);
@@ -245,73 +181,32 @@ TEST_F(ServiceTest, ALockBelongsToOneClient) {
     EXPECT_EQ(second->lock(1), com::kOk) << "the lock outlives its client";
 }
 
-TEST_F(ServiceTest, ObjectsBelongToTheirApartment) {
-    const Client client;
-    const auto phone = client.phone();
-    ComPtr<com::Unknown> security;
-    ASSERT_EQ(phone->subObject(kSecuritySubObject, 0, security), com::kOk);
-    ComPtr<IPortNameTranslator> translator;
-    ASSERT_EQ(client.ports->translator(translator), com::kOk);
-    ComPtr<com::Unknown> registry;
-    ASSERT_EQ(com::createInstance(kClientRegistryClass, com::kLocalServer, registry), com::kOk);
-    const auto expectAll = [&](Status expected) {
-        std::uint16_t word = 7;
-        std::vector<std::uint16_t> words;
-        PortDescription port;
-        PhoneDescription description;
-        ComPtr<com::Unknown> object;
-        ComPtr<IPortNameTranslator> other;
-        ComPtr<IPhonePort> otherPhone;
-        ComPtr<IPortCollection> ports;
-        ComPtr<IEventSubscription> events;
-        ComPtr<ISecurity> code;
-        ComPtr<IClientRegistry> clients;
-        std::uint32_t cookie = 7;
-        ASSERT_EQ(phone.query(events), com::kOk);
-        ASSERT_EQ(security.query(code), com::kOk);
-        ASSERT_EQ(registry.query(clients), com::kOk);
-        const std::pair<const char*, Status> answers[] = {
-            {"setInterfaceVersion", client.server->setInterfaceVersion(30000)},
-            {"createAgent", client.server->createAgent(kConfigurationAgentName, -1, word, object)},
-            {"releaseAgent", client.server->releaseAgent(1)},
-            {"portCollection", client.server->portCollection(ports)},
-            {"translator", client.ports->translator(other)},
-            {"portByNumber", client.ports->portByNumber(1, otherPhone)},
-            {"portNumber", translator->portNumber("COM1", word)},
-            {"portNumbers", client.agent->portNumbers(words)},
-            {"describePort", client.agent->describePort(1, port)},
-            {"describePhone", client.agent->describePhone(1, description)},
-            {"changeMode", phone->changeMode(4)},
-            {"lock", phone->lock(1)},
-            {"unlock", phone->unlock()},
-            {"mode", phone->mode(word)},
-            {"state", phone->state(word)},
-            {"subObject", phone->subObject(kSecuritySubObject, 0, object)},
-            {"sendSync", send(phone, {0x00}).status},
-            {"sendCode", code->sendCode(0, "000000", 0)},
-            {"subscribe", events->subscribe(nullptr, cookie)},
-            {"unsubscribe", events->unsubscribe(1)},
-            {"registry", clients->setInterfaceVersion(30000)},
+TEST_F(ServiceTest, ObjectsBelongToTheirApartmentAndEndWithTheService) {
+    for (const bool isWrapped : {true, false}) {
+        service_.reset();
+        std::optional<ServiceHost> host;
+        isWrapped ? (void)service_.emplace(config()) : (void)host.emplace(phonesOn({"COM1"}));
+        EveryCall calls;
+        const auto expectAll = [&](Status expected) {
+            for (const auto& [call, make] : calls.rows) {
+                const bool hasFactory = call == Call::kCreateServer || call == Call::kCreateRegistry;
+                EXPECT_TRUE(hasFactory || make() == expected) << nameOf(call);
+            }
+            EXPECT_EQ(calls.word, 0) << "a failed call leaves its output zero";
+            EXPECT_EQ(calls.cookie, 0U);
         };
-        for (const auto& [name, status] : answers) {
-            EXPECT_EQ(status, expected) << name;
-        }
-        EXPECT_EQ(word, 0) << "a failed call leaves its output zero";
-        EXPECT_EQ(cookie, 0U);
-    };
-    onOtherThread([&] { expectAll(com::kWrongThread); });
-    onOtherThread([&] { expectAll(com::kNotInitialized); }, false);
-    service_.reset();
-    expectAll(com::kDisconnected);
-    ComPtr<com::Unknown> created;
-    EXPECT_EQ(com::createInstance(kServerClass, com::kAnyServer, created), com::kClassNotRegistered);
+        onOtherThread([&] { expectAll(com::kWrongThread); });
+        std::thread([&] { expectAll(com::kNotInitialized); }).join();
+        service_.reset();
+        host.reset();
+        expectAll(com::kDisconnected);
+        ComPtr<com::Unknown> object;
+        EXPECT_EQ(com::createInstance(kServerClass, com::kAnyServer, object), com::kClassNotRegistered);
+    }
 }
 
 TEST_F(ServiceTest, RegisteredClientsAreListed) {
-    ComPtr<com::Unknown> created;
-    ComPtr<IClientRegistry> registry;
-    ASSERT_EQ(com::createInstance(kClientRegistryClass, com::kLocalServer | com::kRemoteServer, created), com::kOk);
-    ASSERT_EQ(created.query(registry), com::kOk);
+    const auto registry = created<IClientRegistry>(kClientRegistryClass);
     std::uint16_t first = 0;
     std::uint16_t second = 0;
     EXPECT_EQ(registry->registerClient("A", "pc", 11, 1, first), com::kUnexpected);
@@ -321,10 +216,9 @@ TEST_F(ServiceTest, RegisteredClientsAreListed) {
     EXPECT_EQ(registry->unregisterClient(first), com::kOk);
     EXPECT_EQ(registry->unregisterClient(first), com::kInvalidArgument);
     ASSERT_EQ(service_->clients().size(), 1U);
-    EXPECT_EQ(service_->clients()[0].handle, second);
-    EXPECT_EQ(service_->clients()[0].clientName, "B");
-    EXPECT_EQ(service_->clients()[0].machineName, "pc");
-    EXPECT_EQ(service_->clients()[0].processId, 12U);
+    const RegisteredClient client = service_->clients()[0];
+    EXPECT_EQ(client.handle, second);
+    EXPECT_EQ(client.clientName + client.machineName + std::to_string(client.processId), "Bpc12");
     EXPECT_TRUE(window::findWindow(kTaskWindowClass));
     service_.reset();
     EXPECT_FALSE(window::findWindow(kTaskWindowClass));
@@ -332,144 +226,145 @@ TEST_F(ServiceTest, RegisteredClientsAreListed) {
 
 TEST_F(ServiceTest, WrittenItemsLastAndOneServiceHoldsAMemory) {
     const TemporaryFolder folder;
-    ServiceConfig config = twoPorts();
-    config.ports[0].memory = folder / "m";
-    config.taskWindow = false;
-    std::string log;
-    kernel::setErrorLog([&](std::string_view text) { log += text; });
-    service_.emplace(config);
-    {
-        const auto phone = Client().phone();
-        EXPECT_EQ(send(phone, nvWrite(500, 0x5A)).status, com::kOk);
-        ServiceConfig other = config;
-        other.ports[0].name = "COM9";
-        other.ports[0].number = 9;
-        const Service second(other); // hides the first in the class table
-        const Client client;
-        PortDescription port;
-        EXPECT_EQ(client.agent->describePort(9, port), com::kOk);
-        EXPECT_EQ(port.state, 1);
-        EXPECT_THAT(log, testing::HasSubstr("another program uses this phone memory"));
-        log.clear();
-        service_.reset();
-        EXPECT_EQ(client.agent->describePort(9, port), com::kOk);
-        EXPECT_EQ(port.state, kPortWithPhone) << "the lock is tried again";
-        EXPECT_EQ(log, "");
-        EXPECT_EQ(send(client.phone(9), nvRead(500)).bytes[kNvDataOffset], 0x5A);
-    }
-    writeText(folder / "m", "rubbish\n");
-    service_.emplace(config);
+    ServiceConfig first = phonesOn({"COM1"});
+    first.ports[0].memory = folder / "m";
+    ServiceConfig second = phonesOn({"COM9"});
+    second.ports[0].memory = folder / "m";
+    const ErrorLog log;
+    service_.emplace(first);
+    const auto phone = Client().phone();
+    EXPECT_EQ(send(phone, nvWrite(500, 0x5A)).status, com::kOk);
+    const HostedService other(second); // hides the first in the class table
+    const Client client;
     PortDescription port;
-    EXPECT_EQ(Client().agent->describePort(1, port), com::kOk);
-    EXPECT_NE(port.state, kPortWithPhone);
-    EXPECT_THAT(log, testing::HasSubstr("m:1: the item number 'rubbish'"));
+    EXPECT_EQ(client.agent->describePort(9, port), com::kOk);
+    EXPECT_EQ(port.state, 1);
+    EXPECT_TRUE(log.contains("another program uses this phone memory"));
     service_.reset();
-    kernel::setErrorLog({});
-    EXPECT_EQ(readText(folder / "m"), "rubbish\n");
+    EXPECT_EQ(client.agent->describePort(9, port), com::kOk);
+    EXPECT_EQ(port.state, kPortWithPhone) << "the memory stays locked, or is not tried again";
+    EXPECT_EQ(send(client.phone(9), nvRead(500)).bytes[kNvDataOffset], 0x5A);
 }
 
-TEST_F(ServiceTest, EventsArriveInTheSubscribersApartmentUntilItUnsubscribes) {
-    const Client client;
-    const auto phone = client.phone();
-    ComPtr<IEventSubscription> events;
-    ASSERT_EQ(phone.query(events), com::kOk);
-    auto* const sink = new Sink;
-    const auto held = ComPtr<IEventSink>::adopt(sink);
+TEST_F(ServiceTest, EventsArriveInTheSubscribersApartment) {
+    Subscriber own;
+    Sink& sink = *own.sink;
     std::uint32_t cookie = 0;
-    EXPECT_EQ(events->subscribe(nullptr, cookie), com::kPointer);
-    ASSERT_EQ(events->subscribe(held, cookie), com::kOk);
-    EXPECT_NE(cookie, 0U);
+    EXPECT_EQ(own.events->subscribe(nullptr, cookie), com::kPointer);
     onOtherThread([&] {
-        const auto other = Client().phone();
+        const Client client;
+        const auto other = client.phone();
         other->changeMode(4);
         send(other, {0x3B, 7});
-        sendCode(other, "000000");
+        securityOf(other)->sendCode(0, "000000", 0);
         send(other, {0x41, '0', '0'}); // the phone refuses it and repeats it
         PhoneDescription description;
-        Client().agent->describePhone(1, description);
-        service_->port("COM1").setPresent(false);
-        service_->port("COM1").setPresent(true);
+        client.agent->describePhone(1, description);
+        service_->setPresent("COM1", false);
+        service_->setPresent("COM1", true);
     });
-    EXPECT_TRUE(sink->events.empty()) << "delivered on another thread than the subscriber's";
-    EXPECT_TRUE(sink->hears(8));
-    const std::string version(sink->events.at(5).data);
+    EXPECT_TRUE(sink.events.empty()) << "delivered on another thread than the subscriber's";
+    dispatchAll();
+    ASSERT_EQ(sink.events.size(), 8U);
+    const std::string version(sink.events.at(5).data);
     EXPECT_EQ(version.size(), kVersionAnswerBytes);
-    EXPECT_THAT(sink->events,
-                ElementsAre(Event{4, 0x29, std::string("\x29\x04\0", 3)}, Event{3, 4, "COM1"},
-                            Event{4, 0x3B, "\x3B\x07"}, Event{4, 0x41, "\x41\x01"}, Event{4, 0x41, "\x15"},
-                            Event{4, 0, version}, Event{2, 4, "COM1"}, Event{1, 1, "COM1"}));
-    sink->events.clear();
-    send(phone, {0x3B});
-    EXPECT_EQ(events->unsubscribe(cookie), com::kOk);
-    EXPECT_EQ(events->unsubscribe(cookie), com::kInvalidArgument);
-    dispatchAll();
-    EXPECT_TRUE(sink->events.empty()) << "delivered after unsubscribe";
-    EXPECT_EQ(sink->addRef(), 2U) << "the service still holds the sink";
-    sink->release();
-
-    ASSERT_EQ(events->subscribe(held, cookie), com::kOk);
-    send(phone, {0x3B});
-    service_.reset();
-    dispatchAll();
-    EXPECT_TRUE(sink->events.empty()) << "delivered after the service's end";
-    EXPECT_EQ(events->unsubscribe(cookie), com::kDisconnected);
-    EXPECT_EQ(sink->addRef(), 2U) << "a service that has ended still holds the sink";
-    sink->release();
+    EXPECT_THAT(sink.events, ElementsAre(Event{4, 0x29, std::string("\x29\x04\0", 3)}, Event{3, 4, "COM1"},
+                                         Event{4, 0x3B, "\x3B\x07"}, Event{4, 0x41, "\x41\x01"}, Event{4, 0x41, "\x15"},
+                                         Event{4, 0, version}, Event{2, 4, "COM1"}, Event{1, 1, "COM1"}));
 }
 
-TEST_F(ServiceTest, ASubscriberThatDoesNotListenMissesTheLatestEventsAlone) {
-    std::string log;
-    kernel::setErrorLog([&](std::string_view text) { log += text; });
-    const auto phone = Client().phone();
-    ComPtr<IEventSubscription> events;
-    ASSERT_EQ(phone.query(events), com::kOk);
-    auto* const sink = new Sink;
-    const auto held = ComPtr<IEventSink>::adopt(sink);
+TEST_F(ServiceTest, NothingIsHeardAfterTheEndOfASubscriptionOrOfTheService) {
+    const Subscriber own;
+    send(own.phone, {0x3B});
+    EXPECT_EQ(own.events->unsubscribe(own.cookie), com::kOk);
+    EXPECT_EQ(own.events->unsubscribe(own.cookie), com::kInvalidArgument);
+    EXPECT_EQ(own.sink->addRef(), 2U) << "the service still holds the sink";
+    own.sink->release();
+
     std::uint32_t cookie = 0;
-    ASSERT_EQ(events->subscribe(held, cookie), com::kOk);
-    for (std::uint32_t i = 0; i < EventHub::kMostOnTheWay + 10; ++i) {
-        send(phone, {0x3B});
+    ASSERT_EQ(own.events->subscribe(own.held, cookie), com::kOk);
+    send(own.phone, {0x3B});
+    service_.reset();
+    dispatchAll();
+    EXPECT_TRUE(own.sink->events.empty());
+    EXPECT_EQ(own.events->unsubscribe(cookie), com::kDisconnected);
+    EXPECT_EQ(own.sink->addRef(), 2U) << "a service that has ended still holds the sink";
+    own.sink->release();
+}
+
+TEST_F(ServiceTest, ASubscriberThatKeepsUpMissesNothing) {
+    const ErrorLog log;
+    const Subscriber own;
+    constexpr std::uint32_t kBatch = EventHub::kMostWaiting - 96;
+    for (std::uint32_t batch = 1; batch <= 10; ++batch) {
+        for (std::uint32_t i = 0; i < kBatch; ++i) {
+            send(own.phone, {0x3B});
+        }
+        dispatchAll();
+        ASSERT_EQ(own.sink->lastCounter, batch * kBatch);
+        ASSERT_EQ(own.sink->events.size(), batch * kBatch);
     }
-    EXPECT_TRUE(sink->hears(EventHub::kMostOnTheWay));
-    send(phone, {0x3B, 1});
-    EXPECT_TRUE(sink->hears(EventHub::kMostOnTheWay + 1));
-    EXPECT_EQ(sink->events.size(), EventHub::kMostOnTheWay + 1) << "what waits for a subscriber has no bound";
-    EXPECT_EQ(sink->events.back(), (Event{4, 0x3B, "\x3B\x01"}));
-    EXPECT_EQ(sink->lastCounter, EventHub::kMostOnTheWay + 11) << "the counter does not show the gap";
-    EXPECT_EQ(log, "Tessra: a subscriber does not hear its events in time and misses some.");
-    EXPECT_EQ(events->unsubscribe(cookie), com::kOk);
-    kernel::setErrorLog({});
+    EXPECT_EQ(log.text(), "");
+
+    for (std::uint32_t i = 0; i < EventHub::kMostWaiting + 10; ++i) {
+        send(own.phone, {0x3B});
+    }
+    dispatchAll();
+    EXPECT_EQ(own.sink->events.size(), 10 * kBatch + EventHub::kMostWaiting) << "what waits for it has no bound";
+    send(own.phone, {0x3B, 1});
+    dispatchAll();
+    EXPECT_EQ(own.sink->events.back(), (Event{4, 0x3B, "\x3B\x01"}));
+    EXPECT_EQ(own.sink->lastCounter, 10 * kBatch + EventHub::kMostWaiting + 11) << "the counter does not show the gap";
+    EXPECT_EQ(log.text(), "Tessra: a subscriber does not hear its events in time and misses some.\n");
+}
+
+// The last reference to the sink is the service's, and the sink holds an object that asks the port for something when
+// it goes. The service must not wait for itself.
+TEST_F(ServiceTest, ASinkMayTakeObjectsOfTheServiceWithIt) {
+    for (const bool unsubscribes : {true, false}) {
+        auto phone = Client().phone();
+        std::uint32_t cookie = 0;
+        {
+            auto* const sink = new Sink;
+            const auto held = ComPtr<IEventSink>::adopt(sink);
+            sink->held = Client().phone();
+            ASSERT_EQ(sink->held->lock(1), com::kOk);
+            ASSERT_EQ(partOf<IEventSubscription>(phone)->subscribe(held, cookie), com::kOk);
+        }
+        if (unsubscribes) {
+            EXPECT_EQ(partOf<IEventSubscription>(phone)->unsubscribe(cookie), com::kOk);
+        }
+        phone.reset();
+        EXPECT_EQ(Client().phone()->lock(1), com::kOk) << "the sink's client is still there";
+    }
 }
 
 TEST_F(ServiceTest, TheServiceEndsUnderItsClients) {
     std::atomic<int> working = 0;
     std::vector<std::thread> clients;
-    for (int i = 0; i < 2; ++i) {
-        clients.emplace_back([&, i] {
+    for (std::uint16_t number = 0; number < 2; ++number) {
+        clients.emplace_back([&working, number] {
             const Apartment apartment;
-            const auto phone = Client().phone();
-            ComPtr<IEventSubscription> events;
-            std::uint32_t cookie = 0;
-            EXPECT_EQ(phone.query(events), com::kOk);
-            EXPECT_EQ(events->subscribe(com::makeObject<IEventSink, Sink>(), cookie), com::kOk);
+            const Subscriber own;
             ++working;
             for (;;) {
-                const auto number = static_cast<std::uint16_t>(i);
-                const Answer written = send(phone, nvWrite(number, 0x11));
+                const Answer written = send(own.phone, nvWrite(number, 0x11));
                 if (written.status == com::kDisconnected) {
                     break;
                 }
-                const Answer read = send(phone, nvRead(number));
-                EXPECT_TRUE(read.status == com::kDisconnected || read.bytes.at(kNvDataOffset) == 0x11);
+                const Answer read = send(own.phone, nvRead(number));
+                EXPECT_TRUE(com::failed(read.status) || read.bytes.at(kNvDataOffset) == 0x11);
                 dispatchAll();
             }
             dispatchAll();
         });
     }
-    EXPECT_TRUE(waitUntil([&] { return working == 2 && service_->port("COM1").faults().count(Call::kSend) > 100; }));
-    service_->port("COM1").faults().add({.call = Call::kSend, .firstCall = 50, .delayMs = 1000000});
+    EXPECT_TRUE(eventually([&] { return working == 2 && service_->faults("COM1").count(Call::kSend) > 100; }));
+    service_->faults("COM1").add({.call = Call::kSend, .firstCall = 50, .delayMs = 1000000});
     service_.reset(); // also out of the middle of a delay
     for (std::thread& client : clients) {
         client.join();
     }
 }
+
+} // namespace

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/com/ClassTable.h"
+#include "platform/window/TopLevelWindow.h"
+#include "tessra/Service.h"
+#include "tessra/host/ServiceConfig.h"
+#include "tessra/simulator/FaultyObjects.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tessra {
+
+/// The phone service as a configuration describes it, hosted in this process for as long as this object lives:
+/// kServerClass and kClientRegistryClass are in the class table (in-process and local contexts), and a window of class
+/// kTaskWindowClass exists if the configuration wants it. The program owns it; any thread may call it. When it goes,
+/// the phones' memories are closed, and the objects that clients still hold answer com::kDisconnected.
+class ServiceHost {
+public:
+    /// Whether the service is wrapped so that its calls and phones can be told to misbehave.
+    enum class Wrapping : std::uint8_t { kWhereConfigured, kAlways };
+
+    /// A port whose phone can't be had (its memory is wrong, or in use) is there without it; the error log says why.
+    /// std::invalid_argument for a configuration with a rule that has a faultProblem().
+    explicit ServiceHost(const ServiceConfig& config, Wrapping wrapping = Wrapping::kWhereConfigured);
+    ~ServiceHost();
+    ServiceHost(const ServiceHost&) = delete;
+    ServiceHost& operator=(const ServiceHost&) = delete;
+
+    /// The registered clients, by ascending handle.
+    std::vector<RegisteredClient> clients() const { return service_->clients(); }
+
+    /// What can be told to misbehave, of a service that is wrapped: the calls that belong to no port, and the phone on
+    /// the port of this name. std::logic_error where there is no such thing.
+    FaultGate& faults();
+    FaultyLink& phone(const std::string& portName);
+
+private:
+    std::shared_ptr<ServiceFaults> faults_; ///< null: the service is not wrapped
+    std::shared_ptr<Service> service_;
+    std::optional<com::ClassRegistration> server_;
+    std::optional<com::ClassRegistration> registry_;
+    std::optional<window::TopLevelWindow> taskWindow_;
+};
+
+} // namespace tessra

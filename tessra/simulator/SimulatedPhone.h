@@ -1,0 +1,52 @@
+#pragma once
+
+#include "tessra/PhoneLink.h"
+#include "tessra/simulator/PhoneModel.h"
+
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace tessra {
+
+/// A phone in this process, with its memory. Where the memory is in use elsewhere, look() tries again each time; a
+/// memory file with a wrong line leaves the port without a phone for good. Both are logged once. A thread of the link
+/// watches for the moments at which a phone that is reset leaves and returns.
+class SimulatedPhone final : public PhoneLink {
+public:
+    /// `name` is the port's, for the log. `memory` and `initial` as NvMemoryFile takes them.
+    SimulatedPhone(std::string name, PhoneSetup setup, std::filesystem::path memory, std::filesystem::path initial);
+    ~SimulatedPhone() override { close(); }
+
+    void start(std::function<void()> changed) override;
+    void close() override;
+    PhoneView look() override;
+    Status exchange(std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
+                    std::vector<std::uint8_t>& answer) override;
+    /// Takes the phone off its supply and puts it back.
+    void restart();
+
+private:
+    void watch(const std::function<void()>& changed);
+    void openMemory();
+    void report(const std::string& problem);
+
+    const std::string name_;
+    const PhoneSetup setup_;
+    const std::filesystem::path memoryPath_;
+    const std::filesystem::path initialPath_;
+
+    std::mutex lock_; ///< guards all that follows
+    std::condition_variable changeIsNear_;
+    bool closed_ = false;
+    bool isMemoryWrong_ = false; ///< and stays so
+    std::string reported_;
+    std::optional<NvMemoryFile> memory_;
+    std::optional<PhoneModel> phone_;
+    std::thread watcher_;
+};
+
+} // namespace tessra

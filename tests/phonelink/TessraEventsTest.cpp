@@ -147,15 +147,17 @@ TEST_F(SessionEvents, FiltersAndThrowersDecideForTheirOwnListenerAlone) {
 
 TEST_F(SessionEvents, AListenerThatRegistersOrRemovesIsRefusedInsteadOfWaitingForItself) {
     std::string removal, registration;
+    kernel::ManualResetEvent done;
     Recorder other;
     Recorder listener([&] {
         registration = add(other);
         removal = messageOf([&] { session->removeEventListener(&other); });
+        done.set();
     });
+    const SessionEnd end{session};
     add(listener);
     service->setPresent("COM1", false);
-    ASSERT_TRUE(listener.hears(1));
-    session.reset();
+    ASSERT_EQ(done.wait(kPatienceMs), kernel::WaitResult::kSignalled);
     EXPECT_EQ(removal, "TessraEvents::removeEventListener - Neither a listener nor the COM worker can do this.");
     EXPECT_EQ(registration, "TessraEvents::addEventListener - Neither a listener nor the COM worker can do this.");
 }

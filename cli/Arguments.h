@@ -32,7 +32,7 @@ struct Arguments {
 };
 
 /// The arguments of the command line, or the exit status with which to end: after a request for help 0, and 2 after
-/// wrong usage. What there is to say has been printed then.
+/// wrong usage. Help and complaint have been printed then.
 struct ParsedArguments {
     std::optional<Arguments> arguments;
     int exitStatus = 0;

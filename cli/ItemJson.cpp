@@ -20,7 +20,7 @@ struct Place {
         throw std::runtime_error(source + ": " + (item.empty() ? "" : item + ": ") + reason);
     }
 
-    /// Runs `step`; what the catalog refuses in it is refused here, with the place.
+    /// Runs `step`, and puts the place in front of a refusal in it.
     template <class Step>
     auto refusing(Step step) const {
         try {
@@ -125,7 +125,7 @@ std::string itemsToJson(std::span<const NvItem> items) {
                         {"access", item.getAccess()},
                         {"fields", std::move(fields)}});
     }
-    // A ring is plain bytes: what is no UTF-8 in it is shown as a replacement character instead of ending the export.
+    // A ring is plain bytes: a byte that is no UTF-8 becomes a replacement character instead of ending the export.
     return Json{{"items", std::move(list)}}.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

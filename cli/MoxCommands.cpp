@@ -15,7 +15,7 @@
 
 namespace {
 
-/// So many numbers are named one by one where they are missing.
+/// More numbers than these are counted instead of named.
 constexpr std::size_t kMaxNamedNumbers = 20;
 
 /// Runs `step`. What is refused in it is refused with the file's path in front.

@@ -4,7 +4,8 @@
 #include <string>
 
 /// One line on standard error that shows how far a long piece of work has got. Shows nothing where standard error is no
-/// terminal. Redrawn at most 20 times a second, so that it costs nothing; the line is gone when the object is.
+/// terminal. Redrawn at most 20 times a second, so that it costs nothing; the object takes the line away when it is
+/// destroyed.
 class ProgressBar {
 public:
     ProgressBar();

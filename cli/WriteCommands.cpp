@@ -93,7 +93,7 @@ void sendAccessCode(Calvane& catalog, const Arguments& arguments) {
     }
 }
 
-/// Writes items one by one and keeps account of them, so that it can be told how far a write got.
+/// Writes items one by one, and reports how far it got.
 class ItemWriter {
 public:
     ItemWriter(Calvane& catalog, const Arguments& arguments) : catalog_(catalog), arguments_(arguments) {}

@@ -6,7 +6,7 @@
 #include <iostream>
 
 int main(int argc, char** argv) {
-    // A reader that goes away and a file that may not grow are failures of a write like any other, to be told.
+    // A reader that closes its pipe and a file that may not grow are failures of a write, to be reported as such.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     try {

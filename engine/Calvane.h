@@ -154,6 +154,6 @@ private:
     /// empties them empties loaded_ first.
     ItemMap supported_;
     ItemMap unsupported_;
-    /// The items that hold data, by number: a write of them goes in ascending order, as a read does.
+    /// The items that hold data, by number: a write of them is in ascending order, as a read is.
     std::map<std::uint16_t, NvItem*> loaded_;
 };

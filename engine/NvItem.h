@@ -23,11 +23,6 @@ struct ItemLayout;
 ///
 /// Data block: the sub-fields one after the other in the order of the ring from byte 0 on, without padding, each
 /// little-endian. Bytes after the last sub-field belong to none.
-///
-/// What an item stores of its values is only what cannot be made again. The texts after a raw setData() are a function
-/// of the data bytes, so they are made when getSubItems() asks for them; the texts after a text setData() are the
-/// fields as they were typed (" -1", "007"), which the bytes do not tell, so they are kept. A catalog of 65,536 items
-/// is copied into vectors and cleared again without touching a text.
 class NvItem {
 public:
     using SubItem = ::SubItem;
@@ -92,7 +87,7 @@ private:
 public:
     virtual ~NvItem() = default;
 
-    /// What getSubItems() tells about the layout alone, without making its texts.
+    /// Number and types of the sub-fields; unlike getSubItems(), these make no texts.
     virtual std::size_t getSubItemCount() const;
     virtual std::vector<SubItemType> getSubItemTypes() const;
 
@@ -130,7 +125,9 @@ private:
     static std::atomic<bool> compareByName_;
 
     std::shared_ptr<const items::ItemLayout> layout_; ///< null for the empty one
-    /// Texts as typed, for the sub-fields from the first on that a text setData() has set since the last raw one.
+    /// Texts as typed (" -1", "007"), which the bytes can't give back, for the sub-fields from the first on that a text
+    /// setData() has set since the last raw one. All other texts are made from the bytes when somebody asks for them,
+    /// so that a catalog of 65,536 items is copied without touching a text.
     std::vector<std::string> typedTexts_;
     std::array<std::uint8_t, items::kItemDataBytes> data_{};
     /// Whether the sub-fields beyond typedTexts_ have values, which are then those of the data bytes.

@@ -18,7 +18,7 @@ void storeValue(SubItemType type, std::uint64_t value, std::uint8_t* bytes);
 enum class ReadResult {
     kOk,
     kNotANumber, ///< nothing, no decimal number, or something else than white space around it
-    kOutOfRange, ///< a number, but not one that the type can take; see smallestText() and largestText()
+    kOutOfRange, ///< a number that the type can't take; see smallestText() and largestText()
 };
 
 /// Reads the text of one field: white space, an optional sign, decimal digits, white space. On kOk `value` holds the

@@ -43,7 +43,7 @@ std::string ringLine(Random& random, std::size_t number) {
     return line;
 }
 
-/// A ring of so many items in ascending order, in a file that goes with this object.
+/// A ring of so many items in ascending order, in a file that is removed with this object.
 struct RingFile {
     explicit RingFile(std::size_t itemCount) {
         Random random(20);

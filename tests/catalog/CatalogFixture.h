@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-/// A catalog, and a folder for its files that goes with it.
+/// A catalog, and a folder for its files.
 class CatalogFixture : public testing::Test {
 protected:
     void loadRing(const std::string& text) {

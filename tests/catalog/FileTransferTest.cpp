@@ -96,7 +96,6 @@ const struct {
 TEST_F(FileTransfer, EachFormWritesItsItemsItsModelAndItsRecord) {
     const std::vector<NvItem> listed{itemOf(2, 102), itemOf(3, 103, "ReadOnly"), itemOf(20, 120)};
     for (const auto& form : kForms) {
-        SCOPED_TRACE(&form - kForms);
         const bool prunes = form.listed && !form.record;
         const std::string record = form.record ? " record" : "";
         const std::string updated = !form.listed ? "55: 1=201 2=9 3=9 4=9 10=210"
@@ -108,7 +107,8 @@ TEST_F(FileTransfer, EachFormWritesItsItemsItsModelAndItsRecord) {
         catalog.setNvItem(itemOf(10, 210));
         std::filesystem::remove(path);
         form.write(catalog, path, listed);
-        EXPECT_EQ(content(), std::to_string(form.model) + (form.listed ? ": 2=102 20=120" : ": 1=201 10=210") + record);
+        EXPECT_EQ(content(), std::to_string(form.model) + (form.listed ? ": 2=102 20=120" : ": 1=201 10=210") + record)
+            << "form " << &form - kForms;
 
         fill({1, 2, 3, 4}, 9);
         form.write(catalog, path, listed);

@@ -9,13 +9,16 @@
 
 namespace {
 
+// So many items are read at once: on the worker a step costs less than the way there and back.
+constexpr std::size_t kReadAhead = 64;
+
 constexpr mox::WorkerBody kInitialize{"MoxFile::IteratorImpl::initialize", false};
 constexpr mox::WorkerBody kCopyIterator{"MoxFile::IteratorImpl::copyIteratorImpl", false};
 constexpr mox::WorkerBody kCleanUp{"MoxFile::IteratorImpl::cleanUpImpl()", false};
 constexpr mox::WorkerBody kIsEqual{"MoxFile::IteratorImpl::isEqualImpl", false};
 constexpr mox::WorkerBody kIncreament{"MoxFile::IteratorImpl::increamentImpl()", true};
 
-/// The container's order of names, as far as names of digits go: the shorter first.
+// The container's order of names, as far as names of digits go: the shorter first.
 bool comesAfter(std::u16string_view name, std::u16string_view position) {
     return name.size() != position.size() ? name.size() > position.size() : name > position;
 }
@@ -39,40 +42,67 @@ void MoxFile::IteratorImpl::initialize(std::uintptr_t defaultStorage) {
         mox::check(storage_->enumElements(enumerator_));
         position_.clear();
         initialized_ = true;
-        atEnd_ = false;
         increamentImpl();
     });
 }
 
+// Reads ahead, up to an item that can't be read: the step that comes to it tells why.
 void MoxFile::IteratorImpl::increamentImpl() {
-    mox::runBody(kIncreament, errorPending_, errorMessage_, [this] { step(); });
+    ahead_.clear();
+    taken_ = 0;
+    bool ended = false;
+    bool failed = false;
+    storage::ElementInfo child;
+    while (ahead_.size() < kReadAhead && !failed) {
+        Step step;
+        mox::runBody(kIncreament, failed, step.failure, [&] { ended = !readNext(child, step); });
+        if (ended) {
+            break;
+        }
+        ahead_.push_back(std::move(step));
+    }
+    atEnd_ = !takeStep();
 }
 
-void MoxFile::IteratorImpl::step() {
+bool MoxFile::IteratorImpl::readNext(storage::ElementInfo& child, Step& step) {
     const bool resumes = !enumerator_;
     if (resumes) {
         mox::check(storage_->enumElements(enumerator_));
     }
-    storage::ElementInfo child;
     std::optional<std::uint16_t> number;
     while (!number) {
         if (!mox::nextNumbered(enumerator_, child)) {
-            atEnd_ = true;
-            return;
+            return false;
         }
         if (!resumes || comesAfter(child.name, position_)) {
             number = mox::numberOf(child.name);
         }
     }
     position_ = child.name;
-    const std::uint32_t read = mox::readItemData(storage_, child.name, record_.data);
-    record_.id = *number;
+    NvRecord record;
+    const std::uint32_t read = mox::readItemData(storage_, child.name, record.data);
+    record.id = *number;
+    step.record = record;
     if (read < mox::kItemDataBytes) {
-        errorPending_ = true;
-        errorMessage_ = "MoxFile::IteratorImpl::increamentImpl() - Tried to read NV Item: " + std::to_string(*number) +
-                        ". Was only able to read " + std::to_string(read) + " out of " +
-                        std::to_string(mox::kItemDataBytes);
+        throw Exception("Tried to read NV Item: " + std::to_string(*number) + ". Was only able to read " +
+                        std::to_string(read) + " out of " + std::to_string(mox::kItemDataBytes));
     }
+    return true;
+}
+
+bool MoxFile::IteratorImpl::takeStep() {
+    if (taken_ == ahead_.size()) {
+        return false;
+    }
+    const Step& step = ahead_[taken_++];
+    if (step.record) {
+        record_ = *step.record;
+    }
+    if (!step.failure.empty()) {
+        errorPending_ = true;
+        errorMessage_ = step.failure;
+    }
+    return true;
 }
 
 void MoxFile::IteratorImpl::copyIteratorImpl(std::uintptr_t other) {
@@ -91,6 +121,8 @@ void MoxFile::IteratorImpl::copyIteratorImpl(std::uintptr_t other) {
         enumerator_.reset();
         storage_ = source.storage_;
         position_ = source.position_;
+        ahead_ = source.ahead_;
+        taken_ = source.taken_;
     });
 }
 
@@ -176,7 +208,9 @@ MoxFile::Iterator MoxFile::Iterator::operator++(int) {
 
 MoxFile::Iterator& MoxFile::Iterator::operator++() {
     requireInitialized("operator++()");
-    threadManager_.executeFunction(*this, &Iterator::increamentImpl, kernel::kInfinite);
+    if (!takeStep()) {
+        threadManager_.executeFunction(*this, &Iterator::increamentImpl, kernel::kInfinite);
+    }
     throwIfFailed();
     return *this;
 }

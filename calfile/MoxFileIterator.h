@@ -39,18 +39,31 @@ protected:
     bool atEnd_ = true;
     mutable std::string errorMessage_;
 
-private:
-    void step();
+    /// Takes the next of the steps that were read ahead; false where there is none.
+    bool takeStep();
 
+private:
+    /// What one step of the walk finds: an item, and why it or something else could not be read.
+    struct Step {
+        std::optional<NvRecord> record;
+        std::string failure;
+    };
+
+    /// False at the end. `child` serves from step to step, for the room that its name has.
+    bool readNext(storage::ElementInfo& child, Step& step);
+
+    // What was read ahead, and how many steps of it were taken.
+    std::vector<Step> ahead_;
+    std::size_t taken_ = 0;
     // Used, and released, on the worker alone. A copy has no enumeration until it is stepped.
     storage::ComPtr<storage::IEnumElements> enumerator_;
     storage::ComPtr<storage::IStorage> storage_;
-    // The child on which the iterator stands, also when it could not be read; empty before the first one.
+    // The child that was read last, also where that failed; empty before the first one.
     std::u16string position_;
 };
 
-/// Stands on one item of a calibration file: the record was read when the iterator came there. It holds the file open,
-/// also past the MoxFile's cleanUp, until it is destroyed.
+/// Stands on one item of a calibration file. Items are read some ahead, so that a walk need not show what is changed or
+/// removed meanwhile. It holds the file open, also past the MoxFile's cleanUp, until it is destroyed.
 ///
 /// Any thread may call it, one call at a time; what touches the file runs on the COM worker thread. Failures are
 /// MoxFile::Exceptions, the use of an iterator that is not initialised (that of end(), or any of a file without a model

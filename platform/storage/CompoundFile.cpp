@@ -17,8 +17,10 @@ void closeHandles(Node& top) {
         if (NodeHandle* handle = std::exchange(node.handle, nullptr)) {
             handle->nodeIsGone();
         }
-        for (const auto& [name, child] : node.children) {
-            nodes.push_back(child.get());
+        if (node.children != nullptr) {
+            for (auto& [name, child] : *node.children) {
+                nodes.push_back(&child);
+            }
         }
     }
 }
@@ -41,26 +43,27 @@ CompoundFile::~CompoundFile() {
 
 Node& CompoundFile::createChild(Node& parent, const Name& name, ElementKind kind, bool mayReplace) {
     beginChange();
-    auto& child = parent.children[name];
-    if (child != nullptr && !mayReplace) {
-        throw Failure(kFileAlreadyExists);
+    Node::Children made;
+    made.try_emplace(name, kind);
+    const auto old = parent.children->find(name);
+    if (old != parent.children->end()) {
+        if (!mayReplace) {
+            throw Failure(kFileAlreadyExists);
+        }
+        closeHandles(old->second);
+        parent.children->erase(old);
     }
-    auto made = std::make_unique<Node>(kind);
-    if (child != nullptr) {
-        closeHandles(*child);
-    }
-    child = std::move(made);
-    return *child;
+    return parent.children->insert(made.extract(made.begin())).position->second;
 }
 
 void CompoundFile::removeChild(Node& parent, const Name& name) {
     beginChange();
-    const auto old = parent.children.find(name);
-    if (old == parent.children.end()) {
+    const auto old = parent.children->find(name);
+    if (old == parent.children->end()) {
         throw Failure(kFileNotFound);
     }
-    closeHandles(*old->second);
-    parent.children.erase(old);
+    closeHandles(old->second);
+    parent.children->erase(old);
 }
 
 Buffer& CompoundFile::changeBytes(Node& stream) {
@@ -74,6 +77,7 @@ void CompoundFile::beginChange() {
     }
     mustSave_ = true;
     changed_ = true;
+    ++version_;
 }
 
 void CompoundFile::save() {

@@ -117,6 +117,12 @@ public:
 
     const NodeHandle& handle() const { return handle_; }
 
+    // The child that an enumeration answers is likely to be opened next, and need not be looked for.
+    void expectOpening(Node::Children::iterator child) {
+        expected_ = child;
+        expectedVersion_ = handle_.file()->version();
+    }
+
 private:
     template <class Interface, class Object>
     Status create(std::u16string_view name, std::uint32_t mode, ElementKind kind, ComPtr<Interface>& out) {
@@ -134,21 +140,30 @@ private:
         out.reset();
         return guarded([&] {
             const std::uint32_t access = accessOf(mode, false);
-            const Node& parent = handle_.node(access);
-            // A name that could not be created may be in a file of other making.
-            const auto found = name.size() > kMaxNameUnits ? parent.children.end() : parent.children.find(Name(name));
-            if (found == parent.children.end() || found->second->kind != kind) {
+            Node& parent = handle_.node(access);
+            const auto found = find(parent, name);
+            if (found == parent.children->end() || found->second.kind != kind) {
                 (void)Name::checked(name);
                 throw Failure(kFileNotFound);
             }
-            if (found->second->handle != nullptr) {
+            if (found->second.handle != nullptr) {
                 throw Failure(kAccessDenied);
             }
-            out = com::makeObject<Interface, Object>(handle_.file(), *found->second, access);
+            out = com::makeObject<Interface, Object>(handle_.file(), found->second, access);
         });
     }
 
+    // A name that could not be created may be in a file of other making.
+    Node::Children::iterator find(Node& parent, std::u16string_view name) const {
+        if (expectedVersion_ == handle_.file()->version() && expected_->first.units() == name) {
+            return expected_;
+        }
+        return name.size() > kMaxNameUnits ? parent.children->end() : parent.children->find(Name(name));
+    }
+
     NodeHandle handle_;
+    std::optional<std::uint64_t> expectedVersion_;
+    Node::Children::iterator expected_;
 };
 
 class EnumObject final : public com::Implements<IEnumElements> {
@@ -156,28 +171,37 @@ public:
     explicit EnumObject(StorageObject* storage) : storage_(storage) {}
 
     Status next(ElementInfo& out) override {
-        out = {};
         bool isAtEnd = false;
         const Status status = guarded([&] {
-            const Node& storage = storage_->handle().node();
-            const auto child = last_ ? storage.children.upper_bound(*last_) : storage.children.begin();
-            if (child != storage.children.end()) {
-                describe(child->first, *child->second, out);
-                last_ = child->first;
+            Node& storage = storage_->handle().node();
+            const CompoundFile& file = *storage_->handle().file();
+            if (version_ != file.version()) {
+                next_ = last_ ? storage.children->upper_bound(*last_) : storage.children->begin();
+                version_ = file.version();
+            }
+            if (next_ != storage.children->end()) {
+                describe(next_->first, next_->second, out);
+                last_ = next_->first;
+                storage_->expectOpening(next_++);
             } else if (storage.incomplete) {
-                throw Failure(kFileCorrupt, storage_->handle().file()->tree().damage);
+                throw Failure(kFileCorrupt, file.tree().damage);
             } else {
                 isAtEnd = true;
             }
         });
+        if (isAtEnd || com::failed(status)) {
+            out = {};
+        }
         return isAtEnd ? com::kFalse : status;
     }
 
 private:
     // Keeps the storage, and with it the file, open.
     ComPtr<StorageObject> storage_;
-    // The child that was answered last.
+    // The child that was answered last, and the one behind it in this version of the file.
     std::optional<Name> last_;
+    std::optional<std::uint64_t> version_;
+    Node::Children::iterator next_;
 };
 
 Status StorageObject::enumElements(ComPtr<IEnumElements>& out) {

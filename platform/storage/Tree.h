@@ -29,9 +29,9 @@ using EntryProperties = std::array<std::uint8_t, 36>;
 
 /// A storage or a stream in memory; a storage owns its children.
 struct Node {
-    using Children = std::map<Name, std::unique_ptr<Node>>;
+    using Children = std::map<Name, Node>;
 
-    explicit Node(ElementKind itsKind) : kind(itsKind) {}
+    explicit Node(ElementKind itsKind);
     /// However deep the storages are nested, it takes no stack of that depth.
     ~Node();
     Node(const Node&) = delete;
@@ -48,7 +48,8 @@ struct Node {
     std::uint64_t sizeInFile = 0;
     EntryProperties properties{};
     Buffer bytes;
-    Children children;
+    /// Null for a stream.
+    std::unique_ptr<Children> children;
     /// The object that has it open.
     NodeHandle* handle = nullptr;
 };

@@ -4,6 +4,7 @@
 #include "platform/storage/Tree.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <utility>
 
@@ -176,7 +177,8 @@ private:
 
     void readNodes() {
         tree_.rootName = nameIn(entry(0));
-        tree_.root = makeNode(entry(0), ElementKind::storage);
+        tree_.root = std::make_unique<Node>(ElementKind::storage);
+        fill(*tree_.root, entry(0));
         seen_[0] = true;
         std::vector<std::pair<Node*, std::uint32_t>> storages{{tree_.root.get(), get32(entry(0) + kAtChild)}};
         while (!storages.empty()) {
@@ -199,20 +201,19 @@ private:
     }
 
     // The entries in a tree of siblings, in the order of their names as far as the links keep it.
-    std::vector<std::uint32_t> childrenBelow(std::uint32_t top, Node& storage) {
-        std::vector<std::uint32_t> children;
-        std::vector<std::uint32_t> path;
+    const SectorList& childrenBelow(std::uint32_t top, Node& storage) {
+        children_.clear();
         for (std::uint32_t next = top;;) {
             while (next != kNoEntry && take(next, storage)) {
-                path.push_back(next);
+                path_.push_back(next);
                 next = get32(entry(next) + kAtLeft);
             }
-            if (path.empty()) {
-                return children;
+            if (path_.empty()) {
+                return children_;
             }
-            children.push_back(path.back());
-            next = get32(entry(path.back()) + kAtRight);
-            path.pop_back();
+            children_.push_back(path_.back());
+            next = get32(entry(path_.back()) + kAtRight);
+            path_.pop_back();
         }
     }
 
@@ -235,33 +236,34 @@ private:
             return nullptr;
         }
         const auto kind = type == kStreamType ? ElementKind::stream : ElementKind::storage;
-        const std::size_t before = storage.children.size();
-        const auto child = storage.children.try_emplace(storage.children.end(), nameIn(at), makeNode(at, kind));
-        if (storage.children.size() == before) {
+        Node::Children& children = *storage.children;
+        const std::size_t before = children.size();
+        Node& child = children.try_emplace(children.end(), nameIn(at), kind)->second;
+        if (children.size() == before) {
             addDamage("a name is there twice, the second time in entry", id, &storage);
             return nullptr;
         }
-        return child->second.get();
+        fill(child, at);
+        return &child;
     }
 
     // With its closing zero, if it has one: some writers leave it out of a name that is empty.
     static Name nameIn(const std::uint8_t* at) {
-        std::u16string units;
-        for (unsigned unit = 0; unit + 2U < get16(at + kAtNameBytes); unit += 2) {
-            units.push_back(get16(at + kAtName + unit));
+        std::array<char16_t, kMaxNameUnits> units{};
+        std::size_t length = 0;
+        for (; 2 * (length + 1) < get16(at + kAtNameBytes); ++length) {
+            units[length] = get16(at + kAtName + 2 * length);
         }
-        return Name(units);
+        return Name({units.data(), length});
     }
 
-    std::unique_ptr<Node> makeNode(const std::uint8_t* at, ElementKind kind) const {
-        auto node = std::make_unique<Node>(kind);
-        std::copy_n(at + kAtClassId, node->properties.size(), node->properties.begin());
-        if (kind == ElementKind::stream) {
-            node->inFile = true;
-            node->start = get32(at + kAtStart);
-            node->sizeInFile = sizeIn(at);
+    void fill(Node& node, const std::uint8_t* at) const {
+        std::copy_n(at + kAtClassId, node.properties.size(), node.properties.begin());
+        if (node.kind == ElementKind::stream) {
+            node.inFile = true;
+            node.start = get32(at + kAtStart);
+            node.sizeInFile = sizeIn(at);
         }
-        return node;
     }
 
     // A stream that shares sectors with another is read as its chain says, but nothing can be written any more.
@@ -291,6 +293,9 @@ private:
     SectorList directory_;
     std::vector<bool> seen_; // entries that something has led to
     std::vector<const Node*> streams_;
+    // Of one storage, kept for the room that they have.
+    SectorList children_;
+    SectorList path_;
 };
 
 } // namespace

@@ -40,8 +40,12 @@ public:
         entries_.push_back({&tree.rootName, tree.root.get()});
         for (std::size_t at = 0; at < entries_.size(); ++at) {
             const auto first = static_cast<std::uint32_t>(entries_.size());
-            for (const auto& [name, child] : entries_[at].node->children) {
-                entries_.push_back({&name, child.get()});
+            const Node& node = *entries_[at].node;
+            if (node.children == nullptr || node.children->empty()) {
+                continue;
+            }
+            for (const auto& [name, child] : *node.children) {
+                entries_.push_back({&name, &child});
             }
             const auto count = static_cast<std::uint32_t>(entries_.size()) - first;
             // The lowest level is red unless it is full, and all the others, which are full, are black.

@@ -27,12 +27,8 @@ void closeHandles(Node& top) {
 
 } // namespace
 
-CompoundFile::CompoundFile(LockedFile place) : place_(std::move(place)), mustSave_(true), changed_(true) {
-    tree_.rootName = Name(u"Root Entry");
-    tree_.root = std::make_unique<Node>(ElementKind::storage);
-}
-
-CompoundFile::CompoundFile(LockedFile place, Tree tree) : place_(std::move(place)), tree_(std::move(tree)) {}
+CompoundFile::CompoundFile(LockedFile place, Tree tree, bool isNew)
+    : place_(std::move(place)), tree_(std::move(tree)), mustSave_(isNew), changed_(isNew) {}
 
 CompoundFile::~CompoundFile() {
     // A failure that was answered has been answered: what failed is not done behind the caller's back.
@@ -42,14 +38,15 @@ CompoundFile::~CompoundFile() {
 }
 
 Node& CompoundFile::createChild(Node& parent, const Name& name, ElementKind kind, bool mayReplace) {
-    beginChange();
+    requireWhole();
     Node::Children made;
     made.try_emplace(name, kind);
     const auto old = parent.children->find(name);
+    if (old != parent.children->end() && !mayReplace) {
+        throw Failure(kFileAlreadyExists);
+    }
+    markChanged();
     if (old != parent.children->end()) {
-        if (!mayReplace) {
-            throw Failure(kFileAlreadyExists);
-        }
         closeHandles(old->second);
         parent.children->erase(old);
     }
@@ -57,24 +54,34 @@ Node& CompoundFile::createChild(Node& parent, const Name& name, ElementKind kind
 }
 
 void CompoundFile::removeChild(Node& parent, const Name& name) {
-    beginChange();
+    requireWhole();
     const auto old = parent.children->find(name);
     if (old == parent.children->end()) {
         throw Failure(kFileNotFound);
     }
+    markChanged();
     closeHandles(old->second);
     parent.children->erase(old);
 }
 
 Buffer& CompoundFile::changeBytes(Node& stream) {
-    beginChange();
-    return tree_.makeOwn(stream);
+    requireWhole();
+    markChanged();
+    if (stream.inFile) {
+        stream.bytes.resize(stream.sizeInFile);
+        tree_.read(stream, 0, stream.bytes);
+        stream.inFile = false;
+    }
+    return stream.bytes;
 }
 
-void CompoundFile::beginChange() {
+void CompoundFile::requireWhole() const {
     if (!tree_.damage.empty()) {
         throw Failure(kFileCorrupt, "'" + place_.path() + "' is not changed: " + tree_.damage);
     }
+}
+
+void CompoundFile::markChanged() {
     mustSave_ = true;
     changed_ = true;
     ++version_;
@@ -97,10 +104,6 @@ NodeHandle::~NodeHandle() {
     if (node_ != nullptr) {
         node_->handle = nullptr;
     }
-}
-
-Node& NodeHandle::node() const {
-    return node(access_);
 }
 
 Node& NodeHandle::node(std::uint32_t access) const {

@@ -6,6 +6,7 @@
 #include <cstring>
 
 namespace storage {
+
 Name::Name(std::u16string_view units) : length_(static_cast<std::uint16_t>(units.size())) {
     std::ranges::copy(units, units_.begin());
 }
@@ -28,10 +29,9 @@ std::weak_ordering operator<=>(const Name& left, const Name& right) {
         at += 4;
     }
     for (; at < left.length_; ++at) {
-        const char16_t one = left.units_[at];
-        const char16_t other = right.units_[at];
-        if (one != other && upperCase(one) != upperCase(other)) {
-            return upperCase(one) <=> upperCase(other);
+        const auto order = upperCase(left.units_[at]) <=> upperCase(right.units_[at]);
+        if (order != 0) {
+            return order;
         }
     }
     return std::weak_ordering::equivalent;

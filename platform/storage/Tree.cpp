@@ -39,14 +39,4 @@ void Tree::read(const Node& stream, std::uint64_t offset, std::span<std::uint8_t
     chains.read(stream.start, offset, out);
 }
 
-Buffer& Tree::makeOwn(Node& stream) const {
-    if (stream.inFile) {
-        Buffer bytes(stream.sizeInFile);
-        read(stream, 0, bytes);
-        stream.bytes = std::move(bytes);
-        stream.inFile = false;
-    }
-    return stream.bytes;
-}
-
 } // namespace storage

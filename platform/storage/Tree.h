@@ -56,8 +56,8 @@ struct Node {
 
 /// All that a compound file holds. A stream that nobody changed stays in the bytes of the file that it was read from.
 struct Tree {
-    Name rootName;
-    std::unique_ptr<Node> root;
+    Name rootName{u"Root Entry"};
+    std::unique_ptr<Node> root = std::make_unique<Node>(ElementKind::storage);
     /// The file that the tree was read from; null for a new one.
     std::unique_ptr<const FileSectors> file;
     /// What of the file could not be read, the first such thing; empty for a whole file. A tree that is damaged must
@@ -67,8 +67,6 @@ struct Tree {
     /// Copies bytes of a stream; `offset` and the end of `out` lie within its size. Throws Failure: kFileCorrupt where
     /// they are not there.
     void read(const Node& stream, std::uint64_t offset, std::span<std::uint8_t> out) const;
-    /// Takes a stream's bytes out of the file, so that they can change.
-    Buffer& makeOwn(Node& stream) const;
 };
 
 /// Makes the tree that the bytes of a compound file hold, of any writer: versions 3 and 4, sectors of 512 and 4096

@@ -65,7 +65,7 @@ TEST_F(DamagedFileTest, AnswersAFailureCodeForWhatCannotBe) {
         {"directory into the mini stream", fat + 4 * directory, miniStream, kFileCorrupt, 0},
         {"mini stream into the directory", fat + 4 * miniStream, directory, kFileCorrupt, 0},
         {"root that is none", root + kAtNameBytes, 0x01010016, kFileCorrupt, 0},
-        {"mini chain into the free", miniFat, kFreeSector, kFileCorrupt, 18},
+        {"mini chain into the free", miniFat, kNoEntry, kFileCorrupt, 18},
         {"mini chain out of the stream", miniFat, 0x00FFFFFF, kFileCorrupt, 18},
         {"mini chain in a circle", miniFat, 0, com::kOk, 19},
         {"two small streams with one beginning", third + kAtStart, 0, com::kOk, 19},

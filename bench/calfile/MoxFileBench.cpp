@@ -274,7 +274,7 @@ void fileBytes(benchmark::State& state) {
 }
 
 void sizes(benchmark::internal::Benchmark* bench) {
-    bench->Arg(1000)->Arg(10000)->Arg(65536)->UseRealTime()->Unit(benchmark::kMillisecond);
+    bench->Arg(1000)->Arg(10000)->Arg(65536)->MeasureProcessCPUTime()->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 void smallSizes(benchmark::internal::Benchmark* bench) {
     bench->Arg(300)->Arg(1000)->UseRealTime()->Unit(benchmark::kMillisecond);

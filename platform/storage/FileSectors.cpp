@@ -40,7 +40,7 @@ FileBytes readFileBytes(int file) {
     if (::fstat(file, &status) != 0) {
         failReading();
     }
-    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(kMaxFileBytes, status.st_size));
+    const auto size = std::min(static_cast<std::size_t>(kMaxFileBytes), static_cast<std::size_t>(status.st_size));
     // Memory that is zero without being written: the system gives it when it is first used.
     FileBytes bytes{{static_cast<std::uint8_t*>(std::calloc(size + kZerosBehind, 1)), std::free}, size};
     if (bytes.data == nullptr) {

@@ -156,12 +156,6 @@ TEST_F(MoxFileTest, FilesOfOtherMakingAreReadAsFarAsTheyGo) {
     EXPECT_EQ(refusalOf([&] { file.begin(); }),
               "MoxFile::setupStgPointers() - The file %1 is not a valid compound file.\r\n");
     file.cleanUp();
-    const auto prepare = [&](const std::function<void(const mox::StoragePtr&)>& fill) {
-        mox::StoragePtr root;
-        ASSERT_EQ(storage::stgCreateDocfile(path, mox::kNewFile, root), com::kOk);
-        fill(root);
-    };
-
     prepare([&](const mox::StoragePtr& root) {
         putStream(root, u"00000007", {1});
         createIn(root, u"12x");
@@ -180,22 +174,23 @@ TEST_F(MoxFileTest, FilesOfOtherMakingAreReadAsFarAsTheyGo) {
     file.cleanUp();
 
     prepare([&](const mox::StoragePtr& root) {
-        createIn(createIn(root, u"00000005"), u"default");
-        createIn(root, u"00000006");
-    });
-    file.addNvItem(1, dataOf(1).data());
-    EXPECT_EQ(refusalOf([&] { file.writeToDisk(path.c_str(), 5); }), "MoxFile::writeToDiskImpl() - " + kNullReference);
-    file.cleanUp();
-    EXPECT_EQ(outputOf("gsf list '" + path + "' | grep -c 00000001 || true"), "0\n")
-        << "nothing goes into the storage of an earlier model";
-
-    prepare([&](const mox::StoragePtr& root) {
         createIn(createIn(root, u"5"), u"default");
         createIn(createIn(root, u"00070000"), u"default");
         createIn(createIn(root, u"00000006"), u"default");
     });
     EXPECT_TRUE(numbers().empty());
     EXPECT_EQ(file.readPhoneModelId(), 0xFFFF) << "the storage enumerated last, with a number that is no model's";
+}
+
+TEST_F(MoxFileTest, NothingGoesIntoTheStorageOfAnEarlierModel) {
+    prepare([&](const mox::StoragePtr& root) {
+        createIn(createIn(root, u"00000005"), u"default");
+        createIn(root, u"00000006");
+    });
+    file.addNvItem(1, dataOf(1).data());
+    EXPECT_EQ(refusalOf([&] { file.writeToDisk(path.c_str(), 5); }), "MoxFile::writeToDiskImpl() - " + kNullReference);
+    file.cleanUp();
+    EXPECT_EQ(outputOf("gsf list '" + path + "' | grep -c 00000001 || true"), "0\n");
 }
 
 TEST_F(MoxFileTest, AFailureInTheMiddleKeepsTheItemsBeforeIt) {

@@ -224,14 +224,28 @@ TEST_F(SaveTest, OneOfTwoCreatorsHasThePath) {
     EXPECT_EQ(statusElsewhere(true), 0);
 }
 
+TEST_F(SaveTest, ANewFileIsPutWhereNothingIsWithAndWithoutNamelessFiles) {
+    for (const bool hasNamelessFiles : {true, false}) {
+        std::filesystem::remove(path_);
+        ComPtr<IStorage> root;
+        ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
+        std::ofstream(path_) << "theirs";
+        for (const Status expected : {kFileAlreadyExists, com::kOk}) {
+            int opened = 0;
+            SystemCalls::watch = [&](const char* call) {
+                return std::string(call) == "open" && ++opened == 1 && !hasNamelessFiles ? EOPNOTSUPP : 0;
+            };
+            EXPECT_EQ(root->flush(), expected);
+            SystemCalls::watch = {};
+            EXPECT_EQ(folder_.fileCount(), 1U);
+            EXPECT_EQ(load(path_).size(), expected == com::kOk ? 1536U : 6U);
+            std::filesystem::remove(path_);
+        }
+    }
+}
+
 TEST_F(SaveTest, WhatOthersDidToThePathIsNotUndone) {
     ComPtr<IStorage> root;
-    ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
-    std::ofstream(path_) << "theirs";
-    EXPECT_EQ(root->flush(), kFileAlreadyExists);
-    root.reset();
-    EXPECT_EQ(load(path_).size(), 6U);
-    std::filesystem::remove(path_);
     writeEdition(100);
     const Buffer before = load(path_);
     for (const bool isReplaced : {true, false}) {

@@ -33,7 +33,7 @@ protected:
 
     NvRecord record_;
     bool initialized_ = false;
-    // A comparison of const iterators leaves its outcome in these.
+    /// A comparison of const iterators leaves its outcome in these.
     mutable bool errorPending_ = false;
     mutable bool equalResult_ = false;
     bool atEnd_ = true;
@@ -52,13 +52,13 @@ private:
     /// False at the end. `child` serves from step to step, for the room that its name has.
     bool readNext(storage::ElementInfo& child, Step& step);
 
-    // What was read ahead, and how many steps of it were taken.
+    /// What was read ahead, and how many steps of it were taken.
     std::vector<Step> ahead_;
     std::size_t taken_ = 0;
-    // Used, and released, on the worker alone. A copy has no enumeration until it is stepped.
+    /// Used, and released, on the worker alone. A copy has no enumeration until it is stepped.
     storage::ComPtr<storage::IEnumElements> enumerator_;
     storage::ComPtr<storage::IStorage> storage_;
-    // The child that was read last, also where that failed; empty before the first one.
+    /// The child that was read last, also where that failed; empty before the first one.
     std::u16string position_;
 };
 

@@ -105,6 +105,18 @@ TEST_F(DamagedFileTest, AnswersAFailureCodeForWhatCannotBe) {
     }
 }
 
+// The chain would give as many bytes as are asked for.
+TEST_F(DamagedFileTest, AStreamThatIsLongerThanItsCircleAnswersAFailure) {
+    const std::size_t fifth = 512 * (std::size_t{get32(&good_[kAtFirstDirectory])} + 1) + 14 * kEntryBytes;
+    const std::uint32_t start = get32(&good_[fifth + kAtStart]);
+    put32(&good_[fifth + kAtSize], 0x7FFFFFFF);
+    put32(&good_[512 + 4 * start], start);
+    store(path_, good_);
+    Contents found;
+    EXPECT_EQ(readFile(path_, found), kFileCorrupt);
+    EXPECT_EQ(found.size(), contents_.size() - 1);
+}
+
 TEST_F(DamagedFileTest, IsReadAsFarAsItWasCut) {
     for (std::size_t length = 0; length < good_.size(); length += length < 600 ? 37 : 511) {
         const Buffer cut(good_.begin(), good_.begin() + static_cast<std::ptrdiff_t>(length));

@@ -94,7 +94,7 @@ protected:
     std::string fileName_;
     std::vector<NvRecord> items_;
     std::vector<std::uint16_t> itemsToRemove_;
-    // Used, and released, on the worker alone.
+    /// Used, and released, on the worker alone.
     StoragePtr rootStorage_;
     StoragePtr modelStorage_;
     StoragePtr defaultStorage_;

@@ -14,7 +14,7 @@ const WorkerFailureTexts kCleanUp = mox::failureTexts("MoxFile::IteratorImpl::cl
 const WorkerFailureTexts kIsEqual = mox::failureTexts("MoxFile::IteratorImpl::isEqualImpl", false);
 const WorkerFailureTexts kIncreament = mox::failureTexts("MoxFile::IteratorImpl::increamentImpl()", true);
 
-/// The container's order of names, as far as names of digits go: the shorter first.
+// The container's order of names, as far as names of digits go: the shorter first.
 bool comesAfter(std::u16string_view name, std::u16string_view position) {
     return name.size() != position.size() ? name.size() > position.size() : name > position;
 }

@@ -30,10 +30,10 @@ protected:
 private:
     void step();
 
-    // Used, and released, on the worker alone. A copy has no enumeration until it is stepped.
+    /// Used, and released, on the worker alone. A copy has no enumeration until it is stepped.
     storage::ComPtr<storage::IEnumElements> enumerator_;
     storage::ComPtr<storage::IStorage> storage_;
-    // The child on which the iterator stands, also when it could not be read; empty before the first one.
+    /// The child on which the iterator stands, also when it could not be read; empty before the first one.
     std::u16string position_;
 };
 

@@ -13,7 +13,7 @@ namespace {
 
 using StreamPtr = storage::ComPtr<storage::IStream>;
 
-/// Creates a stream in `parent` and writes it in one piece. Answers how many bytes it took.
+// Creates a stream in `parent` and writes it in one piece. Answers how many bytes it took.
 std::uint32_t writeStream(const StoragePtr& parent, std::u16string_view name, std::span<const std::uint8_t> bytes) {
     StreamPtr stream;
     check(parent->createStream(name, kNewElement, stream));
@@ -22,7 +22,7 @@ std::uint32_t writeStream(const StoragePtr& parent, std::u16string_view name, st
     return written;
 }
 
-/// The items' storages that are named by fewer than eight digits, or by more.
+// The items' storages that are named by fewer than eight digits, or by more.
 std::multimap<std::uint16_t, std::u16string> otherItemNames(const StoragePtr& defaultStorage) {
     std::multimap<std::uint16_t, std::u16string> names;
     EnumPtr children;

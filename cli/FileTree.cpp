@@ -16,10 +16,10 @@ namespace {
 
 constexpr std::uint32_t kForReading = storage::kRead | storage::kShareExclusive;
 constexpr int kSizeWidth = 10;
-/// Elements further down are shown at this depth, with their own depth in front: a file may nest thousands of them.
+// Elements further down are shown at this depth, with their own depth in front: a file may nest thousands of them.
 constexpr std::size_t kMaxIndentedDepth = 24;
 
-/// The text of a failure, with `subject` where the message table leaves a place for it.
+// The text of a failure, with `subject` where the message table leaves a place for it.
 std::string failureText(com::Status status, const std::string& subject) {
     std::string text = com::standardMessage(status);
     if (const auto place = text.find("%1"); place != std::string::npos) {
@@ -47,8 +47,8 @@ void appendUtf8(std::string& text, char32_t code) {
     byte(0x80 | (code & 0x3F));
 }
 
-/// The name in UTF-8. Names often begin with a control character, which must not reach a terminal: it is shown by its
-/// code. So is half of a surrogate pair without the other.
+// The name in UTF-8. Names often begin with a control character, which must not reach a terminal: it is shown by its
+// code. So is half of a surrogate pair without the other.
 std::string printable(std::u16string_view name) {
     const auto isHalf = [&](std::size_t at, char16_t first) {
         return at < name.size() && name[at] >= first && name[at] < first + 0x400;
@@ -70,7 +70,7 @@ std::string printable(std::u16string_view name) {
     return text;
 }
 
-/// Walks a tree with a stack of its own, so that no file decides how deep the program's goes.
+// Walks a tree with a stack of its own, so that no file decides how deep the program's goes.
 class TreePrinter {
 public:
     bool print(const storage::ComPtr<storage::IStorage>& root) {

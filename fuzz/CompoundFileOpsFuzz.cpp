@@ -1,5 +1,5 @@
 // The input is a list of operations, played on a container and on a model; every rule of the format is checked after
-// each of them.
+// each save.
 #include "tests/storage/Model.h"
 
 #include <cstdio>
@@ -12,10 +12,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         for (unsigned step = 0; at < size && step < 64; ++step) {
             run.step();
             if (step % 8 == 7) {
-                run.reopen();
+                run.save();
             }
         }
-        run.reopen();
+        run.save();
     } catch (const std::exception& wrong) {
         std::fprintf(stderr, "%s\n", wrong.what());
         std::abort();

@@ -17,20 +17,18 @@ void closeHandles(Node& top) {
         if (NodeHandle* handle = std::exchange(node.handle, nullptr)) {
             handle->nodeIsGone();
         }
-        for (const auto& [name, child] : node.children) {
-            nodes.push_back(child.get());
+        if (node.children != nullptr) {
+            for (auto& [name, child] : *node.children) {
+                nodes.push_back(&child);
+            }
         }
     }
 }
 
 } // namespace
 
-CompoundFile::CompoundFile(LockedFile place) : place_(std::move(place)), mustSave_(true), changed_(true) {
-    tree_.rootName = Name(u"Root Entry");
-    tree_.root = std::make_unique<Node>(ElementKind::storage);
-}
-
-CompoundFile::CompoundFile(LockedFile place, Tree tree) : place_(std::move(place)), tree_(std::move(tree)) {}
+CompoundFile::CompoundFile(LockedFile place, Tree tree, bool isNew)
+    : place_(std::move(place)), tree_(std::move(tree)), mustSave_(isNew), changed_(isNew) {}
 
 CompoundFile::~CompoundFile() {
     // A failure that was answered has been answered: what failed is not done behind the caller's back.
@@ -40,40 +38,53 @@ CompoundFile::~CompoundFile() {
 }
 
 Node& CompoundFile::createChild(Node& parent, const Name& name, ElementKind kind, bool mayReplace) {
-    beginChange();
-    auto& child = parent.children[name];
-    if (child != nullptr && !mayReplace) {
+    requireWhole();
+    Node::Children made;
+    made.try_emplace(name, kind);
+    const auto old = parent.children->find(name);
+    if (old != parent.children->end() && !mayReplace) {
         throw Failure(kFileAlreadyExists);
     }
-    auto made = std::make_unique<Node>(kind);
-    if (child != nullptr) {
-        closeHandles(*child);
+    markChanged();
+    if (old != parent.children->end()) {
+        closeHandles(old->second);
+        parent.children->erase(old);
     }
-    child = std::move(made);
-    return *child;
+    return parent.children->insert(made.extract(made.begin())).position->second;
 }
 
 void CompoundFile::removeChild(Node& parent, const Name& name) {
-    beginChange();
-    const auto old = parent.children.find(name);
-    if (old == parent.children.end()) {
+    requireWhole();
+    const auto old = parent.children->find(name);
+    if (old == parent.children->end()) {
         throw Failure(kFileNotFound);
     }
-    closeHandles(*old->second);
-    parent.children.erase(old);
+    markChanged();
+    closeHandles(old->second);
+    parent.children->erase(old);
 }
 
 Buffer& CompoundFile::changeBytes(Node& stream) {
-    beginChange();
-    return tree_.makeOwn(stream);
+    requireWhole();
+    markChanged();
+    if (stream.inFile) {
+        stream.bytes.resize(stream.sizeInFile);
+        tree_.read(stream, 0, stream.bytes);
+        stream.inFile = false;
+    }
+    return stream.bytes;
 }
 
-void CompoundFile::beginChange() {
+void CompoundFile::requireWhole() const {
     if (!tree_.damage.empty()) {
         throw Failure(kFileCorrupt, "'" + place_.path() + "' is not changed: " + tree_.damage);
     }
+}
+
+void CompoundFile::markChanged() {
     mustSave_ = true;
     changed_ = true;
+    ++version_;
 }
 
 void CompoundFile::save() {
@@ -93,10 +104,6 @@ NodeHandle::~NodeHandle() {
     if (node_ != nullptr) {
         node_->handle = nullptr;
     }
-}
-
-Node& NodeHandle::node() const {
-    return node(access_);
 }
 
 Node& NodeHandle::node(std::uint32_t access) const {

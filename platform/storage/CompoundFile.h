@@ -9,10 +9,8 @@ namespace storage {
 /// the last of them it goes, and saves what changed. Throws Failure.
 class CompoundFile {
 public:
-    /// An empty file, which is there once it has been saved.
-    explicit CompoundFile(LockedFile place);
-    /// The file that is at `place`.
-    CompoundFile(LockedFile place, Tree tree);
+    /// `isNew`: the tree is not in a file yet.
+    CompoundFile(LockedFile place, Tree tree, bool isNew);
     ~CompoundFile();
     CompoundFile(const CompoundFile&) = delete;
     CompoundFile& operator=(const CompoundFile&) = delete;
@@ -26,18 +24,23 @@ public:
     /// The bytes of a stream, to be changed.
     Buffer& changeBytes(Node& stream);
 
+    /// Changes with each creation and removal.
+    std::uint64_t version() const { return version_; }
+
     /// Brings what changed to the disk. After a failure the file is as it was, and what changed is still here.
     void save();
 
 private:
     /// kFileCorrupt in a damaged file: what could not be read would be lost with a save.
-    void beginChange();
+    void requireWhole() const;
+    void markChanged();
 
     LockedFile place_;
     Tree tree_;
     /// What changed, and its save has not been tried since.
-    bool mustSave_ = false;
-    bool changed_ = false;
+    bool mustSave_;
+    bool changed_;
+    std::uint64_t version_ = 0;
 };
 
 /// What the object behind a storage or stream has of it: the node while it exists, and the rights to it. A node has one
@@ -51,7 +54,7 @@ public:
 
     const std::shared_ptr<CompoundFile>& file() const { return file_; }
     /// kReverted once the node has been removed; kAccessDenied where `access` is more than the handle's own.
-    Node& node() const;
+    Node& node() const { return node(access_); }
     Node& node(std::uint32_t access) const;
     void nodeIsGone() { node_ = nullptr; }
 

@@ -9,7 +9,6 @@ namespace storage::format {
 inline constexpr std::uint32_t kDifatSector = 0xFFFFFFFC;
 inline constexpr std::uint32_t kFatSector = 0xFFFFFFFD;
 inline constexpr std::uint32_t kEndOfChain = 0xFFFFFFFE;
-inline constexpr std::uint32_t kFreeSector = 0xFFFFFFFF;
 inline constexpr std::uint32_t kNoEntry = 0xFFFFFFFF;
 
 inline constexpr std::uint8_t kSignature[]{0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
@@ -48,10 +47,7 @@ enum Entry : unsigned {
     kAtLeft = 68,
     kAtRight = 72,
     kAtChild = 76,
-    kAtClassId = 80,
-    kAtStateBits = 96,
-    kAtCreated = 100,
-    kAtModified = 108,
+    kAtClassId = 80, ///< the first of the EntryProperties
     kAtStart = 116,
     kAtSize = 120,
     kEntryBytes = 128

@@ -94,11 +94,8 @@ bool LockedFile::lockExisting(bool forWriting) {
 
 void LockedFile::reservePath() {
     const std::filesystem::path path(path_);
-    const std::string folder = path.has_parent_path() ? path.parent_path().string() : ".";
+    const std::string folder = path.parent_path().string();
     struct stat status {};
-    if (!path.has_filename()) {
-        throw Failure(kPathNotFound);
-    }
     if (::stat(folder.c_str(), &status) != 0 || ::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
         throw Failure(errno == ENOENT ? kPathNotFound : statusOfErrno(errno, kUnknownFailure));
     }
@@ -139,11 +136,8 @@ void LockedFile::save(ByteView content) {
     };
     const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
     const kernel::WholeFileResult result = kernel::writeWholeFile(path_, text, options);
-    if (result.openError != 0) {
-        fail(result.openError, kUnknownFailure, path_);
-    }
-    if (result.writeError != 0) {
-        fail(result.writeError, kWriteFault, path_);
+    if (!result.succeeded()) {
+        fail(result.openError != 0 ? result.openError : result.writeError, kWriteFault, path_);
     }
     if (next.standsAt(path_)) { // it was not written in place
         lock_ = std::move(next);

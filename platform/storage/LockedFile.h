@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/kernel/FileDescriptor.h"
-#include "platform/storage/FileBytes.h"
+#include "platform/storage/FileSectors.h"
 
 #include <cstdint>
 #include <string>

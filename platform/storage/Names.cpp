@@ -3,8 +3,10 @@
 #include "platform/storage/Status.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace storage {
+
 Name::Name(std::u16string_view units) : length_(static_cast<std::uint16_t>(units.size())) {
     std::ranges::copy(units, units_.begin());
 }
@@ -21,11 +23,15 @@ std::weak_ordering operator<=>(const Name& left, const Name& right) {
     if (left.length_ != right.length_) {
         return left.length_ <=> right.length_;
     }
-    for (std::size_t at = 0; at < left.length_; ++at) {
-        const char16_t one = left.units_[at];
-        const char16_t other = right.units_[at];
-        if (one != other && upperCase(one) != upperCase(other)) {
-            return upperCase(one) <=> upperCase(other);
+    // Names that stand side by side begin alike.
+    std::size_t at = 0;
+    while (at + 4 <= left.length_ && std::memcmp(&left.units_[at], &right.units_[at], 8) == 0) {
+        at += 4;
+    }
+    for (; at < left.length_; ++at) {
+        const auto order = upperCase(left.units_[at]) <=> upperCase(right.units_[at]);
+        if (order != 0) {
+            return order;
         }
     }
     return std::weak_ordering::equivalent;

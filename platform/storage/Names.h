@@ -32,11 +32,10 @@ public:
     std::u16string_view units() const { return {units_.data(), length_}; }
 
     friend std::weak_ordering operator<=>(const Name& left, const Name& right);
-    friend bool operator==(const Name& left, const Name& right) { return (left <=> right) == 0; }
 
 private:
+    std::uint16_t length_ = 0; // in front, where the comparison meets it in one line of the cache with the first units
     std::array<char16_t, kMaxNameUnits> units_{};
-    std::uint16_t length_ = 0;
 };
 
 } // namespace storage

@@ -21,32 +21,18 @@ std::uint32_t accessOf(std::uint32_t mode, bool isCreation) {
     return access;
 }
 
-void describe(const Name& name, const Node& node, ElementInfo& out) {
-    out.name = name.units();
-    out.kind = node.kind;
-    out.size = node.size();
-}
-
-void checkLength(std::size_t length) {
-    if (length > UINT32_MAX) {
-        throw Failure(com::kInvalidArgument);
-    }
-}
-
-class StreamObject final : public com::Implements<IStream> {
+class StreamObject final : public com::Implements<IStream>, public NodeHandle {
 public:
-    StreamObject(const std::shared_ptr<CompoundFile>& file, Node& node, std::uint32_t access)
-        : handle_(file, node, access) {}
+    using NodeHandle::NodeHandle;
 
     Status read(std::span<std::uint8_t> out, std::uint32_t& transferred) override {
         transferred = 0;
         return guarded([&] {
-            const Node& stream = handle_.node(kRead);
-            checkLength(out.size());
+            const Node& stream = node(kRead);
             const std::uint64_t left = stream.size() - std::min(position_, stream.size());
             const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, out.size()));
             if (count > 0) {
-                handle_.file()->tree().read(stream, position_, out.first(count));
+                file()->tree().read(stream, position_, out.first(count));
             }
             position_ += count;
             transferred = static_cast<std::uint32_t>(count);
@@ -56,38 +42,36 @@ public:
     Status write(std::span<const std::uint8_t> bytes, std::uint32_t& transferred) override {
         transferred = 0;
         return guarded([&] {
-            Node& stream = handle_.node(kWrite);
-            checkLength(bytes.size());
-            if (!bytes.empty()) {
-                const std::uint64_t end = position_ + bytes.size();
-                if (position_ > kMaxFileBytes || end > kMaxFileBytes) {
-                    throw Failure(kFileTooLarge);
-                }
-                Buffer& content = handle_.file()->changeBytes(stream);
-                content.resize(std::max<std::uint64_t>(end, content.size()));
-                std::ranges::copy(bytes, content.begin() + static_cast<std::ptrdiff_t>(position_));
-                position_ = end;
+            Node& stream = node(kWrite);
+            if (bytes.empty()) {
+                return;
             }
+            const std::uint64_t end = position_ + bytes.size();
+            if (position_ > kMaxFileBytes || end > kMaxFileBytes) {
+                throw Failure(kFileTooLarge);
+            }
+            Buffer& content = file()->changeBytes(stream);
+            content.resize(std::max<std::uint64_t>(end, content.size()));
+            std::ranges::copy(bytes, content.begin() + static_cast<std::ptrdiff_t>(position_));
+            position_ = end;
             transferred = static_cast<std::uint32_t>(bytes.size());
         });
     }
 
     Status moveTo(std::uint64_t position) override {
         return guarded([&] {
-            (void)handle_.node();
+            (void)node();
             position_ = position;
         });
     }
 
 private:
-    NodeHandle handle_;
     std::uint64_t position_ = 0;
 };
 
-class StorageObject final : public com::Implements<IStorage> {
+class StorageObject final : public com::Implements<IStorage>, public NodeHandle {
 public:
-    StorageObject(const std::shared_ptr<CompoundFile>& file, Node& node, std::uint32_t access)
-        : handle_(file, node, access) {}
+    using NodeHandle::NodeHandle;
 
     Status createStorage(std::u16string_view name, std::uint32_t mode, ComPtr<IStorage>& out) override {
         return create<IStorage, StorageObject>(name, mode, ElementKind::storage, out);
@@ -103,19 +87,23 @@ public:
     }
 
     Status destroyElement(std::u16string_view name) override {
-        return guarded([&] { handle_.file()->removeChild(handle_.node(kWrite), Name::checked(name)); });
+        return guarded([&] { file()->removeChild(node(kWrite), Name::checked(name)); });
     }
 
     Status enumElements(ComPtr<IEnumElements>& out) override;
 
     Status flush() override {
         return guarded([&] {
-            (void)handle_.node();
-            handle_.file()->save();
+            (void)node();
+            file()->save();
         });
     }
 
-    const NodeHandle& handle() const { return handle_; }
+    // The child that an enumeration answers is likely to be opened next, and need not be looked for.
+    void expectOpening(Node::Children::iterator child) {
+        expected_ = child;
+        expectedVersion_ = file()->version();
+    }
 
 private:
     template <class Interface, class Object>
@@ -123,9 +111,8 @@ private:
         out.reset();
         return guarded([&] {
             const std::uint32_t access = accessOf(mode, true);
-            Node& made =
-                handle_.file()->createChild(handle_.node(access), Name::checked(name), kind, (mode & kCreate) != 0);
-            out = com::makeObject<Interface, Object>(handle_.file(), made, access);
+            Node& made = file()->createChild(node(access), Name::checked(name), kind, (mode & kCreate) != 0);
+            out = com::makeObject<Interface, Object>(file(), made, access);
         });
     }
 
@@ -134,21 +121,29 @@ private:
         out.reset();
         return guarded([&] {
             const std::uint32_t access = accessOf(mode, false);
-            const Node& parent = handle_.node(access);
-            // A name that could not be created may be in a file of other making.
-            const auto found = name.size() > kMaxNameUnits ? parent.children.end() : parent.children.find(Name(name));
-            if (found == parent.children.end() || found->second->kind != kind) {
+            Node& parent = node(access);
+            const auto found = find(parent, name);
+            if (found == parent.children->end() || found->second.kind != kind) {
                 (void)Name::checked(name);
                 throw Failure(kFileNotFound);
             }
-            if (found->second->handle != nullptr) {
+            if (found->second.handle != nullptr) {
                 throw Failure(kAccessDenied);
             }
-            out = com::makeObject<Interface, Object>(handle_.file(), *found->second, access);
+            out = com::makeObject<Interface, Object>(file(), found->second, access);
         });
     }
 
-    NodeHandle handle_;
+    // A name that could not be created may be in a file of other making.
+    Node::Children::iterator find(Node& parent, std::u16string_view name) const {
+        if (expectedVersion_ == file()->version() && expected_->first.units() == name) {
+            return expected_;
+        }
+        return name.size() > kMaxNameUnits ? parent.children->end() : parent.children->find(Name(name));
+    }
+
+    std::optional<std::uint64_t> expectedVersion_;
+    Node::Children::iterator expected_;
 };
 
 class EnumObject final : public com::Implements<IEnumElements> {
@@ -156,18 +151,26 @@ public:
     explicit EnumObject(StorageObject* storage) : storage_(storage) {}
 
     Status next(ElementInfo& out) override {
-        out = {};
         bool isAtEnd = false;
         const Status status = guarded([&] {
-            const Node& storage = storage_->handle().node();
-            const auto child = last_ ? storage.children.upper_bound(*last_) : storage.children.begin();
-            if (child != storage.children.end()) {
-                describe(child->first, *child->second, out);
-                last_ = child->first;
-            } else if (storage.incomplete) {
-                throw Failure(kFileCorrupt, storage_->handle().file()->tree().damage);
-            } else {
+            Node& storage = storage_->node();
+            const CompoundFile& file = *storage_->file();
+            if (version_ != file.version()) {
+                next_ = last_ ? storage.children->upper_bound(*last_) : storage.children->begin();
+                version_ = file.version();
+            }
+            if (next_ == storage.children->end()) {
+                out = {};
+                if (storage.incomplete) {
+                    throw Failure(kFileCorrupt, file.tree().damage);
+                }
                 isAtEnd = true;
+            } else {
+                out.name = next_->first.units();
+                out.kind = next_->second.kind;
+                out.size = next_->second.size();
+                last_ = next_->first;
+                storage_->expectOpening(next_++);
             }
         });
         return isAtEnd ? com::kFalse : status;
@@ -176,19 +179,22 @@ public:
 private:
     // Keeps the storage, and with it the file, open.
     ComPtr<StorageObject> storage_;
-    // The child that was answered last.
+    // The child that was answered last, and the one behind it in this version of the file.
     std::optional<Name> last_;
+    std::optional<std::uint64_t> version_;
+    Node::Children::iterator next_;
 };
 
 Status StorageObject::enumElements(ComPtr<IEnumElements>& out) {
     out.reset();
     return guarded([&] {
-        (void)handle_.node(kRead);
+        (void)node(kRead);
         out = com::makeObject<IEnumElements, EnumObject>(this);
     });
 }
 
-ComPtr<IStorage> makeRoot(const std::shared_ptr<CompoundFile>& file, std::uint32_t access) {
+ComPtr<IStorage> makeRoot(LockedFile place, Tree tree, bool isNew, std::uint32_t access) {
+    const auto file = std::make_shared<CompoundFile>(std::move(place), std::move(tree), isNew);
     return com::makeObject<IStorage, StorageObject>(file, *file->tree().root, access);
 }
 
@@ -198,8 +204,7 @@ Status stgCreateDocfile(const std::string& path, std::uint32_t mode, ComPtr<ISto
     out.reset();
     return guarded([&] {
         const std::uint32_t access = accessOf(mode, true);
-        auto place = LockedFile::create(path, (mode & kCreate) != 0);
-        out = makeRoot(std::make_shared<CompoundFile>(std::move(place)), access);
+        out = makeRoot(LockedFile::create(path, (mode & kCreate) != 0), {}, true, access);
     });
 }
 
@@ -209,7 +214,7 @@ Status stgOpenStorage(const std::string& path, std::uint32_t mode, ComPtr<IStora
         const std::uint32_t access = accessOf(mode, false);
         auto place = LockedFile::open(path, access != kRead);
         Tree tree = readTree(place.load());
-        out = makeRoot(std::make_shared<CompoundFile>(std::move(place), std::move(tree)), access);
+        out = makeRoot(std::move(place), std::move(tree), false, access);
     });
 }
 

@@ -7,19 +7,21 @@
 
 namespace storage {
 
+Node::Node(ElementKind itsKind)
+    : kind(itsKind), children(kind == ElementKind::storage ? std::make_unique<Children>() : nullptr) {}
+
 Node::~Node() {
-    if (children.empty()) {
-        return;
-    }
-    std::vector<Children> levels;
-    levels.push_back(std::move(children));
-    while (!levels.empty()) {
-        const Children going = std::move(levels.back());
-        levels.pop_back();
-        for (const auto& [name, child] : going) {
-            if (!child->children.empty()) {
-                levels.push_back(std::move(child->children));
+    std::vector<std::unique_ptr<Children>> levels;
+    for (auto going = std::move(children); going != nullptr && !going->empty();) {
+        for (auto& [name, child] : *going) {
+            if (child.children != nullptr && !child.children->empty()) {
+                levels.push_back(std::move(child.children));
             }
+        }
+        going = nullptr;
+        if (!levels.empty()) {
+            going = std::move(levels.back());
+            levels.pop_back();
         }
     }
 }
@@ -35,16 +37,6 @@ void Tree::read(const Node& stream, std::uint64_t offset, std::span<std::uint8_t
         failCorrupt("a stream is longer than the file:", stream.sizeInFile);
     }
     chains.read(stream.start, offset, out);
-}
-
-Buffer& Tree::makeOwn(Node& stream) const {
-    if (stream.inFile) {
-        Buffer bytes(stream.sizeInFile);
-        read(stream, 0, bytes);
-        stream.bytes = std::move(bytes);
-        stream.inFile = false;
-    }
-    return stream.bytes;
 }
 
 } // namespace storage

@@ -29,9 +29,9 @@ using EntryProperties = std::array<std::uint8_t, 36>;
 
 /// A storage or a stream in memory; a storage owns its children.
 struct Node {
-    using Children = std::map<Name, std::unique_ptr<Node>>;
+    using Children = std::map<Name, Node>;
 
-    explicit Node(ElementKind itsKind) : kind(itsKind) {}
+    explicit Node(ElementKind itsKind);
     /// However deep the storages are nested, it takes no stack of that depth.
     ~Node();
     Node(const Node&) = delete;
@@ -48,15 +48,16 @@ struct Node {
     std::uint64_t sizeInFile = 0;
     EntryProperties properties{};
     Buffer bytes;
-    Children children;
+    /// Null for a stream.
+    std::unique_ptr<Children> children;
     /// The object that has it open.
     NodeHandle* handle = nullptr;
 };
 
 /// All that a compound file holds. A stream that nobody changed stays in the bytes of the file that it was read from.
 struct Tree {
-    Name rootName;
-    std::unique_ptr<Node> root;
+    Name rootName{u"Root Entry"};
+    std::unique_ptr<Node> root = std::make_unique<Node>(ElementKind::storage);
     /// The file that the tree was read from; null for a new one.
     std::unique_ptr<const FileSectors> file;
     /// What of the file could not be read, the first such thing; empty for a whole file. A tree that is damaged must
@@ -66,8 +67,6 @@ struct Tree {
     /// Copies bytes of a stream; `offset` and the end of `out` lie within its size. Throws Failure: kFileCorrupt where
     /// they are not there.
     void read(const Node& stream, std::uint64_t offset, std::span<std::uint8_t> out) const;
-    /// Takes a stream's bytes out of the file, so that they can change.
-    Buffer& makeOwn(Node& stream) const;
 };
 
 /// Makes the tree that the bytes of a compound file hold, of any writer: versions 3 and 4, sectors of 512 and 4096

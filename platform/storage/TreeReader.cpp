@@ -4,6 +4,7 @@
 #include "platform/storage/Tree.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <utility>
 
@@ -15,61 +16,16 @@ using kernel::get16;
 using kernel::get32;
 using kernel::get64;
 
-using SectorList = std::vector<std::uint32_t>;
-
 void checkHeader(const FileBytes& file) {
     const std::uint8_t* header = file.data.get();
-    if (file.size < kHeaderBytes || std::memcmp(header, kSignature, sizeof kSignature) != 0) {
-        throw Failure(kInvalidHeader);
-    }
-    const unsigned version = get16(header + kAtMajorVersion);
-    const unsigned shift = get16(header + kAtSectorShift);
-    if ((version != 3 && version != 4) || (shift != kShift3 && shift != kShift4) ||
+    if (file.size < kHeaderBytes || std::memcmp(header, kSignature, sizeof kSignature) != 0 ||
+        (get16(header + kAtMajorVersion) != 3 && get16(header + kAtMajorVersion) != 4) ||
+        (get16(header + kAtSectorShift) != kShift3 && get16(header + kAtSectorShift) != kShift4) ||
         get16(header + kAtByteOrder) != kByteOrder || get16(header + kAtMiniShift) != kMiniShift ||
         get32(header + kAtMiniCutoff) != kMiniCutoff) {
-        throw Failure(kInvalidHeader, "a compound file's header is of an unknown kind");
+        throw Failure(kInvalidHeader);
     }
 }
-
-// Which sectors belong to something already: no chain can be walked twice, or in a circle.
-class Claims {
-public:
-    explicit Claims(const SectorChains& chains) : chains_(chains), claimed_(chains.count(), false) {}
-
-    void claim(std::uint32_t sector) {
-        if (sector >= claimed_.size()) {
-            failCorrupt("a chain leads to no sector,", sector);
-        }
-        if (claimed_[sector]) {
-            failCorrupt("two chains, or one in a circle, lead to sector", sector);
-        }
-        claimed_[sector] = true;
-    }
-
-    // Claims a chain to its end and answers its sectors.
-    SectorList claimAll(std::uint32_t start) {
-        SectorList sectors;
-        for (std::uint32_t at = start; at != kEndOfChain; at = chains_.next(at)) {
-            claim(at);
-            sectors.push_back(at);
-        }
-        return sectors;
-    }
-
-    // Claims as much of a chain as `size` bytes need, all of which must be there; it may be longer.
-    void claimBytes(std::uint32_t start, std::uint64_t size) {
-        for (std::uint32_t at = start; size > 0; at = size > 0 ? chains_.next(at) : at) {
-            claim(at);
-            const std::uint64_t length = std::min(size, chains_.sectorBytes);
-            (void)chains_.bytes(at, length);
-            size -= length;
-        }
-    }
-
-private:
-    const SectorChains& chains_;
-    std::vector<bool> claimed_;
-};
 
 // Makes the nodes of the tree from the entries of the directory. Neither the depth of the storages nor that of the
 // trees of siblings takes stack.
@@ -79,18 +35,15 @@ public:
 
     Tree read() {
         checkHeader(file_.bytes);
-        SectorList tables;
-        readAllocation(tables);
-        Claims claims(file_.large);
-        std::ranges::for_each(tables, [&](std::uint32_t sector) { claims.claim(sector); });
-        directory_ = claims.claimAll(headerWord(kAtFirstDirectory));
+        readAllocation();
+        directory_ = file_.large.claimAll(headerWord(kAtFirstDirectory));
         seen_.assign(directory_.size() * sectorBytes() / kEntryBytes, false);
         if (seen_.empty() || entry(0)[kAtType] != kRootType || get16(entry(0) + kAtNameBytes) > kMaxNameBytes) {
             failCorrupt("the directory has no root in entry", 0);
         }
-        readMiniAllocation(claims);
+        readMiniAllocation();
         readNodes();
-        checkStreams(claims);
+        checkStreams();
         tree_.file = std::make_unique<const FileSectors>(std::move(file_));
         return std::move(tree_);
     }
@@ -99,13 +52,7 @@ private:
     std::uint32_t headerWord(unsigned offset) const { return get32(file_.bytes.data.get() + offset); }
     std::uint64_t sectorBytes() const { return std::uint64_t{1} << get16(file_.bytes.data.get() + kAtSectorShift); }
     // A sector of a table. One that the file has only a part of ends in zeros.
-    const std::uint8_t* sector(std::uint32_t number) const {
-        const std::uint64_t place = (std::uint64_t{number} + 1) * sectorBytes();
-        if (place >= file_.bytes.size) {
-            failCorrupt("a table leads to no sector,", number);
-        }
-        return file_.bytes.data.get() + place;
-    }
+    const std::uint8_t* sector(std::uint32_t number) const { return file_.large.bytes(number, 0).data(); }
     const std::uint8_t* entry(std::uint32_t id) const {
         const std::uint64_t offset = std::uint64_t{id} * kEntryBytes;
         return sector(directory_[offset / sectorBytes()]) + offset % sectorBytes();
@@ -128,11 +75,17 @@ private:
     }
 
     // The allocation table's sectors are listed in the header and in sectors of their own, the last word of each of
-    // which leads to the next. Answers all of these in `tables`.
-    void readAllocation(SectorList& tables) {
-        const std::uint64_t sectors = (file_.bytes.size - 1) / sectorBytes(); // the header takes the place of one
+    // which leads to the next.
+    void readAllocation() {
+        SectorChains& large = file_.large;
+        large.file = {file_.bytes.data.get(), file_.bytes.size};
+        large.sectorBytes = sectorBytes();
+        for (std::uint64_t at = sectorBytes(); at < file_.bytes.size; at += sectorBytes()) {
+            large.places.push_back(static_cast<std::uint32_t>(at)); // the header takes the place of one
+        }
+        large.claimed.resize(large.count());
         const std::uint32_t count = headerWord(kAtFatSectors);
-        if (count == 0 || count > sectors) {
+        if (count == 0 || count > large.count()) {
             failCorrupt("the count of allocation sectors is", count);
         }
         SectorList listed;
@@ -140,43 +93,38 @@ private:
         std::uint64_t left = kHeaderFatSectors;
         for (std::uint32_t next = headerWord(kAtFirstDifat); listed.size() < count; --left, place += 4) {
             if (left == 0) {
-                tables.push_back(next);
+                large.claim(next);
                 place = sector(next);
                 left = sectorBytes() / 4 - 1;
                 next = get32(place + 4 * left);
             }
             listed.push_back(get32(place));
+            large.claim(listed.back());
         }
-        SectorChains& large = file_.large;
-        large.file = {file_.bytes.data.get(), file_.bytes.size};
-        large.sectorBytes = sectorBytes();
         large.following = wordsIn(listed);
-        for (std::uint64_t at = 0; at < std::min<std::uint64_t>(sectors, large.following.size()); ++at) {
-            large.places.push_back(static_cast<std::uint32_t>((at + 1) * sectorBytes()));
-        }
-        tables.insert(tables.end(), listed.begin(), listed.end());
     }
 
     // A mini stream whose size is no multiple of a mini sector ends in one that counts.
-    void readMiniAllocation(Claims& claims) {
+    void readMiniAllocation() {
         SectorChains& mini = file_.mini;
         mini.file = file_.large.file;
         mini.sectorBytes = std::uint64_t{1} << kMiniShift;
         const std::uint64_t size = sizeIn(entry(0));
         if (size > 0) {
-            for (const std::uint32_t number : claims.claimAll(get32(entry(0) + kAtStart))) {
+            for (const std::uint32_t number : file_.large.claimAll(get32(entry(0) + kAtStart))) {
                 for (std::uint64_t at = 0; at < sectorBytes() && mini.count() * mini.sectorBytes < size;
                      at += mini.sectorBytes) {
                     mini.places.push_back(static_cast<std::uint32_t>(file_.large.places[number] + at));
                 }
             }
         }
-        mini.following = wordsIn(claims.claimAll(headerWord(kAtFirstMiniFat)));
+        mini.claimed.resize(mini.count());
+        mini.following = wordsIn(file_.large.claimAll(headerWord(kAtFirstMiniFat)));
     }
 
     void readNodes() {
         tree_.rootName = nameIn(entry(0));
-        tree_.root = makeNode(entry(0), ElementKind::storage);
+        fill(*tree_.root, entry(0));
         seen_[0] = true;
         std::vector<std::pair<Node*, std::uint32_t>> storages{{tree_.root.get(), get32(entry(0) + kAtChild)}};
         while (!storages.empty()) {
@@ -199,20 +147,19 @@ private:
     }
 
     // The entries in a tree of siblings, in the order of their names as far as the links keep it.
-    std::vector<std::uint32_t> childrenBelow(std::uint32_t top, Node& storage) {
-        std::vector<std::uint32_t> children;
-        std::vector<std::uint32_t> path;
+    const SectorList& childrenBelow(std::uint32_t top, Node& storage) {
+        children_.clear();
         for (std::uint32_t next = top;;) {
             while (next != kNoEntry && take(next, storage)) {
-                path.push_back(next);
+                path_.push_back(next);
                 next = get32(entry(next) + kAtLeft);
             }
-            if (path.empty()) {
-                return children;
+            if (path_.empty()) {
+                return children_;
             }
-            children.push_back(path.back());
-            next = get32(entry(path.back()) + kAtRight);
-            path.pop_back();
+            children_.push_back(path_.back());
+            next = get32(entry(path_.back()) + kAtRight);
+            path_.pop_back();
         }
     }
 
@@ -235,44 +182,45 @@ private:
             return nullptr;
         }
         const auto kind = type == kStreamType ? ElementKind::stream : ElementKind::storage;
-        const std::size_t before = storage.children.size();
-        const auto child = storage.children.try_emplace(storage.children.end(), nameIn(at), makeNode(at, kind));
-        if (storage.children.size() == before) {
+        Node::Children& children = *storage.children;
+        const std::size_t before = children.size();
+        Node& child = children.try_emplace(children.end(), nameIn(at), kind)->second;
+        if (children.size() == before) {
             addDamage("a name is there twice, the second time in entry", id, &storage);
             return nullptr;
         }
-        return child->second.get();
+        fill(child, at);
+        return &child;
     }
 
     // With its closing zero, if it has one: some writers leave it out of a name that is empty.
     static Name nameIn(const std::uint8_t* at) {
-        std::u16string units;
-        for (unsigned unit = 0; unit + 2U < get16(at + kAtNameBytes); unit += 2) {
-            units.push_back(get16(at + kAtName + unit));
+        std::array<char16_t, kMaxNameUnits> units{};
+        std::size_t length = 0;
+        for (; 2 * (length + 1) < get16(at + kAtNameBytes); ++length) {
+            units[length] = get16(at + kAtName + 2 * length);
         }
-        return Name(units);
+        return Name({units.data(), length});
     }
 
-    std::unique_ptr<Node> makeNode(const std::uint8_t* at, ElementKind kind) const {
-        auto node = std::make_unique<Node>(kind);
-        std::copy_n(at + kAtClassId, node->properties.size(), node->properties.begin());
-        if (kind == ElementKind::stream) {
-            node->inFile = true;
-            node->start = get32(at + kAtStart);
-            node->sizeInFile = sizeIn(at);
+    void fill(Node& node, const std::uint8_t* at) const {
+        std::copy_n(at + kAtClassId, node.properties.size(), node.properties.begin());
+        if (node.kind == ElementKind::stream) {
+            node.inFile = true;
+            node.start = get32(at + kAtStart);
+            node.sizeInFile = sizeIn(at);
         }
-        return node;
     }
 
     // A stream that shares sectors with another is read as its chain says, but nothing can be written any more.
-    void checkStreams(Claims& large) {
-        Claims mini(file_.mini);
+    void checkStreams() {
         try {
             for (const Node* stream : streams_) {
-                (stream->sizeInFile < kMiniCutoff ? mini : large).claimBytes(stream->start, stream->sizeInFile);
+                const bool isMini = stream->sizeInFile < kMiniCutoff;
+                (isMini ? file_.mini : file_.large).claimBytes(stream->start, stream->sizeInFile);
             }
         } catch (const Failure& failure) {
-            tree_.damage = failure.what();
+            tree_.damage = tree_.damage.empty() ? failure.what() : tree_.damage;
         }
     }
 
@@ -291,6 +239,9 @@ private:
     SectorList directory_;
     std::vector<bool> seen_; // entries that something has led to
     std::vector<const Node*> streams_;
+    // Of one storage, kept for the room that they have.
+    SectorList children_;
+    SectorList path_;
 };
 
 } // namespace

@@ -33,41 +33,36 @@ struct DirectoryEntry {
     std::uint32_t child = kNoEntry;
 };
 
+// Makes a tree of `count` entries from `first` on whose levels are full but for the lowest; answers its top. The lowest
+// level is red unless it is full, and all the others are black.
+std::uint32_t link(std::vector<DirectoryEntry>& entries, std::uint32_t first, std::uint32_t count,
+                   std::uint32_t levelsAboveRed) {
+    if (count == 0) {
+        return kNoEntry;
+    }
+    const std::uint32_t middle = first + count / 2;
+    entries[middle].colour = levelsAboveRed == 0 ? kRed : kBlack;
+    entries[middle].left = link(entries, first, count / 2, levelsAboveRed - 1);
+    entries[middle].right = link(entries, middle + 1, count - count / 2 - 1, levelsAboveRed - 1);
+    return middle;
+}
+
 // The directory of a tree: storage by storage, the children of each side by side in the order of their names.
-class Directory {
-public:
-    explicit Directory(const Tree& tree) {
-        entries_.push_back({&tree.rootName, tree.root.get()});
-        for (std::size_t at = 0; at < entries_.size(); ++at) {
-            const auto first = static_cast<std::uint32_t>(entries_.size());
-            for (const auto& [name, child] : entries_[at].node->children) {
-                entries_.push_back({&name, child.get()});
+std::vector<DirectoryEntry> listEntries(const Tree& tree) {
+    std::vector<DirectoryEntry> entries{{&tree.rootName, tree.root.get()}};
+    for (std::size_t at = 0; at < entries.size(); ++at) {
+        if (entries[at].node->kind == ElementKind::storage) {
+            const auto first = static_cast<std::uint32_t>(entries.size());
+            for (const auto& [name, child] : *entries[at].node->children) {
+                entries.push_back({&name, &child});
             }
-            const auto count = static_cast<std::uint32_t>(entries_.size()) - first;
-            // The lowest level is red unless it is full, and all the others, which are full, are black.
+            const auto count = static_cast<std::uint32_t>(entries.size()) - first;
             const bool isFull = std::has_single_bit(count + 1);
-            entries_[at].child = link(first, count, isFull ? UINT32_MAX : std::bit_width(count) - 1U);
+            entries[at].child = link(entries, first, count, isFull ? UINT32_MAX : std::bit_width(count) - 1U);
         }
     }
-
-    const std::vector<DirectoryEntry>& list() const { return entries_; }
-
-private:
-    // Makes a tree of the entries from `first` on whose levels are full but for the lowest; answers its top.
-    std::uint32_t link(std::uint32_t first, std::uint32_t count, std::uint32_t levelsAboveRed) {
-        if (count == 0) {
-            return kNoEntry;
-        }
-        const std::uint32_t middle = first + count / 2;
-        DirectoryEntry& entry = entries_[middle];
-        entry.colour = levelsAboveRed == 0 ? kRed : kBlack;
-        entry.left = link(first, count / 2, levelsAboveRed - 1);
-        entry.right = link(middle + 1, count - count / 2 - 1, levelsAboveRed - 1);
-        return middle;
-    }
-
-    std::vector<DirectoryEntry> entries_;
-};
+    return entries;
+}
 
 // Sectors side by side.
 struct Part {
@@ -80,7 +75,7 @@ struct Part {
 
 class TreeWriter {
 public:
-    explicit TreeWriter(const Tree& tree) : tree_(tree), entries_(tree) { layOut(); }
+    explicit TreeWriter(const Tree& tree) : tree_(tree), entries_(listEntries(tree)) { layOut(); }
 
     Buffer write() {
         writeHeader();
@@ -100,7 +95,7 @@ private:
     void layOut() {
         std::uint64_t largeSectors = 0;
         std::uint64_t miniSectors = 0;
-        for (const DirectoryEntry& entry : entries_.list()) {
+        for (const DirectoryEntry& entry : entries_) {
             const std::uint64_t size = entry.node->size();
             if (size < kMiniCutoff) {
                 miniSectors += piecesFor(size, kMiniBytes);
@@ -108,7 +103,7 @@ private:
                 largeSectors += piecesFor(size, kSectorBytes);
             }
         }
-        directory_.count = piecesFor(entries_.list().size() * kEntryBytes, kSectorBytes);
+        directory_.count = piecesFor(entries_.size() * kEntryBytes, kSectorBytes);
         miniStream_.count = piecesFor(miniSectors * kMiniBytes, kSectorBytes);
         miniFat_.count = piecesFor(miniSectors, kWordsInSector);
         const std::uint64_t rest = directory_.count + miniStream_.count + miniFat_.count + largeSectors;
@@ -161,11 +156,11 @@ private:
     void writeDifat() {
         std::fill(&out_[kAtDifat], &out_[kHeaderBytes], std::uint8_t{0xFF});
         std::fill_n(sector(difat_.first), difat_.count * kSectorBytes, std::uint8_t{0xFF});
-        for (std::uint64_t at = 0; at < fat_.count; ++at) {
-            const std::uint64_t behind = at - kHeaderFatSectors; // meaningless for those in the header
-            std::uint8_t* list = at < kHeaderFatSectors ? &out_[kAtDifat + 4 * at]
-                                                        : sector(difat_.first + behind / (kWordsInSector - 1)) +
-                                                              4 * (behind % (kWordsInSector - 1));
+        std::uint8_t* list = &out_[kAtDifat];
+        for (std::uint64_t at = 0; at < fat_.count; ++at, list += 4) {
+            if (at >= kHeaderFatSectors && (at - kHeaderFatSectors) % (kWordsInSector - 1) == 0) {
+                list = sector(difat_.first + (at - kHeaderFatSectors) / (kWordsInSector - 1));
+            }
             put32(list, static_cast<std::uint32_t>(at));
             put32(fatWord(at), kFatSector);
         }
@@ -178,15 +173,14 @@ private:
 
     void writeDirectory() {
         std::uint8_t* at = sector(directory_.first);
-        for (const DirectoryEntry& entry : entries_.list()) {
+        for (const DirectoryEntry& entry : entries_) {
             const Node& node = *entry.node;
-            const bool isRoot = &entry == &entries_.list().front();
             const std::u16string_view name = entry.name->units();
             for (std::size_t unit = 0; unit < name.size(); ++unit) {
                 put16(at + kAtName + 2 * unit, name[unit]);
             }
             put16(at + kAtNameBytes, static_cast<std::uint16_t>(2 * (name.size() + 1)));
-            at[kAtType] = isRoot ? kRootType : node.kind == ElementKind::stream ? kStreamType : kStorageType;
+            at[kAtType] = node.kind == ElementKind::stream ? kStreamType : kStorageType;
             at[kAtColour] = entry.colour;
             put32(at + kAtLeft, entry.left);
             put32(at + kAtRight, entry.right);
@@ -198,8 +192,10 @@ private:
             }
             at += kEntryBytes;
         }
-        put32(sector(directory_.first) + kAtStart, miniStream_.start());
-        put64(sector(directory_.first) + kAtSize, nextMini_ * kMiniBytes);
+        std::uint8_t* root = sector(directory_.first);
+        root[kAtType] = kRootType;
+        put32(root + kAtStart, miniStream_.start());
+        put64(root + kAtSize, nextMini_ * kMiniBytes);
         for (; at < sector(miniStream_.first); at += kEntryBytes) {
             std::fill(at + kAtLeft, at + kAtClassId, std::uint8_t{0xFF});
         }
@@ -219,7 +215,7 @@ private:
     }
 
     const Tree& tree_;
-    const Directory entries_;
+    const std::vector<DirectoryEntry> entries_;
     Buffer out_;
     // Of the allocation table, its list, the directory, the mini stream and its allocation table.
     Part fat_;

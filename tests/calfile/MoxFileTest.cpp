@@ -1,6 +1,9 @@
 // Writing, updating and pruning calibration files: the states of the class, its texts, and what is in the file.
 
+#include "platform/kernel/Trace.h"
 #include "tests/calfile/MoxFixture.h"
+
+#include <sys/resource.h>
 
 #include <fstream>
 
@@ -99,11 +102,12 @@ TEST_F(MoxFileTest, AMissingFileIsNamedAndTheObjectGoesOn) {
     EXPECT_FALSE(mox::mayExist(path + "x"));
 }
 
-TEST_F(MoxFileTest, ARemovalEndsAtTheFirstItemThatTheFileLacks) {
+TEST_F(MoxFileTest, ARemovalEndsAtTheFirstItemThatTheFileLacksAndSavesWhatItDid) {
     writeItems({1, 2, 3});
     file.open(path);
     file.removeNvItem(2);
     EXPECT_EQ(refusalOf([&] { file.removeNvItems({3, 42, 1}); }), "MoxFile::removeNvItemsImpl() - " + kNotFound);
+    EXPECT_EQ(outputOf("gsf list '" + path + "' | grep -c '/0000000[123]/'"), "1\n") << "before the file is closed";
     file.cleanUp();
     EXPECT_EQ(numbers(), std::vector<int>{1});
 }
@@ -123,19 +127,6 @@ TEST_F(MoxFileTest, ARemovalFindsAnItemByItsNumberHoweverItsNameIsWritten) {
     EXPECT_EQ(refusalOf([&] { file.removeNvItems({42}); }), "MoxFile::removeNvItemsImpl() - " + kNotFound);
     file.cleanUp();
     EXPECT_EQ(numbers(), std::vector<int>{1});
-}
-
-TEST_F(MoxFileTest, ARemovalFromAFileThatIsReadOpensItForWriting) {
-    writeItems({1, 2});
-    file.open(path);
-    { EXPECT_EQ(file.begin()->id, 1); }
-    file.removeNvItem(1);
-    { EXPECT_EQ(file.begin()->id, 2) << "and it can still be walked"; }
-    file.cleanUp();
-    std::filesystem::remove(path);
-    file.open(path);
-    EXPECT_EQ(refusalOf([&] { file.removeNvItem(1); }), "MoxFile::removeNvItemsImpl() - " + kNotFound);
-    EXPECT_TRUE(std::filesystem::exists(path)) << "a removal creates the file, too";
 }
 
 TEST_F(MoxFileTest, AFailedSetUpShowsAsTheMissingStorage) {
@@ -159,38 +150,12 @@ TEST_F(MoxFileTest, AFailedSetUpShowsAsTheMissingStorage) {
     EXPECT_EQ(numbers(), std::vector<int>{1});
 }
 
-TEST_F(MoxFileTest, OpenDoesNotCloseWhatIsOpen) {
-    writeItems({1});
-    const std::string second = (folder / "second.mox").string();
-    file.addNvItem(2, dataOf(2).data());
-    file.writeToDisk(second.c_str(), 5);
-    file.open(path);
-    EXPECT_EQ(file.begin()->id, 1) << "from writing to reading the other file";
-    file.open(second);
-    EXPECT_EQ(file.begin()->id, 1) << "open for reading already";
-    file.cleanUp();
-    file.open(second);
-    EXPECT_EQ(file.begin()->id, 2);
-    EXPECT_EQ(file.readPhoneModelId(), 5);
-    file.addNvItem(3, dataOf(3).data());
-    file.writeToDisk();
-    file.cleanUp();
-    path = second;
-    EXPECT_EQ(numbers(), (std::vector<int>{2, 3})) << "written to the file named last, after reading";
-}
-
 TEST_F(MoxFileTest, FilesOfOtherMakingAreReadAsFarAsTheyGo) {
     std::ofstream(path) << "no compound file";
     file.open(path);
     EXPECT_EQ(refusalOf([&] { file.begin(); }),
               "MoxFile::setupStgPointers() - The file %1 is not a valid compound file.\r\n");
     file.cleanUp();
-    const auto prepare = [&](const std::function<void(const mox::StoragePtr&)>& fill) {
-        mox::StoragePtr root;
-        ASSERT_EQ(storage::stgCreateDocfile(path, mox::kNewFile, root), com::kOk);
-        fill(root);
-    };
-
     prepare([&](const mox::StoragePtr& root) {
         putStream(root, u"00000007", {1});
         createIn(root, u"12x");
@@ -217,6 +182,17 @@ TEST_F(MoxFileTest, FilesOfOtherMakingAreReadAsFarAsTheyGo) {
     EXPECT_EQ(file.readPhoneModelId(), 0xFFFF) << "the storage enumerated last, with a number that is no model's";
 }
 
+TEST_F(MoxFileTest, NothingGoesIntoTheStorageOfAnEarlierModel) {
+    prepare([&](const mox::StoragePtr& root) {
+        createIn(createIn(root, u"00000005"), u"default");
+        createIn(root, u"00000006");
+    });
+    file.addNvItem(1, dataOf(1).data());
+    EXPECT_EQ(refusalOf([&] { file.writeToDisk(path.c_str(), 5); }), "MoxFile::writeToDiskImpl() - " + kNullReference);
+    file.cleanUp();
+    EXPECT_EQ(outputOf("gsf list '" + path + "' | grep -c 00000001 || true"), "0\n");
+}
+
 TEST_F(MoxFileTest, AFailureInTheMiddleKeepsTheItemsBeforeIt) {
     writeItems({1});
     {
@@ -241,6 +217,24 @@ TEST_F(MoxFileTest, AFailureInTheMiddleKeepsTheItemsBeforeIt) {
     EXPECT_EQ(numbers(), (std::vector<int>{1, 2}));
 }
 
+TEST_F(MoxFileTest, AWriteThatCannotBeSavedLeavesTheFileAndSaysWhy) {
+    writeItems({1});
+    std::string logged;
+    kernel::setErrorLog([&](std::string_view text) { logged = text; });
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{1024, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    file.addNvItem(2, dataOf(2).data());
+    EXPECT_EQ(refusalOf([&] { file.writeToDisk(path.c_str(), 0); }),
+              "MoxFile::writeToDiskImpl() - There is insufficient disk space to complete operation.\r\n");
+    file.cleanUp();
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    kernel::setErrorLog({});
+    EXPECT_EQ(logged, "'" + path + "': File too large");
+    EXPECT_EQ(numbers(), std::vector<int>{1});
+}
+
 TEST_F(MoxFileTest, ThePropertyTextsFitTheirLengthFields) {
     const std::string longest(65535, 'x');
     file.setMobilePropertyInfo(1, 0, 0, longest, longest);
@@ -253,18 +247,6 @@ TEST_F(MoxFileTest, ThePropertyTextsFitTheirLengthFields) {
     const std::string stream = gsfStream("00000000/default/Mobile_Property_Info");
     EXPECT_EQ(stream.size(), 12u + 2 * 65535);
     EXPECT_EQ(stream[0], 1) << "a refused record changes nothing";
-}
-
-TEST_F(MoxFileTest, APathThatCannotBeWrittenGivesTheContainersText) {
-    path = (folder / "no" / "such.mox").string();
-    file.addNvItem(1, dataOf(1).data());
-    EXPECT_EQ(refusalOf([&] { file.writeToDisk(path.c_str(), 0); }), "MoxFile::writeToDiskImpl() - " + kNullReference);
-    EXPECT_EQ(refusalOf([&] {
-                  file.cleanUp();
-                  file.open(folder.string());
-                  file.begin();
-              }).substr(0, 30),
-              "MoxFile::setupStgPointers() - ");
 }
 
 } // namespace

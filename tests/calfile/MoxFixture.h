@@ -89,6 +89,12 @@ protected:
         EXPECT_EQ(parent->createStorage(name, mox::kNewFile, child), com::kOk);
         return child;
     }
+    /// Makes the file anew, with what `fill` puts into its root.
+    void prepare(const std::function<void(const mox::StoragePtr&)>& fill) const {
+        mox::StoragePtr root;
+        ASSERT_EQ(storage::stgCreateDocfile(path, mox::kNewFile, root), com::kOk);
+        fill(root);
+    }
     static void putStream(const mox::StoragePtr& parent, std::u16string_view name,
                           const std::vector<std::uint8_t>& bytes) {
         storage::ComPtr<storage::IStream> stream;

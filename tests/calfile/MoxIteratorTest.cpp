@@ -9,24 +9,23 @@ namespace {
 
 using MoxIterator = MoxFixture;
 
-TEST_F(MoxIterator, DeliversEachItemOnceWithItsBytesAndStatusZero) {
-    writeItems({1, 20});
-    file << MoxFile::NvRecord{300, dataOf(0x2C), 7};
+TEST_F(MoxIterator, DeliversEachOfManyItemsWithItsBytesAndStatusZero) {
+    for (std::uint16_t number = 1; number <= 200; ++number) {
+        file << MoxFile::NvRecord{number, dataOf(static_cast<std::uint8_t>(number)), 7};
+    }
     file.writeToDisk(path.c_str(), 0);
     file.cleanUp();
     file.open(path);
-    std::vector<int> found;
+    int expected = 0;
     auto item = file.begin();
     for (const auto end = file.end(); item != end; ++item) {
-        found.push_back((*item).id);
-        EXPECT_EQ(item->data, dataOf(static_cast<std::uint8_t>(item->id)));
+        EXPECT_EQ((*item).id, ++expected);
+        EXPECT_EQ(item->data, dataOf(static_cast<std::uint8_t>(expected)));
         EXPECT_EQ(item->status, 0) << "the status in the file is not read";
     }
-    EXPECT_EQ(found, (std::vector<int>{1, 20, 300}));
-    EXPECT_EQ(item->id, 300) << "past the end the record stays";
-    EXPECT_TRUE(item == file.end());
-    ++item;
-    EXPECT_TRUE(item == file.end());
+    EXPECT_EQ(expected, 200);
+    EXPECT_EQ(item->id, 200) << "past the end the record stays";
+    EXPECT_TRUE(++item == file.end());
 }
 
 TEST_F(MoxIterator, TheEndIteratorServesOnTheRightAlone) {
@@ -136,18 +135,6 @@ TEST_F(MoxIterator, WhatIsNoItemIsPassedOverAndABrokenItemIsReported) {
     EXPECT_EQ((++item)->id, 200);
     EXPECT_EQ(item->data.back(), 0x77);
     EXPECT_TRUE(++item == file.end());
-}
-
-TEST_F(MoxIterator, ABrokenFirstItemMakesBeginThrowAndLeavesNothingOpen) {
-    writeItems({1});
-    {
-        const auto root = openRoot();
-        createIn(openIn(openIn(root, u"00000123"), u"default"), u"00000000");
-    }
-    file.open(path);
-    EXPECT_EQ(refusalOf([&] { file.begin(); }), "MoxFile::IteratorImpl::increamentImpl() - " + kNotFound);
-    file.cleanUp();
-    EXPECT_TRUE(openRoot());
 }
 
 TEST_F(MoxIterator, OutlivesItsFileAndServesAnyThread) {

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <functional>
 
 namespace storage::testing {
@@ -219,24 +218,15 @@ TEST_F(ForeignFileTest, LargeFilesAreReadAsTheyWereWritten) {
 }
 
 TEST_F(ForeignFileTest, LibgsfReadsAndWritesTheSame) {
-    const auto run = [&](const std::string& command) {
-        std::string out;
-        FILE* pipe = ::popen(("cd " + (folder_ / "") + " && gsf " + command + " 2>&1").c_str(), "r");
-        for (int byte = 0; (byte = std::fgetc(pipe)) != EOF;) {
-            out.push_back(static_cast<char>(byte));
-        }
-        EXPECT_EQ(::pclose(pipe), 0) << command;
-        return out;
-    };
     std::string names;
     Contents expected{{u"/", {}}};
     for (unsigned number = 1; number <= 40; ++number) {
         const std::string name = "f" + std::to_string(number);
         expected[u"/" + std::u16string(name.begin(), name.end())] = pattern(number * 211, number);
         store(folder_ / name, pattern(number * 211, number));
-        names += " " + name;
+        names += " " + (folder_ / name);
     }
-    run("createole file.mox" + names);
+    (void)outputOf("gsf createole " + path_ + names + " 2>&1");
     Contents found;
     ASSERT_EQ(readFile(path_, found), com::kOk);
     EXPECT_TRUE(found == expected);
@@ -252,7 +242,7 @@ TEST_F(ForeignFileTest, LibgsfReadsAndWritesTheSame) {
     EXPECT_TRUE(found == expected);
     for (const auto& [path, bytes] : expected) {
         if (path.back() != u'/') {
-            EXPECT_EQ(run("cat file.mox " + std::string(path.begin() + 1, path.end())),
+            EXPECT_EQ(outputOf("gsf cat " + path_ + " " + std::string(path.begin() + 1, path.end())),
                       std::string(bytes.begin(), bytes.end()));
         }
     }

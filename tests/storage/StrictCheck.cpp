@@ -17,13 +17,9 @@ constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::uint32_t kEnd = 0xFFFFFFFE;
 constexpr std::uint32_t kSector = 512;
 
-struct Wrong : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 void need(bool holds, const std::string& what) {
     if (!holds) {
-        throw Wrong(what);
+        throw std::runtime_error(what);
     }
 }
 
@@ -39,7 +35,7 @@ public:
     void run() {
         readHeader();
         readTables();
-        directory_ = join(claimChain(get32(&file_[48]), "directory"));
+        directory_ = claimChain(get32(&file_[48]), "directory");
         need(get32(&file_[40]) == 0, "directory sector count");
         const std::uint8_t* root = entry(0);
         need(root[66] == 5 && root[67] == 1 && get32(root + 68) == kNone && get32(root + 72) == kNone, "root entry");
@@ -106,18 +102,11 @@ private:
         need(owner_[number].empty(), what + " shares a sector with " + owner_[number]);
         owner_[number] = what;
     }
-    std::vector<std::uint32_t> claimChain(std::uint32_t start, const std::string& what) {
-        std::vector<std::uint32_t> chain;
+    Buffer claimChain(std::uint32_t start, const std::string& what) {
+        Buffer bytes;
         for (std::uint32_t at = start; at != kEnd; at = fat_[at]) {
             need(at < fat_.size(), what + " leaves the table");
             claim(at, what);
-            chain.push_back(at);
-        }
-        return chain;
-    }
-    Buffer join(const std::vector<std::uint32_t>& chain) const {
-        Buffer bytes;
-        for (const std::uint32_t at : chain) {
             bytes.insert(bytes.end(), sectorBytes(at), sectorBytes(at) + kSector);
         }
         return bytes;
@@ -129,8 +118,8 @@ private:
 
     void readMiniStream(const std::uint8_t* root) {
         const std::uint64_t size = get64(root + 120);
-        mini_ = join(claimChain(get32(root + 116), "mini stream"));
-        const Buffer table = join(claimChain(get32(&file_[60]), "mini fat"));
+        mini_ = claimChain(get32(root + 116), "mini stream");
+        const Buffer table = claimChain(get32(&file_[60]), "mini fat");
         need(table.size() / kSector == get32(&file_[64]), "mini fat count");
         for (std::size_t at = 0; at < table.size(); at += 4) {
             miniFat_.push_back(get32(&table[at]));
@@ -198,7 +187,7 @@ private:
             }
             need(bytes.size() >= size && bytes.size() - size < 64, what + ": mini chain length");
         } else {
-            bytes = join(claimChain(start, what));
+            bytes = claimChain(start, what);
             need(bytes.size() >= size && bytes.size() - size < kSector, what + ": chain length");
         }
         need(zeros(bytes, size, bytes.size()), what + ": slack");

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <utility>
 
 namespace {
@@ -24,48 +23,27 @@ bool mayCall(const char* call) {
 } // namespace
 
 // The linker sends each call here, and names the real one like this.
-extern "C" {
-int __real_open(const char* path, int flags, ...);
-ssize_t __real_write(int file, const void* bytes, size_t length);
-int __real_fsync(int file);
-int __real_fchmod(int file, mode_t mode);
-int __real_flock(int file, int how);
-int __real_linkat(int from, const char* path, int to, const char* name, int flags);
-int __real_rename(const char* path, const char* name);
-int __real_close(int file);
-
-int __wrap_open(const char* path, int flags, ...) {
-    va_list rest;
-    va_start(rest, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(rest, mode_t) : 0;
-    va_end(rest);
-    return mayCall("open") ? __real_open(path, flags, mode) : -1;
-}
-ssize_t __wrap_write(int file, const void* bytes, size_t length) {
-    if (mayCall("write")) {
-        return __real_write(file, bytes, length);
+#define WATCHED(call, parameters, arguments)                                                                           \
+    int __real_##call parameters;                                                                                      \
+    int __wrap_##call parameters {                                                                                     \
+        return mayCall(#call) ? __real_##call arguments : -1;                                                          \
     }
+
+extern "C" {
+WATCHED(open, (const char* path, int flags, mode_t mode), (path, flags, mode))
+WATCHED(fsync, (int file), (file))
+WATCHED(fchmod, (int file, mode_t mode), (file, mode))
+WATCHED(flock, (int file, int how), (file, how))
+WATCHED(linkat, (int from, const char* path, int to, const char* name, int flags), (from, path, to, name, flags))
+WATCHED(rename, (const char* path, const char* name), (path, name))
+WATCHED(close, (int file), (file))
+
+ssize_t __real_write(int file, const void* bytes, size_t length);
+ssize_t __wrap_write(int file, const void* bytes, size_t length) {
+    const bool happens = mayCall("write");
     const int error = errno;
-    (void)!__real_write(file, bytes, length / 2);
-    errno = error;
-    return -1;
-}
-int __wrap_fsync(int file) {
-    return mayCall("fsync") ? __real_fsync(file) : -1;
-}
-int __wrap_fchmod(int file, mode_t mode) {
-    return mayCall("fchmod") ? __real_fchmod(file, mode) : -1;
-}
-int __wrap_flock(int file, int how) {
-    return mayCall("flock") ? __real_flock(file, how) : -1;
-}
-int __wrap_linkat(int from, const char* path, int to, const char* name, int flags) {
-    return mayCall("linkat") ? __real_linkat(from, path, to, name, flags) : -1;
-}
-int __wrap_rename(const char* path, const char* name) {
-    return mayCall("rename") ? __real_rename(path, name) : -1;
-}
-int __wrap_close(int file) {
-    return mayCall("close") ? __real_close(file) : (__real_close(file), -1);
+    const ssize_t written = __real_write(file, bytes, happens ? length : length / 2);
+    errno = happens ? errno : error;
+    return happens ? written : -1;
 }
 }

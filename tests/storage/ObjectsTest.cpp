@@ -103,7 +103,7 @@ TEST_F(ObjectsTest, StoragesAndStreamsKeepTheirRightsToWrite) {
     EXPECT_EQ(root->destroyElement(u"00000001"), kFileNotFound);
 }
 
-TEST_F(ObjectsTest, AnEnumerationGoesByTheNamesAndOverRemovals) {
+TEST_F(ObjectsTest, AnEnumerationGoesByTheNamesAndSeesChanges) {
     ComPtr<IStorage> root;
     ComPtr<IStorage> child;
     ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
@@ -122,9 +122,13 @@ TEST_F(ObjectsTest, AnEnumerationGoesByTheNamesAndOverRemovals) {
     for (ElementInfo info; children->next(info) == com::kOk;) {
         found.push_back(info.name);
         ASSERT_EQ(root->destroyElement(info.name), com::kOk);
+        if (info.name == u"ab") {
+            ASSERT_EQ(root->destroyElement(u"zz"), com::kOk) << "the next one";
+            ASSERT_EQ(root->createStorage(u"zzz", kCreateWrite, child), com::kOk);
+        }
     }
     EXPECT_EQ(found,
-              (std::vector<std::u16string>{u"b", u"\u00E4", u"\u01C6", u"\u0250", u"\u0444", u"ab", u"zz", u"AAA"}));
+              (std::vector<std::u16string>{u"b", u"\u00E4", u"\u01C6", u"\u0250", u"\u0444", u"ab", u"AAA", u"zzz"}));
 }
 
 TEST_F(ObjectsTest, AFileThatMayNotBeWrittenIsRead) {

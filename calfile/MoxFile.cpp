@@ -26,7 +26,7 @@ MoxFile::~MoxFile() {
 
 void MoxFile::open(std::string fileName) {
     fileName_ = std::move(fileName);
-    requestedMode_ = OpenMode::read;
+    requestedMode_ = OpenMode::kRead;
     needsSetup_ = true;
 }
 
@@ -89,7 +89,7 @@ void MoxFile::cleanUp() {
     itemsAdded_ = false;
     propertiesSet_ = false;
     needsSetup_ = true;
-    requestedMode_ = OpenMode::read;
+    requestedMode_ = OpenMode::kRead;
     runOnWorker(&MoxFile::cleanUpImpl);
 }
 

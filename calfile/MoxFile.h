@@ -34,7 +34,7 @@ public:
     class IteratorImpl;
     class Iterator;
 
-    enum class OpenMode : std::uint32_t { none = 0, read = 1, write = 2 };
+    enum class OpenMode : std::uint32_t { kNone = 0, kRead = 1, kWrite = 2 };
 
     /// What the acquisition of the worker throws comes through.
     MoxFile() = default;
@@ -115,8 +115,8 @@ private:
     void changeFile(const std::function<void()>& change);
     com::Status save();
 
-    OpenMode currentMode_ = OpenMode::none;
-    OpenMode requestedMode_ = OpenMode::read;
+    OpenMode currentMode_ = OpenMode::kNone;
+    OpenMode requestedMode_ = OpenMode::kRead;
 };
 
 #include "calfile/MoxFileIterator.h"

@@ -44,7 +44,7 @@ void MoxFile::writeToDiskImpl() {
 
 void MoxFile::readPhoneModelIdImpl() {
     if (needsSetup_) {
-        requestedMode_ = OpenMode::read;
+        requestedMode_ = OpenMode::kRead;
         setupStgPointers();
     }
     if (errorPending_) {
@@ -75,10 +75,10 @@ void MoxFile::changeFile(const std::function<void()>& change) {
 
 // What failed here shows in the first use of a storage that is not open, whose failure then replaces it.
 void MoxFile::prepareToWrite() {
-    if (!needsSetup_ && currentMode_ != OpenMode::read) {
+    if (!needsSetup_ && currentMode_ != OpenMode::kRead) {
         return;
     }
-    requestedMode_ = OpenMode::write;
+    requestedMode_ = OpenMode::kWrite;
     setupStgPointers();
     if (errorPending_ && !defaultStorage_) {
         kernel::logError("'" + fileName_ +
@@ -95,21 +95,21 @@ void MoxFile::setupStgPointers() {
         if (requestedMode_ == currentMode_) {
             return;
         }
-        if (currentMode_ == OpenMode::none) {
-            if (requestedMode_ == OpenMode::read && !isThere(fileName_)) {
+        if (currentMode_ == OpenMode::kNone) {
+            if (requestedMode_ == OpenMode::kRead && !isThere(fileName_)) {
                 throw Exception("Trying to read '" + fileName_ + "' that doesn't exists");
             }
-            if (requestedMode_ == OpenMode::write && !mox::mayExist(fileName_)) {
+            if (requestedMode_ == OpenMode::kWrite && !mox::mayExist(fileName_)) {
                 createFile();
                 needsSetup_ = false;
-                currentMode_ = OpenMode::write;
+                currentMode_ = OpenMode::kWrite;
                 return;
             }
-            currentMode_ = requestedMode_ == OpenMode::read ? OpenMode::write : OpenMode::read;
+            currentMode_ = requestedMode_ == OpenMode::kRead ? OpenMode::kWrite : OpenMode::kRead;
         }
-        const OpenMode target = currentMode_ == OpenMode::write ? OpenMode::read : OpenMode::write;
+        const OpenMode target = currentMode_ == OpenMode::kWrite ? OpenMode::kRead : OpenMode::kWrite;
         cleanUpImpl();
-        openFile(target == OpenMode::read ? mox::kForReading : mox::kForWriting);
+        openFile(target == OpenMode::kRead ? mox::kForReading : mox::kForWriting);
         currentMode_ = target;
         needsSetup_ = false;
     });
@@ -144,5 +144,5 @@ void MoxFile::cleanUpImpl() {
         modelStorage_.reset();
         defaultStorage_.reset();
     });
-    currentMode_ = OpenMode::none;
+    currentMode_ = OpenMode::kNone;
 }

@@ -42,7 +42,7 @@ std::multimap<std::uint16_t, std::u16string> otherItemNames(const StoragePtr& de
 bool nextNumbered(const EnumPtr& children, storage::ElementInfo& child) {
     com::Status status = com::kOk;
     while ((status = children->next(child)) == com::kOk) {
-        if (child.kind == storage::ElementKind::storage && isNumberName(child.name)) {
+        if (child.kind == storage::ElementKind::kStorage && isNumberName(child.name)) {
             return true;
         }
     }

@@ -2,11 +2,10 @@
 
 #include "cli/CommandText.h"
 #include "platform/com/Messages.h"
+#include "platform/kernel/Text.h"
 #include "platform/storage/Storage.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <iomanip>
 #include <iostream>
 #include <stdexcept>
@@ -61,10 +60,7 @@ std::string printable(std::u16string_view name) {
         } else if (unit >= 0x20 && (unit < 0x7F || unit > 0x9F) && !isHalf(at, 0xD800) && !isHalf(at, 0xDC00)) {
             appendUtf8(text, unit);
         } else {
-            std::array<char, 4> digits{};
-            const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), unit, 16).ptr;
-            const std::string_view code(digits.data(), static_cast<std::size_t>(end - digits.data()));
-            text.append(code.size() == 1 ? "\\x0" : "\\x").append(code);
+            text += "\\x" + kernel::hexDigits(unit, 2);
         }
     }
     return text;
@@ -86,7 +82,7 @@ public:
                 continue;
             }
             show(child);
-            if (child.kind == storage::ElementKind::storage) {
+            if (child.kind == storage::ElementKind::kStorage) {
                 open(child);
             }
         }
@@ -122,7 +118,7 @@ private:
 
     void show(const storage::ElementInfo& child) const {
         const std::size_t depth = levels_.size() - 1;
-        const bool isStream = child.kind == storage::ElementKind::stream;
+        const bool isStream = child.kind == storage::ElementKind::kStream;
         std::cout << std::setw(kSizeWidth) << (isStream ? std::to_string(child.size) : "") << "  "
                   << std::string(2 * std::min(depth, kMaxIndentedDepth), ' ');
         if (depth > kMaxIndentedDepth) {

@@ -1,17 +1,15 @@
 #include "app/document/ItemSearch.h"
 
+#include "platform/kernel/Text.h"
+
 #include <algorithm>
 
 namespace {
 
-char upper(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
 std::size_t commonPrefix(std::string_view line, std::string_view query) {
     const std::size_t longest = std::min(line.size(), query.size());
     std::size_t length = 0;
-    while (length < longest && upper(line[length]) == query[length]) {
+    while (length < longest && kernel::upperCase(line[length]) == query[length]) {
         ++length;
     }
     return length;
@@ -51,8 +49,7 @@ std::string itemLine(const NvItem& item) {
 }
 
 std::optional<std::size_t> findItem(std::span<const NvItem> items, std::string_view query) {
-    std::string upperQuery(query);
-    std::transform(upperQuery.begin(), upperQuery.end(), upperQuery.begin(), upper);
+    const std::string upperQuery = kernel::upperCase(query);
     const auto found = findByPrefix(items, upperQuery);
     return found ? found : findInNames(items, upperQuery);
 }

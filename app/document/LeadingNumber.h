@@ -1,22 +1,16 @@
 #pragma once
 
-#include <algorithm>
+#include "platform/kernel/Text.h"
+
 #include <cstdint>
 #include <string_view>
 
 /// Numbers as they are typed: characters after the number are ignored, and a text without a number is 0.
 
-/// A cell of a spreadsheet comes with its line end.
-inline constexpr std::string_view kBlanks = " \t\n\v\f\r";
-
-inline std::string_view withoutLeadingBlanks(std::string_view text) {
-    return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
-}
-
 /// The digits that `text` starts with after its blanks, modulo 2^64.
 inline std::uint64_t leadingDigits(std::string_view text) {
     std::uint64_t number = 0;
-    for (const char c : withoutLeadingBlanks(text)) {
+    for (const char c : kernel::trimmedFront(text)) {
         if (c < '0' || c > '9') {
             break;
         }
@@ -28,7 +22,7 @@ inline std::uint64_t leadingDigits(std::string_view text) {
 /// The same with a sign before the digits; a negative number counts from 2^64 down, as sub-fields of 8 bytes do, so
 /// that every bit survives.
 inline std::uint64_t leadingDecimal(std::string_view text) {
-    text = withoutLeadingBlanks(text);
+    text = kernel::trimmedFront(text);
     const bool negative = text.starts_with('-');
     if (!negative && !text.starts_with('+')) {
         return leadingDigits(text);

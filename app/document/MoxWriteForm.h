@@ -2,22 +2,12 @@
 
 #include "app/document/UserInterface.h"
 #include "engine/Calvane.h"
+#include "engine/PhoneProperties.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
-
-/// The record of the phone's properties that a calibration file may carry.
-struct PhoneProperties {
-    std::uint32_t esn = 0;
-    std::uint8_t nvMajorVersion = 0;
-    std::uint8_t nvMinorVersion = 0;
-    std::string softwareVersion;
-    std::string clientName;
-
-    bool operator==(const PhoneProperties&) const = default;
-};
 
 /// What a calibration file is to be written with besides the items: one of the four forms in which the catalog writes
 /// a list.

@@ -32,17 +32,12 @@ constexpr std::array<TypeLabel, 12> kTypeLabels{{
     {"SIGNED QWORD", "<  signed 8 bytes  >  "},
 }};
 
-std::string_view withoutBlanks(std::string_view text) {
-    text = withoutLeadingBlanks(text);
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
 std::uint32_t leadingHex(std::string_view text) {
-    text = withoutLeadingBlanks(text);
+    text = kernel::trimmedFront(text);
     if (text.starts_with("0x") || text.starts_with("0X")) {
         text.remove_prefix(2);
     }
@@ -70,7 +65,7 @@ std::string typeLabel(const std::string& typeName) {
 
 std::string dateText(const std::string& value) {
     std::int64_t seconds = 0;
-    std::string_view digits = withoutLeadingBlanks(value);
+    std::string_view digits = kernel::trimmedFront(value);
     if (digits.starts_with('+')) {
         digits.remove_prefix(1);
     }
@@ -87,9 +82,7 @@ std::string dateText(const std::string& value) {
 }
 
 std::string hexFromDecimal(std::string_view text) {
-    std::array<char, 16> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), leadingDecimal(text), 16).ptr;
-    return {digits.data(), end};
+    return kernel::hexDigits(leadingDecimal(text));
 }
 
 std::string decimalFromHex(std::string_view text) {
@@ -105,7 +98,7 @@ std::string decimalFromHex(std::string_view text) {
 bool isHexNumber(std::string_view text) {
     // In longer texts a blank would count as a digit's place.
     if (text.size() <= kPartDigits) {
-        text = withoutBlanks(text);
+        text = kernel::trimmed(text);
     }
     if (text.size() > 2 * kPartDigits) {
         return false;
@@ -121,7 +114,7 @@ bool fitsHex(std::string_view text) {
     if (!isDecimalNumber(text)) {
         return false;
     }
-    text = withoutBlanks(text);
+    text = kernel::trimmed(text);
     if (text.starts_with('+')) {
         text.remove_prefix(1);
     }
@@ -133,7 +126,7 @@ bool fitsHex(std::string_view text) {
 }
 
 bool isDecimalNumber(std::string_view text) {
-    text = withoutBlanks(text);
+    text = kernel::trimmed(text);
     if (text.starts_with('-') || text.starts_with('+')) {
         text.remove_prefix(1);
     }

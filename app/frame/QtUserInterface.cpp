@@ -6,6 +6,7 @@
 #include "app/dialogs/FileDialog.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/MainStatusBar.h"
+#include "platform/kernel/Thread.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -13,7 +14,6 @@
 #include <QTimer>
 #include <QWidget>
 #include <exception>
-#include <thread>
 #include <utility>
 
 namespace {
@@ -134,7 +134,7 @@ std::optional<std::vector<NvItem>> QtUserInterface::askCustomizedList(const std:
 void QtUserInterface::runWaiting(const std::function<void()>& work) {
     std::exception_ptr failure; // written by the thread, read when it has ended
     QEventLoop loop;
-    std::thread thread([&] {
+    kernel::Thread thread([&] {
         try {
             work();
         } catch (...) {

@@ -27,18 +27,18 @@ void WorkerRoundTrip(benchmark::State& state) {
     ComThreadManager::release();
 }
 
-enum class Token { here, there, gone };
+enum class Token { kHere, kThere, kGone };
 
 /// Sends the token back until it is gone.
 void sendBack(std::mutex& lock, std::condition_variable& moved, Token& token) {
     while (true) {
         {
             std::unique_lock held(lock);
-            moved.wait(held, [&] { return token != Token::here; });
-            if (token == Token::gone) {
+            moved.wait(held, [&] { return token != Token::kHere; });
+            if (token == Token::kGone) {
                 return;
             }
-            token = Token::here;
+            token = Token::kHere;
         }
         moved.notify_one();
     }
@@ -47,7 +47,7 @@ void sendBack(std::mutex& lock, std::condition_variable& moved, Token& token) {
 void BareHandOver(benchmark::State& state) {
     std::mutex lock;
     std::condition_variable moved;
-    Token token = Token::here;
+    Token token = Token::kHere;
     std::jthread other([&] { sendBack(lock, moved, token); });
     const auto handOver = [&](Token to) {
         {
@@ -57,11 +57,11 @@ void BareHandOver(benchmark::State& state) {
         moved.notify_one();
     };
     for (auto _ : state) {
-        handOver(Token::there);
+        handOver(Token::kThere);
         std::unique_lock held(lock);
-        moved.wait(held, [&] { return token == Token::here; });
+        moved.wait(held, [&] { return token == Token::kHere; });
     }
-    handOver(Token::gone);
+    handOver(Token::kGone);
 }
 
 } // namespace

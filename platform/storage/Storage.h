@@ -30,11 +30,11 @@ inline constexpr std::uint32_t kReadWrite = 0x2;
 inline constexpr std::uint32_t kShareExclusive = 0x10;
 inline constexpr std::uint32_t kCreate = 0x1000;
 
-enum class ElementKind { storage = 1, stream = 2 };
+enum class ElementKind { kStorage = 1, kStream = 2 };
 
 struct ElementInfo {
     std::u16string name;
-    ElementKind kind = ElementKind::storage;
+    ElementKind kind = ElementKind::kStorage;
     /// Of a stream, in bytes; 0 for a storage.
     std::uint64_t size = 0;
 };

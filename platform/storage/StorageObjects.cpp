@@ -74,16 +74,16 @@ public:
     using NodeHandle::NodeHandle;
 
     Status createStorage(std::u16string_view name, std::uint32_t mode, ComPtr<IStorage>& out) override {
-        return create<IStorage, StorageObject>(name, mode, ElementKind::storage, out);
+        return create<IStorage, StorageObject>(name, mode, ElementKind::kStorage, out);
     }
     Status createStream(std::u16string_view name, std::uint32_t mode, ComPtr<IStream>& out) override {
-        return create<IStream, StreamObject>(name, mode, ElementKind::stream, out);
+        return create<IStream, StreamObject>(name, mode, ElementKind::kStream, out);
     }
     Status openStorage(std::u16string_view name, std::uint32_t mode, ComPtr<IStorage>& out) override {
-        return open<IStorage, StorageObject>(name, mode, ElementKind::storage, out);
+        return open<IStorage, StorageObject>(name, mode, ElementKind::kStorage, out);
     }
     Status openStream(std::u16string_view name, std::uint32_t mode, ComPtr<IStream>& out) override {
-        return open<IStream, StreamObject>(name, mode, ElementKind::stream, out);
+        return open<IStream, StreamObject>(name, mode, ElementKind::kStream, out);
     }
 
     Status destroyElement(std::u16string_view name) override {

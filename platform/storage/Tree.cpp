@@ -8,7 +8,7 @@
 namespace storage {
 
 Node::Node(ElementKind itsKind)
-    : kind(itsKind), children(kind == ElementKind::storage ? std::make_unique<Children>() : nullptr) {}
+    : kind(itsKind), children(kind == ElementKind::kStorage ? std::make_unique<Children>() : nullptr) {}
 
 Node::~Node() {
     std::vector<std::unique_ptr<Children>> levels;

@@ -57,7 +57,7 @@ struct Node {
 /// All that a compound file holds. A stream that nobody changed stays in the bytes of the file that it was read from.
 struct Tree {
     Name rootName{u"Root Entry"};
-    std::unique_ptr<Node> root = std::make_unique<Node>(ElementKind::storage);
+    std::unique_ptr<Node> root = std::make_unique<Node>(ElementKind::kStorage);
     /// The file that the tree was read from; null for a new one.
     std::unique_ptr<const FileSectors> file;
     /// What of the file could not be read, the first such thing; empty for a whole file. A tree that is damaged must

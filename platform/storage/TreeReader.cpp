@@ -132,7 +132,7 @@ private:
             storages.pop_back();
             for (const std::uint32_t id : childrenBelow(top, *storage)) {
                 Node* child = addChild(*storage, id);
-                if (child != nullptr && child->kind == ElementKind::storage) {
+                if (child != nullptr && child->kind == ElementKind::kStorage) {
                     storages.emplace_back(child, get32(entry(id) + kAtChild));
                 } else if (child != nullptr) {
                     streams_.push_back(child);
@@ -181,7 +181,7 @@ private:
             addDamage("neither a storage nor a stream is entry", id, &storage);
             return nullptr;
         }
-        const auto kind = type == kStreamType ? ElementKind::stream : ElementKind::storage;
+        const auto kind = type == kStreamType ? ElementKind::kStream : ElementKind::kStorage;
         Node::Children& children = *storage.children;
         const std::size_t before = children.size();
         Node& child = children.try_emplace(children.end(), nameIn(at), kind)->second;
@@ -205,7 +205,7 @@ private:
 
     void fill(Node& node, const std::uint8_t* at) const {
         std::copy_n(at + kAtClassId, node.properties.size(), node.properties.begin());
-        if (node.kind == ElementKind::stream) {
+        if (node.kind == ElementKind::kStream) {
             node.inFile = true;
             node.start = get32(at + kAtStart);
             node.sizeInFile = sizeIn(at);

@@ -51,7 +51,7 @@ std::uint32_t link(std::vector<DirectoryEntry>& entries, std::uint32_t first, st
 std::vector<DirectoryEntry> listEntries(const Tree& tree) {
     std::vector<DirectoryEntry> entries{{&tree.rootName, tree.root.get()}};
     for (std::size_t at = 0; at < entries.size(); ++at) {
-        if (entries[at].node->kind == ElementKind::storage) {
+        if (entries[at].node->kind == ElementKind::kStorage) {
             const auto first = static_cast<std::uint32_t>(entries.size());
             for (const auto& [name, child] : *entries[at].node->children) {
                 entries.push_back({&name, &child});
@@ -180,13 +180,13 @@ private:
                 put16(at + kAtName + 2 * unit, name[unit]);
             }
             put16(at + kAtNameBytes, static_cast<std::uint16_t>(2 * (name.size() + 1)));
-            at[kAtType] = node.kind == ElementKind::stream ? kStreamType : kStorageType;
+            at[kAtType] = node.kind == ElementKind::kStream ? kStreamType : kStorageType;
             at[kAtColour] = entry.colour;
             put32(at + kAtLeft, entry.left);
             put32(at + kAtRight, entry.right);
             put32(at + kAtChild, entry.child);
             std::ranges::copy(node.properties, at + kAtClassId);
-            if (node.kind == ElementKind::stream) {
+            if (node.kind == ElementKind::kStream) {
                 put32(at + kAtStart, writeStream(node));
                 put64(at + kAtSize, node.size());
             }

@@ -1,11 +1,11 @@
 #include "tessra/host/ServiceConfig.h"
 
 #include "platform/kernel/RegularFile.h"
+#include "platform/kernel/Text.h"
 #include "tessra/simulator/ConfigTable.h"
 #include "tessra/simulator/FaultKeys.h"
 
 #include <algorithm>
-#include <charconv>
 #include <system_error>
 
 namespace tessra {
@@ -24,12 +24,8 @@ constexpr ModeName kModeNames[] = {
 
 // "COM7" has the number 7; 0 for a name that is not of this form.
 std::uint16_t numberOf(std::string_view name) {
-    std::uint16_t number = 0;
-    if (name.starts_with("COM")) {
-        const auto [end, error] = std::from_chars(name.data() + 3, name.data() + name.size(), number);
-        number = error == std::errc() && end == name.data() + name.size() ? number : std::uint16_t{0};
-    }
-    return number;
+    const auto number = name.starts_with("COM") ? kernel::wholeNumber<std::uint16_t>(name.substr(3)) : std::nullopt;
+    return number.value_or(0);
 }
 
 void readPhone(ConfigTable& table, PhoneSetup& phone) {

@@ -89,7 +89,7 @@ SerialLine::SerialLine(std::string name, LineSetup setup)
 
 void SerialLine::start(std::function<void()> changed) {
     changed_ = std::move(changed);
-    keeper_ = std::thread([this] { keep(); });
+    keeper_.emplace([this] { keep(); });
 }
 
 void SerialLine::close() {
@@ -101,8 +101,8 @@ void SerialLine::close() {
         lineFree_.notify_all();
         viewKnown_.notify_all();
     }
-    if (keeper_.joinable()) {
-        keeper_.join();
+    if (keeper_) {
+        keeper_->join();
     }
 }
 

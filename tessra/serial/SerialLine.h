@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/kernel/Thread.h"
 #include "platform/kernel/WakeEvent.h"
 #include "tessra/PhoneLink.h"
 #include "tessra/serial/LinePhone.h"
@@ -13,7 +14,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace tessra {
@@ -71,7 +71,8 @@ private:
     std::function<void()> changed_; ///< constant once started
     kernel::WakeEvent keeperWake_;
     kernel::WakeEvent holderWake_;
-    SerialExchange exchange_; ///< used by whoever holds the line
+    SerialExchange exchange_;              ///< used by whoever holds the line
+    std::optional<kernel::Thread> keeper_; ///< from start() on
 
     std::mutex lock_; ///< guards all that follows
     std::condition_variable lineFree_;
@@ -89,7 +90,6 @@ private:
     Clock::time_point lastAskEnd_;
     Clock::time_point lastAnswer_; ///< to a client
     std::string reported_;         ///< the last problem in the log, while it lasts
-    std::thread keeper_;
 };
 
 } // namespace tessra

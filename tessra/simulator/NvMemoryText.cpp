@@ -1,9 +1,9 @@
 #include "tessra/simulator/NvMemoryText.h"
 
+#include "platform/kernel/Text.h"
 #include "tessra/simulator/ConfigError.h"
 
 #include <algorithm>
-#include <charconv>
 #include <stdexcept>
 
 namespace tessra {
@@ -14,25 +14,22 @@ constexpr std::string_view kHeader =
     "// The phone service rewrites this file; edit it only while no program uses the phone.\n";
 constexpr std::string_view kReadOnlyMark = "readonly";
 constexpr std::string_view kProtectedMark = "protected";
-constexpr std::string_view kBlanks = " \t\r";
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
 // Cuts the text up to the next blank off the front of `line`; empty at the line's end.
 std::string_view nextWord(std::string_view& line) {
-    line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
-    const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
-    line.remove_prefix(word.size());
+    const std::string_view word = kernel::firstWord(line);
+    line = kernel::trimmedFront(line).substr(word.size());
     return word;
 }
 
 std::uint16_t parseNumber(std::string_view word, const char* what) {
-    std::uint16_t number = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (word.empty() || error != std::errc() || end != word.data() + word.size()) {
+    const auto number = kernel::wholeNumber<std::uint16_t>(word);
+    if (!number) {
         throw std::invalid_argument(std::string("the ") + what + " '" + std::string(word) +
                                     "' is not a number from 0 to 65535");
     }
-    return number;
+    return *number;
 }
 
 void parseData(std::string_view word, NvCell& cell) {

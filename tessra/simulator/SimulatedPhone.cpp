@@ -13,7 +13,7 @@ SimulatedPhone::SimulatedPhone(std::string name, PhoneSetup setup, std::filesyst
       initialPath_(std::move(initial)) {}
 
 void SimulatedPhone::start(std::function<void()> changed) {
-    watcher_ = std::thread([this, changed = std::move(changed)] { watch(changed); });
+    watcher_.emplace([this, changed = std::move(changed)] { watch(changed); });
 }
 
 void SimulatedPhone::close() {
@@ -24,8 +24,8 @@ void SimulatedPhone::close() {
         memory_.reset();
         changeIsNear_.notify_one();
     }
-    if (watcher_.joinable()) {
-        watcher_.join();
+    if (watcher_) {
+        watcher_->join();
     }
 }
 

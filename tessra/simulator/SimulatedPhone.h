@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/kernel/Thread.h"
 #include "tessra/PhoneLink.h"
 #include "tessra/simulator/PhoneModel.h"
 
@@ -8,7 +9,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 
 namespace tessra {
 
@@ -38,6 +38,7 @@ private:
     const PhoneSetup setup_;
     const std::filesystem::path memoryPath_;
     const std::filesystem::path initialPath_;
+    std::optional<kernel::Thread> watcher_; ///< from start() on
 
     std::mutex lock_; ///< guards all that follows
     std::condition_variable changeIsNear_;
@@ -46,7 +47,6 @@ private:
     std::string reported_;
     std::optional<NvMemoryFile> memory_;
     std::optional<PhoneModel> phone_;
-    std::thread watcher_;
 };
 
 } // namespace tessra

@@ -139,7 +139,7 @@ inline Status readTree(IStorage& storage, Contents& tree, const std::u16string& 
     for (; next == com::kOk; next = children->next(info)) {
         ComPtr<IStorage> child;
         Buffer bytes;
-        if (info.kind == ElementKind::stream) {
+        if (info.kind == ElementKind::kStream) {
             const Status status = readStream(storage, info, bytes);
             keep(status);
             if (com::succeeded(status)) {

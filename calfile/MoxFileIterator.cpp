@@ -14,11 +14,6 @@ const WorkerFailureTexts kCleanUp = mox::failureTexts("MoxFile::IteratorImpl::cl
 const WorkerFailureTexts kIsEqual = mox::failureTexts("MoxFile::IteratorImpl::isEqualImpl", false);
 const WorkerFailureTexts kIncreament = mox::failureTexts("MoxFile::IteratorImpl::increamentImpl()", true);
 
-// The container's order of names, as far as names of digits go: the shorter first.
-bool comesAfter(std::u16string_view name, std::u16string_view position) {
-    return name.size() != position.size() ? name.size() > position.size() : name > position;
-}
-
 } // namespace
 
 void MoxFile::IteratorImpl::initialize(std::uintptr_t defaultStorage) {
@@ -27,41 +22,57 @@ void MoxFile::IteratorImpl::initialize(std::uintptr_t defaultStorage) {
         if (!storage_) {
             return;
         }
-        mox::check(storage_->enumElements(enumerator_));
-        position_.clear();
+        readSteps();
         initialized_ = true;
         atEnd_ = false;
         increamentImpl();
     });
 }
 
-void MoxFile::IteratorImpl::increamentImpl() {
-    recordFailures(kIncreament, [this] { step(); });
+// One walk reads every item: on the worker an item costs less than the way there and back.
+void MoxFile::IteratorImpl::readSteps() {
+    auto steps = std::make_shared<std::vector<Step>>();
+    mox::EnumPtr children;
+    mox::check(storage_->enumElements(children));
+    storage::ElementInfo child;
+    while (mox::nextNumbered(children, child)) {
+        if (const auto number = mox::numberOf(child.name)) {
+            steps->push_back(readStep(child.name, *number));
+        }
+    }
+    steps_ = std::move(steps);
+    taken_ = 0;
 }
 
-void MoxFile::IteratorImpl::step() {
-    const bool resumes = !enumerator_;
-    if (resumes) {
-        mox::check(storage_->enumElements(enumerator_));
-    }
-    storage::ElementInfo child;
-    std::optional<std::uint16_t> number;
-    while (!number) {
-        if (!mox::nextNumbered(enumerator_, child)) {
-            atEnd_ = true;
-            return;
+MoxFile::IteratorImpl::Step MoxFile::IteratorImpl::readStep(std::u16string_view name, std::uint16_t number) {
+    Step step;
+    recordFailures(kIncreament, [&] {
+        NvRecord record;
+        const std::uint32_t read = mox::readItemData(storage_, name, record.data);
+        record.id = number;
+        step.record = record;
+        if (read < mox::kItemDataBytes) {
+            throw Exception("Tried to read NV Item: " + std::to_string(number) + ". Was only able to read " +
+                            std::to_string(read) + " out of " + std::to_string(mox::kItemDataBytes));
         }
-        if (!resumes || comesAfter(child.name, position_)) {
-            number = mox::numberOf(child.name);
-        }
+    });
+    if (std::exchange(errorPending_, false)) {
+        step.failure = errorMessage_;
     }
-    position_ = child.name;
-    const std::uint32_t read = mox::readItemData(storage_, child.name, record_.data);
-    record_.id = *number;
-    if (read < mox::kItemDataBytes) {
-        recordFailure("MoxFile::IteratorImpl::increamentImpl() - Tried to read NV Item: " + std::to_string(*number) +
-                      ". Was only able to read " + std::to_string(read) + " out of " +
-                      std::to_string(mox::kItemDataBytes));
+    return step;
+}
+
+void MoxFile::IteratorImpl::increamentImpl() {
+    if (taken_ == steps_->size()) {
+        atEnd_ = true;
+        return;
+    }
+    const Step& step = (*steps_)[taken_++];
+    if (step.record) {
+        record_ = *step.record;
+    }
+    if (!step.failure.empty()) {
+        recordFailure(step.failure);
     }
 }
 
@@ -77,18 +88,14 @@ void MoxFile::IteratorImpl::copyIteratorImpl(std::uintptr_t other) {
         equalResult_ = source.equalResult_;
         atEnd_ = source.atEnd_;
         errorMessage_ = source.errorMessage_;
-        // The enumeration can't be shared, and most copies are never stepped: step() makes one that goes on from here.
-        enumerator_.reset();
         storage_ = source.storage_;
-        position_ = source.position_;
+        steps_ = source.steps_;
+        taken_ = source.taken_;
     });
 }
 
 void MoxFile::IteratorImpl::cleanUpImpl() {
-    recordFailures(kCleanUp, [this] {
-        enumerator_.reset();
-        storage_.reset();
-    });
+    recordFailures(kCleanUp, [this] { storage_.reset(); });
 }
 
 void MoxFile::IteratorImpl::isEqualImpl(std::uintptr_t other) {
@@ -152,7 +159,8 @@ MoxFile::Iterator MoxFile::Iterator::operator++(int) {
 
 MoxFile::Iterator& MoxFile::Iterator::operator++() {
     requireInitialized("operator++()");
-    runOnWorker<Exception>(&Iterator::increamentImpl);
+    increamentImpl();
+    throwRecorded<Exception>();
     return *this;
 }
 

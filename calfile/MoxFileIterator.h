@@ -2,6 +2,7 @@
 
 #include "calfile/MoxFile.h"
 
+#include <memory>
 #include <optional>
 
 /// What an iterator does on the worker, and what it holds there.
@@ -28,17 +29,23 @@ protected:
     bool atEnd_ = true;
 
 private:
-    void step();
+    /// What one step of the walk finds: an item, and why it or something else of it could not be read.
+    struct Step {
+        std::optional<NvRecord> record;
+        std::string failure;
+    };
 
-    /// Used, and released, on the worker alone. A copy has no enumeration until it is stepped.
-    storage::ComPtr<storage::IEnumElements> enumerator_;
-    storage::ComPtr<storage::IStorage> storage_;
-    /// The child on which the iterator stands, also when it could not be read; empty before the first one.
-    std::u16string position_;
+    void readSteps();
+    Step readStep(std::u16string_view name, std::uint16_t number);
+
+    std::shared_ptr<const std::vector<Step>> steps_; ///< shared by copies
+    std::size_t taken_ = 0;                          ///< of the steps
+    storage::ComPtr<storage::IStorage> storage_;     ///< used, and released, on the worker alone
 };
 
-/// Stands on one item of a calibration file: the record was read when the iterator came there. It holds the file open,
-/// also past the MoxFile's cleanUp, until it is destroyed.
+/// Stands on one item of a calibration file. All items are read when the walk begins; what can't be read is a failure
+/// of the step that comes to it. The iterator holds the file open, also past the MoxFile's cleanUp, until it is
+/// destroyed.
 ///
 /// Any thread may call it, one call at a time; what touches the file runs on the COM worker thread. Failures are
 /// MoxFile::Exceptions, the use of an iterator that is not initialised (that of end(), or any of a file without a model

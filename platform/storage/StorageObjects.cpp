@@ -99,12 +99,6 @@ public:
         });
     }
 
-    // The child that an enumeration answers is likely to be opened next, and need not be looked for.
-    void expectOpening(Node::Children::iterator child) {
-        expected_ = child;
-        expectedVersion_ = file()->version();
-    }
-
 private:
     template <class Interface, class Object>
     Status create(std::u16string_view name, std::uint32_t mode, ElementKind kind, ComPtr<Interface>& out) {
@@ -135,15 +129,9 @@ private:
     }
 
     // A name that could not be created may be in a file of other making.
-    Node::Children::iterator find(Node& parent, std::u16string_view name) const {
-        if (expectedVersion_ == file()->version() && expected_->first.units() == name) {
-            return expected_;
-        }
+    static Node::Children::iterator find(Node& parent, std::u16string_view name) {
         return name.size() > kMaxNameUnits ? parent.children->end() : parent.children->find(Name(name));
     }
-
-    std::optional<std::uint64_t> expectedVersion_;
-    Node::Children::iterator expected_;
 };
 
 class EnumObject final : public com::Implements<IEnumElements> {
@@ -170,7 +158,7 @@ public:
                 out.kind = next_->second.kind;
                 out.size = next_->second.size();
                 last_ = next_->first;
-                storage_->expectOpening(next_++);
+                ++next_;
             }
         });
         return isAtEnd ? com::kFalse : status;

@@ -43,10 +43,8 @@ std::vector<MoxFile::NvRecord> recordsOf(const std::string& path) {
 }
 
 std::vector<std::uint16_t> numbersOfRecords(const std::vector<MoxFile::NvRecord>& records) {
-    std::vector<std::uint16_t> numbers;
-    for (const MoxFile::NvRecord& record : records) {
-        numbers.push_back(record.id);
-    }
+    std::vector<std::uint16_t> numbers(records.size());
+    std::ranges::transform(records, numbers.begin(), &MoxFile::NvRecord::id);
     return numbers;
 }
 
@@ -76,7 +74,7 @@ std::string accountOf(const std::string& path, const std::vector<std::uint16_t>&
     std::vector<std::uint16_t> undescribed;
     std::copy_if(numbers.begin(), numbers.end(), std::back_inserter(undescribed),
                  [&ring](std::uint16_t number) { return !ring.contains(number); });
-    const std::string text = "'" + path + "' holds " + counted(numbers.size()) + ".";
+    std::string text = "'" + path + "' holds " + counted(numbers.size()) + ".";
     if (undescribed.empty()) {
         return text;
     }

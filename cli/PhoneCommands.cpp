@@ -8,6 +8,7 @@
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -100,10 +101,8 @@ int readPhone(Calvane& catalog, const Arguments& arguments) {
     const std::string report = writeResults(catalog, items, arguments);
     std::cerr << "Read " << counted(items.size()) << " from " << arguments.comPort << ".";
     if (arguments.itemNumbers) {
-        std::vector<std::uint16_t> found;
-        for (const NvItem& item : items) {
-            found.push_back(item.getId());
-        }
+        std::vector<std::uint16_t> found(items.size());
+        std::ranges::transform(items, found.begin(), &NvItem::getId);
         const auto missing = missingNumbers(*arguments.itemNumbers, found);
         std::cerr << (missing.empty() ? "" : " The phone has no value for " + joined(missing) + ".");
     } else if (const auto asked = catalog.getSupportedNvItems().size(); asked != items.size()) {

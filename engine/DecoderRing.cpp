@@ -101,22 +101,15 @@ CalvaneException unusableFile(const std::string& path, const std::string& reason
     return CalvaneException("The decoder ring file: '" + path + "' " + reason + ".  A decoder ring file is required.");
 }
 
-/// Throws for what is there but must not be opened: opening a pipe would wait for its writer, and reading a device
-/// never ends.
+/// Throws for what must not be opened: opening a pipe would wait for its writer, and reading a device never ends.
 void requireRegularFile(const std::string& path) {
     std::error_code ignored;
-    switch (std::filesystem::status(path, ignored).type()) {
-    case std::filesystem::file_type::directory:
-        throw unusableFile(path, "is a folder, not a file");
-    case std::filesystem::file_type::fifo:
+    const auto type = std::filesystem::status(path, ignored).type();
+    if (type == std::filesystem::file_type::fifo) {
         throw unusableFile(path, "is a pipe, not a file");
-    case std::filesystem::file_type::socket:
-        throw unusableFile(path, "is a socket, not a file");
-    case std::filesystem::file_type::block:
-    case std::filesystem::file_type::character:
-        throw unusableFile(path, "is a device, not a file");
-    default:
-        return;
+    }
+    if (type != std::filesystem::file_type::regular) {
+        throw unusableFile(path, "doesn't exist");
     }
 }
 

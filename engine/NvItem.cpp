@@ -127,8 +127,8 @@ std::vector<SubItem> NvItem::getSubItems() const {
     std::size_t offset = 0;
     for (const auto& [type, description] : layout().fields) {
         const SubItemTypeInfo& info = subItemTypeInfo(type);
-        SubItem& subItem =
-            subItems.emplace_back(std::string(description), std::string(), std::string(info.displaySpelling));
+        subItems.push_back({std::string(description), std::string(), std::string(info.displaySpelling)});
+        SubItem& subItem = subItems.back();
         if (subItems.size() <= typedTexts_.size()) {
             subItem.value = typedTexts_[subItems.size() - 1];
         } else if (valuesFromData_) {

@@ -77,19 +77,18 @@ void TessraServer::sendTmob(std::uint32_t payloadLength, const std::uint8_t* pay
 }
 
 void TessraServer::readNv(std::uint16_t number, std::uint8_t* data, std::uint16_t& status) {
-    requireConnected("readNv");
     exchangeNv("readNv", tessra::Command::kNvRead, number, nullptr, data, status);
 }
 
 void TessraServer::writeNv(std::uint16_t number, const std::uint8_t* data, std::uint16_t& status) {
-    requireConnected("writeNv");
     exchangeNv("writeNv", tessra::Command::kNvWrite, number, data, nullptr, status);
 }
 
 void TessraServer::exchangeNv(const char* name, tessra::Command command, std::uint16_t number,
                               const std::uint8_t* requestData, std::uint8_t* responseData, std::uint16_t& status) {
-    const kernel::MutexLock guard(sessionLock_);
     status = tessra::kNvFailed;
+    requireConnected(name);
+    const kernel::MutexLock guard(sessionLock_);
     requireConnected(name);
     NvPacket request{};
     request[0] = commandByte(command);

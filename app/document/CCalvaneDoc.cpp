@@ -165,7 +165,7 @@ void CCalvaneDoc::replaceItems(std::vector<NvItem> items) {
     listChanged_ = true;
 }
 
-void CCalvaneDoc::readFromPhone(ProgressWindow& progress, std::function<void()> ended) {
+void CCalvaneDoc::readFromPhone(ProgressWindow& progress, const std::function<void()>& ended) {
     fileName_.clear();
     const auto bring = [this, alive = std::weak_ptr(alive_), ended](PhoneReadResult result) {
         // What is posted is copied on its way; the items need not be.

@@ -61,7 +61,7 @@ public:
 
     /// Starts to read from the phone. `ended` is called on the user-interface thread after the result was stored or the
     /// failure shown; not at all if the document is destroyed first. Only one read at a time.
-    void readFromPhone(ProgressWindow& progress, std::function<void()> ended);
+    void readFromPhone(ProgressWindow& progress, const std::function<void()>& ended);
     bool isReading() const { return phoneRead_ != nullptr; }
     /// Ends a running read before its next item; its end comes as always.
     void cancelRead();

@@ -245,43 +245,4 @@ TEST_F(SessionEvents, TheEndOfTheSessionWaitsTenSecondsAStepForAServiceThatHangs
     EXPECT_TRUE(log.contains("The service does not answer; its events end later.")) << log.text();
 }
 
-TEST_F(SessionEvents, EventsListenersAndStopsAllAtOnce) {
-    std::atomic<bool> isTime = true;
-    std::atomic<std::uint32_t> heard = 0;
-    std::atomic<std::uint32_t> changes = 0;
-    auto source = std::async(std::launch::async, [&] {
-        while (isTime) {
-            service.setMode("COM1", ++changes % 2 == 0 ? tessra::PhoneMode::kOffline : tessra::PhoneMode::kOnline);
-            std::this_thread::sleep_for(std::chrono::microseconds(300));
-        }
-    });
-    auto listeners = std::async(std::launch::async, [&] {
-        while (isTime) {
-            Recorder listener([&] { ++heard; });
-            bool isAdded = add(listener).empty();
-            const std::uint32_t start = changes;
-            eventually([&] { return changes - start >= 5 || !isTime; });
-            while (isAdded) { // a session that has lost its port takes no removal; the other thread connects it again
-                isAdded = !messageOf([&] { session->removeEventListener(&listener); }).empty();
-            }
-        }
-    });
-    for (int round = 0; round < 200; ++round) {
-        connect(round % 16 == 0 ? "COM7" : round % 16 == 8 ? "COM2" : "COM1");
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    isTime = false;
-    source.get();
-    connect("COM1"); // whatever happened, the session connects again, and a listener that is added then hears
-    EXPECT_EQ(connect("COM1"), "");
-    listeners.get();
-    Recorder listener;
-    const SessionEnd end{session};
-    EXPECT_EQ(add(listener), "");
-    replug();
-    EXPECT_TRUE(listener.hears(2));
-    EXPECT_GT(heard, 0u);
-    EXPECT_GT(calls(Call::kSubscribe), 2u);
-}
-
 } // namespace

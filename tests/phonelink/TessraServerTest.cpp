@@ -27,13 +27,11 @@ bool isConnected(TessraServer& session) {
 }
 
 TEST(SessionAttach, EachFailureHasItsTextAndLeavesTheSessionUsable) {
-    const std::string unattached = "Unable to attach to the Tessra server.";
     const struct {
         const char* name;
         tessra::FaultRule fault;
         std::string message;
     } cases[] = {
-        {"server object refused", serverCodeAt(Call::kCreateServer, 0x80004005), unattached},
         {"agent refused with a reason", serverCodeAt(Call::kCreateAgent, 0x80070005), "Access is denied."},
         {"agent of another kind", faultAt(Call::kCreateAgent, FaultKind::kWrongObject),
          "Unable to connect to the Tessra server"},
@@ -41,7 +39,7 @@ TEST(SessionAttach, EachFailureHasItsTextAndLeavesTheSessionUsable) {
     const ErrorLog log;
     TessraServer session("Test");
     const auto connect = [&] { return failureOf([&] { session.connect("COM1"); }); };
-    EXPECT_EQ(connect(), "TessraServer::initialize - " + unattached) << "no service";
+    EXPECT_EQ(connect(), "TessraServer::initialize - Unable to attach to the Tessra server.") << "no service";
     HostedService service(phonesOn({"COM1"}));
     for (const auto& row : cases) {
         service.faults().add(row.fault);
@@ -208,20 +206,17 @@ bool writesAndReadsBack(TessraServer& session, std::uint8_t seed) {
     return same;
 }
 
-TEST(SessionThreads, TwoSessionsOnTwoPortsAndTwoCallersOfOneWorkAtOnce) {
-    HostedService service(phonesOn({"COM1", "COM2"}));
-    TessraServer first("Test");
-    TessraServer second("Test");
-    first.connect("COM1");
-    second.connect("COM2");
-    auto one = std::async(std::launch::async, writesAndReadsBack, std::ref(first), std::uint8_t{1});
-    auto two = std::async(std::launch::async, writesAndReadsBack, std::ref(second), std::uint8_t{2});
-    auto three = std::async(std::launch::async, writesAndReadsBack, std::ref(second), std::uint8_t{3});
+TEST(SessionThreads, TwoCallersReadAndWriteWhileAnotherScans) {
+    HostedService service(phonesOn({"COM1"}));
+    TessraServer session("Test");
+    session.connect("COM1");
+    auto one = std::async(std::launch::async, writesAndReadsBack, std::ref(session), std::uint8_t{1});
+    auto two = std::async(std::launch::async, writesAndReadsBack, std::ref(session), std::uint8_t{2});
     for (int round = 0; round < 20; ++round) {
-        first.getActiveComPorts();
-        first.offline();
+        session.getActiveComPorts();
+        session.offline();
     }
-    EXPECT_TRUE(one.get() && two.get() && three.get());
+    EXPECT_TRUE(one.get() && two.get());
 }
 
 } // namespace

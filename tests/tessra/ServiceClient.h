@@ -117,3 +117,38 @@ inline void onOtherThread(const std::function<void()>& call) {
         call();
     }).join();
 }
+
+struct Event {
+    std::uint32_t kind;
+    std::uint16_t third;
+    std::string data;
+    friend bool operator==(const Event&, const Event&) = default;
+};
+
+class Sink : public com::Implements<tessra::IEventSink> {
+public:
+    com::Status onEvent(std::uint32_t dataLength, const std::uint8_t* data, std::uint32_t first, std::uint32_t,
+                        std::uint16_t third, std::uint32_t fourth) override {
+        EXPECT_EQ(com::currentApartment(), home);
+        events.push_back({first, third, std::string(data, data + dataLength)});
+        lastCounter = fourth;
+        return com::kOk;
+    }
+    const com::ApartmentId home = com::currentApartment();
+    std::vector<Event> events;
+    std::uint32_t lastCounter = 0;
+    com::ComPtr<tessra::IPhonePort> held; ///< something of the service
+};
+
+/// A subscription of `sink` to the events of the phone on a port.
+struct Subscriber {
+    explicit Subscriber(std::uint16_t port = 1) : phone(Client().phone(port)) {
+        com::throwIfFailed(events->subscribe(held, cookie));
+    }
+
+    Sink* const sink = new Sink;
+    const com::ComPtr<tessra::IEventSink> held = com::ComPtr<tessra::IEventSink>::adopt(sink);
+    const com::ComPtr<tessra::IPhonePort> phone;
+    const com::ComPtr<tessra::IEventSubscription> events = partOf<tessra::IEventSubscription>(phone);
+    std::uint32_t cookie = 0;
+};

@@ -86,18 +86,14 @@ TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
     } rows[] = {
         {"\n[[port]\n", ":2: "},
         {manyParts + "]", ":2: the line is longer than 4096 characters"},
-        {"[port]\nname = \"COM1\"", ":1: 'port' must be tables, each under [[port]]"},
         {"\n[[port]]\npresent = true", ":2: a port needs its 'name'"},
         {"[[port]]\nname = \"B\"", ":2: the port 'B' needs a 'number', as its name is not COM and a number"},
         {port + "number = 65536", ":3: 'number' must be a whole number from 1 to 65535"},
         {port + port, ":3: there are two ports 'COM1'"},
         {port + "memory = \"a\"\n[[port]]\nname = \"COM2\"\nmemory = \"./a\"",
          ":4: the ports 'COM1' and 'COM2' have the same memory file"},
-        {port + "kind = \"serial\"", ":1: a serial port needs its 'device'"},
         {port + "present = 1", ":3: 'present' must be true or false"},
         {port + "spc = \"00000a\"", ":3: 'spc' must be six digits"},
-        {"[[fault]]\nthrow = true", ":1: a fault needs its 'call'"},
-        {"[[fault]]\ncall = \"send\"\nthrow = true", ":1: the call 'send' belongs to a port"},
         {translator + "thro = true", ":3: unknown key 'thro' in fault"},
         {translator + "wrong_object = true", ":1: the call 'translator' can't have this fault"},
     };

@@ -27,39 +27,6 @@ protected:
     std::optional<HostedService> service_{std::in_place, config()};
 };
 
-struct Event {
-    std::uint32_t kind;
-    std::uint16_t third;
-    std::string data;
-    friend bool operator==(const Event&, const Event&) = default;
-};
-
-class Sink : public com::Implements<IEventSink> {
-public:
-    Status onEvent(std::uint32_t dataLength, const std::uint8_t* data, std::uint32_t first, std::uint32_t,
-                   std::uint16_t third, std::uint32_t fourth) override {
-        EXPECT_EQ(com::currentApartment(), home);
-        events.push_back({first, third, std::string(data, data + dataLength)});
-        lastCounter = fourth;
-        return com::kOk;
-    }
-    const com::ApartmentId home = com::currentApartment();
-    std::vector<Event> events;
-    std::uint32_t lastCounter = 0;
-    ComPtr<IPhonePort> held; // something of the service
-};
-
-// A subscription of `sink` to the events of the phone on COM1.
-struct Subscriber {
-    Subscriber() { com::throwIfFailed(events->subscribe(held, cookie)); }
-
-    Sink* const sink = new Sink;
-    const ComPtr<IEventSink> held = ComPtr<IEventSink>::adopt(sink);
-    const ComPtr<IPhonePort> phone = Client().phone();
-    const ComPtr<IEventSubscription> events = partOf<IEventSubscription>(phone);
-    std::uint32_t cookie = 0;
-};
-
 TEST_F(ServiceTest, AClientFindsItsPhone) {
     const Client client;
     PortDescription port;
@@ -81,37 +48,13 @@ TEST_F(ServiceTest, AClientFindsItsPhone) {
 
 TEST_F(ServiceTest, SendRefusesWhatItCannotCarry) {
     const auto phone = Client().phone();
-    const struct {
-        const char* name;
-        Bytes request;
-        std::uint16_t capacity;
-        std::uint32_t timeoutMs;
-        Status status;
-    } rows[] = {
-        {"a buffer one byte short", {0x00}, 54, 2000, kPacketTooLong},
-        {"the longest packet", Bytes(256, 0x3B), 256, 2000, com::kOk},
-        {"one byte more", Bytes(257, 0x3B), 256, 2000, kPacketTooLong},
-        {"no time", {0x00}, 55, 0, kZeroTimeout},
-        {"an unknown command", {0x77}, 55, 2000, kBadPhoneResponse},
-    };
-    for (const auto& row : rows) {
-        const Answer answer = send(phone, row.request, row.capacity, row.timeoutMs);
-        EXPECT_EQ(answer.status, row.status) << row.name;
-        EXPECT_EQ(answer.bytes, row.status == com::kOk ? row.request : Bytes{}) << row.name;
-    }
-    EXPECT_EQ(service_->sentPackets("COM1"), (std::vector<Bytes>{{0x00}, Bytes(256, 0x3B), {0x77}}));
-}
-
-TEST_F(ServiceTest, APhoneInItsLoaderCanOnlyBeReset) {
-    const auto phone = Client().phone();
-    EXPECT_EQ(phone->changeMode(1), com::kInvalidArgument);
-    for (const PhoneMode loader : {PhoneMode::kDownload, PhoneMode::kStreamDownload}) {
-        ASSERT_EQ(service_->setMode("COM1", loader), com::kOk);
-        EXPECT_EQ(send(phone, {0x00}).status, kBadPhoneMode);
-        EXPECT_EQ(securityOf(phone)->sendCode(0, "000000", 0), kBadPhoneMode);
-    }
-    EXPECT_EQ(phone->changeMode(5), com::kOk);
-    EXPECT_EQ(phone->changeMode(5), kPhoneNotPresent) << "it has left";
+    const Bytes longest(kMaxPacketBytes, 0x3B);
+    EXPECT_EQ(send(phone, {0x00}, kVersionAnswerBytes - 1).status, kPacketTooLong);
+    EXPECT_EQ(send(phone, longest).bytes, longest);
+    EXPECT_EQ(send(phone, Bytes(kMaxPacketBytes + 1, 0x3B)).status, kPacketTooLong);
+    EXPECT_EQ(send(phone, {0x00}, kVersionAnswerBytes, 0).status, kZeroTimeout);
+    EXPECT_EQ(send(phone, {0x77}).status, kBadPhoneResponse) << "a command that the phone does not know";
+    EXPECT_EQ(service_->sentPackets("COM1"), (std::vector<Bytes>{{0x00}, longest, {0x77}}));
 }
 
 TEST_F(ServiceTest, ALockBelongsToOneClient) {
@@ -190,25 +133,12 @@ TEST_F(ServiceTest, EventsArriveInTheSubscribersApartment) {
                 ElementsAre(Event{4, 0x29, std::string("\x29\x04\0", 3)}, Event{3, 4, "COM1"}, Event{2, 4, "COM1"}));
 }
 
-// A rule counts from when it was added; one for an item counts that item's packets.
-TEST_F(ServiceTest, FaultsMeetTheirCalls) {
-    FaultGate& faults = service_->faults("COM1");
+TEST_F(ServiceTest, ARefusedWriteDoesNotReachTheMemory) {
     const auto phone = Client().phone();
-    ASSERT_EQ(send(phone, nvWrite(1, 0x70)).status, com::kOk);
-    faults.add({.item = 1, .firstCall = 2, .lastCall = 2, .kind = FaultKind::kNvStatus, .value = 9});
-    faults.add({.firstCall = 5, .kind = FaultKind::kVanish});
-    const std::uint16_t items[] = {1, 2, 1, 1};
-    std::vector<int> answers;
-    for (const auto item : items) {
-        answers.push_back(send(phone, nvWrite(item, 0x71)).bytes.at(kNvStatusOffset));
-    }
-    EXPECT_THAT(answers, ElementsAre(0, 0, 9, 0));
-    EXPECT_EQ(send(phone, nvWrite(1, 0x72)).status, kPhoneNotPresent);
-    faults.clear();
-    EXPECT_EQ(send(phone, {0x00}).status, kPhoneNotPresent) << "what vanished stays away";
-    service_->setPresent("COM1", true);
-    EXPECT_EQ(send(phone, nvRead(1)).bytes.at(kNvDataOffset), 0x71) << "a refused write reached the memory";
-    EXPECT_THROW(faults.add({.call = Call::kTranslator, .delayMs = 1}), std::invalid_argument);
+    service_->faults("COM1").add({.item = 1, .kind = FaultKind::kNvStatus, .value = 9});
+    EXPECT_EQ(send(phone, nvWrite(1, 0x71)).bytes.at(kNvStatusOffset), 9);
+    service_->faults("COM1").clear();
+    EXPECT_EQ(send(phone, nvRead(1)).bytes.at(kNvDataOffset), 0);
 }
 
 TEST_F(ServiceTest, NothingIsHeardAfterTheEndOfASubscriptionOrOfTheService) {

@@ -62,14 +62,9 @@ TEST(PhoneModel, NvItemsAnswerTheirOwnStatus) {
     EXPECT_EQ(statusOf(phone, nvWrite(30, 2)), 7) << "the access code lasts until the next start";
 }
 
-TEST(PhoneModel, AResetLeavesForAWhileAndStartsAnew) {
+TEST(PhoneModel, TheVersionAnswerHasItsLayout) {
     NvMemoryFile memory("", "");
-    PhoneModel phone({.model = "Twelve chars", .softwareVersion = "2.0", .serialNumber = "A", .awayMs = 30}, memory);
-    phone.answer(Bytes{0x29, 4, 0});
-    EXPECT_EQ(phone.answer(Bytes{0x29, 5, 0}), (Bytes{0x29, 5, 0}));
-    EXPECT_EQ(phone.answer(Bytes{0x00}), Bytes{}) << "it has left";
-    EXPECT_TRUE(eventually([&] { return phone.starts() == 2; }));
-    EXPECT_EQ(phone.mode(), PhoneMode::kOnline);
+    PhoneModel phone({.model = "Twelve chars", .softwareVersion = "2.0", .serialNumber = "A"}, memory);
     const Bytes version = phone.answer(Bytes{0x00});
     EXPECT_EQ(std::string(version.begin(), version.end()),
               std::string("\0Jan 12 202609:30:00Twelve chars2.0\0\0\0\0\0\0\0\0\0A\0\0\0\0\0\0\0\0\0\1", 55));

@@ -92,7 +92,6 @@ TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
         {port + port, ":3: there are two ports 'COM1'"},
         {port + "memory = \"a\"\n[[port]]\nname = \"COM2\"\nmemory = \"./a\"",
          ":4: the ports 'COM1' and 'COM2' have the same memory file"},
-        {port + "present = 1", ":3: 'present' must be true or false"},
         {port + "spc = \"00000a\"", ":3: 'spc' must be six digits"},
         {translator + "thro = true", ":3: unknown key 'thro' in fault"},
         {translator + "wrong_object = true", ":1: the call 'translator' can't have this fault"},

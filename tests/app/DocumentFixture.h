@@ -16,12 +16,10 @@ public:
     std::optional<std::string> file; ///< to open or to save
     std::optional<std::string> comPort;
     int busyDepth = 0;
-    int busyDepthAtMessage = 0;
 
     void showMessage(const std::string& text, const std::string& caption, MessageIcon icon) override {
         const char* const icons[] = {"", "! ", "(x) "};
         messages_ += (messages_.empty() ? "" : "\n") + (icons[static_cast<int>(icon)] + caption) + ": " + text;
-        busyDepthAtMessage = busyDepth;
     }
     std::optional<std::string> askFileToOpen(const FileQuestion&) override { return file; }
     std::optional<std::string> askFileToSave(const FileQuestion&) override { return file; }

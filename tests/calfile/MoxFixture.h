@@ -2,23 +2,16 @@
 
 #include "calfile/MoxFile.h"
 #include "calfile/MoxTree.h"
+#include "tests/support/MessageOf.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <functional>
-#include <string>
 
 /// The message of the file's exception that `call` throws; "" where it throws none.
 inline std::string refusalOf(const std::function<void()>& call) {
-    try {
-        call();
-        return {};
-    } catch (const MoxFile::Exception& error) {
-        return error.what();
-    }
+    return messageOf<MoxFile::Exception>(call);
 }
 
 /// What a COM error of a reference that is null reports.
@@ -32,15 +25,6 @@ inline const std::string kShared = "A share violation has occurred.\r\n";
 /// thread, and somebody else's reader.
 class MoxFixture : public testing::Test {
 protected:
-    MoxFixture() {
-        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-        folder = std::filesystem::temp_directory_path() /
-                 ("calvane-" + std::to_string(::getpid()) + "-" + test->test_suite_name() + "-" + test->name());
-        std::filesystem::create_directories(folder);
-        path = (folder / "phone.mox").string();
-    }
-    ~MoxFixture() override { std::filesystem::remove_all(folder); }
-
     static std::array<std::uint8_t, 128> dataOf(std::uint8_t first) {
         std::array<std::uint8_t, 128> data{};
         data.front() = first;
@@ -50,7 +34,6 @@ protected:
 
     /// Writes items whose data is dataOf(their number's low byte + `shift`), and closes the file.
     void writeItems(std::initializer_list<std::uint16_t> numbers, std::uint16_t modelId = 123, int shift = 0) {
-        file.cleanUp();
         for (const std::uint16_t number : numbers) {
             file.addNvItem(number, dataOf(static_cast<std::uint8_t>(number + shift)).data());
         }
@@ -64,8 +47,7 @@ protected:
         file.open(path);
         {
             auto item = file.begin();
-            const auto end = file.end();
-            for (; item != end; ++item) {
+            for (const auto end = file.end(); item != end; ++item) {
                 found.push_back(item->id);
             }
         }
@@ -73,50 +55,40 @@ protected:
         return found;
     }
 
-    /// The container of the file at `path`, opened here to prepare what MoxFile itself does not write.
-    mox::StoragePtr openRoot() const {
-        mox::StoragePtr root;
-        EXPECT_EQ(storage::stgOpenStorage(path, mox::kForWriting, root), com::kOk);
-        return root;
-    }
-    static mox::StoragePtr openIn(const mox::StoragePtr& parent, std::u16string_view name) {
-        mox::StoragePtr child;
-        EXPECT_EQ(parent->openStorage(name, mox::kForWriting, child), com::kOk);
-        return child;
-    }
-    static mox::StoragePtr createIn(const mox::StoragePtr& parent, std::u16string_view name) {
-        mox::StoragePtr child;
-        EXPECT_EQ(parent->createStorage(name, mox::kNewFile, child), com::kOk);
-        return child;
-    }
-    /// Makes the file anew, with what `fill` puts into its root.
-    void prepare(const std::function<void(const mox::StoragePtr&)>& fill) const {
-        mox::StoragePtr root;
-        ASSERT_EQ(storage::stgCreateDocfile(path, mox::kNewFile, root), com::kOk);
-        fill(root);
-    }
-    static void putStream(const mox::StoragePtr& parent, std::u16string_view name,
-                          const std::vector<std::uint8_t>& bytes) {
-        storage::ComPtr<storage::IStream> stream;
-        ASSERT_EQ(parent->createStream(name, mox::kNewElement, stream), com::kOk);
-        std::uint32_t written = 0;
-        ASSERT_EQ(stream->write(bytes, written), com::kOk);
+    /// Puts what MoxFile itself does not write into the file at `path`: a stream "a/b/c", or the storages of "a/b/".
+    void put(std::u16string_view name, const std::vector<std::uint8_t>& bytes = {}) const {
+        mox::StoragePtr storage;
+        if (com::failed(storage::stgOpenStorage(path, mox::kForWriting, storage))) {
+            ASSERT_EQ(storage::stgCreateDocfile(path, mox::kNewFile, storage), com::kOk);
+        }
+        for (std::size_t end = name.find(u'/'); end != name.npos; end = name.find(u'/')) {
+            mox::StoragePtr child;
+            if (com::failed(storage->openStorage(name.substr(0, end), mox::kForWriting, child))) {
+                ASSERT_EQ(storage->createStorage(name.substr(0, end), mox::kNewFile, child), com::kOk);
+            }
+            storage = child;
+            name.remove_prefix(end + 1);
+        }
+        if (!name.empty()) {
+            storage::ComPtr<storage::IStream> stream;
+            std::uint32_t written = 0;
+            ASSERT_EQ(storage->createStream(name, mox::kNewElement, stream), com::kOk);
+            ASSERT_EQ(stream->write(bytes, written), com::kOk);
+        }
     }
 
-    static std::string outputOf(const std::string& command) {
-        FILE* pipe = ::popen(command.c_str(), "r");
+    /// A stream as libgsf's tool reads it.
+    std::string gsfStream(const std::string& name) const {
+        FILE* pipe = ::popen(("gsf cat '" + path + "' " + name).c_str(), "r");
         std::string output;
-        char buffer[4096];
-        while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, pipe)) {
-            output.append(buffer, count);
+        for (int byte = 0; (byte = std::fgetc(pipe)) != EOF;) {
+            output.push_back(static_cast<char>(byte));
         }
-        EXPECT_EQ(::pclose(pipe), 0) << command;
+        EXPECT_EQ(::pclose(pipe), 0) << name;
         return output;
     }
-    /// A stream as libgsf's tool reads it.
-    std::string gsfStream(const std::string& name) const { return outputOf("gsf cat '" + path + "' " + name); }
 
-    std::filesystem::path folder;
-    std::string path;
+    const TemporaryFolder folder;
+    const std::string path = folder / "phone.mox";
     MoxFile file;
 };

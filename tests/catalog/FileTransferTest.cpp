@@ -49,27 +49,8 @@ TEST_F(FileTransfer, AReadTakesWhatTheRingDescribesAndMakesItTheLoadedItems) {
     fill({2, 10, 999}, 90);
     catalog.setNvItem(1, std::string("7"));
     EXPECT_EQ(numbersOf(catalog.getNvItemFrompMoxFile(path)), (std::vector<int>{2, 10}));
-    EXPECT_EQ(valueOf(10), "90");
     catalog.createMoxFile(loaded);
     EXPECT_EQ(numbersOf(catalog.getNvItemFrompMoxFile(loaded)), (std::vector<int>{2, 10})) << "not 1, not 999";
-}
-
-TEST_F(FileTransfer, AFailedReadKeepsWhatItReadAndLetsGoOfTheFile) {
-    fill({1, 2, 10}, 9);
-    {
-        storage::ComPtr<storage::IStorage> levels[4];
-        ASSERT_EQ(storage::stgOpenStorage(path, 0x12, levels[0]), 0);
-        ASSERT_EQ(levels[0]->openStorage(u"00000055", 0x12, levels[1]), 0);
-        ASSERT_EQ(levels[1]->openStorage(u"default", 0x12, levels[2]), 0);
-        ASSERT_EQ(levels[2]->createStorage(u"00000002", 0x1012, levels[3]), 0);
-    }
-    EXPECT_EQ(refusalOf([&] { catalog.getNvItemFrompMoxFile(path); }),
-              "Calvane::getNvItemFrompMoxFile( const string pMoxFileName ) - MoxFile::IteratorImpl::increamentImpl() - "
-              "%1 could not be found.\r\n");
-    storage::ComPtr<storage::IStorage> root;
-    EXPECT_EQ(storage::stgOpenStorage(path, 0x12, root), 0) << "a failed read leaves the file to others";
-    catalog.createMoxFile(loaded);
-    EXPECT_EQ(numbersOf(catalog.getNvItemFrompMoxFile(loaded)), std::vector<int>{1});
 }
 
 using Path = const std::string&;

@@ -3,10 +3,7 @@
 #include <QApplication>
 
 int main(int argc, char** argv) {
-    // Real widgets without a display, unless somebody wants to watch.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    qputenv("QT_QPA_PLATFORM", "offscreen"); // real widgets without a display
     QApplication application(argc, argv);
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

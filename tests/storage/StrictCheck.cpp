@@ -60,36 +60,20 @@ private:
     }
 
     void readTables() {
-        std::vector<std::uint32_t> slots;
-        for (std::size_t at = 76; at < 512; at += 4) {
-            slots.push_back(get32(&file_[at]));
-        }
-        std::vector<std::uint32_t> difats;
-        for (std::uint32_t difat = get32(&file_[68]); difat != kEnd; difat = get32(sectorBytes(difat) + kSector - 4)) {
-            claim(difat, "difat");
-            difats.push_back(difat);
-            for (std::uint32_t at = 0; at + 4 < kSector; at += 4) {
-                slots.push_back(get32(sectorBytes(difat) + at));
-            }
-        }
         const std::uint32_t fats = get32(&file_[44]);
-        const std::uint32_t perDifat = kSector / 4 - 1;
-        need(difats.size() == get32(&file_[72]), "difat count");
-        need(difats.size() == (fats <= 109 ? 0 : (fats - 109 + perDifat - 1) / perDifat), "difat length");
-        for (std::size_t slot = 0; slot < slots.size(); ++slot) {
-            need((slots[slot] == kNone) == (slot >= fats), "fat slots");
+        need(fats <= 109 && get32(&file_[68]) == kEnd && get32(&file_[72]) == 0, "difat");
+        for (std::uint32_t slot = 0; slot < 109; ++slot) {
+            const std::uint32_t sector = get32(&file_[76 + 4 * slot]);
+            need((sector == kNone) == (slot >= fats), "fat slots");
             if (slot < fats) {
-                claim(slots[slot], "fat");
+                claim(sector, "fat");
                 for (std::uint32_t word = 0; word < kSector; word += 4) {
-                    fat_.push_back(get32(sectorBytes(slots[slot]) + word));
+                    fat_.push_back(get32(sectorBytes(sector) + word));
                 }
             }
         }
-        for (std::size_t slot = 0; slot < fats; ++slot) {
-            need(fat_.at(slots[slot]) == 0xFFFFFFFD, "fat mark");
-        }
-        for (const std::uint32_t at : difats) {
-            need(fat_.at(at) == 0xFFFFFFFC, "difat mark");
+        for (std::uint32_t slot = 0; slot < fats; ++slot) {
+            need(fat_.at(get32(&file_[76 + 4 * slot])) == 0xFFFFFFFD, "fat mark");
         }
     }
 

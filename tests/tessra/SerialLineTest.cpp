@@ -1,14 +1,17 @@
 #include "tessra/serial/SerialLine.h"
 
 #include "RunningPhone.h"
-#include "ScriptedPhone.h"
 #include "ServiceClient.h"
+#include "platform/kernel/FileDescriptor.h"
+#include "tessra/serial/FrameCodec.h"
 #include "tests/support/ErrorLog.h"
 #include "tests/support/TemporaryFolder.h"
 
-#include <sys/resource.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
 
-#include <atomic>
+#include <ctime>
 #include <future>
 #include <map>
 #include <random>
@@ -24,9 +27,47 @@ constexpr int kSoakPackets = 6000;
 constexpr int kSoakPackets = 100000;
 #endif
 
+// 65535 for what is no NV packet, such as the answer of an exchange that failed.
 std::uint16_t itemOf(const Bytes& packet) {
-    return kernel::get16(packet.data() + kNvItemOffset);
+    return packet.size() == kNvPacketBytes ? kernel::get16(packet.data() + kNvItemOffset) : std::uint16_t{0xFFFF};
 }
+
+// The other end of a serial line, on which a test hears each packet and says what it likes.
+class ScriptedPhone {
+public:
+    // `link` is made to lead to the device, whatever it was.
+    explicit ScriptedPhone(const std::filesystem::path& link)
+        : master_(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {
+        EXPECT_EQ(::grantpt(master_.number()) + ::unlockpt(master_.number()), 0);
+        const char* const device = ::ptsname(master_.number());
+        slave_ = kernel::FileDescriptor(::open(device, O_RDWR | O_NOCTTY | O_CLOEXEC));
+        std::filesystem::remove(link);
+        std::filesystem::create_symlink(device, link);
+    }
+
+    // The next packet; empty where none comes in time.
+    Bytes hear(int timeoutMs = 20000) {
+        pollfd file{master_.number(), POLLIN, 0};
+        std::uint8_t byte = 0;
+        while (::poll(&file, 1, timeoutMs) > 0 && ::read(master_.number(), &byte, 1) == 1) {
+            std::span<const std::uint8_t> rest(&byte, 1);
+            if (decoder_.next(rest) == FrameResult::kPacket) {
+                return {decoder_.packet().begin(), decoder_.packet().end()};
+            }
+        }
+        return {};
+    }
+
+    void say(const Bytes& packet) {
+        const auto frame = encodeFrame(packet);
+        EXPECT_EQ(::write(master_.number(), frame.data(), frame.size()), static_cast<ssize_t>(frame.size()));
+    }
+
+private:
+    kernel::FileDescriptor master_;
+    kernel::FileDescriptor slave_;
+    FrameDecoder decoder_;
+};
 
 class SerialLineTest : public testing::Test {
 protected:
@@ -35,7 +76,7 @@ protected:
     // Questions are rare enough not to meddle with a test unless it wants them.
     void start(std::uint32_t askEveryMs = 600000, std::uint32_t baud = 115200, std::uint32_t answerMs = 100) {
         line_.emplace("COM1", LineSetup{folder_ / "line", baud, askEveryMs, answerMs, 20});
-        line_->start([this] { ++changes_; });
+        line_->start([] {});
     }
     void open(std::uint32_t askEveryMs = 600000, std::uint32_t baud = 115200, std::uint32_t answerMs = 100) {
         start(askEveryMs, baud, answerMs);
@@ -50,20 +91,9 @@ protected:
         return eventually([&] { return line_->look().state == state; });
     }
 
-    // How often the log tells of an echo.
-    std::size_t echoReports() const {
-        std::size_t count = 0;
-        const std::string text = log_.text();
-        for (auto at = text.find("repeats what"); at != text.npos; at = text.find("repeats what", at + 1)) {
-            ++count;
-        }
-        return count;
-    }
-
     ErrorLog log_;
     TemporaryFolder folder_;
     RunningPhone phone_{folder_ / "line"};
-    std::atomic<int> changes_ = 0;
     std::optional<SerialLine> line_;
     Bytes answer_;
 };
@@ -84,7 +114,6 @@ TEST_F(SerialLineTest, FailuresOfTheLineHaveTheirCodesAndPass) {
         {"noise without end", {.babbleFrom = 1}, nvRead(5), kFramingError, 1},
         {"noise before an answer", {.garbageBytes = 40}, nvRead(5), com::kOk, 1},
         {"noise long before what can't be repeated", {.delayMs = 60, .garbageBytes = 1}, code, com::kOk, 1},
-        {"a frame's worth of noise before an answer", {.garbageBytes = 5000}, nvRead(5), com::kOk, 1},
     };
     open();
     for (const auto& row : rows) {
@@ -169,8 +198,11 @@ constexpr LineFaults kEchoes[] = {
 };
 
 TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
+    const std::string told = "The serial line of COM1: " + (folder_ / "line").string() +
+                             ": the line repeats what is sent to it, so its answers can't be believed; is it "
+                             "short-circuited, or an adapter for a single wire?\n";
     for (const LineFaults& echo : kEchoes) {
-        const auto reports = echoReports();
+        const auto logged = log_.text().size();
         phone_.terminal.setFaults(echo);
         open(20);
         const auto isRefused = [&] { return line_->look().state == PhoneState::kSearching; };
@@ -180,7 +212,7 @@ TEST_F(SerialLineTest, AnEchoIsNeverTakenForAPhone) {
         const auto before = phone_.terminal.packets();
         EXPECT_TRUE(eventually([&] { return phone_.terminal.packets() >= before + 6 || !isRefused(); }));
         EXPECT_TRUE(isRefused()) << "however often it is asked";
-        EXPECT_EQ(echoReports(), reports + 1);
+        EXPECT_EQ(log_.text().substr(logged), told) << "once";
         phone_.terminal.setFaults({});
         EXPECT_TRUE(comesTo(PhoneState::kPresent)) << "once the echo is gone";
         EXPECT_EQ(line_->look().trouble, com::kOk);
@@ -224,43 +256,31 @@ TEST_F(SerialLineTest, WhatThePhoneHasConfirmedIsNotLostToTheQuestionAfterIt) {
 }
 
 TEST_F(SerialLineTest, APhoneIsWhatTellsItsMode) {
-    const struct {
-        const char* name;
-        PhoneSetup phone;
-        PhoneState state;
-        std::size_t versionBytes;
-    } rows[] = {
-        {"offline", {.mode = PhoneMode::kOffline}, PhoneState::kPresent, 55},
-        {"in its loader, which refuses to tell the version", {.mode = PhoneMode::kDownload}, PhoneState::kPresent, 0},
-        {"in a mode without a name", {.mode = static_cast<PhoneMode>(3)}, PhoneState::kPresent, 55},
-        {"in no mode", {.mode = PhoneMode::kNone}, PhoneState::kSearching, 0},
-        {"with another version answer", {.versionBytes = 54}, PhoneState::kPresent, 54},
-        {"with none", {.versionBytes = 0}, PhoneState::kPresent, 0},
+    const PhoneSetup setups[] = {
+        {.mode = PhoneMode::kDownload}, // which refuses to tell its version
+        {.mode = static_cast<PhoneMode>(3)},
+        {.versionBytes = 0},
+        {.mode = PhoneMode::kNone},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const RunningPhone other(folder_ / "line", row.phone);
+    for (const PhoneSetup& setup : setups) {
+        SCOPED_TRACE(static_cast<int>(setup.mode));
+        const RunningPhone other(folder_ / "line", setup);
         open(600000, 115200, 5000); // however slow the machine is
-        EXPECT_EQ(line_->look().state, row.state);
-        EXPECT_EQ(line_->look().mode, row.state == PhoneState::kPresent ? row.phone.mode : PhoneMode::kNone);
-        EXPECT_EQ(line_->knownVersion()->size(), row.versionBytes);
+        EXPECT_EQ(line_->look().state, setup.mode == PhoneMode::kNone ? PhoneState::kSearching : PhoneState::kPresent);
+        EXPECT_EQ(line_->look().mode, setup.mode);
     }
 }
 
 TEST_F(SerialLineTest, ABabblingLineKeepsNoProcessorBusy) {
     open();
     phone_.terminal.setFaults({.babbleFrom = 1});
-    rusage before{};
-    rusage after{};
-    ::getrusage(RUSAGE_THREAD, &before);
+    timespec before{};
+    timespec after{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &before);
     EXPECT_EQ(exchange(nvRead(5), 500), kFramingError);
-    ::getrusage(RUSAGE_THREAD, &after);
-    const auto us = [](const rusage& usage) {
-        return (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec +
-               usage.ru_stime.tv_usec;
-    };
-    EXPECT_LT(us(after) - us(before), 150000) << "of 500 ms";
-    EXPECT_EQ(exchange(nvRead(5), 300), kFramingError) << "still babbling";
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &after);
+    const auto usedNs = (after.tv_sec - before.tv_sec) * 1000000000 + after.tv_nsec - before.tv_nsec;
+    EXPECT_LT(usedNs, 150000000) << "of 500 ms";
     phone_.terminal.setFaults({});
     EXPECT_EQ(exchange(nvRead(5), 5000), com::kOk);
 }
@@ -282,18 +302,6 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     ASSERT_TRUE(comesTo(PhoneState::kPresent));
     EXPECT_NE(line_->look().appearance, first);
     EXPECT_EQ(exchange(nvRead(5), 5000), com::kOk);
-
-    phone_.terminal.setStopped(true); // unplugged while a request is on its way
-    auto unsent = std::async(std::launch::async, [&] { return exchange(nvRead(5), 20000); });
-    phone_.terminal.setPlugged(false);
-    EXPECT_EQ(unsent.get(), kPhoneNotPresent);
-    EXPECT_TRUE(eventually([&] { return !line_->look().usable; }));
-    phone_.terminal.setPlugged(true);
-    ASSERT_TRUE(comesTo(PhoneState::kPresent));
-
-    const int changesBefore = changes_; // unplugged while nobody talks: noticed at once
-    phone_.terminal.setPlugged(false);
-    EXPECT_TRUE(eventually([&] { return changes_ > changesBefore && !line_->look().usable; }));
 }
 
 TEST_F(SerialLineTest, AQuestionOfTheServiceGivesWayToAClient) {
@@ -339,20 +347,9 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
     SerialPort second;
     std::string problem;
     EXPECT_EQ(second.open({.device = folder_ / "line"}, problem), com::kFail) << "opened twice";
-    line_.reset();
-    EXPECT_EQ(second.open({.device = folder_ / "line", .baud = 1200}, problem), kInvalidBaudRate);
-    EXPECT_EQ(problem, "1200 baud is none of the speeds of a serial line from 1800 to 4000000");
-    EXPECT_EQ(second.open({.device = folder_ / "line", .baud = 1800}, problem), com::kOk) << problem;
-    std::array<std::uint8_t, 8> buffer;
-    EXPECT_EQ(second.read(buffer), 0);
-    phone_.terminal.setPlugged(false);
-    EXPECT_TRUE(eventually([&] { return second.read(buffer) == -1; })) << "one that has left looks like a silent one";
-    second.close();
-    EXPECT_EQ(second.read(buffer), -1) << "an error looks like silence";
     writeText(folder_ / "file", "keep me");
     EXPECT_EQ(second.open({.device = folder_ / "file"}, problem), com::kFail);
     EXPECT_EQ(problem, "is no serial device");
-    EXPECT_EQ(second.open({.device = folder_ / "none"}, problem), com::kFail);
 }
 
 // Random damage in both directions, and values that change: what is accepted must be what the phone had at that time.

@@ -118,66 +118,37 @@ inline void onOtherThread(const std::function<void()>& call) {
     }).join();
 }
 
-/// Every call that a client can make, of objects that belong to the calling thread's apartment.
-struct EveryCall {
-    Client client;
-    com::ComPtr<tessra::IPhonePort> phone = client.phone();
-    com::ComPtr<tessra::ISecurity> security = securityOf(phone);
-    com::ComPtr<tessra::IEventSubscription> events = partOf<tessra::IEventSubscription>(phone);
-    com::ComPtr<tessra::IClientRegistry> registry = created<tessra::IClientRegistry>(tessra::kClientRegistryClass);
-    com::ComPtr<tessra::IPortNameTranslator> translator;
-    /// What the calls hand out.
-    com::ComPtr<com::Unknown> object;
-    com::ComPtr<tessra::IPortNameTranslator> madeTranslator;
-    com::ComPtr<tessra::IPortCollection> madePorts;
-    com::ComPtr<tessra::IPhonePort> madePhone;
-    std::uint16_t word = 7;
-    std::uint32_t cookie = 7;
-    std::vector<std::uint16_t> numbers;
-    tessra::PortDescription port;
-    tessra::PhoneDescription description;
+struct Event {
+    std::uint32_t kind;
+    std::uint16_t third;
+    std::string data;
+    friend bool operator==(const Event&, const Event&) = default;
+};
 
-    EveryCall() {
-        com::throwIfFailed(registry->setInterfaceVersion(tessra::kInterfaceVersion));
-        com::throwIfFailed(client.ports->translator(translator));
+class Sink : public com::Implements<tessra::IEventSink> {
+public:
+    com::Status onEvent(std::uint32_t dataLength, const std::uint8_t* data, std::uint32_t first, std::uint32_t,
+                        std::uint16_t third, std::uint32_t fourth) override {
+        EXPECT_EQ(com::currentApartment(), home);
+        events.push_back({first, third, std::string(data, data + dataLength)});
+        lastCounter = fourth;
+        return com::kOk;
     }
-    EveryCall(const EveryCall&) = delete;
-    EveryCall& operator=(const EveryCall&) = delete;
+    const com::ApartmentId home = com::currentApartment();
+    std::vector<Event> events;
+    std::uint32_t lastCounter = 0;
+    com::ComPtr<tessra::IPhonePort> held; ///< something of the service
+};
 
-    void forgetObjects() {
-        object.reset();
-        madeTranslator.reset();
-        madePorts.reset();
-        madePhone.reset();
+/// A subscription of `sink` to the events of the phone on a port.
+struct Subscriber {
+    explicit Subscriber(std::uint16_t port = 1) : phone(Client().phone(port)) {
+        com::throwIfFailed(events->subscribe(held, cookie));
     }
 
-    using Call = tessra::Call;
-    const std::vector<std::pair<Call, std::function<com::Status()>>> rows{
-        {Call::kCreateServer, [&] { return com::createInstance(tessra::kServerClass, com::kAnyServer, object); }},
-        {Call::kSetVersion, [&] { return client.server->setInterfaceVersion(30000); }},
-        {Call::kCreateAgent,
-         [&] { return client.server->createAgent(tessra::kConfigurationAgentName, -1, word, object); }},
-        {Call::kReleaseAgent, [&] { return client.server->releaseAgent(client.agentHandle); }},
-        {Call::kPortCollection, [&] { return client.server->portCollection(madePorts); }},
-        {Call::kTranslator, [&] { return client.ports->translator(madeTranslator); }},
-        {Call::kPortNumber, [&] { return translator->portNumber("COM1", word); }},
-        {Call::kPortByNumber, [&] { return client.ports->portByNumber(1, madePhone); }},
-        {Call::kPortNumbers, [&] { return client.agent->portNumbers(numbers); }},
-        {Call::kCreateRegistry,
-         [&] { return com::createInstance(tessra::kClientRegistryClass, com::kAnyServer, object); }},
-        {Call::kRegisterClient, [&] { return registry->registerClient("", "", 1, 1, word); }},
-        {Call::kUnregisterClient, [&] { return registry->unregisterClient(1); }},
-        {Call::kDescribePort, [&] { return client.agent->describePort(1, port); }},
-        {Call::kDescribePhone, [&] { return client.agent->describePhone(1, description); }},
-        {Call::kSend, [&] { return send(phone, {0x00}).status; }},
-        {Call::kChangeMode, [&] { return phone->changeMode(4); }},
-        {Call::kLock, [&] { return phone->lock(1); }},
-        {Call::kUnlock, [&] { return phone->unlock(); }},
-        {Call::kMode, [&] { return phone->mode(word); }},
-        {Call::kState, [&] { return phone->state(word); }},
-        {Call::kSubObject, [&] { return phone->subObject(tessra::kSecuritySubObject, 0, object); }},
-        {Call::kSecurity, [&] { return security->sendCode(0, "000000", 0); }},
-        {Call::kSubscribe, [&] { return events->subscribe(nullptr, cookie); }},
-        {Call::kUnsubscribe, [&] { return events->unsubscribe(1); }},
-    };
+    Sink* const sink = new Sink;
+    const com::ComPtr<tessra::IEventSink> held = com::ComPtr<tessra::IEventSink>::adopt(sink);
+    const com::ComPtr<tessra::IPhonePort> phone;
+    const com::ComPtr<tessra::IEventSubscription> events = partOf<tessra::IEventSubscription>(phone);
+    std::uint32_t cookie = 0;
 };

@@ -14,7 +14,6 @@ constexpr const char* kEveryKey = R"(task_window = false
 [[port]]
 name = "Bench"
 number = 9
-kind = "simulated"
 memory = "a.nvmem"
 initial = "/elsewhere/b.nvmem"
 model = "M"
@@ -31,17 +30,14 @@ item = 500
 on = 3
 delay_ms = 10
 nv_status = 6
-[[port.fault]]
-call = "mode"
-from = 2
-server_code = 0x80004005
 [[port]]
 name = "COM12"
 device = "tty"
 baud = 9600
 [[fault]]
 call = "create_agent"
-wrong_object = true
+from = 2
+server_code = 0x80004005
 )";
 
 TEST(ServiceConfig, ReadsEveryKey) {
@@ -59,86 +55,55 @@ TEST(ServiceConfig, ReadsEveryKey) {
     EXPECT_EQ(port.phone.mode, PhoneMode::kStreamDownload);
     EXPECT_EQ(port.phone.leaveAfterMs, -1);
     EXPECT_EQ(port.phone.awayMs, 50);
-    ASSERT_EQ(port.faults.size(), 2U);
+    ASSERT_EQ(port.faults.size(), 1U);
     const FaultRule& fault = port.faults[0];
-    EXPECT_EQ(nameOf(fault.call), "send");
     EXPECT_EQ(fault.item, 500);
     EXPECT_EQ(fault.firstCall, 3U);
     EXPECT_EQ(fault.lastCall, 3U);
     EXPECT_EQ(fault.delayMs, 10U);
-    EXPECT_EQ(fault.kind, FaultKind::kNvStatus);
     EXPECT_EQ(fault.value, 6U);
-    EXPECT_EQ(port.faults[1].firstCall, 2U);
-    EXPECT_EQ(port.faults[1].lastCall, 0xFFFFFFFFU);
-    EXPECT_EQ(port.faults[1].value, 0x80004005U);
     EXPECT_EQ(config.ports[1].number, 12);
     EXPECT_EQ(config.ports[1].line.device, folder / "tty");
     EXPECT_EQ(config.ports[1].line.baud, 9600U);
     ASSERT_EQ(config.faults.size(), 1U);
-    EXPECT_EQ(config.faults[0].kind, FaultKind::kWrongObject);
+    EXPECT_EQ(nameOf(config.faults[0].call), "create_agent");
+    EXPECT_EQ(config.faults[0].firstCall, 2U);
+    EXPECT_EQ(config.faults[0].lastCall, 0xFFFFFFFFU);
+    EXPECT_EQ(config.faults[0].value, 0x80004005U);
 }
-
-struct Refused {
-    const char* name;
-    std::string text;
-    const char* message; // after the file's name
-};
 
 // Each is refused with its line.
-void expectRefused(const std::vector<Refused>& rows) {
-    const TemporaryFolder folder;
-    const auto file = folder / "t.toml";
-    for (const Refused& row : rows) {
-        writeText(file, row.text);
-        EXPECT_THAT(messageOf<ConfigError>([&] { loadServiceConfig(file); }),
-                    testing::StartsWith(file.string() + row.message))
-            << row.name;
-    }
-}
-
-TEST(ServiceConfig, SaysWhichLineOfAPortIsWrongAndWhy) {
+TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
     std::string manyParts = "\n[a"; // the parser works on such a name recursively
     for (int part = 0; part < 300000; ++part) {
         manyParts += ".a";
     }
     const std::string port = "[[port]]\nname = \"COM1\"\n";
-    expectRefused({
-        {"no TOML", "\n[[port]\n", ":2: "},
-        {"a name of very many parts", manyParts + "]", ":2: the line is longer than 4096 characters"},
-        {"a key that is not known", "a = 1", ":1: unknown key 'a' in the file"},
-        {"a port as a plain table", "[port]\nname = \"COM1\"", ":1: 'port' must be tables, each under [[port]]"},
-        {"no name", "\n[[port]]\npresent = true", ":2: a port needs its 'name'"},
-        {"no number", "[[port]]\nname = \"Bench\"",
-         ":2: the port 'Bench' needs a 'number', as its name is not COM and a number"},
-        {"a number out of range", port + "number = 65536", ":3: 'number' must be a whole number from 1 to 65535"},
-        {"two ports of one name", port + port, ":3: there are two ports 'COM1'"},
-        {"two ports with one memory", port + "memory = \"a\"\n[[port]]\nname = \"COM2\"\nmemory = \"./a\"",
-         ":4: the ports 'COM1' and 'COM2' have the same memory file"},
-        {"no device", port + "kind = \"serial\"", ":1: a serial port needs its 'device'"},
-        {"no flag", port + "present = 1", ":3: 'present' must be true or false"},
-        {"a model too long for its field", port + "model = \"thirteen char\"",
-         ":3: 'model' must be at most 12 printable ASCII characters"},
-        {"a code with letters", port + "spc = \"00000a\"", ":3: 'spc' must be six digits"},
-        {"an unknown mode", port + "mode = \"reset\"",
-         ":3: 'mode' must be \"online\", \"offline\", \"download\" or \"stream_download\""},
-    });
-    EXPECT_THROW(loadServiceConfig("/dev/null/missing.toml"), ConfigError);
-}
-
-TEST(ServiceConfig, SaysWhichLineOfAFaultIsWrongAndWhy) {
     const std::string translator = "[[fault]]\ncall = \"translator\"\n";
-    expectRefused({
-        {"no call", "[[fault]]\nthrow = true", ":1: a fault needs its 'call'"},
-        {"a port's fault without a port", "[[fault]]\ncall = \"send\"\nthrow = true",
-         ":1: the call 'send' belongs to a port"},
-        {"nothing to do", translator, ":1: a fault needs something to do, such as 'no_answer' or 'delay_ms'"},
-        {"a slip of the pen", translator + "thro = true", ":3: unknown key 'thro' in fault"},
-        {"two faults in one", translator + "throw = true\nnull_object = true",
-         ":4: a fault does one thing; for more, write another"},
-        {"a fault that its call can't have", translator + "wrong_object = true",
-         ":1: the call 'translator' can't have this fault"},
-        {"two occasions", translator + "on = 1\nfrom = 2\nthrow = true", ":4: a fault has either 'on' or 'from'"},
-    });
+    const struct {
+        std::string text;
+        const char* message; // after the file's name
+    } rows[] = {
+        {"\n[[port]\n", ":2: "},
+        {manyParts + "]", ":2: the line is longer than 4096 characters"},
+        {"\n[[port]]\npresent = true", ":2: a port needs its 'name'"},
+        {"[[port]]\nname = \"B\"", ":2: the port 'B' needs a 'number', as its name is not COM and a number"},
+        {port + "number = 65536", ":3: 'number' must be a whole number from 1 to 65535"},
+        {port + port, ":3: there are two ports 'COM1'"},
+        {port + "memory = \"a\"\n[[port]]\nname = \"COM2\"\nmemory = \"./a\"",
+         ":4: the ports 'COM1' and 'COM2' have the same memory file"},
+        {port + "spc = \"00000a\"", ":3: 'spc' must be six digits"},
+        {translator + "thro = true", ":3: unknown key 'thro' in fault"},
+        {translator + "wrong_object = true", ":1: the call 'translator' can't have this fault"},
+    };
+    const TemporaryFolder folder;
+    const auto file = folder / "t.toml";
+    for (const auto& row : rows) {
+        writeText(file, row.text);
+        EXPECT_THAT(messageOf<ConfigError>([&] { loadServiceConfig(file); }),
+                    testing::StartsWith(file.string() + row.message));
+    }
+    EXPECT_THROW(loadServiceConfig("/dev/null/missing.toml"), ConfigError);
 }
 
 } // namespace

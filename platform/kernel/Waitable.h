@@ -14,7 +14,7 @@ namespace kernel {
 struct ThreadId {
     std::uint32_t value = 0;
 
-    friend auto operator<=>(const ThreadId&, const ThreadId&) = default;
+    friend auto operator<=>(const ThreadId&, const ThreadId&) = default; // NOLINT(modernize-use-nullptr)
 };
 
 /// The calling thread's id; also for threads that were not started by kernel::Thread.

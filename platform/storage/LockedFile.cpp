@@ -16,6 +16,7 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
+#include <system_error>
 #include <utility>
 
 namespace storage {
@@ -24,7 +25,7 @@ namespace {
 [[noreturn]] void fail(int error, Status otherwise, const std::string& path) {
     const Status status = error == EINVAL ? kAccessDenied : statusOfErrno(error, otherwise);
     const bool isOrdinary = status == kFileNotFound || status == kShareViolation || status == kFileAlreadyExists;
-    throw Failure(status, isOrdinary ? "" : "'" + path + "': " + std::strerror(error));
+    throw Failure(status, isOrdinary ? "" : "'" + path + "': " + std::generic_category().message(error));
 }
 
 // The folder that is current now need not be so at the save.

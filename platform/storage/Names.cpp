@@ -30,7 +30,7 @@ std::weak_ordering operator<=>(const Name& left, const Name& right) {
     }
     for (; at < left.length_; ++at) {
         const auto order = upperCase(left.units_[at]) <=> upperCase(right.units_[at]);
-        if (order != 0) {
+        if (std::is_neq(order)) {
             return order;
         }
     }

@@ -2,7 +2,6 @@
 
 #include "platform/kernel/Text.h"
 
-#include <algorithm>
 #include <set>
 #include <stdexcept>
 #include <string_view>

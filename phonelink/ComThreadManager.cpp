@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <iterator>
 #include <vector>
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include "app/dialogs/DialogControls.h"
 
-#include <utility>
 
 namespace {
 

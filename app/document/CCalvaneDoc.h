@@ -93,7 +93,6 @@ public:
     bool writeItem(const std::string& name, const std::string& values);
 
     const std::vector<NvItem>& nvItems() const { return nvItems_; }
-    const std::vector<NvItem>& supportedItems() const { return supportedItems_; }
     const std::vector<NvItem>& pendingWrite() const { return pendingWrite_; }
     /// Positions in nvItems() of the items that the editor has stored, ascending. They follow their items when the list
     /// is ordered anew or extended, and are forgotten when it is replaced.

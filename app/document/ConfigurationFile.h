@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <string>
-#include <system_error>
 
 /// The program's configuration: a text file whose first line is the name of the port on which the phone is reached.
 /// What follows that line is not read. It is not removed either: the line is written over the file's beginning, so a

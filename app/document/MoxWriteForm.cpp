@@ -2,7 +2,6 @@
 
 #include "app/document/LeadingNumber.h"
 
-#include <initializer_list>
 
 namespace {
 

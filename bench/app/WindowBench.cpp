@@ -4,7 +4,6 @@
 //
 // The windows are real ones on Qt's offscreen platform. An action has ended when what it shows has been painted.
 
-#include "app/dialogs/CCustomListDlg.h"
 #include "app/dialogs/CProgressDlg.h"
 #include "app/document/ItemSearch.h"
 #include "app/frame/CCalvaneApp.h"
@@ -22,7 +21,6 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <numeric>
 #include <thread>
 
 namespace {
@@ -167,23 +165,6 @@ void selectLongItem(benchmark::State& state) {
     }
 }
 BENCHMARK(selectLongItem)->Name("SelectItem")->UseRealTime()->Unit(benchmark::kMillisecond);
-
-void openCustomizedList(benchmark::State& state) {
-    for (auto _ : state) {
-        CCustomListDlg dialog(&program->window());
-        dialog.setAvailableItems(program->document().nvItems());
-        dialog.setCustomizedItems(program->document().nvItems());
-        QMetaObject::invokeMethod(
-            &dialog,
-            [&] {
-                dialog.grab();
-                dialog.reject();
-            },
-            Qt::QueuedConnection);
-        dialog.exec();
-    }
-}
-BENCHMARK(openCustomizedList)->Name("CustomizedListOpen")->UseRealTime()->Unit(benchmark::kMillisecond);
 
 /// A line that goes nowhere.
 class NoWindow : public ProgressWindow {

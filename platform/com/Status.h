@@ -23,7 +23,6 @@ constexpr bool succeeded(Status status) {
 
 inline constexpr Status kOk = 0;
 inline constexpr Status kFalse = 1;
-inline constexpr Status kNotImplemented = makeStatus(0x80004001);
 inline constexpr Status kNoInterface = makeStatus(0x80004002);
 inline constexpr Status kPointer = makeStatus(0x80004003);
 inline constexpr Status kFail = makeStatus(0x80004005);

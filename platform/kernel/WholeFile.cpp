@@ -13,7 +13,6 @@
 #include <csignal>
 #include <cstdio>
 #include <string>
-#include <utility>
 
 namespace kernel {
 namespace {

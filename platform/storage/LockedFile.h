@@ -3,7 +3,6 @@
 #include "platform/kernel/FileDescriptor.h"
 #include "platform/storage/FileSectors.h"
 
-#include <cstdint>
 #include <string>
 
 namespace storage {

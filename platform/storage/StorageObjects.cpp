@@ -142,23 +142,18 @@ public:
         bool isAtEnd = false;
         const Status status = guarded([&] {
             Node& storage = storage_->node();
-            const CompoundFile& file = *storage_->file();
-            if (version_ != file.version()) {
-                next_ = last_ ? storage.children->upper_bound(*last_) : storage.children->begin();
-                version_ = file.version();
-            }
-            if (next_ == storage.children->end()) {
+            const auto next = last_ ? storage.children->upper_bound(*last_) : storage.children->begin();
+            if (next == storage.children->end()) {
                 out = {};
                 if (storage.incomplete) {
-                    throw Failure(kFileCorrupt, file.tree().damage);
+                    throw Failure(kFileCorrupt, storage_->file()->tree().damage);
                 }
                 isAtEnd = true;
             } else {
-                out.name = next_->first.units();
-                out.kind = next_->second.kind;
-                out.size = next_->second.size();
-                last_ = next_->first;
-                ++next_;
+                out.name = next->first.units();
+                out.kind = next->second.kind;
+                out.size = next->second.size();
+                last_ = next->first;
             }
         });
         return isAtEnd ? com::kFalse : status;
@@ -167,10 +162,7 @@ public:
 private:
     // Keeps the storage, and with it the file, open.
     ComPtr<StorageObject> storage_;
-    // The child that was answered last, and the one behind it in this version of the file.
-    std::optional<Name> last_;
-    std::optional<std::uint64_t> version_;
-    Node::Children::iterator next_;
+    std::optional<Name> last_; // the child that was answered last
 };
 
 Status StorageObject::enumElements(ComPtr<IEnumElements>& out) {

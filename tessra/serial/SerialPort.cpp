@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <system_error>
 
 namespace tessra {

@@ -3,7 +3,6 @@
 #include "tessra/Packet.h"
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <map>

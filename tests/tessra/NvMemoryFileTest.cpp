@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <optional>
 
 using namespace tessra;
 

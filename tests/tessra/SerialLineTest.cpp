@@ -11,7 +11,6 @@
 #include <poll.h>
 #include <stdlib.h>
 
-#include <ctime>
 #include <future>
 #include <map>
 #include <random>

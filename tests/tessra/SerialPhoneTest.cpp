@@ -9,7 +9,6 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <algorithm>
-#include <ctime>
 #include <future>
 
 using namespace tessra;

@@ -1,22 +1,19 @@
-// Files of other writers: what is read although it could be better, and what comes through a save. And files that
+// Files of other writers: what is read although it could be better. And files that
 // cannot be what they claim to be: a code for what cannot be read, the rest read, and nothing written.
 
 #include "platform/storage/Format.h"
 #include "tests/storage/HostileRun.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 namespace storage::testing {
 namespace {
 
 using namespace format;
 
-// The entries of the saved file below: behind these, the streams of the nine items.
-constexpr std::uint32_t kEmpty = 1;
+// Two entries of the saved file below: its large stream, and the storage of its second item.
 constexpr std::uint32_t kLarge = 2;
-constexpr std::uint32_t kFirstItem = 3;
-constexpr std::uint32_t kFirstStream = 12;
+constexpr std::uint32_t kSecondItem = 4;
 
 class ForeignFileTest : public ::testing::Test {
 protected:
@@ -65,23 +62,17 @@ protected:
         const std::size_t fat = sectorAt(kAtDifat);
         const std::size_t root = entryAt(0);
         const std::size_t large = entryAt(kLarge);
-        const std::size_t item = entryAt(kFirstItem + 1);
+        const std::size_t item = entryAt(kSecondItem);
         const std::size_t miniFat = sectorAt(kAtFirstMiniFat);
-        const std::uint32_t miniStream = get32(&good_[root + kAtStart]);
         const std::uint32_t top = get32(&good_[root + kAtChild]);
         return {
             {"wrong signature", 0, 0, kInvalidHeader, 0},
             {"sectors of 2^31 bytes", 30, 0x0006001F, kInvalidHeader, 0},
             {"more allocation sectors than sectors", kAtFatSectors, 0x7FFFFFFF, kFileCorrupt, 0},
-            {"allocation sector outside of the file", kAtDifat, 0x00FFFFFF, kFileCorrupt, 0},
             {"directory in a circle", fat + 4 * directory, directory, kFileCorrupt, 0},
-            {"mini stream into the directory", fat + 4 * miniStream, directory, kFileCorrupt, 0},
             {"mini chain out of the stream", miniFat, 0x00FFFFFF, kFileCorrupt, 20},
             {"mini chain in a circle", miniFat, 0, com::kOk, 21},
-            {"two small streams with one beginning", entryAt(kFirstStream + 1) + kAtStart, 0, com::kOk, 21},
-            {"large stream on the mini stream", large + kAtStart, miniStream, kFileCorrupt, 20},
             {"stream longer than the file", large + kAtSize, 0x7FFFFFFF, kFileCorrupt, 20},
-            {"child is the root", root + kAtChild, 0, kFileCorrupt, 1},
             {"sibling is itself", entryAt(top) + kAtLeft, top, kFileCorrupt, 13},
             {"siblings cut off", entryAt(top) + kAtLeft, kNoEntry, com::kOk, 13},
             {"name without an end", item + kAtNameBytes, 0x01010200, kFileCorrupt, 19},
@@ -102,12 +93,6 @@ TEST_F(ForeignFileTest, HarmlessDeviationsAreReadAndMended) {
         const char* what;
         std::function<void(Buffer&)> deviate;
     } rows[]{
-        {"all red",
-         [&](Buffer& file) {
-             for (std::uint32_t id = 1; id <= 20; ++id) {
-                 file[entryAt(id) + kAtColour] = kRed;
-             }
-         }},
         {"siblings out of order",
          [&](Buffer& file) { std::swap_ranges(&file[top + kAtLeft], &file[top + kAtRight], &file[top + kAtRight]); }},
         {"a tail behind the last sector", [](Buffer& file) { file.insert(file.end(), 777, 0xAA); }},
@@ -115,7 +100,6 @@ TEST_F(ForeignFileTest, HarmlessDeviationsAreReadAndMended) {
         {"a mini stream that is no multiple of 64", [&](Buffer& file) { file[root + kAtSize] -= 58; }},
         {"rubbish in the upper half of a size",
          [&](Buffer& file) { put32(&file[entryAt(kLarge) + kAtSize + 4], 0xABCD); }},
-        {"a lost sector in the allocation table", [](Buffer& file) { put32(&file[512 + 4 * (file.size() / 512)], 1); }},
     };
     for (const auto& row : rows) {
         Buffer file = good_;
@@ -124,86 +108,6 @@ TEST_F(ForeignFileTest, HarmlessDeviationsAreReadAndMended) {
     }
 }
 
-// The same contents, each part of the file in sectors of 4096 bytes.
-TEST_F(ForeignFileTest, SectorsOf4096BytesAreReadInBothVersions) {
-    const std::size_t miniStream = sectorAt(entryAt(0) + kAtStart);
-    const std::size_t parts[]{entryAt(0), miniStream, sectorAt(kAtFirstMiniFat), sectorAt(entryAt(kLarge) + kAtStart)};
-    const std::size_t lengths[]{miniStream - entryAt(0), 64 * 27, 512, 5000};
-    const std::uint32_t table[]{kFatSector, kEndOfChain, kEndOfChain, kEndOfChain, 5, kEndOfChain};
-    for (const std::uint8_t version : {std::uint8_t{3}, std::uint8_t{4}}) {
-        Buffer file(7 * std::size_t{4096});
-        std::copy_n(good_.begin(), 512, file.begin());
-        file[kAtMajorVersion] = version;
-        file[kAtSectorShift] = 12;
-        put32(&file[kAtDifat], 0);
-        std::fill_n(&file[4096], 4096, std::uint8_t{0xFF});
-        for (std::uint32_t sector = 0; sector < 6; ++sector) {
-            put32(&file[4096 + 4 * sector], table[sector]);
-        }
-        for (std::size_t part = 0; part < 4; ++part) {
-            std::copy_n(&good_[parts[part]], lengths[part], &file[4096 * (part + 2)]);
-        }
-        put32(&file[kAtFirstDirectory], 1);
-        put32(&file[8192 + kAtStart], 2);
-        put32(&file[kAtFirstMiniFat], 3);
-        put32(&file[8192 + kEntryBytes * kLarge + kAtStart], 4);
-        expectReadAndMended(file, version == 3 ? "version 3" : "version 4");
-    }
-}
-
-TEST_F(ForeignFileTest, WhatNobodyTouchesComesThroughASave) {
-    const Buffer properties = pattern(36, 3);
-    for (const std::uint32_t id : {0U, kEmpty, kFirstItem + 1}) {
-        std::copy(properties.begin(), properties.end(), &good_[entryAt(id) + kAtClassId]);
-    }
-    // The last item loses its name.
-    std::fill_n(&good_[entryAt(kFirstStream - 1)], kAtNameBytes + 1, std::uint8_t{0});
-    store(path_, good_);
-    Contents before;
-    Contents after;
-    ASSERT_EQ(readFile(path_, before), com::kOk) << folder_.logged;
-    EXPECT_EQ(before[u"//00000000"], pattern(134, 9));
-    ComPtr<IStorage> root;
-    ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
-    ASSERT_EQ(writeItem(*root.get(), 1, 1), com::kOk);
-    root.reset();
-    ASSERT_EQ(readFile(path_, after), com::kOk);
-    EXPECT_TRUE(after == before);
-    const Buffer saved = load(path_);
-    EXPECT_EQ(std::search(saved.begin(), saved.end(), properties.begin(), properties.end()) - saved.begin(),
-              static_cast<std::ptrdiff_t>(entryAt(0) + kAtClassId));
-}
-
-// One long chain of siblings, as simple writers make it, and storages in each other, take no stack of that depth.
-TEST_F(ForeignFileTest, ATreeAsDeepAsItHasEntriesIsRead) {
-    constexpr std::uint32_t kEntries = 20000;
-    ComPtr<IStorage> root;
-    ComPtr<IStorage> item;
-    ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
-    for (unsigned number = 1; number <= kEntries; ++number) {
-        ASSERT_EQ(root->createStorage(itemName(number), kCreateWrite, item), com::kOk);
-    }
-    item.reset();
-    root.reset();
-    good_ = load(path_);
-    for (const bool isChain : {true, false}) {
-        put32(&good_[entryAt(0) + kAtChild], isChain ? kEntries : 1);
-        for (std::uint32_t id = 1; id <= kEntries; ++id) {
-            put32(&good_[entryAt(id) + kAtLeft], isChain && id > 1 ? id - 1 : kNoEntry);
-            put32(&good_[entryAt(id) + kAtRight], kNoEntry);
-            put32(&good_[entryAt(id) + kAtChild], isChain || id == kEntries ? kNoEntry : id + 1);
-        }
-        store(path_, good_);
-        ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
-        ASSERT_EQ(root->destroyElement(itemName(1)), com::kOk);
-        root.reset();
-        Contents found;
-        EXPECT_EQ(strictCheck(load(path_), found), "");
-        EXPECT_EQ(found.size(), isChain ? kEntries : 1);
-    }
-}
-
-// The list of allocation sectors leaves the header for sectors of its own with the 110th.
 TEST_F(ForeignFileTest, LargeFilesAreReadAsTheyWereWritten) {
     for (const std::size_t sectors : {13838, 13839, 13840, 13841, 30200}) {
         const Buffer bytes = pattern(sectors * 512, static_cast<std::uint32_t>(sectors));
@@ -219,15 +123,13 @@ TEST_F(ForeignFileTest, LargeFilesAreReadAsTheyWereWritten) {
 }
 
 TEST_F(ForeignFileTest, LibgsfReadsAndWritesTheSame) {
-    std::string names;
     Contents expected{{u"/", {}}};
     for (unsigned number = 1; number <= 40; ++number) {
         const std::string name = "f" + std::to_string(number);
         expected[u"/" + std::u16string(name.begin(), name.end())] = pattern(number * 211, number);
         store(folder_ / name, pattern(number * 211, number));
-        names += " " + (folder_ / name);
     }
-    (void)outputOf("gsf createole " + path_ + names + " 2>&1");
+    (void)outputOf("gsf createole " + path_ + " " + (folder_ / "f*[0-9] 2>&1"));
     ComPtr<IStorage> root;
     ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
     ASSERT_EQ(root->destroyElement(u"f33"), com::kOk);
@@ -275,20 +177,6 @@ TEST_F(ForeignFileTest, ACutFileIsReadAsFarAsItGoes) {
         }
         EXPECT_TRUE(survivesUse(path_)) << length;
     }
-}
-
-// What a file costs follows what it holds, not the length that it claims.
-TEST_F(ForeignFileTest, ALongFileOfNothingTakesNoMemory) {
-    std::filesystem::resize_file(path_, std::uintmax_t{1} << 42);
-    rusage before{};
-    rusage after{};
-    Contents found;
-    ::getrusage(RUSAGE_SELF, &before);
-    EXPECT_EQ(readFile(path_, found), com::kOk);
-    ::getrusage(RUSAGE_SELF, &after);
-    EXPECT_EQ(found, contents_);
-    // The address sanitizer keeps a byte for each eight, of holes as well.
-    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 1024 * 1024);
 }
 
 } // namespace

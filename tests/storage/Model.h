@@ -90,9 +90,6 @@ private:
         expect(parent.createStorage(name, kCreateReadWrite, child) == com::kOk, "create storage");
         forget(path + name);
         tree_[path + name + u"/"] = {};
-        if (choose_(2) == 0) {
-            createStream(*child.get(), path + name + u"/", chooseName());
-        }
     }
 
     void createStream(IStorage& parent, const std::u16string& path, const std::u16string& name) {

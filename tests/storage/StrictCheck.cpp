@@ -188,9 +188,8 @@ private:
         }
         for (std::size_t at = 0; at < miniFat_.size(); ++at) {
             const bool owned = at < miniOwned_.size() && miniOwned_[at];
-            need(owned || miniFat_[at] == kNone, "lost mini sector");
-            need(owned || at >= miniOwned_.size() || zeros(mini_, at * 64, at * 64 + 64),
-                 "bytes in a free mini sector");
+            const bool isEmpty = at >= miniOwned_.size() || zeros(mini_, at * 64, at * 64 + 64);
+            need(owned || (miniFat_[at] == kNone && isEmpty), "lost mini sector");
         }
         for (std::uint32_t id = 0; id < seen_.size(); ++id) {
             const std::uint8_t* at = entry(id);

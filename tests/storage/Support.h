@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -42,8 +43,6 @@ public:
         kernel::setErrorLog({});
         std::filesystem::remove_all(folder_);
     }
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
 
     std::string operator/(const std::string& name) const { return (folder_ / name).string(); }
     std::size_t fileCount() const {
@@ -118,15 +117,6 @@ inline Status writeItem(IStorage& parent, unsigned number, std::uint32_t seed, s
     return com::succeeded(status) ? writeStream(*item.get(), u"00000000", pattern(length, seed)) : status;
 }
 
-inline Status readStream(IStorage& parent, const ElementInfo& info, Buffer& out) {
-    ComPtr<IStream> stream;
-    std::uint32_t transferred = 0;
-    const Status status = parent.openStream(info.name, kOpenRead, stream);
-    // In a damaged file a stream may claim any size.
-    out.resize(std::min<std::uint64_t>(info.size, 1U << 24));
-    return com::succeeded(status) ? stream->read(out, transferred) : status;
-}
-
 /// Everything below a storage, read through the interfaces, as far as it can be read; the first failure's status.
 inline Status readTree(IStorage& storage, Contents& tree, const std::u16string& path = u"/", unsigned levels = 200) {
     ComPtr<IEnumElements> children;
@@ -137,9 +127,13 @@ inline Status readTree(IStorage& storage, Contents& tree, const std::u16string& 
     Status next = children->next(info);
     for (; next == com::kOk; next = children->next(info)) {
         ComPtr<IStorage> child;
-        Buffer bytes;
-        if (info.kind == ElementKind::kStream) {
-            const Status status = readStream(storage, info, bytes);
+        ComPtr<IStream> stream;
+        if (info.kind == ElementKind::stream) {
+            // In a damaged file a stream may claim any size.
+            Buffer bytes(std::min<std::uint64_t>(info.size, 1U << 24));
+            std::uint32_t transferred = 0;
+            Status status = storage.openStream(info.name, kOpenRead, stream);
+            status = com::succeeded(status) ? stream->read(bytes, transferred) : status;
             keep(status);
             if (com::succeeded(status)) {
                 tree[path + info.name] = bytes;

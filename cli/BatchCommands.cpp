@@ -1,5 +1,4 @@
 #include "cli/CommandText.h"
-#include "cli/FileTree.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"

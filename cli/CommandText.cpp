@@ -1,10 +1,15 @@
 #include "cli/CommandText.h"
 
+#include "platform/kernel/WholeFile.h"
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <iostream>
 #include <iterator>
 #include <set>
 #include <stdexcept>
+#include <system_error>
 
 std::string counted(std::size_t count) {
     return std::to_string(count) + (count == 1 ? " item" : " items");
@@ -32,6 +37,20 @@ void flushOutput() {
     std::cout.flush();
     if (!std::cout) {
         throw std::runtime_error("Can't write to standard output.");
+    }
+}
+
+void writeOutput(const std::filesystem::path& path, const std::string& content) {
+    int error = 0;
+    if (path == "-") {
+        const bool written = std::fwrite(content.data(), 1, content.size(), stdout) == content.size();
+        error = written && std::fflush(stdout) == 0 ? 0 : errno;
+    } else {
+        error = kernel::writeWholeFile(path, content).error();
+    }
+    if (error != 0) {
+        throw std::runtime_error("Can't write '" + (path == "-" ? "standard output" : path.string()) +
+                                 "': " + std::generic_category().message(error));
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,9 @@ std::string counted(std::size_t count);
 std::string joined(const std::vector<std::uint16_t>& numbers);
 /// Throws std::runtime_error unless everything printed so far has reached standard output.
 void flushOutput();
+/// Writes `content` to the file at `path` as kernel::writeWholeFile() does (a full disk leaves the old one as it was),
+/// or to standard output for "-". Throws std::runtime_error with the path and the system's reason.
+void writeOutput(const std::filesystem::path& path, const std::string& content);
 /// The numbers of `wanted` that are not among `found`.
 std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& wanted,
                                           const std::vector<std::uint16_t>& found);

@@ -1,6 +1,5 @@
-#include "cli/FileTree.h"
-
 #include "cli/CommandText.h"
+#include "cli/Verbs.h"
 #include "platform/com/Messages.h"
 #include "platform/kernel/Text.h"
 #include "platform/storage/Storage.h"

@@ -4,7 +4,6 @@
 #include "cli/CommandText.h"
 #include "cli/ItemJson.h"
 #include "cli/ItemListing.h"
-#include "cli/OutputFile.h"
 #include "cli/Verbs.h"
 
 #include <algorithm>

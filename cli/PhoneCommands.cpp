@@ -2,7 +2,6 @@
 #include "cli/ItemJson.h"
 #include "cli/ItemListing.h"
 #include "cli/MoxCommands.h"
-#include "cli/OutputFile.h"
 #include "cli/ProgressBar.h"
 #include "cli/Verbs.h"
 #include "engine/TextExport.h"

@@ -29,9 +29,8 @@ std::string contentOf(const std::filesystem::path& path) {
 }
 
 void replaceContent(const std::filesystem::path& path, const std::string& content) {
-    const kernel::WholeFileResult result = kernel::writeWholeFile(path, content);
-    if (!result.succeeded()) {
-        fail(path.string(), result.openError != 0 ? result.openError : result.writeError);
+    if (const int error = kernel::writeWholeFile(path, content).error(); error != 0) {
+        fail(path.string(), error);
     }
 }
 

@@ -242,7 +242,7 @@ WholeFileResult replace(const std::filesystem::path& target, const struct stat* 
 // Whether an exchange failed for a reason that need not keep the content from being written: the folder's, the
 // owner's (EINVAL is one that this process has no number for) or a mount's.
 bool isRefusedExchange(const WholeFileResult& result) {
-    switch (result.openError != 0 ? result.openError : result.writeError) {
+    switch (result.error()) {
     case EACCES:
     case EPERM:
     case EROFS:

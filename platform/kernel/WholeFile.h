@@ -11,7 +11,8 @@ struct WholeFileResult {
     int openError = 0;  ///< the file can't be written to at all; it is as it was
     int writeError = 0; ///< not everything could be written; a regular file that was to be replaced is as it was
 
-    bool succeeded() const { return openError == 0 && writeError == 0; }
+    int error() const { return openError != 0 ? openError : writeError; }
+    bool succeeded() const { return error() == 0; }
 };
 
 /// What a writer may ask for beyond the content.

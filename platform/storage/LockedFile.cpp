@@ -133,12 +133,14 @@ void LockedFile::save(ByteView content) {
     kernel::WholeFileOptions options;
     options.mayReplace = lock_.standsAt(path_);
     options.beforeNaming = [&](int file) {
-        return next.take(kernel::FileDescriptor(::fcntl(file, F_DUPFD_CLOEXEC, 0)));
+        // Somebody may have put another file there meanwhile.
+        const bool isOurs = !options.mayReplace || lock_.standsAt(path_);
+        return isOurs ? next.take(kernel::FileDescriptor(::fcntl(file, F_DUPFD_CLOEXEC, 0))) : EEXIST;
     };
     const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
     const kernel::WholeFileResult result = kernel::writeWholeFile(path_, text, options);
     if (!result.succeeded()) {
-        fail(result.openError != 0 ? result.openError : result.writeError, kWriteFault, path_);
+        fail(result.error(), kWriteFault, path_);
     }
     if (next.standsAt(path_)) { // it was not written in place
         lock_ = std::move(next);

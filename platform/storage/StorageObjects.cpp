@@ -1,5 +1,6 @@
 // The objects behind the interfaces of Storage.h, and the two calls that make the first of them.
 
+#include "platform/kernel/Trace.h"
 #include "platform/storage/CompoundFile.h"
 #include "platform/storage/Status.h"
 #include "platform/storage/Storage.h"
@@ -194,6 +195,9 @@ Status stgOpenStorage(const std::string& path, std::uint32_t mode, ComPtr<IStora
         const std::uint32_t access = accessOf(mode, false);
         auto place = LockedFile::open(path, access != kRead);
         Tree tree = readTree(place.load());
+        if (!tree.damage.empty()) {
+            kernel::logError("'" + path + "' is damaged: " + tree.damage);
+        }
         out = makeRoot(std::move(place), std::move(tree), false, access);
     });
 }

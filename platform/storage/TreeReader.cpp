@@ -63,11 +63,12 @@ private:
         return isVersion3 ? get32(at + kAtSize) : get64(at + kAtSize);
     }
 
-    // The words of a table that lies in these sectors.
-    SectorList wordsIn(const SectorList& sectors) const {
+    // The words of a table that lies in these sectors, `most` of them: words for sectors that the file does not have
+    // would cost memory without end.
+    SectorList wordsIn(const SectorList& sectors, std::size_t most) const {
         SectorList words;
         for (const std::uint32_t number : sectors) {
-            for (std::uint64_t at = 0; at < sectorBytes(); at += 4) {
+            for (std::uint64_t at = 0; at < sectorBytes() && words.size() < most; at += 4) {
                 words.push_back(get32(sector(number) + at));
             }
         }
@@ -101,7 +102,7 @@ private:
             listed.push_back(get32(place));
             large.claim(listed.back());
         }
-        large.following = wordsIn(listed);
+        large.following = wordsIn(listed, large.count());
     }
 
     // A mini stream whose size is no multiple of a mini sector ends in one that counts.
@@ -119,7 +120,7 @@ private:
             }
         }
         mini.claimed.resize(mini.count());
-        mini.following = wordsIn(file_.large.claimAll(headerWord(kAtFirstMiniFat)));
+        mini.following = wordsIn(file_.large.claimAll(headerWord(kAtFirstMiniFat)), mini.count());
     }
 
     void readNodes() {

@@ -64,8 +64,7 @@ NvCells readInitial(const std::filesystem::path& path) {
 int exchangeFile(const std::filesystem::path& path, const NvCells& cells) {
     kernel::WholeFileOptions options;
     options.toDisk = false;
-    const auto result = kernel::writeWholeFile(path, formatNvMemory(cells), options);
-    return result.openError != 0 ? result.openError : result.writeError;
+    return kernel::writeWholeFile(path, formatNvMemory(cells), options).error();
 }
 
 bool isOutOfSpace(int error) {

@@ -11,9 +11,10 @@ namespace {
 
 using namespace format;
 
-// Two entries of the saved file below: its large stream, and the storage of its second item.
+// Entries of the saved file below: its large stream, and the storages of its second and last item.
 constexpr std::uint32_t kLarge = 2;
 constexpr std::uint32_t kSecondItem = 4;
+constexpr std::uint32_t kLastItem = 11;
 
 class ForeignFileTest : public ::testing::Test {
 protected:
@@ -95,6 +96,7 @@ TEST_F(ForeignFileTest, HarmlessDeviationsAreReadAndMended) {
     } rows[]{
         {"siblings out of order",
          [&](Buffer& file) { std::swap_ranges(&file[top + kAtLeft], &file[top + kAtRight], &file[top + kAtRight]); }},
+        {"another minor version", [](Buffer& file) { file[kAtMajorVersion - 2] = 0x21; }},
         {"a tail behind the last sector", [](Buffer& file) { file.insert(file.end(), 777, 0xAA); }},
         {"a last sector cut behind its last stream", [](Buffer& file) { file.resize(file.size() - 120); }},
         {"a mini stream that is no multiple of 64", [&](Buffer& file) { file[root + kAtSize] -= 58; }},
@@ -106,6 +108,56 @@ TEST_F(ForeignFileTest, HarmlessDeviationsAreReadAndMended) {
         row.deviate(file);
         expectReadAndMended(file, row.what);
     }
+}
+
+// The same contents, each part of the file in sectors of 4096 bytes.
+TEST_F(ForeignFileTest, SectorsOf4096BytesAreReadInBothVersions) {
+    const std::size_t miniStream = sectorAt(entryAt(0) + kAtStart);
+    const std::size_t parts[]{entryAt(0), miniStream, sectorAt(kAtFirstMiniFat), sectorAt(entryAt(kLarge) + kAtStart)};
+    const std::size_t lengths[]{miniStream - entryAt(0), 64 * 27, 512, 5000};
+    const std::uint32_t table[]{kFatSector, kEndOfChain, kEndOfChain, kEndOfChain, 5, kEndOfChain};
+    for (const std::uint8_t version : {std::uint8_t{3}, std::uint8_t{4}}) {
+        Buffer file(7 * std::size_t{4096});
+        std::copy_n(good_.begin(), 512, file.begin());
+        file[kAtMajorVersion] = version;
+        file[kAtSectorShift] = 12;
+        put32(&file[kAtDifat], 0);
+        std::fill_n(&file[4096], 4096, std::uint8_t{0xFF});
+        for (std::uint32_t sector = 0; sector < 6; ++sector) {
+            put32(&file[4096 + 4 * sector], table[sector]);
+        }
+        for (std::size_t part = 0; part < 4; ++part) {
+            std::copy_n(&good_[parts[part]], lengths[part], &file[4096 * (part + 2)]);
+        }
+        put32(&file[kAtFirstDirectory], 1);
+        put32(&file[8192 + kAtStart], 2);
+        put32(&file[kAtFirstMiniFat], 3);
+        put32(&file[8192 + kEntryBytes * kLarge + kAtStart], 4);
+        expectReadAndMended(file, version == 3 ? "version 3" : "version 4");
+    }
+}
+
+TEST_F(ForeignFileTest, WhatNobodyTouchesComesThroughASave) {
+    const Buffer properties = pattern(36, 3);
+    for (const std::uint32_t id : {0U, 1U, kSecondItem}) {
+        std::copy(properties.begin(), properties.end(), &good_[entryAt(id) + kAtClassId]);
+    }
+    // The last item loses its name.
+    std::fill_n(&good_[entryAt(kLastItem)], kAtNameBytes + 1, std::uint8_t{0});
+    store(path_, good_);
+    Contents before;
+    Contents after;
+    ASSERT_EQ(readFile(path_, before), com::kOk) << folder_.logged;
+    EXPECT_EQ(before[u"//00000000"], pattern(134, 9));
+    ComPtr<IStorage> root;
+    ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+    ASSERT_EQ(writeItem(*root.get(), 1, 1), com::kOk);
+    root.reset();
+    ASSERT_EQ(readFile(path_, after), com::kOk);
+    EXPECT_TRUE(after == before);
+    const Buffer saved = load(path_);
+    EXPECT_EQ(std::search(saved.begin(), saved.end(), properties.begin(), properties.end()) - saved.begin(),
+              static_cast<std::ptrdiff_t>(entryAt(0) + kAtClassId));
 }
 
 TEST_F(ForeignFileTest, LargeFilesAreReadAsTheyWereWritten) {

@@ -128,7 +128,7 @@ inline Status readTree(IStorage& storage, Contents& tree, const std::u16string& 
     for (; next == com::kOk; next = children->next(info)) {
         ComPtr<IStorage> child;
         ComPtr<IStream> stream;
-        if (info.kind == ElementKind::stream) {
+        if (info.kind == ElementKind::kStream) {
             // In a damaged file a stream may claim any size.
             Buffer bytes(std::min<std::uint64_t>(info.size, 1U << 24));
             std::uint32_t transferred = 0;

@@ -20,6 +20,7 @@ TEST(PhoneModel, RefusesWhatIsNoPacketOfItsKind) {
         std::uint8_t code;
     } rows[] = {
         {"an unknown command", {0x77, 1, 2}, 19},
+        {"an empty packet", {}, 21},
         {"a short NV read", Bytes(132, 0x26), 21},
         {"a long NV write", Bytes(134, 0x27), 21},
         {"a change to a mode that no phone has", {0x29, 3, 0}, 20},

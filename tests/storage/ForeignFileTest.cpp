@@ -160,6 +160,35 @@ TEST_F(ForeignFileTest, WhatNobodyTouchesComesThroughASave) {
               static_cast<std::ptrdiff_t>(entryAt(0) + kAtClassId));
 }
 
+// One long chain of siblings, as simple writers make it, and storages in each other, take no stack of that depth.
+TEST_F(ForeignFileTest, ATreeAsDeepAsItHasEntriesIsRead) {
+    constexpr std::uint32_t kEntries = 20000;
+    ComPtr<IStorage> root;
+    ComPtr<IStorage> item;
+    ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);
+    for (unsigned number = 1; number <= kEntries; ++number) {
+        ASSERT_EQ(root->createStorage(itemName(number), kCreateWrite, item), com::kOk);
+    }
+    item.reset();
+    root.reset();
+    good_ = load(path_);
+    for (const bool isChain : {true, false}) {
+        put32(&good_[entryAt(0) + kAtChild], isChain ? kEntries : 1);
+        for (std::uint32_t id = 1; id <= kEntries; ++id) {
+            put32(&good_[entryAt(id) + kAtLeft], isChain && id > 1 ? id - 1 : kNoEntry);
+            put32(&good_[entryAt(id) + kAtRight], kNoEntry);
+            put32(&good_[entryAt(id) + kAtChild], isChain || id == kEntries ? kNoEntry : id + 1);
+        }
+        store(path_, good_);
+        ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+        ASSERT_EQ(root->destroyElement(itemName(1)), com::kOk);
+        root.reset();
+        Contents found;
+        EXPECT_EQ(strictCheck(load(path_), found), "");
+        EXPECT_EQ(found.size(), isChain ? kEntries : 1);
+    }
+}
+
 TEST_F(ForeignFileTest, LargeFilesAreReadAsTheyWereWritten) {
     for (const std::size_t sectors : {13838, 13839, 13840, 13841, 30200}) {
         const Buffer bytes = pattern(sectors * 512, static_cast<std::uint32_t>(sectors));

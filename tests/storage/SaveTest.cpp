@@ -195,6 +195,23 @@ TEST_F(SaveTest, WhatOthersPutAtThePathStays) {
     }
 }
 
+TEST_F(SaveTest, WhatOthersPutAtThePathDuringASaveStays) {
+    writeEdition(100);
+    ComPtr<IStorage> root;
+    ASSERT_EQ(writeEdition(200, root), com::kOk);
+    ASSERT_EQ(root->destroyElement(itemName(1)), com::kOk);
+    SystemCalls::watch = [&](const char* call) {
+        if (std::string(call) == "fsync") {
+            std::filesystem::remove(path_);
+            std::ofstream(path_) << "theirs";
+        }
+        return 0;
+    };
+    EXPECT_EQ(root->flush(), kFileAlreadyExists);
+    SystemCalls::watch = {};
+    EXPECT_EQ(load(path_).size(), 6U);
+}
+
 TEST_F(SaveTest, APrunedFileShrinksAndASaveFlushesTwiceWhateverItHolds) {
     for (const unsigned items : {4U, 300U}) {
         ComPtr<IStorage> root;

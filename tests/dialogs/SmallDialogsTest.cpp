@@ -34,6 +34,7 @@ TEST(ComPortDialog, OffersTheNamesInOrderAndTakesTheChosenOne) {
         type(dialog, "stale");
         box.showPopup();
         EXPECT_EQ(box.currentText(), "") << "opening the list empties the edit field";
+        EXPECT_EQ(box.currentIndex(), -1);
         EXPECT_EQ(box.itemText(0), "COM7");
         QTest::keyClick(box.view(), Qt::Key_Down);
         QTest::keyClick(box.view(), Qt::Key_Down);

@@ -157,6 +157,26 @@ TEST_F(SaveTest, NobodyElseOpensTheFileBeforeItIsClosed) {
     }
 }
 
+TEST_F(SaveTest, AFileThatIsExchangedWhileItIsOpenedIsTheNewOne) {
+    writeEdition(100);
+    const std::string other = folder_ / "other.mox";
+    std::filesystem::copy_file(path_, other);
+    writeEdition(200);
+    SystemCalls::watch = [&](const char* call) {
+        if (std::string(call) == "flock") {
+            std::filesystem::rename(other, path_);
+            SystemCalls::watch = [](const char*) { return 0; };
+        }
+        return 0;
+    };
+    ComPtr<IStorage> root;
+    ASSERT_EQ(stgOpenStorage(path_, kOpenReadWrite, root), com::kOk);
+    SystemCalls::watch = {};
+    EXPECT_EQ(statusElsewhere(), kShared);
+    ASSERT_EQ(root->destroyElement(itemName(1)), com::kOk);
+    EXPECT_EQ(root->flush(), com::kOk);
+}
+
 TEST_F(SaveTest, OneOfTwoCreatorsHasThePath) {
     ComPtr<IStorage> first;
     ComPtr<IStorage> second;

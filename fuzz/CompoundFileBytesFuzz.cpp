@@ -1,5 +1,5 @@
-// The input is a whole file. It must neither crash the container nor keep it busy; a file that is refused a change stays
-// as it is, and what comes out of any other is perfect.
+// The input is a whole file. It must neither crash the container nor keep it busy; a file that is refused a change
+// stays as it is, and what comes out of any other is perfect.
 #include "tests/storage/HostileRun.h"
 
 #include <cstdlib>

@@ -2,7 +2,6 @@
 
 #include "app/dialogs/DialogControls.h"
 
-
 namespace {
 
 constexpr int kPortBox = 1011;

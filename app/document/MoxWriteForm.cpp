@@ -2,7 +2,6 @@
 
 #include "app/document/LeadingNumber.h"
 
-
 namespace {
 
 bool isGiven(const std::string& field) {

@@ -30,7 +30,7 @@ namespace {
 
 // Set CALVANE_BENCH_DIR to measure another disk than that of the temporary files.
 std::string pathOf(const std::string& what) {
-    static const char* const chosen = std::getenv("CALVANE_BENCH_DIR");
+    static const char* const chosen = std::getenv("CALVANE_BENCH_DIR"); // NOLINT(concurrency-mt-unsafe)
     static const std::filesystem::path folder = chosen != nullptr ? chosen : std::filesystem::temp_directory_path();
     return (folder / ("calvane-bench-" + std::to_string(::getpid()) + "-" + what)).string();
 }

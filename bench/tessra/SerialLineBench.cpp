@@ -67,7 +67,8 @@ struct Terminal {
     Terminal() : master(::posix_openpt(O_RDWR | O_NOCTTY)) {
         ::grantpt(master.number());
         ::unlockpt(master.number());
-        slave = kernel::FileDescriptor(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY));
+        slave = kernel::FileDescriptor(
+            ::open(::ptsname(master.number()), O_RDWR | O_NOCTTY)); // NOLINT(concurrency-mt-unsafe)
         termios settings{};
         ::tcgetattr(slave.number(), &settings);
         ::cfmakeraw(&settings);

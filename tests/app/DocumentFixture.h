@@ -61,10 +61,8 @@ public:
 };
 
 inline std::vector<int> numbersOf(const std::vector<NvItem>& items) {
-    std::vector<int> numbers;
-    for (const NvItem& item : items) {
-        numbers.push_back(item.getId());
-    }
+    std::vector<int> numbers(items.size());
+    std::ranges::transform(items, numbers.begin(), &NvItem::getId);
     return numbers;
 }
 

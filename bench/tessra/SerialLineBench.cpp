@@ -67,8 +67,8 @@ struct Terminal {
     Terminal() : master(::posix_openpt(O_RDWR | O_NOCTTY)) {
         ::grantpt(master.number());
         ::unlockpt(master.number());
-        slave = kernel::FileDescriptor(
-            ::open(::ptsname(master.number()), O_RDWR | O_NOCTTY)); // NOLINT(concurrency-mt-unsafe)
+        // NOLINTNEXTLINE(concurrency-mt-unsafe)
+        slave = kernel::FileDescriptor(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY));
         termios settings{};
         ::tcgetattr(slave.number(), &settings);
         ::cfmakeraw(&settings);

@@ -70,7 +70,7 @@ protected:
             {"wrong signature", 0, 0, kInvalidHeader, 0},
             {"sectors of 2^31 bytes", 30, 0x0006001F, kInvalidHeader, 0},
             {"more allocation sectors than sectors", kAtFatSectors, 0x7FFFFFFF, kFileCorrupt, 0},
-            {"directory in a circle", fat + 4 * directory, directory, kFileCorrupt, 0},
+            {"directory in a circle", fat + 4 * std::size_t{directory}, directory, kFileCorrupt, 0},
             {"mini chain out of the stream", miniFat, 0x00FFFFFF, kFileCorrupt, 20},
             {"mini chain in a circle", miniFat, 0, com::kOk, 21},
             {"stream longer than the file", large + kAtSize, 0x7FFFFFFF, kFileCorrupt, 20},
@@ -114,7 +114,7 @@ TEST_F(ForeignFileTest, HarmlessDeviationsAreReadAndMended) {
 TEST_F(ForeignFileTest, SectorsOf4096BytesAreReadInBothVersions) {
     const std::size_t miniStream = sectorAt(entryAt(0) + kAtStart);
     const std::size_t parts[]{entryAt(0), miniStream, sectorAt(kAtFirstMiniFat), sectorAt(entryAt(kLarge) + kAtStart)};
-    const std::size_t lengths[]{miniStream - entryAt(0), 64 * 27, 512, 5000};
+    const std::size_t lengths[]{miniStream - entryAt(0), 1728, 512, 5000};
     const std::uint32_t table[]{kFatSector, kEndOfChain, kEndOfChain, kEndOfChain, 5, kEndOfChain};
     for (const std::uint8_t version : {std::uint8_t{3}, std::uint8_t{4}}) {
         Buffer file(7 * std::size_t{4096});

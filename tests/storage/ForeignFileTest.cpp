@@ -207,8 +207,8 @@ TEST_F(ForeignFileTest, LibgsfReadsAndWritesTheSame) {
     Contents expected{{u"/", {}}};
     for (unsigned number = 1; number <= 40; ++number) {
         const std::string name = "f" + std::to_string(number);
-        expected[u"/" + std::u16string(name.begin(), name.end())] = pattern(number * 211, number);
-        store(folder_ / name, pattern(number * 211, number));
+        expected[u"/" + std::u16string(name.begin(), name.end())] = pattern(std::size_t{number} * 211, number);
+        store(folder_ / name, pattern(std::size_t{number} * 211, number));
     }
     (void)outputOf("gsf createole " + path_ + " " + (folder_ / "f*[0-9] 2>&1"));
     ComPtr<IStorage> root;

@@ -31,7 +31,7 @@ void MoxFile::IteratorImpl::initialize(std::uintptr_t defaultStorage) {
 
 // One walk reads every item: on the worker an item costs less than the way there and back.
 void MoxFile::IteratorImpl::readSteps() {
-    auto steps = std::make_shared<std::vector<Step>>();
+    auto steps = std::make_shared<std::deque<Step>>();
     mox::EnumPtr children;
     mox::check(storage_->enumElements(children));
     storage::ElementInfo child;

@@ -2,6 +2,7 @@
 
 #include "calfile/MoxFile.h"
 
+#include <deque>
 #include <memory>
 #include <optional>
 
@@ -38,9 +39,9 @@ private:
     void readSteps();
     Step readStep(std::u16string_view name, std::uint16_t number);
 
-    std::shared_ptr<const std::vector<Step>> steps_; ///< shared by copies
-    std::size_t taken_ = 0;                          ///< of the steps
-    storage::ComPtr<storage::IStorage> storage_;     ///< used, and released, on the worker alone
+    std::shared_ptr<const std::deque<Step>> steps_; ///< shared by copies
+    std::size_t taken_ = 0;                         ///< of the steps
+    storage::ComPtr<storage::IStorage> storage_;    ///< used, and released, on the worker alone
 };
 
 /// Stands on one item of a calibration file. All items are read when the walk begins; what can't be read is a failure

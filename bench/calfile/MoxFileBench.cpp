@@ -1,10 +1,8 @@
 // Calibration files of n items, created, read, updated and pruned through MoxFile, each with the opening and with the
-// closing, which brings the file to the disk. Side by side with the bare machine (as many bytes, as many flushes), with
-// libgsf on the same tree, and with the container on the thread that asks.
+// closing, which brings the file to the disk. Side by side with the bare machine (as many bytes, as many flushes) and
+// with libgsf on the same tree.
 
 #include "calfile/MoxFile.h"
-#include "calfile/MoxTree.h"
-#include "platform/com/ComError.h"
 #include "platform/kernel/WholeFile.h"
 
 #include <benchmark/benchmark.h>
@@ -134,24 +132,6 @@ void moxPrune(benchmark::State& state) {
         file.cleanUp();
     }
     std::filesystem::remove(path);
-}
-
-void containerRead(benchmark::State& state) {
-    const std::string& path = filled(count(state));
-    for (auto _ : state) {
-        mox::StoragePtr root;
-        mox::StoragePtr model;
-        mox::StoragePtr items;
-        mox::EnumPtr children;
-        com::throwIfFailed(storage::stgOpenStorage(path, mox::kForReading, root));
-        com::throwIfFailed(root->openStorage(mox::NumberName(1), mox::kForReading, model));
-        com::throwIfFailed(model->openStorage(mox::kDefaultStorage, mox::kForReading, items));
-        com::throwIfFailed(items->enumElements(children));
-        std::array<std::uint8_t, mox::kItemDataBytes> data{};
-        for (storage::ElementInfo child; mox::nextNumbered(children, child);) {
-            benchmark::DoNotOptimize(mox::readItemData(items, child.name, data));
-        }
-    }
 }
 
 // As many bytes and as many flushes as a save: the file's and its folder's.
@@ -284,7 +264,6 @@ BENCHMARK(moxCreate)->Name("MoxCreate")->Apply(sizes);
 BENCHMARK(moxRead)->Name("MoxRead")->Apply(sizes);
 BENCHMARK(moxUpdate)->Name("MoxUpdate")->Apply(smallSizes);
 BENCHMARK(moxPrune)->Name("MoxPrune")->Apply(sizes);
-BENCHMARK(containerRead)->Name("ContainerRead")->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(bareWrite)->Name("BareWrite")->Apply(sizes);
 BENCHMARK(bareRead)->Name("BareRead")->Apply(sizes);
 BENCHMARK(wholeFile)->Name("WholeFile")->Apply(smallSizes);

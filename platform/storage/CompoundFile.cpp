@@ -84,6 +84,7 @@ void CompoundFile::requireWhole() const {
 void CompoundFile::markChanged() {
     mustSave_ = true;
     changed_ = true;
+    ++version_;
 }
 
 void CompoundFile::save() {

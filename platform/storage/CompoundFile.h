@@ -24,6 +24,9 @@ public:
     /// The bytes of a stream, to be changed.
     Buffer& changeBytes(Node& stream);
 
+    /// Changes with each creation and removal.
+    std::uint64_t version() const { return version_; }
+
     /// Brings what changed to the disk. After a failure the file is as it was, and what changed is still here.
     void save();
 
@@ -37,6 +40,7 @@ private:
     /// What changed, and its save has not been tried since.
     bool mustSave_;
     bool changed_;
+    std::uint64_t version_ = 0;
 };
 
 /// What the object behind a storage or stream has of it: the node while it exists, and the rights to it. A node has one

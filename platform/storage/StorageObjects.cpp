@@ -100,6 +100,12 @@ public:
         });
     }
 
+    // The child that an enumeration answers is likely to be opened next, and need not be looked for.
+    void expectOpening(Node::Children::iterator child) {
+        expected_ = child;
+        expectedVersion_ = file()->version();
+    }
+
 private:
     template <class Interface, class Object>
     Status create(std::u16string_view name, std::uint32_t mode, ElementKind kind, ComPtr<Interface>& out) {
@@ -130,9 +136,15 @@ private:
     }
 
     // A name that could not be created may be in a file of other making.
-    static Node::Children::iterator find(Node& parent, std::u16string_view name) {
+    Node::Children::iterator find(Node& parent, std::u16string_view name) const {
+        if (expectedVersion_ == file()->version() && expected_->first.units() == name) {
+            return expected_;
+        }
         return name.size() > kMaxNameUnits ? parent.children->end() : parent.children->find(Name(name));
     }
+
+    std::optional<std::uint64_t> expectedVersion_;
+    Node::Children::iterator expected_;
 };
 
 class EnumObject final : public com::Implements<IEnumElements> {
@@ -143,18 +155,22 @@ public:
         bool isAtEnd = false;
         const Status status = guarded([&] {
             Node& storage = storage_->node();
-            const auto next = last_ ? storage.children->upper_bound(*last_) : storage.children->begin();
-            if (next == storage.children->end()) {
+            if (const auto version = storage_->file()->version(); version_ != version) {
+                next_ = last_ ? storage.children->upper_bound(*last_) : storage.children->begin();
+                version_ = version;
+            }
+            if (next_ == storage.children->end()) {
                 out = {};
                 if (storage.incomplete) {
                     throw Failure(kFileCorrupt, storage_->file()->tree().damage);
                 }
                 isAtEnd = true;
             } else {
-                out.name = next->first.units();
-                out.kind = next->second.kind;
-                out.size = next->second.size();
-                last_ = next->first;
+                out.name = next_->first.units();
+                out.kind = next_->second.kind;
+                out.size = next_->second.size();
+                last_ = next_->first;
+                storage_->expectOpening(next_++);
             }
         });
         return isAtEnd ? com::kFalse : status;
@@ -163,7 +179,10 @@ public:
 private:
     // Keeps the storage, and with it the file, open.
     ComPtr<StorageObject> storage_;
-    std::optional<Name> last_; // the child that was answered last
+    // The child that was answered last, and the one behind it in this version of the file.
+    std::optional<Name> last_;
+    std::optional<std::uint64_t> version_;
+    Node::Children::iterator next_;
 };
 
 Status StorageObject::enumElements(ComPtr<IEnumElements>& out) {

@@ -61,14 +61,11 @@ void SimulatedPhone::restart() {
 // Sleeps from one change of the phone to the next, and tells each.
 void SimulatedPhone::watch(const std::function<void()>& changed) {
     std::unique_lock guard(lock_);
-    std::uint32_t told = 0; // the phone's start that was told last: it may have passed during a call
     while (!closed_) {
         const auto next = phone_ ? phone_->nextChange() : std::nullopt;
-        const bool isNew = phone_ && phone_->starts() != told;
-        told = phone_ ? phone_->starts() : told;
-        if (!isNew && !next) {
+        if (!next) {
             changeIsNear_.wait(guard);
-        } else if (isNew || changeIsNear_.wait_until(guard, *next) == std::cv_status::timeout) {
+        } else if (changeIsNear_.wait_until(guard, *next) == std::cv_status::timeout) {
             guard.unlock();
             changed();
             guard.lock();

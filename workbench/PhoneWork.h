@@ -1,0 +1,24 @@
+#pragma once
+
+#include "engine/SubItem.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+namespace workbench {
+
+/// All bytes of one item, those behind its sub-fields included.
+using ItemData = std::array<std::uint8_t, items::kItemDataBytes>;
+
+/// How a caller follows work that takes an item after the other from or to a phone, and ends it. Both functions may be
+/// empty; they are called on the thread of the work.
+struct WorkControl {
+    /// Before each item: its position from 0, how many there are, its number.
+    std::function<void(std::size_t position, std::size_t count, std::uint16_t number)> progress;
+    /// Asked between two items, and while the work waits for a phone to return. True ends the work there.
+    std::function<bool()> isCancelled;
+};
+
+} // namespace workbench

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "workbench/WritePlan.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+class TessraServer;
+
+namespace workbench {
+
+enum class WriteState {
+    kNotTried,
+    kVerified, ///< written, and read back with all 128 bytes
+    kRefused,  ///< the phone answered an NV status, or the packet was refused
+    kReadBackDifferent,
+    kNotKnown, ///< sent, but neither its answer nor a read-back came: it may be on the phone or not
+};
+
+/// What became of one row of a plan.
+struct WriteResult {
+    std::size_t row = 0; ///< in the plan
+    std::uint16_t number = 0;
+    WriteState state = WriteState::kNotTried;
+    std::uint16_t status = 0; ///< the phone's NV status, where it answered
+    std::string reason;       ///< for kRefused and kNotKnown
+    std::optional<ItemData> readBack;
+};
+
+struct WriteReport {
+    PhoneIdentity phone;
+    std::string comPort;
+    std::chrono::system_clock::time_point when;
+    std::vector<WriteResult> results; ///< one for each row that was to be written
+    bool cancelled = false;
+    bool otherPhone = false; ///< another phone than the plan's answers: nothing was sent to it
+    std::string failure;     ///< why the write ended before its end; empty where it did not
+
+    std::size_t count(WriteState state) const;
+    /// Every row is verified.
+    bool isDone() const;
+    /// "3 written and verified, 1 refused, 2 not tried"; parts with 0 are left out.
+    std::string summary() const;
+};
+
+struct WriteOptions {
+    bool goOnAfterRefusal = false;
+    bool offlineFirst = false;
+    bool verifyAfterReset = false; ///< resets the phone at the end and reads everything back once more
+    unsigned repeats = 5;          ///< of reads
+    std::uint32_t returnMs = 5000; ///< how long a phone that has left is waited for
+    /// The user has agreed to a phone that tells no serial number.
+    bool unknownPhoneAllowed = false;
+};
+
+/// Carries a plan out: item by item, each read back and compared in all its bytes. The phone is asked who it is before
+/// the first item and after each silence; nothing is sent to another one. Something that may have reached the phone is
+/// never sent again before it has been read back.
+///
+/// Runs on the caller's thread; nobody else uses the session meanwhile. Failures as those of PhoneReader.
+class PhoneWriter {
+public:
+    PhoneWriter(TessraServer& session, const WritePlan& plan, WriteOptions options = {});
+
+    WriteReport write(const WorkControl& control = {});
+    /// Tries the rows of `report` again that are not verified; what is not known is read back first.
+    void retry(WriteReport& report, const WorkControl& control = {});
+
+private:
+    TessraServer& session_;
+    const WritePlan& plan_;
+    const WriteOptions options_;
+};
+
+} // namespace workbench

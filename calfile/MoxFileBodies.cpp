@@ -105,12 +105,10 @@ void MoxFile::setupStgPointers() {
                 currentMode_ = OpenMode::kWrite;
                 return;
             }
-            currentMode_ = requestedMode_ == OpenMode::kRead ? OpenMode::kWrite : OpenMode::kRead;
         }
-        const OpenMode target = currentMode_ == OpenMode::kWrite ? OpenMode::kRead : OpenMode::kWrite;
         cleanUpImpl();
-        openFile(target == OpenMode::kRead ? mox::kForReading : mox::kForWriting);
-        currentMode_ = target;
+        openFile(requestedMode_ == OpenMode::kRead ? mox::kForReading : mox::kForWriting);
+        currentMode_ = requestedMode_;
         needsSetup_ = false;
     });
 }

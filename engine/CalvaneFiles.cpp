@@ -14,7 +14,7 @@ const std::string kCreatePrefix = "Calvane::createMoxFile( const string fileName
 const std::string kCreateListedPrefix = "Calvane::createMoxFile( const string fileName, const vector< NvItem >& "
                                         "nvItems, const unsigned short phoneModelId ) - ";
 
-/// Hands each record of the file to `take`. The file is no longer in use when this returns.
+/// Hands each record of the file to `take`. No iterator holds the file when this returns.
 template <class Take>
 void forEachRecord(MoxFile& file, Take take) {
     MoxFile::Iterator record = file.begin();

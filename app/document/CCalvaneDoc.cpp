@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <numeric>
 #include <sstream>
 
 namespace {
@@ -263,19 +262,29 @@ void CCalvaneDoc::sortItems(bool alphabetical) {
         return;
     }
     NvItem::setCompareByName(alphabetical);
-    // Positions are ordered rather than items, so that the changed ones can be followed to their new places.
-    std::vector<std::size_t> order(nvItems_.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(),
-                     [this](std::size_t left, std::size_t right) { return nvItems_[left] < nvItems_[right]; });
+    // What is compared is fetched once from each item, and ordered with its position, so that the changed items can be
+    // followed to their new places.
+    struct Key {
+        std::string name;
+        std::uint16_t number;
+        std::size_t position;
+    };
+    std::vector<Key> order;
+    order.reserve(nvItems_.size());
+    for (const NvItem& item : nvItems_) {
+        order.push_back({alphabetical ? item.getName() : std::string(), item.getId(), order.size()});
+    }
+    std::ranges::stable_sort(order, [alphabetical](const Key& left, const Key& right) {
+        return alphabetical ? left.name < right.name : left.number < right.number;
+    });
     std::vector<NvItem> sorted;
     sorted.reserve(order.size());
     std::set<std::size_t> changed;
-    for (std::size_t position = 0; position < order.size(); ++position) {
-        sorted.push_back(std::move(nvItems_[order[position]]));
-        if (changedItems_.contains(order[position])) {
-            changed.insert(changed.end(), position);
+    for (const Key& key : order) {
+        if (changedItems_.contains(key.position)) {
+            changed.insert(changed.end(), sorted.size());
         }
+        sorted.push_back(std::move(nvItems_[key.position]));
     }
     nvItems_ = std::move(sorted);
     changedItems_ = std::move(changed);

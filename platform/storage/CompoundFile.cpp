@@ -6,26 +6,6 @@
 #include <utility>
 
 namespace storage {
-namespace {
-
-// Tells the objects of a node and of all below it that it is gone.
-void closeHandles(Node& top) {
-    std::vector<Node*> nodes{&top};
-    while (!nodes.empty()) {
-        Node& node = *nodes.back();
-        nodes.pop_back();
-        if (NodeHandle* handle = std::exchange(node.handle, nullptr)) {
-            handle->nodeIsGone();
-        }
-        if (node.children != nullptr) {
-            for (auto& [name, child] : *node.children) {
-                nodes.push_back(&child);
-            }
-        }
-    }
-}
-
-} // namespace
 
 CompoundFile::CompoundFile(LockedFile place, Tree tree, bool isNew)
     : place_(std::move(place)), tree_(std::move(tree)), mustSave_(isNew), changed_(isNew) {}
@@ -41,16 +21,13 @@ Node& CompoundFile::createChild(Node& parent, const Name& name, ElementKind kind
     requireWhole();
     Node::Children made;
     made.try_emplace(name, kind);
-    const auto old = parent.children->find(name);
-    if (old != parent.children->end() && !mayReplace) {
+    auto [place, behind] = parent.children->equal_range(name);
+    if (place != behind && !mayReplace) {
         throw Failure(kFileAlreadyExists);
     }
     markChanged();
-    if (old != parent.children->end()) {
-        closeHandles(old->second);
-        parent.children->erase(old);
-    }
-    return parent.children->insert(made.extract(made.begin())).position->second;
+    place = parent.children->erase(place, behind);
+    return parent.children->insert(place, made.extract(made.begin()))->second;
 }
 
 void CompoundFile::removeChild(Node& parent, const Name& name) {
@@ -60,7 +37,6 @@ void CompoundFile::removeChild(Node& parent, const Name& name) {
         throw Failure(kFileNotFound);
     }
     markChanged();
-    closeHandles(old->second);
     parent.children->erase(old);
 }
 

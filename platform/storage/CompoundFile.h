@@ -24,7 +24,7 @@ public:
     /// The bytes of a stream, to be changed.
     Buffer& changeBytes(Node& stream);
 
-    /// Changes with each creation and removal.
+    /// Changes with each change of the tree.
     std::uint64_t version() const { return version_; }
 
     /// Brings what changed to the disk. After a failure the file is as it was, and what changed is still here.

@@ -17,12 +17,13 @@ namespace {
     throw Failure(statusOfErrno(errno, kReadFault));
 }
 
-// Fills `out` with the bytes from `offset` on, as many as there are.
+// Fills `out` with the bytes from `offset` on. A file that has become shorter since its size was asked for is no file
+// to be read: zeros would pass for its content.
 void readAt(int file, off_t offset, std::span<std::uint8_t> out) {
     while (!out.empty()) {
         const ssize_t count = ::pread(file, out.data(), out.size(), offset);
         if (count == 0) {
-            return;
+            throw Failure(kReadFault, "the file became shorter while it was read");
         }
         if (count < 0 && errno != EINTR) {
             failReading();

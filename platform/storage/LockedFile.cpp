@@ -34,7 +34,8 @@ std::filesystem::path absolute(const std::string& path) {
 }
 
 // Reserves a name in the machine's table of local sockets, which the system gives to one owner at a time and takes back
-// when that process ends, however it ends. Returns 0, or EADDRINUSE. A machine without such sockets reserves nothing.
+// when that process ends, however it ends. Returns 0, EADDRINUSE, or that no more files can be opened. A machine
+// without such sockets reserves nothing.
 int reserve(const std::string& name, kernel::FileDescriptor& reservation) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -43,6 +44,9 @@ int reserve(const std::string& name, kernel::FileDescriptor& reservation) {
     std::copy(text.begin(), text.end(), address.sun_path + 1);
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + text.size());
     reservation = kernel::FileDescriptor(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!reservation && (errno == EMFILE || errno == ENFILE)) {
+        return errno;
+    }
     const int bound = ::bind(reservation.number(), reinterpret_cast<const sockaddr*>(&address), length);
     return bound != 0 && errno == EADDRINUSE ? EADDRINUSE : 0;
 }

@@ -36,7 +36,7 @@ public:
 
     /// Makes `content` the file's content and brings it to the disk, as kernel::writeWholeFile() does. The new file is
     /// locked before anybody can open it. kFileAlreadyExists where somebody else has put another file there, and the
-    /// codes of the system's failures; the old file is there then.
+    /// codes of the system's failures; the old file is there then, unless it is one that is written in place.
     void save(ByteView content);
 
 private:

@@ -85,9 +85,9 @@ public:
     virtual Status destroyElement(std::u16string_view name) = 0;
     virtual Status enumElements(ComPtr<IEnumElements>& out) = 0;
     /// Saves the file as it is now and brings it to the disk: the one call here that is no part of the format's
-    /// interfaces. After a failure the file is as it was: kMediumFull, kWriteFault, kAccessDenied, kFileTooLarge,
-    /// kFileAlreadyExists where somebody else has put another file there. Its reason goes into the error log, and the
-    /// release of the last reference does not try it again.
+    /// interfaces. After a failure the file is as it was (one that is written in place may not be): kMediumFull,
+    /// kWriteFault, kAccessDenied, kFileTooLarge, kFileAlreadyExists where somebody else has put another file there.
+    /// Its reason goes into the error log, and the release of the last reference does not try it again.
     virtual Status flush() = 0;
 };
 

@@ -152,6 +152,7 @@ public:
     explicit EnumObject(StorageObject* storage) : storage_(storage) {}
 
     Status next(ElementInfo& out) override {
+        out = {};
         bool isAtEnd = false;
         const Status status = guarded([&] {
             Node& storage = storage_->node();
@@ -160,7 +161,6 @@ public:
                 version_ = version;
             }
             if (next_ == storage.children->end()) {
-                out = {};
                 if (storage.incomplete) {
                     throw Failure(kFileCorrupt, storage_->file()->tree().damage);
                 }

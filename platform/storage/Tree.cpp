@@ -1,5 +1,6 @@
 #include "platform/storage/Tree.h"
 
+#include "platform/storage/CompoundFile.h"
 #include "platform/storage/Format.h"
 
 #include <algorithm>
@@ -11,6 +12,9 @@ Node::Node(ElementKind itsKind)
     : kind(itsKind), children(kind == ElementKind::kStorage ? std::make_unique<Children>() : nullptr) {}
 
 Node::~Node() {
+    if (handle != nullptr) {
+        handle->nodeIsGone();
+    }
     std::vector<std::unique_ptr<Children>> levels;
     for (auto going = std::move(children); going != nullptr && !going->empty();) {
         for (auto& [name, child] : *going) {
@@ -30,6 +34,9 @@ void Tree::read(const Node& stream, std::uint64_t offset, std::span<std::uint8_t
     if (!stream.inFile) {
         std::copy_n(stream.bytes.begin() + static_cast<std::ptrdiff_t>(offset), out.size(), out.begin());
         return;
+    }
+    if (stream.incomplete) {
+        throw Failure(kFileCorrupt, damage);
     }
     const SectorChains& chains = stream.sizeInFile < format::kMiniCutoff ? file->mini : file->large;
     // A chain in a circle has no end, so one that claims to be longer than the file must not be followed.

@@ -32,7 +32,7 @@ struct Node {
     using Children = std::map<Name, Node>;
 
     explicit Node(ElementKind itsKind);
-    /// However deep the storages are nested, it takes no stack of that depth.
+    /// Tells the object that has it open. However deep the storages are nested, it takes no stack of that depth.
     ~Node();
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
@@ -40,7 +40,7 @@ struct Node {
     std::uint64_t size() const { return inFile ? sizeInFile : bytes.size(); }
 
     ElementKind kind;
-    /// Of a storage: not all of its children could be read.
+    /// Not all of a storage's children could be read, or not all of a stream's bytes are its own.
     bool incomplete = false;
     /// Of a stream: its bytes are those in the file that the tree was read from, in the chain that begins at `start`.
     bool inFile = false;

@@ -213,15 +213,16 @@ private:
         }
     }
 
-    // A stream that shares sectors with another is read as its chain says, but nothing can be written any more.
+    // Of streams that share sectors, one at least would give another's bytes for its own: all but the first are lost.
     void checkStreams() {
-        try {
-            for (const Node* stream : streams_) {
+        for (Node* stream : streams_) {
+            try {
                 const bool isMini = stream->sizeInFile < kMiniCutoff;
                 (isMini ? file_.mini : file_.large).claimBytes(stream->start, stream->sizeInFile);
+            } catch (const Failure& failure) {
+                tree_.damage = tree_.damage.empty() ? failure.what() : tree_.damage;
+                stream->incomplete = true;
             }
-        } catch (const Failure& failure) {
-            tree_.damage = tree_.damage.empty() ? failure.what() : tree_.damage;
         }
     }
 
@@ -239,7 +240,7 @@ private:
     Tree tree_;
     SectorList directory_;
     std::vector<bool> seen_; // entries that something has led to
-    std::vector<const Node*> streams_;
+    std::vector<Node*> streams_;
     // Of one storage, kept for the room that they have.
     SectorList children_;
     SectorList path_;

@@ -19,8 +19,8 @@ std::string message(std::size_t number, const std::string& line, const std::stri
     static const std::string reasons[] = {
         "After the NV item ID there should be a comma.",
         "After the NV item ID and comma there should be a less than sign '<'.",
-        "The types that can be specified for the subitem can be: 'SIGNED_BYTE', 'BYTE', 'SIGNED_WORD', 'WORD', "
-        "'SIGNED_DWORD', 'DWORD'.",
+        std::string("The types that can be specified for the subitem can be: 'SIGNED_BYTE', 'BYTE', ") +
+            "'SIGNED_WORD', 'WORD', 'SIGNED_DWORD', 'DWORD'.",
         "There should be a pound sign '#' seperating the subitem types.",
         "There should be a less than sign '<' after each pound sign '#' to indicate the start of the next subitem.",
         "The subitems of an NV item can't add up to more than 128 bytes.",

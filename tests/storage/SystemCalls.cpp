@@ -38,6 +38,8 @@ WATCHED(linkat, (int from, const char* path, int to, const char* name, int flags
 WATCHED(rename, (const char* path, const char* name), (path, name))
 WATCHED(close, (int file), (file))
 
+// The linker gives these names.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 ssize_t __real_write(int file, const void* bytes, size_t length);
 ssize_t __wrap_write(int file, const void* bytes, size_t length) {
     const bool happens = mayCall("write");
@@ -46,4 +48,5 @@ ssize_t __wrap_write(int file, const void* bytes, size_t length) {
     errno = happens ? errno : error;
     return happens ? written : -1;
 }
+// NOLINTEND(bugprone-reserved-identifier)
 }

@@ -218,7 +218,11 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
         wireFreeAt_ = std::max(wireFreeAt_, Clock::now() + milliseconds(faults_.delayMs));
         pauseUntil(wireFreeAt_, guard);
     }
-    sendLocked(withErrors(encodeFrame(answer)), guard);
+    const Bytes frame = encodeFrame(answer);
+    sendLocked(withErrors(frame), guard);
+    if (faults_.doubledAnswers > 0 && std::bernoulli_distribution(faults_.doubledAnswers)(random_)) {
+        sendLocked(withErrors(frame), guard);
+    }
 }
 
 void PhoneTerminal::babbleLocked() {

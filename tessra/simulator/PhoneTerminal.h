@@ -31,6 +31,7 @@ struct LineFaults {
     std::uint32_t unplugAt = 0;     ///< this packet finds the terminal gone
     std::int32_t backAfterMs = -1;  ///< from then until there is a new terminal; -1: there is none
     std::uint32_t babbleFrom = 0;   ///< from this packet on, bytes without end instead of answers
+    double doubledAnswers = 0;      ///< the probability for each answer to come twice
     bool echoes = false;            ///< what comes goes back at once, as on a line of a single wire
 };
 

@@ -90,6 +90,7 @@ void PhoneTerminal::setFaults(const LineFaults& faults) {
     const std::lock_guard guard(lock_);
     faults_ = faults;
     faultPackets_ = 0;
+    doubled_.clear();
     babbles_ = false;
     random_.seed(faults.seed);
     bytesToLoss_ = drawDistance(faults.lostBytes);
@@ -219,9 +220,10 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
         pauseUntil(wireFreeAt_, guard);
     }
     const Bytes frame = encodeFrame(answer);
+    sendLocked(withErrors(std::exchange(doubled_, {})), guard);
     sendLocked(withErrors(frame), guard);
     if (faults_.doubledAnswers > 0 && std::bernoulli_distribution(faults_.doubledAnswers)(random_)) {
-        sendLocked(withErrors(frame), guard);
+        doubled_ = frame;
     }
 }
 

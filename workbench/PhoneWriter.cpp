@@ -195,7 +195,7 @@ void Run::writeRow(WriteResult& result) {
 }
 
 // To be asked directly before each packet that changes something. A phone that was silent, or has restarted, is taken
-// offline anew; one that tells no serial number may be another one then.
+// offline anew.
 bool Run::mayWrite() {
     if (contact_.isHeld() && std::chrono::abs(std::chrono::system_clock::now() - lastAnswer_) > kLongPause) {
         contact_.confirm();
@@ -275,7 +275,7 @@ ItemReading Run::readItem(std::uint16_t number) {
     ItemReading reading = contact_.read(number);
     lastAnswer_ = std::chrono::system_clock::now();
     if (contact_.isHeld() && confirmations != contact_.confirmations() && !contact_.phone().isKnown()) {
-        contact_.awaitReturn();
+        contact_.awaitReturn(); // as after any silence of such a phone
     }
     return contact_.isHeld() ? reading : ItemReading{.number = number, .reason = reading.reason};
 }

@@ -3,7 +3,6 @@
 
 #include <csignal>
 #include <exception>
-#include <iostream>
 
 int main(int argc, char** argv) {
     // A reader that closes its pipe and a file that may not grow are failures of a write, to be reported as such.
@@ -11,9 +10,8 @@ int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN);
     try {
         const ParsedArguments parsed = parseArguments(argc, argv);
-        return parsed.arguments ? runBatch(*parsed.arguments) : parsed.exitStatus;
+        return static_cast<int>(parsed.arguments ? runBatch(*parsed.arguments) : parsed.exitStatus);
     } catch (const std::exception& error) {
-        std::cerr << forTerminal(error.what()) << '\n';
-        return kRefused;
+        return static_cast<int>(report(error));
     }
 }

@@ -63,6 +63,10 @@ std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& want
     return missing;
 }
 
+void tell(const std::string& text) {
+    std::cerr << workbench::shownMessage(text);
+}
+
 ExitStatus report(const std::exception& failure) {
     std::string message = workbench::shownMessage(failure.what());
     message.erase(message.find_last_not_of('\n') + 1);

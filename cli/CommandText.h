@@ -22,5 +22,7 @@ void writeOutput(const std::filesystem::path& path, const std::string& content);
 /// The numbers of `wanted` that are not among `found`.
 std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& wanted,
                                           const std::vector<std::uint16_t>& found);
-/// Tells the failure on standard error, as workbench::shownMessage() shows it, and answers how it ends the program.
+/// Writes a text of many lines to standard error, as workbench::shownMessage() shows it.
+void tell(const std::string& text);
+/// Tells the failure on standard error in the same way, and answers how it ends the program.
 ExitStatus report(const std::exception& failure);

@@ -137,7 +137,7 @@ ExitStatus readPhone(Calvane& catalog, const Arguments& arguments) {
     } catch (const std::exception& failure) {
         status = worse(status, ::report(failure));
     }
-    std::cerr << account;
+    tell(account);
     return status;
 }
 

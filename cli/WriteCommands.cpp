@@ -48,7 +48,7 @@ public:
         makePlan(std::move(wanted), onPhone);
         if (arguments_.isDryRun) {
             printPlan(std::cout, plan_);
-            std::cerr << plan_.summary() << ". Nothing was written.\n" << leftOutOf(plan_);
+            tell(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_));
             return unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
         }
         return write();
@@ -136,11 +136,15 @@ private:
         options.offlineFirst = arguments_.offlineFirst;
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial;
-        PhoneProgress progress(catalog_);
-        const auto report = workbench::PhoneWriter(session_, plan_, options).write(progress.control());
-        std::cerr << unreadable_ << accountOf(plan_, report);
+        const auto report = writeWith(options);
+        tell(unreadable_ + accountOf(plan_, report));
         const ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
         return unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
+    }
+
+    workbench::WriteReport writeWith(const workbench::WriteOptions& options) {
+        PhoneProgress progress(catalog_);
+        return workbench::PhoneWriter(session_, plan_, options).write(progress.control());
     }
 
     Calvane& catalog_;

@@ -83,6 +83,7 @@ private:
     ItemReading readBack(WriteResult& result, const ItemData& wanted);
     void verifyAfterReset();
     void close();
+    bool isStillThePhone();
     void forgetConfirmed();
     bool fail(const std::string& failure);
 
@@ -297,7 +298,7 @@ ItemReading Run::readBack(WriteResult& result, const ItemData& wanted) {
 
 void Run::verifyAfterReset() {
     const std::vector<WriteResult*> verified = resultsOf(true);
-    if (verified.empty() || !contact_.finish()) {
+    if (verified.empty() || !isStillThePhone()) {
         return;
     }
     try {
@@ -320,21 +321,28 @@ void Run::verifyAfterReset() {
     }
 }
 
-// Ends the contact. What was read back from a phone that is another one by now may never have been the plan's.
 void Run::close() {
-    forgetConfirmed();
-    if (!unconfirmed_.empty() && !contact_.finish()) {
-        for (WriteResult* const result : unconfirmed_) {
-            result->state = WriteState::kNotKnown;
-            result->reason = contact_.failure();
-        }
-    }
+    isStillThePhone();
     report_.phone = contact_.phone();
     report_.cancelled = report_.cancelled || contact_.end() == PhoneContact::End::kCancelled;
     report_.otherPhone = contact_.end() == PhoneContact::End::kOtherPhone;
     if (!contact_.isHeld()) {
         report_.failure = contact_.failure();
     }
+}
+
+// What was read back from a phone that is another one by now may never have been the plan's.
+bool Run::isStillThePhone() {
+    forgetConfirmed();
+    if (unconfirmed_.empty() || contact_.finish()) {
+        return contact_.isHeld();
+    }
+    for (WriteResult* const result : unconfirmed_) {
+        result->state = WriteState::kNotKnown;
+        result->reason = contact_.failure();
+    }
+    unconfirmed_.clear();
+    return false;
 }
 
 void Run::forgetConfirmed() {

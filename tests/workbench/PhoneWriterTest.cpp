@@ -3,6 +3,7 @@
 #include "workbench/PhoneWriter.h"
 
 #include "phonelink/TessraServer.h"
+#include "platform/kernel/TickCount.h"
 #include "tessra/Packet.h"
 #include "tests/support/ErrorLog.h"
 #include "tests/support/HostedService.h"
@@ -291,13 +292,46 @@ TEST_F(PhoneWriterTest, APhoneThatIsChangedDuringTheWriteGetsNothing) {
     EXPECT_EQ(onPhone(), "9e 9e 9e 9e ");
 }
 
-TEST_F(PhoneWriterTest, WhatMayHaveBeenReadBackFromAnotherPhoneIsNotKnown) {
-    auto otherVersion = faultAt(Call::kSend, FaultKind::kShortAnswer, 20);
-    otherVersion.firstCall = 10; // the question after four items
-    faults().add(otherVersion);
-    const WriteReport report = write();
-    EXPECT_EQ(statesOf(report), "????");
+TEST_F(PhoneWriterTest, AfterAPauseThePhoneIsAskedAnewWhoItIs) {
+    const auto pause = [&](std::size_t, std::size_t, std::uint16_t number) {
+        if (number == 3) {
+            kernel::sleepMs(1100);
+            faults().add(faultAt(Call::kSend, FaultKind::kShortAnswer, 20)); // a phone that tells no serial number
+        }
+    };
+    const WriteReport report = write({}, {.progress = pause});
+    EXPECT_EQ(statesOf(report), "vv--");
     EXPECT_TRUE(report.otherPhone);
+}
+
+TEST_F(PhoneWriterTest, IsSureWhosePhoneItWas) {
+    const struct {
+        const char* name;
+        std::uint32_t packet; ///< the version question, of all packets, that another phone answers
+        bool isSilent;        ///< at the write of item 2
+        bool verifyAfterReset;
+        const char* states;
+        std::size_t resets;
+    } rows[] = {
+        {"after four items", 10, false, false, "????", 0},
+        {"after a silence", 5, true, false, "v?--", 0},
+        {"before the reset", 10, false, true, "????", 0},
+        {"after the reset", 11, false, true, "vvvv", 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        startAnew();
+        if (row.isSilent) {
+            spoil(FaultKind::kServerCode, kTimeout, {1});
+        }
+        auto otherVersion = faultAt(Call::kSend, FaultKind::kShortAnswer, 20);
+        otherVersion.firstCall = otherVersion.lastCall = row.packet;
+        faults().add(otherVersion);
+        const WriteReport report = write({.verifyAfterReset = row.verifyAfterReset});
+        EXPECT_EQ(statesOf(report), row.states);
+        EXPECT_TRUE(report.otherPhone);
+        EXPECT_EQ(faults().count(Call::kChangeMode), row.resets);
+    }
 }
 
 TEST_F(PhoneWriterTest, APhoneThatLeavesIsWaitedForAndGoesOfflineAnew) {

@@ -72,6 +72,7 @@ private:
     std::vector<WriteResult*> resultsOf(bool verified);
     bool isCancelled();
     void writeRows();
+    bool goesOnAfter(const WriteResult& result) const;
     void stopAt(const WriteResult& result);
     void writeRow(WriteResult& result);
     bool mayWrite();
@@ -146,7 +147,7 @@ void Run::writeRows() {
         if (hasFailed_ || !contact_.isHeld()) {
             return;
         }
-        if (result.state != WriteState::kVerified && !options_.goOnAfterRefusal) {
+        if (!goesOnAfter(result)) {
             if (position + 1 < pending.size()) {
                 stopAt(result);
             }
@@ -156,6 +157,11 @@ void Run::writeRows() {
     if (options_.verifyAfterReset) {
         verifyAfterReset();
     }
+}
+
+bool Run::goesOnAfter(const WriteResult& result) const {
+    return result.state == WriteState::kVerified || options_.goOnAfterRefusal ||
+           (result.state == WriteState::kRefused && options_.toleratedNumbers.contains(result.number));
 }
 
 void Run::stopAt(const WriteResult& result) {
@@ -380,7 +386,7 @@ std::string WriteReport::summary() const {
 }
 
 PhoneWriter::PhoneWriter(TessraServer& session, const WritePlan& plan, WriteOptions options)
-    : session_(session), plan_(plan), options_(options) {}
+    : session_(session), plan_(plan), options_(std::move(options)) {}
 
 WriteReport PhoneWriter::write(const WorkControl& control) {
     WriteReport report{.comPort = plan_.comPort};

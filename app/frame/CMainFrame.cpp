@@ -12,7 +12,6 @@
 #include <QCloseEvent>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QScreen>
@@ -101,6 +100,8 @@ void CMainFrame::makeActions() {
     }
     actions_[CommandId::kNew]->setShortcut(QKeySequence("Ctrl+N"));
     actions_[CommandId::kOpen]->setShortcut(QKeySequence("Ctrl+O"));
+    actions_[CommandId::kUndo]->setShortcuts({QKeySequence("Ctrl+Z"), QKeySequence("Alt+Backspace")});
+    actions_[CommandId::kRedo]->setShortcuts({QKeySequence("Ctrl+Y"), QKeySequence("Ctrl+Shift+Z")});
     for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {
         actions_[id]->setCheckable(true);
         actions_[id]->setChecked(true);
@@ -115,12 +116,6 @@ void CMainFrame::makeKeys() {
         connect(action, &QAction::triggered, this, run);
         addAction(action);
     };
-    // Edit boxes know the other keys of the standard set.
-    addKeys("edit_undo", {QKeySequence("Alt+Backspace")}, [] {
-        if (auto* box = qobject_cast<QLineEdit*>(QApplication::focusWidget())) {
-            box->undo();
-        }
-    });
     addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
     // Of two panes the next is also the previous one.
     addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
@@ -291,7 +286,8 @@ void CMainFrame::refresh() {
     }
     for (const CommandInfo& info : commandTable()) {
         const bool available =
-            !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
+            !info.needsDocument ||
+            (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
     }
     statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);

@@ -3,6 +3,7 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
+#include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
@@ -89,6 +90,8 @@ CSplitterFrame::~CSplitterFrame() {
     busy_ = true;
     // The panes use the document until they are destroyed.
     delete splitter_;
+    guard_.reset();
+    history_.reset();
     document_.reset();
 }
 
@@ -98,17 +101,31 @@ void CSplitterFrame::makePanes() {
     splitter_->setChildrenCollapsible(false);
     setWidget(splitter_);
     makeOrReport(this, "Failed to create left view", [this] {
-        list_ = new CNvItemList(*document_);
+        list_ = new CNvItemList(*document_, &safeHands_);
         splitter_->addWidget(list_);
-        editor_ = new CNvParam(*document_);
+        history_ = std::make_unique<EditHistory>(*document_);
+        editor_ = new CNvParam(*document_, *history_, &safeHands_);
         splitter_->addWidget(editor_);
     });
+    connectEdits();
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
     list_->setFocus();
+}
+
+void CSplitterFrame::connectEdits() {
+    guard_ = std::make_unique<EditGuard>(*this, *document_, *editor_, *history_, safeHands_);
+    list_->setLeaveQuestion([this] { return editor_->settle(); });
+    connect(history_.get(), &EditHistory::restored, list_, &CNvItemList::selectItem);
+    connect(history_.get(), &EditHistory::changed, this, [this] {
+        list_->showMarks();
+        editor_->showMarks();
+        emit stateChanged();
+    });
+    connect(editor_, &CNvParam::writeRequested, this, &CSplitterFrame::writeSelectedItem);
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {
@@ -125,6 +142,9 @@ void CSplitterFrame::focusMoved(QWidget* to) {
 void CSplitterFrame::setActivePane(Pane pane) {
     if (pane == activePane_ || closing_ || isWaiting()) {
         return;
+    }
+    if (pane == Pane::kList && !editor_->settle()) {
+        return; // the focus is back on a value that can't be stored
     }
     // First, so that a message box that the editor shows on its way out finds the switch done.
     activePane_ = pane;
@@ -182,6 +202,10 @@ void CSplitterFrame::readFromPhone() {
 }
 
 void CSplitterFrame::runCommand(CommandId command) {
+    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
+        emit stateChanged();
+        return;
+    }
     if (command == CommandId::kReadFromPhone) {
         readFromPhone();
     } else if (command == CommandId::kSearch) {
@@ -194,6 +218,26 @@ void CSplitterFrame::runCommand(CommandId command) {
     // While a command waits the panes stay as they are, even if a screen reader moves the focus.
     focusMoved(QApplication::focusWidget());
     emit stateChanged();
+}
+
+bool CSplitterFrame::canRun(CommandId command) const {
+    return guard_->canEdit(command);
+}
+
+bool CSplitterFrame::mayClose(std::function<void()> again) {
+    return guard_->mayClose(std::move(again), [this] { runCommand(CommandId::kWriteChangedToPhone); });
+}
+
+void CSplitterFrame::writeSelectedItem() {
+    const NvItem* item = document_->selectedItem();
+    if (item == nullptr) {
+        return;
+    }
+    std::string values;
+    for (const auto& subItem : item->getSubItems()) {
+        values += (values.empty() ? "" : ",") + subItem.value;
+    }
+    document_->writeItem(item->getName(), values);
 }
 
 void CSplitterFrame::runDocumentCommand(CommandId command) {
@@ -237,9 +281,13 @@ void CSplitterFrame::closeWhenIdle() {
 void CSplitterFrame::closeEvent(QCloseEvent* event) {
     if (busy_ || isWaiting()) {
         event->ignore();
-        if (busy_ && !isWaiting()) {
+        if (busy_ && !isWaiting() && (closing_ || mayClose([this] { close(); }))) {
             closeWhenIdle();
         }
+        return;
+    }
+    if (!closing_ && !mayClose([this] { close(); })) {
+        event->ignore();
         return;
     }
     closing_ = true;

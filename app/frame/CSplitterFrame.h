@@ -2,12 +2,15 @@
 
 #include "app/document/CCalvaneDoc.h"
 #include "app/frame/CommandTable.h"
+#include "app/frame/ReviewSwitch.h"
 
 #include <QMdiSubWindow>
 
 class CNvItemList;
 class CNvParam;
 class CProgressDlg;
+class EditGuard;
+class EditHistory;
 class QSplitter;
 class QtUserInterface;
 
@@ -47,13 +50,19 @@ public:
     bool isWaiting() const { return document_ != nullptr && document_->isWaiting(); }
 
     void runCommand(CommandId command);
+    /// Whether the command would do anything now, as far as edits decide that.
+    bool canRun(CommandId command) const;
 
     /// Makes the other pane the active one.
     void switchPane();
     /// To be called when the window becomes the one that gets the commands, and when it ceases to be.
     void setFrameActive(bool active);
 
-    /// Closes the window; while a read runs, cancels it, hides the window and closes it when the read has ended.
+    /// Asks, in safe hands, what is to become of changed items. False where the window must stay; `again` is called
+    /// once a typed value that can't be stored, which is the reason, is mended or dropped.
+    bool mayClose(std::function<void()> again);
+    /// Closes the window without asking; while a read runs, cancels it, hides the window and closes it when the read
+    /// has ended.
     void closeWhenIdle();
 
 signals:
@@ -68,12 +77,15 @@ private:
     enum class Pane { kList, kEditor };
 
     void makePanes();
+    void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
     void makeListActive();
     void setBusy(bool busy);
     void readFromPhone();
     void runDocumentCommand(CommandId command);
+    /// Writes the selected item, whose edits are stored.
+    void writeSelectedItem();
     void showHelp();
 
     std::filesystem::path programDirectory_;
@@ -81,8 +93,11 @@ private:
     std::unique_ptr<CProgressDlg> progress_; ///< outlives the document, whose read reports to it
     std::unique_ptr<CCalvaneDoc> document_;
     QSplitter* splitter_ = nullptr;
+    ReviewSwitch safeHands_;
+    std::unique_ptr<EditHistory> history_;
     CNvItemList* list_ = nullptr;
     CNvParam* editor_ = nullptr;
+    std::unique_ptr<EditGuard> guard_;
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool closing_ = false;

@@ -49,6 +49,10 @@ EditHistory::EditHistory(CCalvaneDoc& document, QObject* parent) : QObject(paren
     connect(&stack_, &QUndoStack::indexChanged, this, &EditHistory::changed);
 }
 
+EditHistory::~EditHistory() {
+    disconnect(&stack_, nullptr, this, nullptr); // it reports its own end as a change
+}
+
 void EditHistory::storeItemData(std::size_t index, const std::string& values) {
     NvItem before = document_.nvItems().at(index);
     document_.storeItemData(index, values);

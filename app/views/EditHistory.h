@@ -17,6 +17,7 @@ class EditHistory : public QObject {
     Q_OBJECT
 public:
     explicit EditHistory(CCalvaneDoc& document, QObject* parent = nullptr);
+    ~EditHistory() override;
 
     /// As the document's functions of these names.
     void storeItemData(std::size_t index, const std::string& values);

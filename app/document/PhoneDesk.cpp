@@ -51,9 +51,9 @@ std::string lineOf(const workbench::ReadReport& report) {
         const std::size_t count = report.count(state);
         return count > 0 || always ? ", " + std::to_string(count) + what : std::string();
     };
-    return std::to_string(report.count(ReadState::kRead)) + " read" + told(ReadState::kNoValue, " without a value", true) +
-           told(ReadState::kFailed, " failed", false) + told(ReadState::kMissing, " missing", true) +
-           told(ReadState::kNotTried, " not asked for", false);
+    return std::to_string(report.count(ReadState::kRead)) + " read" +
+           told(ReadState::kNoValue, " without a value", true) + told(ReadState::kFailed, " failed", false) +
+           told(ReadState::kMissing, " missing", true) + told(ReadState::kNotTried, " not asked for", false);
 }
 
 } // namespace
@@ -86,9 +86,11 @@ void PhoneDesk::run(PhoneJobs::Work work, PhoneJobs::Ended ended, PhoneJobs::Pro
 void PhoneDesk::read(bool keepEdits, ProgressWindow& progress, std::function<void()> ended) {
     auto reading = std::make_shared<Reading>();
     startRead(reading, progress, [this, reading, keepEdits, ended = std::move(ended)](const std::string& failure) {
+        const auto edits = keepEdits ? document_.baseline().edits(document_.nvItems()) : std::vector<KeptEdit>();
         document_.setKeepsEdits(keepEdits);
         finishRead(*reading, failure);
         document_.setKeepsEdits(false);
+        keepUnread(edits);
         ended();
     });
 }
@@ -153,6 +155,22 @@ void PhoneDesk::finishRead(Reading& reading, const std::string& failure) {
     setLine(report.readings.empty() ? std::string() : lineOf(report));
     if (!problem.empty()) {
         userInterface_.showMessage(problem, kExceptionCaption, MessageIcon::kError);
+    }
+}
+
+// Edited items of which the phone has told nothing stay in the list as well.
+void PhoneDesk::keepUnread(const std::vector<KeptEdit>& edits) {
+    bool anyAdded = false;
+    for (const KeptEdit& edit : edits) {
+        const auto isSame = [&](const NvItem& item) { return item.getId() == edit.edited.getId(); };
+        if (std::ranges::none_of(document_.nvItems(), isSame)) {
+            document_.appendItem(edit.edited);
+            document_.putItem(edit.edited);
+            anyAdded = true;
+        }
+    }
+    if (anyAdded) {
+        document_.sortItems(document_.sortAlphabetical());
     }
 }
 

@@ -64,6 +64,7 @@ private:
 
     void startRead(const std::shared_ptr<Reading>& reading, ProgressWindow& progress, PhoneJobs::Ended ended);
     void finishRead(Reading& reading, const std::string& failure);
+    void keepUnread(const std::vector<KeptEdit>& edits);
     void heard(bool present);
     std::string phoneText() const;
     std::string changedText() const;
@@ -75,7 +76,7 @@ private:
     std::string knownPort_; ///< the port of which the two below are known; empty: none
     bool isPresent_ = false;
     workbench::PhoneIdentity phone_;
-    bool askAgain_ = false; ///< the phone has returned while it was being asked
+    bool askAgain_ = false;              ///< the phone has returned while it was being asked
     std::optional<bool> heardDuringJob_; ///< whether the phone was there, as the last event of a job's time said
     std::optional<workbench::ReadReport> lastRead_;
     std::shared_ptr<const workbench::Source> readSource_; ///< the document's values since the last read

@@ -11,8 +11,8 @@ struct PhoneJobs::Job {
     Ended ended;
     Progress progress;
     std::atomic<bool> cancelled = false;
-    std::string failure; ///< written by the job's thread before it posts its end
-    std::mutex lock;     ///< guards newest
+    std::string failure;                 ///< written by the job's thread before it posts its end
+    std::mutex lock;                     ///< guards newest
     std::optional<PhoneProgress> newest; ///< not yet told
 };
 
@@ -39,8 +39,8 @@ void PhoneJobs::start(Work work, Ended ended, Progress progress) {
             job->failure = failure.what();
         }
         userInterface_.post([this, weak = std::weak_ptr(job)] {
-            if (const auto ended = weak.lock()) {
-                end(ended);
+            if (const auto finished = weak.lock()) {
+                end(finished);
             }
         });
     };

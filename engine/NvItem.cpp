@@ -194,6 +194,18 @@ std::uint64_t NvItem::layoutHash() const {
     return hash;
 }
 
+bool NvItem::hasLayoutOf(const NvItem& other) const {
+    const auto isSameField = [](const items::ItemLayout::Field& left, const items::ItemLayout::Field& right) {
+        return left.type == right.type && left.description == right.description;
+    };
+    // Copies of one item share their layout.
+    return layout_ == other.layout_ || std::ranges::equal(layout().fields, other.layout().fields, isSameField);
+}
+
+std::size_t NvItem::describedBytes() const {
+    return layout().dataBytes;
+}
+
 void NvItem::setCompareByName(bool byName) {
     compareByName_.store(byName, std::memory_order_relaxed);
 }

@@ -108,6 +108,11 @@ public:
     /// because two fields of one type that change places would otherwise pass for the same layout. Number, name and
     /// access mark don't count: they say which item it is and what may be done with it, not what its bytes mean.
     virtual std::uint64_t layoutHash() const;
+    /// Whether both have layouts of one such number, without working it out.
+    virtual bool hasLayoutOf(const NvItem& other) const;
+
+    /// How many of the data bytes, from byte 0 on, belong to sub-fields.
+    virtual std::size_t describedBytes() const;
 
     /// Selects for every item of the process how items compare: true by name, false (as at the start) by number. May be
     /// called on any thread; not while a sort is running, which would see two orders.

@@ -33,6 +33,8 @@ struct PlanRow {
     NvItem item;         ///< as it will be on the phone: 128 bytes
     ItemReading onPhone; ///< what the phone has now; kNotTried where it was not asked
     bool hasValue = true;
+    /// The bytes behind the sub-fields are to be the phone's, and nobody knows them yet: PhoneWriter reads them first.
+    bool restIsThePhones = false;
     LeftOut leftOut = LeftOut::kNothing;
 
     bool isWritten() const { return leftOut == LeftOut::kNothing; }
@@ -45,15 +47,16 @@ struct WritePlan {
     std::vector<PlanRow> rows; ///< in the order in which they are written
 
     std::size_t count(LeftOut leftOut) const;
-    /// "3 to be written, 160 equal, 44 without a value left out, 16 read-only left out"; parts with 0 are left out.
+    /// "3 to be written, 160 equal, 44 without a value left out, 16 read-only left out, 2 not ticked"; parts with 0 are
+    /// left out. "nothing to be written" for a plan without rows.
     std::string summary() const;
     /// Ticks a row, or takes the tick away. A row that is not writable stays so. One without a value and one that is
     /// unchanged may be ticked: the user has seen the reason.
     void setTicked(std::size_t row, bool ticked);
 };
 
-/// The plan for `wanted`, in that order, given what the phone has. An item of which nothing is known on the phone keeps
-/// zeros behind its sub-fields, and is written.
+/// The plan for `wanted`, in that order, given what the phone has; of two items with one number the last counts. An
+/// item of which nothing is known on the phone is written; it has zeros behind its sub-fields until then.
 WritePlan makePlan(std::vector<WantedItem> wanted, const ReadReport& onPhone);
 
 } // namespace workbench

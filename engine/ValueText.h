@@ -25,9 +25,9 @@ enum class ReadResult {
 /// bits whose low bytes are to be stored; otherwise it is untouched.
 ///
 /// What a type takes: the signed types of 2 and 4 bytes their own range. WORD and DWORD any magnitude that fits; a
-/// minus negates it modulo 2^16 or 2^32, so that -1 sets all bits. Both byte types -128 to 255, which is what one byte
-/// can mean when read with or without a sign: beyond that the byte stored would be another number than the one that was
-/// typed. Both types of 8 bytes take every number, modulo 2^64.
+/// minus negates it modulo 2^16 or 2^32, so that -1 sets all bits. Both byte types what WORD takes, and store the low
+/// 8 bits of it. Both types of 8 bytes take every number, modulo 2^64. Whether the stored value is the one that was
+/// typed is the caller's business (workbench/TypedValues.h).
 ReadResult readValueText(SubItemType type, std::string_view text, std::uint64_t& value);
 
 /// The smallest and the largest number that readValueText() takes for a type other than the two of 8 bytes, in decimal.

@@ -1,0 +1,76 @@
+// What a typed number would become, and how messages are shown.
+
+#include "workbench/MessageText.h"
+#include "workbench/TypedValues.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using workbench::checkTypedValue;
+using Type = SubItemType;
+using Verdict = workbench::TypedValue::Verdict;
+
+TEST(TypedValues, TellWhatWouldBeStoredInsteadOfWhatWasTyped) {
+    const struct {
+        Type type;
+        const char* text;
+        Verdict verdict;
+        const char* stored;
+    } cases[] = {
+        {Type::BYTE, "\t+00255 ", Verdict::kFits, ""},
+        {Type::BYTE, "-0", Verdict::kFits, ""},
+        {Type::BYTE, "300", Verdict::kChanged, "44"},
+        {Type::BYTE, "-1", Verdict::kChanged, "255"},
+        {Type::BYTE, "65536", Verdict::kChanged, ""},
+        {Type::SIGNED_BYTE, "-128", Verdict::kFits, ""},
+        {Type::SIGNED_BYTE, "200", Verdict::kChanged, "-56"},
+        {Type::WORD, "-1", Verdict::kChanged, "65535"},
+        {Type::SIGNED_WORD, "-32768", Verdict::kFits, ""},
+        {Type::SIGNED_WORD, "32768", Verdict::kChanged, ""},
+        {Type::QWORD, "18446744073709551615", Verdict::kFits, ""},
+        {Type::QWORD, "18446744073709551616", Verdict::kChanged, "0"},
+        {Type::SIGNED_QWORD, "9223372036854775808", Verdict::kChanged, "-9223372036854775808"},
+        {Type::DWORD, "", Verdict::kEmpty, ""},
+        {Type::DWORD, " \t", Verdict::kEmpty, ""},
+        {Type::DWORD, "-", Verdict::kNoNumber, ""},
+        {Type::DWORD, "1,2", Verdict::kNoNumber, ""},
+    };
+    for (const auto& row : cases) {
+        const auto typed = checkTypedValue(row.type, row.text);
+        EXPECT_EQ(typed.verdict, row.verdict) << row.text;
+        EXPECT_EQ(typed.stored, row.stored) << row.text;
+    }
+}
+
+TEST(TypedValues, TellTheRangeOfEachType) {
+    std::string ranges;
+    for (std::size_t code = 0; code < kSubItemTypes.size(); ++code) {
+        const auto typed = checkTypedValue(static_cast<Type>(code), "x");
+        ranges += typed.smallest + ".." + typed.largest + "\n";
+    }
+    EXPECT_EQ(ranges, "0..255\n-128..127\n0..65535\n-32768..32767\n0..4294967295\n-2147483648..2147483647\n"
+                      "0..18446744073709551615\n-9223372036854775808..9223372036854775807\n");
+}
+
+TEST(MessageText, ShowsAMessageAsATextAndNeverAsACommand) {
+    const struct {
+        const char* message;
+        const char* path;
+        const char* reason;
+        const char* shown;
+    } cases[] = {
+        {"The file %1 is bad.\r\n", "/a/%1.mox", "", "The file /a/%1.mox is bad.\n"},
+        {"%1 and %1", "x\n\x1B[2J", "", "x??[2J and x??[2J"},
+        {"Error\n\a\tCode = 5\n", "", "No such device", "Error\n\tCode = 5\nNo such device"},
+        {"No path for %1\r", "", "", "No path for %1?"},
+        {"\xC3\xA4 \xC2\x9B"
+         "2J \x7F",
+         "", "", "\xC3\xA4 ?2J ?"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(workbench::shownMessage(row.message, row.path, row.reason), row.shown);
+    }
+}
+
+} // namespace

@@ -15,7 +15,8 @@ struct PhoneDesk::Reading {
     /// Not empty: the last read, of which what is left is asked for.
     std::optional<workbench::ReadReport> begun;
     workbench::ReadReport report;
-    std::vector<NvItem> items; ///< that came by this read
+    std::map<std::uint16_t, std::string> names; ///< of the catalog's items
+    std::vector<NvItem> items;                  ///< that came by this read
 };
 
 namespace {
@@ -54,6 +55,35 @@ std::string lineOf(const workbench::ReadReport& report) {
     return std::to_string(report.count(ReadState::kRead)) + " read" +
            told(ReadState::kNoValue, " without a value", true) + told(ReadState::kFailed, " failed", false) +
            told(ReadState::kMissing, " missing", true) + told(ReadState::kNotTried, " not asked for", false);
+}
+
+std::string textOf(const workbench::ItemReading& reading) {
+    const auto why = [&](const char* text) { return reading.reason.empty() ? text : text + (": " + reading.reason); };
+    switch (reading.state) {
+    case ReadState::kNotTried:
+        return "not asked for";
+    case ReadState::kRead:
+        return "read";
+    case ReadState::kNoValue:
+        return "without a value";
+    case ReadState::kFailed:
+        return why("failed");
+    case ReadState::kMissing:
+        return why("missing");
+    }
+    return {};
+}
+
+/// With the items that were not read.
+PhoneReport reportOf(const workbench::ReadReport& report, const std::map<std::uint16_t, std::string>& names) {
+    PhoneReport told{.line = lineOf(report)};
+    for (const workbench::ItemReading& reading : report.readings) {
+        if (reading.state != ReadState::kRead) {
+            const auto name = names.find(reading.number);
+            told.items.push_back({reading.number, name == names.end() ? std::string() : name->second, textOf(reading)});
+        }
+    }
+    return told;
 }
 
 } // namespace
@@ -113,7 +143,8 @@ void PhoneDesk::startRead(const std::shared_ptr<Reading>& reading, ProgressWindo
     reading->comPort = document_.comPort();
     const auto work = [this, reading, &progress](const workbench::WorkControl& control) {
         Calvane& catalog = document_.catalog();
-        const auto names = namesOf(catalog.getSupportedNvItems());
+        reading->names = namesOf(catalog.getSupportedNvItems());
+        const auto& names = reading->names;
         workbench::WorkControl shown = control;
         shown.progress = [&](std::size_t position, std::size_t count, std::uint16_t number) {
             const auto name = names.find(number);
@@ -152,7 +183,9 @@ void PhoneDesk::finishRead(Reading& reading, const std::string& failure) {
         readSource_ = document_.baseline().lastSource();
         lastRead_ = report;
     }
-    setLine(report.readings.empty() ? std::string() : lineOf(report));
+    if (!report.readings.empty()) {
+        setReport(reportOf(report, reading.names));
+    }
     if (!problem.empty()) {
         userInterface_.showMessage(problem, kExceptionCaption, MessageIcon::kError);
     }
@@ -218,8 +251,8 @@ void PhoneDesk::settle(const std::string& comPort, std::optional<PhoneIdentity> 
     changed_();
 }
 
-void PhoneDesk::setLine(std::string line) {
-    line_ = std::move(line);
+void PhoneDesk::setReport(PhoneReport report) {
+    report_ = std::move(report);
     changed_();
 }
 

@@ -11,6 +11,19 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
+
+/// What a read or write came to: one line, and what there is to say of single items.
+struct PhoneReport {
+    struct Item {
+        std::uint16_t number;
+        std::string name;
+        std::string text;
+    };
+
+    std::string line;
+    std::vector<Item> items = {};
+};
 
 /// What a document's window does with the phone beside the document's own commands: reads that ask again, the jobs of a
 /// reviewed write, and what is known of the phone on the document's port. No call is made to the service before the
@@ -54,10 +67,8 @@ public:
     /// The document's title and what is known of its phone.
     std::string title() const;
     /// What the last read or write came to; empty before.
-    const std::string& line() const { return line_; }
-    void setLine(std::string line);
-    /// The last read; null before.
-    const workbench::ReadReport* lastRead() const { return lastRead_ ? &*lastRead_ : nullptr; }
+    const PhoneReport& report() const { return report_; }
+    void setReport(PhoneReport report);
 
 private:
     struct Reading; ///< what crosses from a read's thread
@@ -80,7 +91,7 @@ private:
     std::optional<bool> heardDuringJob_; ///< whether the phone was there, as the last event of a job's time said
     std::optional<workbench::ReadReport> lastRead_;
     std::shared_ptr<const workbench::Source> readSource_; ///< the document's values since the last read
-    std::string line_;
+    PhoneReport report_;
     PhoneJobs asking_;
     PhoneJobs jobs_; ///< the last ones: their threads use all of the above
 };

@@ -202,8 +202,8 @@ std::vector<std::string> WriteReview::foreignValues() const {
     for (const PlanRow& row : plan_.rows) {
         const PhoneIdentity* source = phoneOfValue(row);
         // Two phones without a serial number can't be told apart: there is another question about that.
-        const bool isForeign = source != nullptr && (source->isKnown() || plan_.phone.isKnown()) &&
-                               !isSamePhone(*source, plan_.phone);
+        const bool isForeign =
+            source != nullptr && (source->isKnown() || plan_.phone.isKnown()) && !isSamePhone(*source, plan_.phone);
         if (row.isWritten() && !isDate(row) && isForeign) {
             ++count;
             sources.insert(source->isKnown() ? shortName(*source) : "a phone that is not known");
@@ -298,7 +298,11 @@ void WriteReview::finishWrite(workbench::WriteReport report, const std::string& 
     }
     const bool answered = failure.empty() && report_.failure.empty();
     desk_.settle(comPort_, answered ? std::optional(report_.phone) : std::nullopt);
-    desk_.setLine(line());
+    PhoneReport told{.line = line()};
+    for (const WriteResult& result : report_.results) {
+        told.items.push_back({result.number, plan_.rows[result.row].item.getName(), rowText(result.row)});
+    }
+    desk_.setReport(std::move(told));
     document_.updateAllViews();
     tellChanged();
 }

@@ -34,8 +34,8 @@ public:
     /// kReviewing: ticks a row of the plan, or takes the tick away. The loaded date follows the others: it is ticked
     /// with the first of them, and is not written alone.
     void setTicked(std::size_t row, bool ticked);
-    /// kReviewing: what the user has to agree to before the plan is carried out, each a whole question. kEnded: before it
-    /// is tried again; a phone without a serial number can't be told from another one.
+    /// kReviewing: what the user has to agree to before the plan is carried out, each a whole question. kEnded: before
+    /// it is tried again; a phone without a serial number can't be told from another one.
     std::vector<std::string> questions() const;
     /// kReviewing: changes the document as the command says and carries the plan out.
     void write(bool verifyAfterReset);

@@ -68,6 +68,11 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
         disconnect(area_, nullptr, this, nullptr);
     });
     connect(shutdown_, &Shutdown::finished, this, &CMainFrame::closed);
+    connect(statusBar_, &MainStatusBar::reportAsked, this, [this] {
+        if (CSplitterFrame* frame = activeFrame(); frame != nullptr && !CSplitterFrame::isAnyWaiting(*this)) {
+            frame->showReport();
+        }
+    });
     // Panes and commands are brought up to date whenever the program is idle.
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, shutdown_,
@@ -105,6 +110,8 @@ void CMainFrame::makeActions() {
         actions_[id]->setCheckable(true);
         actions_[id]->setChecked(true);
     }
+    actions_[CommandId::kReviewBeforeWriting]->setCheckable(true);
+    actions_[CommandId::kReviewBeforeWriting]->setChecked(reviewSwitch_.isOn());
 }
 
 void CMainFrame::makeKeys() {
@@ -220,7 +227,7 @@ QAction* CMainFrame::action(CommandId id) const {
 CSplitterFrame* CMainFrame::addDocument() {
     CSplitterFrame* frame = nullptr;
     try {
-        frame = new CSplitterFrame(this, programDirectory_);
+        frame = new CSplitterFrame(this, programDirectory_, reviewSwitch_);
     } catch (const CSplitterFrame::NotCreated&) {
         return nullptr;
     } catch (const std::exception& failure) {
@@ -294,8 +301,21 @@ void CMainFrame::refresh() {
             !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
         actions_[info.id]->setEnabled(available);
     }
+    if (frame == nullptr || !frame->canReadMissing()) {
+        actions_[CommandId::kReadMissingItems]->setEnabled(false);
+    }
     statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);
+    showPhone(frame);
     statusBar_->showKeyboardLocks();
+}
+
+void CMainFrame::showPhone(CSplitterFrame* frame) {
+    if (frame == nullptr) {
+        statusBar_->showPhone({}, {});
+        return;
+    }
+    frame->showPhone();
+    statusBar_->showPhone(frame->phoneText(), frame->reportText());
 }
 
 void CMainFrame::runCommand(CommandId id) {
@@ -316,6 +336,9 @@ void CMainFrame::runCommand(CommandId id) {
         break;
     case CommandId::kExit:
         close();
+        break;
+    case CommandId::kReviewBeforeWriting:
+        reviewSwitch_.set(actions_[id]->isChecked());
         break;
     case CommandId::kViewToolbar:
         toolbar_->setVisible(actions_[id]->isChecked());

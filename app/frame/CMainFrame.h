@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/frame/CommandTable.h"
+#include "app/frame/ReviewSwitch.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -62,10 +63,12 @@ private:
     void fillRecentFiles(QMenu* menu);
     void activated(QMdiSubWindow* window);
     void showTitle(bool withDocument);
+    void showPhone(CSplitterFrame* frame);
     void restorePlaces();
     void savePlaces();
 
     const std::filesystem::path programDirectory_;
+    ReviewSwitch reviewSwitch_; ///< the document windows ask it
     QMdiArea* area_;
     std::map<CommandId, QAction*> actions_;
     QToolBar* toolbar_ = nullptr;

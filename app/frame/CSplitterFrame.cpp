@@ -4,12 +4,16 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
 #include "app/frame/QtUserInterface.h"
+#include "app/review/ItemReportDialog.h"
+#include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QMdiArea>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QSplitter>
 #include <algorithm>
 
@@ -59,10 +63,13 @@ constexpr DocumentCommand kDocumentCommands[] = {
 
 } // namespace
 
-CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory)
+CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory,
+                               const SafeHands& safeHands)
     : programDirectory_(programDirectory), userInterface_(std::make_unique<QtUserInterface>(mainWindow)),
-      progress_(std::make_unique<CProgressDlg>(mainWindow)),
-      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)) {
+      progress_(std::make_unique<CProgressDlg>(mainWindow)), safeHands_(safeHands),
+      watch_(std::make_unique<PhoneWatch>(*userInterface_)),
+      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
+      desk_(std::make_unique<PhoneDesk>(*document_, *userInterface_, *watch_, [this] { emit stateChanged(); })) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
     try {
@@ -71,6 +78,7 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
         delete splitter_; // while the document that its panes look at is still there
         throw;
     }
+    connect(progress_.get(), &CProgressDlg::cancelRequested, this, [this] { desk_->cancel(); });
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* to) { focusMoved(to); });
 }
 
@@ -89,6 +97,7 @@ CSplitterFrame::~CSplitterFrame() {
     busy_ = true;
     // The panes use the document until they are destroyed.
     delete splitter_;
+    desk_.reset();
     document_.reset();
 }
 
@@ -167,11 +176,12 @@ void CSplitterFrame::setBusy(bool busy) {
     emit stateChanged();
 }
 
-void CSplitterFrame::readFromPhone() {
+void CSplitterFrame::beginRead(const std::function<void(std::function<void()> ended)>& read) {
     progress_->setWindowTitle("Processing...");
+    progress_->setCancelOffered(safeHands_.isOn());
     progress_->show();
     setBusy(true);
-    document_->readFromPhone(*progress_, [this] {
+    read([this] {
         progress_->hide();
         setBusy(false);
         emit readEnded();
@@ -181,9 +191,108 @@ void CSplitterFrame::readFromPhone() {
     });
 }
 
+void CSplitterFrame::readFromPhone() {
+    if (safeHands_.isOn()) {
+        readWithRepeats();
+        return;
+    }
+    beginRead([this](std::function<void()> ended) { document_->readFromPhone(*progress_, ended); });
+}
+
+void CSplitterFrame::readWithRepeats() {
+    const std::size_t changed = document_->changedCount();
+    bool keepsEdits = false;
+    if (changed > 0) {
+        QMessageBox box(QMessageBox::Question, "Read From Phone",
+                        QString("%1 %2 not written to a phone.\nKeep these changes when the phone's values are read?")
+                            .arg(changed)
+                            .arg(changed == 1 ? "changed item is" : "changed items are"),
+                        QMessageBox::NoButton, window());
+        const QPushButton* keep = box.addButton("&Keep", QMessageBox::YesRole);
+        const QPushButton* discard = box.addButton("&Discard", QMessageBox::DestructiveRole);
+        box.setDefaultButton(box.addButton(QMessageBox::Cancel));
+        box.exec();
+        if (box.clickedButton() != keep && box.clickedButton() != discard) {
+            return;
+        }
+        keepsEdits = box.clickedButton() == keep;
+    }
+    beginRead([&](std::function<void()> ended) { desk_->read(keepsEdits, *progress_, std::move(ended)); });
+}
+
+void CSplitterFrame::readMissing() {
+    if (canReadMissing()) {
+        beginRead([this](std::function<void()> ended) { desk_->readMissing(*progress_, std::move(ended)); });
+    }
+}
+
+void CSplitterFrame::runConnected(void (*run)(CCalvaneDoc& document)) {
+    if (desk_->connectFirst()) {
+        run(*document_);
+        desk_->askWho();
+    }
+}
+
+void CSplitterFrame::review(WriteRequest request) {
+    if (request.wanted.empty()) {
+        desk_->setReport({"Nothing to be written"});
+        return;
+    }
+    WriteReview review(*document_, *desk_, std::move(request));
+    reviewing_ = true;
+    {
+        ReviewDialog dialog(review, window());
+        dialog.exec();
+    }
+    reviewing_ = false;
+    document_->updateAllViews();
+}
+
+void CSplitterFrame::reviewItem(const QString& name, const QString& values) {
+    try {
+        WriteRequest request = requestForOne(*document_, *userInterface_, name.toStdString(), values.toStdString());
+        if (!request.wanted.empty() && !request.wanted.front().item.isWritable()) {
+            showMessageBox(window(), name + " is read-only: it can't be written to the phone.", "Write NV",
+                           MessageIcon::kExclamation);
+            return;
+        }
+        review(std::move(request));
+    } catch (const Calvane::Exception& failure) {
+        showMessageBox(window(), failure.what(), "Exception Thrown!!!", MessageIcon::kError);
+    }
+}
+
+QString CSplitterFrame::reportText() const {
+    return busy_ ? QString("Reading...") : QString::fromStdString(desk_->report().line);
+}
+
+void CSplitterFrame::showReport() {
+    if (busy_) {
+        progress_->show();
+        progress_->raise();
+        return;
+    }
+    ItemReportDialog dialog(desk_->report(), window());
+    if (canReadMissing()) {
+        dialog.addCommand("Read Missing Items");
+    }
+    if (dialog.exec() == QDialog::Accepted) {
+        readMissing();
+    }
+}
+
+void CSplitterFrame::showPhone() {
+    const QString title = QString::fromStdString(desk_->title());
+    if (title != windowTitle()) {
+        setWindowTitle(title);
+    }
+}
+
 void CSplitterFrame::runCommand(CommandId command) {
     if (command == CommandId::kReadFromPhone) {
         readFromPhone();
+    } else if (command == CommandId::kReadMissingItems) {
+        readMissing();
     } else if (command == CommandId::kSearch) {
         list_->search();
     } else if (command == CommandId::kHelpTopic) {
@@ -209,7 +318,17 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
         if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
-        known.run(*document_);
+        if (!safeHands_.isOn()) {
+            known.run(*document_);
+        } else if (command == CommandId::kWriteChangedToPhone) {
+            review(requestForChanged(*document_, *userInterface_));
+        } else if (command == CommandId::kWriteListedToPhone) {
+            review(requestForListed(*document_, *userInterface_));
+        } else if (command == CommandId::kResetPhone || command == CommandId::kOfflineMode) {
+            runConnected(known.run);
+        } else {
+            known.run(*document_);
+        }
     }
 }
 
@@ -224,6 +343,7 @@ void CSplitterFrame::closeWhenIdle() {
     progress_->hide();
     if (busy_) {
         document_->cancelRead();
+        desk_->cancel();
         hide();
         if (mdiArea() != nullptr) {
             mdiArea()->activateNextSubWindow();

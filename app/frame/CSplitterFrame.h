@@ -1,6 +1,9 @@
 #pragma once
 
 #include "app/document/CCalvaneDoc.h"
+#include "app/document/PhoneDesk.h"
+#include "app/document/SafeHands.h"
+#include "app/document/WriteRequest.h"
 #include "app/frame/CommandTable.h"
 
 #include <QMdiSubWindow>
@@ -25,8 +28,9 @@ public:
     /// What is thrown when a part of the window can't be made; the user has been told.
     struct NotCreated {};
 
-    /// Makes the document as well. Throws NotCreated, and what the catalog's constructor throws.
-    CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory);
+    /// Makes the document as well. Throws NotCreated, and what the catalog's constructor throws. `safeHands` outlives
+    /// the window.
+    CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory, const SafeHands& safeHands);
     ~CSplitterFrame() override;
 
     CCalvaneDoc& document() { return *document_; }
@@ -43,8 +47,19 @@ public:
 
     /// Whether the window closes as soon as its read has ended.
     bool isClosing() const { return closing_; }
-    /// Whether a command waits for a phone or a disk; the window can't be closed then.
-    bool isWaiting() const { return document_ != nullptr && document_->isWaiting(); }
+    /// Whether a command waits for a phone or a disk, or for the review of a write; the window can't be closed then.
+    bool isWaiting() const { return reviewing_ || (document_ != nullptr && document_->isWaiting()); }
+    /// Whether the last read has left out items that can be read now.
+    bool canReadMissing() const { return !busy_ && desk_->canReadMissing(); }
+
+    /// What is known of the phone on the document's port, and how many items are changed.
+    QString phoneText() const { return QString::fromStdString(desk_->paneText()); }
+    /// What the last read or write came to, or that a read runs; empty where there is nothing to tell.
+    QString reportText() const;
+    /// Shows more of that: the progress window, or the items that the last read has left out.
+    void showReport();
+    /// Brings the title up to date.
+    void showPhone();
 
     void runCommand(CommandId command);
 
@@ -73,17 +88,29 @@ private:
     void makeListActive();
     void setBusy(bool busy);
     void readFromPhone();
+    void readWithRepeats();
+    void readMissing();
+    /// Shows the progress window around a read, which is told what to call at its end.
+    void beginRead(const std::function<void(std::function<void()> ended)>& read);
+    /// Runs a command for a connected phone on the phone of the document's port.
+    void runConnected(void (*run)(CCalvaneDoc& document));
+    void review(WriteRequest request);
+    void reviewItem(const QString& name, const QString& values);
     void runDocumentCommand(CommandId command);
     void showHelp();
 
     std::filesystem::path programDirectory_;
     std::unique_ptr<QtUserInterface> userInterface_;
     std::unique_ptr<CProgressDlg> progress_; ///< outlives the document, whose read reports to it
+    const SafeHands& safeHands_;
+    std::unique_ptr<PhoneWatch> watch_; ///< outlives the document, whose session it is registered with
     std::unique_ptr<CCalvaneDoc> document_;
+    std::unique_ptr<PhoneDesk> desk_;
     QSplitter* splitter_ = nullptr;
     CNvItemList* list_ = nullptr;
     CNvParam* editor_ = nullptr;
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
+    bool reviewing_ = false;
     bool closing_ = false;
 };

@@ -21,6 +21,8 @@ enum class CommandId : std::uint32_t {
     kHelpTopic = 32794,
     kSearch = 32795,
     kOfflineMode = 32796,
+    kReadMissingItems = 32810,
+    kReviewBeforeWriting = 32811,
     kNew = 57600,
     kOpen = 57601,
     kRecentFiles = 57616,

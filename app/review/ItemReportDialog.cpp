@@ -15,13 +15,11 @@ constexpr int kNameWidth = 280;
 
 } // namespace
 
-ItemReportDialog::ItemReportDialog(const QString& caption, const QString& summary,
-                                   const std::vector<ItemReportLine>& lines, QWidget* parent)
-    : QDialog(parent) {
+ItemReportDialog::ItemReportDialog(const PhoneReport& report, QWidget* parent) : QDialog(parent) {
     setObjectName("item_report");
-    setWindowTitle(caption);
+    setWindowTitle("Report");
     resize(kFirstSize);
-    auto* label = new QLabel(summary);
+    auto* label = new QLabel(QString::fromStdString(report.line));
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     auto* list = new QTreeWidget;
@@ -30,13 +28,14 @@ ItemReportDialog::ItemReportDialog(const QString& caption, const QString& summar
     list->setUniformRowHeights(true);
     list->setHeaderLabels({"Item", "Name", "Result"});
     QList<QTreeWidgetItem*> items;
-    for (const ItemReportLine& line : lines) {
-        items << new QTreeWidgetItem({QString::number(line.number), line.name, line.text});
+    for (const PhoneReport::Item& item : report.items) {
+        items << new QTreeWidgetItem(
+            {QString::number(item.number), QString::fromStdString(item.name), QString::fromStdString(item.text)});
     }
     list->addTopLevelItems(items);
     list->setColumnWidth(0, kNumberWidth);
     list->setColumnWidth(1, kNameWidth);
-    list->setAccessibleName(caption);
+    list->setAccessibleName("Items");
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* layout = new QVBoxLayout(this);

@@ -193,8 +193,8 @@ void ReviewDialog::skip() {
 
 void ReviewDialog::enterCode() {
     bool entered = false;
-    const QString code = QInputDialog::getText(this, "Enter Service Code", "Service programming code (6 digits):",
-                                               QLineEdit::Password, {}, &entered);
+    const QString code = QInputDialog::getText(
+        this, "Enter Service Code", "Service programming code (6 digits):", QLineEdit::Password, {}, &entered);
     if (entered) {
         review_.sendCode(code.toStdString());
     }

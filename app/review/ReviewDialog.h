@@ -11,9 +11,9 @@ class QPushButton;
 class QTreeView;
 class ReviewRowsModel;
 
-/// Shows one write from its review to its result: the phone, the items with old and new values and a tick each, then the
-/// progress, then what became of each item. Nothing is sent before the user presses Write; Cancel is the default button.
-/// User-interface thread; the review outlives it.
+/// Shows one write from its review to its result: the phone, the items with old and new values and a tick each, then
+/// the progress, then what became of each item. Nothing is sent before the user presses Write; Cancel is the default
+/// button. User-interface thread; the review outlives it.
 class ReviewDialog : public QDialog {
     Q_OBJECT
 public:

@@ -91,7 +91,7 @@ const ReviewRowsModel::SubFields& ReviewRowsModel::subFields(std::size_t planRow
     if (isNew) {
         const PlanRow& row = review_.plan().rows[planRow];
         const auto old = oldItem(row);
-        found->second = compareSubFields(old ? &*old : nullptr, &row.item);
+        found->second = workbench::compareSubFields(old ? &*old : nullptr, &row.item);
         if (differencesOnly_) {
             std::erase_if(found->second, [](const SubFieldRow& field) { return field.state == RowState::kEqual; });
         }

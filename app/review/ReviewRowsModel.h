@@ -9,8 +9,9 @@
 
 class WriteReview;
 
-/// The rows of a review's plan for a tree view: an item each, opening to its sub-fields, with the value on the phone, the
-/// one to be written, and what becomes of it. Ticks go to the review. User-interface thread; the review outlives it.
+/// The rows of a review's plan for a tree view: an item each, opening to its sub-fields, with the value on the phone,
+/// the one to be written, and what becomes of it. Ticks go to the review. User-interface thread; the review outlives
+/// it.
 class ReviewRowsModel : public QAbstractItemModel {
     Q_OBJECT
 public:

@@ -95,6 +95,11 @@ void Calvane::setNvItem(unsigned short nvItemId, const unsigned char* data) {
     setData(nvItemId, data);
 }
 
+NvItem Calvane::describedItem(std::uint16_t nvItemId) const {
+    const auto found = supported_.find(nvItemId);
+    return found != supported_.end() ? found->second : NvItem(defaultRingLine(nvItemId));
+}
+
 NvItem& Calvane::setData(std::uint16_t nvItemId, const unsigned char* data) {
     auto found = supported_.find(nvItemId);
     if (found == supported_.end()) {

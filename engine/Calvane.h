@@ -122,6 +122,9 @@ public:
                                                     const std::vector<std::uint16_t>& nvItemIds, void* context,
                                                     ProgressCallback callback);
 
+    /// The supported item with this number; for one that the ring does not describe, a "No Name" item.
+    NvItem describedItem(std::uint16_t nvItemId) const;
+
 private:
     using ItemMap = std::map<std::uint16_t, NvItem>;
 

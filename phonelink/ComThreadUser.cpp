@@ -10,20 +10,23 @@ ComThreadUser::~ComThreadUser() {
 }
 
 void ComThreadUser::recordFailures(const WorkerFailureTexts& texts, const std::function<void()>& work) {
-    const auto record = [&](const std::string& text) { recordFailure(texts.function + (" - " + text)); };
+    const auto record = [&](const std::string& text, com::Status status = com::kOk) {
+        recordFailure(texts.function + (" - " + text), status);
+    };
     try {
         work();
     } catch (const kernel::MessageException& error) {
         record(texts.showsMessages ? error.what() : texts.unhandled);
     } catch (const com::ComError& error) {
-        record(texts.ofComError(error));
+        record(texts.ofComError(error), error.code());
     } catch (...) {
         record(texts.unhandled);
     }
 }
 
-void ComThreadUser::recordFailure(std::string message) {
+void ComThreadUser::recordFailure(std::string message, com::Status status) {
     errorMessage_ = std::move(message);
+    errorStatus_ = status;
     errorPending_ = true;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 class ComThreadManager;
@@ -54,22 +55,29 @@ protected:
         handToWorker(work...);
         throwRecorded<Exception>();
     }
-    /// Throws the recorded failure, which is none from then on; does nothing where there is none.
+    /// Throws the recorded failure, which is none from then on; does nothing where there is none. An Exception that
+    /// takes a status code gets that of the failure.
     template <class Exception>
     void throwRecorded() const {
-        if (std::exchange(errorPending_, false)) {
+        if (!std::exchange(errorPending_, false)) {
+            return;
+        }
+        if constexpr (std::is_constructible_v<Exception, std::string, com::Status>) {
+            throw Exception(errorMessage_, errorStatus_);
+        } else {
             throw Exception(errorMessage_);
         }
     }
 
-    /// On the worker: runs `work`, and records what it throws as `texts` say.
+    /// On the worker: runs `work`, and records what it throws as `texts` say; of a com::ComError, its code as well.
     void recordFailures(const WorkerFailureTexts& texts, const std::function<void()>& work);
-    void recordFailure(std::string message);
+    void recordFailure(std::string message, com::Status status = com::kOk);
 
     ComThreadManager& threadManager_;
     /// Of the last failure. A comparison of const objects can have one, too.
     mutable bool errorPending_ = false;
     mutable std::string errorMessage_;
+    com::Status errorStatus_ = com::kOk; ///< com::kOk for a failure that has none
 
 private:
     void execute(Function function);

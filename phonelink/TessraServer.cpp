@@ -44,8 +44,8 @@ void TessraServer::initialize() {
 void TessraServer::attachServer() {
     releaseServer(); // an attempt before this one may have got half-way
     link_->serverConnection = std::make_unique<ServerConnection>();
-    if (com::failed(link_->serverConnection->attach(clientName_))) {
-        throw Exception("TessraServer::initialize - Unable to attach to the Tessra server.");
+    if (const com::Status attached = link_->serverConnection->attach(clientName_); com::failed(attached)) {
+        throw Exception("TessraServer::initialize - Unable to attach to the Tessra server.", attached);
     }
     link_->port = std::make_unique<CTESSRAPort>();
     com::ComPtr<com::Unknown> agent;
@@ -118,28 +118,42 @@ void TessraServer::attachWith(bool wasConnected) {
 
 void TessraServer::recordServerFailures(const char* function, const char* unhandled,
                                         const std::function<void()>& work) {
-    recordFailures({function, unhandled, serverErrorText}, work);
+    bool isWithoutPhone = false; // has no text of its own here
+    recordFailures({function, unhandled, serverErrorText}, [&] {
+        try {
+            work();
+        } catch (const CTESSRAPort::CTESSRAPortException&) {
+            isWithoutPhone = true;
+            throw;
+        }
+    });
+    if (isWithoutPhone) {
+        errorStatus_ = tessra::kPhoneNotPresent;
+    }
 }
 
 void TessraServer::recordAttachFailures(const std::string& function, const char* unhandled,
                                         const std::function<void()>& work) {
     std::string message;
+    com::Status status = com::kOk;
     try {
         work();
         return;
     } catch (const Exception& error) {
-        recordFailure(error.what()); // no server, so no events either
+        recordFailure(error.what(), error.status()); // no server, so no events either
         return;
     } catch (const com::ComError& error) {
         message = isUnspecifiedError(error) ? comPort_ + " is an invalid COM port.  Please choose a different COM port."
                                             : function + " - " + error.what();
+        status = error.code();
     } catch (const CTESSRAPort::CTESSRAPortException& error) {
         message = function + " - " + error.message();
+        status = tessra::kPhoneNotPresent;
     } catch (...) {
         message = function + " - " + unhandled;
     }
     events_->stop();
-    recordFailure(std::move(message));
+    recordFailure(std::move(message), status);
 }
 
 void TessraServer::addEventListener(TessraEventListener* listener, TessraEventFilter* filter) {

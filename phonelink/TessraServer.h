@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 class ServerLink;
@@ -39,7 +40,16 @@ class TessraServer : public ComThreadUser {
 public:
     class Exception : public kernel::MessageException {
     public:
-        using MessageException::MessageException;
+        explicit Exception(std::string message, com::Status status = com::kOk)
+            : MessageException(std::move(message)), status_(status) {}
+
+        /// The status code with which the service failed (tessra/Interfaces.h): tessra::kPhoneNotPresent also where the
+        /// port has no phone to attach to, or none returns from a reset; com::kUnexpected for an answer that is not the
+        /// one for the NV item. com::kOk where there is none, such as for a session that is not connected.
+        com::Status status() const { return status_; }
+
+    private:
+        com::Status status_;
     };
 
     static constexpr std::size_t kNvDataBytes = tessra::kNvDataBytes;

@@ -103,8 +103,9 @@ void TessraServer::exchangeNv(const char* name, tessra::Command command, std::ui
     if (answerBytes != answer.size() ||
         !std::equal(request.begin(), request.begin() + tessra::kNvDataOffset, answer.begin())) {
         throw Exception(std::string("TessraServer::") + name + " - The phone's answer of " +
-                        std::to_string(answerBytes) + " bytes is not the answer for NV item " + std::to_string(number) +
-                        ".");
+                            std::to_string(answerBytes) + " bytes is not the answer for NV item " +
+                            std::to_string(number) + ".",
+                        com::kUnexpected);
     }
     if (responseData != nullptr) {
         std::copy_n(answer.begin() + tessra::kNvDataOffset, kNvDataBytes, responseData);
@@ -149,7 +150,7 @@ void TessraServer::waitForPhoneToLeave(std::uint32_t startTick, std::uint32_t ti
 void TessraServer::waitForPhoneToReturn(std::uint32_t startTick, std::uint32_t timeoutMs, bool present) {
     while (!(phoneSeenOnPort() || present)) {
         if (kernel::elapsedMs(startTick, kernel::tickCount()) > timeoutMs) {
-            throw Exception("TessraServer::reset - The phone never recovered from the reset");
+            throw Exception("TessraServer::reset - The phone never recovered from the reset", tessra::kPhoneNotPresent);
         }
         kernel::sleepMs(kScanIntervalMs);
     }

@@ -2,10 +2,12 @@
 
 #include "platform/kernel/LittleEndian.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 
 /// The packets that a phone takes and gives: the first byte is the command code, numbers are little-endian.
 namespace tessra {
@@ -78,6 +80,25 @@ inline constexpr std::size_t kAccessCodeAnswerBytes = 2;
 
 inline bool hasCommand(std::span<const std::uint8_t> packet, Command command) {
     return !packet.empty() && packet[0] == static_cast<std::uint8_t>(command);
+}
+
+/// What a phone tells about itself.
+struct VersionTexts {
+    std::string model;
+    std::string softwareVersion;
+    std::string serialNumber;
+};
+
+/// The texts of a version answer; nothing for an answer of another layout, as other phones have.
+inline std::optional<VersionTexts> versionTextsOf(std::span<const std::uint8_t> answer) {
+    if (answer.size() != kVersionAnswerBytes || !hasCommand(answer, Command::kVersion)) {
+        return std::nullopt;
+    }
+    const auto textAt = [&](VersionField field) {
+        const auto bytes = answer.subspan(field.offset, field.size);
+        return std::string(bytes.begin(), std::find(bytes.begin(), bytes.end(), 0));
+    };
+    return VersionTexts{textAt(kModelField), textAt(kSoftwareVersionField), textAt(kSerialNumberField)};
 }
 
 /// The number of the NV item that `packet` reads or writes; nothing for a packet of another kind.

@@ -25,12 +25,6 @@ bool isPhoneThere(const PhoneView& view) {
     return view.state == PhoneState::kPresent || view.state == PhoneState::kLeaving;
 }
 
-std::string textAt(const std::vector<std::uint8_t>& packet, VersionField field) {
-    const auto begin = packet.begin() + static_cast<std::ptrdiff_t>(field.offset);
-    const auto end = begin + static_cast<std::ptrdiff_t>(field.size);
-    return {begin, std::find(begin, end, 0)};
-}
-
 // What others may know of an answer. One to the service programming code that is more than a verdict may repeat it.
 std::span<const std::uint8_t> partForOthers(std::span<const std::uint8_t> request,
                                             std::span<const std::uint8_t> answer) {
@@ -93,10 +87,10 @@ Status Port::describePhone(PhoneDescription& description) {
         ask(kRequest, answer);
     }
     description.answering = hasCommand(answer, Command::kVersion);
-    if (answer.size() == kVersionAnswerBytes) { // other phones have other layouts
-        description.model = textAt(answer, kModelField);
-        description.softwareVersion = textAt(answer, kSoftwareVersionField);
-        description.serialNumber = textAt(answer, kSerialNumberField);
+    if (auto texts = versionTextsOf(answer)) {
+        description.model = std::move(texts->model);
+        description.softwareVersion = std::move(texts->softwareVersion);
+        description.serialNumber = std::move(texts->serialNumber);
     }
     const std::lock_guard guard(lock_);
     // A link that asks by itself has a phone only once that has answered.

@@ -20,7 +20,7 @@ enum class ReadState {
     kNotTried, ///< the read ended before this item
     kRead,
     kNoValue, ///< the phone says that the item is inactive (NV status 5)
-    kFailed,  ///< the phone answered another NV status
+    kFailed,  ///< the phone answered another NV status, or refused the packet
     kMissing, ///< no whole answer came, also when asked again
 };
 
@@ -30,18 +30,19 @@ struct ItemReading {
     ReadState state = ReadState::kNotTried;
     ItemData data{};          ///< where state is kRead
     std::uint16_t status = 0; ///< the phone's NV status, where it answered
-    std::string reason;       ///< for kFailed and kMissing: what the phone or the line said
+    std::string reason = {};  ///< for kFailed and kMissing: what the phone or the line said
 };
 
 /// What came of a read, also of one that did not get to its end.
 struct ReadReport {
-    PhoneIdentity phone;
+    PhoneIdentity phone; ///< that the values are of; the expected one where none has answered
     std::string comPort;
     std::chrono::system_clock::time_point when; ///< its begin
     std::vector<ItemReading> readings;          ///< one for each item that was asked for, in that order
     bool cancelled = false;
     bool otherPhone = false; ///< another phone than the expected one answers, or one that can't be told from others
     std::string failure;     ///< why the read ended before its end; empty where it did not
+    std::int32_t failureStatus = 0; ///< the status code of the service for that (tessra/Interfaces.h); 0: none
 
     std::size_t count(ReadState state) const;
     std::vector<std::uint16_t> numbers(ReadState state) const;
@@ -50,10 +51,10 @@ struct ReadReport {
 };
 
 struct ReadOptions {
-    unsigned repeats = 5;          ///< of an item that times out or comes damaged
+    unsigned repeats = 5;          ///< of an item that times out or comes damaged, and of the question who the phone is
     std::uint32_t returnMs = 5000; ///< how long a phone that has left is waited for
     /// The phone that it has to be; nothing: any, but the same one from the first item to the last.
-    std::optional<PhoneIdentity> expected;
+    std::optional<PhoneIdentity> expected = std::nullopt;
 };
 
 /// Reads items from the phone on one port through the catalog's session, and asks again where an answer is lost: a read

@@ -16,9 +16,9 @@ using ItemData = std::array<std::uint8_t, items::kItemDataBytes>;
 /// empty; they are called on the thread of the work.
 struct WorkControl {
     /// Before each item: its position from 0, how many there are, its number.
-    std::function<void(std::size_t position, std::size_t count, std::uint16_t number)> progress;
+    std::function<void(std::size_t position, std::size_t count, std::uint16_t number)> progress = {};
     /// Asked between two items, and while the work waits for a phone to return. True ends the work there.
-    std::function<bool()> isCancelled;
+    std::function<bool()> isCancelled = {};
 };
 
 } // namespace workbench

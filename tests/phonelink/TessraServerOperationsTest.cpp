@@ -72,9 +72,12 @@ TEST_F(SessionOperations, EachFailureOfTheServiceHasItsText) {
         const std::string prefix = std::string("TessraServer::") + row.function + " - ";
         faults.add(serverCodeAt(row.call, 0x80042005));
         EXPECT_EQ(failureOf(row.run), prefix + "Timeout waiting for response");
+        EXPECT_EQ(thrownBy<TessraServer::Exception>(row.run)->status(), tessra::kResponseTimeout);
         faults.clear();
         faults.add(faultAt(row.call, FaultKind::kThrowException));
         EXPECT_EQ(failureOf(row.run), prefix + row.otherwise);
+        EXPECT_EQ(thrownBy<TessraServer::Exception>(row.run)->status(), com::kOk)
+            << "the status of the failure before is told again";
         faults.clear();
         EXPECT_EQ(failureOf([&] { session.detectBadPhoneMode(); }), "") << "the session stays connected";
     }
@@ -151,6 +154,9 @@ TEST_F(SessionOperations, AnAnswerThatIsNotTheItemsIsRefused) {
         EXPECT_EQ(status, 4);
         EXPECT_EQ(std::count(data.begin(), data.end(), 0xAA), 128) << "something of the answer is taken";
     }
+    forged.changedByte = 1;
+    const auto notTheItems = thrownBy<TessraServer::Exception>([&] { forged.readNv(77, data.data(), status); });
+    EXPECT_EQ(notTheItems.value().status(), com::kUnexpected);
     EXPECT_EQ(refusal(131, 133), "");
     EXPECT_EQ(status, 1);
 }

@@ -59,15 +59,19 @@ TEST(SessionConnect, EachFailureHasItsTextOnAFirstConnectAndOnAChange) {
         tessra::FaultRule fault;
         std::string first;
         std::string change;
+        com::Status status;
     } cases[] = {
         {"COM7", faultAt(Call::kPortNumbers, FaultKind::kNone),
          "Error\n\a\tCode = 80004005\n\a\tCode meaning = Unspecified error\n\a\tSource = Tessra"
          "\n\a\tDescription = The service has no port named 'COM7'.",
-         "COM7 is an invalid COM port.  Please choose a different COM port."},
+         "COM7 is an invalid COM port.  Please choose a different COM port.", com::kFail},
         {"COM2", faultAt(Call::kPortNumbers, FaultKind::kNone), unknown,
-         "TessraServer::changeComPortImpl - No phone found on this port"},
+         "TessraServer::changeComPortImpl - No phone found on this port", tessra::kPhoneNotPresent},
         {"COM2", serverCodeAt(Call::kTranslator, 0x80042005), "Timeout waiting for response",
-         "TessraServer::changeComPortImpl - IDispatch error #7685"},
+         "TessraServer::changeComPortImpl - IDispatch error #7685", tessra::kResponseTimeout},
+    };
+    const auto statusOf = [](TessraServer& session, const char* comPort) {
+        return thrownBy<TessraServer::Exception>([&] { session.connect(comPort); }).value().status();
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.first);
@@ -82,6 +86,8 @@ TEST(SessionConnect, EachFailureHasItsTextOnAFirstConnectAndOnAChange) {
         EXPECT_FALSE(isConnected(fresh));
         EXPECT_EQ(failureOf([&] { connected.connect(row.comPort); }), row.change);
         EXPECT_FALSE(isConnected(connected));
+        EXPECT_EQ(statusOf(fresh, row.comPort), row.status);
+        EXPECT_EQ(statusOf(connected, row.comPort), row.status);
         service.faults().clear();
         EXPECT_EQ(failureOf([&] { connected.connect("COM1"); }), "") << "the way back to the port from before";
         EXPECT_TRUE(isConnected(connected));

@@ -104,6 +104,7 @@ public:
     /// Whether sub-fields that differ from their last known value keep their own when what is read replaces the list.
     /// False at first.
     void setKeepsEdits(bool keeps) { keepsEdits_ = keeps; }
+    bool keepsEdits() const { return keepsEdits_; }
     /// Gives the first item with the number of `value` all its values, and counts it as changed. False if there is
     /// none.
     bool putItem(const NvItem& value);

@@ -38,6 +38,20 @@ std::size_t DocumentBaseline::changedCount(const std::vector<NvItem>& items) con
     return *changedCount_;
 }
 
+std::vector<workbench::SubFieldRow> DocumentBaseline::compared(const NvItem& item) const {
+    const std::optional<NvItem> known = values_.itemOf(item);
+    NvItem other = known.value_or(item);
+    if (!known) {
+        other.setRawData(workbench::ItemData{});
+    }
+    auto rows = workbench::compareSubFields(&item, &other);
+    rows.resize(item.getSubItemCount()); // the bytes behind them are none of the user's
+    for (workbench::SubFieldRow& row : rows) {
+        row.right = known ? row.right : std::string();
+    }
+    return rows;
+}
+
 std::vector<KeptEdit> DocumentBaseline::edits(const std::vector<NvItem>& items) const {
     std::vector<KeptEdit> edits;
     for (const NvItem& item : items) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "workbench/Baseline.h"
+#include "workbench/Comparison.h"
 
 #include <cstddef>
 #include <memory>
@@ -36,6 +37,9 @@ public:
     /// To be called when the document's items have other values, or are other items.
     void itemsChanged() { changedCount_.reset(); }
 
+    /// The sub-fields of `item` on the left and their last known values on the right. One that has never had a value is
+    /// compared with zeros, and the texts on the right are empty.
+    std::vector<workbench::SubFieldRow> compared(const NvItem& item) const;
     /// Those of `items` that differ.
     std::vector<KeptEdit> edits(const std::vector<NvItem>& items) const;
 

@@ -113,13 +113,12 @@ void PhoneDesk::run(PhoneJobs::Work work, PhoneJobs::Ended ended, PhoneJobs::Pro
     jobs_.start(watched, std::move(ended), std::move(progress));
 }
 
-void PhoneDesk::read(bool keepEdits, ProgressWindow& progress, std::function<void()> ended) {
+void PhoneDesk::read(ProgressWindow& progress, std::function<void()> ended) {
     auto reading = std::make_shared<Reading>();
-    startRead(reading, progress, [this, reading, keepEdits, ended = std::move(ended)](const std::string& failure) {
-        const auto edits = keepEdits ? document_.baseline().edits(document_.nvItems()) : std::vector<KeptEdit>();
-        document_.setKeepsEdits(keepEdits);
+    startRead(reading, progress, [this, reading, ended = std::move(ended)](const std::string& failure) {
+        const auto edits =
+            document_.keepsEdits() ? document_.baseline().edits(document_.nvItems()) : std::vector<KeptEdit>();
         finishRead(*reading, failure);
-        document_.setKeepsEdits(false);
         keepUnread(edits);
         ended();
     });

@@ -41,9 +41,9 @@ public:
     PhoneDesk& operator=(const PhoneDesk&) = delete;
 
     /// Reads all supported items; `progress` gets a line per item. What was read replaces the document's list, also
-    /// where the read was cancelled or the phone was lost; where nothing was read, the list stays. `ended` is called
-    /// last, unless the desk is destroyed first.
-    void read(bool keepEdits, ProgressWindow& progress, std::function<void()> ended);
+    /// where the read was cancelled or the phone was lost; where nothing was read, the list stays. Edits that the
+    /// document keeps stay in the list in any case. `ended` is called last, unless the desk is destroyed first.
+    void read(ProgressWindow& progress, std::function<void()> ended);
     /// Reads what the last read has left out, and adds it to the list.
     void readMissing(ProgressWindow& progress, std::function<void()> ended);
     /// Whether the list is that of a read that left items out.

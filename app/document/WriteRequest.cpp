@@ -66,13 +66,7 @@ void addDate(WriteRequest& request, std::optional<NvItem> date) {
 
 void WriteRequest::take(CCalvaneDoc& document, const workbench::WritePlan& plan) const {
     for (const workbench::PlanRow& row : plan.rows) {
-        if (!row.isWritten()) {
-            continue;
-        }
-        if (row.item.getId() != date) {
-            if (kind == Kind::kOne) {
-                document.replaceItem(position, wanted.front().item); // with its texts as they were typed
-            }
+        if (!row.isWritten() || row.item.getId() != date) {
             continue;
         }
         const auto listed = findNamed(document.nvItems(), kLoadedDateItem);
@@ -106,19 +100,10 @@ WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterfac
     return request;
 }
 
-WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name,
-                           const std::string& values) {
-    WriteRequest request{.kind = WriteRequest::Kind::kOne};
+WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name) {
     const auto listed = findNamed(document.nvItems(), name);
-    if (listed == document.nvItems().end()) {
-        return request;
-    }
-    request.position = static_cast<std::size_t>(listed - document.nvItems().begin());
-    workbench::WantedItem wanted = wantedAt(document, request.position);
-    wanted.item.setData(values);
-    const bool isTyped = !std::ranges::equal(wanted.item.rawData(), listed->rawData());
-    wanted.hasValue = wanted.hasValue || isTyped;
-    request.wanted.push_back(std::move(wanted));
+    WriteRequest request{.kind = WriteRequest::Kind::kOne};
+    request.wanted.push_back(wantedAt(document, static_cast<std::size_t>(listed - document.nvItems().begin())));
     addDate(request, stampedDate(document, userInterface, kNoDateListed));
     return request;
 }

@@ -19,11 +19,9 @@ struct WriteRequest {
     std::vector<workbench::WantedItem> wanted = {};
     /// The number of the loaded-date item among them, which has the stamp.
     std::optional<std::uint16_t> date = {};
-    std::size_t position = 0; ///< kOne: of the item in the list
 
-    /// Makes the document what it is where the command goes on: the list's date has its stamp, a list without a date
-    /// gets it where the list is written, and an item written on its own has its new values. A date that `plan` leaves
-    /// out is left alone.
+    /// Makes the document what it is where the command goes on: the list's date has its stamp, and a list without a
+    /// date gets it where the list is written. A date that `plan` leaves out is left alone.
     void take(CCalvaneDoc& document, const workbench::WritePlan& plan) const;
 };
 
@@ -32,7 +30,5 @@ struct WriteRequest {
 /// written.
 WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterface);
 WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface);
-/// The first item of the list named `name` with these values, one decimal text per sub-field. Empty where the list has
-/// none. Throws Calvane::Exception where the values don't fit.
-WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name,
-                           const std::string& values);
+/// The first item of the list named `name`, which is there.
+WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name);

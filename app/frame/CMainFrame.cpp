@@ -5,6 +5,7 @@
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/MainStatusBar.h"
+#include "app/frame/ReviewSwitch.h"
 #include "app/frame/Shutdown.h"
 
 #include <QAbstractEventDispatcher>
@@ -12,7 +13,6 @@
 #include <QCloseEvent>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QScreen>
@@ -106,12 +106,14 @@ void CMainFrame::makeActions() {
     }
     actions_[CommandId::kNew]->setShortcut(QKeySequence("Ctrl+N"));
     actions_[CommandId::kOpen]->setShortcut(QKeySequence("Ctrl+O"));
+    actions_[CommandId::kUndo]->setShortcuts({QKeySequence("Ctrl+Z"), QKeySequence("Alt+Backspace")});
+    actions_[CommandId::kRedo]->setShortcuts({QKeySequence("Ctrl+Y"), QKeySequence("Ctrl+Shift+Z")});
     for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {
         actions_[id]->setCheckable(true);
         actions_[id]->setChecked(true);
     }
     actions_[CommandId::kReviewBeforeWriting]->setCheckable(true);
-    actions_[CommandId::kReviewBeforeWriting]->setChecked(reviewSwitch_.isOn());
+    actions_[CommandId::kReviewBeforeWriting]->setChecked(ReviewSwitch().isOn());
 }
 
 void CMainFrame::makeKeys() {
@@ -122,12 +124,6 @@ void CMainFrame::makeKeys() {
         connect(action, &QAction::triggered, this, run);
         addAction(action);
     };
-    // Edit boxes know the other keys of the standard set.
-    addKeys("edit_undo", {QKeySequence("Alt+Backspace")}, [] {
-        if (auto* box = qobject_cast<QLineEdit*>(QApplication::focusWidget())) {
-            box->undo();
-        }
-    });
     addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
     // Of two panes the next is also the previous one.
     addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
@@ -227,7 +223,7 @@ QAction* CMainFrame::action(CommandId id) const {
 CSplitterFrame* CMainFrame::addDocument() {
     CSplitterFrame* frame = nullptr;
     try {
-        frame = new CSplitterFrame(this, programDirectory_, reviewSwitch_);
+        frame = new CSplitterFrame(this, programDirectory_);
     } catch (const CSplitterFrame::NotCreated&) {
         return nullptr;
     } catch (const std::exception& failure) {
@@ -298,7 +294,8 @@ void CMainFrame::refresh() {
     }
     for (const CommandInfo& info : commandTable()) {
         const bool available =
-            !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
+            !info.needsDocument ||
+            (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
     }
     if (frame == nullptr || !frame->canReadMissing()) {
@@ -338,7 +335,7 @@ void CMainFrame::runCommand(CommandId id) {
         close();
         break;
     case CommandId::kReviewBeforeWriting:
-        reviewSwitch_.set(actions_[id]->isChecked());
+        ReviewSwitch::setOn(actions_[id]->isChecked());
         break;
     case CommandId::kViewToolbar:
         toolbar_->setVisible(actions_[id]->isChecked());

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "app/frame/CommandTable.h"
-#include "app/frame/ReviewSwitch.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -68,7 +67,6 @@ private:
     void savePlaces();
 
     const std::filesystem::path programDirectory_;
-    ReviewSwitch reviewSwitch_; ///< the document windows ask it
     QMdiArea* area_;
     std::map<CommandId, QAction*> actions_;
     QToolBar* toolbar_ = nullptr;

@@ -3,6 +3,7 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
+#include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/review/ItemReportDialog.h"
 #include "app/review/ReviewDialog.h"
@@ -12,8 +13,6 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QMdiArea>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QSplitter>
 #include <algorithm>
 
@@ -63,11 +62,9 @@ constexpr DocumentCommand kDocumentCommands[] = {
 
 } // namespace
 
-CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory,
-                               const SafeHands& safeHands)
+CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory)
     : programDirectory_(programDirectory), userInterface_(std::make_unique<QtUserInterface>(mainWindow)),
-      progress_(std::make_unique<CProgressDlg>(mainWindow)), safeHands_(safeHands),
-      watch_(std::make_unique<PhoneWatch>(*userInterface_)),
+      progress_(std::make_unique<CProgressDlg>(mainWindow)), watch_(std::make_unique<PhoneWatch>(*userInterface_)),
       document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
       desk_(std::make_unique<PhoneDesk>(*document_, *userInterface_, *watch_, [this] { emit stateChanged(); })) {
     setAttribute(Qt::WA_DeleteOnClose);
@@ -97,6 +94,8 @@ CSplitterFrame::~CSplitterFrame() {
     busy_ = true;
     // The panes use the document until they are destroyed.
     delete splitter_;
+    guard_.reset();
+    history_.reset();
     desk_.reset();
     document_.reset();
 }
@@ -107,17 +106,31 @@ void CSplitterFrame::makePanes() {
     splitter_->setChildrenCollapsible(false);
     setWidget(splitter_);
     makeOrReport(this, "Failed to create left view", [this] {
-        list_ = new CNvItemList(*document_);
+        list_ = new CNvItemList(*document_, &safeHands_);
         splitter_->addWidget(list_);
-        editor_ = new CNvParam(*document_);
+        history_ = std::make_unique<EditHistory>(*document_);
+        editor_ = new CNvParam(*document_, *history_, &safeHands_);
         splitter_->addWidget(editor_);
     });
+    connectEdits();
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
     list_->setFocus();
+}
+
+void CSplitterFrame::connectEdits() {
+    guard_ = std::make_unique<EditGuard>(*this, *document_, *editor_, *history_, safeHands_);
+    list_->setLeaveQuestion([this] { return editor_->settle(); });
+    connect(history_.get(), &EditHistory::restored, list_, &CNvItemList::selectItem);
+    connect(history_.get(), &EditHistory::changed, this, [this] {
+        list_->showMarks();
+        editor_->showMarks();
+        emit stateChanged();
+    });
+    connect(editor_, &CNvParam::writeRequested, this, &CSplitterFrame::writeSelectedItem);
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {
@@ -134,6 +147,9 @@ void CSplitterFrame::focusMoved(QWidget* to) {
 void CSplitterFrame::setActivePane(Pane pane) {
     if (pane == activePane_ || closing_ || isWaiting()) {
         return;
+    }
+    if (pane == Pane::kList && !editor_->settle()) {
+        return; // the focus is back on a value that can't be stored
     }
     // First, so that a message box that the editor shows on its way out finds the switch done.
     activePane_ = pane;
@@ -192,32 +208,13 @@ void CSplitterFrame::beginRead(const std::function<void(std::function<void()> en
 }
 
 void CSplitterFrame::readFromPhone() {
-    if (safeHands_.isOn()) {
-        readWithRepeats();
-        return;
-    }
-    beginRead([this](std::function<void()> ended) { document_->readFromPhone(*progress_, ended); });
-}
-
-void CSplitterFrame::readWithRepeats() {
-    const std::size_t changed = document_->changedCount();
-    bool keepsEdits = false;
-    if (changed > 0) {
-        QMessageBox box(QMessageBox::Question, "Read From Phone",
-                        QString("%1 %2 not written to a phone.\nKeep these changes when the phone's values are read?")
-                            .arg(changed)
-                            .arg(changed == 1 ? "changed item is" : "changed items are"),
-                        QMessageBox::NoButton, window());
-        const QPushButton* keep = box.addButton("&Keep", QMessageBox::YesRole);
-        const QPushButton* discard = box.addButton("&Discard", QMessageBox::DestructiveRole);
-        box.setDefaultButton(box.addButton(QMessageBox::Cancel));
-        box.exec();
-        if (box.clickedButton() != keep && box.clickedButton() != discard) {
-            return;
+    beginRead([this](std::function<void()> ended) {
+        if (safeHands_.isOn()) {
+            desk_->read(*progress_, std::move(ended));
+        } else {
+            document_->readFromPhone(*progress_, ended);
         }
-        keepsEdits = box.clickedButton() == keep;
-    }
-    beginRead([&](std::function<void()> ended) { desk_->read(keepsEdits, *progress_, std::move(ended)); });
+    });
 }
 
 void CSplitterFrame::readMissing() {
@@ -248,20 +245,6 @@ void CSplitterFrame::review(WriteRequest request) {
     document_->updateAllViews();
 }
 
-void CSplitterFrame::reviewItem(const QString& name, const QString& values) {
-    try {
-        WriteRequest request = requestForOne(*document_, *userInterface_, name.toStdString(), values.toStdString());
-        if (!request.wanted.empty() && !request.wanted.front().item.isWritable()) {
-            showMessageBox(window(), name + " is read-only: it can't be written to the phone.", "Write NV",
-                           MessageIcon::kExclamation);
-            return;
-        }
-        review(std::move(request));
-    } catch (const Calvane::Exception& failure) {
-        showMessageBox(window(), failure.what(), "Exception Thrown!!!", MessageIcon::kError);
-    }
-}
-
 QString CSplitterFrame::reportText() const {
     return busy_ ? QString("Reading...") : QString::fromStdString(desk_->report().line);
 }
@@ -289,6 +272,10 @@ void CSplitterFrame::showPhone() {
 }
 
 void CSplitterFrame::runCommand(CommandId command) {
+    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
+        emit stateChanged();
+        return;
+    }
     if (command == CommandId::kReadFromPhone) {
         readFromPhone();
     } else if (command == CommandId::kReadMissingItems) {
@@ -303,6 +290,27 @@ void CSplitterFrame::runCommand(CommandId command) {
     // While a command waits the panes stay as they are, even if a screen reader moves the focus.
     focusMoved(QApplication::focusWidget());
     emit stateChanged();
+}
+
+bool CSplitterFrame::canRun(CommandId command) const {
+    return guard_->canEdit(command);
+}
+
+bool CSplitterFrame::mayClose(std::function<void()> again) {
+    return guard_->mayClose(std::move(again), [this] { runCommand(CommandId::kWriteChangedToPhone); });
+}
+
+void CSplitterFrame::writeSelectedItem() {
+    const NvItem* item = document_->selectedItem();
+    if (item == nullptr || isWaiting()) {
+        return;
+    }
+    if (!item->isWritable()) {
+        showMessageBox(window(), QString::fromStdString(item->getName()) + " is read-only: it can't be written.",
+                       "Write NV", MessageIcon::kExclamation);
+        return;
+    }
+    review(requestForOne(*document_, *userInterface_, item->getName()));
 }
 
 void CSplitterFrame::runDocumentCommand(CommandId command) {
@@ -357,9 +365,13 @@ void CSplitterFrame::closeWhenIdle() {
 void CSplitterFrame::closeEvent(QCloseEvent* event) {
     if (busy_ || isWaiting()) {
         event->ignore();
-        if (busy_ && !isWaiting()) {
+        if (busy_ && !isWaiting() && (closing_ || mayClose([this] { close(); }))) {
             closeWhenIdle();
         }
+        return;
+    }
+    if (!closing_ && !mayClose([this] { close(); })) {
+        event->ignore();
         return;
     }
     closing_ = true;

@@ -1,5 +1,6 @@
 #include "app/frame/CommandTable.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -25,6 +26,12 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kReviewBeforeWriting, "Show what will be written to the phone, and ask, before it is sent",
                 "", false, false},
     CommandInfo{CommandId::kHelpTopic, "", "", true, false},
+    CommandInfo{CommandId::kUndo, "Undo the last typing or edit", "", true, false},
+    CommandInfo{CommandId::kRedo, "Do again what was undone", "", true, false},
+    CommandInfo{CommandId::kRevertSubField, "Give the sub-field being edited its last known value back", "", true,
+                false},
+    CommandInfo{CommandId::kRevertItem, "Give the selected item its last known values back", "", true, false},
+    CommandInfo{CommandId::kRevertAll, "Give all listed items their last known values back", "", true, false},
     CommandInfo{CommandId::kNew, "Open a new document window", "New", false, false},
     CommandInfo{CommandId::kOpen, "Open a document window with the port that a file names", "Open", false, false},
     CommandInfo{CommandId::kAbout, "Show the program's version", "About", false, false},
@@ -75,8 +82,16 @@ constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
     command("Help Topic", CommandId::kHelpTopic),
 };
-constexpr std::array<MenuInfo, 5> kDocumentMenus{
-    {{"File", kFile}, {"View", kView}, {"Option", kOption}, {"Setting", kSetting}, {"Help", kHelp}}};
+constexpr std::array kEdit{
+    command("Undo", CommandId::kUndo),
+    command("Redo", CommandId::kRedo),
+    kLine,
+    command("Revert Sub-Field", CommandId::kRevertSubField),
+    command("Revert Item", CommandId::kRevertItem),
+    command("Revert All", CommandId::kRevertAll),
+};
+constexpr std::array<MenuInfo, 6> kDocumentMenus{
+    {{"File", kFile}, {"View", kView}, {"Option", kOption}, {"Setting", kSetting}, {"Help", kHelp}, {"Edit", kEdit}}};
 
 constexpr std::array kEmptyFile{
     command("&New\tCtrl+N", CommandId::kNew),
@@ -115,6 +130,16 @@ std::span<const CommandInfo> commandTable() {
 
 std::span<const MenuInfo> documentMenus() {
     return kDocumentMenus;
+}
+
+std::string_view documentMenuText(CommandId id) {
+    for (const MenuInfo& menu : kDocumentMenus) {
+        const auto found = std::ranges::find(menu.entries, id, &MenuEntry::id);
+        if (found != menu.entries.end()) {
+            return found->text;
+        }
+    }
+    return {};
 }
 
 std::span<const MenuInfo> emptyMenus() {

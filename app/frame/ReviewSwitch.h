@@ -2,19 +2,9 @@
 
 #include "app/document/SafeHands.h"
 
-#include <QSettings>
-
-/// The switch "Review Before Writing", on at first and kept in the program's settings. Owned by the main window.
+/// The menu's "Review Before Writing", kept in the program's settings; on at first.
 class ReviewSwitch : public SafeHands {
 public:
-    bool isOn() const override { return isOn_; }
-    void set(bool isOn) {
-        isOn_ = isOn;
-        QSettings().setValue(kSetting, isOn);
-    }
-
-private:
-    static constexpr const char* kSetting = "phone/reviewBeforeWriting";
-
-    bool isOn_ = QSettings().value(kSetting, true).toBool();
+    bool isOn() const override;
+    static void setOn(bool on);
 };

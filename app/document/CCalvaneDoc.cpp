@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <iterator>
 #include <map>
 #include <numeric>
 #include <sstream>
@@ -200,10 +201,30 @@ void CCalvaneDoc::replaceItems(std::vector<NvItem> items, const std::vector<Kept
 
 void CCalvaneDoc::takeItemsFromPhone(std::vector<NvItem> items, workbench::PhoneIdentity phone,
                                      const std::string& comPort) {
+    fileName_.clear();
     const auto edits = editsToKeep();
     baseline_.takeFromPhone(items, std::move(phone), comPort);
     replaceItems(std::move(items), edits);
     updateAllViews();
+}
+
+void CCalvaneDoc::addItemsFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,
+                                    const std::string& comPort) {
+    baseline_.takeFromPhone(items, std::move(phone), comPort);
+    const auto listed = positionsByNumber(nvItems_);
+    std::ranges::copy_if(items, std::back_inserter(nvItems_),
+                         [&](const NvItem& item) { return !listed.contains(item.getId()); });
+    sortItems(sortAlphabetical_);
+}
+
+void CCalvaneDoc::replaceItem(std::size_t position, NvItem item) {
+    nvItems_.at(position) = std::move(item);
+    baseline_.itemsChanged();
+}
+
+void CCalvaneDoc::appendItem(NvItem item) {
+    nvItems_.push_back(std::move(item));
+    baseline_.itemsChanged();
 }
 
 void CCalvaneDoc::readFromPhone(ProgressWindow& progress, const std::function<void()>& ended) {
@@ -273,6 +294,10 @@ void CCalvaneDoc::loadSupportedItems() {
 
 void CCalvaneDoc::resetPhone() {
     runBusy([this] { runWaiting([this] { catalog_->resetPhone(); }); });
+}
+
+bool CCalvaneDoc::connectPhone() {
+    return runBusy([this] { runWaiting([this] { catalog_->getTessraServer()->connect(comPort_); }); });
 }
 
 void CCalvaneDoc::setPhoneOffline() {

@@ -97,12 +97,27 @@ public:
 
     /// Replaces the list by what another reader than readFromPhone() has read, and updates the views.
     void takeItemsFromPhone(std::vector<NvItem> items, workbench::PhoneIdentity phone, const std::string& comPort);
+    /// Adds what such a reader has read to the list, in the list's order. Items that are in it already stay as they
+    /// are.
+    void addItemsFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,
+                           const std::string& comPort);
     /// Whether sub-fields that differ from their last known value keep their own when what is read replaces the list.
     /// False at first.
     void setKeepsEdits(bool keeps) { keepsEdits_ = keeps; }
+    bool keepsEdits() const { return keepsEdits_; }
     /// Gives the first item with the number of `value` all its values, and counts it as changed. False if there is
     /// none.
     bool putItem(const NvItem& value);
+
+    /// Replaces the item at `position`, which must exist, or appends one. Neither counts it as changed, nor updates the
+    /// views.
+    void replaceItem(std::size_t position, NvItem item);
+    void appendItem(NvItem item);
+
+    /// Connects the session to the document's port, and nothing else. False, after a message, where that fails.
+    bool connectPhone();
+    /// For work beside the commands; who may use it when stands above.
+    Calvane& catalog() { return *catalog_; }
 
     /// The last known values of the items. A write outside the document sets them there.
     DocumentBaseline& baseline() { return baseline_; }

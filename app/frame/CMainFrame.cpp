@@ -5,6 +5,7 @@
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/MainStatusBar.h"
+#include "app/frame/ReviewSwitch.h"
 #include "app/frame/Shutdown.h"
 
 #include <QAbstractEventDispatcher>
@@ -67,6 +68,11 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
         disconnect(area_, nullptr, this, nullptr);
     });
     connect(shutdown_, &Shutdown::finished, this, &CMainFrame::closed);
+    connect(statusBar_, &MainStatusBar::reportAsked, this, [this] {
+        if (CSplitterFrame* frame = activeFrame(); frame != nullptr && !CSplitterFrame::isAnyWaiting(*this)) {
+            frame->showReport();
+        }
+    });
     // Panes and commands are brought up to date whenever the program is idle.
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, shutdown_,
@@ -106,6 +112,8 @@ void CMainFrame::makeActions() {
         actions_[id]->setCheckable(true);
         actions_[id]->setChecked(true);
     }
+    actions_[CommandId::kReviewBeforeWriting]->setCheckable(true);
+    actions_[CommandId::kReviewBeforeWriting]->setChecked(ReviewSwitch().isOn());
 }
 
 void CMainFrame::makeKeys() {
@@ -290,8 +298,21 @@ void CMainFrame::refresh() {
             (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
     }
+    if (frame == nullptr || !frame->canReadMissing()) {
+        actions_[CommandId::kReadMissingItems]->setEnabled(false);
+    }
     statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);
+    showPhone(frame);
     statusBar_->showKeyboardLocks();
+}
+
+void CMainFrame::showPhone(CSplitterFrame* frame) {
+    if (frame == nullptr) {
+        statusBar_->showPhone({}, {});
+        return;
+    }
+    frame->showPhone();
+    statusBar_->showPhone(frame->phoneText(), frame->reportText());
 }
 
 void CMainFrame::runCommand(CommandId id) {
@@ -312,6 +333,9 @@ void CMainFrame::runCommand(CommandId id) {
         break;
     case CommandId::kExit:
         close();
+        break;
+    case CommandId::kReviewBeforeWriting:
+        ReviewSwitch::setOn(actions_[id]->isChecked());
         break;
     case CommandId::kViewToolbar:
         toolbar_->setVisible(actions_[id]->isChecked());

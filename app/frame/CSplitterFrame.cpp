@@ -5,6 +5,8 @@
 #include "app/dialogs/ShellOpen.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
+#include "app/review/ItemReportDialog.h"
+#include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
 
@@ -62,8 +64,9 @@ constexpr DocumentCommand kDocumentCommands[] = {
 
 CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory)
     : programDirectory_(programDirectory), userInterface_(std::make_unique<QtUserInterface>(mainWindow)),
-      progress_(std::make_unique<CProgressDlg>(mainWindow)),
-      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)) {
+      progress_(std::make_unique<CProgressDlg>(mainWindow)), watch_(std::make_unique<PhoneWatch>(*userInterface_)),
+      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
+      desk_(std::make_unique<PhoneDesk>(*document_, *userInterface_, *watch_, [this] { emit stateChanged(); })) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
     try {
@@ -72,6 +75,7 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
         delete splitter_; // while the document that its panes look at is still there
         throw;
     }
+    connect(progress_.get(), &CProgressDlg::cancelRequested, this, [this] { desk_->cancel(); });
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* to) { focusMoved(to); });
 }
 
@@ -92,6 +96,7 @@ CSplitterFrame::~CSplitterFrame() {
     delete splitter_;
     guard_.reset();
     history_.reset();
+    desk_.reset();
     document_.reset();
 }
 
@@ -187,11 +192,12 @@ void CSplitterFrame::setBusy(bool busy) {
     emit stateChanged();
 }
 
-void CSplitterFrame::readFromPhone() {
+void CSplitterFrame::beginRead(const std::function<void(std::function<void()> ended)>& read) {
     progress_->setWindowTitle("Processing...");
+    progress_->setCancelOffered(safeHands_.isOn());
     progress_->show();
     setBusy(true);
-    document_->readFromPhone(*progress_, [this] {
+    read([this] {
         progress_->hide();
         setBusy(false);
         emit readEnded();
@@ -201,6 +207,70 @@ void CSplitterFrame::readFromPhone() {
     });
 }
 
+void CSplitterFrame::readFromPhone() {
+    beginRead([this](std::function<void()> ended) {
+        if (safeHands_.isOn()) {
+            desk_->read(*progress_, std::move(ended));
+        } else {
+            document_->readFromPhone(*progress_, ended);
+        }
+    });
+}
+
+void CSplitterFrame::readMissing() {
+    if (canReadMissing()) {
+        beginRead([this](std::function<void()> ended) { desk_->readMissing(*progress_, std::move(ended)); });
+    }
+}
+
+void CSplitterFrame::runConnected(void (*run)(CCalvaneDoc& document)) {
+    if (desk_->connectFirst()) {
+        run(*document_);
+        desk_->askWho();
+    }
+}
+
+void CSplitterFrame::review(WriteRequest request) {
+    if (request.wanted.empty()) {
+        desk_->setReport({"Nothing to be written"});
+        return;
+    }
+    WriteReview review(*document_, *desk_, std::move(request));
+    reviewing_ = true;
+    {
+        ReviewDialog dialog(review, window());
+        dialog.exec();
+    }
+    reviewing_ = false;
+    document_->updateAllViews();
+}
+
+QString CSplitterFrame::reportText() const {
+    return busy_ ? QString("Reading...") : QString::fromStdString(desk_->report().line);
+}
+
+void CSplitterFrame::showReport() {
+    if (busy_) {
+        progress_->show();
+        progress_->raise();
+        return;
+    }
+    ItemReportDialog dialog(desk_->report(), window());
+    if (canReadMissing()) {
+        dialog.addCommand("Read Missing Items");
+    }
+    if (dialog.exec() == QDialog::Accepted) {
+        readMissing();
+    }
+}
+
+void CSplitterFrame::showPhone() {
+    const QString title = QString::fromStdString(desk_->title());
+    if (title != windowTitle()) {
+        setWindowTitle(title);
+    }
+}
+
 void CSplitterFrame::runCommand(CommandId command) {
     if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
         emit stateChanged();
@@ -208,6 +278,8 @@ void CSplitterFrame::runCommand(CommandId command) {
     }
     if (command == CommandId::kReadFromPhone) {
         readFromPhone();
+    } else if (command == CommandId::kReadMissingItems) {
+        readMissing();
     } else if (command == CommandId::kSearch) {
         list_->search();
     } else if (command == CommandId::kHelpTopic) {
@@ -230,14 +302,15 @@ bool CSplitterFrame::mayClose(std::function<void()> again) {
 
 void CSplitterFrame::writeSelectedItem() {
     const NvItem* item = document_->selectedItem();
-    if (item == nullptr) {
+    if (item == nullptr || isWaiting()) {
         return;
     }
-    std::string values;
-    for (const auto& subItem : item->getSubItems()) {
-        values += (values.empty() ? "" : ",") + subItem.value;
+    if (!item->isWritable()) {
+        showMessageBox(window(), QString::fromStdString(item->getName()) + " is read-only: it can't be written.",
+                       "Write NV", MessageIcon::kExclamation);
+        return;
     }
-    document_->writeItem(item->getName(), values);
+    review(requestForOne(*document_, *userInterface_, item->getName()));
 }
 
 void CSplitterFrame::runDocumentCommand(CommandId command) {
@@ -253,7 +326,17 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
         if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
-        known.run(*document_);
+        if (!safeHands_.isOn()) {
+            known.run(*document_);
+        } else if (command == CommandId::kWriteChangedToPhone) {
+            review(requestForChanged(*document_, *userInterface_));
+        } else if (command == CommandId::kWriteListedToPhone) {
+            review(requestForListed(*document_, *userInterface_));
+        } else if (command == CommandId::kResetPhone || command == CommandId::kOfflineMode) {
+            runConnected(known.run);
+        } else {
+            known.run(*document_);
+        }
     }
 }
 
@@ -268,6 +351,7 @@ void CSplitterFrame::closeWhenIdle() {
     progress_->hide();
     if (busy_) {
         document_->cancelRead();
+        desk_->cancel();
         hide();
         if (mdiArea() != nullptr) {
             mdiArea()->activateNextSubWindow();

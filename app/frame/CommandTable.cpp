@@ -20,7 +20,11 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kCustomizedList, "", "Create your customized NV item list", true, true},
     CommandInfo{CommandId::kResetPhone, "", "Reset Phone", true, true},
     CommandInfo{CommandId::kOfflineMode, "", "", true, false},
+    CommandInfo{CommandId::kReadMissingItems, "Read the items that the last read from the phone left out", "", true,
+                true},
     CommandInfo{CommandId::kComport, "", "Comport configuration", true, true},
+    CommandInfo{CommandId::kReviewBeforeWriting, "Show what will be written to the phone, and ask, before it is sent",
+                "", false, false},
     CommandInfo{CommandId::kHelpTopic, "", "", true, false},
     CommandInfo{CommandId::kUndo, "Undo the last typing or edit", "", true, false},
     CommandInfo{CommandId::kRedo, "Do again what was undone", "", true, false},
@@ -67,8 +71,13 @@ constexpr std::array kOption{
     command("Customized NV Item List", CommandId::kCustomizedList),
     command("Reset Phone", CommandId::kResetPhone),
     command("Offline Mode", CommandId::kOfflineMode),
+    kLine,
+    command("Read Missing Items", CommandId::kReadMissingItems),
 };
-constexpr std::array kSetting{command("Comport", CommandId::kComport)};
+constexpr std::array kSetting{
+    command("Comport", CommandId::kComport),
+    command("Review Before Writing", CommandId::kReviewBeforeWriting),
+};
 constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
     command("Help Topic", CommandId::kHelpTopic),

@@ -24,6 +24,8 @@ enum class CommandId : std::uint32_t {
     kRevertSubField = 32801,
     kRevertItem = 32802,
     kRevertAll = 32803,
+    kReadMissingItems = 32810,
+    kReviewBeforeWriting = 32811,
     kNew = 57600,
     kOpen = 57601,
     kRecentFiles = 57616,

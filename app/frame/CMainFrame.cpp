@@ -5,6 +5,7 @@
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/MainStatusBar.h"
+#include "app/frame/ReviewSwitch.h"
 #include "app/frame/Shutdown.h"
 
 #include <QAbstractEventDispatcher>
@@ -12,7 +13,6 @@
 #include <QCloseEvent>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QScreen>
@@ -68,6 +68,11 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
         disconnect(area_, nullptr, this, nullptr);
     });
     connect(shutdown_, &Shutdown::finished, this, &CMainFrame::closed);
+    connect(statusBar_, &MainStatusBar::reportAsked, this, [this] {
+        if (CSplitterFrame* frame = activeFrame(); frame != nullptr && !CSplitterFrame::isAnyWaiting(*this)) {
+            frame->showReport();
+        }
+    });
     // Panes and commands are brought up to date whenever the program is idle.
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, shutdown_,
@@ -101,10 +106,14 @@ void CMainFrame::makeActions() {
     }
     actions_[CommandId::kNew]->setShortcut(QKeySequence("Ctrl+N"));
     actions_[CommandId::kOpen]->setShortcut(QKeySequence("Ctrl+O"));
+    actions_[CommandId::kUndo]->setShortcuts({QKeySequence("Ctrl+Z"), QKeySequence("Alt+Backspace")});
+    actions_[CommandId::kRedo]->setShortcuts({QKeySequence("Ctrl+Y"), QKeySequence("Ctrl+Shift+Z")});
     for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {
         actions_[id]->setCheckable(true);
         actions_[id]->setChecked(true);
     }
+    actions_[CommandId::kReviewBeforeWriting]->setCheckable(true);
+    actions_[CommandId::kReviewBeforeWriting]->setChecked(ReviewSwitch().isOn());
 }
 
 void CMainFrame::makeKeys() {
@@ -115,12 +124,6 @@ void CMainFrame::makeKeys() {
         connect(action, &QAction::triggered, this, run);
         addAction(action);
     };
-    // Edit boxes know the other keys of the standard set.
-    addKeys("edit_undo", {QKeySequence("Alt+Backspace")}, [] {
-        if (auto* box = qobject_cast<QLineEdit*>(QApplication::focusWidget())) {
-            box->undo();
-        }
-    });
     addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
     // Of two panes the next is also the previous one.
     addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
@@ -291,11 +294,25 @@ void CMainFrame::refresh() {
     }
     for (const CommandInfo& info : commandTable()) {
         const bool available =
-            !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
+            !info.needsDocument ||
+            (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
     }
+    if (frame == nullptr || !frame->canReadMissing()) {
+        actions_[CommandId::kReadMissingItems]->setEnabled(false);
+    }
     statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);
+    showPhone(frame);
     statusBar_->showKeyboardLocks();
+}
+
+void CMainFrame::showPhone(CSplitterFrame* frame) {
+    if (frame == nullptr) {
+        statusBar_->showPhone({}, {});
+        return;
+    }
+    frame->showPhone();
+    statusBar_->showPhone(frame->phoneText(), frame->reportText());
 }
 
 void CMainFrame::runCommand(CommandId id) {
@@ -316,6 +333,9 @@ void CMainFrame::runCommand(CommandId id) {
         break;
     case CommandId::kExit:
         close();
+        break;
+    case CommandId::kReviewBeforeWriting:
+        ReviewSwitch::setOn(actions_[id]->isChecked());
         break;
     case CommandId::kViewToolbar:
         toolbar_->setVisible(actions_[id]->isChecked());

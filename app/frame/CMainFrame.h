@@ -62,6 +62,7 @@ private:
     void fillRecentFiles(QMenu* menu);
     void activated(QMdiSubWindow* window);
     void showTitle(bool withDocument);
+    void showPhone(CSplitterFrame* frame);
     void restorePlaces();
     void savePlaces();
 

@@ -2,6 +2,7 @@
 
 #include "app/document/CCalvaneDoc.h"
 #include "app/frame/KeyboardLocks.h"
+#include "app/frame/StatusButton.h"
 #include "app/frame/StatusPane.h"
 
 #include <QApplication>
@@ -15,10 +16,12 @@ namespace {
 constexpr int kLogoPaneId = 103;
 constexpr int kFilePaneId = 102;
 constexpr int kPortPaneId = 101;
+constexpr int kPhonePaneId = 104;
 constexpr int kMinimumHeight = 26;
 constexpr QSize kLogoSize{119, 26};
 constexpr int kFilePaneWidth = 500;
 constexpr int kPortPaneWidth = 50;
+constexpr int kPhonePaneWidth = 119;
 constexpr int kIndicatorMargin = 12;
 
 } // namespace
@@ -38,6 +41,14 @@ MainStatusBar::MainStatusBar(QWidget* parent) : QStatusBar(parent) {
     capsPane_ = addIndicator("CAP");
     numPane_ = addIndicator("NUM");
     scrollPane_ = addIndicator("SCRL");
+    phonePane_ = new StatusPane(kPhonePaneId, "", kPhonePaneWidth, this);
+    phonePane_->setAccessibleName("Phone");
+    phonePane_->setWholeTextShown();
+    addPermanentWidget(phonePane_);
+    reportButton_ = new StatusButton(this);
+    reportButton_->setObjectName("report");
+    connect(reportButton_, &StatusButton::clicked, this, &MainStatusBar::reportAsked);
+    addPermanentWidget(reportButton_);
     qApp->installEventFilter(this);
 }
 
@@ -58,6 +69,11 @@ void MainStatusBar::showDocument(const CCalvaneDoc* document) {
     portPane_->setEnabled(document != nullptr);
     filePane_->setFullText(document != nullptr ? QString::fromStdString(document->fileName()) : QString());
     portPane_->setFullText(document != nullptr ? QString::fromStdString(document->comPort()) : QString());
+}
+
+void MainStatusBar::showPhone(const QString& phone, const QString& report) {
+    phonePane_->setFullText(phone);
+    reportButton_->setFullText(report);
 }
 
 void MainStatusBar::setPrompt(const QString& prompt) {

@@ -2,6 +2,7 @@
 
 #include "tests/app/WindowFixture.h"
 
+#include <QDialogButtonBox>
 #include <QMessageBox>
 
 namespace {
@@ -48,6 +49,16 @@ protected:
     void key(int row, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         focusBack();
         QTest::keyClick(&edit(row), key, modifiers);
+    }
+    /// Presses Write in the next review, and closes it when it has ended.
+    void writeReviewed() {
+        whenAsked([](QWidget* window) {
+            const auto isIdle = [&] { return window->findChild<QWidget*>("review_progress")->isHidden(); };
+            EXPECT_TRUE(QTest::qWaitFor(isIdle, 30000));
+            window->findChild<QPushButton*>("review_write")->click();
+            EXPECT_TRUE(QTest::qWaitFor(isIdle, 30000));
+            window->close();
+        });
     }
     void settleEvents() {
         QTest::qWait(1); // what was posted
@@ -281,6 +292,23 @@ TEST_F(Edits, AreAskedAboutBeforeTheWindowCloses) {
     answer("Discard");
     key(1, Qt::Key_Escape);
     EXPECT_TRUE(QTest::qWaitFor([&] { return window().activeFrame() == nullptr; }));
+}
+
+TEST_F(Edits, LoseTheirMarksByAVerifiedWriteAndGetThemBackByUndo) {
+    type(0, "66");
+    writeReviewed();
+    run(CommandId::kWriteChangedToPhone);
+    EXPECT_EQ(marked(), std::vector<int>());
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(marked(), std::vector<int>{10});
+    whenAsked([this](QWidget* box) {
+        writeReviewed();
+        QTest::mouseClick(box->findChild<QDialogButtonBox*>()->buttons().value(0), Qt::LeftButton);
+    });
+    window().close();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window().isVisible(); }));
+    EXPECT_EQ(numbersWritten(), (std::vector<int>{10, 40, 10, 40})) << "written before it was left";
 }
 
 TEST_F(Edits, AnItemThatIsGoneLeavesAnEmptyEditor) {

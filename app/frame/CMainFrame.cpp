@@ -63,6 +63,7 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
     connect(shutdown_, &Shutdown::postponed, statusBar_,
             [this] { statusBar_->setNotice("Calvane closes when the running command has ended."); });
+    connect(shutdown_, &Shutdown::refused, statusBar_, [this] { statusBar_->setNotice(""); });
     connect(shutdown_, &Shutdown::started, this, [this] {
         savePlaces();
         disconnect(area_, nullptr, this, nullptr);

@@ -166,8 +166,8 @@ void CNvParam::makeRow() {
     const std::size_t index = rows_.size();
     // One line that scrolls sideways: no value needs a second one, and half a value is never hidden below the box.
     rows_.emplace_back(form_, static_cast<int>(index));
-    const EditorRow& row = rows_.back();
-    row.edit().setPalette(editPalette_);
+    EditorRow& row = rows_.back();
+    row.setEditPalette(editPalette_);
     QWidget::setTabOrder(index == 0 ? hexBox_ : static_cast<QWidget*>(&rows_[index - 1].edit()), &row.edit());
     connect(&row.edit(), &QLineEdit::returnPressed, this, [this, index] { takeTyped(index); });
     connect(&row.edit(), &SubFieldEdit::dropped, this, [this, index] { dropTyped(index); });

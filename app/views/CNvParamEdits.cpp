@@ -175,8 +175,8 @@ void CNvParam::showNotice() {
         header_->showNotice({});
         return;
     }
-    const QString waits = waiting_.run ? waiting_.name + " waits: " : QString();
-    header_->showNotice(waits + held->hint() + "; Esc drops it");
+    const QString waits = waiting_.run ? " " + waiting_.name + " waits." : QString();
+    header_->showNotice(held->hint() + ". Esc drops it." + waits);
 }
 
 std::vector<std::string> CNvParam::judgeRows(const std::vector<SubItem>& subItems) {

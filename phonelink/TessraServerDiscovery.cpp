@@ -70,6 +70,21 @@ std::vector<PhoneRecord> TessraServer::waitForActivePhone() {
     return activePhones_;
 }
 
+std::string TessraServer::portProblem(const std::string& comPort) {
+    const kernel::MutexLock guard(sessionLock_);
+    portProblem_.clear();
+    if (initialized_) {
+        runOnWorker(&TessraServer::portProblemImpl, reinterpret_cast<std::uintptr_t>(&comPort));
+    }
+    return portProblem_;
+}
+
+void TessraServer::portProblemImpl(std::uintptr_t comPort) {
+    recordServerFailures("TessraServer::portProblemImpl", kUnknownException, [this, comPort] {
+        portProblem_ = link_->portProblem(*reinterpret_cast<const std::string*>(comPort));
+    });
+}
+
 void TessraServer::connectWithTimeoutAndComPortImpl(std::uintptr_t comPort) {
     waitForActivePhoneImpl();
     if (errorPending_) {

@@ -21,6 +21,9 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kOfflineMode, "", "", true, false},
     CommandInfo{CommandId::kComport, "", "Comport configuration", true, true},
     CommandInfo{CommandId::kHelpTopic, "", "", true, false},
+    CommandInfo{CommandId::kNextWindow, "Go to the next document window", "", true, false},
+    CommandInfo{CommandId::kPreviousWindow, "Go to the document window before", "", true, false},
+    CommandInfo{CommandId::kCloseWindow, "Close the document window", "", true, false},
     CommandInfo{CommandId::kNew, "Open a new document window", "New", false, false},
     CommandInfo{CommandId::kOpen, "Open a document window with the port that a file names", "Open", false, false},
     CommandInfo{CommandId::kAbout, "Show the program's version", "About", false, false},
@@ -55,6 +58,9 @@ constexpr std::array kView{
     command("Alphabetical", CommandId::kSortAlphabetical),
     MenuEntry{kEndOfSubmenu, ""},
     command("Search", CommandId::kSearch),
+    kLine,
+    command("Toolbar", CommandId::kViewToolbar),
+    command("Status Bar", CommandId::kViewStatusBar),
 };
 constexpr std::array kOption{
     command("Customized NV Item List", CommandId::kCustomizedList),
@@ -62,12 +68,23 @@ constexpr std::array kOption{
     command("Offline Mode", CommandId::kOfflineMode),
 };
 constexpr std::array kSetting{command("Comport", CommandId::kComport)};
+constexpr std::array kWindow{
+    command("Next", CommandId::kNextWindow),
+    command("Previous", CommandId::kPreviousWindow),
+    command("Close", CommandId::kCloseWindow),
+    kLine,
+    MenuEntry{kWindowList, ""},
+};
 constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
     command("Help Topic", CommandId::kHelpTopic),
 };
-constexpr std::array<MenuInfo, 5> kDocumentMenus{
-    {{"File", kFile}, {"View", kView}, {"Option", kOption}, {"Setting", kSetting}, {"Help", kHelp}}};
+constexpr std::array<MenuInfo, 6> kDocumentMenus{{{"File", kFile},
+                                                  {"View", kView},
+                                                  {"Option", kOption},
+                                                  {"Setting", kSetting},
+                                                  {"Window", kWindow},
+                                                  {"Help", kHelp}}};
 
 constexpr std::array kEmptyFile{
     command("&New\tCtrl+N", CommandId::kNew),

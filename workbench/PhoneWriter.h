@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,48 +26,56 @@ struct WriteResult {
     std::size_t row = 0; ///< in the plan
     std::uint16_t number = 0;
     WriteState state = WriteState::kNotTried;
-    std::uint16_t status = 0; ///< the phone's NV status, where it answered
-    std::string reason;       ///< for kRefused and kNotKnown
-    std::optional<ItemData> readBack;
+    std::uint16_t status = 0;              ///< the phone's NV status, where it answered
+    std::string reason = {};               ///< for all but kVerified, where there is more to say than the state does
+    std::optional<ItemData> readBack = {}; ///< what the phone had when it was last read back
 };
 
 struct WriteReport {
-    PhoneIdentity phone;
+    PhoneIdentity phone = {}; ///< the plan's, as it last told
     std::string comPort;
-    std::chrono::system_clock::time_point when;
-    std::vector<WriteResult> results; ///< one for each row that was to be written
+    std::chrono::system_clock::time_point when = {}; ///< the begin of the write, or of the last retry
+    std::vector<WriteResult> results = {};           ///< one for each row that was to be written
     bool cancelled = false;
-    bool otherPhone = false; ///< another phone than the plan's answers: nothing was sent to it
-    std::string failure;     ///< why the write ended before its end; empty where it did not
+    /// Another phone than the plan's answers, or one that can't be told from others: nothing was sent to it.
+    bool otherPhone = false;
+    std::string failure = {}; ///< why the write ended before its end; empty where it did not
 
     std::size_t count(WriteState state) const;
     /// Every row is verified.
     bool isDone() const;
-    /// "3 written and verified, 1 refused, 2 not tried"; parts with 0 are left out.
+    /// "3 written and verified, 1 refused, 2 read back different, 1 not known, 2 not tried"; parts with 0 are left out.
+    /// "nothing written" without results.
     std::string summary() const;
 };
 
 struct WriteOptions {
+    /// Also after an item that reads back different, or is not known. A phone that has left ends every write.
     bool goOnAfterRefusal = false;
+    std::set<std::uint16_t> toleratedNumbers = {}; ///< a refusal of these does not end the write either
+    /// The phone goes offline before the first item, also where there is none, and again after each silence.
     bool offlineFirst = false;
     bool verifyAfterReset = false; ///< resets the phone at the end and reads everything back once more
     unsigned repeats = 5;          ///< of reads
     std::uint32_t returnMs = 5000; ///< how long a phone that has left is waited for
-    /// The user has agreed to a phone that tells no serial number.
+    /// The user has agreed to a phone that tells no serial number. After a silence it can't be told from another one:
+    /// the write ends, and a retry needs the user's consent again.
     bool unknownPhoneAllowed = false;
 };
 
 /// Carries a plan out: item by item, each read back and compared in all its bytes. The phone is asked who it is before
 /// the first item and after each silence; nothing is sent to another one. Something that may have reached the phone is
-/// never sent again before it has been read back.
+/// never sent again before it has been read back, and then once more at most.
 ///
-/// Runs on the caller's thread; nobody else uses the session meanwhile. Failures as those of PhoneReader.
+/// The plan outlives the writer; between two runs its rows may be unticked. Runs on the caller's thread; nobody else
+/// uses the session meanwhile. Failures as those of PhoneReader.
 class PhoneWriter {
 public:
     PhoneWriter(TessraServer& session, const WritePlan& plan, WriteOptions options = {});
 
     WriteReport write(const WorkControl& control = {});
-    /// Tries the rows of `report` again that are not verified; what is not known is read back first.
+    /// Tries the rows of `report` again that are not verified and still ticked in the plan. One that is not known is
+    /// read back first, and not sent where that shows other bytes than those from before the write.
     void retry(WriteReport& report, const WorkControl& control = {});
 
 private:

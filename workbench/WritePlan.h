@@ -44,7 +44,7 @@ struct PlanRow {
 struct WritePlan {
     PhoneIdentity phone;
     std::string comPort;
-    std::vector<PlanRow> rows; ///< in the order in which they are written
+    std::vector<PlanRow> rows = {}; ///< in the order in which they are written
 
     std::size_t count(LeftOut leftOut) const;
     /// "3 to be written, 160 equal, 44 without a value left out, 16 read-only left out, 2 not ticked"; parts with 0 are

@@ -77,7 +77,8 @@ public:
     /// Looks once and answers the phones that the service sees, in the order of their ports.
     virtual std::vector<PhoneRecord> waitForActivePhone();
     /// Why `comPort` can't be used, such as "/dev/ttyUSB0: can't be opened: Permission denied", for whoever has to tell
-    /// of a failure there; empty where the service knows of nothing, or has not been attached. Sends no packet.
+    /// of a failure there; empty where the service knows of nothing or has not been attached, and while another caller
+    /// has the session. Sends no packet.
     std::string portProblem(const std::string& comPort);
 
     /// Sends one packet of `requestLength` bytes (256 at most) and waits up to `timeoutMs` for the answer.

@@ -71,7 +71,12 @@ std::vector<PhoneRecord> TessraServer::waitForActivePhone() {
 }
 
 std::string TessraServer::portProblem(const std::string& comPort) {
+    // Whoever has a failure to tell is not kept waiting by another caller, who has the phone then.
+    if (sessionLock_.wait(0) != kernel::WaitResult::kSignalled) {
+        return {};
+    }
     const kernel::MutexLock guard(sessionLock_);
+    sessionLock_.release(); // the lock counts its owner's waits
     portProblem_.clear();
     if (initialized_) {
         runOnWorker(&TessraServer::portProblemImpl, reinterpret_cast<std::uintptr_t>(&comPort));

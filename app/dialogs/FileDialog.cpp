@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QLineEdit>
+#include <QScreen>
 #include <QSettings>
 #include <QStringList>
 #include <QTreeView>
@@ -80,6 +81,8 @@ public:
             files->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
             files->header()->setSectionResizeMode(0, QHeaderView::Stretch);
         }
+        const int em = fontMetrics().height();
+        resize(QSize(56 * em, 30 * em).boundedTo(screen()->availableSize() * 0.9));
     }
 
 protected:

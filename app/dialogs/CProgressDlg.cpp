@@ -4,6 +4,7 @@
 #include <QEvent>
 #include <QLineEdit>
 #include <QProgressBar>
+#include <QPushButton>
 #include <array>
 #include <span>
 
@@ -11,10 +12,12 @@ namespace {
 
 constexpr int kBarId = 1015;
 constexpr int kTextId = 1016;
+constexpr int kCancelId = 1030; ///< not the id that closes a dialog: closing the window ends no read
 
-constexpr std::array<DialogControl, 2> kControls{{
+constexpr std::array<DialogControl, 3> kControls{{
     {kTextId, ControlKind::kEdit, "", 7, 7, 280, 14, kReadOnly},
     {kBarId, ControlKind::kProgressBar, "", 7, 29, 280, 21},
+    {kCancelId, ControlKind::kPushButton, "Cancel", 237, 51, 50, 14},
 }};
 constexpr DialogTemplate kTemplate{137, "Reading NV From Phone", 294, 66, kControls};
 
@@ -29,7 +32,10 @@ constexpr auto kLinesAdded = static_cast<QEvent::Type>(QEvent::User + 1);
 } // namespace
 
 CProgressDlg::CProgressDlg(QWidget* mainWindow)
-    : TemplateDialog(kTemplate, mainWindow), bar_(item<QProgressBar>(kBarId)), text_(item<QLineEdit>(kTextId)) {
+    : TemplateDialog(kTemplate, mainWindow), bar_(item<QProgressBar>(kBarId)), text_(item<QLineEdit>(kTextId)),
+      cancel_(item<QPushButton>(kCancelId)) {
+    cancel_.hide();
+    connect(&cancel_, &QPushButton::clicked, this, &CProgressDlg::cancelRequested);
     setModal(false);
     pause_.setSingleShot(true);
     connect(&pause_, &QTimer::timeout, this, &CProgressDlg::showLines);
@@ -41,6 +47,10 @@ void CProgressDlg::addLine(std::string line) {
     if (lines_.push(std::move(line))) {
         QCoreApplication::postEvent(this, new QEvent(kLinesAdded));
     }
+}
+
+void CProgressDlg::setCancelOffered(bool offered) {
+    cancel_.setVisible(offered);
 }
 
 void CProgressDlg::setVisible(bool visible) {

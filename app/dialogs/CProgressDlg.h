@@ -7,6 +7,7 @@
 
 class QLineEdit;
 class QProgressBar;
+class QPushButton;
 
 /// The window that shows how far a read from the phone has come: each line in its edit box, its numbers in the bar.
 ///
@@ -24,6 +25,12 @@ public:
 
     void setVisible(bool visible) override;
 
+    /// Whether the window has a button that ends the read. None at first.
+    void setCancelOffered(bool offered);
+
+signals:
+    void cancelRequested();
+
 protected:
     void customEvent(QEvent* event) override;
 
@@ -33,6 +40,7 @@ private:
 
     QProgressBar& bar_;
     QLineEdit& text_;
+    QPushButton& cancel_;
     QTimer pause_; ///< runs after lines were shown; those that come meanwhile wait for its end
     ProgressQueue lines_;
 };

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <iterator>
+#include <map>
 #include <numeric>
 #include <sstream>
 
@@ -25,6 +27,17 @@ constexpr const char* kNoDateListed = "Fail to read NV_RF_NV_LOADED_DATE_I from 
 bool isPipe(const std::filesystem::path& path) {
     std::error_code ignored;
     return std::filesystem::is_fifo(path, ignored);
+}
+
+using PositionsByNumber = std::map<std::uint16_t, std::size_t>;
+
+/// Of two items with one number the first counts.
+PositionsByNumber positionsByNumber(const std::vector<NvItem>& items) {
+    PositionsByNumber positions;
+    for (std::size_t position = 0; position < items.size(); ++position) {
+        positions.emplace(items[position].getId(), position);
+    }
+    return positions;
 }
 
 } // namespace
@@ -124,6 +137,12 @@ std::size_t CCalvaneDoc::positionOf(std::string_view name) const {
     return static_cast<std::size_t>(found - nvItems_.begin());
 }
 
+std::size_t CCalvaneDoc::positionOf(std::uint16_t number) const {
+    const auto found =
+        std::find_if(nvItems_.begin(), nvItems_.end(), [&](const NvItem& item) { return item.getId() == number; });
+    return static_cast<std::size_t>(found - nvItems_.begin());
+}
+
 bool CCalvaneDoc::runGuarded(const std::function<void()>& command) {
     try {
         command();
@@ -174,10 +193,53 @@ void CCalvaneDoc::showWarning(const std::string& text) {
     userInterface_.showMessage(text, "Calvane", MessageIcon::kExclamation);
 }
 
-void CCalvaneDoc::replaceItems(std::vector<NvItem> items) {
+std::vector<KeptEdit> CCalvaneDoc::editsToKeep() {
+    for (DocumentView* view : views_) {
+        view->onListToBeReplaced();
+    }
+    return keepsEdits_ ? baseline_.edits(nvItems_) : std::vector<KeptEdit>();
+}
+
+void CCalvaneDoc::replaceItems(std::vector<NvItem> items, const std::vector<KeptEdit>& edits) {
     nvItems_ = std::move(items);
     changedItems_.clear();
     listChanged_ = true;
+    baseline_.itemsChanged();
+    const auto positions = edits.empty() ? PositionsByNumber() : positionsByNumber(nvItems_);
+    for (const KeptEdit& edit : edits) {
+        const auto found = positions.find(edit.edited.getId());
+        if (found != positions.end() && edit.giveTo(nvItems_[found->second])) {
+            changedItems_.insert(found->second);
+        }
+    }
+}
+
+void CCalvaneDoc::takeItemsFromPhone(std::vector<NvItem> items, workbench::PhoneIdentity phone,
+                                     const std::string& comPort) {
+    fileName_.clear();
+    const auto edits = editsToKeep();
+    baseline_.takeFromPhone(items, std::move(phone), comPort);
+    replaceItems(std::move(items), edits);
+    updateAllViews();
+}
+
+void CCalvaneDoc::addItemsFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,
+                                    const std::string& comPort) {
+    baseline_.takeFromPhone(items, std::move(phone), comPort);
+    const auto listed = positionsByNumber(nvItems_);
+    std::ranges::copy_if(items, std::back_inserter(nvItems_),
+                         [&](const NvItem& item) { return !listed.contains(item.getId()); });
+    sortItems(sortAlphabetical_);
+}
+
+void CCalvaneDoc::replaceItem(std::size_t position, NvItem item) {
+    nvItems_.at(position) = std::move(item);
+    baseline_.itemsChanged();
+}
+
+void CCalvaneDoc::appendItem(NvItem item) {
+    nvItems_.push_back(std::move(item));
+    baseline_.itemsChanged();
 }
 
 void CCalvaneDoc::readFromPhone(ProgressWindow& progress, const std::function<void()>& ended) {
@@ -208,8 +270,7 @@ void CCalvaneDoc::finishRead(PhoneReadResult& result, const std::function<void()
         userInterface_.showMessage(workbench::shownMessage(*result.failure, {}, result.reason), kExceptionCaption,
                                    MessageIcon::kError);
     } else if (!result.cancelled) {
-        replaceItems(std::move(result.items));
-        updateAllViews();
+        takeItemsFromPhone(std::move(result.items), {}, comPort_);
     }
     ended();
 }
@@ -229,14 +290,16 @@ void CCalvaneDoc::readFromMoxFile() {
     std::vector<NvItem> items;
     const auto readFile = [&] { items = catalog_->getNvItemFrompMoxFile(*path); };
     if (runBusy([&] { runWaiting(readFile); })) {
-        replaceItems(std::move(items));
+        const auto edits = editsToKeep();
+        baseline_.takeFromFile(items, *path, std::nullopt);
+        replaceItems(std::move(items), edits);
         updateAllViews();
     }
 }
 
 void CCalvaneDoc::readSupportedItems() {
     fileName_.clear();
-    if (runBusy([this] { replaceItems(catalog_->getSupportedNvItems()); })) {
+    if (runBusy([this] { replaceItems(catalog_->getSupportedNvItems(), editsToKeep()); })) {
         postUpdateAllViews();
     }
 }
@@ -247,6 +310,10 @@ void CCalvaneDoc::loadSupportedItems() {
 
 void CCalvaneDoc::resetPhone() {
     runBusy([this] { runOnPhone([this] { catalog_->resetPhone(); }); });
+}
+
+bool CCalvaneDoc::connectPhone() {
+    return runBusy([this] { runWaiting([this] { catalog_->getTessraServer()->connect(comPort_); }); });
 }
 
 void CCalvaneDoc::setPhoneOffline() {
@@ -268,10 +335,25 @@ void CCalvaneDoc::customizeList() {
     loadSupportedItems();
     auto customized = userInterface_.askCustomizedList(supportedItems_, nvItems_);
     if (customized) {
-        replaceItems(std::move(*customized));
+        takeCustomizedList(std::move(*customized));
         updateAllViews();
     }
     sortItems(sortAlphabetical_);
+}
+
+void CCalvaneDoc::takeCustomizedList(std::vector<NvItem> items) {
+    std::set<std::size_t> changed;
+    const auto positions = positionsByNumber(items);
+    for (const std::size_t position : changedItems_) {
+        const NvItem& edited = nvItems_[position];
+        const auto found = positions.find(edited.getId());
+        // An item that was taken out and in again has the catalog's values, so it is no longer an edited one.
+        if (found != positions.end() && std::ranges::equal(items[found->second].rawData(), edited.rawData())) {
+            changed.insert(found->second);
+        }
+    }
+    replaceItems(std::move(items), {});
+    changedItems_ = std::move(changed);
 }
 
 void CCalvaneDoc::sortItems(bool alphabetical) {
@@ -304,11 +386,23 @@ void CCalvaneDoc::setItemData(std::size_t position, const std::string& values) {
     NvItem item = nvItems_.at(position); // a copy, as texts before one that doesn't fit are stored at once
     item.setData(values);
     nvItems_[position] = std::move(item);
+    baseline_.itemsChanged();
 }
 
 void CCalvaneDoc::storeItemData(std::size_t index, const std::string& values) {
     setItemData(index, values);
     changedItems_.insert(index);
+}
+
+bool CCalvaneDoc::putItem(const NvItem& value) {
+    const std::size_t position = positionOf(value.getId());
+    if (position == nvItems_.size()) {
+        return false;
+    }
+    nvItems_[position] = value;
+    changedItems_.insert(position);
+    baseline_.itemsChanged();
+    return true;
 }
 
 void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const char* failureCaption) {
@@ -333,6 +427,7 @@ void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const char* failure
     }
     item->setData(stamp);
     items.push_back(std::move(*item));
+    baseline_.itemsChanged();
 }
 
 void CCalvaneDoc::writeToPhone(const std::vector<NvItem>& items) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/document/DocumentBaseline.h"
 #include "app/document/PhoneRead.h"
 #include "app/document/UserInterface.h"
 #include "engine/Calvane.h"
@@ -18,6 +19,8 @@ class DocumentView {
 public:
     virtual ~DocumentView() = default;
     virtual void onUpdate() = 0;
+    /// The list is about to be replaced by what was read. What is still to be stored in it must be stored now.
+    virtual void onListToBeReplaced() {}
 };
 
 /// The one kind of document: the items that the user works on, the catalog from which they come, and every command that
@@ -92,10 +95,40 @@ public:
     /// Stores the values in the first item named `name` and writes that item to the phone. False if there is none.
     bool writeItem(const std::string& name, const std::string& values);
 
+    /// Replaces the list by what another reader than readFromPhone() has read, and updates the views.
+    void takeItemsFromPhone(std::vector<NvItem> items, workbench::PhoneIdentity phone, const std::string& comPort);
+    /// Adds what such a reader has read to the list, in the list's order. Items that are in it already stay as they
+    /// are.
+    void addItemsFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,
+                           const std::string& comPort);
+    /// Whether sub-fields that differ from their last known value keep their own when what is read replaces the list.
+    /// False at first.
+    void setKeepsEdits(bool keeps) { keepsEdits_ = keeps; }
+    bool keepsEdits() const { return keepsEdits_; }
+    /// Gives the first item with the number of `value` all its values, and counts it as changed. False if there is
+    /// none.
+    bool putItem(const NvItem& value);
+
+    /// Replaces the item at `position`, which must exist, or appends one. Neither counts it as changed, nor updates the
+    /// views.
+    void replaceItem(std::size_t position, NvItem item);
+    void appendItem(NvItem item);
+
+    /// Connects the session to the document's port, and nothing else. False, after a message, where that fails.
+    bool connectPhone();
+    /// For work beside the commands; who may use it when stands above.
+    Calvane& catalog() { return *catalog_; }
+
+    /// The last known values of the items. A write outside the document sets them there.
+    DocumentBaseline& baseline() { return baseline_; }
+    const DocumentBaseline& baseline() const { return baseline_; }
+    /// How many items of the list differ from their last known value.
+    std::size_t changedCount() const { return baseline_.changedCount(nvItems_); }
+
     const std::vector<NvItem>& nvItems() const { return nvItems_; }
     const std::vector<NvItem>& pendingWrite() const { return pendingWrite_; }
     /// Positions in nvItems() of the items that the editor has stored, ascending. They follow their items when the list
-    /// is ordered anew or extended, and are forgotten when it is replaced.
+    /// is ordered anew, customized or extended, and are forgotten when it is replaced without keeping edits.
     const std::set<std::size_t>& changedItems() const { return changedItems_; }
     /// Position in nvItems() of the item that the editor shows; -1 for none. It stays when the list is replaced, so it
     /// may lie outside: see selectedItem().
@@ -128,12 +161,17 @@ private:
     void showFailure(const std::exception& failure, const char* caption = kExceptionCaption);
     void showWarning(const std::string& text);
     void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
-    void replaceItems(std::vector<NvItem> items);
+    /// The edits that stay when the list is replaced. Asked for before the baseline changes.
+    std::vector<KeptEdit> editsToKeep();
+    void replaceItems(std::vector<NvItem> items, const std::vector<KeptEdit>& edits);
+    /// Replaces the list by one that was built out of it and the catalog.
+    void takeCustomizedList(std::vector<NvItem> items);
     /// Updates the views some time later, if the document still exists then.
     void postUpdateAllViews();
 
-    /// The position in nvItems_ of the first item named `name`; the list's size where there is none.
+    /// The position in nvItems_ of the first item of that name or number; the list's size where there is none.
     std::size_t positionOf(std::string_view name) const;
+    std::size_t positionOf(std::uint16_t number) const;
     /// Gives an item of the list these values, or leaves it as it was: then throws Calvane::Exception.
     void setItemData(std::size_t position, const std::string& values);
     /// Stamps the list's loaded-date item and adds it to `items`, which may be the list itself. Where the list has
@@ -148,6 +186,8 @@ private:
     std::vector<NvItem> supportedItems_;
     std::vector<NvItem> pendingWrite_;
     std::set<std::size_t> changedItems_;
+    DocumentBaseline baseline_;
+    bool keepsEdits_ = false;
     int selectedIndex_ = -1;
     bool sortAlphabetical_ = false;
     bool listChanged_ = false;

@@ -5,6 +5,7 @@
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/MainStatusBar.h"
+#include "app/frame/ReviewSwitch.h"
 #include "app/frame/Shutdown.h"
 
 #include <QAbstractEventDispatcher>
@@ -13,7 +14,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QScreen>
@@ -64,11 +64,17 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
     connect(shutdown_, &Shutdown::postponed, statusBar_,
             [this] { statusBar_->setNotice("Calvane closes when the running command has ended."); });
+    connect(shutdown_, &Shutdown::refused, statusBar_, [this] { statusBar_->setNotice(""); });
     connect(shutdown_, &Shutdown::started, this, [this] {
         savePlaces();
         disconnect(area_, nullptr, this, nullptr);
     });
     connect(shutdown_, &Shutdown::finished, this, &CMainFrame::closed);
+    connect(statusBar_, &MainStatusBar::reportAsked, this, [this] {
+        if (CSplitterFrame* frame = activeFrame(); frame != nullptr && !CSplitterFrame::isAnyWaiting(*this)) {
+            frame->showReport();
+        }
+    });
     // Panes and commands are brought up to date whenever the program is idle.
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, &CMainFrame::refresh);
     connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, shutdown_,
@@ -105,10 +111,14 @@ void CMainFrame::makeActions() {
     actions_[CommandId::kNextWindow]->setShortcut(QKeySequence("Ctrl+F6"));
     actions_[CommandId::kPreviousWindow]->setShortcut(QKeySequence("Ctrl+Shift+F6"));
     actions_[CommandId::kCloseWindow]->setShortcut(QKeySequence("Ctrl+F4"));
+    actions_[CommandId::kUndo]->setShortcuts({QKeySequence("Ctrl+Z"), QKeySequence("Alt+Backspace")});
+    actions_[CommandId::kRedo]->setShortcuts({QKeySequence("Ctrl+Y"), QKeySequence("Ctrl+Shift+Z")});
     for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {
         actions_[id]->setCheckable(true);
         actions_[id]->setChecked(true);
     }
+    actions_[CommandId::kReviewBeforeWriting]->setCheckable(true);
+    actions_[CommandId::kReviewBeforeWriting]->setChecked(ReviewSwitch().isOn());
 }
 
 void CMainFrame::makeKeys() {
@@ -119,12 +129,6 @@ void CMainFrame::makeKeys() {
         connect(action, &QAction::triggered, this, run);
         addAction(action);
     };
-    // Edit boxes know the other keys of the standard set.
-    addKeys("edit_undo", {QKeySequence("Alt+Backspace")}, [] {
-        if (auto* box = qobject_cast<QLineEdit*>(QApplication::focusWidget())) {
-            box->undo();
-        }
-    });
     addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
     // Of two panes the next is also the previous one.
     addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
@@ -328,11 +332,25 @@ void CMainFrame::refresh() {
     }
     for (const CommandInfo& info : commandTable()) {
         const bool available =
-            !info.needsDocument || (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()));
+            !info.needsDocument ||
+            (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
     }
+    if (frame == nullptr || !frame->canReadMissing()) {
+        actions_[CommandId::kReadMissingItems]->setEnabled(false);
+    }
     statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);
+    showPhone(frame);
     statusBar_->showKeyboardLocks();
+}
+
+void CMainFrame::showPhone(CSplitterFrame* frame) {
+    if (frame == nullptr) {
+        statusBar_->showPhone({}, {});
+        return;
+    }
+    frame->showPhone();
+    statusBar_->showPhone(frame->phoneText(), frame->reportText());
 }
 
 void CMainFrame::runCommand(CommandId id) {
@@ -364,6 +382,9 @@ void CMainFrame::runCommand(CommandId id) {
         if (CSplitterFrame* frame = activeFrame()) {
             frame->close();
         }
+        break;
+    case CommandId::kReviewBeforeWriting:
+        ReviewSwitch::setOn(actions_[id]->isChecked());
         break;
     case CommandId::kViewToolbar:
         toolbar_->setVisible(actions_[id]->isChecked());

@@ -66,6 +66,7 @@ private:
     void listWindows(QMenu* menu);
     void activated(QMdiSubWindow* window);
     void showTitle(bool withDocument);
+    void showPhone(CSplitterFrame* frame);
     void restorePlaces();
     void savePlaces();
 

@@ -3,7 +3,10 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
+#include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
+#include "app/review/ItemReportDialog.h"
+#include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
 
@@ -62,8 +65,9 @@ constexpr DocumentCommand kDocumentCommands[] = {
 
 CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path& programDirectory)
     : programDirectory_(programDirectory), userInterface_(std::make_unique<QtUserInterface>(mainWindow)),
-      progress_(std::make_unique<CProgressDlg>(mainWindow)),
-      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)) {
+      progress_(std::make_unique<CProgressDlg>(mainWindow)), watch_(std::make_unique<PhoneWatch>(*userInterface_)),
+      document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
+      desk_(std::make_unique<PhoneDesk>(*document_, *userInterface_, *watch_, [this] { emit stateChanged(); })) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
     try {
@@ -72,6 +76,7 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
         delete splitter_; // while the document that its panes look at is still there
         throw;
     }
+    connect(progress_.get(), &CProgressDlg::cancelRequested, this, [this] { desk_->cancel(); });
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* to) { focusMoved(to); });
 }
 
@@ -90,6 +95,9 @@ CSplitterFrame::~CSplitterFrame() {
     busy_ = true;
     // The panes use the document until they are destroyed.
     delete splitter_;
+    guard_.reset();
+    history_.reset();
+    desk_.reset();
     document_.reset();
 }
 
@@ -99,17 +107,31 @@ void CSplitterFrame::makePanes() {
     splitter_->setChildrenCollapsible(false);
     setWidget(splitter_);
     makeOrReport(this, "Failed to create left view", [this] {
-        list_ = new CNvItemList(*document_);
+        list_ = new CNvItemList(*document_, &safeHands_);
         splitter_->addWidget(list_);
-        editor_ = new CNvParam(*document_);
+        history_ = std::make_unique<EditHistory>(*document_);
+        editor_ = new CNvParam(*document_, *history_, &safeHands_);
         splitter_->addWidget(editor_);
     });
+    connectEdits();
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
     list_->setFocus();
+}
+
+void CSplitterFrame::connectEdits() {
+    guard_ = std::make_unique<EditGuard>(*this, *document_, *editor_, *history_, safeHands_);
+    list_->setLeaveQuestion([this] { return editor_->settle(); });
+    connect(history_.get(), &EditHistory::restored, list_, &CNvItemList::selectItem);
+    connect(history_.get(), &EditHistory::changed, this, [this] {
+        list_->showMarks();
+        editor_->showMarks();
+        emit stateChanged();
+    });
+    connect(editor_, &CNvParam::writeRequested, this, &CSplitterFrame::writeSelectedItem);
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {
@@ -126,6 +148,9 @@ void CSplitterFrame::focusMoved(QWidget* to) {
 void CSplitterFrame::setActivePane(Pane pane) {
     if (pane == activePane_ || closing_ || isWaiting()) {
         return;
+    }
+    if (pane == Pane::kList && !editor_->settle()) {
+        return; // the focus is back on a value that can't be stored
     }
     // First, so that a message box that the editor shows on its way out finds the switch done.
     activePane_ = pane;
@@ -168,11 +193,12 @@ void CSplitterFrame::setBusy(bool busy) {
     emit stateChanged();
 }
 
-void CSplitterFrame::readFromPhone() {
+void CSplitterFrame::beginRead(const std::function<void(std::function<void()> ended)>& read) {
     progress_->setWindowTitle("Processing...");
+    progress_->setCancelOffered(safeHands_.isOn());
     progress_->show();
     setBusy(true);
-    document_->readFromPhone(*progress_, [this] {
+    read([this] {
         progress_->hide();
         setBusy(false);
         emit readEnded();
@@ -182,9 +208,79 @@ void CSplitterFrame::readFromPhone() {
     });
 }
 
+void CSplitterFrame::readFromPhone() {
+    beginRead([this](std::function<void()> ended) {
+        if (safeHands_.isOn()) {
+            desk_->read(*progress_, std::move(ended));
+        } else {
+            document_->readFromPhone(*progress_, ended);
+        }
+    });
+}
+
+void CSplitterFrame::readMissing() {
+    if (canReadMissing()) {
+        beginRead([this](std::function<void()> ended) { desk_->readMissing(*progress_, std::move(ended)); });
+    }
+}
+
+void CSplitterFrame::runConnected(void (*run)(CCalvaneDoc& document)) {
+    if (desk_->connectFirst()) {
+        run(*document_);
+        desk_->askWho();
+    }
+}
+
+void CSplitterFrame::review(WriteRequest request) {
+    if (request.wanted.empty()) {
+        desk_->setReport({"Nothing to be written"});
+        return;
+    }
+    WriteReview review(*document_, *desk_, std::move(request));
+    reviewing_ = true;
+    {
+        ReviewDialog dialog(review, window());
+        dialog.exec();
+    }
+    reviewing_ = false;
+    document_->updateAllViews();
+}
+
+QString CSplitterFrame::reportText() const {
+    return busy_ ? QString("Reading...") : QString::fromStdString(desk_->report().line);
+}
+
+void CSplitterFrame::showReport() {
+    if (busy_) {
+        progress_->show();
+        progress_->raise();
+        return;
+    }
+    ItemReportDialog dialog(desk_->report(), window());
+    if (canReadMissing()) {
+        dialog.addCommand("Read Missing Items");
+    }
+    if (dialog.exec() == QDialog::Accepted) {
+        readMissing();
+    }
+}
+
+void CSplitterFrame::showPhone() {
+    const QString title = QString::fromStdString(desk_->title());
+    if (title != windowTitle()) {
+        setWindowTitle(title);
+    }
+}
+
 void CSplitterFrame::runCommand(CommandId command) {
+    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
+        emit stateChanged();
+        return;
+    }
     if (command == CommandId::kReadFromPhone) {
         readFromPhone();
+    } else if (command == CommandId::kReadMissingItems) {
+        readMissing();
     } else if (command == CommandId::kSearch) {
         list_->search();
     } else if (command == CommandId::kHelpTopic) {
@@ -195,6 +291,27 @@ void CSplitterFrame::runCommand(CommandId command) {
     // While a command waits the panes stay as they are, even if a screen reader moves the focus.
     focusMoved(QApplication::focusWidget());
     emit stateChanged();
+}
+
+bool CSplitterFrame::canRun(CommandId command) const {
+    return guard_->canEdit(command);
+}
+
+bool CSplitterFrame::mayClose(std::function<void()> again) {
+    return guard_->mayClose(std::move(again), [this] { runCommand(CommandId::kWriteChangedToPhone); });
+}
+
+void CSplitterFrame::writeSelectedItem() {
+    const NvItem* item = document_->selectedItem();
+    if (item == nullptr || isWaiting()) {
+        return;
+    }
+    if (!item->isWritable()) {
+        showMessageBox(window(), QString::fromStdString(item->getName()) + " is read-only: it can't be written.",
+                       "Write NV", MessageIcon::kExclamation);
+        return;
+    }
+    review(requestForOne(*document_, *userInterface_, item->getName()));
 }
 
 void CSplitterFrame::runDocumentCommand(CommandId command) {
@@ -210,7 +327,17 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
         if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
-        known.run(*document_);
+        if (!safeHands_.isOn()) {
+            known.run(*document_);
+        } else if (command == CommandId::kWriteChangedToPhone) {
+            review(requestForChanged(*document_, *userInterface_));
+        } else if (command == CommandId::kWriteListedToPhone) {
+            review(requestForListed(*document_, *userInterface_));
+        } else if (command == CommandId::kResetPhone || command == CommandId::kOfflineMode) {
+            runConnected(known.run);
+        } else {
+            known.run(*document_);
+        }
     }
 }
 
@@ -225,6 +352,7 @@ void CSplitterFrame::closeWhenIdle() {
     progress_->hide();
     if (busy_) {
         document_->cancelRead();
+        desk_->cancel();
         hide();
         if (mdiArea() != nullptr) {
             mdiArea()->activateNextSubWindow();
@@ -248,9 +376,13 @@ void CSplitterFrame::changeEvent(QEvent* event) {
 void CSplitterFrame::closeEvent(QCloseEvent* event) {
     if (busy_ || isWaiting()) {
         event->ignore();
-        if (busy_ && !isWaiting()) {
+        if (busy_ && !isWaiting() && (closing_ || mayClose([this] { close(); }))) {
             closeWhenIdle();
         }
+        return;
+    }
+    if (!closing_ && !mayClose([this] { close(); })) {
+        event->ignore();
         return;
     }
     closing_ = true;

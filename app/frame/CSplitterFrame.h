@@ -1,13 +1,18 @@
 #pragma once
 
 #include "app/document/CCalvaneDoc.h"
+#include "app/document/PhoneDesk.h"
+#include "app/document/WriteRequest.h"
 #include "app/frame/CommandTable.h"
+#include "app/frame/ReviewSwitch.h"
 
 #include <QMdiSubWindow>
 
 class CNvItemList;
 class CNvParam;
 class CProgressDlg;
+class EditGuard;
+class EditHistory;
 class QSplitter;
 class QtUserInterface;
 
@@ -43,17 +48,34 @@ public:
 
     /// Whether the window closes as soon as its read has ended.
     bool isClosing() const { return closing_; }
-    /// Whether a command waits for a phone or a disk; the window can't be closed then.
-    bool isWaiting() const { return document_ != nullptr && document_->isWaiting(); }
+    /// Whether a command waits for a phone or a disk, or for the review of a write; the window can't be closed then.
+    bool isWaiting() const { return reviewing_ || (document_ != nullptr && document_->isWaiting()); }
+    /// Whether the last read has left out items that can be read now.
+    bool canReadMissing() const { return !busy_ && desk_->canReadMissing(); }
+
+    /// What is known of the phone on the document's port, and how many items are changed.
+    QString phoneText() const { return QString::fromStdString(desk_->paneText()); }
+    /// What the last read or write came to, or that a read runs; empty where there is nothing to tell.
+    QString reportText() const;
+    /// Shows more of that: the progress window, or the items that the last read has left out.
+    void showReport();
+    /// Brings the title up to date.
+    void showPhone();
 
     void runCommand(CommandId command);
+    /// Whether the command would do anything now, as far as edits decide that.
+    bool canRun(CommandId command) const;
 
     /// Makes the other pane the active one.
     void switchPane();
     /// To be called when the window becomes the one that gets the commands, and when it ceases to be.
     void setFrameActive(bool active);
 
-    /// Closes the window; while a read runs, cancels it, hides the window and closes it when the read has ended.
+    /// Asks, in safe hands, what is to become of changed items. False where the window must stay; `again` is called
+    /// once a typed value that can't be stored, which is the reason, is mended or dropped.
+    bool mayClose(std::function<void()> again);
+    /// Closes the window without asking; while a read runs, cancels it, hides the window and closes it when the read
+    /// has ended.
     void closeWhenIdle();
 
 signals:
@@ -69,22 +91,37 @@ private:
     enum class Pane { kList, kEditor };
 
     void makePanes();
+    void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
     void makeListActive();
     void setBusy(bool busy);
     void readFromPhone();
+    void readMissing();
+    /// Shows the progress window around a read, which is told what to call at its end.
+    void beginRead(const std::function<void(std::function<void()> ended)>& read);
+    /// Runs a command for a connected phone on the phone of the document's port.
+    void runConnected(void (*run)(CCalvaneDoc& document));
+    void review(WriteRequest request);
     void runDocumentCommand(CommandId command);
+    /// Writes the selected item, whose edits are stored.
+    void writeSelectedItem();
     void showHelp();
 
     std::filesystem::path programDirectory_;
     std::unique_ptr<QtUserInterface> userInterface_;
     std::unique_ptr<CProgressDlg> progress_; ///< outlives the document, whose read reports to it
+    std::unique_ptr<PhoneWatch> watch_;      ///< outlives the document, whose session it is registered with
     std::unique_ptr<CCalvaneDoc> document_;
+    std::unique_ptr<PhoneDesk> desk_;
     QSplitter* splitter_ = nullptr;
+    ReviewSwitch safeHands_;
+    std::unique_ptr<EditHistory> history_;
     CNvItemList* list_ = nullptr;
     CNvParam* editor_ = nullptr;
+    std::unique_ptr<EditGuard> guard_;
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
+    bool reviewing_ = false;
     bool closing_ = false;
 };

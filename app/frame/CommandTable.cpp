@@ -1,5 +1,6 @@
 #include "app/frame/CommandTable.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -19,11 +20,21 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kCustomizedList, "", "Create your customized NV item list", true, true},
     CommandInfo{CommandId::kResetPhone, "", "Reset Phone", true, true},
     CommandInfo{CommandId::kOfflineMode, "", "", true, false},
+    CommandInfo{CommandId::kReadMissingItems, "Read the items that the last read from the phone left out", "", true,
+                true},
     CommandInfo{CommandId::kComport, "", "Comport configuration", true, true},
+    CommandInfo{CommandId::kReviewBeforeWriting, "Show what will be written to the phone, and ask, before it is sent",
+                "", false, false},
     CommandInfo{CommandId::kHelpTopic, "", "", true, false},
     CommandInfo{CommandId::kNextWindow, "Go to the next document window", "", true, false},
     CommandInfo{CommandId::kPreviousWindow, "Go to the document window before", "", true, false},
     CommandInfo{CommandId::kCloseWindow, "Close the document window", "", true, false},
+    CommandInfo{CommandId::kUndo, "Undo the last typing or edit", "", true, false},
+    CommandInfo{CommandId::kRedo, "Do again what was undone", "", true, false},
+    CommandInfo{CommandId::kRevertSubField, "Give the sub-field being edited its last known value back", "", true,
+                false},
+    CommandInfo{CommandId::kRevertItem, "Give the selected item its last known values back", "", true, false},
+    CommandInfo{CommandId::kRevertAll, "Give all listed items their last known values back", "", true, false},
     CommandInfo{CommandId::kNew, "Open a new document window", "New", false, false},
     CommandInfo{CommandId::kOpen, "Open a document window with the port that a file names", "Open", false, false},
     CommandInfo{CommandId::kAbout, "Show the program's version", "About", false, false},
@@ -66,8 +77,13 @@ constexpr std::array kOption{
     command("Customized NV Item List", CommandId::kCustomizedList),
     command("Reset Phone", CommandId::kResetPhone),
     command("Offline Mode", CommandId::kOfflineMode),
+    kLine,
+    command("Read Missing Items", CommandId::kReadMissingItems),
 };
-constexpr std::array kSetting{command("Comport", CommandId::kComport)};
+constexpr std::array kSetting{
+    command("Comport", CommandId::kComport),
+    command("Review Before Writing", CommandId::kReviewBeforeWriting),
+};
 constexpr std::array kWindow{
     command("Next", CommandId::kNextWindow),
     command("Previous", CommandId::kPreviousWindow),
@@ -79,12 +95,21 @@ constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
     command("Help Topic", CommandId::kHelpTopic),
 };
-constexpr std::array<MenuInfo, 6> kDocumentMenus{{{"File", kFile},
+constexpr std::array kEdit{
+    command("Undo", CommandId::kUndo),
+    command("Redo", CommandId::kRedo),
+    kLine,
+    command("Revert Sub-Field", CommandId::kRevertSubField),
+    command("Revert Item", CommandId::kRevertItem),
+    command("Revert All", CommandId::kRevertAll),
+};
+constexpr std::array<MenuInfo, 7> kDocumentMenus{{{"File", kFile},
                                                   {"View", kView},
                                                   {"Option", kOption},
                                                   {"Setting", kSetting},
-                                                  {"Window", kWindow},
-                                                  {"Help", kHelp}}};
+                                                  {"Help", kHelp},
+                                                  {"Edit", kEdit},
+                                                  {"Window", kWindow}}};
 
 constexpr std::array kEmptyFile{
     command("&New\tCtrl+N", CommandId::kNew),
@@ -123,6 +148,16 @@ std::span<const CommandInfo> commandTable() {
 
 std::span<const MenuInfo> documentMenus() {
     return kDocumentMenus;
+}
+
+std::string_view documentMenuText(CommandId id) {
+    for (const MenuInfo& menu : kDocumentMenus) {
+        const auto found = std::ranges::find(menu.entries, id, &MenuEntry::id);
+        if (found != menu.entries.end()) {
+            return found->text;
+        }
+    }
+    return {};
 }
 
 std::span<const MenuInfo> emptyMenus() {

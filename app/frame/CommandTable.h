@@ -24,9 +24,16 @@ enum class CommandId : std::uint32_t {
     kNextWindow = 32931,
     kPreviousWindow = 32932,
     kCloseWindow = 32933,
+    kRevertSubField = 32801,
+    kRevertItem = 32802,
+    kRevertAll = 32803,
+    kReadMissingItems = 32810,
+    kReviewBeforeWriting = 32811,
     kNew = 57600,
     kOpen = 57601,
     kRecentFiles = 57616,
+    kUndo = 57643,
+    kRedo = 57644,
     kAbout = 57664,
     kExit = 57665,
     kViewToolbar = 59392,
@@ -59,6 +66,8 @@ struct MenuInfo {
 std::span<const CommandInfo> commandTable();
 /// The menus while a document is open, and while none is.
 std::span<const MenuInfo> documentMenus();
+/// The text of a command in the document's menus.
+std::string_view documentMenuText(CommandId id);
 std::span<const MenuInfo> emptyMenus();
 
 /// The commands of the toolbar's buttons, and separators between them.

@@ -8,6 +8,7 @@
 #include <QEvent>
 #include <QFile>
 #include <QIcon>
+#include <QToolButton>
 #include <utility>
 
 namespace {
@@ -15,10 +16,13 @@ namespace {
 constexpr int kLogoPaneId = 103;
 constexpr int kFilePaneId = 102;
 constexpr int kPortPaneId = 101;
+constexpr int kPhonePaneId = 104;
 constexpr int kMinimumHeight = 26;
 constexpr QSize kLogoSize{119, 26};
 constexpr int kFilePaneWidth = 500;
 constexpr int kPortPaneWidth = 50;
+constexpr int kPhonePaneWidth = 240;
+constexpr int kReportWidth = 300;
 constexpr int kIndicatorMargin = 12;
 
 } // namespace
@@ -39,6 +43,16 @@ MainStatusBar::MainStatusBar(QWidget* parent) : QStatusBar(parent) {
     capsPane_ = addIndicator("CAP");
     numPane_ = addIndicator("NUM");
     scrollPane_ = addIndicator("SCRL");
+    phonePane_ = new StatusPane(kPhonePaneId, "", kPhonePaneWidth, this);
+    phonePane_->setAccessibleName("Phone");
+    addPermanentWidget(phonePane_);
+    reportButton_ = new QToolButton(this);
+    reportButton_->setObjectName("report");
+    reportButton_->setAutoRaise(true);
+    reportButton_->setMaximumWidth(kReportWidth);
+    reportButton_->hide();
+    connect(reportButton_, &QToolButton::clicked, this, &MainStatusBar::reportAsked);
+    addPermanentWidget(reportButton_);
     qApp->installEventFilter(this);
 }
 
@@ -59,6 +73,18 @@ void MainStatusBar::showDocument(const CCalvaneDoc* document) {
     portPane_->setEnabled(document != nullptr);
     filePane_->setFullText(document != nullptr ? QString::fromStdString(document->fileName()) : QString());
     portPane_->setFullText(document != nullptr ? QString::fromStdString(document->comPort()) : QString());
+}
+
+void MainStatusBar::showPhone(const QString& phone, const QString& report) {
+    phonePane_->setFullText(phone);
+    if (reportButton_->toolTip() == report && reportButton_->isHidden() == report.isEmpty()) {
+        return;
+    }
+    QString shown = reportButton_->fontMetrics().elidedText(report, Qt::ElideRight, kReportWidth - kIndicatorMargin);
+    reportButton_->setText(shown.replace('&', "&&"));
+    reportButton_->setToolTip(report);
+    reportButton_->setAccessibleName(report);
+    reportButton_->setHidden(report.isEmpty());
 }
 
 void MainStatusBar::setPrompt(const QString& prompt) {

@@ -3,6 +3,7 @@
 #include "app/frame/CSplitterFrame.h"
 
 #include <QApplication>
+#include <algorithm>
 #include <cstdlib>
 
 Shutdown::Shutdown(QWidget& mainWindow) : QObject(&mainWindow), mainWindow_(mainWindow) {
@@ -41,8 +42,21 @@ void Shutdown::finishIfIdle() {
     }
 }
 
+bool Shutdown::mayAllClose() {
+    const auto closeAgain = [this] { mainWindow_.close(); };
+    return std::ranges::all_of(CSplitterFrame::allIn(mainWindow_), [&](CSplitterFrame* frame) {
+        return frame->isClosing() || frame->mayClose(closeAgain);
+    });
+}
+
 void Shutdown::start() {
     if (!mayStart()) {
+        return;
+    }
+    state_ = State::kAsking;
+    if (!mayAllClose()) {
+        state_ = State::kNotRequested;
+        emit refused();
         return;
     }
     state_ = State::kStarted;

@@ -6,6 +6,8 @@
 /// The way out of the program, from the user's wish to leave to the last document. Owned by the main window.
 /// User-interface thread.
 ///
+/// Each document window may ask what is to become of changed items, and refuse.
+///
 /// A command that waits for a phone or a disk is seen through first: half a write is worse than a late end. A read from
 /// the phone is cancelled and ends before its next item, while the main window is hidden. Then the document windows go,
 /// and each document writes its configuration.
@@ -30,15 +32,19 @@ public:
 signals:
     /// A command runs, or a message is still to be read: the program ends later.
     void postponed();
+    /// A document window stays, and so does the program.
+    void refused();
     /// The documents are about to go.
     void started();
     /// Once: the last document has gone and the main window is hidden.
     void finished();
 
 private:
-    enum class State { kNotRequested, kRequested, kStarted, kFinished };
+    enum class State { kNotRequested, kRequested, kAsking, kStarted, kFinished };
 
     bool mayStart() const;
+    /// Whether no document window wants to stay.
+    bool mayAllClose();
     void start();
     void finish();
     void abandonHungRead();

@@ -1,8 +1,8 @@
 #include "app/views/CNvItemList.h"
 
 #include "app/dialogs/CSearchDlg.h"
-#include "app/dialogs/ItemLinesModel.h"
 #include "app/document/ItemSearch.h"
+#include "app/views/ChangedLines.h"
 
 #include <QKeyEvent>
 #include <QVBoxLayout>
@@ -44,12 +44,14 @@ void NvItemListBox::keyPressEvent(QKeyEvent* event) {
     DialogListBox::keyPressEvent(event);
 }
 
-CNvItemList::CNvItemList(CCalvaneDoc& document, QWidget* parent)
-    : QWidget(parent), document_(document), lines_(new ItemLinesModel(this)), listBox_(new NvItemListBox(this)) {
+CNvItemList::CNvItemList(CCalvaneDoc& document, const SafeHands* safeHands, QWidget* parent)
+    : QWidget(parent), document_(document), safeHands_(safeHands), lines_(new ChangedLinesModel(document, this)),
+      listBox_(new NvItemListBox(this)) {
     setObjectName("form_102");
     listBox_->setObjectName("ctl_" + QString::number(kListBoxId));
     listBox_->setProperty("controlId", kListBoxId);
     listBox_->setAccessibleName(tr("NV items"));
+    listBox_->setItemDelegate(new ChangeMarkDelegate(listBox_->itemDelegate(), listBox_));
     listBox_->setModel(lines_);
     setFocusProxy(listBox_);
     auto* layout = new QVBoxLayout(this);
@@ -64,16 +66,64 @@ CNvItemList::~CNvItemList() {
 }
 
 void CNvItemList::onUpdate() {
-    if (!document_.listChanged()) {
-        return;
+    if (document_.listChanged()) {
+        lines_->setItems(&document_.nvItems());
+        document_.clearListChanged();
+        if (isOn(safeHands_)) {
+            const int row = rowOf(selectedNumber_);
+            document_.setSelectedIndex(row);
+            showSelected(row);
+        }
     }
-    lines_->setItems(&document_.nvItems());
-    document_.clearListChanged();
+    showMarks();
+    rememberSelected();
+}
+
+void CNvItemList::showMarks() {
+    lines_->valuesChanged();
+}
+
+void CNvItemList::rememberSelected() {
+    const NvItem* selected = document_.selectedItem();
+    selectedNumber_ = selected == nullptr ? std::nullopt : std::optional(selected->getId());
+}
+
+int CNvItemList::rowOf(std::optional<std::uint16_t> number) const {
+    const auto& items = document_.nvItems();
+    const auto end = items.begin() + std::min<std::ptrdiff_t>(std::ssize(items), lines_->rowCount());
+    const auto found = std::find_if(items.begin(), end, [&](const NvItem& item) { return item.getId() == number; });
+    return found == end ? -1 : static_cast<int>(found - items.begin());
+}
+
+void CNvItemList::showSelected(int row) {
+    telling_ = false;
+    if (row < 0) {
+        listBox_->selectionModel()->clearSelection();
+    } else {
+        const QModelIndex line = lines_->index(row, 0);
+        listBox_->selectionModel()->setCurrentIndex(line, QItemSelectionModel::ClearAndSelect);
+        listBox_->scrollTo(line);
+    }
+    telling_ = true;
+}
+
+void CNvItemList::selectItem(std::uint16_t number) {
+    if (const int row = rowOf(number); row >= 0) {
+        selectLine(row);
+    }
 }
 
 void CNvItemList::selectionChanged() {
+    if (!telling_) {
+        return;
+    }
     const QModelIndexList selected = listBox_->selectionModel()->selectedIndexes();
-    document_.setSelectedIndex(selected.isEmpty() ? -1 : selected.first().row());
+    const int row = selected.isEmpty() ? -1 : selected.first().row();
+    if (isOn(safeHands_) && mayLeave_ && row != document_.selectedIndex() && !mayLeave_()) {
+        showSelected(document_.selectedIndex());
+        return;
+    }
+    document_.setSelectedIndex(row);
     document_.updateAllViews();
 }
 

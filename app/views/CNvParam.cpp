@@ -1,10 +1,11 @@
 #include "app/views/CNvParam.h"
 
 #include "app/dialogs/DialogTemplate.h"
-#include "app/dialogs/MessageBox.h"
 #include "app/dialogs/TemplateLayout.h"
 #include "app/document/LoadedDate.h"
 #include "app/document/SubFieldText.h"
+#include "app/views/EditorHeader.h"
+#include "app/views/SourceText.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -18,8 +19,6 @@ namespace {
 
 constexpr int kWriteButtonId = 1001;
 constexpr int kHexBoxId = 1002;
-constexpr int kFirstEditId = 7000;
-constexpr int kFirstLabelId = 8000;
 
 constexpr std::array<DialogControl, 2> kControls{{
     {kWriteButtonId, ControlKind::kPushButton, "Write NV", 7, 7, 50, 14},
@@ -29,9 +28,6 @@ constexpr std::array<DialogControl, 2> kControls{{
 constexpr DialogTemplate kTemplate{103, "", 98, 22, kControls};
 
 // The rows in pixels.
-constexpr int kEditLeft = 10;
-constexpr int kEditRight = 180;
-constexpr int kLabelLeft = 190;
 constexpr int kLabelRight = 1010;
 constexpr int kGapAboveRows = 20;
 constexpr int kRowHeight = 20;
@@ -43,15 +39,11 @@ QColor mixed(const QColor& most, const QColor& rest) {
     return {part(most.red(), rest.red()), part(most.green(), rest.green()), part(most.blue(), rest.blue())};
 }
 
-void setControlId(QWidget* control, int id) {
-    control->setObjectName("ctl_" + QString::number(id));
-    control->setProperty("controlId", id);
-}
-
 } // namespace
 
-CNvParam::CNvParam(CCalvaneDoc& document, QWidget* parent)
-    : QScrollArea(parent), document_(document), form_(new QWidget) {
+CNvParam::CNvParam(CCalvaneDoc& document, EditHistory& history, const SafeHands* safeHands, QWidget* parent)
+    : QScrollArea(parent), document_(document), history_(history), safeHands_(safeHands),
+      header_(new EditorHeader(this)), form_(new QWidget) {
     setObjectName("form_103");
     setFocusPolicy(Qt::ClickFocus);
     createControls(*form_, kTemplate);
@@ -79,10 +71,17 @@ void CNvParam::measureRows() {
         mixed(palette.color(QPalette::Active, QPalette::Text), palette.color(QPalette::Disabled, QPalette::Base)));
     editPalette_ = palette;
     for (std::size_t i = 0; i < rows_.size(); ++i) {
-        rows_[i].edit->setPalette(editPalette_);
+        rows_[i].setEditPalette(editPalette_);
         placeRow(i);
     }
     setScrollExtent();
+    placeHeader();
+}
+
+void CNvParam::placeHeader() {
+    const int height = header_->sizeHint().height();
+    setViewportMargins(0, height, 0, 0);
+    header_->setGeometry(frameWidth(), frameWidth(), width() - 2 * frameWidth(), height);
 }
 
 void CNvParam::setWritingAllowed(bool allowed) {
@@ -94,55 +93,91 @@ void CNvParam::activate() {
 }
 
 void CNvParam::deactivate() {
-    storeEdits();
+    store();
     document_.setActiveEditor("null");
 }
 
 void CNvParam::focusEditing() {
-    const auto canEdit = [](const Row& row) { return row.edit->isVisible() && row.edit->isEnabled(); };
+    const auto canEdit = [](const EditorRow& row) { return row.edit().isVisible() && row.edit().isEnabled(); };
     const auto first = std::find_if(rows_.begin(), rows_.end(), canEdit);
     if (first != rows_.end()) {
-        first->edit->setFocus(Qt::ShortcutFocusReason);
+        first->edit().setFocus(Qt::ShortcutFocusReason);
     } else {
         writeButton_->isEnabled() ? writeButton_->setFocus(Qt::ShortcutFocusReason) : setFocus();
     }
 }
 
 void CNvParam::onUpdate() {
-    if (document_.selectedIndex() == -1) {
+    const NvItem* item = document_.selectedItem();
+    const bool safe = isOn(safeHands_);
+    if (document_.selectedIndex() == -1 && !safe) {
+        showMarks();
         return;
     }
-    if (const NvItem* item = document_.selectedItem()) {
-        buildRows(*item);
-    } else {
+    if (item == nullptr) {
         showNothing();
+    } else if (safe && isShown(*item)) {
+        refreshRows(*item);
+    } else {
+        buildRows(*item);
+    }
+    showMarks();
+}
+
+void CNvParam::onListToBeReplaced() {
+    if (isOn(safeHands_)) {
+        storeTyped();
     }
 }
 
+bool CNvParam::isShown(const NvItem& item) const {
+    return shown_ && shown_->getId() == item.getId() && shown_->getName() == item.getName() &&
+           shown_->layoutHash() == item.layoutHash();
+}
+
 void CNvParam::showNothing() {
+    shown_.reset();
+    waiting_ = {};
     horizontalScrollBar()->setValue(0);
     verticalScrollBar()->setValue(0);
     showRows(0);
     setScrollExtent();
 }
 
-CNvParam::Row CNvParam::makeRow() {
-    const int index = static_cast<int>(rows_.size());
+void CNvParam::showMarks() {
+    const NvItem* item = document_.selectedItem();
+    if (item == nullptr || !isShown(*item)) {
+        header_->showItem(nullptr, 0, false);
+        return;
+    }
+    const auto compared = document_.baseline().compared(*item);
+    const auto* known = document_.baseline().values().find(item->getId());
+    const QString source = known == nullptr ? QString() : sourceText(*known->source);
+    for (std::size_t i = 0; i < shownRows().size() && i < compared.size(); ++i) {
+        rows_[i].showChange(compared[i], source);
+    }
+    const auto isEqual = [](const workbench::SubFieldRow& row) { return row.state == workbench::RowState::kEqual; };
+    const auto equal = static_cast<std::size_t>(std::ranges::count_if(compared, isEqual));
+    header_->showItem(item, compared.size() - equal, known != nullptr);
+    showNotice();
+}
+
+void CNvParam::makeRow() {
+    const std::size_t index = rows_.size();
     // One line that scrolls sideways: no value needs a second one, and half a value is never hidden below the box.
-    Row row{new SubFieldEdit(form_), new QLabel(form_)};
-    setControlId(row.edit, kFirstEditId + index);
-    setControlId(row.label, kFirstLabelId + index);
-    row.label->setTextFormat(Qt::PlainText);
-    row.edit->setPalette(editPalette_);
-    QWidget::setTabOrder(rows_.empty() ? hexBox_ : static_cast<QWidget*>(rows_.back().edit), row.edit);
-    return row;
+    rows_.emplace_back(form_, static_cast<int>(index));
+    EditorRow& row = rows_.back();
+    row.setEditPalette(editPalette_);
+    QWidget::setTabOrder(index == 0 ? hexBox_ : static_cast<QWidget*>(&rows_[index - 1].edit()), &row.edit());
+    connect(&row.edit(), &QLineEdit::returnPressed, this, [this, index] { takeTyped(index); });
+    connect(&row.edit(), &SubFieldEdit::dropped, this, [this, index] { dropTyped(index); });
+    connect(&row.edit(), &QLineEdit::textEdited, this, [this, index] { judgeAgain(index); });
 }
 
 void CNvParam::placeRow(std::size_t index) {
     const int top = writeButton_->geometry().bottom() + 1 + kGapAboveRows +
                     static_cast<int>(index) * (rowHeight_ + kGapBetweenRows);
-    rows_[index].edit->setGeometry(kEditLeft, top, kEditRight - kEditLeft, rowHeight_);
-    rows_[index].label->setGeometry(kLabelLeft, top, kLabelRight - kLabelLeft, rowHeight_);
+    rows_[index].place(top, rowHeight_);
 }
 
 int CNvParam::rowsBottom() const {
@@ -160,17 +195,23 @@ void CNvParam::keepFocusInPane() {
 void CNvParam::showRows(std::size_t count) {
     keepFocusInPane();
     while (rows_.size() < count) {
-        rows_.push_back(makeRow());
+        makeRow();
         placeRow(rows_.size() - 1);
     }
     for (std::size_t i = 0; i < rows_.size(); ++i) {
-        rows_[i].edit->setVisible(i < count);
-        rows_[i].label->setVisible(i < count);
+        rows_[i].setVisible(i < count);
     }
     shownRows_ = static_cast<int>(count);
 }
 
+void CNvParam::fillRow(std::size_t index, const NvItem& item, const std::vector<SubItem>& subItems) {
+    const SubItem& subItem = subItems[index];
+    rows_[index].show(subItem, item.getSubItemTypes()[index], item.isTime() ? dateText(subItem.value) : subItem.value);
+}
+
 void CNvParam::buildRows(const NvItem& item) {
+    shown_ = item;
+    waiting_ = {};
     horizontalScrollBar()->setValue(0);
     verticalScrollBar()->setValue(0);
     const auto subItems = item.getSubItems();
@@ -179,12 +220,8 @@ void CNvParam::buildRows(const NvItem& item) {
     form_->setUpdatesEnabled(false);
     showRows(subItems.size());
     for (std::size_t i = 0; i < subItems.size(); ++i) {
-        Row& row = rows_[i];
-        const std::string shown = item.isTime() ? dateText(subItems[i].value) : subItems[i].value;
-        row.edit->showValue(QString::fromStdString(shown), shown != subItems[i].value);
-        row.edit->setEnabled(!isStamp && item.isWritable());
-        row.label->setText(QString::fromStdString(typeLabel(subItems[i].typeName) + subItems[i].description));
-        row.edit->setAccessibleName(row.label->text());
+        fillRow(i, item, subItems);
+        rows_[i].edit().setEnabled(!isStamp && item.isWritable());
     }
     if (!subItems.empty()) {
         hexBox_->setEnabled(!isStamp);
@@ -196,10 +233,26 @@ void CNvParam::buildRows(const NvItem& item) {
     }
 }
 
+void CNvParam::refreshRows(const NvItem& item) {
+    shown_ = item;
+    const auto subItems = item.getSubItems();
+    for (std::size_t i = 0; i < shownRows().size(); ++i) {
+        if (rows_[i].isTyped() || rows_[i].isHeld()) {
+            continue;
+        }
+        const int cursor = rows_[i].edit().cursorPosition();
+        fillRow(i, item, subItems);
+        if (hexBox_->isChecked()) {
+            rows_[i].edit().showInBase(16);
+        }
+        rows_[i].edit().setCursorPosition(cursor);
+    }
+}
+
 void CNvParam::setScrollExtent() {
     int right = TemplateLayout::of(*form_)->naturalSize().width();
-    for (const Row& row : shownRows()) {
-        right = std::max(right, std::min(kLabelLeft + row.label->sizeHint().width() + kEditLeft, kLabelRight));
+    for (const EditorRow& row : shownRows()) {
+        right = std::max(right, row.right(kLabelRight));
     }
     form_->resize(right, rowsBottom());
 }
@@ -209,6 +262,7 @@ void CNvParam::resizeEvent(QResizeEvent* event) {
     horizontalScrollBar()->setValue(0);
     verticalScrollBar()->setValue(0);
     setScrollExtent();
+    placeHeader();
 }
 
 bool CNvParam::event(QEvent* event) {
@@ -221,119 +275,10 @@ bool CNvParam::event(QEvent* event) {
 }
 
 void CNvParam::toggleHex(bool checked) {
-    for (const Row& row : shownRows()) {
-        row.edit->showInBase(checked ? 16 : 10);
+    for (const EditorRow& row : shownRows()) {
+        row.edit().showInBase(checked ? 16 : 10);
     }
-}
-
-bool CNvParam::leaveHex() {
-    if (!hexBox_->isChecked()) {
-        return false;
-    }
-    hexBox_->setChecked(false);
-    toggleHex(false);
-    return true;
-}
-
-void CNvParam::returnToHex() {
-    hexBox_->setChecked(true);
-    toggleHex(true);
-}
-
-void CNvParam::forgetHistory() {
-    for (const Row& row : shownRows()) {
-        row.edit->forgetHistory();
-    }
-}
-
-bool CNvParam::isAnyRowModified() const {
-    return std::ranges::any_of(shownRows(), [](const Row& row) { return row.edit->isModified(); });
-}
-
-SubFieldEdit::Check CNvParam::checkRows() {
-    for (const Row& row : shownRows()) {
-        const SubFieldEdit::Check check = row.edit->check();
-        if (check == SubFieldEdit::Check::kFits) {
-            continue;
-        }
-        const char* wrong =
-            check == SubFieldEdit::Check::kEmpty ? " is empty. Fail to store data" : " is not a decimal number";
-        showMessageBox(this, row.label->text() + wrong, "", MessageIcon::kNone);
-        return check;
-    }
-    return SubFieldEdit::Check::kFits;
-}
-
-QString CNvParam::joinedRows() const {
-    QStringList texts;
-    for (const Row& row : shownRows()) {
-        texts << row.edit->text();
-    }
-    return texts.join(',');
-}
-
-void CNvParam::storeEdits() {
-    const bool wasHex = leaveHex();
-    if (isAnyRowModified()) {
-        const auto check = checkRows();
-        if (check == SubFieldEdit::Check::kNotDecimal) {
-            return;
-        }
-        if (check == SubFieldEdit::Check::kFits) {
-            storeRows();
-        }
-    }
-    if (wasHex) {
-        returnToHex();
-    }
-}
-
-void CNvParam::storeRows() {
-    if (document_.selectedItem() == nullptr) {
-        return;
-    }
-    try {
-        document_.storeItemData(static_cast<std::size_t>(document_.selectedIndex()), joinedRows().toStdString());
-        forgetHistory();
-    } catch (const Calvane::Exception&) {
-        showMessageBox(this, "Can't store parameters.", "Exception Thrown", MessageIcon::kError);
-    }
-}
-
-void CNvParam::writeNv() {
-    if (document_.isWaiting()) {
-        return;
-    }
-    const bool wasHex = leaveHex();
-    if (shownRows_ > 0 && document_.selectedItem() != nullptr) {
-        const auto check = checkRows();
-        if (check == SubFieldEdit::Check::kNotDecimal) {
-            return;
-        }
-        if (check == SubFieldEdit::Check::kFits) {
-            writeRows();
-        }
-    }
-    if (wasHex) {
-        returnToHex();
-    }
-}
-
-void CNvParam::writeRows() {
-    const NvItem* selected = document_.selectedItem();
-    if (selected == nullptr) {
-        return;
-    }
-    const std::string name = selected->getName();
-    try {
-        if (document_.writeItem(name, joinedRows().toStdString())) {
-            forgetHistory();
-        } else {
-            showMessageBox(
-                this, "Error: unable to find NV item '" + QString::fromStdString(name) + "' in the document object.",
-                "You should never get here!!", MessageIcon::kError);
-        }
-    } catch (const Calvane::Exception& failure) {
-        showMessageBox(this, failure.what(), "Exception Thrown!!!", MessageIcon::kError);
+    for (std::size_t i = 0; i < shownRows().size(); ++i) {
+        judgeAgain(i); // what a held value may be is told in the base that is shown
     }
 }

@@ -3,6 +3,10 @@
 #include "app/dialogs/DialogControls.h"
 #include "app/document/SubFieldText.h"
 
+#include <QKeyEvent>
+#include <charconv>
+#include <cstdint>
+
 SubFieldEdit::SubFieldEdit(QWidget* parent) : QLineEdit(parent) {
     keepToOneLine(*this);
 }
@@ -10,6 +14,7 @@ SubFieldEdit::SubFieldEdit(QWidget* parent) : QLineEdit(parent) {
 void SubFieldEdit::showValue(const QString& text, bool isDate) {
     date_ = isDate ? text : QString();
     refused_.clear();
+    base_ = 10;
     setText(text);
     setCursorPosition(0);
 }
@@ -21,7 +26,8 @@ bool SubFieldEdit::isRefused() const {
 
 void SubFieldEdit::showInBase(int base) {
     const std::string typed = text().toStdString();
-    const bool isDate = !date_.isEmpty() && text() == date_;
+    base_ = base;
+    const bool isDate = showsDate();
     const bool isNumber = !isRefused() && (base == 16 ? fitsHex(typed) : isHexNumber(typed));
     if (!isDate && (!isModified() || isNumber) && !typed.empty()) {
         refused_.clear();
@@ -49,4 +55,42 @@ SubFieldEdit::Check SubFieldEdit::check() const {
         return Check::kEmpty;
     }
     return isRefused() || !isDecimalNumber(text().toStdString()) ? Check::kNotDecimal : Check::kFits;
+}
+
+bool SubFieldEdit::isNumber() const {
+    const std::string typed = text().toStdString();
+    return !isRefused() && (base_ == 16 ? isHexNumber(typed) : isDecimalNumber(typed));
+}
+
+std::string SubFieldEdit::decimalText(SubItemType type) const {
+    std::string decimal = text().toStdString();
+    if (base_ != 16 || !isNumber()) {
+        return decimal;
+    }
+    decimal = decimalFromHex(decimal);
+    std::int64_t bits = 0;
+    if (type == SubItemType::QWORD && decimal.starts_with('-')) {
+        std::from_chars(decimal.data(), decimal.data() + decimal.size(), bits);
+        decimal = std::to_string(static_cast<std::uint64_t>(bits));
+    }
+    return decimal;
+}
+
+bool SubFieldEdit::event(QEvent* event) {
+    if (event->type() == QEvent::ShortcutOverride) {
+        auto* key = static_cast<QKeyEvent*>(event);
+        if ((key->matches(QKeySequence::Undo) && !isUndoAvailable()) ||
+            (key->matches(QKeySequence::Redo) && !isRedoAvailable())) {
+            key->ignore();
+            return false;
+        }
+    }
+    return QLineEdit::event(event);
+}
+
+void SubFieldEdit::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        emit dropped();
+    }
+    QLineEdit::keyPressEvent(event);
 }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -15,10 +16,13 @@
 namespace tessra {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr std::uint8_t kGarbage = 0x55;
+
+constexpr std::int64_t kBitsPerByte = 10; // with start and stop bit
+// A paced line gives bytes in portions of a usual receiver's buffer.
+constexpr std::size_t kPacedPortion = 16;
 
 [[noreturn]] void fail(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -55,6 +59,7 @@ PhoneTerminal::~PhoneTerminal() {
 }
 
 void PhoneTerminal::run() {
+    ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL); // a byte of a paced line is 87 us
     std::unique_lock guard(lock_);
     while (!stopped_) {
         if (backAt_ && Clock::now() >= *backAt_) {
@@ -116,6 +121,11 @@ void PhoneTerminal::setPlugged(bool plugged) {
     wake_.signal();
 }
 
+void PhoneTerminal::setPaced(std::uint32_t baud) {
+    const std::lock_guard guard(lock_);
+    baud_ = baud;
+}
+
 void PhoneTerminal::setStopped(bool stopped) {
     const std::lock_guard guard(lock_);
     ::tcflow(slave_.number(), stopped ? TCOOFF : TCOON);
@@ -175,8 +185,11 @@ int PhoneTerminal::pollTimeoutLocked() const {
 }
 
 void PhoneTerminal::serveLocked(std::span<const std::uint8_t> bytes, std::unique_lock<std::mutex>& guard) {
+    bytes_ += bytes.size();
+    wireFreeAt_ = wireEndLocked(std::max(wireFreeAt_, Clock::now()), bytes.size());
+    pauseUntil(wireFreeAt_, guard);
     if (faults_.echoes) {
-        sendLocked(bytes);
+        sendLocked(bytes, guard);
     }
     const Bytes arrived = faults_.sparesRequests ? Bytes(bytes.begin(), bytes.end()) : withErrors(bytes);
     std::span<const std::uint8_t> rest(arrived);
@@ -212,9 +225,12 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
     if (answer.empty()) {
         return;
     }
-    sendLocked(withErrors(Bytes(faults_.garbageBytes, kGarbage)));
-    pause(faults_.delayMs, guard);
-    sendLocked(withErrors(encodeFrame(answer)));
+    sendLocked(withErrors(Bytes(faults_.garbageBytes, kGarbage)), guard);
+    if (faults_.delayMs > 0) {
+        wireFreeAt_ = std::max(wireFreeAt_, Clock::now() + milliseconds(faults_.delayMs));
+        pauseUntil(wireFreeAt_, guard);
+    }
+    sendLocked(withErrors(encodeFrame(answer)), guard);
 }
 
 void PhoneTerminal::babbleLocked() {
@@ -223,8 +239,27 @@ void PhoneTerminal::babbleLocked() {
     [[maybe_unused]] const auto written = ::write(master_.number(), bytes.data(), bytes.size());
 }
 
+PhoneTerminal::Clock::time_point PhoneTerminal::wireEndLocked(Clock::time_point begin, std::size_t bytes) const {
+    const auto bits = static_cast<std::int64_t>(bytes) * kBitsPerByte;
+    return baud_ == 0 ? begin : begin + std::chrono::nanoseconds(bits * 1'000'000'000 / baud_);
+}
+
+// Each portion of a paced line has its time, counted from when the line became free: being late with one does not make
+// the next one later.
+void PhoneTerminal::sendLocked(std::span<const std::uint8_t> bytes, std::unique_lock<std::mutex>& guard) {
+    bytes_ += bytes.size();
+    const auto begin = wireFreeAt_;
+    wireFreeAt_ = wireEndLocked(begin, bytes.size());
+    const std::size_t portion = baud_ == 0 ? bytes.size() : kPacedPortion;
+    for (std::size_t sent = 0; sent < bytes.size(); sent += portion) {
+        const auto part = bytes.subspan(sent, std::min(portion, bytes.size() - sent));
+        pauseUntil(wireEndLocked(begin, sent + part.size()), guard);
+        putLocked(part);
+    }
+}
+
 // What a client does not take within a second is lost, as on a line.
-void PhoneTerminal::sendLocked(std::span<const std::uint8_t> bytes) {
+void PhoneTerminal::putLocked(std::span<const std::uint8_t> bytes) {
     while (master_ && !bytes.empty()) {
         const ssize_t count = ::write(master_.number(), bytes.data(), bytes.size());
         if (count > 0) {
@@ -269,13 +304,14 @@ std::uint64_t PhoneTerminal::drawDistance(double probability) {
 }
 
 // Others may change the faults and the plug meanwhile.
-void PhoneTerminal::pause(std::uint32_t ms, std::unique_lock<std::mutex>& guard) {
-    const auto end = Clock::now() + milliseconds(ms);
-    while (ms > 0 && master_ && !stopped_ && Clock::now() < end) {
-        const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+void PhoneTerminal::pauseUntil(Clock::time_point end, std::unique_lock<std::mutex>& guard) {
+    while (master_ && !stopped_ && Clock::now() < end) {
+        const auto left = std::max(end - Clock::now(), Clock::duration::zero());
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+        const timespec limit{static_cast<time_t>(seconds.count()), static_cast<long>((left - seconds).count())};
         pollfd file{wake_.number(), POLLIN, 0};
         guard.unlock();
-        ::poll(&file, 1, static_cast<int>(std::max<milliseconds::rep>(left.count(), 0)));
+        ::ppoll(&file, 1, &limit, nullptr);
         wake_.clear();
         guard.lock();
     }

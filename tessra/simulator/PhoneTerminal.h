@@ -6,6 +6,7 @@
 #include "tessra/simulator/PhoneModel.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -55,15 +56,22 @@ public:
     /// From the next packet on, which counts as the first. What was unplugged or babbled is as before.
     void setFaults(const LineFaults& faults);
     void setPlugged(bool plugged);
+    /// Takes and gives bytes at the rate of a line of `baud`: 10 bits a byte, one direction at a time, and no time
+    /// between them. The phone answers at once, so that what is missing to the full rate is the client's. 0: at once,
+    /// as at the start.
+    void setPaced(std::uint32_t baud);
     /// Stops the line from taking what clients write, or lets it go on.
     void setStopped(bool stopped);
     /// Packets that have arrived undamaged.
     std::uint64_t packets() const { return packets_; }
+    /// Bytes that have come and gone.
+    std::uint64_t bytes() const { return bytes_; }
     /// Does something with the phone between two packets.
     void withPhone(const std::function<void(PhoneModel&)>& action);
 
 private:
     using Bytes = std::vector<std::uint8_t>;
+    using Clock = std::chrono::steady_clock;
 
     void plugLocked();
     void unplugLocked();
@@ -72,15 +80,18 @@ private:
     void answerLocked(std::span<const std::uint8_t> packet, std::unique_lock<std::mutex>& guard);
     void babbleLocked();
     std::uint64_t drawDistance(double probability);
-    void sendLocked(std::span<const std::uint8_t> bytes);
+    Clock::time_point wireEndLocked(Clock::time_point begin, std::size_t bytes) const;
+    void sendLocked(std::span<const std::uint8_t> bytes, std::unique_lock<std::mutex>& guard);
+    void putLocked(std::span<const std::uint8_t> bytes);
     Bytes withErrors(std::span<const std::uint8_t> bytes);
-    void pause(std::uint32_t ms, std::unique_lock<std::mutex>& guard);
+    void pauseUntil(Clock::time_point end, std::unique_lock<std::mutex>& guard);
 
     PhoneModel& phone_;
     const std::filesystem::path link_;
     kernel::WakeEvent wake_;
     std::atomic<bool> stopped_ = false;
     std::atomic<std::uint64_t> packets_ = 0;
+    std::atomic<std::uint64_t> bytes_ = 0;
 
     mutable std::mutex lock_;       ///< guards all that follows
     kernel::FileDescriptor master_; ///< none while unplugged
@@ -89,7 +100,9 @@ private:
     LineFaults faults_;
     std::uint32_t faultPackets_ = 0; ///< packets since the faults were set
     bool babbles_ = false;
-    std::optional<std::chrono::steady_clock::time_point> backAt_;
+    std::optional<Clock::time_point> backAt_;
+    std::uint32_t baud_ = 0;       ///< 0: not paced
+    Clock::time_point wireFreeAt_; ///< when the bytes so far are over the line, if it is paced
     std::mt19937_64 random_;
     std::uint64_t bytesToLoss_ = 0; ///< these two count only while there are such faults
     std::uint64_t bitsToError_ = 0;

@@ -40,7 +40,11 @@ struct Options {
     std::string memory;
     std::string initial;
     std::string link;
+    bool isPaced = false;
 };
+
+// The rate of a port for which nothing else is configured.
+constexpr std::uint32_t kPacedBaud = 115200;
 
 void describe(CLI::App& app, Options& options) {
     app.add_option("--memory", options.memory, "keeps what is written to the phone; made by the first write");
@@ -49,6 +53,7 @@ void describe(CLI::App& app, Options& options) {
     app.add_option("--serial", options.phone.serialNumber, "the phone's serial number, at most 10 characters");
     app.add_option("--spc", options.phone.spc, "its service programming code, six digits");
     app.add_option("--away-ms", options.phone.awayMs, "from a reset until it is back; -1: it never is");
+    app.add_flag("--paced", options.isPaced, "the terminal is as slow as a line of 115200 baud");
     const std::string faults = "Faults of the line (packets are counted from 1)";
     app.add_option("--bit-errors", options.faults.bitErrors, "probability for each bit to be inverted")
         ->check(CLI::Range(0.0, 1.0))
@@ -76,6 +81,7 @@ int serve(const Options& options) {
     tessra::PhoneModel phone(options.phone, memory);
     tessra::PhoneTerminal terminal(phone, options.link);
     terminal.setFaults(options.faults);
+    terminal.setPaced(options.isPaced ? kPacedBaud : 0);
     const EndingSignals signals(terminal);
     std::cout << terminal.device() << std::endl; // at once, for whoever waits for it
     terminal.run();

@@ -76,20 +76,22 @@ TEST_F(Editor, StoresWhatWasTypedWhenThePaneIsLeft) {
     EXPECT_EQ(texts(), Texts{"7"});
 }
 
-TEST_F(Editor, WritesAtOnceAndUndoesNothingThatIsStored) {
+TEST_F(Editor, WritesAtOnceAndUndoesWhatIsStoredInTheItem) {
     type(0, "66");
     expectMessage(); // this ring has no date to stamp
     QTest::mouseClick(&writeButton(), Qt::LeftButton);
     EXPECT_EQ(takeMessage().substr(0, 66), "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file!!: Ca");
     EXPECT_EQ(numbersWritten(), std::vector<int>{1});
     EXPECT_TRUE(doc().changedItems().empty());
-    undo(0);
-    EXPECT_EQ(texts()[0], "66") << "it has been written";
     type(0, "55");
     QTest::keyClick(&edit(0), Qt::Key_F6);
     EXPECT_EQ(QApplication::focusWidget(), &listBox());
     undo(0);
-    EXPECT_EQ(texts()[0], "55") << "it has been stored";
+    EXPECT_EQ(texts()[0], "66");
+    EXPECT_EQ(values(0)[0], "66") << "not in the box alone";
+    undo(0);
+    EXPECT_EQ(values(0)[0], "5") << "it has been written, too";
+    EXPECT_EQ(doc().changedItems(), std::set<std::size_t>{0});
     clickLine(1);
     type(0, "1e3");
     clickHex();
@@ -102,7 +104,7 @@ TEST_F(Editor, WritesAtOnceAndUndoesNothingThatIsStored) {
 TEST_F(Editor, RefusesWhatIsNoNumber) {
     const std::tuple<const char*, bool, const char*> rows[] = {
         {"12abc", false, kNotDecimal},
-        {"300", false, "Exception Thrown: Can't store parameters."},
+        {"70000", false, "Exception Thrown: Can't store parameters."},
         {"1g", true, kNotDecimal},
         {"12345678901234567", true, kNotDecimal},
     };

@@ -24,13 +24,13 @@ protected:
 
 TEST_F(Frame, HasOtherMenusWithoutADocument) {
     start();
-    EXPECT_EQ(menuCount(), 6);
+    EXPECT_EQ(menuCount(), 7);
     EXPECT_EQ(window().windowTitle(), "Calvane 1.4.34");
     frame().close();
     ASSERT_TRUE(QTest::qWaitFor([&] { return menuCount() == 3; }));
     EXPECT_FALSE(window().action(CommandId::kReadFromPhone)->isEnabled());
     QTest::keyClick(&window(), Qt::Key_N, Qt::ControlModifier);
-    EXPECT_EQ(menuCount(), 6);
+    EXPECT_EQ(menuCount(), 7);
     EXPECT_EQ(window().windowTitle(), "Calvane 1.4.34 - [RF NV ITEMS ONLY]");
 }
 

@@ -4,6 +4,7 @@
 #include "app/frame/CCalvaneApp.h"
 #include "app/frame/CMainFrame.h"
 #include "app/frame/CSplitterFrame.h"
+#include "app/frame/ReviewSwitch.h"
 #include "app/views/CNvParam.h"
 #include "tests/app/DocumentFixture.h"
 
@@ -16,8 +17,8 @@
 #include <QTest>
 #include <QTimer>
 
-/// The program with its real windows, a ring and a phone on COM1. The document's own objects of DocumentFixture stay
-/// unused.
+/// The program with its real windows, a ring and a phone on COM1, with the bare commands unless a test wants them
+/// reviewed. The document's own objects of DocumentFixture stay unused.
 class WindowFixture : public DocumentFixture {
 protected:
     ~WindowFixture() override { app().end(); }
@@ -29,6 +30,7 @@ protected:
 
     void start(const std::string& ring = kRing) {
         writeText(folder / "NV Decoder.vrk", ring);
+        ReviewSwitch::setOn(safe);
         ASSERT_TRUE(app().initInstance(folder.path, {}));
         ASSERT_TRUE(QTest::qWaitForWindowActive(&window()));
     }
@@ -108,5 +110,30 @@ protected:
         return taken.size() == 1 ? taken[0] : std::to_string(taken.size());
     }
 
+    /// Presses the button with this text in the next message box.
+    void answer(const QString& button) {
+        whenAsked([button](QWidget* box) {
+            for (auto* one : box->findChildren<QAbstractButton*>()) {
+                if (one->text().remove('&') == button) {
+                    one->click();
+                    return;
+                }
+            }
+            ADD_FAILURE() << "no such button: " << button.toStdString();
+            box->close();
+        });
+    }
+    /// Types the name into the next file dialog.
+    void chooseFile(const QString& name) {
+        whenAsked([name](QWidget* modal) {
+            auto* edit = modal->findChild<QLineEdit*>("fileNameEdit");
+            ASSERT_NE(edit, nullptr);
+            edit->setText(name); // typed, it would open the list of completions
+            edit->setFocus();
+            QTest::keyClick(edit, Qt::Key_Return);
+        });
+    }
+
     std::vector<std::string> messages;
+    bool safe = false; ///< whether the user wants safe hands
 };

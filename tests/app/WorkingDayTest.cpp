@@ -4,7 +4,6 @@
 #include "tests/app/WindowFixture.h"
 
 #include <QComboBox>
-#include <QFileDialog>
 
 namespace {
 
@@ -16,16 +15,6 @@ class WorkingDay : public WindowFixture {
 protected:
     QString path(const char* name) const { return QString::fromStdString((folder / name).string()); }
 
-    /// Types the name into the next file dialog.
-    void chooseFile(const QString& name) {
-        whenAsked([name](QWidget* modal) {
-            auto* edit = modal->findChild<QLineEdit*>("fileNameEdit");
-            ASSERT_NE(edit, nullptr);
-            edit->setText(name); // typed, it would open the list of completions
-            edit->setFocus();
-            QTest::keyClick(edit, Qt::Key_Return);
-        });
-    }
     void editInHexAndWriteChanged() {
         run(CommandId::kSortAlphabetical);
         EXPECT_EQ(listBox().model()->index(0, 0).data().toString(), "20\tNV_ALPHA");

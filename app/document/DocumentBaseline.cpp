@@ -1,0 +1,81 @@
+#include "app/document/DocumentBaseline.h"
+
+#include <algorithm>
+#include <chrono>
+
+bool KeptEdit::giveTo(NvItem& item) const {
+    if (item.layoutHash() != edited.layoutHash()) {
+        return false;
+    }
+    workbench::ItemData merged{};
+    std::ranges::copy(item.rawData(), merged.begin());
+    std::size_t begin = 0;
+    for (const SubItemType type : item.getSubItemTypes()) {
+        const std::size_t bytes = subItemTypeInfo(type).bytes;
+        const auto typed = edited.rawData().subspan(begin, bytes);
+        if (!known || !std::ranges::equal(typed, known->rawData().subspan(begin, bytes))) {
+            std::ranges::copy(typed, merged.begin() + static_cast<std::ptrdiff_t>(begin));
+        }
+        begin += bytes;
+    }
+    if (std::ranges::equal(merged, item.rawData())) {
+        return false;
+    }
+    item.setRawData(merged);
+    return true;
+}
+
+workbench::Baseline& DocumentBaseline::values() {
+    changedCount_.reset();
+    return values_;
+}
+
+std::size_t DocumentBaseline::changedCount(const std::vector<NvItem>& items) const {
+    if (!changedCount_) {
+        const auto changed = std::ranges::count_if(items, [this](const NvItem& item) { return isChanged(item); });
+        changedCount_ = static_cast<std::size_t>(changed);
+    }
+    return *changedCount_;
+}
+
+std::vector<workbench::SubFieldRow> DocumentBaseline::compared(const NvItem& item) const {
+    const std::optional<NvItem> known = values_.itemOf(item);
+    NvItem other = known.value_or(item);
+    if (!known) {
+        other.setRawData(workbench::ItemData{});
+    }
+    auto rows = workbench::compareSubFields(&item, &other);
+    rows.resize(item.getSubItemCount()); // the bytes behind them are none of the user's
+    for (workbench::SubFieldRow& row : rows) {
+        row.right = known ? row.right : std::string();
+    }
+    return rows;
+}
+
+std::vector<KeptEdit> DocumentBaseline::edits(const std::vector<NvItem>& items) const {
+    std::vector<KeptEdit> edits;
+    for (const NvItem& item : items) {
+        if (isChanged(item)) {
+            edits.push_back(KeptEdit{item, values_.itemOf(item)});
+        }
+    }
+    return edits;
+}
+
+void DocumentBaseline::takeFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,
+                                     std::string comPort) {
+    take(items, {workbench::PhoneSource{std::move(phone), std::move(comPort)}, std::chrono::system_clock::now()});
+}
+
+void DocumentBaseline::takeFromFile(const std::vector<NvItem>& items, std::string path,
+                                    std::optional<PhoneProperties> properties) {
+    take(items, {workbench::FileSource{std::move(path), std::move(properties)}, std::chrono::system_clock::now()});
+}
+
+void DocumentBaseline::take(const std::vector<NvItem>& items, workbench::Source source) {
+    lastSource_ = std::make_shared<const workbench::Source>(std::move(source));
+    for (const NvItem& item : items) {
+        values_.set(item, lastSource_);
+    }
+    changedCount_.reset();
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "workbench/Baseline.h"
+#include "workbench/Comparison.h"
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// An item as the user has edited it, to be edited likewise where it has been read anew.
+struct KeptEdit {
+    NvItem edited;
+    std::optional<NvItem> known; ///< its last known value at that time
+
+    /// Gives `item`, which has the same number, those sub-fields that the user has changed. False where it has another
+    /// layout or holds them already.
+    bool giveTo(NvItem& item) const;
+};
+
+/// The last known values of one document's items, and which items differ from them. They stay when the list of items is
+/// replaced: an item that returns is compared with what was known of it.
+///
+/// Owned by the document; user-interface thread. Who changes it has the document's views updated.
+class DocumentBaseline {
+public:
+    /// The values, to be changed: those that a write has verified, for one.
+    workbench::Baseline& values();
+    const workbench::Baseline& values() const { return values_; }
+
+    /// Whether an item of the document holds other values than the last known ones.
+    bool isChanged(const NvItem& item) const { return values_.differs(item); }
+    /// How many of the document's items do. Counted once for each change, as it is asked for whenever the program is
+    /// idle.
+    std::size_t changedCount(const std::vector<NvItem>& items) const;
+    /// To be called when the document's items have other values, or are other items.
+    void itemsChanged() { changedCount_.reset(); }
+
+    /// The sub-fields of `item` on the left and their last known values on the right. One that has never had a value is
+    /// compared with zeros, and the texts on the right are empty.
+    std::vector<workbench::SubFieldRow> compared(const NvItem& item) const;
+    /// Those of `items` that differ.
+    std::vector<KeptEdit> edits(const std::vector<NvItem>& items) const;
+
+    /// What the phone has, or the file, is from now on the last known value of these items.
+    void takeFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone, std::string comPort);
+    void takeFromFile(const std::vector<NvItem>& items, std::string path, std::optional<PhoneProperties> properties);
+
+    /// Where the newest values come from; null at first.
+    const std::shared_ptr<const workbench::Source>& lastSource() const { return lastSource_; }
+
+private:
+    void take(const std::vector<NvItem>& items, workbench::Source source);
+
+    workbench::Baseline values_;
+    std::shared_ptr<const workbench::Source> lastSource_;
+    mutable std::optional<std::size_t> changedCount_; ///< nothing after a change
+};

@@ -1,0 +1,274 @@
+#include "app/document/PhoneDesk.h"
+
+#include "phonelink/TessraServer.h"
+#include "platform/kernel/Trace.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+using workbench::PhoneIdentity;
+using workbench::ReadState;
+
+struct PhoneDesk::Reading {
+    std::string comPort;
+    /// Not empty: the last read, of which what is left is asked for.
+    std::optional<workbench::ReadReport> begun;
+    workbench::ReadReport report;
+    std::map<std::uint16_t, std::string> names; ///< of the catalog's items
+    std::vector<NvItem> items;                  ///< that came by this read
+};
+
+namespace {
+
+std::map<std::uint16_t, std::string> namesOf(const std::vector<NvItem>& items) {
+    std::map<std::uint16_t, std::string> names;
+    for (const NvItem& item : items) {
+        names.emplace(item.getId(), item.getName());
+    }
+    return names;
+}
+
+std::vector<std::uint16_t> numbersIn(const std::map<std::uint16_t, std::string>& names) {
+    std::vector<std::uint16_t> numbers;
+    for (const auto& [number, name] : names) {
+        numbers.push_back(number);
+    }
+    return numbers;
+}
+
+/// Without what `begun` had read before.
+workbench::ReadReport newlyRead(workbench::ReadReport report, const std::optional<workbench::ReadReport>& begun) {
+    if (begun) {
+        const auto before = begun->numbers(ReadState::kRead);
+        std::erase_if(report.readings, [&](const auto& reading) { return std::ranges::count(before, reading.number); });
+    }
+    return report;
+}
+
+/// "178 read, 44 without a value, 0 missing"; what else happened is told where it did.
+std::string lineOf(const workbench::ReadReport& report) {
+    const auto told = [&](ReadState state, const char* what, bool always) {
+        const std::size_t count = report.count(state);
+        return count > 0 || always ? ", " + std::to_string(count) + what : std::string();
+    };
+    return std::to_string(report.count(ReadState::kRead)) + " read" +
+           told(ReadState::kNoValue, " without a value", true) + told(ReadState::kFailed, " failed", false) +
+           told(ReadState::kMissing, " missing", true) + told(ReadState::kNotTried, " not asked for", false);
+}
+
+std::string textOf(const workbench::ItemReading& reading) {
+    const auto why = [&](const char* text) { return reading.reason.empty() ? text : text + (": " + reading.reason); };
+    switch (reading.state) {
+    case ReadState::kNotTried:
+        return "not asked for";
+    case ReadState::kRead:
+        return "read";
+    case ReadState::kNoValue:
+        return "without a value";
+    case ReadState::kFailed:
+        return why("failed");
+    case ReadState::kMissing:
+        return why("missing");
+    }
+    return {};
+}
+
+/// With the items that were not read.
+PhoneReport reportOf(const workbench::ReadReport& report, const std::map<std::uint16_t, std::string>& names) {
+    PhoneReport told{.line = lineOf(report)};
+    for (const workbench::ItemReading& reading : report.readings) {
+        if (reading.state != ReadState::kRead) {
+            const auto name = names.find(reading.number);
+            told.items.push_back({reading.number, name == names.end() ? std::string() : name->second, textOf(reading)});
+        }
+    }
+    return told;
+}
+
+} // namespace
+
+PhoneDesk::PhoneDesk(CCalvaneDoc& document, UserInterface& userInterface, PhoneWatch& watch,
+                     std::function<void()> changed)
+    : document_(document), userInterface_(userInterface), watch_(watch), changed_(std::move(changed)),
+      asking_(userInterface), jobs_(userInterface) {
+    watch_.setHeard([this](bool present) { heard(present); });
+}
+
+PhoneDesk::~PhoneDesk() {
+    watch_.setHeard({});
+}
+
+void PhoneDesk::run(PhoneJobs::Work work, PhoneJobs::Ended ended, PhoneJobs::Progress progress) {
+    heardDuringJob_.reset();
+    const auto watched = [work = std::move(work), this](const workbench::WorkControl& control) {
+        work(control);
+        try {
+            watch_.watch(*document_.catalog().getTessraServer());
+        } catch (const TessraServer::Exception& failure) {
+            // Where the work could not connect, it tells so itself.
+            kernel::logError(std::string("PhoneDesk::run: ") + failure.what());
+        }
+    };
+    jobs_.start(watched, std::move(ended), std::move(progress));
+}
+
+void PhoneDesk::read(ProgressWindow& progress, std::function<void()> ended) {
+    auto reading = std::make_shared<Reading>();
+    startRead(reading, progress, [this, reading, ended = std::move(ended)](const std::string& failure) {
+        const auto edits =
+            document_.keepsEdits() ? document_.baseline().edits(document_.nvItems()) : std::vector<KeptEdit>();
+        finishRead(*reading, failure);
+        keepUnread(edits);
+        ended();
+    });
+}
+
+void PhoneDesk::readMissing(ProgressWindow& progress, std::function<void()> ended) {
+    auto reading = std::make_shared<Reading>();
+    reading->begun = lastRead_;
+    startRead(reading, progress, [this, reading, ended = std::move(ended)](const std::string& failure) {
+        finishRead(*reading, failure);
+        ended();
+    });
+}
+
+bool PhoneDesk::canReadMissing() const {
+    return lastRead_ && !lastRead_->isComplete() && readSource_ == document_.baseline().lastSource() &&
+           lastRead_->comPort == document_.comPort();
+}
+
+void PhoneDesk::startRead(const std::shared_ptr<Reading>& reading, ProgressWindow& progress, PhoneJobs::Ended ended) {
+    reading->comPort = document_.comPort();
+    const auto work = [this, reading, &progress](const workbench::WorkControl& control) {
+        Calvane& catalog = document_.catalog();
+        reading->names = namesOf(catalog.getSupportedNvItems());
+        const auto& names = reading->names;
+        workbench::WorkControl shown = control;
+        shown.progress = [&](std::size_t position, std::size_t count, std::uint16_t number) {
+            const auto name = names.find(number);
+            progress.addLine(formatProgressLine(static_cast<std::uint32_t>(count),
+                                                static_cast<std::uint32_t>(position) + 1, number,
+                                                name == names.end() ? std::string() : name->second));
+        };
+        workbench::PhoneReader reader(*catalog.getTessraServer(), reading->comPort);
+        if (reading->begun) {
+            reading->report = *reading->begun;
+            reader.complete(reading->report, shown);
+        } else {
+            reading->report = reader.read(numbersIn(names), shown);
+            catalog.clearNvItems();
+        }
+        reading->items = itemsOf(newlyRead(reading->report, reading->begun), catalog);
+        // As after the catalog's own read: what it lists next has the values of the phone.
+        for (const NvItem& item : reading->items) {
+            catalog.setNvItem(item);
+        }
+    };
+    run(work, std::move(ended));
+}
+
+void PhoneDesk::finishRead(Reading& reading, const std::string& failure) {
+    const workbench::ReadReport& report = reading.report;
+    const std::string& problem = failure.empty() ? report.failure : failure;
+    const bool answered = report.count(ReadState::kNotTried) < report.readings.size();
+    settle(reading.comPort, answered && problem.empty() ? std::optional(report.phone) : std::nullopt);
+    if (!reading.items.empty() || (problem.empty() && !report.cancelled)) {
+        if (reading.begun) {
+            document_.addItemsFromPhone(reading.items, report.phone, reading.comPort);
+        } else {
+            document_.takeItemsFromPhone(std::move(reading.items), report.phone, reading.comPort);
+        }
+        readSource_ = document_.baseline().lastSource();
+        lastRead_ = report;
+    }
+    if (!report.readings.empty()) {
+        setReport(reportOf(report, reading.names));
+    }
+    if (!problem.empty()) {
+        userInterface_.showMessage(problem, kExceptionCaption, MessageIcon::kError);
+    }
+}
+
+// Edited items of which the phone has told nothing stay in the list as well.
+void PhoneDesk::keepUnread(const std::vector<KeptEdit>& edits) {
+    bool anyAdded = false;
+    for (const KeptEdit& edit : edits) {
+        const auto isSame = [&](const NvItem& item) { return item.getId() == edit.edited.getId(); };
+        if (std::ranges::none_of(document_.nvItems(), isSame)) {
+            document_.appendItem(edit.edited);
+            document_.putItem(edit.edited);
+            anyAdded = true;
+        }
+    }
+    if (anyAdded) {
+        document_.sortItems(document_.sortAlphabetical());
+    }
+}
+
+bool PhoneDesk::connectFirst() {
+    return document_.connectPhone();
+}
+
+void PhoneDesk::askWho() {
+    if (jobs_.isRunning()) {
+        return; // it asks by itself
+    }
+    if (asking_.isRunning()) {
+        askAgain_ = true;
+        return;
+    }
+    auto phone = std::make_shared<PhoneIdentity>();
+    const auto ask = [this, phone](const workbench::WorkControl&) {
+        TessraServer& session = *document_.catalog().getTessraServer();
+        watch_.watch(session);
+        *phone = workbench::askIdentity(session);
+    };
+    asking_.start(ask, [this, phone, comPort = document_.comPort()](const std::string& failure) {
+        settle(comPort, failure.empty() ? std::optional(*phone) : std::nullopt);
+        if (std::exchange(askAgain_, false)) {
+            askWho();
+        }
+    });
+}
+
+void PhoneDesk::heard(bool present) {
+    if (jobs_.isRunning()) {
+        heardDuringJob_ = present;
+    } else if (present && knownPort_ == document_.comPort()) {
+        askWho();
+    }
+    isPresent_ = isPresent_ && present;
+    changed_();
+}
+
+void PhoneDesk::settle(const std::string& comPort, std::optional<PhoneIdentity> phone) {
+    knownPort_ = comPort;
+    isPresent_ = phone.has_value() && heardDuringJob_.value_or(true);
+    heardDuringJob_.reset();
+    phone_ = std::move(phone).value_or(PhoneIdentity());
+    changed_();
+}
+
+void PhoneDesk::setReport(PhoneReport report) {
+    report_ = std::move(report);
+    changed_();
+}
+
+std::string PhoneDesk::phoneText() const {
+    return isPresent_ ? shortName(phone_) : "no phone";
+}
+
+std::string PhoneDesk::changedText() const {
+    const std::size_t changed = document_.changedCount();
+    return changed == 0 ? "" : " - " + std::to_string(changed) + " changed";
+}
+
+std::string PhoneDesk::paneText() const {
+    return (knownPort_ == document_.comPort() ? phoneText() : "not connected") + changedText();
+}
+
+std::string PhoneDesk::title() const {
+    return CCalvaneDoc::kTitle + (knownPort_ == document_.comPort() ? " - " + phoneText() : std::string()) +
+           changedText();
+}

@@ -1,0 +1,109 @@
+#include "app/document/WriteRequest.h"
+
+#include "app/document/CCalvaneDoc.h"
+#include "app/document/LoadedDate.h"
+
+#include <algorithm>
+#include <ctime>
+
+namespace {
+
+constexpr const char* kNoDateChanged = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file";
+constexpr const char* kNoDateListed = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file!!";
+
+bool isZero(const NvItem& item) {
+    return std::ranges::all_of(item.rawData(), [](std::uint8_t byte) { return byte == 0; });
+}
+
+/// Whether the item's values are more than the zeros with which the catalog begins. Zeros count where they were read,
+/// or typed.
+bool hasValue(const CCalvaneDoc& document, std::size_t position) {
+    const NvItem& item = document.nvItems()[position];
+    const DocumentBaseline& baseline = document.baseline();
+    const bool isAsLastKnown = baseline.values().find(item.getId()) != nullptr && !baseline.isChanged(item);
+    return document.changedItems().contains(position) || isAsLastKnown || !isZero(item);
+}
+
+workbench::WantedItem wantedAt(const CCalvaneDoc& document, std::size_t position) {
+    return {.item = document.nvItems()[position], .hasValue = hasValue(document, position)};
+}
+
+std::vector<NvItem>::const_iterator findNamed(const std::vector<NvItem>& items, std::string_view name) {
+    return std::ranges::find_if(items, [name](const NvItem& item) { return item.getName() == name; });
+}
+
+/// The date item of the list, or of the catalog, with the stamp of this moment.
+std::optional<NvItem> stampedDate(CCalvaneDoc& document, UserInterface& userInterface, const char* failureCaption) {
+    const auto listed = findNamed(document.nvItems(), kLoadedDateItem);
+    try {
+        NvItem date = listed != document.nvItems().end()
+                          ? *listed
+                          : document.catalog().getSupportedNvItem(std::string(kLoadedDateItem));
+        date.setData(std::to_string(loadedDateStamp(std::time(nullptr))));
+        return date;
+    } catch (const Calvane::Exception& failure) {
+        userInterface.showMessage(failure.what(), failureCaption, MessageIcon::kError);
+        return std::nullopt;
+    }
+}
+
+/// Puts the date in its place among the wanted items, or behind them.
+void addDate(WriteRequest& request, std::optional<NvItem> date) {
+    if (!date) {
+        return;
+    }
+    request.date = date->getId();
+    const auto wanted = std::ranges::find_if(
+        request.wanted, [&](const workbench::WantedItem& one) { return one.item.getName() == kLoadedDateItem; });
+    if (wanted != request.wanted.end()) {
+        *wanted = {.item = std::move(*date)};
+    } else {
+        request.wanted.push_back({.item = std::move(*date)});
+    }
+}
+
+} // namespace
+
+void WriteRequest::take(CCalvaneDoc& document, const workbench::WritePlan& plan) const {
+    for (const workbench::PlanRow& row : plan.rows) {
+        if (!row.isWritten() || row.item.getId() != date) {
+            continue;
+        }
+        const auto listed = findNamed(document.nvItems(), kLoadedDateItem);
+        if (listed != document.nvItems().end()) {
+            document.replaceItem(static_cast<std::size_t>(listed - document.nvItems().begin()), row.item);
+        } else if (kind == Kind::kListed) {
+            document.appendItem(row.item);
+        }
+    }
+}
+
+WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterface) {
+    WriteRequest request{.kind = WriteRequest::Kind::kChanged};
+    for (const std::size_t position : document.changedItems()) {
+        request.wanted.push_back(wantedAt(document, position));
+    }
+    if (!request.wanted.empty()) {
+        addDate(request, stampedDate(document, userInterface, kNoDateChanged));
+    }
+    return request;
+}
+
+WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface) {
+    WriteRequest request{.kind = WriteRequest::Kind::kListed};
+    for (std::size_t position = 0; position < document.nvItems().size(); ++position) {
+        request.wanted.push_back(wantedAt(document, position));
+    }
+    if (!request.wanted.empty()) {
+        addDate(request, stampedDate(document, userInterface, kNoDateListed));
+    }
+    return request;
+}
+
+WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name) {
+    const auto listed = findNamed(document.nvItems(), name);
+    WriteRequest request{.kind = WriteRequest::Kind::kOne};
+    request.wanted.push_back(wantedAt(document, static_cast<std::size_t>(listed - document.nvItems().begin())));
+    addDate(request, stampedDate(document, userInterface, kNoDateListed));
+    return request;
+}

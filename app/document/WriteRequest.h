@@ -1,0 +1,34 @@
+#pragma once
+
+#include "workbench/WritePlan.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+class CCalvaneDoc;
+class UserInterface;
+
+/// What a write command wants to write to the phone, as copies: the document stays as it is until take().
+struct WriteRequest {
+    enum class Kind { kChanged, kListed, kOne };
+
+    Kind kind = Kind::kListed;
+    std::vector<workbench::WantedItem> wanted = {};
+    /// The number of the loaded-date item among them, which has the stamp.
+    std::optional<std::uint16_t> date = {};
+
+    /// Makes the document what it is where the command goes on: the list's date has its stamp, and a list without a
+    /// date gets it where the list is written. A date that `plan` leaves out is left alone.
+    void take(CCalvaneDoc& document, const workbench::WritePlan& plan) const;
+};
+
+/// The changed items, or all of the list, with the stamped date as the bare commands add it. Where neither the list
+/// nor the catalog has a date, the user is told, and the request goes without one. Empty where nothing is to be
+/// written.
+WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterface);
+WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface);
+/// The first item of the list named `name`, which is there.
+WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name);

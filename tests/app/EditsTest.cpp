@@ -1,0 +1,316 @@
+// What the user has typed, in safe hands: it is stored, held, marked, undone, and never lost.
+
+#include "tests/app/WindowFixture.h"
+
+#include <QMessageBox>
+
+namespace {
+
+class Edits : public WindowFixture {
+protected:
+    Edits() { safe = true; }
+
+    void SetUp() override {
+        plugIn();
+        start();
+        readPhone();
+        Calvane catalog;
+        catalog.loadDecoderRingFile("NV Decoder.vrk");
+        catalog.createMoxFile(path("bench.mox").toStdString(), doc().nvItems());
+        clickLine(0);
+    }
+    void TearDown() override { ReviewSwitch::setOn(false); } // and nobody is asked at the end
+
+    QString path(const char* name) const { return QString::fromStdString((folder / name).string()); }
+    const NvItem* find(int number) {
+        const auto& items = doc().nvItems();
+        const auto found = std::ranges::find(items, number, &NvItem::getId);
+        return found == items.end() ? nullptr : &*found;
+    }
+    std::string value(int number, std::size_t field = 0) { return find(number)->getSubItems()[field].value; }
+    std::string textOf(const char* name) { return frame().findChild<QLabel*>(name)->text().toStdString(); }
+    std::string hint(int row) {
+        auto* label = frame().findChild<QLabel*>(QString("ctl_%1_hint").arg(7000 + row));
+        return label != nullptr && label->isVisible() ? label->text().toStdString() : "";
+    }
+    /// The lines that are marked as changed.
+    std::vector<int> marked() {
+        std::vector<int> numbers;
+        for (int row = 0; row < listBox().model()->rowCount(); ++row) {
+            const QModelIndex line = listBox().model()->index(row, 0);
+            if (line.data(Qt::FontRole).value<QFont>().bold()) {
+                numbers.push_back(line.data().toString().section('\t', 0, 0).toInt());
+            }
+        }
+        return numbers;
+    }
+    int selectedNumber() { return doc().selectedItem() == nullptr ? -1 : doc().selectedItem()->getId(); }
+    void key(int row, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        focusBack();
+        QTest::keyClick(&edit(row), key, modifiers);
+    }
+    void settleEvents() {
+        QTest::qWait(1); // what was posted
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
+        QTest::qWait(1);
+    }
+};
+
+struct ListCommand {
+    const char* name;
+    CommandId id;
+    const char* answer;      ///< to the question whether changes stay; empty where none is asked
+    const char* file = "";   ///< chosen in a file dialog
+    bool saves = false;      ///< the list's dialog is saved
+    const char* search = ""; ///< looked for
+};
+
+constexpr ListCommand kListCommands[] = {
+    {"read from the phone", CommandId::kReadFromPhone, "Keep Changes"},
+    {"read from a file", CommandId::kReadFromMox, "Keep Changes", "bench.mox"},
+    {"list all supported items", CommandId::kReadSupportedItems, "Keep Changes"},
+    {"sort by name", CommandId::kSortAlphabetical, ""},
+    {"sort by number", CommandId::kSortByIdNumber, ""},
+    {"customize the list", CommandId::kCustomizedList, "", "", true},
+    {"search", CommandId::kSearch, "", "", false, "NV_ZETA"},
+};
+
+class EditsThrough : public Edits {
+protected:
+    void runAnswering(const ListCommand& command) {
+        const auto rest = [this, command] {
+            if (*command.file != '\0') {
+                chooseFile(path(command.file));
+            } else if (command.saves || *command.search != '\0') {
+                whenAsked([command](QWidget* dialog) {
+                    QTest::keyClicks(dialog->focusWidget(), command.search);
+                    QTest::keyClick(dialog, Qt::Key_Return);
+                });
+            }
+        };
+        if (*command.answer == '\0') {
+            rest();
+        } else {
+            whenAsked([command, rest](QWidget* box) {
+                rest();
+                for (auto* button : box->findChildren<QAbstractButton*>()) {
+                    if (button->text().remove('&') == command.answer) {
+                        button->click();
+                        return;
+                    }
+                }
+                ADD_FAILURE() << "nobody asks whether changes stay";
+            });
+        }
+    }
+};
+
+TEST_F(EditsThrough, EveryCommandThatReplacesOrOrdersTheList) {
+    int typed = 60;
+    for (const ListCommand& command : kListCommands) {
+        SCOPED_TRACE(command.name);
+        const std::string text = std::to_string(++typed);
+        type(0, QString::fromStdString(text));
+        runAnswering(command);
+        run(command.id);
+        settleEvents();
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+        EXPECT_EQ(value(10), text);
+        EXPECT_EQ(marked(), std::vector<int>{10});
+        EXPECT_EQ(doc().changedItems().size(), 1u);
+        EXPECT_EQ(selectedNumber(), 10) << "the selection follows its item";
+        EXPECT_EQ(edit(0).text().toStdString(), text);
+        EXPECT_EQ(listBox().selectionModel()->selectedIndexes().value(0).row(), doc().selectedIndex());
+    }
+}
+
+TEST_F(EditsThrough, NoCommandWhileAValueIsHeld) {
+    for (const ListCommand& command : kListCommands) {
+        SCOPED_TRACE(command.name);
+        const auto before = numbersOf(doc().nvItems());
+        type(0, "7x");
+        type(1, "-9");
+        run(command.id);
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+        EXPECT_FALSE(frame().isBusy());
+        EXPECT_EQ(numbersOf(doc().nvItems()), before);
+        EXPECT_EQ(edit(0).text(), "7x");
+        EXPECT_EQ(QApplication::focusWidget(), &edit(0));
+        EXPECT_EQ(hint(0), "no decimal number, 0 to 255");
+        EXPECT_EQ(value(10, 1), "-9") << "the values that fit are stored";
+        clickLine(1);
+        EXPECT_EQ(selectedNumber(), 10) << "its item is not left either";
+        runAnswering(command);
+        key(0, Qt::Key_Escape);
+        settleEvents();
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr) << "what waited has run";
+        EXPECT_EQ(hint(0), "");
+        EXPECT_EQ(edit(0).text(), "5");
+        type(1, "-2");
+        key(1, Qt::Key_Return);
+    }
+}
+
+TEST_F(Edits, AreLostBySortsAndReadsWithBareCommands) {
+    ReviewSwitch::setOn(false);
+    type(0, "66");
+    run(CommandId::kSortAlphabetical);
+    EXPECT_EQ(value(10), "5");
+    EXPECT_TRUE(doc().changedItems().empty());
+    EXPECT_EQ(selectedNumber(), 20) << "the position stays selected, not the item";
+    EXPECT_EQ(textOf("editor_item"), "20 NV_ALPHA");
+    EXPECT_TRUE(listBox().selectionModel()->selectedIndexes().isEmpty());
+    run(CommandId::kReadSupportedItems);
+    settleEvents();
+    EXPECT_EQ(doc().nvItems().size(), 4u);
+}
+
+TEST_F(Edits, AreTakenAsTheyWouldBeStoredOnlyWhenAgreed) {
+    const struct {
+        int row;
+        bool hex;
+        const char* typed;
+        const char* says; ///< beside the box after Enter
+        const char* stored;
+    } rows[] = {
+        {0, false, "300", "0 to 255; Enter stores it as 44", "44"},
+        {0, true, "12d", "0 to ff; Enter stores it as 2d", "45"},
+        {0, false, "70000", "0 to 255", ""},
+        {0, false, "", "empty, 0 to 255", ""},
+        {0, true, "xyz", "no hexadecimal number, 0 to ff", ""},
+        {1, false, "-32769", "-32768 to 32767", ""},
+        {1, true, "8000", "ffffffffffff8000 to 7fff", ""},
+    };
+    for (const auto& one : rows) {
+        SCOPED_TRACE(one.typed);
+        const std::string before = value(10, static_cast<std::size_t>(one.row));
+        if (hexBox().isChecked() != one.hex) {
+            clickHex();
+        }
+        type(one.row, one.typed);
+        key(one.row, Qt::Key_Return);
+        EXPECT_EQ(hint(one.row), one.says);
+        EXPECT_EQ(value(10, static_cast<std::size_t>(one.row)), before);
+        key(one.row, Qt::Key_Return);
+        EXPECT_EQ(hint(one.row), *one.stored == '\0' ? one.says : "");
+        EXPECT_EQ(value(10, static_cast<std::size_t>(one.row)), *one.stored == '\0' ? before : one.stored);
+        key(one.row, Qt::Key_Escape);
+        EXPECT_EQ(hint(one.row), "");
+    }
+}
+
+TEST_F(Edits, AreMarkedUndoneAndReverted) {
+    type(0, "66");
+    key(0, Qt::Key_Return);
+    clickLine(1);
+    type(0, "8");
+    QTest::keyClick(&edit(0), Qt::Key_F6);
+    EXPECT_EQ(marked(), (std::vector<int>{10, 20}));
+    EXPECT_EQ(textOf("editor_state"), "readwrite, 1 of 1 value changed");
+    EXPECT_TRUE(edit(0).font().bold());
+    EXPECT_TRUE(edit(0).toolTip().startsWith("Was 7 (")) << edit(0).toolTip().toStdString();
+    type(0, "9");
+    key(0, Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(edit(0).text(), "8") << "the box's typing first";
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(20), "7");
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(selectedNumber(), 10) << "what is undone is shown";
+    EXPECT_EQ(marked(), std::vector<int>());
+    EXPECT_EQ(doc().changedItems(), (std::set<std::size_t>{0, 1})) << "what is sent is the review's business";
+    run(CommandId::kRedo);
+    run(CommandId::kRedo);
+    EXPECT_EQ(marked(), (std::vector<int>{10, 20}));
+    run(CommandId::kRevertAll);
+    EXPECT_EQ(marked(), std::vector<int>());
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10) + " " + value(20), "66 8");
+    clickLine(0);
+    type(1, "77");
+    run(CommandId::kRevertSubField);
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "66 -2");
+    run(CommandId::kRevertItem);
+    EXPECT_EQ(marked(), std::vector<int>{20});
+}
+
+TEST_F(Edits, ThatWereReadAnewAreNotUndone) {
+    type(0, "66");
+    key(0, Qt::Key_Return);
+    answer("Discard Changes");
+    run(CommandId::kReadFromPhone);
+    settleEvents();
+    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(marked(), std::vector<int>());
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "5");
+    type(1, "3");
+    answer("Cancel");
+    run(CommandId::kReadFromPhone);
+    EXPECT_FALSE(frame().isBusy());
+}
+
+TEST_F(Edits, KeepTheirSubFieldsWhenThePhoneHasOtherValuesByNow) {
+    type(1, "3");
+    key(1, Qt::Key_Return);
+    std::array<std::uint8_t, 128> data{9, 0xFE, 0xFF};
+    NvItem changed = *find(10);
+    changed.setRawData(data);
+    Calvane other;
+    other.loadDecoderRingFile("NV Decoder.vrk");
+    other.writeToPhone("COM1", {changed}, false, nullptr);
+    answer("Keep Changes");
+    run(CommandId::kReadFromPhone);
+    settleEvents();
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "9 3");
+    EXPECT_EQ(textOf("editor_state"), "readwrite, 1 of 2 values changed");
+}
+
+TEST_F(Edits, AreAskedAboutBeforeTheWindowCloses) {
+    type(0, "66");
+    answer("Cancel");
+    frame().close();
+    ASSERT_NE(window().activeFrame(), nullptr);
+    EXPECT_EQ(value(10), "66");
+    answer("Cancel");
+    window().close();
+    EXPECT_TRUE(window().isVisible());
+    type(1, "bad");
+    frame().close();
+    ASSERT_NE(window().activeFrame(), nullptr) << "closing waits for the value";
+    answer("Discard");
+    key(1, Qt::Key_Escape);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window().activeFrame() == nullptr; }));
+}
+
+TEST_F(Edits, AnItemThatIsGoneLeavesAnEmptyEditor) {
+    whenAsked([](QWidget* dialog) {
+        dialog->findChild<QPushButton*>("ctl_1017")->click();
+        QTest::keyClick(dialog, Qt::Key_Return);
+    });
+    run(CommandId::kCustomizedList);
+    EXPECT_EQ(doc().selectedIndex(), -1);
+    EXPECT_EQ(rowCount(), 0);
+    EXPECT_EQ(textOf("editor_item"), "No item is selected");
+}
+
+TEST_F(Edits, OfAnItemWithoutValuesNeedAllOfThem) {
+    writeText(folder / "NV Decoder.vrk", kRing);
+    app().newDocument();
+    run(CommandId::kReadSupportedItems);
+    settleEvents();
+    clickLine(0);
+    EXPECT_EQ(textOf("editor_state"), "readwrite, never had a value");
+    type(0, "5");
+    key(0, Qt::Key_Return);
+    EXPECT_EQ(hint(1), "empty, -32768 to 32767");
+    EXPECT_EQ(value(10), "") << "no zeros that nobody typed";
+    type(1, "6");
+    key(1, Qt::Key_Return);
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "5 6");
+    EXPECT_EQ(marked(), std::vector<int>{10});
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "");
+}
+
+} // namespace

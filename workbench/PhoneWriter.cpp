@@ -15,6 +15,7 @@ constexpr std::uint32_t kResetMs = 100000;
 /// After a pause of ours that is longer the phone is asked anew who it is.
 constexpr std::chrono::seconds kLongPause{1};
 constexpr const char* kOtherBytes = "The phone reads back other bytes.";
+constexpr const char* kOldBytes = "Two answers were lost, and the phone still has what it had before.";
 constexpr const char* kNoValue = "The phone reads back no value.";
 
 /// What a packet that was to write an item came to.
@@ -194,14 +195,18 @@ void Run::writeRow(WriteResult& result) {
             return;
         }
         const ItemReading now = readBack(result, wanted);
-        if (sent == Sent::kAnswered || !mayRepeat || !isOldValue(now, before)) {
+        if (sent == Sent::kAnswered || !isOldValue(now, before)) {
+            return;
+        }
+        if (!mayRepeat) {
+            result.reason = kOldBytes;
             return;
         }
     }
 }
 
 // To be asked directly before each packet that changes something. A phone that was silent, or has restarted, is taken
-// offline anew; one that tells no serial number may be another one then.
+// offline anew.
 bool Run::mayWrite() {
     if (contact_.isHeld() && std::chrono::abs(std::chrono::system_clock::now() - lastAnswer_) > kLongPause) {
         contact_.confirm();
@@ -281,7 +286,7 @@ ItemReading Run::readItem(std::uint16_t number) {
     ItemReading reading = contact_.read(number);
     lastAnswer_ = std::chrono::system_clock::now();
     if (contact_.isHeld() && confirmations != contact_.confirmations() && !contact_.phone().isKnown()) {
-        contact_.awaitReturn();
+        contact_.awaitReturn(); // as after any silence of such a phone
     }
     return contact_.isHeld() ? reading : ItemReading{.number = number, .reason = reading.reason};
 }

@@ -15,6 +15,7 @@ constexpr std::uint32_t kResetMs = 100000;
 /// After a pause of ours that is longer the phone is asked anew who it is.
 constexpr std::chrono::seconds kLongPause{1};
 constexpr const char* kOtherBytes = "The phone reads back other bytes.";
+constexpr const char* kOldBytes = "Two answers were lost, and the phone still has what it had before.";
 constexpr const char* kNoValue = "The phone reads back no value.";
 
 /// What a packet that was to write an item came to.
@@ -194,7 +195,11 @@ void Run::writeRow(WriteResult& result) {
             return;
         }
         const ItemReading now = readBack(result, wanted);
-        if (sent == Sent::kAnswered || !mayRepeat || !isOldValue(now, before)) {
+        if (sent == Sent::kAnswered || !isOldValue(now, before)) {
+            return;
+        }
+        if (!mayRepeat) {
+            result.reason = kOldBytes;
             return;
         }
     }

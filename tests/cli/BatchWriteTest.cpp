@@ -51,9 +51,8 @@ TEST_F(BatchWrite, APlanIsPrintedAndNothingWritten) {
         {"", "write --dry-run --from-json items.json",
          "10 NV_A\n       offset: -12\n       flag: 2\n30 NV_B\n       x: 9\n40 NV_NONE\n       x: 4\n",
          "3 to be written, 1 read-only left out. Nothing was written.\n" + kSkipped},
-        {" --port COM1", "set --dry-run 30 7", "30 NV_B  as on the phone\n", "1 to be written. Nothing was written.\n"},
         {" --port COM1", "set --dry-run --changed-only 30 7", "",
-         "1 equal. Nothing was written.\nSkipped 1 item that the phone has already: 30.\n"},
+         "1 equal. Nothing was written.\nSkipped 1 item that the phone has already.\n"},
     };
     for (const auto& row : cases) {
         service(row.port == std::string() ? "broken" : ""); // nobody looks for a port then
@@ -146,7 +145,7 @@ TEST_F(BatchWrite, ChangedOnlyWritesWhatDiffers) {
     const Outcome outcome = run("write --from-json before.json --changed-only");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err,
-              kPhone + "1 written and verified.\n" + kSkipped + "Skipped 1 item that the phone has already: 10.\n");
+              kPhone + "1 written and verified.\n" + kSkipped + "Skipped 1 item that the phone has already.\n");
     EXPECT_EQ(onPhone("30"), "07");
 }
 
@@ -164,8 +163,8 @@ TEST_F(BatchWrite, AnInterruptWaitsForTheItemAndGivesTheAccount) {
     }
     // A shell lets its jobs ignore this signal, until the tool listens for it.
     service("[[port.fault]]\ncall = \"send\"\nitem = 20\ndelay_ms = 1000\n");
-    const Outcome read =
-        run("read --text t", " --port COM1", "for i in $(seq 20); do kill -INT $tool; sleep 0.05; done");
+    const Outcome read = run("read --text t", " --port COM1",
+                             "for i in $(seq 20); do kill -INT $tool 2>err2 || break; sleep 0.05; done");
     EXPECT_EQ(read.status, 130);
     EXPECT_TRUE(read.err.starts_with("Interrupted.\n")) << read.err;
     EXPECT_FALSE(std::filesystem::exists(folder / "t"));

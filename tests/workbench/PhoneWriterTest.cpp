@@ -138,6 +138,7 @@ struct Outcome {
 
 const std::string kReadOnly = "Parameter is write-protected and thus read only";
 const std::string kBytes = "The phone reads back other bytes.";
+const std::string kOld = "Two answers were lost, and the phone still has what it had before.";
 const std::string kNothing = "The phone reads back no value.";
 const std::string kNoRead = "The phone does not read it back: Unrecognizable command field";
 const std::string kLost = "TessraServer::sendSyncImpl - Timeout waiting for response";
@@ -149,7 +150,7 @@ const Outcome kOutcomes[] = {
     {"refused as a packet", FaultKind::kBadResponse, 0, {1}, true, "vrvv", kBad, 0},
     {"a status that counts as success, and is none", FaultKind::kNvStatus, 11, {1}, true, "vdvv", kBytes, 1},
     {"never arrived", FaultKind::kServerCode, kTimeout, {1}, false, "vvvv", "", 1},
-    {"never arrived twice", FaultKind::kServerCode, kTimeout, {1, 3}, true, "vdvv", kBytes, 0},
+    {"never arrived twice", FaultKind::kServerCode, kTimeout, {1, 3}, true, "vdvv", kOld, 0},
     {"arrived, the answer did not", FaultKind::kShortAnswer, 10, {1}, false, "vvvv", "", 1},
     {"the read-back came the second time", FaultKind::kServerCode, kTimeout, {2}, false, "vvvv", "", 1},
     {"no read-back", FaultKind::kServerCode, kTimeout, {2, 3}, false, "v?--", kLost, 1},

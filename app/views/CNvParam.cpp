@@ -24,8 +24,8 @@ constexpr std::array<DialogControl, 2> kControls{{
     {kWriteButtonId, ControlKind::kPushButton, "Write NV", 7, 7, 50, 14},
     {kHexBoxId, ControlKind::kCheckBox, "Hex", 62, 12, 29, 10},
 }};
-/// The part of the form above its rows.
-constexpr DialogTemplate kTemplate{103, "", 348, 22, kControls};
+/// The part of the form above its rows, which need no more width than their labels do.
+constexpr DialogTemplate kTemplate{103, "", 98, 22, kControls};
 
 // The rows in pixels.
 constexpr int kLabelRight = 1010;

@@ -283,15 +283,19 @@ TEST_F(Edits, AreAskedAboutBeforeTheWindowCloses) {
     frame().close();
     ASSERT_NE(window().activeFrame(), nullptr);
     EXPECT_EQ(value(10), "66");
+    app().newDocument();
+    EXPECT_TRUE(doc().nvItems().empty());
     answer("Cancel");
     window().close();
     EXPECT_TRUE(window().isVisible());
+    EXPECT_EQ(value(10), "66") << "the document in question is shown";
+    frame().showMaximized();
     type(1, "bad");
     frame().close();
     ASSERT_NE(window().activeFrame(), nullptr) << "closing waits for the value";
     answer("Discard");
     key(1, Qt::Key_Escape);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return window().activeFrame() == nullptr; }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).size() == 1; }));
 }
 
 TEST_F(Edits, LoseTheirMarksByAVerifiedWriteAndGetThemBackByUndo) {

@@ -121,6 +121,10 @@ std::uint16_t MoxFile::readPhoneModelId() {
     return properties_.phoneModelId;
 }
 
+bool MoxFile::isWhole() const {
+    return whole_;
+}
+
 void MoxFile::requireFileName() const {
     if (fileName_.empty()) {
         throw Exception("MoxFile::begin() - Error no MOX file has been opened.  Either create the MOX with a file "

@@ -73,6 +73,9 @@ public:
     virtual Iterator end();
     /// The model id of the file opened last, or the one given to the last write. Touches no file.
     virtual std::uint16_t readPhoneModelId();
+    /// Whether all of the file opened last could be read. False for a damaged one, which may have had more items than
+    /// an iterator finds. Touches no file.
+    virtual bool isWhole() const;
 
 protected:
     /// These run on the worker and record what fails.
@@ -90,6 +93,7 @@ protected:
     bool itemsAdded_ = false;
     bool propertiesSet_ = false;
     bool needsSetup_ = true;
+    bool whole_ = true;
     mox::Properties properties_; // its phoneModelId is the one held for the file
     std::string fileName_;
     std::vector<NvRecord> items_;

@@ -117,6 +117,7 @@ void MoxFile::setupStgPointers() {
 
 void MoxFile::createFile() {
     mox::check(storage::stgCreateDocfile(fileName_, mox::kNewFile, rootStorage_));
+    whole_ = true;
     mox::check(rootStorage_->createStorage(mox::NumberName(properties_.phoneModelId), mox::kNewFile, modelStorage_));
     mox::check(modelStorage_->createStorage(mox::kDefaultStorage, mox::kNewFile, defaultStorage_));
     mox::writeVersionStream(rootStorage_);
@@ -125,6 +126,7 @@ void MoxFile::createFile() {
 // Where several storages could be the model's, the one enumerated last is.
 void MoxFile::openFile(std::uint32_t mode) {
     mox::check(storage::stgOpenStorage(fileName_, mode, rootStorage_));
+    whole_ = rootStorage_->isWhole();
     mox::EnumPtr children;
     mox::check(rootStorage_->enumElements(children));
     storage::ElementInfo child;

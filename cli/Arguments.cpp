@@ -6,12 +6,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <string_view>
 
 namespace {
-
-constexpr int kWrongUsage = 2;
 
 void addRing(CLI::App& verb, Arguments& arguments) {
     verb.add_option("--ring", arguments.ringPath, "Decoder ring file (default: \"NV Decoder.vrk\" beside the program)");
@@ -22,14 +22,33 @@ void addService(CLI::App& verb, Arguments& arguments) {
                     "Ports of the phone service (default: Tessra.toml beside the program)");
 }
 
-void addPort(CLI::App& verb, Arguments& arguments) {
-    verb.add_option("--port", arguments.comPort, "Port of the phone, such as COM1")->required();
+CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
+    CLI::Option* port = verb.add_option("--port", arguments.comPort, "Port of the phone, such as COM1");
     addService(verb, arguments);
+    return port;
 }
 
-void addAccessCode(CLI::App& verb, Arguments& arguments) {
+void addFlag(CLI::App& verb, const std::string& name, bool& flag, const std::string& description) {
+    verb.add_flag(name, flag, description)->disable_flag_override();
+}
+
+/// What set and write have in common.
+void addWriting(CLI::App& verb, Arguments& arguments) {
+    addPort(verb, arguments);
+    addRing(verb, arguments);
     verb.add_option("--spc", arguments.accessCode,
                     "Service programming code to send first, for items that the phone protects with it");
+    verb.add_option("--expect-serial", arguments.expectedSerial,
+                    "Send nothing to a phone with another serial number, or with none");
+    addFlag(verb, "--dry-run", arguments.isDryRun,
+            "Print what would be written, and write nothing; the phone is read only where --port is given");
+    addFlag(verb, "--changed-only", arguments.changedOnly, "Leave out what the phone has already");
+    addFlag(verb, "--keep-going", arguments.keepGoing,
+            "Go on behind an item that the phone refuses, and without items that can't be read before");
+    addFlag(verb, "--verify-after-reset", arguments.verifyAfterReset,
+            "Reset the phone at the end, and read everything back once more");
+    addFlag(verb, "--wrap", arguments.wrap,
+            "Take values that their types store as others, such as -1 for 65535 in a WORD");
 }
 
 /// An option whose text is a list of item numbers, handed to `take`.
@@ -57,21 +76,26 @@ bool parseNumber(std::string_view text, Number& number) {
     return parsed.has_value();
 }
 
+/// An option whose text is handed to `take`, which answers whether it is what it should be.
+template <class Take>
+CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::string& description, Take take) {
+    return verb.add_option_function<std::string>(
+        name,
+        [name, take](const std::string& text) {
+            if (!take(text)) {
+                throw CLI::ValidationError(name, "'" + text + "' is out of range or no number");
+            }
+        },
+        description);
+}
+
 /// The options for the calibration file that a read writes. Any of the last four asks for a property record, in which
 /// the others are 0 or empty.
 void addMoxOutput(CLI::App& verb, Arguments& arguments) {
     CLI::Option* mox =
         verb.add_option("--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay");
     const auto add = [&](const std::string& name, const std::string& description, auto take) {
-        verb.add_option_function<std::string>(
-                name,
-                [name, take](const std::string& text) {
-                    if (!take(text)) {
-                        throw CLI::ValidationError(name, "'" + text + "' is out of range or no number");
-                    }
-                },
-                description)
-            ->needs(mox);
+        addNumber(verb, name, description, take)->needs(mox);
     };
     const auto record = [&arguments]() -> PhoneProperties& {
         return arguments.properties ? *arguments.properties : arguments.properties.emplace();
@@ -111,9 +135,8 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNum
     addRing(*show, arguments);
     show->add_option("file", arguments.moxPath, "Calibration file")->required();
     addNumbers(*show, "--ids", "Show these items alone, such as 10,20-30", takeItemNumbers);
-    show->add_flag("--hex", arguments.hex,
-                   "Print the bytes of all items, also of those that the decoder ring does not describe")
-        ->disable_flag_override();
+    addFlag(*show, "--hex", arguments.hex,
+            "Print the bytes of all items, also of those that the decoder ring does not describe");
     show->add_option("--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
 
     CLI::App* prune = addVerb(program, arguments, Verb::kPrune, "prune",
@@ -130,8 +153,9 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNum
 
 void describeVerbs(CLI::App& program, Arguments& arguments) {
     using Verb = Arguments::Verb;
-    const auto takeItemNumbers = [&arguments](std::vector<std::uint16_t> numbers) {
-        arguments.itemNumbers = std::move(numbers);
+    const auto takeItemNumbers = [&arguments](ItemNumbers numbers) {
+        arguments.itemNumbers = std::move(numbers.all);
+        arguments.singleNumbers = std::move(numbers.single);
     };
 
     CLI::App* ports = addVerb(program, arguments, Verb::kPorts, "ports", "Print the ports on which a phone is present",
@@ -141,11 +165,13 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     CLI::App* read = addVerb(program, arguments, Verb::kRead, "read", "Read the items of a phone",
                              "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json\n"
                              "  calvane-batch read --port COM1 --mox phone.mox --model-id 123 --nv-version 1.2");
-    addPort(*read, arguments);
+    addPort(*read, arguments)->required();
     addRing(*read, arguments);
     read->add_option("--text", arguments.textPath, "Write the values to this text file (- for standard output)");
     read->add_option("--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
     addNumbers(*read, "--ids", "Read these items alone, such as 10,20-30", takeItemNumbers);
+    addNumber(*read, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
+              [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
     addMoxOutput(*read, arguments);
 
     CLI::App* list = addVerb(program, arguments, Verb::kList, "list", "Print the items that the decoder ring describes",
@@ -156,40 +182,60 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     CLI::App* set = addVerb(program, arguments, Verb::kSet, "set",
                             "Change one item on a phone: read it, write it, and read it back",
                             "calvane-batch set --port COM1 1007 \"5,11,307\"");
-    addPort(*set, arguments);
-    addRing(*set, arguments);
-    addAccessCode(*set, arguments);
+    addWriting(*set, arguments);
     // As text: the library would take a leading zero for an octal number, and another item would be written.
-    addNumbers(*set, "item", "Item number", [&arguments](const std::vector<std::uint16_t>& numbers) {
-        if (numbers.size() != 1) {
+    addNumbers(*set, "item", "Item number", [&arguments](const ItemNumbers& numbers) {
+        if (numbers.all.size() != 1) {
             throw std::invalid_argument("one item at a time");
         }
-        arguments.itemNumber = numbers.front();
+        arguments.itemNumber = numbers.all.front();
     })->required();
     set->add_option("values", arguments.values, "One decimal value per sub-field, separated by commas")->required();
 
     CLI::App* write = addVerb(program, arguments, Verb::kWrite, "write", "Write the items of a file to a phone",
                               "calvane-batch write --port COM1 --from-json before.json --tolerate 7,9\n"
-                              "  calvane-batch write --port COM1 --from-mox phone.mox");
-    addPort(*write, arguments);
-    addRing(*write, arguments);
-    addAccessCode(*write, arguments);
+                              "  calvane-batch write --port COM1 --from-mox phone.mox --changed-only --dry-run");
+    addWriting(*write, arguments);
     CLI::App* source = write->add_option_group("Source", "Where the items come from");
     source->add_option("--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
     source->add_option("--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
-    write->add_flag("--offline-first", arguments.offlineFirst, "Put the phone offline before the first write")
-        ->disable_flag_override();
-    addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9",
-               [&arguments](const std::vector<std::uint16_t>& numbers) {
-                   arguments.toleratedNumbers = {numbers.begin(), numbers.end()};
+    addFlag(*write, "--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
+    addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9, and count it as done",
+               [&arguments](const ItemNumbers& numbers) {
+                   arguments.toleratedNumbers = {numbers.all.begin(), numbers.all.end()};
                });
 
     CLI::App* reset =
         addVerb(program, arguments, Verb::kReset, "reset",
                 "Reset a phone and wait until it has come back (100 s at most)", "calvane-batch reset --port COM1");
-    addPort(*reset, arguments);
+    addPort(*reset, arguments)->required();
     describeFileVerbs(program, arguments, takeItemNumbers);
+}
+
+std::string exitStatusHelp() {
+    std::string text = "Exit status:\n";
+    auto rows = kExitStatuses;
+    for (const ExitStatusRow& row : rows) {
+        const std::string number = std::to_string(static_cast<int>(row.status));
+        text += std::string(5 - number.size(), ' ') + number + "  " + row.meaning + "\n";
+    }
+    text += "Where several hold, the first of";
+    std::ranges::sort(rows, std::greater(), &ExitStatusRow::weight);
+    for (const ExitStatusRow& row : rows) {
+        if (row.status != ExitStatus::kDone && row.status != ExitStatus::kWrongUsage) {
+            text += " " + std::to_string(static_cast<int>(row.status));
+        }
+    }
+    return text + ".\n";
+}
+
+/// The library knows no option that another one makes dispensable.
+void requirePort(const Arguments& arguments) {
+    const bool isWrite = arguments.verb == Arguments::Verb::kSet || arguments.verb == Arguments::Verb::kWrite;
+    if (isWrite && arguments.comPort.empty() && !arguments.isDryRun) {
+        throw CLI::RequiredError("--port, unless --dry-run is given,");
+    }
 }
 
 } // namespace
@@ -200,17 +246,16 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     arguments.ringPath = directory / "NV Decoder.vrk";
     arguments.servicePath = directory / "Tessra.toml";
 
-    CLI::App program{"Reads, shows and writes the radio-frequency calibration items of phones.\n"
-                     "Exit status: 0 done, 1 the phone or a file refused, 2 wrong usage.",
-                     "calvane-batch"};
+    CLI::App program{"Reads, shows and writes the radio-frequency calibration items of phones.", "calvane-batch"};
     program.set_version_flag("--version", "Calvane 1.4.34");
     program.require_subcommand(1);
-    program.footer("Each command has a --help of its own, with an example.");
+    program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
     describeVerbs(program, arguments);
     try {
         program.parse(argc, argv);
+        requirePort(arguments);
     } catch (const CLI::ParseError& outcome) {
-        return {std::nullopt, program.exit(outcome) == 0 ? 0 : kWrongUsage};
+        return {std::nullopt, program.exit(outcome) == 0 ? ExitStatus::kDone : ExitStatus::kWrongUsage};
     }
-    return {arguments, 0};
+    return {arguments, ExitStatus::kDone};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cli/ExitStatus.h"
 #include "engine/PhoneProperties.h"
 
 #include <cstdint>
@@ -17,6 +18,8 @@ struct Arguments {
     std::string servicePath;
     std::string comPort;
     std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show: these alone; prune: to keep
+    std::vector<std::uint16_t> singleNumbers;              ///< of these, the ones named outside ranges
+    unsigned retries = 5;                                  ///< read: of an item whose answer is lost or damaged
     std::string textPath;                                  ///< read: where the text export goes; empty for nowhere
     std::string jsonPath;                                  ///< read, show: where the JSON goes; empty for nowhere
     std::string moxPath;                                   ///< read, write, show, prune: the calibration file
@@ -26,15 +29,22 @@ struct Arguments {
     std::uint16_t itemNumber = 0;                          ///< set
     std::string values;                                    ///< set: one text per sub-field, separated by commas
     std::string inputPath;                                 ///< write: the JSON file; tree: the compound file
-    std::string accessCode;                                ///< set, write: sent to the phone before; empty for none
-    bool offlineFirst = false;                             ///< write
-    std::set<int> toleratedNumbers;                        ///< write
+    /// set, write:
+    std::string accessCode;                    ///< sent to the phone before; empty for none
+    std::optional<std::string> expectedSerial; ///< of the phone that it has to be; nothing for any
+    bool wrap = false;                         ///< values that their types store as others are meant
+    bool isDryRun = false;                     ///< the plan is printed, nothing is sent
+    bool changedOnly = false;                  ///< what the phone has already is not written
+    bool keepGoing = false;                    ///< after a refusal, and without items that can't be read
+    bool verifyAfterReset = false;
+    bool offlineFirst = false;                ///< write
+    std::set<std::uint16_t> toleratedNumbers; ///< write: a refusal of these is none
 };
 
-/// The arguments of the command line, or the exit status with which to end: after a request for help 0, and 2 after
-/// wrong usage. Help and complaint have been printed then.
+/// The arguments of the command line, or how the program ends: kDone after a request for help, and kWrongUsage. Help
+/// and complaint have been printed then.
 struct ParsedArguments {
     std::optional<Arguments> arguments;
-    int exitStatus = 0;
+    ExitStatus exitStatus = ExitStatus::kDone;
 };
 ParsedArguments parseArguments(int argc, const char* const* argv);

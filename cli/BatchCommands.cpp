@@ -11,22 +11,23 @@ namespace {
 
 /// The service's ports as its file describes them. A file that can't be used is reported, and the program goes on
 /// without ports, since the failures that follow say more of a port than silence does.
-tessra::ServiceConfig configuredPorts(const std::string& path, int& status) {
+tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& status) {
     try {
         return tessra::loadServiceConfig(path);
     } catch (const tessra::ConfigError& error) {
         std::cerr << error.what() << "\nGoing on without ports.\n";
-        status = kRefused;
+        status = ExitStatus::kFile;
         return {};
     }
 }
 
-/// Says on which ports phones are, unless the port has one. The failures of a connect do not say it.
-void explainPort(Calvane& catalog, const std::string& comPort) {
+/// Says on which ports phones are, unless the port has one. The failures of a connect do not say it. Answers whether it
+/// has one.
+bool explainPort(Calvane& catalog, const std::string& comPort) {
     try {
         const auto ports = catalog.getTessraServer()->getActiveComPorts();
         if (std::find(ports.begin(), ports.end(), comPort) != ports.end()) {
-            return;
+            return true;
         }
         std::cerr << "No phone is present on " << comPort << ".";
         std::string present;
@@ -34,13 +35,19 @@ void explainPort(Calvane& catalog, const std::string& comPort) {
             present += (present.empty() ? " Phones are present on: " : ", ") + port;
         }
         std::cerr << present << (present.empty() ? "\n" : ".\n");
+        return false;
     } catch (const std::exception&) {
-        // It was an explanation; the failure itself has been told.
+        return true; // it was an explanation; the failure itself has been told
     }
 }
 
+/// Whether a port without a phone may be why it ended so.
+bool mayLackPhone(ExitStatus status) {
+    return status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
+}
+
 struct VerbEntry {
-    int (*run)(Calvane&, const Arguments&);
+    ExitStatus (*run)(Calvane&, const Arguments&);
     bool needsRing;
     bool needsPhone;
 };
@@ -60,26 +67,26 @@ constexpr VerbEntry kVerbs[] = {
 
 } // namespace
 
-int runBatch(const Arguments& arguments) {
+ExitStatus runBatch(const Arguments& arguments) {
     const VerbEntry& verb = kVerbs[static_cast<std::size_t>(arguments.verb)];
-    int status = kDone;
+    ExitStatus status = ExitStatus::kDone;
     std::optional<tessra::ServiceHost> service;
-    if (verb.needsPhone) {
+    // The service talks to its lines as soon as it is there; a dry run that names no port is to touch none.
+    if (verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty())) {
         service.emplace(configuredPorts(arguments.servicePath, status));
     }
     Calvane catalog;
     try {
         if (verb.needsRing) {
-            catalog.loadDecoderRingFile(arguments.ringPath);
+            failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
         }
-        status = std::max(status, verb.run(catalog, arguments));
+        status = worse(status, verb.run(catalog, arguments));
         flushOutput();
     } catch (const std::exception& error) {
-        std::cerr << forTerminal(error.what()) << '\n';
-        status = kRefused;
+        status = worse(status, report(error));
     }
-    if (status != kDone && !arguments.comPort.empty()) {
-        explainPort(catalog, arguments.comPort);
+    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments.comPort)) {
+        status = worse(status, ExitStatus::kNoPhone);
     }
     return status;
 }

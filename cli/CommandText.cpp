@@ -1,6 +1,7 @@
 #include "cli/CommandText.h"
 
 #include "platform/kernel/WholeFile.h"
+#include "workbench/MessageText.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,7 +9,6 @@
 #include <iostream>
 #include <iterator>
 #include <set>
-#include <stdexcept>
 #include <system_error>
 
 std::string counted(std::size_t count) {
@@ -36,7 +36,7 @@ std::string joined(const std::vector<std::uint16_t>& numbers) {
 void flushOutput() {
     std::cout.flush();
     if (!std::cout) {
-        throw std::runtime_error("Can't write to standard output.");
+        throw BatchFailure(ExitStatus::kFile, "Can't write to standard output.");
     }
 }
 
@@ -49,8 +49,8 @@ void writeOutput(const std::filesystem::path& path, const std::string& content) 
         error = kernel::writeWholeFile(path, content).error();
     }
     if (error != 0) {
-        throw std::runtime_error("Can't write '" + (path == "-" ? "standard output" : path.string()) +
-                                 "': " + std::generic_category().message(error));
+        throw BatchFailure(ExitStatus::kFile, "Can't write '" + (path == "-" ? "standard output" : path.string()) +
+                                                  "': " + std::generic_category().message(error));
     }
 }
 
@@ -63,8 +63,14 @@ std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& want
     return missing;
 }
 
-std::string forTerminal(std::string message) {
-    std::erase_if(message, [](char character) { return character == '\a' || character == '\r'; });
+void tell(const std::string& text) {
+    std::cerr << workbench::shownMessage(text);
+}
+
+ExitStatus report(const std::exception& failure) {
+    std::string message = workbench::shownMessage(failure.what());
     message.erase(message.find_last_not_of('\n') + 1);
-    return message;
+    std::cerr << message << '\n';
+    const auto* known = dynamic_cast<const BatchFailure*>(&failure);
+    return known == nullptr ? ExitStatus::kOtherFailure : known->status();
 }

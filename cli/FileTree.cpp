@@ -3,11 +3,11 @@
 #include "platform/com/Messages.h"
 #include "platform/kernel/Text.h"
 #include "platform/storage/Storage.h"
+#include "workbench/MessageText.h"
 
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
-#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -19,11 +19,8 @@ constexpr std::size_t kMaxIndentedDepth = 24;
 
 // The text of a failure, with `subject` where the message table leaves a place for it.
 std::string failureText(com::Status status, const std::string& subject) {
-    std::string text = com::standardMessage(status);
-    if (const auto place = text.find("%1"); place != std::string::npos) {
-        text.replace(place, 2, "'" + subject + "'");
-    }
-    return text;
+    std::string text = workbench::shownMessage(com::standardMessage(status), "'" + subject + "'");
+    return text.erase(text.find_last_not_of('\n') + 1);
 }
 
 void appendUtf8(std::string& text, char32_t code) {
@@ -137,12 +134,13 @@ private:
 
 } // namespace
 
-int printTree(const std::string& path) {
+ExitStatus printTree(const std::string& path) {
     storage::ComPtr<storage::IStorage> root;
     const com::Status status = storage::stgOpenStorage(path, kForReading, root);
     if (com::failed(status)) {
         const std::string text = failureText(status, path);
-        throw std::runtime_error(text.find(path) == std::string::npos ? "'" + path + "': " + text : text);
+        throw BatchFailure(ExitStatus::kFile, text.find(path) == std::string::npos ? "'" + path + "': " + text : text);
     }
-    return TreePrinter().print(root) ? kDone : kRefused;
+    const bool isComplete = TreePrinter().print(root);
+    return isComplete && root->isWhole() ? ExitStatus::kDone : ExitStatus::kFile;
 }

@@ -1,24 +1,32 @@
 #include "cli/ItemJson.h"
 
-#include "cli/TypedValues.h"
+#include "cli/ExitStatus.h"
+#include "cli/FieldValues.h"
+#include "platform/kernel/Text.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <optional>
 #include <set>
-#include <stdexcept>
+#include <span>
 
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kRawDigits = 2 * items::kItemDataBytes;
 
 /// Where in the text a complaint belongs.
 struct Place {
     const std::string& source;
     std::string item;
 
-    [[noreturn]] void refuse(const std::string& reason) const {
-        throw std::runtime_error(source + ": " + (item.empty() ? "" : item + ": ") + reason);
+    [[noreturn]] void refuse(ExitStatus status, const std::string& reason) const {
+        throw BatchFailure(status, source + ": " + (item.empty() ? "" : item + ": ") + reason);
     }
+    [[noreturn]] void refuseForm(const std::string& reason) const { refuse(ExitStatus::kFile, reason); }
+    [[noreturn]] void refuseValue(const std::string& reason) const { refuse(ExitStatus::kValues, reason); }
 
     /// Runs `step`, and puts the place in front of a refusal in it.
     template <class Step>
@@ -26,7 +34,7 @@ struct Place {
         try {
             return step();
         } catch (const std::exception& error) {
-            refuse(error.what());
+            refuseValue(error.what());
         }
     }
 };
@@ -38,7 +46,8 @@ Json parse(const std::string& text, const std::string& source) {
         // The library's message names line and column behind its own error number.
         const std::string message = error.what();
         const auto start = message.find("] ");
-        throw std::runtime_error(source + ": " + (start == std::string::npos ? message : message.substr(start + 2)));
+        throw BatchFailure(ExitStatus::kFile,
+                           source + ": " + (start == std::string::npos ? message : message.substr(start + 2)));
     }
 }
 
@@ -56,13 +65,13 @@ std::string quoted(const Json& piece) {
 std::string valueText(const Json& field, const Place& place) {
     const auto value = field.is_object() ? field.find("value") : field.end();
     if (value == field.end()) {
-        place.refuse("each field needs a \"value\"");
+        place.refuseForm("each field needs a \"value\"");
     }
     if (value->is_number_integer()) {
         return value->dump();
     }
     if (!value->is_string() || value->get_ref<const std::string&>().find(',') != std::string::npos) {
-        place.refuse("the value " + quoted(*value) + " is neither a whole number nor the text of one");
+        place.refuseValue("the value " + quoted(*value) + " is neither a whole number nor the text of one");
     }
     return value->get<std::string>();
 }
@@ -78,15 +87,53 @@ std::string plainType(std::string typeName) {
 void requireSame(const Json& holder, const char* key, const std::string& expected, const Place& place) {
     const auto found = holder.find(key);
     if (found != holder.end() && (!found->is_string() || plainType(found->get<std::string>()) != plainType(expected))) {
-        place.refuse(std::string("its ") + key + " is " + quoted(*found) + " here, but \"" + expected +
-                     "\" in the decoder ring");
+        place.refuseValue(std::string("its ") + key + " is " + quoted(*found) + " here, but \"" + expected +
+                          "\" in the decoder ring");
     }
 }
 
-NvItem itemFromJson(const Json& entry, Place place, Calvane& catalog) {
+/// The bytes of "raw"; nothing where the item has none.
+std::optional<workbench::ItemData> rawBytes(const Json& entry, const Place& place) {
+    const auto raw = entry.find("raw");
+    if (raw == entry.end()) {
+        return std::nullopt;
+    }
+    const auto isDigits = [](const std::string& text) {
+        return text.size() == kRawDigits && text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    };
+    if (!raw->is_string() || !isDigits(raw->get_ref<const std::string&>())) {
+        place.refuseForm("its \"raw\" needs " + std::to_string(kRawDigits) + " hexadecimal digits");
+    }
+    const std::string_view digits = raw->get_ref<const std::string&>();
+    workbench::ItemData bytes{};
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = *kernel::wholeNumber<std::uint8_t>(digits.substr(2 * i, 2), 16);
+    }
+    return bytes;
+}
+
+/// Values and bytes are of one mind: somebody who has changed one of them alone would get what he did not mean.
+void requireSameAsRaw(const NvItem& item, const workbench::ItemData& raw, const Place& place) {
+    NvItem rawItem = item;
+    rawItem.setRawData(raw);
+    const auto typed = item.getSubItems();
+    const auto fromRaw = rawItem.getSubItems();
+    std::size_t offset = 0;
+    for (std::size_t index = 0; index < typed.size(); ++index) {
+        const std::size_t bytes = subItemTypeInfo(item.getSubItemTypes()[index]).bytes;
+        if (!std::ranges::equal(item.rawData().subspan(offset, bytes), std::span(raw).subspan(offset, bytes))) {
+            place.refuseValue("field " + std::to_string(index + 1) + " ('" + typed[index].description + "') is " +
+                              typed[index].value + " in \"value\" and " + fromRaw[index].value +
+                              " in \"raw\": take \"raw\" out where the values count");
+        }
+        offset += bytes;
+    }
+}
+
+workbench::WantedItem itemFromJson(const Json& entry, Place place, Calvane& catalog, bool wrap) {
     const auto id = entry.is_object() ? entry.find("id") : entry.end();
     if (id == entry.end() || !id->is_number_unsigned() || id->get<std::uint64_t>() > 0xFFFF) {
-        place.refuse("each item needs an \"id\" from 0 to 65535");
+        place.refuseForm("each item needs an \"id\" from 0 to 65535");
     }
     place.item = "item " + id->dump();
     NvItem item = place.refusing([&] { return catalog.getSupportedNvItem(id->get<unsigned short>()); });
@@ -94,8 +141,8 @@ NvItem itemFromJson(const Json& entry, Place place, Calvane& catalog) {
     const auto fields = entry.find("fields");
     const auto subItems = item.getSubItems();
     if (fields == entry.end() || !fields->is_array() || fields->size() != subItems.size()) {
-        place.refuse("it needs \"fields\" with " + std::to_string(subItems.size()) +
-                     " entries, as in the decoder ring");
+        place.refuseValue("it needs \"fields\" with " + std::to_string(subItems.size()) +
+                          " entries, as in the decoder ring");
     }
     std::string values;
     for (std::size_t index = 0; index < subItems.size(); ++index) {
@@ -103,11 +150,24 @@ NvItem itemFromJson(const Json& entry, Place place, Calvane& catalog) {
         values += (index == 0 ? "" : ",") + valueText(field, place);
         requireSame(field, "type", subItems[index].typeName, place);
     }
-    place.refusing([&] {
-        item.setData(values);
-        requireStoredAsTyped(item);
-    });
-    return item;
+    const auto raw = rawBytes(entry, place);
+    place.refusing([&] { setTypedValues(item, values, wrap); });
+    if (raw) {
+        requireSameAsRaw(item, *raw, place);
+        item.setRawData(*raw);
+    }
+    workbench::WantedItem wanted;
+    wanted.item = std::move(item);
+    wanted.bringsAllBytes = raw.has_value();
+    return wanted;
+}
+
+std::string rawDigits(const NvItem& item) {
+    std::string digits;
+    for (const std::uint8_t byte : item.rawData()) {
+        digits += kernel::hexDigits(byte, 2);
+    }
+    return digits;
 }
 
 } // namespace
@@ -123,25 +183,28 @@ std::string itemsToJson(std::span<const NvItem> items) {
         list.push_back({{"id", item.getId()},
                         {"name", item.getName()},
                         {"access", item.getAccess()},
-                        {"fields", std::move(fields)}});
+                        {"fields", std::move(fields)},
+                        {"raw", rawDigits(item)}});
     }
     // A ring is plain bytes: a byte that is no UTF-8 becomes a replacement character instead of ending the export.
     return Json{{"items", std::move(list)}}.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-std::vector<NvItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog) {
+std::vector<workbench::WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
+                                                 bool wrap) {
     const Json document = parse(text, source);
     const Place place{source, {}};
     const auto list = document.is_object() ? document.find("items") : document.end();
     if (list == document.end() || !list->is_array()) {
-        place.refuse("it has no list \"items\"");
+        place.refuseForm("it has no list \"items\"");
     }
-    std::vector<NvItem> items;
+    std::vector<workbench::WantedItem> items;
     std::set<std::uint16_t> seen;
     for (const Json& entry : *list) {
-        items.push_back(itemFromJson(entry, place, catalog));
-        if (!seen.insert(items.back().getId()).second) {
-            place.refuse("item " + std::to_string(items.back().getId()) + " stands in it twice");
+        items.push_back(itemFromJson(entry, place, catalog, wrap));
+        const std::uint16_t number = items.back().item.getId();
+        if (!seen.insert(number).second) {
+            place.refuseForm("item " + std::to_string(number) + " stands in it twice");
         }
     }
     return items;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/Calvane.h"
+#include "workbench/WritePlan.h"
 
 #include <span>
 #include <string>
@@ -9,14 +10,19 @@
 /// Items as JSON, for programs and for a look at what changed between two reads:
 ///
 ///     { "items": [ { "id": 1024, "name": "NV_TX_GAIN_OFFSET_I", "access": "readwrite",
-///                    "fields": [ { "type": "SIGNED WORD", "description": "gain offset", "value": "-12" } ] } ] }
+///                    "fields": [ { "type": "SIGNED WORD", "description": "gain offset", "value": "-12" } ],
+///                    "raw": "f4ff0000..." } ] }
 ///
 /// A value is its decimal text, since a number of JSON would lose digits of 64 bits on the way through many readers;
-/// whole numbers are read as well.
+/// whole numbers are read as well. "raw" has all 128 bytes of the item in 256 hexadecimal digits, also those that no
+/// field covers.
 std::string itemsToJson(std::span<const NvItem> items);
 
 /// The items of such a text, with layouts from `catalog`'s ring and values from the text. "id" and the fields' "value"
-/// are needed; "name" and "type", where they stand, must be the ring's, so that values made for another ring never
-/// reach a phone. Throws std::runtime_error for a text that is no JSON (with line and column), that is not of this form
-/// or that does not fit the ring; the message names `source`, and the item where there is one.
-std::vector<NvItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog);
+/// are needed. "raw", where it stands, gives the bytes, and the values must be the same; without it the values alone
+/// are meant. "name" and "type", where they stand, must be the ring's, so that values made for another ring never reach
+/// a phone. `wrap` as for setTypedValues(). Throws a BatchFailure whose message names `source`, and the item and field
+/// where there are such: kFile for a text that is no JSON (with line and column) or not of this form, kValues for what
+/// does not fit the ring, a type or "raw".
+std::vector<workbench::WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
+                                                 bool wrap);

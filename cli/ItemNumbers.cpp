@@ -23,8 +23,9 @@ std::uint16_t parseNumber(std::string_view text, std::string_view part) {
 
 } // namespace
 
-std::vector<std::uint16_t> parseItemNumbers(const std::string& list) {
-    std::set<std::uint16_t> numbers;
+ItemNumbers parseItemNumbers(const std::string& list) {
+    std::set<std::uint16_t> all;
+    std::set<std::uint16_t> single;
     std::string_view rest = list;
     for (;;) {
         const auto comma = rest.find(',');
@@ -36,10 +37,13 @@ std::vector<std::uint16_t> parseItemNumbers(const std::string& list) {
             refuse(part);
         }
         for (std::uint32_t number = first; number <= last; ++number) {
-            numbers.insert(static_cast<std::uint16_t>(number));
+            all.insert(static_cast<std::uint16_t>(number));
+        }
+        if (dash == std::string_view::npos) {
+            single.insert(static_cast<std::uint16_t>(first));
         }
         if (comma == std::string_view::npos) {
-            return {numbers.begin(), numbers.end()};
+            return {{all.begin(), all.end()}, {single.begin(), single.end()}};
         }
         rest.remove_prefix(comma + 1);
     }

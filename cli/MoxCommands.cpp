@@ -5,12 +5,13 @@
 #include "cli/ItemJson.h"
 #include "cli/ItemListing.h"
 #include "cli/Verbs.h"
+#include "workbench/MessageText.h"
 
 #include <algorithm>
 #include <iostream>
 #include <iterator>
 #include <map>
-#include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -22,23 +23,61 @@ template <class Step>
 auto withPath(const std::string& path, Step step) {
     try {
         return step();
-    } catch (const std::exception& error) {
-        throw std::runtime_error("'" + path + "': " + error.what());
+    } catch (const MoxFile::Exception& error) {
+        throw BatchFailure(ExitStatus::kFile, "'" + path + "': " + workbench::shownMessage(error.what(), path));
     }
 }
 
-/// All records of the file, also those that the ring does not describe.
-std::vector<MoxFile::NvRecord> recordsOf(const std::string& path) {
+/// What could be read of a file.
+struct MoxContent {
+    std::vector<MoxFile::NvRecord> records; ///< also those that the ring does not describe
+    std::vector<std::string> failures;      ///< of items that can't be read
+    bool isWhole = true;
+};
+
+MoxContent contentOf(const std::string& path) {
     return withPath(path, [&] {
-        std::vector<MoxFile::NvRecord> records;
+        MoxContent content;
         MoxFile file;
         file.open(path);
         auto record = file.begin();
-        for (const auto end = file.end(); record != end; ++record) {
-            records.push_back(*record);
+        const auto end = file.end();
+        // After an item that can't be read, the walk goes on behind it.
+        for (bool isRead = true; !isRead || record != end;) {
+            if (isRead) {
+                content.records.push_back(*record);
+            }
+            try {
+                isRead = false;
+                ++record;
+                isRead = true;
+            } catch (const MoxFile::Exception& error) {
+                content.failures.push_back(workbench::shownMessage(error.what(), path));
+            }
         }
-        return records;
+        content.isWhole = file.isWhole() && content.failures.empty();
+        return content;
     });
+}
+
+/// Says what is wrong with the file: that its tree is damaged stands in the error log.
+void complain(const std::string& path, const MoxContent& content) {
+    for (std::string failure : content.failures) {
+        failure.erase(failure.find_last_not_of('\n') + 1);
+        std::cerr << "'" << path << "': " << failure << '\n';
+    }
+    if (!content.isWhole) {
+        std::cerr << "'" << path << "' is damaged: it may have had more items.\n";
+    }
+}
+
+std::vector<MoxFile::NvRecord> wholeContentOf(const std::string& path) {
+    MoxContent content = contentOf(path);
+    if (!content.isWhole) {
+        complain(path, content);
+        throw BatchFailure(ExitStatus::kFile, "Nothing is done with '" + path + "', as it is damaged.");
+    }
+    return std::move(content.records);
 }
 
 std::vector<std::uint16_t> numbersOfRecords(const std::vector<MoxFile::NvRecord>& records) {
@@ -62,7 +101,7 @@ std::vector<NvItem> describedItems(const std::vector<MoxFile::NvRecord>& records
     for (const MoxFile::NvRecord& record : records) {
         if (const auto found = ring.find(record.id); found != ring.end()) {
             items.push_back(found->second);
-            items.back().setData(record.data.data());
+            items.back().setRawData(record.data);
         }
     }
     return items;
@@ -95,7 +134,7 @@ std::string missingText(const std::vector<std::uint16_t>& wanted, const std::vec
 } // namespace
 
 std::vector<NvItem> itemsOfMox(Calvane& catalog, const std::string& path) {
-    const auto records = recordsOf(path);
+    const auto records = wholeContentOf(path);
     const Ring ring = ringOf(catalog);
     std::cerr << accountOf(path, numbersOfRecords(records), ring) << '\n';
     return describedItems(records, ring);
@@ -107,27 +146,29 @@ std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const 
     std::vector<std::uint16_t> written;
     std::vector<std::uint16_t> readOnly;
     std::vector<std::uint16_t> undescribed;
-    // The catalog holds one byte alone of an item that the ring does not describe: the file is better off without it.
-    catalog.clearNvItems();
-    for (const NvItem& item : items) {
-        if (!ring.contains(item.getId())) {
-            undescribed.push_back(item.getId());
-            continue;
-        }
-        (item.isWritable() ? written : readOnly).push_back(item.getId());
-        catalog.setNvItem(item);
-    }
-    if (written.empty()) {
-        throw std::runtime_error("'" + path + "' is left as it is: none of the " + counted(items.size()) +
-                                 " read may be written to a file.");
-    }
     withPath(path, [&] {
-        if (const auto& properties = arguments.properties) {
-            catalog.createMoxFile(path, arguments.phoneModelId, properties->esn, properties->nvMajorVersion,
-                                  properties->nvMinorVersion, properties->softwareVersion, properties->clientName);
-        } else {
-            catalog.createMoxFile(path, arguments.phoneModelId);
+        // Not through the catalog, which would keep the bytes of the sub-fields alone.
+        MoxFile file;
+        for (const NvItem& item : items) {
+            if (!ring.contains(item.getId())) {
+                undescribed.push_back(item.getId());
+            } else if (!item.isWritable()) {
+                readOnly.push_back(item.getId());
+            } else {
+                written.push_back(item.getId());
+                file.addNvItem(item.getId(), item.getData());
+            }
         }
+        if (written.empty()) {
+            throw BatchFailure(ExitStatus::kFile, "'" + path + "' is left as it is: none of the " +
+                                                      counted(items.size()) + " read may be written to a file.");
+        }
+        if (const auto& properties = arguments.properties) {
+            file.setMobilePropertyInfo(properties->esn, properties->nvMajorVersion, properties->nvMinorVersion,
+                                       properties->softwareVersion, properties->clientName);
+        }
+        file.writeToDisk(path.c_str(), arguments.phoneModelId);
+        file.cleanUp();
     });
     const auto leftOut = [](const std::vector<std::uint16_t>& numbers, const std::string& reason) {
         return numbers.empty() ? "" : " Left out " + counted(numbers.size()) + reason + ": " + joined(numbers) + ".";
@@ -137,11 +178,12 @@ std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const 
            leftOut(undescribed, " that the decoder ring does not describe") + "\n";
 }
 
-int showMox(Calvane& catalog, const Arguments& arguments) {
+ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
     const std::string& path = arguments.moxPath;
     const auto& wanted = arguments.itemNumbers;
     const Ring ring = ringOf(catalog);
-    auto records = recordsOf(path);
+    const MoxContent content = contentOf(path);
+    auto records = content.records;
     const auto numbers = numbersOfRecords(records);
     std::erase_if(records, [&](const MoxFile::NvRecord& record) {
         return wanted && !std::binary_search(wanted->begin(), wanted->end(), record.id);
@@ -159,16 +201,17 @@ int showMox(Calvane& catalog, const Arguments& arguments) {
         printItems(std::cout, items);
     }
     std::cerr << accountOf(path, numbers, ring) << (wanted ? missingText(*wanted, numbers) : "") << '\n';
-    return kDone;
+    complain(path, content);
+    return content.isWhole ? ExitStatus::kDone : ExitStatus::kFile;
 }
 
-int pruneMox(const Arguments& arguments) {
+ExitStatus pruneMox(const Arguments& arguments) {
     const std::string& path = arguments.moxPath;
     const auto& kept = *arguments.itemNumbers;
-    const auto numbers = numbersOfRecords(recordsOf(path));
+    const auto numbers = numbersOfRecords(wholeContentOf(path));
     const auto unwanted = missingNumbers(numbers, kept);
     if (unwanted.size() == numbers.size()) {
-        throw std::runtime_error("'" + path + "' is left as it is: it holds none of the items to keep.");
+        throw BatchFailure(ExitStatus::kFile, "'" + path + "' is left as it is: it holds none of the items to keep.");
     }
     if (!unwanted.empty()) {
         withPath(path, [&] {
@@ -180,5 +223,5 @@ int pruneMox(const Arguments& arguments) {
     }
     std::cerr << "Kept " << numbers.size() - unwanted.size() << " of " << counted(numbers.size()) << " in '" << path
               << "'." << missingText(kept, numbers) << '\n';
-    return kDone;
+    return ExitStatus::kDone;
 }

@@ -6,11 +6,12 @@
 #include <string>
 #include <vector>
 
-/// Calibration files on the way from and to a phone. Both throw what the catalog or the file refuses.
+/// Calibration files on the way from and to a phone. Both throw a BatchFailure where the file refuses.
 
-/// The items of a file that the ring describes. Says on standard error how many others the file has.
+/// The items of a whole file that the ring describes, each with all bytes that the file has of it. Says on standard
+/// error how many others the file has. Refuses a file of which something can't be read.
 std::vector<NvItem> itemsOfMox(Calvane& catalog, const std::string& path);
 
-/// Writes the writable ones of `items` that the ring describes to arguments.moxPath, with the property record where one
-/// was asked for. Answers an account of it for the user.
+/// Writes the writable ones of `items` that the ring describes to arguments.moxPath, each with all its bytes, and with
+/// the property record where one was asked for. Answers an account of it for the user.
 std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const Arguments& arguments);

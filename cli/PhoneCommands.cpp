@@ -1,56 +1,86 @@
 #include "cli/CommandText.h"
+#include "cli/Interruption.h"
 #include "cli/ItemJson.h"
 #include "cli/ItemListing.h"
 #include "cli/MoxCommands.h"
-#include "cli/ProgressBar.h"
+#include "cli/PhoneAccount.h"
+#include "cli/PhoneProgress.h"
 #include "cli/Verbs.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
+#include "workbench/PhoneReader.h"
 
 #include <algorithm>
 #include <iostream>
-#include <memory>
+#include <iterator>
+#include <map>
 #include <sstream>
-#include <stdexcept>
+#include <utility>
 
 namespace {
 
-/// Shows how far a read has got, and remembers it for the case that it gets no further.
-class ReadProgress {
-public:
-    static void show(void* progress, std::uint16_t nvItemId, std::string nvItemName, std::uint32_t count,
-                     std::uint32_t position) {
-        auto& self = *static_cast<ReadProgress*>(progress);
-        self.place_ = std::to_string(nvItemId) + " " + nvItemName;
-        self.position_ = position;
-        self.count_ = count;
-        self.bar_.show(position, count, self.place_);
+/// The items to ask for. A number that the ring does not describe is refused like a value that does not fit it, before
+/// the phone is asked for anything: nobody could tell what its bytes mean. Of a range, the described ones are meant.
+std::vector<std::uint16_t> numbersToRead(Calvane& catalog, const Arguments& arguments) {
+    std::vector<std::uint16_t> described;
+    for (const NvItem& item : catalog.getSupportedNvItems()) {
+        described.push_back(item.getId());
     }
-
-    /// "Stopped at 1005 NV_BOARD_IDENTITY_I, item 6 of 222."; nothing before the first item.
-    std::string stoppedAt() const {
-        return count_ == 0 ? ""
-                           : "Stopped at " + place_ + ", item " + std::to_string(position_) + " of " +
-                                 std::to_string(count_) + "; nothing was written to a file.\n";
+    if (!arguments.itemNumbers) {
+        return described;
     }
-
-private:
-    ProgressBar bar_;
-    std::string place_;
-    std::uint32_t position_ = 0;
-    std::uint32_t count_ = 0;
-};
-
-std::vector<NvItem> readItems(Calvane& catalog, const Arguments& arguments) {
-    const auto progress = std::make_unique<ReadProgress>();
-    try {
-        return arguments.itemNumbers
-                   ? catalog.getNvItemsFromPhone(arguments.comPort, *arguments.itemNumbers, progress.get(),
-                                                 ReadProgress::show)
-                   : catalog.getNvItemsFromPhone(arguments.comPort, progress.get(), ReadProgress::show);
-    } catch (const Calvane::Exception& error) {
-        throw std::runtime_error(error.what() + ("\n" + progress->stoppedAt()));
+    if (const auto unknown = missingNumbers(arguments.singleNumbers, described); !unknown.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "The decoder ring does not describe " + joined(unknown) + ".");
     }
+    std::vector<std::uint16_t> numbers;
+    std::ranges::set_intersection(*arguments.itemNumbers, described, std::back_inserter(numbers));
+    if (numbers.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "The decoder ring describes none of these items.");
+    }
+    return numbers;
+}
+
+workbench::ReadReport readItems(Calvane& catalog, const Arguments& arguments) {
+    const auto numbers = numbersToRead(catalog, arguments);
+    const Interruption interruption;
+    PhoneProgress progress(catalog);
+    workbench::PhoneReader reader(*catalog.getTessraServer(), arguments.comPort,
+                                  {.repeats = arguments.retries, .expected = {}});
+    const auto report = reader.read(numbers, progress.control());
+    if (const ExitStatus end = endOf(report); end != ExitStatus::kDone) {
+        throw BatchFailure(end, failureOf(report) + "\n" + progress.stoppedAt() +
+                                    "\nNothing was printed or written to a file.");
+    }
+    return report;
+}
+
+/// "Missing: 20, 31: Timeout waiting for response"; a line for each reason.
+std::string gapsOf(const workbench::ReadReport& report) {
+    std::map<std::pair<workbench::ReadState, std::string>, std::vector<std::uint16_t>> gaps;
+    for (const auto& reading : report.readings) {
+        if (reading.state == workbench::ReadState::kMissing || reading.state == workbench::ReadState::kFailed) {
+            gaps[{reading.state, reading.reason}].push_back(reading.number);
+        }
+    }
+    std::string text;
+    for (const auto& [kind, numbers] : gaps) {
+        text += (kind.first == workbench::ReadState::kMissing ? "Missing: " : "Failed: ") + joined(numbers) + ": " +
+                kind.second + "\n";
+    }
+    return text;
+}
+
+/// What was read, and what was not.
+std::string accountOf(const workbench::ReadReport& report, bool ofAll) {
+    const auto without = report.numbers(workbench::ReadState::kNoValue);
+    std::string text = "Read " + counted(report.count(workbench::ReadState::kRead)) + " from " + report.comPort + " (" +
+                       workbench::shortName(report.phone) + ").";
+    if (!without.empty()) {
+        text += " The phone has no value for " +
+                (ofAll ? "the other " + std::to_string(without.size()) + " of the decoder ring" : joined(without)) +
+                ".";
+    }
+    return text + "\n" + gapsOf(report);
 }
 
 /// Writes the items to the files that were asked for, or prints them where none was. Answers an account for the user.
@@ -73,7 +103,9 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
             report = saveToMox(catalog, items, arguments);
         }
     } catch (const std::exception& error) {
-        throw std::runtime_error(error.what() + (written.empty() ? "" : "\nWritten before it:" + written));
+        const auto* failure = dynamic_cast<const BatchFailure*>(&error);
+        throw BatchFailure(failure == nullptr ? ExitStatus::kFile : failure->status(),
+                           error.what() + (written.empty() ? "" : "\nWritten before it:" + written));
     }
     if (arguments.textPath.empty() && arguments.jsonPath.empty() && arguments.moxPath.empty()) {
         printItems(std::cout, items);
@@ -84,7 +116,7 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
 
 } // namespace
 
-int printPorts(Calvane& catalog) {
+ExitStatus printPorts(Calvane& catalog) {
     const auto ports = catalog.getTessraServer()->getActiveComPorts();
     for (const std::string& port : ports) {
         std::cout << port << '\n';
@@ -92,43 +124,41 @@ int printPorts(Calvane& catalog) {
     if (ports.empty()) {
         std::cerr << "No phone is present on any port.\n";
     }
-    return kDone;
+    return ExitStatus::kDone;
 }
 
-int readPhone(Calvane& catalog, const Arguments& arguments) {
-    const auto items = readItems(catalog, arguments);
-    const std::string report = writeResults(catalog, items, arguments);
-    std::cerr << "Read " << counted(items.size()) << " from " << arguments.comPort << ".";
-    if (arguments.itemNumbers) {
-        std::vector<std::uint16_t> found(items.size());
-        std::ranges::transform(items, found.begin(), &NvItem::getId);
-        const auto missing = missingNumbers(*arguments.itemNumbers, found);
-        std::cerr << (missing.empty() ? "" : " The phone has no value for " + joined(missing) + ".");
-    } else if (const auto asked = catalog.getSupportedNvItems().size(); asked != items.size()) {
-        std::cerr << " The phone has no value for the other " << asked - items.size() << " of the decoder ring.";
+ExitStatus readPhone(Calvane& catalog, const Arguments& arguments) {
+    const auto report = readItems(catalog, arguments);
+    // What came is worth having, also where something is missing.
+    ExitStatus status = report.isComplete() ? ExitStatus::kDone : ExitStatus::kIncomplete;
+    std::string account = accountOf(report, !arguments.itemNumbers);
+    try {
+        account += writeResults(catalog, workbench::itemsOf(report, catalog), arguments);
+    } catch (const std::exception& failure) {
+        status = worse(status, ::report(failure));
     }
-    std::cerr << '\n' << report;
-    return kDone;
+    tell(account);
+    return status;
 }
 
-int listItems(Calvane& catalog, const Arguments& arguments) {
+ExitStatus listItems(Calvane& catalog, const Arguments& arguments) {
     auto items = catalog.getSupportedNvItems();
     const auto described = items.size();
     if (arguments.itemNumbers) {
         items.clear();
         for (const std::uint16_t number : *arguments.itemNumbers) {
-            items.push_back(catalog.getSupportedNvItem(number));
+            items.push_back(failingWith(ExitStatus::kValues, [&] { return catalog.getSupportedNvItem(number); }));
         }
     }
     printItems(std::cout, items);
     std::cerr << "The decoder ring describes " << counted(described) << ".\n";
-    return kDone;
+    return ExitStatus::kDone;
 }
 
-int resetPhone(Calvane& catalog, const Arguments& arguments) {
-    catalog.getTessraServer()->connect(arguments.comPort);
+ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments) {
+    failingWith(ExitStatus::kNoPhone, [&] { catalog.getTessraServer()->connect(arguments.comPort); });
     std::cerr << "Waiting for the phone on " << arguments.comPort << " to go and come back...\n";
     catalog.resetPhone();
     std::cout << "The phone on " << arguments.comPort << " has been reset.\n";
-    return kDone;
+    return ExitStatus::kDone;
 }

@@ -1,60 +1,159 @@
 #include "cli/CommandText.h"
+#include "cli/FieldValues.h"
+#include "cli/Interruption.h"
 #include "cli/ItemJson.h"
 #include "cli/MoxCommands.h"
-#include "cli/ProgressBar.h"
-#include "cli/TypedValues.h"
+#include "cli/PhoneAccount.h"
+#include "cli/PhoneProgress.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
+#include "platform/com/Status.h"
 #include "platform/kernel/RegularFile.h"
+#include "workbench/PhoneIdentity.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <iostream>
-#include <stdexcept>
 #include <system_error>
 
 namespace {
 
+using workbench::ReadState;
+
 /// 65,536 items of 128 sub-fields each stay below this.
 constexpr std::size_t kMaxJsonBytes = std::size_t{1} << 30;
-
-volatile std::sig_atomic_t interrupted = 0;
-
-/// While it lives, an interrupt waits for the item that is being written, so that the account of a write is complete.
-class InterruptLater {
-public:
-    InterruptLater()
-        : oldInterrupt_(std::signal(SIGINT, rememberInterrupt)),
-          oldTermination_(std::signal(SIGTERM, rememberInterrupt)) {}
-    ~InterruptLater() {
-        std::signal(SIGINT, oldInterrupt_);
-        std::signal(SIGTERM, oldTermination_);
-    }
-    InterruptLater(const InterruptLater&) = delete;
-    InterruptLater& operator=(const InterruptLater&) = delete;
-
-    static void check() {
-        if (interrupted != 0) {
-            throw std::runtime_error("Interrupted.");
-        }
-    }
-
-private:
-    static void rememberInterrupt(int) { interrupted = 1; }
-
-    void (*oldInterrupt_)(int);
-    void (*oldTermination_)(int);
-};
 
 std::string readFile(const std::string& path) {
     std::string text;
     if (const int error = kernel::readRegularFile(path, kMaxJsonBytes, text); error != 0) {
-        throw std::runtime_error("Can't read '" + path + "': " +
-                                 (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
+        throw BatchFailure(ExitStatus::kFile,
+                           "Can't read '" + path + "': " +
+                               (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
     }
     return text;
 }
+
+/// Writes wanted items to the phone of the arguments, or prints what it would do.
+class PhoneWrite {
+public:
+    PhoneWrite(Calvane& catalog, const Arguments& arguments)
+        : catalog_(catalog), session_(*catalog.getTessraServer()), arguments_(arguments) {}
+
+    ExitStatus run(std::vector<workbench::WantedItem> wanted) {
+        const Interruption interruption;
+        workbench::ReadReport onPhone;
+        if (!arguments_.comPort.empty()) {
+            prepare();
+            onPhone = read(wanted);
+        }
+        makePlan(std::move(wanted), onPhone);
+        if (arguments_.isDryRun) {
+            printPlan(std::cout, plan_);
+            tell(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_));
+            return unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
+        }
+        return write();
+    }
+
+    const workbench::WritePlan& plan() const { return plan_; }
+
+private:
+    /// Makes sure of the phone, and opens what it protects, where the user gave a code for that. The phone keeps it
+    /// open until it is reset.
+    void prepare() {
+        const std::string& port = arguments_.comPort;
+        workbench::PhoneIdentity phone;
+        failingWith(ExitStatus::kNoPhone, [&] {
+            session_.connect(port);
+            phone = workbench::askIdentity(session_);
+        });
+        if (arguments_.expectedSerial) {
+            if (!phone.isKnown() || phone.serialNumber != *arguments_.expectedSerial) {
+                throw BatchFailure(ExitStatus::kOtherPhone,
+                                   "The phone on " + port + " is " + workbench::fullName(phone) + ", not '" +
+                                       *arguments_.expectedSerial + "'. Nothing was written to it.");
+            }
+            expected_ = phone;
+        }
+        if (!arguments_.accessCode.empty() && !arguments_.isDryRun) {
+            try {
+                session_.sendSpc(arguments_.accessCode.c_str());
+            } catch (const TessraServer::Exception& error) {
+                throw BatchFailure(error.status() == com::kAccessDenied ? ExitStatus::kRefused
+                                                                        : ExitStatus::kOtherFailure,
+                                   error.what());
+            }
+        }
+    }
+
+    /// What the phone has now of the items that may be written.
+    workbench::ReadReport read(const std::vector<workbench::WantedItem>& wanted) {
+        std::vector<std::uint16_t> numbers;
+        for (const auto& item : wanted) {
+            if (item.item.isWritable()) {
+                numbers.push_back(item.item.getId());
+            }
+        }
+        PhoneProgress progress(catalog_);
+        workbench::PhoneReader reader(session_, arguments_.comPort, {.expected = expected_});
+        auto onPhone = reader.read(numbers, progress.control());
+        if (const ExitStatus end = endOf(onPhone); end != ExitStatus::kDone) {
+            throw BatchFailure(end, failureOf(onPhone) + "\nNothing was written.");
+        }
+        return onPhone;
+    }
+
+    void makePlan(std::vector<workbench::WantedItem> wanted, const workbench::ReadReport& onPhone) {
+        std::set<std::uint16_t> withoutRest;
+        for (const auto& item : wanted) {
+            if (!item.bringsAllBytes && item.item.describedBytes() < items::kItemDataBytes) {
+                withoutRest.insert(item.item.getId());
+            }
+        }
+        plan_ = workbench::makePlan(std::move(wanted), onPhone);
+        for (std::size_t index = 0; index < plan_.rows.size(); ++index) {
+            const auto& row = plan_.rows[index];
+            const bool isLost = row.onPhone.state == ReadState::kMissing || row.onPhone.state == ReadState::kFailed;
+            if (row.leftOut == workbench::LeftOut::kUnchanged && !arguments_.changedOnly) {
+                plan_.setTicked(index, true);
+            } else if (row.isWritten() && isLost && withoutRest.contains(row.item.getId())) {
+                // Its bytes behind the sub-fields would be zeros of ours.
+                plan_.setTicked(index, false);
+                unreadable_ +=
+                    std::to_string(row.item.getId()) + " " + row.item.getName() +
+                    " can't be read, so that the bytes behind its sub-fields are not known: " + row.onPhone.reason +
+                    "\n";
+            }
+        }
+    }
+
+    ExitStatus write() {
+        if (!unreadable_.empty() && !arguments_.keepGoing) {
+            throw BatchFailure(ExitStatus::kIncomplete, unreadable_ + "Nothing was written.");
+        }
+        workbench::WriteOptions options;
+        options.goOnAfterRefusal = arguments_.keepGoing;
+        options.toleratedNumbers = arguments_.toleratedNumbers;
+        options.offlineFirst = arguments_.offlineFirst;
+        options.verifyAfterReset = arguments_.verifyAfterReset;
+        options.unknownPhoneAllowed = !arguments_.expectedSerial;
+        const auto report = writeWith(options);
+        tell(unreadable_ + accountOf(plan_, report));
+        const ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
+        return unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
+    }
+
+    workbench::WriteReport writeWith(const workbench::WriteOptions& options) {
+        PhoneProgress progress(catalog_);
+        return workbench::PhoneWriter(session_, plan_, options).write(progress.control());
+    }
+
+    Calvane& catalog_;
+    TessraServer& session_;
+    const Arguments& arguments_;
+    std::optional<workbench::PhoneIdentity> expected_;
+    workbench::WritePlan plan_;
+    std::string unreadable_; ///< about items that are left out because the phone does not tell what it has of them
+};
 
 std::string valuesOf(const NvItem& item) {
     std::string text;
@@ -64,126 +163,51 @@ std::string valuesOf(const NvItem& item) {
     return text;
 }
 
-/// The item as the phone has it now; nothing where it has no value.
-std::vector<NvItem> readBack(Calvane& catalog, const std::string& comPort, std::uint16_t number) {
-    return catalog.getNvItemsFromPhone(comPort, std::vector<std::uint16_t>{number}, nullptr, nullptr);
-}
-
-/// Writes one item and makes sure that the phone has it. Answers the catalog's report of a tolerated refusal.
-std::string writeAndReadBack(Calvane& catalog, const std::string& comPort, const NvItem& item,
-                             const std::set<int>* toleratedNumbers) {
-    std::string refusal = catalog.writeToPhone(comPort, {item}, false, toleratedNumbers);
-    if (!refusal.empty()) {
-        return refusal;
+std::string valuesOnPhone(const workbench::PlanRow& row) {
+    switch (row.onPhone.state) {
+    case ReadState::kRead: {
+        NvItem before = row.item;
+        before.setRawData(row.onPhone.data);
+        return valuesOf(before);
     }
-    const auto after = readBack(catalog, comPort, item.getId());
-    if (after.empty() || !std::ranges::equal(item.rawData(), after.front().rawData())) {
-        throw std::runtime_error(std::to_string(item.getId()) + " " + item.getName() +
-                                 " was written, but the phone reads back " +
-                                 (after.empty() ? "no value" : valuesOf(after.front())) + " for it.");
-    }
-    return {};
-}
-
-/// Opens what the phone protects, where the user gave a code for it. The phone keeps it open until it is reset.
-void sendAccessCode(Calvane& catalog, const Arguments& arguments) {
-    if (!arguments.accessCode.empty()) {
-        catalog.getTessraServer()->connect(arguments.comPort);
-        catalog.getTessraServer()->sendSpc(arguments.accessCode.c_str());
+    case ReadState::kNoValue:
+        return "no value";
+    default:
+        return "not known";
     }
 }
-
-/// Writes items one by one, and reports how far it got.
-class ItemWriter {
-public:
-    ItemWriter(Calvane& catalog, const Arguments& arguments) : catalog_(catalog), arguments_(arguments) {}
-
-    int write(const std::vector<NvItem>& items) {
-        try {
-            writeAll(items);
-        } catch (const std::exception& error) {
-            std::cerr << forTerminal(error.what()) << '\n';
-            report(items.size(), written_.empty() ? "." : ": " + joined(written_) + ".");
-            if (current_ != nullptr) {
-                std::cerr << "Stopped at " << current_->getId() << " " << current_->getName()
-                          << ": read it back before you rely on it.\n";
-            }
-            return kRefused;
-        }
-        report(items.size(), ".");
-        return kDone;
-    }
-
-private:
-    void writeAll(const std::vector<NvItem>& items) {
-        const InterruptLater interruptLater;
-        ProgressBar progress;
-        sendAccessCode(catalog_, arguments_);
-        // Connects, and goes offline where that was asked for; also when there is nothing to write.
-        catalog_.writeToPhone(arguments_.comPort, {}, arguments_.offlineFirst, nullptr);
-        std::uint32_t position = 0;
-        for (const NvItem& item : items) {
-            InterruptLater::check();
-            progress.show(++position, static_cast<std::uint32_t>(items.size()), item.getName());
-            if (item.isWritable()) {
-                writeOne(item);
-            } else {
-                skipped_.push_back(item.getId());
-            }
-        }
-    }
-
-    void writeOne(const NvItem& item) {
-        current_ = &item;
-        const std::string refusal = writeAndReadBack(catalog_, arguments_.comPort, item, &arguments_.toleratedNumbers);
-        current_ = nullptr;
-        refusals_ += refusal;
-        if (refusal.empty()) {
-            written_.push_back(item.getId());
-        }
-    }
-
-    /// `account`: how the line about what was written ends.
-    void report(std::size_t total, const std::string& account) const {
-        std::cerr << refusals_ << "Wrote " << written_.size() << " of " << counted(total) << " to "
-                  << arguments_.comPort << account << '\n';
-        if (!skipped_.empty()) {
-            std::cerr << "Skipped " << counted(skipped_.size())
-                      << " whose access mark does not allow a write: " << joined(skipped_) << ".\n";
-        }
-    }
-
-    Calvane& catalog_;
-    const Arguments& arguments_;
-    const NvItem* current_ = nullptr; // the item under way
-    std::vector<std::uint16_t> written_;
-    std::vector<std::uint16_t> skipped_;
-    std::string refusals_; // of tolerated items
-};
 
 } // namespace
 
-int setItem(Calvane& catalog, const Arguments& arguments) {
-    NvItem item = catalog.getSupportedNvItem(arguments.itemNumber);
-    const std::string what = std::to_string(item.getId()) + " " + item.getName();
-    if (!item.isWritable()) {
-        throw std::runtime_error(what + " can't be written: its access mark is '" + item.getAccess() + "'.");
+ExitStatus setItem(Calvane& catalog, const Arguments& arguments) {
+    workbench::WantedItem wanted;
+    failingWith(ExitStatus::kValues, [&] {
+        wanted.item = catalog.getSupportedNvItem(arguments.itemNumber);
+        setTypedValues(wanted.item, arguments.values, arguments.wrap);
+    });
+    const std::string what = std::to_string(wanted.item.getId()) + " " + wanted.item.getName();
+    if (!wanted.item.isWritable()) {
+        throw BatchFailure(ExitStatus::kValues,
+                           what + " can't be written: its access mark is '" + wanted.item.getAccess() + "'.");
     }
-    item.setData(arguments.values);
-    requireStoredAsTyped(item);
-    const auto before = readBack(catalog, arguments.comPort, item.getId());
-    sendAccessCode(catalog, arguments);
-    writeAndReadBack(catalog, arguments.comPort, item, nullptr);
-    const NvItem after = catalog.getSupportedNvItem(item.getId());
-    std::cout << what << ": " << (before.empty() ? "no value" : valuesOf(before.front())) << " -> " << valuesOf(after)
-              << '\n';
-    return kDone;
+    PhoneWrite write(catalog, arguments);
+    const ExitStatus status = write.run({std::move(wanted)});
+    if (status == ExitStatus::kDone && !arguments.isDryRun) {
+        const auto& row = write.plan().rows.front();
+        std::cout << what << ": " << valuesOnPhone(row) << " -> " << valuesOf(row.item) << '\n';
+    }
+    return status;
 }
 
-int writePhone(Calvane& catalog, const Arguments& arguments) {
+ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
     // All of the file is checked before the first item is written.
-    const auto items = arguments.moxPath.empty()
-                           ? itemsFromJson(readFile(arguments.inputPath), arguments.inputPath, catalog)
-                           : itemsOfMox(catalog, arguments.moxPath);
-    return ItemWriter(catalog, arguments).write(items);
+    std::vector<workbench::WantedItem> wanted;
+    if (arguments.moxPath.empty()) {
+        wanted = itemsFromJson(readFile(arguments.inputPath), arguments.inputPath, catalog, arguments.wrap);
+    } else {
+        for (NvItem& item : itemsOfMox(catalog, arguments.moxPath)) {
+            wanted.push_back({std::move(item), true, true});
+        }
+    }
+    return PhoneWrite(catalog, arguments).run(std::move(wanted));
 }

@@ -1,19 +1,20 @@
 #include "cli/CommandText.h"
 #include "cli/Verbs.h"
+#include "platform/kernel/Trace.h"
 
 #include <csignal>
 #include <exception>
-#include <iostream>
+#include <string_view>
 
 int main(int argc, char** argv) {
     // A reader that closes its pipe and a file that may not grow are failures of a write, to be reported as such.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    kernel::setErrorLog([](std::string_view line) { tell(std::string(line) + "\n"); });
     try {
         const ParsedArguments parsed = parseArguments(argc, argv);
-        return parsed.arguments ? runBatch(*parsed.arguments) : parsed.exitStatus;
+        return static_cast<int>(parsed.arguments ? runBatch(*parsed.arguments) : parsed.exitStatus);
     } catch (const std::exception& error) {
-        std::cerr << forTerminal(error.what()) << '\n';
-        return kRefused;
+        return static_cast<int>(report(error));
     }
 }

@@ -48,18 +48,29 @@ com::ComPtr<tessra::IServer> ServerLink::server() const {
     return server;
 }
 
-void ServerLink::attachPort(const std::string& comPort) {
+std::uint16_t ServerLink::portNumber(const std::string& comPort) const {
     com::ComPtr<tessra::IPortCollection> ports;
     com::throwIfFailed(server()->portCollection(ports));
     com::ComPtr<tessra::IPortNameTranslator> translator;
     com::throwIfFailed(ports->translator(translator));
     std::uint16_t number = 0;
     com::throwIfFailed(translator->portNumber(comPort, number));
+    return number;
+}
+
+void ServerLink::attachPort(const std::string& comPort) {
+    const std::uint16_t number = portNumber(comPort);
     if (!port->select(server(), number)) {
         // The selection keeps the number of the port before; a fresh one lets the user go back to that port.
         port = std::make_unique<CTESSRAPort>();
     }
     phoneConnection->attach(port->phone());
+}
+
+std::string ServerLink::portProblem(const std::string& comPort) const {
+    tessra::PortDescription description;
+    com::throwIfFailed(agent->describePort(portNumber(comPort), description));
+    return description.problem;
 }
 
 void ServerLink::forEachPortWithPhone(

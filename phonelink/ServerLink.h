@@ -33,9 +33,16 @@ public:
     /// com::ComError, or CTESSRAPort::CTESSRAPortException where the port has no phone.
     void attachPort(const std::string& comPort);
 
+    /// What the service says keeps the port named `comPort` from being used; empty where it knows nothing of the kind.
+    /// Throws com::ComError.
+    std::string portProblem(const std::string& comPort) const;
+
     /// Asks the agent for the description of each port in the order of its list, and calls `visit` with the number and
     /// the description of each that carries a phone. Throws com::ComError.
     void forEachPortWithPhone(const std::function<void(std::uint16_t, const tessra::PortDescription&)>& visit) const;
+
+    /// The number of the port named `comPort`. Throws com::ComError.
+    std::uint16_t portNumber(const std::string& comPort) const;
 
     std::unique_ptr<ServerConnection> serverConnection;
     std::unique_ptr<CTESSRAPort> port;

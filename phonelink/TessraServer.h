@@ -76,6 +76,10 @@ public:
     virtual std::vector<std::string> getActiveComPorts();
     /// Looks once and answers the phones that the service sees, in the order of their ports.
     virtual std::vector<PhoneRecord> waitForActivePhone();
+    /// Why `comPort` can't be used, such as "/dev/ttyUSB0: can't be opened: Permission denied", for whoever has to tell
+    /// of a failure there; empty where the service knows of nothing or has not been attached, and while another caller
+    /// has the session. Sends no packet.
+    std::string portProblem(const std::string& comPort);
 
     /// Sends one packet of `requestLength` bytes (256 at most) and waits up to `timeoutMs` for the answer.
     /// `responseLength` is the capacity of `response` on entry, and the number of bytes received on return.
@@ -141,6 +145,8 @@ protected:
     virtual void connectWithTimeoutAndComPortImpl();
     virtual void getActiveComPortsImpl();
     virtual void waitForActivePhoneImpl();
+    /// `comPort`: the address of the std::string that names the port.
+    void portProblemImpl(std::uintptr_t comPort);
 
 private:
     friend class TessraEvents;
@@ -217,6 +223,7 @@ private:
     bool phoneFound_ = false;
     std::vector<std::string> activeComPorts_;
     std::vector<PhoneRecord> activePhones_;
+    std::string portProblem_;
     Operation operation_;
     std::shared_ptr<ServerLink> link_; ///< what it points to is the worker's alone
     /// Constant; it has its own locks. A subscription that the service has not let go of shares it.

@@ -70,6 +70,26 @@ std::vector<PhoneRecord> TessraServer::waitForActivePhone() {
     return activePhones_;
 }
 
+std::string TessraServer::portProblem(const std::string& comPort) {
+    // Whoever has a failure to tell is not kept waiting by another caller, who has the phone then.
+    if (sessionLock_.wait(0) != kernel::WaitResult::kSignalled) {
+        return {};
+    }
+    const kernel::MutexLock guard(sessionLock_);
+    sessionLock_.release(); // the lock counts its owner's waits
+    portProblem_.clear();
+    if (initialized_) {
+        runOnWorker(&TessraServer::portProblemImpl, reinterpret_cast<std::uintptr_t>(&comPort));
+    }
+    return portProblem_;
+}
+
+void TessraServer::portProblemImpl(std::uintptr_t comPort) {
+    recordServerFailures("TessraServer::portProblemImpl", kUnknownException, [this, comPort] {
+        portProblem_ = link_->portProblem(*reinterpret_cast<const std::string*>(comPort));
+    });
+}
+
 void TessraServer::connectWithTimeoutAndComPortImpl(std::uintptr_t comPort) {
     waitForActivePhoneImpl();
     if (errorPending_) {

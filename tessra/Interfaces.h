@@ -62,6 +62,7 @@ inline constexpr std::uint16_t kPortWithPhone = 2;
 struct PortDescription {
     std::uint16_t state = 0; ///< 0 no phone, 1 the port can't be used now, 2 a phone is present
     std::string portName;    ///< such as "COM3"
+    std::string problem;     ///< why the port can't be used, where it knows: "DEVICE: can't be opened: ..."
 };
 
 struct PhoneDescription {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace tessra {
@@ -17,6 +18,7 @@ struct PhoneView {
     PhoneMode mode = PhoneMode::kNone;    ///< as last known; none where state is none
     std::uint32_t appearance = 0;         ///< a number that is another each time that the phone has come (back)
     Status trouble = com::kOk;            ///< a failure for every packet that says more than that there is no phone
+    std::string problem;                  ///< what keeps the line or the memory from being used, in words
 };
 
 /// The way to the phone on one port, such as a serial line. A port owns it. Any thread may call any method.

@@ -65,6 +65,7 @@ Status Port::describe(PortDescription& description) {
     const std::lock_guard guard(lock_);
     const PhoneView view = lookLocked();
     description.portName = name_;
+    description.problem = view.problem;
     description.state = isPhoneThere(view) ? kPortWithPhone : static_cast<std::uint16_t>(view.usable ? 0 : 1);
     return com::kOk;
 }

@@ -72,6 +72,7 @@ private:
     std::vector<WriteResult*> resultsOf(bool verified);
     bool isCancelled();
     void writeRows();
+    bool goesOnAfter(const WriteResult& result) const;
     void stopAt(const WriteResult& result);
     void writeRow(WriteResult& result);
     bool mayWrite();
@@ -145,7 +146,7 @@ void Run::writeRows() {
         if (hasFailed_ || !contact_.isHeld()) {
             return;
         }
-        if (result.state != WriteState::kVerified && !options_.goOnAfterRefusal) {
+        if (!goesOnAfter(result)) {
             if (position + 1 < pending.size()) {
                 stopAt(result);
             }
@@ -155,6 +156,11 @@ void Run::writeRows() {
     if (options_.verifyAfterReset) {
         verifyAfterReset();
     }
+}
+
+bool Run::goesOnAfter(const WriteResult& result) const {
+    return result.state == WriteState::kVerified || options_.goOnAfterRefusal ||
+           (result.state == WriteState::kRefused && options_.toleratedNumbers.contains(result.number));
 }
 
 void Run::stopAt(const WriteResult& result) {

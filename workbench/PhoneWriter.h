@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,7 @@ struct WriteReport {
 struct WriteOptions {
     /// Also after an item that reads back different, or is not known. A phone that has left ends every write.
     bool goOnAfterRefusal = false;
+    std::set<std::uint16_t> toleratedNumbers = {}; ///< a refusal of these does not end the write either
     /// The phone goes offline before the first item, also where there is none, and again after each silence.
     bool offlineFirst = false;
     bool verifyAfterReset = false; ///< resets the phone at the end and reads everything back once more

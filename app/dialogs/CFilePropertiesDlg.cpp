@@ -76,8 +76,11 @@ void CFilePropertiesDlg::onInit() {
 }
 
 void CFilePropertiesDlg::browse() {
-    const FileQuestion question{"Select", "MOX File ( *.mox )|*.mox|All Files ( *.* )|*.*||",
-                                "MOX File ( *.mox )|*.mox||"};
+    FileQuestion question{"Select", "MOX File ( *.mox )|*.mox|All Files ( *.* )|*.*||", "MOX File ( *.mox )|*.mox||"};
+    const QFileInfo named(item<QLineEdit>(kFileName).text());
+    if (named.isAbsolute()) {
+        question.folder = named.absolutePath().toStdString();
+    }
     const auto path = askFileToSave(this, question);
     if (path && mayWrite(*path)) {
         item<QLineEdit>(kFileName).setText(QString::fromStdString(*path));

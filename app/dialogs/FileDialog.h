@@ -9,5 +9,10 @@ class QWidget;
 
 /// Ask for an existing file, or for one to write (after asking before an existing one is replaced). Answer the full
 /// path, or nothing if the user cancelled. The process's current directory stays. User-interface thread.
+///
+/// They begin in the folder of the last file that was opened or told to rememberFolderOf().
 std::optional<std::string> askFileToOpen(QWidget* parent, const FileQuestion& question);
 std::optional<std::string> askFileToSave(QWidget* parent, const FileQuestion& question);
+
+/// To be called when a file has been written: only a folder that serves is worth coming back to.
+void rememberFolderOf(const std::string& path);

@@ -6,6 +6,6 @@
 
 class QWidget;
 
-/// Shows `text` over `owner` with an OK button until the user confirms it. Of a very long text the middle is shown on
-/// demand.
-void showMessageBox(QWidget* owner, const QString& text, const QString& caption, MessageIcon icon);
+/// Shows `message`, as workbench::shownMessage() makes it readable, over `owner` with an OK button until the user
+/// confirms it. Of a very long one the middle is shown on demand.
+void showMessageBox(QWidget* owner, const QString& message, const QString& caption, MessageIcon icon);

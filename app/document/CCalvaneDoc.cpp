@@ -7,6 +7,8 @@
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Trace.h"
 #include "platform/kernel/WholeFile.h"
+#include "workbench/MessageText.h"
+#include "workbench/PortReason.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -170,8 +172,21 @@ void CCalvaneDoc::runWaiting(const std::function<void()>& work) {
     waiting_ = false;
 }
 
+void CCalvaneDoc::runOnPhone(const std::function<void()>& work) {
+    runWaiting([&] {
+        try {
+            work();
+        } catch (...) {
+            failureReason_ = workbench::portReason(*catalog_->getTessraServer(), comPort_);
+            throw;
+        }
+    });
+}
+
 void CCalvaneDoc::showFailure(const std::exception& failure, const char* caption) {
-    userInterface_.showMessage(failure.what(), caption, MessageIcon::kError);
+    const std::string reason = std::exchange(failureReason_, {});
+    userInterface_.showMessage(workbench::shownMessage(failure.what(), fileName_, reason), caption,
+                               MessageIcon::kError);
 }
 
 void CCalvaneDoc::showWarning(const std::string& text) {
@@ -252,7 +267,8 @@ void CCalvaneDoc::finishRead(PhoneReadResult& result, const std::function<void()
     phoneRead_.reset();
     readCursor_.reset();
     if (result.failure) {
-        userInterface_.showMessage(*result.failure, kExceptionCaption, MessageIcon::kError);
+        userInterface_.showMessage(workbench::shownMessage(*result.failure, {}, result.reason), kExceptionCaption,
+                                   MessageIcon::kError);
     } else if (!result.cancelled) {
         takeItemsFromPhone(std::move(result.items), {}, comPort_);
     }
@@ -293,7 +309,7 @@ void CCalvaneDoc::loadSupportedItems() {
 }
 
 void CCalvaneDoc::resetPhone() {
-    runBusy([this] { runWaiting([this] { catalog_->resetPhone(); }); });
+    runBusy([this] { runOnPhone([this] { catalog_->resetPhone(); }); });
 }
 
 bool CCalvaneDoc::connectPhone() {
@@ -301,7 +317,7 @@ bool CCalvaneDoc::connectPhone() {
 }
 
 void CCalvaneDoc::setPhoneOffline() {
-    runGuarded([this] { runWaiting([this] { catalog_->getTessraServer()->offline(); }); });
+    runGuarded([this] { runOnPhone([this] { catalog_->getTessraServer()->offline(); }); });
 }
 
 void CCalvaneDoc::chooseComPort() {
@@ -415,7 +431,7 @@ void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const char* failure
 }
 
 void CCalvaneDoc::writeToPhone(const std::vector<NvItem>& items) {
-    runWaiting([&] { catalog_->writeToPhone(comPort_, items, false, nullptr); });
+    runOnPhone([&] { catalog_->writeToPhone(comPort_, items, false, nullptr); });
 }
 
 void CCalvaneDoc::writeChangedToPhone() {
@@ -472,7 +488,9 @@ void CCalvaneDoc::writeListedToMoxFile() {
         return;
     }
     const MoxWriteForm form = chooseMoxWriteForm(*properties);
-    runBusy([&] { runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); });
+    if (runBusy([&] { runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); })) {
+        userInterface_.fileWritten(fileName_);
+    }
 }
 
 void CCalvaneDoc::writeListedToText() {
@@ -498,5 +516,7 @@ void CCalvaneDoc::writeListedToText() {
         showWarning("Couldn't open text file for writing " + std::to_string(result.openError));
     } else if (result.writeError != 0) {
         showWarning("Couldn't write the whole text file " + *path + ": " + std::to_string(result.writeError));
+    } else {
+        userInterface_.fileWritten(*path);
     }
 }

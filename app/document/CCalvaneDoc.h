@@ -156,6 +156,8 @@ private:
     bool runBusy(const std::function<void()>& command);
     /// Runs `work` while the windows paint; isWaiting() meanwhile. Throws what it throws.
     void runWaiting(const std::function<void()>& work);
+    /// The same for work that talks to the phone. A failure's reason is kept for showFailure().
+    void runOnPhone(const std::function<void()>& work);
     void showFailure(const std::exception& failure, const char* caption = kExceptionCaption);
     void showWarning(const std::string& text);
     void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
@@ -193,6 +195,7 @@ private:
     std::string comPort_;
     std::string activeEditor_ = "null";
     std::string fileName_;
+    std::string failureReason_; ///< from the failure of runOnPhone() until it is shown
     std::filesystem::path path_;
     std::vector<DocumentView*> views_;
     /// Posted work checks by this whether the document still exists.

@@ -1,5 +1,7 @@
 #include "app/document/PhoneRead.h"
 
+#include "workbench/PortReason.h"
+
 PhoneRead::PhoneRead(Calvane& catalog, std::string comPort, ProgressWindow& progress, Ended ended)
     : catalog_(catalog), comPort_(std::move(comPort)), progress_(progress),
       thread_([this, ended = std::move(ended)] { ended(read()); }) {}
@@ -30,6 +32,7 @@ PhoneReadResult PhoneRead::read() {
             result.cancelled = true;
         } else {
             result.failure = error.what();
+            result.reason = workbench::portReason(*catalog_.getTessraServer(), comPort_);
         }
     }
     return result;

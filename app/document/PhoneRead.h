@@ -15,6 +15,7 @@
 struct PhoneReadResult {
     std::vector<NvItem> items;
     std::optional<std::string> failure; ///< the catalog's message
+    std::string reason;                 ///< of the failure, where the port has told it
     bool cancelled = false;
 };
 

@@ -19,6 +19,7 @@ struct FileQuestion {
     /// Given to a name that is typed without one; no dot. Its first three characters count, as the platform for which
     /// the texts were made takes no more.
     std::string extension;
+    std::string folder = {}; ///< where to begin; empty: where the last file was
 };
 
 /// The text of an optional field that nobody has filled in.
@@ -51,6 +52,8 @@ public:
     virtual std::optional<std::string> askFileToOpen(const FileQuestion& question) = 0;
     /// The path of a file to write; the user has agreed if there is one already.
     virtual std::optional<std::string> askFileToSave(const FileQuestion& question) = 0;
+    /// A file that the user named has been written.
+    virtual void fileWritten(const std::string& path) = 0;
     virtual std::optional<FileProperties> askFileProperties() = 0;
     virtual std::optional<std::string> askComPort(const std::vector<std::string>& portNames) = 0;
     /// Lets the user build a list out of `available`, starting from `customized`; answers the list built.

@@ -12,6 +12,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFile>
+#include <QFileInfo>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMenuBar>
@@ -63,6 +64,7 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
     connect(shutdown_, &Shutdown::postponed, statusBar_,
             [this] { statusBar_->setNotice("Calvane closes when the running command has ended."); });
+    connect(shutdown_, &Shutdown::refused, statusBar_, [this] { statusBar_->setNotice(""); });
     connect(shutdown_, &Shutdown::started, this, [this] {
         savePlaces();
         disconnect(area_, nullptr, this, nullptr);
@@ -106,6 +108,9 @@ void CMainFrame::makeActions() {
     }
     actions_[CommandId::kNew]->setShortcut(QKeySequence("Ctrl+N"));
     actions_[CommandId::kOpen]->setShortcut(QKeySequence("Ctrl+O"));
+    actions_[CommandId::kNextWindow]->setShortcut(QKeySequence("Ctrl+F6"));
+    actions_[CommandId::kPreviousWindow]->setShortcut(QKeySequence("Ctrl+Shift+F6"));
+    actions_[CommandId::kCloseWindow]->setShortcut(QKeySequence("Ctrl+F4"));
     actions_[CommandId::kUndo]->setShortcuts({QKeySequence("Ctrl+Z"), QKeySequence("Alt+Backspace")});
     actions_[CommandId::kRedo]->setShortcuts({QKeySequence("Ctrl+Y"), QKeySequence("Ctrl+Shift+Z")});
     for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {
@@ -179,6 +184,9 @@ void CMainFrame::fillMenu(QMenu* menu, const MenuInfo& info) {
         case MenuEntry::Kind::kRecentFiles:
             fillRecentFiles(menu);
             break;
+        case MenuEntry::Kind::kWindowList:
+            connect(menu, &QMenu::aboutToShow, this, [this, menu] { listWindows(menu); });
+            break;
         case MenuEntry::Kind::kCommand:
             // A command has the text of the menu in which it stands now. Setting it must not lose the tooltip.
             QAction* action = actions_[entry.id];
@@ -206,6 +214,36 @@ void CMainFrame::fillRecentFiles(QMenu* menu) {
         file->setProperty("commandId", id);
         connect(file, &QAction::triggered, this, [this, path] { emit recentRequested(path); });
     }
+}
+
+void CMainFrame::listWindows(QMenu* menu) {
+    while (!menu->actions().constLast()->isSeparator()) {
+        delete menu->actions().constLast();
+    }
+    int number = 0;
+    for (QMdiSubWindow* window : area_->subWindowList(QMdiArea::CreationOrder)) {
+        auto* frame = qobject_cast<CSplitterFrame*>(window);
+        if (frame == nullptr || frame->isClosing()) {
+            continue;
+        }
+        ++number;
+        const CCalvaneDoc& document = frame->document();
+        QStringList parts{frame->windowTitle(), QString::fromStdString(document.comPort())};
+        if (!document.fileName().empty()) {
+            parts << QFileInfo(QString::fromStdString(document.fileName())).fileName();
+        }
+        QAction* line = menu->addAction(
+            QString(number < 10 ? "&%1 %2" : "%1 %2").arg(number).arg(parts.join(" - ").replace('&', "&&")));
+        line->setCheckable(true);
+        line->setChecked(frame == activeFrame());
+        connect(line, &QAction::triggered, frame, [this, frame] { area_->setActiveSubWindow(frame); });
+    }
+}
+
+QMenu* CMainFrame::createPopupMenu() {
+    auto* menu = new QMenu(this);
+    menu->addActions({actions_[CommandId::kViewToolbar], actions_[CommandId::kViewStatusBar]});
+    return menu;
 }
 
 void CMainFrame::setRecentFiles(const QStringList& files) {
@@ -333,6 +371,17 @@ void CMainFrame::runCommand(CommandId id) {
         break;
     case CommandId::kExit:
         close();
+        break;
+    case CommandId::kNextWindow:
+        area_->activateNextSubWindow();
+        break;
+    case CommandId::kPreviousWindow:
+        area_->activatePreviousSubWindow();
+        break;
+    case CommandId::kCloseWindow:
+        if (CSplitterFrame* frame = activeFrame()) {
+            frame->close();
+        }
         break;
     case CommandId::kReviewBeforeWriting:
         ReviewSwitch::setOn(actions_[id]->isChecked());

@@ -52,6 +52,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
     bool event(QEvent* event) override;
+    /// The menu of the bars' right mouse button.
+    QMenu* createPopupMenu() override;
 
 private:
     void makeActions();
@@ -60,6 +62,8 @@ private:
     void showMenus(bool forDocument);
     void fillMenu(QMenu* menu, const MenuInfo& info);
     void fillRecentFiles(QMenu* menu);
+    /// Lists the document windows behind the last separator of `menu`.
+    void listWindows(QMenu* menu);
     void activated(QMdiSubWindow* window);
     void showTitle(bool withDocument);
     void showPhone(CSplitterFrame* frame);

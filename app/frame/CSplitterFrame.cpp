@@ -13,6 +13,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QMdiArea>
+#include <QPointer>
 #include <QSplitter>
 #include <algorithm>
 
@@ -359,6 +360,16 @@ void CSplitterFrame::closeWhenIdle() {
         emit stateChanged();
     } else {
         close();
+    }
+}
+
+void CSplitterFrame::changeEvent(QEvent* event) {
+    const QPointer<QWidget> focus = focusWidget();
+    QMdiSubWindow::changeEvent(event);
+    // A subwindow hides itself for a moment on its way to another size, also when it gives way to the next maximized
+    // one, and a hidden box passes the focus on.
+    if (event->type() == QEvent::WindowStateChange && focus != nullptr && focus != focusWidget()) {
+        focus->setFocus();
     }
 }
 

@@ -84,6 +84,7 @@ signals:
     void readEnded();
 
 protected:
+    void changeEvent(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
 
 private:

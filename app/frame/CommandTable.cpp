@@ -26,6 +26,9 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kReviewBeforeWriting, "Show what will be written to the phone, and ask, before it is sent",
                 "", false, false},
     CommandInfo{CommandId::kHelpTopic, "", "", true, false},
+    CommandInfo{CommandId::kNextWindow, "Go to the next document window", "", true, false},
+    CommandInfo{CommandId::kPreviousWindow, "Go to the document window before", "", true, false},
+    CommandInfo{CommandId::kCloseWindow, "Close the document window", "", true, false},
     CommandInfo{CommandId::kUndo, "Undo the last typing or edit", "", true, false},
     CommandInfo{CommandId::kRedo, "Do again what was undone", "", true, false},
     CommandInfo{CommandId::kRevertSubField, "Give the sub-field being edited its last known value back", "", true,
@@ -66,6 +69,9 @@ constexpr std::array kView{
     command("Alphabetical", CommandId::kSortAlphabetical),
     MenuEntry{kEndOfSubmenu, ""},
     command("Search", CommandId::kSearch),
+    kLine,
+    command("Toolbar", CommandId::kViewToolbar),
+    command("Status Bar", CommandId::kViewStatusBar),
 };
 constexpr std::array kOption{
     command("Customized NV Item List", CommandId::kCustomizedList),
@@ -77,6 +83,13 @@ constexpr std::array kOption{
 constexpr std::array kSetting{
     command("Comport", CommandId::kComport),
     command("Review Before Writing", CommandId::kReviewBeforeWriting),
+};
+constexpr std::array kWindow{
+    command("Next", CommandId::kNextWindow),
+    command("Previous", CommandId::kPreviousWindow),
+    command("Close", CommandId::kCloseWindow),
+    kLine,
+    MenuEntry{kWindowList, ""},
 };
 constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
@@ -90,8 +103,13 @@ constexpr std::array kEdit{
     command("Revert Item", CommandId::kRevertItem),
     command("Revert All", CommandId::kRevertAll),
 };
-constexpr std::array<MenuInfo, 6> kDocumentMenus{
-    {{"File", kFile}, {"View", kView}, {"Option", kOption}, {"Setting", kSetting}, {"Help", kHelp}, {"Edit", kEdit}}};
+constexpr std::array<MenuInfo, 7> kDocumentMenus{{{"File", kFile},
+                                                  {"View", kView},
+                                                  {"Option", kOption},
+                                                  {"Setting", kSetting},
+                                                  {"Help", kHelp},
+                                                  {"Edit", kEdit},
+                                                  {"Window", kWindow}}};
 
 constexpr std::array kEmptyFile{
     command("&New\tCtrl+N", CommandId::kNew),

@@ -21,6 +21,9 @@ enum class CommandId : std::uint32_t {
     kHelpTopic = 32794,
     kSearch = 32795,
     kOfflineMode = 32796,
+    kNextWindow = 32931,
+    kPreviousWindow = 32932,
+    kCloseWindow = 32933,
     kRevertSubField = 32801,
     kRevertItem = 32802,
     kRevertAll = 32803,
@@ -48,7 +51,7 @@ struct CommandInfo {
 
 /// One line of a menu.
 struct MenuEntry {
-    enum class Kind { kCommand, kSeparator, kRecentFiles, kSubmenu, kEndOfSubmenu };
+    enum class Kind { kCommand, kSeparator, kRecentFiles, kSubmenu, kEndOfSubmenu, kWindowList };
 
     Kind kind;
     std::string_view text; ///< of a command or submenu

@@ -29,7 +29,8 @@ constexpr int kIndicatorMargin = 12;
 MainStatusBar::MainStatusBar(QWidget* parent) : QStatusBar(parent) {
     setMinimumHeight(kMinimumHeight);
     auto* logo = new StatusPane(kLogoPaneId, "VELN LOGO", kLogoSize.width(), this);
-    logo->setMinimumWidth(kLogoSize.width());
+    logo->setMinimumSize(kLogoSize.width(), kLogoSize.height() + 2 * logo->frameWidth());
+    logo->setToolTip("");
     if (QFile::exists(":/calvane/logo")) {
         logo->setPixmap(QIcon(":/calvane/logo").pixmap(kLogoSize, devicePixelRatioF()));
     }

@@ -103,6 +103,10 @@ std::optional<std::string> QtUserInterface::askFileToSave(const FileQuestion& qu
     return ::askFileToSave(owner(), question);
 }
 
+void QtUserInterface::fileWritten(const std::string& path) {
+    rememberFolderOf(path);
+}
+
 std::optional<FileProperties> QtUserInterface::askFileProperties() {
     CFilePropertiesDlg dialog(owner());
     if (dialog.exec() != QDialog::Accepted) {

@@ -16,6 +16,7 @@ public:
     void showMessage(const std::string& text, const std::string& caption, MessageIcon icon) override;
     std::optional<std::string> askFileToOpen(const FileQuestion& question) override;
     std::optional<std::string> askFileToSave(const FileQuestion& question) override;
+    void fileWritten(const std::string& path) override;
     std::optional<FileProperties> askFileProperties() override;
     std::optional<std::string> askComPort(const std::vector<std::string>& portNames) override;
     std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>& available,

@@ -56,6 +56,7 @@ void Shutdown::start() {
     state_ = State::kAsking;
     if (!mayAllClose()) {
         state_ = State::kNotRequested;
+        emit refused();
         return;
     }
     state_ = State::kStarted;

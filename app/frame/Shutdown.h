@@ -32,6 +32,8 @@ public:
 signals:
     /// A command runs, or a message is still to be read: the program ends later.
     void postponed();
+    /// A document window stays, and so does the program.
+    void refused();
     /// The documents are about to go.
     void started();
     /// Once: the last document has gone and the main window is hidden.

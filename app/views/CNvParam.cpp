@@ -24,8 +24,8 @@ constexpr std::array<DialogControl, 2> kControls{{
     {kWriteButtonId, ControlKind::kPushButton, "Write NV", 7, 7, 50, 14},
     {kHexBoxId, ControlKind::kCheckBox, "Hex", 62, 12, 29, 10},
 }};
-/// The part of the form above its rows.
-constexpr DialogTemplate kTemplate{103, "", 348, 22, kControls};
+/// The part of the form above its rows, which need no more width than their labels do.
+constexpr DialogTemplate kTemplate{103, "", 98, 22, kControls};
 
 // The rows in pixels.
 constexpr int kLabelRight = 1010;
@@ -132,7 +132,7 @@ void CNvParam::onListToBeReplaced() {
 
 bool CNvParam::isShown(const NvItem& item) const {
     return shown_ && shown_->getId() == item.getId() && shown_->getName() == item.getName() &&
-           shown_->layoutHash() == item.layoutHash();
+           shown_->hasLayoutOf(item);
 }
 
 void CNvParam::showNothing() {
@@ -166,8 +166,8 @@ void CNvParam::makeRow() {
     const std::size_t index = rows_.size();
     // One line that scrolls sideways: no value needs a second one, and half a value is never hidden below the box.
     rows_.emplace_back(form_, static_cast<int>(index));
-    const EditorRow& row = rows_.back();
-    row.edit().setPalette(editPalette_);
+    EditorRow& row = rows_.back();
+    row.setEditPalette(editPalette_);
     QWidget::setTabOrder(index == 0 ? hexBox_ : static_cast<QWidget*>(&rows_[index - 1].edit()), &row.edit());
     connect(&row.edit(), &QLineEdit::returnPressed, this, [this, index] { takeTyped(index); });
     connect(&row.edit(), &SubFieldEdit::dropped, this, [this, index] { dropTyped(index); });
@@ -204,9 +204,8 @@ void CNvParam::showRows(std::size_t count) {
     shownRows_ = static_cast<int>(count);
 }
 
-void CNvParam::fillRow(std::size_t index, const NvItem& item, const std::vector<SubItem>& subItems) {
-    const SubItem& subItem = subItems[index];
-    rows_[index].show(subItem, item.getSubItemTypes()[index], item.isTime() ? dateText(subItem.value) : subItem.value);
+void CNvParam::fillRow(std::size_t index, bool isTime, const SubItem& subItem, SubItemType type) {
+    rows_[index].show(subItem, type, isTime ? dateText(subItem.value) : subItem.value);
 }
 
 void CNvParam::buildRows(const NvItem& item) {
@@ -215,12 +214,13 @@ void CNvParam::buildRows(const NvItem& item) {
     horizontalScrollBar()->setValue(0);
     verticalScrollBar()->setValue(0);
     const auto subItems = item.getSubItems();
+    const auto types = item.getSubItemTypes();
     const std::string name = item.getName();
     const bool isStamp = name == kLoadedDateItem || name == kCalibrationDateItem;
     form_->setUpdatesEnabled(false);
     showRows(subItems.size());
     for (std::size_t i = 0; i < subItems.size(); ++i) {
-        fillRow(i, item, subItems);
+        fillRow(i, item.isTime(), subItems[i], types[i]);
         rows_[i].edit().setEnabled(!isStamp && item.isWritable());
     }
     if (!subItems.empty()) {
@@ -236,12 +236,13 @@ void CNvParam::buildRows(const NvItem& item) {
 void CNvParam::refreshRows(const NvItem& item) {
     shown_ = item;
     const auto subItems = item.getSubItems();
+    const auto types = item.getSubItemTypes();
     for (std::size_t i = 0; i < shownRows().size(); ++i) {
         if (rows_[i].isTyped() || rows_[i].isHeld()) {
             continue;
         }
         const int cursor = rows_[i].edit().cursorPosition();
-        fillRow(i, item, subItems);
+        fillRow(i, item.isTime(), subItems[i], types[i]);
         if (hexBox_->isChecked()) {
             rows_[i].edit().showInBase(16);
         }

@@ -84,11 +84,14 @@ public:
     /// deleted answer kReverted.
     virtual Status destroyElement(std::u16string_view name) = 0;
     virtual Status enumElements(ComPtr<IEnumElements>& out) = 0;
-    /// Saves the file as it is now and brings it to the disk: the one call here that is no part of the format's
-    /// interfaces. After a failure the file is as it was: kMediumFull, kWriteFault, kAccessDenied, kFileTooLarge,
+    /// Saves the file as it is now and brings it to the disk: like the next call, no part of the format's interfaces.
+    /// After a failure the file is as it was: kMediumFull, kWriteFault, kAccessDenied, kFileTooLarge,
     /// kFileAlreadyExists where somebody else has put another file there. Its reason goes into the error log, and the
     /// release of the last reference does not try it again.
     virtual Status flush() = 0;
+    /// Whether all of the file's tree could be read. False for a damaged file, whose readable part alone is here. What
+    /// a stream holds is judged by its read.
+    virtual bool isWhole() = 0;
 };
 
 /// Creates a file and answers its root storage. The file appears at the path when it is saved for the first time; until

@@ -100,6 +100,8 @@ public:
         });
     }
 
+    bool isWhole() override { return file()->tree().damage.empty(); }
+
     // The child that an enumeration answers is likely to be opened next, and need not be looked for.
     void expectOpening(Node::Children::iterator child) {
         expected_ = child;

@@ -112,10 +112,11 @@ PhoneView SerialLine::look() {
         nextAsk_ = std::min(nextAsk_, lastAskEnd_ + kWatchInterval);
         keeperWake_.signal();
     }
+    const std::string problem = reported_.empty() ? "" : placeOf(reported_);
     if (!open_) {
-        return {.trouble = trouble_};
+        return {.trouble = trouble_, .problem = problem};
     }
-    return {true, phone_.state(), phone_.mode(), phone_.appearance(), trouble_};
+    return {true, phone_.state(), phone_.mode(), phone_.appearance(), trouble_, problem};
 }
 
 void SerialLine::awaitFirstView() {
@@ -365,8 +366,13 @@ void SerialLine::knowFirstViewLocked() {
 // Logs a problem once as long as it lasts; empty: there is none any more.
 void SerialLine::reportLocked(const std::string& problem) {
     if (std::exchange(reported_, problem) != problem && !problem.empty()) {
-        kernel::logError("The serial line of " + name_ + ": " + setup_.device.string() + ": " + problem);
+        kernel::logError("The serial line of " + name_ + ": " + placeOf(problem));
     }
+}
+
+// A problem with the device that has it.
+std::string SerialLine::placeOf(const std::string& problem) const {
+    return setup_.device.string() + ": " + problem;
 }
 
 } // namespace tessra

@@ -65,6 +65,7 @@ private:
     bool isThereLocked() const { return open_ && !lost_ && phone_.isThere(); }
     void knowFirstViewLocked();
     void reportLocked(const std::string& problem);
+    std::string placeOf(const std::string& problem) const;
 
     const std::string name_;
     const LineSetup setup_;

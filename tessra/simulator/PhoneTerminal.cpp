@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <sys/prctl.h>
 #include <termios.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -27,15 +28,28 @@ constexpr std::size_t kPacedPortion = 16;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+// Where the symbolic link at `link` leads; empty where there is none.
+std::string targetOf(const std::filesystem::path& link) {
+    std::error_code none;
+    return std::filesystem::read_symlink(link, none).string();
+}
+
+// Removes the symbolic link at `link` if it leads to `target`: anything else there is somebody else's.
+void removeLink(const std::filesystem::path& link, const std::string& target) {
+    if (targetOf(link) == target) {
+        std::error_code ignored;
+        std::filesystem::remove(link, ignored);
+    }
+}
+
 } // namespace
 
 PhoneTerminal::PhoneTerminal(PhoneModel& phone, std::filesystem::path link) : phone_(phone), link_(std::move(link)) {
-    if (!link_.empty() && std::filesystem::exists(std::filesystem::symlink_status(link_)) &&
-        !std::filesystem::is_symlink(link_)) {
-        errno = EEXIST;
-        fail(link_.c_str());
-    }
     const std::lock_guard guard(lock_);
+    // What a simulator that was killed has left behind leads to a terminal.
+    if (const std::string target = targetOf(link_); target.starts_with("/dev/pts/")) {
+        removeLink(link_, target);
+    }
     plugLocked();
 }
 
@@ -138,9 +152,8 @@ void PhoneTerminal::plugLocked() {
     if (::tcsetattr(slave.number(), TCSANOW, &settings) != 0) {
         fail(name.data());
     }
-    if (!link_.empty()) {
-        std::filesystem::remove(link_);
-        std::filesystem::create_symlink(name.data(), link_);
+    if (!link_.empty() && ::symlink(name.data(), link_.c_str()) != 0) {
+        fail(link_.c_str());
     }
     master_ = std::move(master);
     slave_ = std::move(slave);
@@ -156,8 +169,7 @@ void PhoneTerminal::unplugLocked() {
         return;
     }
     if (!link_.empty()) {
-        std::error_code ignored;
-        std::filesystem::remove(link_, ignored);
+        removeLink(link_, device_);
     }
     device_.clear();
     slave_ = kernel::FileDescriptor();

@@ -39,8 +39,8 @@ struct LineFaults {
 class PhoneTerminal {
 public:
     /// `phone` must outlive this, and belongs to run() while that runs. `link`, if not empty, is a symbolic link that
-    /// leads to the device as long as there is one; it replaces another symbolic link, but no file. std::system_error
-    /// where there is no terminal to be had.
+    /// leads to the device as long as there is one; it replaces a link to a terminal that an earlier phone has left
+    /// there, and nothing else. std::system_error where there is no terminal to be had, or something stands at `link`.
     explicit PhoneTerminal(PhoneModel& phone, std::filesystem::path link = {});
     ~PhoneTerminal();
     PhoneTerminal(const PhoneTerminal&) = delete;

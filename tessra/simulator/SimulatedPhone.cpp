@@ -33,7 +33,7 @@ PhoneView SimulatedPhone::look() {
     const std::lock_guard guard(lock_);
     openMemory();
     if (!phone_) {
-        return {};
+        return {.problem = reported_};
     }
     return {.usable = true, .state = phone_->state(), .mode = phone_->mode(), .appearance = phone_->starts()};
 }

@@ -16,6 +16,7 @@ class ScriptedInterface : public UserInterface {
 public:
     std::optional<std::string> file; ///< to open or to save
     std::optional<std::string> comPort;
+    std::vector<std::string> filesWritten;
     int busyDepth = 0;
 
     void showMessage(const std::string& text, const std::string& caption, MessageIcon icon) override {
@@ -24,6 +25,7 @@ public:
     }
     std::optional<std::string> askFileToOpen(const FileQuestion&) override { return file; }
     std::optional<std::string> askFileToSave(const FileQuestion&) override { return file; }
+    void fileWritten(const std::string& path) override { filesWritten.push_back(path); }
     std::optional<FileProperties> askFileProperties() override { return std::nullopt; }
     std::optional<std::string> askComPort(const std::vector<std::string>&) override { return comPort; }
     std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>&,

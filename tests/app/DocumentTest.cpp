@@ -91,6 +91,22 @@ TEST_F(Document, TellsOfFilesThatCannotBeUsed) {
                                      ": it is no regular file: Invalid argument\n"
                                      "! Calvane: Couldn't open text file for writing 22\n"
                                      "! Calvane: Couldn't write the whole text file /dev/full: 28");
+    EXPECT_TRUE(ui.filesWritten.empty());
+}
+
+TEST_F(Document, TellsWhyAPortCannotBeUsed) {
+    writeText(folder / "no device", "");
+    tessra::ServiceConfig config = phonesOn({"COM1"});
+    config.ports[0].line.device = folder / "no device";
+    service = std::make_unique<HostedService>(config);
+    open();
+    const std::string failure = "Unknow exception throw.  Caught in (...) catch block.";
+    const std::string reason = "\n" + (folder / "no device").string() + ": is no serial device";
+    ASSERT_TRUE(read());
+    EXPECT_TRUE(ui.takeMessages().ends_with(failure + reason));
+    listSupported();
+    document->writeListedToPhone();
+    EXPECT_TRUE(ui.takeMessages().ends_with(failure + reason));
 }
 
 } // namespace

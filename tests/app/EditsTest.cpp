@@ -2,6 +2,7 @@
 
 #include "tests/app/WindowFixture.h"
 
+#include <QDialogButtonBox>
 #include <QMessageBox>
 
 namespace {
@@ -49,9 +50,20 @@ protected:
         focusBack();
         QTest::keyClick(&edit(row), key, modifiers);
     }
+    /// Presses Write in the next review, and closes it when it has ended.
+    void writeReviewed() {
+        whenAsked([](QWidget* window) {
+            const auto isIdle = [&] { return window->findChild<QWidget*>("review_progress")->isHidden(); };
+            EXPECT_TRUE(QTest::qWaitFor(isIdle, 30000));
+            window->findChild<QPushButton*>("review_write")->click();
+            EXPECT_TRUE(QTest::qWaitFor(isIdle, 30000));
+            window->close();
+        });
+    }
     void settleEvents() {
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
         QTest::qWait(1); // what was posted
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
+        QTest::qWait(1);
     }
 };
 
@@ -121,6 +133,216 @@ TEST_F(EditsThrough, EveryCommandThatReplacesOrOrdersTheList) {
         EXPECT_EQ(edit(0).text().toStdString(), text);
         EXPECT_EQ(listBox().selectionModel()->selectedIndexes().value(0).row(), doc().selectedIndex());
     }
+}
+
+TEST_F(EditsThrough, NoCommandWhileAValueIsHeld) {
+    for (const ListCommand& command : kListCommands) {
+        SCOPED_TRACE(command.name);
+        const auto before = numbersOf(doc().nvItems());
+        type(0, "7x");
+        type(1, "-9");
+        run(command.id);
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+        EXPECT_FALSE(frame().isBusy());
+        EXPECT_EQ(numbersOf(doc().nvItems()), before);
+        EXPECT_EQ(edit(0).text(), "7x");
+        EXPECT_EQ(QApplication::focusWidget(), &edit(0));
+        EXPECT_EQ(hint(0), "no decimal number, 0 to 255");
+        EXPECT_EQ(value(10, 1), "-9") << "the values that fit are stored";
+        clickLine(1);
+        EXPECT_EQ(selectedNumber(), 10) << "its item is not left either";
+        runAnswering(command);
+        key(0, Qt::Key_Escape);
+        settleEvents();
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr) << "what waited has run";
+        EXPECT_EQ(hint(0), "");
+        EXPECT_EQ(edit(0).text(), "5");
+        type(1, "-2");
+        key(1, Qt::Key_Return);
+    }
+}
+
+TEST_F(Edits, AreLostBySortsAndReadsWithBareCommands) {
+    ReviewSwitch::setOn(false);
+    type(0, "66");
+    run(CommandId::kSortAlphabetical);
+    EXPECT_EQ(value(10), "5");
+    EXPECT_TRUE(doc().changedItems().empty());
+    EXPECT_EQ(selectedNumber(), 20) << "the position stays selected, not the item";
+    EXPECT_EQ(textOf("editor_item"), "20 NV_ALPHA");
+    EXPECT_TRUE(listBox().selectionModel()->selectedIndexes().isEmpty());
+    run(CommandId::kReadSupportedItems);
+    settleEvents();
+    EXPECT_EQ(doc().nvItems().size(), 4u);
+}
+
+TEST_F(Edits, AreTakenAsTheyWouldBeStoredOnlyWhenAgreed) {
+    const struct {
+        int row;
+        bool hex;
+        const char* typed;
+        const char* says; ///< beside the box after Enter
+        const char* stored;
+    } rows[] = {
+        {0, false, "300", "0 to 255; Enter stores it as 44", "44"},
+        {0, true, "12d", "0 to ff; Enter stores it as 2d", "45"},
+        {0, false, "70000", "0 to 255", ""},
+        {0, false, "", "empty, 0 to 255", ""},
+        {0, true, "xyz", "no hexadecimal number, 0 to ff", ""},
+        {1, false, "-32769", "-32768 to 32767", ""},
+        {1, true, "8000", "ffffffffffff8000 to 7fff", ""},
+    };
+    for (const auto& one : rows) {
+        SCOPED_TRACE(one.typed);
+        const std::string before = value(10, static_cast<std::size_t>(one.row));
+        if (hexBox().isChecked() != one.hex) {
+            clickHex();
+        }
+        type(one.row, one.typed);
+        key(one.row, Qt::Key_Return);
+        EXPECT_EQ(hint(one.row), one.says);
+        EXPECT_EQ(value(10, static_cast<std::size_t>(one.row)), before);
+        key(one.row, Qt::Key_Return);
+        EXPECT_EQ(hint(one.row), *one.stored == '\0' ? one.says : "");
+        EXPECT_EQ(value(10, static_cast<std::size_t>(one.row)), *one.stored == '\0' ? before : one.stored);
+        key(one.row, Qt::Key_Escape);
+        EXPECT_EQ(hint(one.row), "");
+    }
+}
+
+TEST_F(Edits, AreMarkedUndoneAndReverted) {
+    type(0, "66");
+    key(0, Qt::Key_Return);
+    clickLine(1);
+    type(0, "8");
+    QTest::keyClick(&edit(0), Qt::Key_F6);
+    EXPECT_EQ(marked(), (std::vector<int>{10, 20}));
+    EXPECT_EQ(textOf("editor_state"), "readwrite, 1 of 1 value changed");
+    EXPECT_TRUE(edit(0).font().bold());
+    EXPECT_TRUE(edit(0).toolTip().startsWith("Was 7 (")) << edit(0).toolTip().toStdString();
+    type(0, "9");
+    key(0, Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(edit(0).text(), "8") << "the box's typing first";
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(20), "7");
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(selectedNumber(), 10) << "what is undone is shown";
+    EXPECT_EQ(marked(), std::vector<int>());
+    EXPECT_EQ(doc().changedItems(), (std::set<std::size_t>{0, 1})) << "what is sent is the review's business";
+    run(CommandId::kRedo);
+    run(CommandId::kRedo);
+    EXPECT_EQ(marked(), (std::vector<int>{10, 20}));
+    run(CommandId::kRevertAll);
+    EXPECT_EQ(marked(), std::vector<int>());
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10) + " " + value(20), "66 8");
+    clickLine(0);
+    type(1, "77");
+    run(CommandId::kRevertSubField);
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "66 -2");
+    run(CommandId::kRevertItem);
+    EXPECT_EQ(marked(), std::vector<int>{20});
+}
+
+TEST_F(Edits, ThatWereReadAnewAreNotUndone) {
+    type(0, "66");
+    key(0, Qt::Key_Return);
+    answer("Discard Changes");
+    run(CommandId::kReadFromPhone);
+    settleEvents();
+    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(marked(), std::vector<int>());
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "5");
+    type(1, "3");
+    answer("Cancel");
+    run(CommandId::kReadFromPhone);
+    EXPECT_FALSE(frame().isBusy());
+}
+
+TEST_F(Edits, KeepTheirSubFieldsWhenThePhoneHasOtherValuesByNow) {
+    type(1, "3");
+    key(1, Qt::Key_Return);
+    std::array<std::uint8_t, 128> data{9, 0xFE, 0xFF};
+    NvItem changed = *find(10);
+    changed.setRawData(data);
+    Calvane other;
+    other.loadDecoderRingFile("NV Decoder.vrk");
+    other.writeToPhone("COM1", {changed}, false, nullptr);
+    answer("Keep Changes");
+    run(CommandId::kReadFromPhone);
+    settleEvents();
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "9 3");
+    EXPECT_EQ(textOf("editor_state"), "readwrite, 1 of 2 values changed");
+}
+
+TEST_F(Edits, AreAskedAboutBeforeTheWindowCloses) {
+    type(0, "66");
+    answer("Cancel");
+    frame().close();
+    ASSERT_NE(window().activeFrame(), nullptr);
+    EXPECT_EQ(value(10), "66");
+    app().newDocument();
+    EXPECT_TRUE(doc().nvItems().empty());
+    answer("Cancel");
+    window().close();
+    EXPECT_TRUE(window().isVisible());
+    EXPECT_EQ(value(10), "66") << "the document in question is shown";
+    frame().showMaximized();
+    type(1, "bad");
+    frame().close();
+    ASSERT_NE(window().activeFrame(), nullptr) << "closing waits for the value";
+    answer("Discard");
+    key(1, Qt::Key_Escape);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).size() == 1; }));
+}
+
+TEST_F(Edits, LoseTheirMarksByAVerifiedWriteAndGetThemBackByUndo) {
+    type(0, "66");
+    writeReviewed();
+    run(CommandId::kWriteChangedToPhone);
+    EXPECT_EQ(marked(), std::vector<int>());
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(marked(), std::vector<int>{10});
+    whenAsked([this](QWidget* box) {
+        writeReviewed();
+        QTest::mouseClick(box->findChild<QDialogButtonBox*>()->buttons().value(0), Qt::LeftButton);
+    });
+    window().close();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window().isVisible(); }));
+    EXPECT_EQ(numbersWritten(), (std::vector<int>{10, 40, 10, 40})) << "written before it was left";
+}
+
+TEST_F(Edits, AnItemThatIsGoneLeavesAnEmptyEditor) {
+    whenAsked([](QWidget* dialog) {
+        dialog->findChild<QPushButton*>("ctl_1017")->click();
+        QTest::keyClick(dialog, Qt::Key_Return);
+    });
+    run(CommandId::kCustomizedList);
+    EXPECT_EQ(doc().selectedIndex(), -1);
+    EXPECT_EQ(rowCount(), 0);
+    EXPECT_EQ(textOf("editor_item"), "No item is selected");
+}
+
+TEST_F(Edits, OfAnItemWithoutValuesNeedAllOfThem) {
+    writeText(folder / "NV Decoder.vrk", kRing);
+    app().newDocument();
+    run(CommandId::kReadSupportedItems);
+    settleEvents();
+    clickLine(0);
+    EXPECT_EQ(textOf("editor_state"), "readwrite, never had a value");
+    type(0, "5");
+    key(0, Qt::Key_Return);
+    EXPECT_EQ(hint(1), "empty, -32768 to 32767");
+    EXPECT_EQ(value(10), "") << "no zeros that nobody typed";
+    type(1, "6");
+    key(1, Qt::Key_Return);
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "5 6");
+    EXPECT_EQ(marked(), std::vector<int>{10});
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "");
 }
 
 } // namespace

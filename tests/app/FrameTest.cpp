@@ -24,13 +24,13 @@ protected:
 
 TEST_F(Frame, HasOtherMenusWithoutADocument) {
     start();
-    EXPECT_EQ(menuCount(), 6);
+    EXPECT_EQ(menuCount(), 7);
     EXPECT_EQ(window().windowTitle(), "Calvane 1.4.34");
     frame().close();
     ASSERT_TRUE(QTest::qWaitFor([&] { return menuCount() == 3; }));
     EXPECT_FALSE(window().action(CommandId::kReadFromPhone)->isEnabled());
     QTest::keyClick(&window(), Qt::Key_N, Qt::ControlModifier);
-    EXPECT_EQ(menuCount(), 6);
+    EXPECT_EQ(menuCount(), 7);
     EXPECT_EQ(window().windowTitle(), "Calvane 1.4.34 - [RF NV ITEMS ONLY]");
 }
 
@@ -46,7 +46,7 @@ TEST_F(Frame, DisablesTheCatalogsCommandsWhileAReadRuns) {
             enabled << QString::number(static_cast<int>(info.id));
         }
     }
-    EXPECT_EQ(enabled.join(' '), "32795 32796 32794");
+    EXPECT_EQ(enabled.join(' '), "32795 32796 32794 32931 32932 32933");
     EXPECT_FALSE(writeButton().isEnabled()) << "the editor's button writes as well";
     ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
     EXPECT_FALSE(progressWindow().isVisible());
@@ -81,6 +81,28 @@ TEST_F(Frame, ShowsThePortOfItsDocumentAndRemembersTheLastFourFiles) {
     }
     const QStringList paths = QSettings().value("recent/files").toStringList();
     EXPECT_EQ(paths.join(' ').remove(QString::fromStdString(folder.path.string() + "/")), "COM9 COM8 COM6 COM7");
+}
+
+TEST_F(Frame, GoesFromWindowToWindowAndLeavesTheFocusWhereItWas) {
+    plugIn();
+    start();
+    readPhone();
+    clickLine(0);
+    clickRow(0);
+    const QWidget* box = QApplication::focusWidget();
+    ASSERT_EQ(box, &edit(0));
+    CSplitterFrame* first = &frame();
+    run(CommandId::kNew);
+    for (const CommandId id : {CommandId::kNextWindow, CommandId::kPreviousWindow}) {
+        EXPECT_NE(&frame(), first);
+        run(id);
+        EXPECT_EQ(&frame(), first);
+        EXPECT_EQ(QApplication::focusWidget(), box);
+        run(id);
+    }
+    run(CommandId::kCloseWindow);
+    EXPECT_EQ(&frame(), first);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).size() == 1; }));
 }
 
 TEST_F(Frame, ComesBackWithItsSizeAndBars) {

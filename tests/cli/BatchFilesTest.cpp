@@ -20,13 +20,15 @@ TEST_F(BatchFiles, ARoundTripThroughAFileIsWhatThePhoneHad) {
     const Outcome read = run("read --mox p.mox --model-id 123 --esn 0x10 --nv-version 1.2 --software-version 3.4 "
                              "--client-name me");
     EXPECT_EQ(read.out, "");
-    EXPECT_EQ(read.err, "Read 3 items from COM1. The phone has no value for the other 1 of the decoder ring.\nWrote 2 "
+    EXPECT_EQ(read.err, "Read 3 items from COM1 (Sample 0000000001). The phone has no value for the other 1 of the "
+                        "decoder ring.\nWrote 2 "
                         "items to 'p.mox'. Left out 1 item whose access mark does not allow a write: 20.\n");
     EXPECT_EQ(run("show p.mox").out,
               "   10  NV_A  (readwrite)\n       SIGNED WORD   -12  offset\n"
               "       BYTE            1  flag\n   30  NV_B  (readwrite)\n       BYTE          7  x\n");
     EXPECT_EQ(run("set 10 5,6").status, 0);
-    EXPECT_EQ(run("write --from-mox p.mox").err, "'p.mox' holds 2 items.\nWrote 2 of 2 items to COM1.\n");
+    EXPECT_EQ(run("write --from-mox p.mox").err,
+              "'p.mox' holds 2 items.\nCOM1 (Sample 0000000001): 2 written and verified.\n");
     EXPECT_EQ(run("read --ids 10 --text -").out, "NV_A\r\n-12, 1, \r\n\r\n");
     EXPECT_EQ(run("tree p.mox").out,
               treeOf("00000123", {"00000010", "00000030"}, "        17      Mobile_Property_Info\n"));
@@ -44,11 +46,7 @@ TEST_F(BatchFiles, WhatTheRingDoesNotDescribeIsToldAndNeverWritten) {
     const std::string json = run("show p.mox --json -").out;
     EXPECT_EQ(json.find("\"id\": 30"), std::string::npos);
     EXPECT_NE(json.find("\"value\": \"-12\""), std::string::npos);
-    EXPECT_EQ(run("write --from-mox p.mox").err, account + "\nWrote 1 of 1 item to COM1.\n");
-    EXPECT_EQ(run("read --ids 10,30 --mox new.mox").err,
-              "Read 2 items from COM1.\nWrote 1 item to 'new.mox'. Left out 1 item that the decoder ring does not "
-              "describe: 30.\n");
-    EXPECT_EQ(run("tree new.mox").out, treeOf("00000000", {"00000010"}));
+    EXPECT_EQ(run("write --from-mox p.mox").err, account + "\nCOM1 (Sample 0000000001): 1 written and verified.\n");
 }
 
 TEST_F(BatchFiles, AReadWithoutPropertiesWritesNoRecordAndKeepsOtherItems) {
@@ -60,7 +58,7 @@ TEST_F(BatchFiles, AReadWithoutPropertiesWritesNoRecordAndKeepsOtherItems) {
 TEST_F(BatchFiles, PruneKeepsWhatWasNamedAndNeverEverythingAway) {
     ASSERT_EQ(run("read --mox p.mox").status, 0);
     const Outcome none = run("prune p.mox --keep 20,40");
-    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.status, 6);
     EXPECT_EQ(none.err, "'p.mox' is left as it is: it holds none of the items to keep.\n");
     const Outcome outcome = run("prune p.mox --keep 30-32");
     EXPECT_EQ(outcome.status, 0);
@@ -70,11 +68,11 @@ TEST_F(BatchFiles, PruneKeepsWhatWasNamedAndNeverEverythingAway) {
 
 TEST_F(BatchFiles, WhatIsRefusedNamesTheFileAndLeavesItAlone) {
     write("text", "no compound file");
-    const std::string notCompound = "MoxFile::setupStgPointers() - The file %1 is not a valid compound file.\n";
+    const std::string notCompound = "MoxFile::setupStgPointers() - The file text is not a valid compound file.\n";
     const std::pair<const char*, std::string> cases[] = {
         {"show text", "'text': " + notCompound},
         {"prune text --keep 1", "'text': " + notCompound},
-        {"read --mox text", "'text' can't be written: " + notCompound},
+        {"read --mox text", "'text' can't be written: MoxFile::setupStgPointers() - The file %1 is not"},
         {"tree text", "The file 'text' is not a valid compound file.\n"},
         {"show missing", "'missing': MoxFile::setupStgPointers() - Trying to read 'missing' that doesn't exists\n"},
         {"read --ids 20 --mox missing",
@@ -82,11 +80,63 @@ TEST_F(BatchFiles, WhatIsRefusedNamesTheFileAndLeavesItAlone) {
     };
     for (const auto& [arguments, err] : cases) {
         const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.status, 6);
         EXPECT_EQ(outcome.err.substr(0, err.size()), err);
     }
     EXPECT_EQ(readText(folder / "text"), "no compound file");
     EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
+}
+
+/// Where the directory entry of the `nth` element of that name begins in the bytes of a compound file.
+std::size_t entryOf(const std::string& bytes, const std::string& name, int nth) {
+    std::string wide;
+    for (const char character : name) {
+        wide += {character, '\0'};
+    }
+    std::size_t found = bytes.find(wide);
+    for (; nth > 1; --nth) {
+        found = bytes.find(wide, found + 1);
+    }
+    return found;
+}
+
+TEST_F(BatchFiles, OfADamagedFileTheRestIsShownAndNothingWritten) {
+    write("phone.nvmem", "10 0 f4ff01aabb\n30 0 07\n40 0 08\n");
+    ASSERT_EQ(run("read --mox whole.mox --model-id 5").status, 0);
+    const std::string whole = readText(folder / "whole.mox");
+    const struct {
+        std::size_t offset;
+        char byte;
+        const char* lost;
+    } cases[] = {
+        {entryOf(whole, "00000030", 1) + 0x48, '\x50', "NV_NONE"}, // the link to item 40
+        {entryOf(whole, "00000000", 2) + 0x78, '\x20', "NV_B"},    // the length of item 30
+        {entryOf(whole, "00000000", 2) + 0x74, '\x60', "NV_B"},    // where its bytes begin
+    };
+    for (const auto& row : cases) {
+        std::string bytes = whole;
+        bytes[row.offset] = row.byte;
+        write("p.mox", bytes);
+        const Outcome shown = run("show p.mox");
+        EXPECT_EQ(shown.status, 6);
+        EXPECT_TRUE(shown.err.ends_with("'p.mox' is damaged: it may have had more items.\n")) << shown.err;
+        for (const char* name : {"NV_A", "NV_B", "NV_NONE"}) {
+            EXPECT_EQ(shown.out.find(name) == std::string::npos, name == std::string(row.lost)) << name;
+        }
+        const Outcome refused = run("write --from-mox p.mox");
+        EXPECT_EQ(refused.status, 6);
+        EXPECT_TRUE(refused.err.ends_with("Nothing is done with 'p.mox', as it is damaged.\n")) << refused.err;
+        EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem"));
+        EXPECT_EQ(readText(folder / "p.mox"), bytes);
+    }
+}
+
+TEST_F(BatchFiles, AFileCarriesTheBytesThatTheRingDoesNotKnow) {
+    ASSERT_EQ(run("read --ids 10 --mox p.mox").status, 0);
+    EXPECT_NE(run("show p.mox --hex").out.find("00  f4 ff 01 aa bb 00"), std::string::npos);
+    write("phone.nvmem", "10 0 0000000000cc\n");
+    ASSERT_EQ(run("write --from-mox p.mox").status, 0);
+    EXPECT_NE(run("read --json -").out.find("\"raw\": \"f4ff01aabb00"), std::string::npos);
 }
 
 TEST_F(BatchFiles, TreeIsNeitherFooledByNamesNorByDepth) {

@@ -4,10 +4,14 @@
 #include "cli/ItemNumbers.h"
 #include "tests/catalog/CatalogFixture.h"
 
+#include <algorithm>
+
 namespace {
 
 TEST(ItemNumbers, ReadsListsAndRefusesWhatIsNone) {
-    EXPECT_EQ(parseItemNumbers("30-32, 10 ,31, 9 - 9,65535"), (std::vector<std::uint16_t>{9, 10, 30, 31, 32, 65535}));
+    const ItemNumbers numbers = parseItemNumbers("30-32, 10 ,31, 9 - 9,65535");
+    EXPECT_EQ(numbers.all, (std::vector<std::uint16_t>{9, 10, 30, 31, 32, 65535}));
+    EXPECT_EQ(numbers.single, (std::vector<std::uint16_t>{10, 31, 65535}));
     for (const std::string part : {"", "65536", "-1", "3-2", "1-2-3", "12x"}) {
         EXPECT_EQ(messageOf([&] { parseItemNumbers("1," + part + ",2"); }),
                   "'" + part + "' is neither an item number (0 to 65535) nor a range such as 20-30");
@@ -25,6 +29,8 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
     // Deeper than the stack would bear if the message quoted it.
     const std::string deep =
         R"({"items":[{"id":20,"fields":[{"value":)" + std::string(1000000, '[') + std::string(1000000, ']') + "}]}]}";
+    const std::string raw = R"("raw":"2C)" + std::string(252, '0') + "aB\"}]}";
+    const std::string contradiction = R"({"items":[{"id":20,"fields":[{"value":1}],)" + raw;
     const struct {
         const char* text;
         std::string refusal;
@@ -45,18 +51,41 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
          "item 10: the value \"1,2\" is neither a whole number nor the text of one"},
         {deep.c_str(), "item 20: the value a list is neither a whole number nor the text of one"},
         {R"({"items":[{"id":10,"fields":[{"value":1},{"value":"18446744073709551616"}]}]})",
-         "item 10: '18446744073709551616' for 'stamp' would be stored as 0 in a QWORD."},
-        {R"({"items":[{"id":20,"fields":[{"value":"300"}]}]})", "item 20: Calvane::NvItem::setData( "},
+         "item 10: '18446744073709551616' for 'stamp' would be stored as 0: a QWORD is from 0 to "
+         "18446744073709551615."},
+        {R"({"items":[{"id":20,"fields":[{"value":"300"}]}]})",
+         "item 20: '300' for 'x' would be stored as 44: a BYTE is from 0 to 255."},
+        {R"({"items":[{"id":20,"fields":[{"value":"1x"}]}]})",
+         "item 20: '1x' for 'x' is no decimal number: a BYTE is from 0 to 255."},
+        {R"({"items":[{"id":20,"fields":[{"value":1}],"raw":"01"}]})",
+         "item 20: its \"raw\" needs 256 hexadecimal digits"},
+        {contradiction.c_str(), "item 20: field 1 ('x') is 1 in \"value\" and 44 in \"raw\": take \"raw\" out"},
         {R"({"items":[{"id":20,"fields":[{"value":1}]},{"id":20,"fields":[{"value":2}]}]})",
          "item 20 stands in it twice"},
     };
     for (const auto& row : cases) {
-        const std::string refusal = messageOf([&] { itemsFromJson(row.text, "in.json", catalog); });
+        const std::string refusal = messageOf([&] { itemsFromJson(row.text, "in.json", catalog, false); });
         EXPECT_TRUE(refusal.starts_with("in.json: " + row.refusal)) << refusal;
     }
-    const auto items = itemsFromJson(
-        R"({"items":[{"id":10,"fields":[{"value":-300},{"value":18446744073709551615}]}]})", "x", catalog);
-    EXPECT_EQ(items.at(0).getSubItems()[0].value + items[0].getSubItems()[1].value, "-30018446744073709551615");
+}
+
+TEST_F(ItemJson, WhatWasExportedComesBackWithAllItsBytes) {
+    NvItem item = catalog.getSupportedNvItem(10);
+    workbench::ItemData bytes{0xD4, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    bytes.back() = 0xAB;
+    item.setRawData(bytes);
+    const auto read = itemsFromJson(itemsToJson({&item, 1}), "x", catalog, false);
+    EXPECT_TRUE(read.at(0).bringsAllBytes);
+    EXPECT_TRUE(std::ranges::equal(read[0].item.rawData(), bytes));
+
+    const auto typed = itemsFromJson(
+        R"({"items":[{"id":10,"fields":[{"value":-300},{"value":18446744073709551615}]}]})", "x", catalog, false);
+    EXPECT_FALSE(typed.at(0).bringsAllBytes);
+    EXPECT_EQ(typed[0].item.getSubItems()[0].value + typed[0].item.getSubItems()[1].value, "-30018446744073709551615");
+
+    const std::string wrapped =
+        R"({"items":[{"id":20,"fields":[{"value":300}],"raw":"2C)" + std::string(254, '0') + "\"}]}";
+    EXPECT_EQ(itemsFromJson(wrapped, "x", catalog, true).at(0).item.rawData()[0], 44);
 }
 
 } // namespace

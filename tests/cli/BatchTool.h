@@ -21,7 +21,7 @@ protected:
     BatchTool() {
         write("ring.vrk", "NV_A,10,ReadWrite,<SIGNED_WORD,offset>#<BYTE,flag>#\nNV_LOCKED,20,ReadOnly,<BYTE,x>#\n"
                           "NV_B,30,ReadWrite,<BYTE,x>#\nNV_NONE,40,ReadWrite,<BYTE,x>#\n");
-        write("phone.nvmem", "10 0 f4ff01\n20 0 05\n30 0 07\n");
+        write("phone.nvmem", "10 0 f4ff01aabb\n20 0 05\n30 0 07\n");
         service("");
     }
 
@@ -34,16 +34,19 @@ protected:
                                  portLines);
     }
 
-    /// Runs the tool in the folder. A verb that takes a ring, a service or a port gets its own.
-    Outcome run(const std::string& arguments) const {
+    /// Runs the tool in the folder. A verb that takes a ring, a service or a port gets its own, unless `port` is none.
+    /// `meanwhile` are commands of the shell that run beside it and know its process as $tool.
+    Outcome run(const std::string& arguments, const char* port = " --port COM1",
+                const std::string& meanwhile = "") const {
         const std::string verb = arguments.substr(0, arguments.find(' '));
         const bool phone = verb == "read" || verb == "set" || verb == "write" || verb == "reset";
         const bool ring = (phone && verb != "reset") || verb == "list" || verb == "show";
-        const bool port = phone && arguments.find("--port") == std::string::npos;
-        const std::string command = "cd '" + folder.path.string() + "' && " CALVANE_BATCH " >out 2>err " + verb +
-                                    (phone || verb == "ports" ? " --service Tessra.toml" : "") +
-                                    (ring ? " --ring ring.vrk" : "") + (port ? " --port COM1" : "") +
-                                    arguments.substr(verb.size());
+        const bool takesPort = phone && arguments.find("--port") == std::string::npos;
+        const std::string command = "cd '" + folder.path.string() + "' || exit 99; " CALVANE_BATCH " >out 2>err " +
+                                    verb + (phone || verb == "ports" ? " --service Tessra.toml" : "") +
+                                    (ring ? " --ring ring.vrk" : "") + (takesPort ? port : "") +
+                                    arguments.substr(verb.size()) +
+                                    (meanwhile.empty() ? "" : " & tool=$!; " + meanwhile + "; wait $tool");
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(folder / "out"), readText(folder / "err")};
     }

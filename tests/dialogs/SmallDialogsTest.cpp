@@ -2,6 +2,7 @@
 #include "app/dialogs/CFilePropertiesDlg.h"
 #include "app/dialogs/CSearchDlg.h"
 #include "app/dialogs/DialogControls.h"
+#include "app/dialogs/FileDialog.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
 #include "tests/dialogs/DialogDriver.h"
@@ -133,6 +134,21 @@ TEST(FileProperties, BrowseFillsInTheChosenPathAndAsksBeforeAFileIsReplaced) {
         click(dialog, kIdOk);
     });
     EXPECT_EQ(dialog.results().fileName, (folder / "p.MOX.mox").string());
+}
+
+TEST(FileDialog, FindsANameWithoutItsExtensionInEitherCase) {
+    const TemporaryFolder folder;
+    for (const char* name : {"small.mox", "capital.MOX", "both.mox", "both.MOX", "none"}) {
+        writeText(folder / name, "");
+    }
+    const std::pair<const char*, const char*> rows[] = {
+        {"small", "small.mox"}, {"capital", "capital.MOX"}, {"both", "both.mox"}, {"none", "none"}};
+    for (const auto& [typed, found] : rows) {
+        whenAsked<QFileDialog>([&, typed = typed](QFileDialog& files) {
+            enterName(files, QString::fromStdString((folder / typed).string()));
+        });
+        EXPECT_EQ(askFileToOpen(nullptr, {"", "MOX File ( *.mox ) |*.mox||", "mox"}), (folder / found).string());
+    }
 }
 
 TEST(MessageBox, LeavesOutTheMiddleOfALongText) {

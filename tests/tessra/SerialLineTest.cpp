@@ -303,6 +303,23 @@ TEST_F(SerialLineTest, AnUnpluggedDeviceEndsTheExchangeAndComesBack) {
     EXPECT_EQ(exchange(nvRead(5), 5000), com::kOk);
 }
 
+TEST_F(SerialLineTest, APhoneRemovesNoLinkButItsOwn) {
+    const auto place = folder_ / "link";
+    std::filesystem::create_symlink("/dev/pts/no terminal", place); // left by a phone that was killed
+    {
+        RunningPhone phone(place);
+        EXPECT_EQ(std::filesystem::read_symlink(place), phone.terminal.device());
+        phone.terminal.setPlugged(false);
+        writeText(place, "precious");
+        EXPECT_THROW(phone.terminal.setPlugged(true), std::system_error);
+    }
+    EXPECT_EQ(readText(place), "precious");
+    std::filesystem::remove(place);
+    std::filesystem::create_symlink("elsewhere", place);
+    EXPECT_THROW(RunningPhone{place}, std::system_error);
+    EXPECT_EQ(std::filesystem::read_symlink(place), "elsewhere");
+}
+
 TEST_F(SerialLineTest, AQuestionOfTheServiceGivesWayToAClient) {
     open(20, 115200, 30000);
     ASSERT_TRUE(comesTo(PhoneState::kPresent));

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <string>
+
+/// How the program ended, for the script that has called it. 10 and 11 are kept free for verbs to come.
+enum class ExitStatus {
+    kDone = 0,
+    kOtherFailure = 1,
+    kWrongUsage = 2,
+    kNoPhone = 3,
+    kRefused = 4,
+    kReadBackDifferent = 5,
+    kFile = 6,
+    kValues = 7,
+    kOtherPhone = 8,
+    kIncomplete = 9,
+    kInterrupted = 130,
+    kTerminated = 143,
+};
+
+struct ExitStatusRow {
+    ExitStatus status;
+    int weight; ///< where several hold, the one of the greatest weight counts
+    const char* meaning;
+};
+
+inline constexpr std::array<ExitStatusRow, 12> kExitStatuses{{
+    {ExitStatus::kDone, 0, "done"},
+    {ExitStatus::kOtherFailure, 1, "another failure"},
+    {ExitStatus::kWrongUsage, 12, "wrong usage"}, // nothing else has happened then
+    {ExitStatus::kNoPhone, 4, "no phone, or its port is busy"},
+    {ExitStatus::kRefused, 6, "refused by the phone"},
+    {ExitStatus::kReadBackDifferent, 7, "written, but read back different"},
+    {ExitStatus::kFile, 2, "a file can't be read or written, or is damaged"},
+    {ExitStatus::kValues, 3, "values or numbers that don't fit the decoder ring"},
+    {ExitStatus::kOtherPhone, 8, "another phone than expected, or one that can't be told from others"},
+    {ExitStatus::kIncomplete, 5, "incomplete: items are missing, failed or not known"},
+    {ExitStatus::kInterrupted, 10, "interrupted (SIGINT)"},
+    {ExitStatus::kTerminated, 11, "terminated (SIGTERM)"},
+}};
+
+/// The one of the two that counts.
+constexpr ExitStatus worse(ExitStatus left, ExitStatus right) {
+    const auto weightOf = [](ExitStatus status) {
+        return std::ranges::find(kExitStatuses, status, &ExitStatusRow::status)->weight;
+    };
+    return weightOf(left) < weightOf(right) ? right : left;
+}
+
+/// A failure that decides how the program ends.
+class BatchFailure : public std::runtime_error {
+public:
+    BatchFailure(ExitStatus status, const std::string& message) : std::runtime_error(message), status_(status) {}
+
+    ExitStatus status() const { return status_; }
+
+private:
+    ExitStatus status_;
+};
+
+/// Runs `step`. Every failure in it that does not say how the program ends, ends it with `status`.
+template <class Step>
+auto failingWith(ExitStatus status, Step step) {
+    try {
+        return step();
+    } catch (const BatchFailure&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        throw BatchFailure(status, error.what());
+    }
+}

@@ -1,0 +1,174 @@
+// What set and write of the batch tool do to a phone, and what they tell of it.
+
+#include "tests/cli/BatchTool.h"
+
+#include <filesystem>
+
+namespace {
+
+const std::string kPhone = "COM1 (Sample 0000000001): ";
+const std::string kSkipped = "Skipped 1 item whose access mark does not allow a write: 20.\n";
+
+class BatchWrite : public BatchTool {
+protected:
+    BatchWrite() {
+        write("items.json",
+              R"({"items":[{"id":10,"fields":[{"value":-12},{"value":2}]},{"id":20,"fields":[{"value":6}]},
+                                         {"id":30,"fields":[{"value":9}]},{"id":40,"fields":[{"value":4}]}]})");
+    }
+
+    /// A fault of the phone, which meets item 30.
+    void fault(const std::string& lines) const { service("[[port.fault]]\ncall = \"send\"\nitem = 30\n" + lines); }
+    /// The raw bytes that the phone has, up to the last that is not zero.
+    std::string onPhone(const std::string& number) const {
+        std::string json = run("read --ids " + number + " --json -").out;
+        const auto raw = json.find("\"raw\": \"");
+        return raw == std::string::npos ? "none" : json.substr(raw + 8, json.find("0000", raw) - raw - 8);
+    }
+    void forget() const { std::filesystem::remove(folder / "COM1.nvmem"); }
+};
+
+TEST_F(BatchWrite, SetKeepsTheBytesThatTheRingDoesNotKnow) {
+    EXPECT_EQ(run("set 010 '-300,2'").out, "10 NV_A: -12, 1 -> -300, 2\n") << "a number is decimal";
+    EXPECT_EQ(onPhone("10"), "d4fe02aabb");
+    EXPECT_EQ(run("set 40 9").out, "40 NV_NONE: no value -> 9\n");
+    const Outcome set = run("set 30 -- -1");
+    EXPECT_EQ(set.status, 7);
+    EXPECT_EQ(set.err, "'-1' for 'x' would be stored as 255: a BYTE is from 0 to 255. If it is meant, say --wrap.\n");
+    EXPECT_EQ(run("set 30 --wrap -- -1").out, "30 NV_B: 7 -> 255\n");
+}
+
+TEST_F(BatchWrite, APlanIsPrintedAndNothingWritten) {
+    const struct {
+        const char* port;
+        const char* arguments;
+        const char* out;
+        std::string err;
+    } cases[] = {
+        {" --port COM1", "write --dry-run --from-json items.json",
+         "10 NV_A\n       flag: 1 -> 2\n30 NV_B\n       x: 7 -> 9\n40 NV_NONE  the phone has no value\n       x: 4\n",
+         "3 to be written, 1 read-only left out. Nothing was written.\n" + kSkipped},
+        {"", "write --dry-run --from-json items.json",
+         "10 NV_A\n       offset: -12\n       flag: 2\n30 NV_B\n       x: 9\n40 NV_NONE\n       x: 4\n",
+         "3 to be written, 1 read-only left out. Nothing was written.\n" + kSkipped},
+        {" --port COM1", "set --dry-run 30 7", "30 NV_B  as on the phone\n", "1 to be written. Nothing was written.\n"},
+        {" --port COM1", "set --dry-run --changed-only 30 7", "",
+         "1 equal. Nothing was written.\nSkipped 1 item that the phone has already: 30.\n"},
+    };
+    for (const auto& row : cases) {
+        service(row.port == std::string() ? "broken" : ""); // nobody looks for a port then
+        const Outcome outcome = run(row.arguments, row.port);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.out, row.out);
+        EXPECT_EQ(outcome.err, row.err);
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem"));
+}
+
+TEST_F(BatchWrite, AnAccountTellsWhatBecameOfEachItem) {
+    const std::string refused = "30 NV_B was refused: The NVM is full\n";
+    const std::string stopped = "Stopped at NV item 30 (NV_B): The NVM is full\n";
+    // The first packet of an item reads it, the second writes it, the third reads it back.
+    const struct {
+        const char* fault;
+        const char* options;
+        int status;
+        std::string err;
+        const char* phoneHas;
+    } cases[] = {
+        {"on = 9\nnv_status = 3\n", "--offline-first", 0, kPhone + "3 written and verified.\n" + kSkipped, "4"},
+        {"on = 2\nnv_status = 3\n", "", 4,
+         stopped + refused + kPhone + "1 written and verified, 1 refused, 1 not tried.\nWritten and verified: 10.\n" +
+             "Not tried: 40.\n" + kSkipped,
+         "none"},
+        {"on = 2\nnv_status = 3\n", "--keep-going", 4,
+         refused + kPhone + "2 written and verified, 1 refused.\nWritten and verified: 10, 40.\n" + kSkipped, "4"},
+        {"on = 2\nnv_status = 3\n", "--tolerate 30", 0,
+         refused + kPhone + "2 written and verified, 1 refused.\nWritten and verified: 10, 40.\n" + kSkipped, "4"},
+        {"on = 2\nnv_status = 11\n", "--keep-going", 5,
+         "30 NV_B was written, but reads back different: x is 7 instead of 9.\n" + kPhone +
+             "2 written and verified, 1 read back different.\nWritten and verified: 10, 40.\n" + kSkipped,
+         "4"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(std::string(row.fault) + row.options);
+        forget();
+        fault(row.fault);
+        const Outcome outcome = run(std::string("write --from-json items.json ") + row.options);
+        EXPECT_EQ(outcome.status, row.status);
+        EXPECT_EQ(outcome.err, row.err);
+        service("");
+        EXPECT_EQ(run("read --ids 40 --text -").out, row.phoneHas == std::string("4") ? "NV_NONE\r\n4, \r\n\r\n" : "");
+    }
+}
+
+TEST_F(BatchWrite, AnItemWhoseFateIsNotKnownIsNamed) {
+    fault("on = 2\nvanish = true\n");
+    const Outcome outcome = run("write --from-json items.json --keep-going");
+    EXPECT_EQ(outcome.status, 9);
+    EXPECT_NE(outcome.err.find("\n30 NV_B may have been written or not: "), std::string::npos) << outcome.err;
+    EXPECT_TRUE(outcome.err.ends_with("\nRead it back before you rely on it.\n" + kPhone +
+                                      "1 written and verified, 1 not known, 1 not tried.\nWritten and verified: 10.\n"
+                                      "Not tried: 40.\n" +
+                                      kSkipped + "No phone is present on COM1.\n"))
+        << outcome.err;
+}
+
+TEST_F(BatchWrite, AnItemThatCantBeReadBeforeIsNotCutShort) {
+    fault("from = 1\nnv_status = 4\n");
+    const Outcome stopped = run("write --from-json items.json");
+    EXPECT_EQ(stopped.status, 9);
+    EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem")) << "nothing was written";
+    const Outcome without = run("write --from-json items.json --keep-going");
+    EXPECT_EQ(without.status, 9);
+    EXPECT_TRUE(without.err.ends_with(kPhone + "2 written and verified.\n" + kSkipped +
+                                      "Skipped 1 item that can't be read before: 30.\n"))
+        << without.err;
+}
+
+TEST_F(BatchWrite, ThePhoneIsTheOneThatWasExpected) {
+    EXPECT_EQ(run("set 30 8 --expect-serial 0000000001 --verify-after-reset").status, 0);
+    forget();
+    const Outcome other = run("set 30 8 --expect-serial 0000000002");
+    EXPECT_EQ(other.status, 8);
+    EXPECT_EQ(other.err,
+              "The phone on COM1 is Sample 0000000001, software 1.0, not '0000000002'. Nothing was written to "
+              "it.\n");
+    service("serial = \" \"\n");
+    EXPECT_EQ(run("set 30 8 --expect-serial ''").status, 8) << "one that tells none is no phone of that number";
+    EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem"));
+    EXPECT_EQ(run("set 30 8").status, 0) << "it may be written where nobody asks for another";
+}
+
+TEST_F(BatchWrite, ChangedOnlyWritesWhatDiffers) {
+    ASSERT_EQ(run("read --json before.json").status, 0);
+    ASSERT_EQ(run("set 30 8").status, 0);
+    const Outcome outcome = run("write --from-json before.json --changed-only");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err,
+              kPhone + "1 written and verified.\n" + kSkipped + "Skipped 1 item that the phone has already: 10.\n");
+    EXPECT_EQ(onPhone("30"), "07");
+}
+
+TEST_F(BatchWrite, AnInterruptWaitsForTheItemAndGivesTheAccount) {
+    // Item 10 has been written when the memory is there, and item 30 is under way for a second then.
+    fault("on = 2\ndelay_ms = 1000\n");
+    const std::pair<const char*, int> signals[] = {{"INT", 130}, {"TERM", 143}};
+    for (const auto& [signal, status] : signals) {
+        forget();
+        const Outcome outcome =
+            run("write --from-json items.json", " --port COM1",
+                std::string("until [ -s COM1.nvmem ]; do sleep 0.01; done; kill -") + signal + " $tool");
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.err, "Interrupted.\n" + kPhone +
+                                   "2 written and verified, 1 not tried.\nWritten and verified: "
+                                   "10, 30.\nNot tried: 40.\n" +
+                                   kSkipped);
+    }
+    service("[[port.fault]]\ncall = \"send\"\nitem = 20\ndelay_ms = 1000\n");
+    const Outcome read = run("read --text t", " --port COM1", "sleep 0.5; kill -INT $tool");
+    EXPECT_EQ(read.status, 130);
+    EXPECT_FALSE(std::filesystem::exists(folder / "t"));
+}
+
+} // namespace

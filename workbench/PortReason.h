@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+class TessraServer;
+
+namespace workbench {
+
+/// To be asked when an operation of `session` on the phone at `comPort` has failed: why the port can't be used, such as
+/// "/dev/ttyUSB0: can't be opened: Permission denied"; empty where nobody knows. A second line for shownMessage().
+/// Sends the phone nothing, and waits for no other caller of the session. Throws std::bad_alloc at most.
+std::string portReason(TessraServer& session, const std::string& comPort);
+
+} // namespace workbench

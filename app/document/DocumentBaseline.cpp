@@ -4,7 +4,7 @@
 #include <chrono>
 
 bool KeptEdit::giveTo(NvItem& item) const {
-    if (item.layoutHash() != edited.layoutHash()) {
+    if (!item.hasLayoutOf(edited)) {
         return false;
     }
     workbench::ItemData merged{};

@@ -153,8 +153,7 @@ void WriteReview::followDate() {
     if (std::ranges::none_of(plan_.rows, isOther)) {
         return;
     }
-    const bool anyTicked =
-        std::ranges::any_of(plan_.rows, [&](const PlanRow& row) { return isOther(row) && row.isWritten(); });
+    const bool anyTicked = isAnyOtherTicked();
     for (std::size_t row = 0; row < plan_.rows.size(); ++row) {
         if (isDate(plan_.rows[row])) {
             plan_.setTicked(row, anyTicked);
@@ -162,17 +161,17 @@ void WriteReview::followDate() {
     }
 }
 
+bool WriteReview::isAnyOtherTicked() const {
+    return std::ranges::any_of(plan_.rows, [this](const PlanRow& row) { return !isDate(row) && row.isWritten(); });
+}
+
 void WriteReview::setTicked(std::size_t row, bool ticked) {
     if (stage_ != Stage::kReviewing) {
         return;
     }
-    const auto others = [this] {
-        return std::ranges::count_if(plan_.rows, [&](const PlanRow& one) { return !isDate(one) && one.isWritten(); });
-    };
-    const auto before = others();
+    const bool anyBefore = isAnyOtherTicked();
     plan_.setTicked(row, ticked);
-    const bool isFirstOrLast = (before == 0) != (others() == 0);
-    if (isFirstOrLast) {
+    if (anyBefore != isAnyOtherTicked()) {
         followDate();
     }
     tellChanged();
@@ -363,6 +362,9 @@ std::string WriteReview::rowText(std::size_t row) const {
     if (planned.leftOut == LeftOut::kUnticked && std::ranges::count(alreadyWritten_, row) > 0) {
         return "left out: " + shortName(*phoneOfValue(planned)) + " has it already";
     }
+    if (planned.leftOut == LeftOut::kUnticked && isDate(planned) && !isAnyOtherTicked()) {
+        return "left out: nothing else is written";
+    }
     return textOf(planned);
 }
 
@@ -370,5 +372,5 @@ std::string WriteReview::line() const {
     if (stage_ != Stage::kEnded) {
         return {};
     }
-    return shortName(plan_.phone) + " on " + comPort_ + ": " + report_.summary() + ", " + localTime(report_.when);
+    return report_.summary() + ": " + shortName(plan_.phone) + " on " + comPort_ + ", " + localTime(report_.when);
 }

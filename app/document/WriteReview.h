@@ -69,6 +69,8 @@ private:
     void takePlan(workbench::WritePlan plan);
     void leaveOutWritten();
     void followDate();
+    /// Whether a row is ticked beside the date's.
+    bool isAnyOtherTicked() const;
     /// The question about values of other phones than the plan's; none where there are none.
     std::vector<std::string> foreignValues() const;
     void

@@ -4,6 +4,8 @@
 #include "app/views/CNvParam.h"
 
 #include <QApplication>
+#include <QMdiArea>
+#include <QMdiSubWindow>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -68,12 +70,14 @@ bool EditGuard::mayClose(std::function<void()> again, const std::function<void()
         return true;
     }
     if (!editor_.settle({"Closing", std::move(again)})) {
+        bringToFront();
         return false;
     }
     const std::size_t changed = document_.changedCount();
     if (changed == 0) {
         return true;
     }
+    bringToFront();
     QMessageBox box(QMessageBox::Question, "Close", changedItems(changed) + " changed and not written.",
                     QMessageBox::Discard | QMessageBox::Cancel, &window_);
     const QPushButton* writeFirst = box.addButton("Write...", QMessageBox::AcceptRole);
@@ -84,6 +88,13 @@ bool EditGuard::mayClose(std::function<void()> again, const std::function<void()
         return document_.changedCount() == 0;
     }
     return box.clickedButton() == box.button(QMessageBox::Discard);
+}
+
+void EditGuard::bringToFront() {
+    auto* window = qobject_cast<QMdiSubWindow*>(&window_);
+    if (window != nullptr && window->mdiArea() != nullptr) {
+        window->mdiArea()->setActiveSubWindow(window);
+    }
 }
 
 bool EditGuard::canEdit(CommandId command) const {

@@ -33,6 +33,8 @@ public:
 
 private:
     bool askWhetherToKeepEdits(const QString& command);
+    /// What the user is asked about must be seen.
+    void bringToFront();
     void undo();
     void redo();
     void revert(CommandId command);

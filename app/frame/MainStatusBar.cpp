@@ -2,13 +2,13 @@
 
 #include "app/document/CCalvaneDoc.h"
 #include "app/frame/KeyboardLocks.h"
+#include "app/frame/StatusButton.h"
 #include "app/frame/StatusPane.h"
 
 #include <QApplication>
 #include <QEvent>
 #include <QFile>
 #include <QIcon>
-#include <QToolButton>
 #include <utility>
 
 namespace {
@@ -21,8 +21,7 @@ constexpr int kMinimumHeight = 26;
 constexpr QSize kLogoSize{119, 26};
 constexpr int kFilePaneWidth = 500;
 constexpr int kPortPaneWidth = 50;
-constexpr int kPhonePaneWidth = 240;
-constexpr int kReportWidth = 300;
+constexpr int kPhonePaneWidth = 119;
 constexpr int kIndicatorMargin = 12;
 
 } // namespace
@@ -45,13 +44,11 @@ MainStatusBar::MainStatusBar(QWidget* parent) : QStatusBar(parent) {
     scrollPane_ = addIndicator("SCRL");
     phonePane_ = new StatusPane(kPhonePaneId, "", kPhonePaneWidth, this);
     phonePane_->setAccessibleName("Phone");
+    phonePane_->setWholeTextShown();
     addPermanentWidget(phonePane_);
-    reportButton_ = new QToolButton(this);
+    reportButton_ = new StatusButton(this);
     reportButton_->setObjectName("report");
-    reportButton_->setAutoRaise(true);
-    reportButton_->setMaximumWidth(kReportWidth);
-    reportButton_->hide();
-    connect(reportButton_, &QToolButton::clicked, this, &MainStatusBar::reportAsked);
+    connect(reportButton_, &StatusButton::clicked, this, &MainStatusBar::reportAsked);
     addPermanentWidget(reportButton_);
     qApp->installEventFilter(this);
 }
@@ -77,14 +74,7 @@ void MainStatusBar::showDocument(const CCalvaneDoc* document) {
 
 void MainStatusBar::showPhone(const QString& phone, const QString& report) {
     phonePane_->setFullText(phone);
-    if (reportButton_->toolTip() == report && reportButton_->isHidden() == report.isEmpty()) {
-        return;
-    }
-    QString shown = reportButton_->fontMetrics().elidedText(report, Qt::ElideRight, kReportWidth - kIndicatorMargin);
-    reportButton_->setText(shown.replace('&', "&&"));
-    reportButton_->setToolTip(report);
-    reportButton_->setAccessibleName(report);
-    reportButton_->setHidden(report.isEmpty());
+    reportButton_->setFullText(report);
 }
 
 void MainStatusBar::setPrompt(const QString& prompt) {

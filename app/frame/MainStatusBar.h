@@ -3,7 +3,7 @@
 #include <QStatusBar>
 
 class CCalvaneDoc;
-class QToolButton;
+class StatusButton;
 class StatusPane;
 
 /// The main window's status bar: a logo, the calibration file and the port of the active document, the state of the
@@ -47,7 +47,7 @@ private:
     StatusPane* numPane_;
     StatusPane* scrollPane_;
     StatusPane* phonePane_;
-    QToolButton* reportButton_;
+    StatusButton* reportButton_;
     QString prompt_;
     QString notice_;
     bool locksMayDiffer_ = true;

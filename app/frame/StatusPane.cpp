@@ -29,7 +29,7 @@ void StatusPane::setFullText(const QString& text) {
     setToolTip(Qt::mightBeRichText(text) ? "<span style='white-space:pre'>" + text.toHtmlEscaped() + "</span>" : text);
     // A narrow pane grows with its text; a wide one shortens it.
     const int needed = fontMetrics().horizontalAdvance(text) + kTextMargin;
-    currentWidth_ = std::max(widthPixels_, std::min(needed, kSmallestWidth));
+    currentWidth_ = std::max(widthPixels_, wholeTextShown_ ? needed : std::min(needed, kSmallestWidth));
     setMaximumWidth(currentWidth_);
     updateGeometry();
     showText();
@@ -45,7 +45,8 @@ QSize StatusPane::sizeHint() const {
 }
 
 QSize StatusPane::minimumSizeHint() const {
-    return {std::min(currentWidth_, kSmallestWidth), QLabel::minimumSizeHint().height()};
+    return {wholeTextShown_ ? currentWidth_ : std::min(currentWidth_, kSmallestWidth),
+            QLabel::minimumSizeHint().height()};
 }
 
 void StatusPane::resizeEvent(QResizeEvent* event) {

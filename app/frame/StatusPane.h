@@ -11,6 +11,8 @@ public:
     /// Replaces the text; the whole of it is also the tooltip.
     void setFullText(const QString& text);
     const QString& fullText() const { return fullText_; }
+    /// Lets the pane grow to the width of its text, and not shrink below it.
+    void setWholeTextShown() { wholeTextShown_ = true; }
     /// Stands in place of the text until it is empty again. The pane keeps its width.
     void setPrompt(const QString& prompt);
     const QString& prompt() const { return prompt_; }
@@ -26,6 +28,7 @@ private:
 
     const int widthPixels_;
     int currentWidth_ = 0;
+    bool wholeTextShown_ = false;
     QString fullText_;
     QString prompt_;
 };

@@ -39,6 +39,7 @@ ItemReportDialog::ItemReportDialog(const PhoneReport& report, QWidget* parent) :
     list->setColumnWidth(1, kNameWidth);
     list->setAccessibleName("Items");
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
+    buttons->button(QDialogButtonBox::Close)->setDefault(true);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(label);
@@ -49,5 +50,6 @@ ItemReportDialog::ItemReportDialog(const PhoneReport& report, QWidget* parent) :
 void ItemReportDialog::addCommand(const QString& text) {
     auto* button = findChild<QDialogButtonBox*>()->addButton(text, QDialogButtonBox::ActionRole);
     button->setObjectName("item_report_command");
+    button->setAutoDefault(false);
     connect(button, &QPushButton::clicked, this, &QDialog::accept);
 }

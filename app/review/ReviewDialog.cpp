@@ -18,8 +18,8 @@ using Stage = WriteReview::Stage;
 
 namespace {
 
-constexpr QSize kFirstSize{860, 520};
-constexpr int kColumnWidths[] = {300, 170, 170};
+constexpr QSize kFirstSize{940, 540};
+constexpr int kColumnWidths[] = {290, 170, 170};
 
 QLabel* plainLabel(const char* name) {
     auto* label = new QLabel;
@@ -108,6 +108,12 @@ void ReviewDialog::makeButtons() {
     auto* column = static_cast<QVBoxLayout*>(layout());
     column->addLayout(choices);
     column->addLayout(buttons);
+    QWidget* before = tree_;
+    for (QWidget* next :
+         std::initializer_list<QWidget*>{differencesOnly_, verifyAfterReset_, again_, code_, skip_, write_, cancel_}) {
+        setTabOrder(before, next);
+        before = next;
+    }
 }
 
 void ReviewDialog::showReview() {

@@ -142,7 +142,7 @@ QVariant ReviewRowsModel::data(const QModelIndex& index, int role) const {
 
 QVariant ReviewRowsModel::itemData(std::size_t planRow, int column, int role) const {
     const PlanRow& row = review_.plan().rows[planRow];
-    if (role == Qt::CheckStateRole && column == kItem) {
+    if (role == Qt::CheckStateRole && column == kItem && row.item.isWritable()) {
         return row.isWritten() ? Qt::Checked : Qt::Unchecked;
     }
     if (role != Qt::DisplayRole && (role != Qt::ToolTipRole || column == kItem)) {

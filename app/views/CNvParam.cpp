@@ -132,7 +132,7 @@ void CNvParam::onListToBeReplaced() {
 
 bool CNvParam::isShown(const NvItem& item) const {
     return shown_ && shown_->getId() == item.getId() && shown_->getName() == item.getName() &&
-           shown_->layoutHash() == item.layoutHash();
+           shown_->hasLayoutOf(item);
 }
 
 void CNvParam::showNothing() {
@@ -204,9 +204,8 @@ void CNvParam::showRows(std::size_t count) {
     shownRows_ = static_cast<int>(count);
 }
 
-void CNvParam::fillRow(std::size_t index, const NvItem& item, const std::vector<SubItem>& subItems) {
-    const SubItem& subItem = subItems[index];
-    rows_[index].show(subItem, item.getSubItemTypes()[index], item.isTime() ? dateText(subItem.value) : subItem.value);
+void CNvParam::fillRow(std::size_t index, bool isTime, const SubItem& subItem, SubItemType type) {
+    rows_[index].show(subItem, type, isTime ? dateText(subItem.value) : subItem.value);
 }
 
 void CNvParam::buildRows(const NvItem& item) {
@@ -215,12 +214,13 @@ void CNvParam::buildRows(const NvItem& item) {
     horizontalScrollBar()->setValue(0);
     verticalScrollBar()->setValue(0);
     const auto subItems = item.getSubItems();
+    const auto types = item.getSubItemTypes();
     const std::string name = item.getName();
     const bool isStamp = name == kLoadedDateItem || name == kCalibrationDateItem;
     form_->setUpdatesEnabled(false);
     showRows(subItems.size());
     for (std::size_t i = 0; i < subItems.size(); ++i) {
-        fillRow(i, item, subItems);
+        fillRow(i, item.isTime(), subItems[i], types[i]);
         rows_[i].edit().setEnabled(!isStamp && item.isWritable());
     }
     if (!subItems.empty()) {
@@ -236,12 +236,13 @@ void CNvParam::buildRows(const NvItem& item) {
 void CNvParam::refreshRows(const NvItem& item) {
     shown_ = item;
     const auto subItems = item.getSubItems();
+    const auto types = item.getSubItemTypes();
     for (std::size_t i = 0; i < shownRows().size(); ++i) {
         if (rows_[i].isTyped() || rows_[i].isHeld()) {
             continue;
         }
         const int cursor = rows_[i].edit().cursorPosition();
-        fillRow(i, item, subItems);
+        fillRow(i, item.isTime(), subItems[i], types[i]);
         if (hexBox_->isChecked()) {
             rows_[i].edit().showInBase(16);
         }

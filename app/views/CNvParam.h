@@ -78,7 +78,7 @@ private:
     void buildRows(const NvItem& item);
     /// Shows values that have changed in the item that is shown already; keeps what was typed.
     void refreshRows(const NvItem& item);
-    void fillRow(std::size_t index, const NvItem& item, const std::vector<SubItem>& subItems);
+    void fillRow(std::size_t index, bool isTime, const SubItem& subItem, SubItemType type);
     void showNothing();
     void showRows(std::size_t count);
     void keepFocusInPane();

@@ -183,14 +183,17 @@ std::vector<std::string> CNvParam::judgeRows(const std::vector<SubItem>& subItem
     std::vector<std::string> texts;
     for (std::size_t i = 0; i < subItems.size(); ++i) {
         EditorRow& row = rows_[i];
-        const bool typed = row.isTyped();
-        const workbench::TypedValue judged = row.judge();
-        const bool fits = judged.verdict == workbench::TypedValue::Verdict::kFits;
-        texts.push_back(typed && fits ? row.storedText() : subItems[i].value);
-        if (typed && !fits) {
-            row.hold(judged);
-        } else {
+        texts.push_back(subItems[i].value);
+        if (!row.isTyped()) {
             row.release();
+            continue;
+        }
+        const workbench::TypedValue judged = row.judge();
+        if (judged.verdict == workbench::TypedValue::Verdict::kFits) {
+            texts.back() = row.storedText();
+            row.release();
+        } else {
+            row.hold(judged);
         }
     }
     return texts;

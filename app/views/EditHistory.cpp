@@ -122,7 +122,7 @@ bool EditHistory::exchange(const NvItem& from, const NvItem& to) {
     // Typed texts, and having no value, return with the item as a whole.
     NvItem item = *found;
     NvItem atFrom = item;
-    if (item.layoutHash() != from.layoutHash() || KeptEdit{from, to}.giveTo(atFrom)) {
+    if (!item.hasLayoutOf(from) || KeptEdit{from, to}.giveTo(atFrom)) {
         return false; // it holds something else by now
     }
     if (hasBytesOf(item, from)) {

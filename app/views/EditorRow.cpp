@@ -4,6 +4,7 @@
 
 #include <QLabel>
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -65,6 +66,7 @@ void EditorRow::setVisible(bool visible) {
     label_->setVisible(visible);
     if (!visible) {
         changed_ = false;
+        changeText_.clear();
         held_ = false;
     }
     showMarks();
@@ -93,8 +95,7 @@ void EditorRow::showChange(const workbench::SubFieldRow& row, const QString& sou
     changed_ = row.state != workbench::RowState::kEqual;
     const QString known = row.right.empty() ? "It has never had a value."
                                             : "Was " + QString::fromStdString(row.right) + " (" + source + ")";
-    edit_->setToolTip(changed_ ? known.toHtmlEscaped() : QString());
-    edit_->setAccessibleDescription(changed_ ? "Changed. " + known : QString());
+    changeText_ = changed_ ? known : QString();
     showMarks();
 }
 
@@ -140,8 +141,9 @@ void EditorRow::hold(const workbench::TypedValue& typed) {
 }
 
 void EditorRow::release() {
-    held_ = false;
-    showMarks();
+    if (std::exchange(held_, false)) {
+        showMarks();
+    }
 }
 
 QString EditorRow::hint() const {
@@ -156,11 +158,19 @@ void EditorRow::agree() {
 }
 
 void EditorRow::showMarks() {
+    // Of 128 rows most stay as they are when another item is shown, and setting what is set already is not free.
     const bool shown = !edit_->isHidden();
-    mark_->setText(held_ ? "!" : "*");
-    mark_->setVisible(shown && (held_ || changed_));
+    const QString mark = held_ ? "!" : changed_ ? "*" : "";
+    if (mark_->text() != mark || mark_->isHidden() != (mark.isEmpty() || !shown)) {
+        mark_->setText(mark);
+        mark_->setVisible(shown && !mark.isEmpty());
+    }
     if (hint_ != nullptr) {
         hint_->setVisible(shown && held_);
+    }
+    if (const QString tip = (held_ ? hint() : changeText_).toHtmlEscaped(); edit_->toolTip() != tip) {
+        edit_->setToolTip(tip);
+        edit_->setAccessibleDescription(held_ ? "Not stored: " + hint() : changeText_);
     }
     if (QFont font = edit_->font(); font.bold() != changed_) {
         font.setBold(changed_);

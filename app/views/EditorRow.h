@@ -57,6 +57,7 @@ private:
     QLabel* mark_;
     QLabel* hint_ = nullptr; ///< made for the first value that is held
     QPalette palette_;
+    QString changeText_; ///< the tooltip of a changed value
     SubItemType type_{};
     std::string agreed_; ///< the typed text that the user has agreed to
     bool changed_ = false;

@@ -2,6 +2,7 @@
 
 #include "tests/app/WindowFixture.h"
 
+#include <QDialogButtonBox>
 #include <QMessageBox>
 
 namespace {
@@ -48,6 +49,16 @@ protected:
     void key(int row, Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         focusBack();
         QTest::keyClick(&edit(row), key, modifiers);
+    }
+    /// Presses Write in the next review, and closes it when it has ended.
+    void writeReviewed() {
+        whenAsked([](QWidget* window) {
+            const auto isIdle = [&] { return window->findChild<QWidget*>("review_progress")->isHidden(); };
+            EXPECT_TRUE(QTest::qWaitFor(isIdle, 30000));
+            window->findChild<QPushButton*>("review_write")->click();
+            EXPECT_TRUE(QTest::qWaitFor(isIdle, 30000));
+            window->close();
+        });
     }
     void settleEvents() {
         QTest::qWait(1); // what was posted
@@ -272,15 +283,36 @@ TEST_F(Edits, AreAskedAboutBeforeTheWindowCloses) {
     frame().close();
     ASSERT_NE(window().activeFrame(), nullptr);
     EXPECT_EQ(value(10), "66");
+    app().newDocument();
+    EXPECT_TRUE(doc().nvItems().empty());
     answer("Cancel");
     window().close();
     EXPECT_TRUE(window().isVisible());
+    EXPECT_EQ(value(10), "66") << "the document in question is shown";
+    frame().showMaximized();
     type(1, "bad");
     frame().close();
     ASSERT_NE(window().activeFrame(), nullptr) << "closing waits for the value";
     answer("Discard");
     key(1, Qt::Key_Escape);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return window().activeFrame() == nullptr; }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).size() == 1; }));
+}
+
+TEST_F(Edits, LoseTheirMarksByAVerifiedWriteAndGetThemBackByUndo) {
+    type(0, "66");
+    writeReviewed();
+    run(CommandId::kWriteChangedToPhone);
+    EXPECT_EQ(marked(), std::vector<int>());
+    run(CommandId::kUndo);
+    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(marked(), std::vector<int>{10});
+    whenAsked([this](QWidget* box) {
+        writeReviewed();
+        QTest::mouseClick(box->findChild<QDialogButtonBox*>()->buttons().value(0), Qt::LeftButton);
+    });
+    window().close();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window().isVisible(); }));
+    EXPECT_EQ(numbersWritten(), (std::vector<int>{10, 40, 10, 40})) << "written before it was left";
 }
 
 TEST_F(Edits, AnItemThatIsGoneLeavesAnEmptyEditor) {

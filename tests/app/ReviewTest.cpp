@@ -166,7 +166,7 @@ TEST_F(Review, WritesWhatIsTickedAndTheDateWithIt) {
             }});
     EXPECT_EQ(numbersWritten(), (Numbers{20, 40}));
     EXPECT_EQ(numbersOf(doc().nvItems()), (Numbers{10, 20, 30, 40}));
-    EXPECT_EQ(reportButton().toolTip().section(", ", 0, 0), "Sample 0000000001 on COM1: 2 written and verified");
+    EXPECT_EQ(reportButton().toolTip().section(", ", 0, 0), "2 written and verified: Sample 0000000001 on COM1");
     EXPECT_EQ(pane(104), "Sample 0000000001 - 1 changed");
 }
 

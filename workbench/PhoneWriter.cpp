@@ -15,6 +15,7 @@ constexpr std::uint32_t kResetMs = 100000;
 /// After a pause of ours that is longer the phone is asked anew who it is.
 constexpr std::chrono::seconds kLongPause{1};
 constexpr const char* kOtherBytes = "The phone reads back other bytes.";
+constexpr const char* kOldBytes = "Two answers were lost, and the phone still has what it had before.";
 constexpr const char* kNoValue = "The phone reads back no value.";
 
 /// What a packet that was to write an item came to.
@@ -83,6 +84,7 @@ private:
     ItemReading readBack(WriteResult& result, const ItemData& wanted);
     void verifyAfterReset();
     void close();
+    bool isStillThePhone();
     void forgetConfirmed();
     bool fail(const std::string& failure);
 
@@ -193,14 +195,18 @@ void Run::writeRow(WriteResult& result) {
             return;
         }
         const ItemReading now = readBack(result, wanted);
-        if (sent == Sent::kAnswered || !mayRepeat || !isOldValue(now, before)) {
+        if (sent == Sent::kAnswered || !isOldValue(now, before)) {
+            return;
+        }
+        if (!mayRepeat) {
+            result.reason = kOldBytes;
             return;
         }
     }
 }
 
 // To be asked directly before each packet that changes something. A phone that was silent, or has restarted, is taken
-// offline anew; one that tells no serial number may be another one then.
+// offline anew.
 bool Run::mayWrite() {
     if (contact_.isHeld() && std::chrono::abs(std::chrono::system_clock::now() - lastAnswer_) > kLongPause) {
         contact_.confirm();
@@ -280,7 +286,7 @@ ItemReading Run::readItem(std::uint16_t number) {
     ItemReading reading = contact_.read(number);
     lastAnswer_ = std::chrono::system_clock::now();
     if (contact_.isHeld() && confirmations != contact_.confirmations() && !contact_.phone().isKnown()) {
-        contact_.awaitReturn();
+        contact_.awaitReturn(); // as after any silence of such a phone
     }
     return contact_.isHeld() ? reading : ItemReading{.number = number, .reason = reading.reason};
 }
@@ -297,7 +303,7 @@ ItemReading Run::readBack(WriteResult& result, const ItemData& wanted) {
 
 void Run::verifyAfterReset() {
     const std::vector<WriteResult*> verified = resultsOf(true);
-    if (verified.empty() || !contact_.finish()) {
+    if (verified.empty() || !isStillThePhone()) {
         return;
     }
     try {
@@ -320,21 +326,28 @@ void Run::verifyAfterReset() {
     }
 }
 
-// Ends the contact. What was read back from a phone that is another one by now may never have been the plan's.
 void Run::close() {
-    forgetConfirmed();
-    if (!unconfirmed_.empty() && !contact_.finish()) {
-        for (WriteResult* const result : unconfirmed_) {
-            result->state = WriteState::kNotKnown;
-            result->reason = contact_.failure();
-        }
-    }
+    isStillThePhone();
     report_.phone = contact_.phone();
     report_.cancelled = report_.cancelled || contact_.end() == PhoneContact::End::kCancelled;
     report_.otherPhone = contact_.end() == PhoneContact::End::kOtherPhone;
     if (!contact_.isHeld()) {
         report_.failure = contact_.failure();
     }
+}
+
+// What was read back from a phone that is another one by now may never have been the plan's.
+bool Run::isStillThePhone() {
+    forgetConfirmed();
+    if (unconfirmed_.empty() || contact_.finish()) {
+        return contact_.isHeld();
+    }
+    for (WriteResult* const result : unconfirmed_) {
+        result->state = WriteState::kNotKnown;
+        result->reason = contact_.failure();
+    }
+    unconfirmed_.clear();
+    return false;
 }
 
 void Run::forgetConfirmed() {

@@ -17,7 +17,7 @@ constexpr int kCancelId = 1030; ///< not the id that closes a dialog: closing th
 constexpr std::array<DialogControl, 3> kControls{{
     {kTextId, ControlKind::kEdit, "", 7, 7, 280, 14, kReadOnly},
     {kBarId, ControlKind::kProgressBar, "", 7, 29, 280, 21},
-    {kCancelId, ControlKind::kPushButton, "Cancel", 237, 51, 50, 14},
+    {kCancelId, ControlKind::kPushButton, "Cancel", 237, 52, 50, 13},
 }};
 constexpr DialogTemplate kTemplate{137, "Reading NV From Phone", 294, 66, kControls};
 

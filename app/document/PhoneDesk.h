@@ -59,7 +59,8 @@ public:
     bool connectFirst();
     /// Asks in the background who the phone on the port is; for after a command that has connected.
     void askWho();
-    /// What a job has learnt of the phone on `comPort`: who it is, or nothing where there is none.
+    /// What a job has learnt of the phone on `comPort`: who has answered, or nothing where nobody did. A phone that has
+    /// left since is one that the session's events tell of.
     void settle(const std::string& comPort, std::optional<workbench::PhoneIdentity> phone);
 
     /// "MODEL SERIAL - 3 changed", "not connected", "no phone".

@@ -295,7 +295,7 @@ void WriteReview::finishWrite(workbench::WriteReport report, const std::string& 
             document_.baseline().values().set(plan_.rows[result.row].item, source);
         }
     }
-    const bool answered = failure.empty() && report_.failure.empty();
+    const bool answered = report_.phone != PhoneIdentity{} || message_.empty();
     desk_.settle(comPort_, answered ? std::optional(report_.phone) : std::nullopt);
     PhoneReport told{.line = line()};
     for (const WriteResult& result : report_.results) {

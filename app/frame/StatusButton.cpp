@@ -5,8 +5,9 @@
 namespace {
 
 constexpr int kSmallestWidth = 80;
-constexpr int kLargestWidth = 420;
+constexpr int kLargestWidth = 600;
 constexpr int kTextMargin = 14;
+constexpr int kFrame = 12; ///< around the text and its margin, as styles draw it
 
 } // namespace
 
@@ -29,7 +30,7 @@ void StatusButton::setFullText(const QString& text) {
 }
 
 QSize StatusButton::sizeHint() const {
-    const int needed = fontMetrics().horizontalAdvance(fullText_) + kTextMargin;
+    const int needed = fontMetrics().horizontalAdvance(fullText_) + kTextMargin + kFrame;
     return {std::min(needed, kLargestWidth), QToolButton::sizeHint().height()};
 }
 

@@ -20,6 +20,9 @@ constexpr milliseconds kBabblePause{5};
 // Requests of one transfer follow each other faster than this.
 constexpr milliseconds kTransferPause{10};
 
+// So many requests that are owed answers are settled, whatever they are: a line that doubles answers adds to them.
+constexpr std::size_t kMaxOwed = 64;
+
 constexpr auto kVersion = static_cast<std::uint8_t>(Command::kVersion);
 constexpr auto kQueryMode = static_cast<std::uint8_t>(Command::kQueryMode);
 
@@ -59,57 +62,137 @@ bool isDamage(Status status) {
 
 Status SerialExchange::open(std::string& problem) {
     decoder_.abandonFrame();
-    isSettled_ = false;
-    settlingQuestion_ = kVersion;
-    lateCommand_.reset();
+    isFresh_ = true;
+    doubles_ = false;
+    owed_.clear();
     return port_.open(setup_, problem);
 }
 
-Status SerialExchange::settle(Clock::time_point deadline) {
-    while (!isSettled_) {
-        const auto limit = std::min(deadline, Clock::now() + milliseconds(setup_.answerMs));
-        bool repeated = false;
-        Bytes ignored;
-        const Status status = sendAndRepeat({&settlingQuestion_, 1}, limit, repeated, ignored);
-        if (com::succeeded(status)) {
-            isSettled_ = true;
-            lateCommand_ = settlingQuestion_; // it may have been asked several times
-        } else if (status != kResponseTimeout || Clock::now() >= deadline) {
-            return status;
+Status SerialExchange::ask(Request request, Clock::time_point deadline, Bytes& answer) {
+    const Key key = keyOf(request);
+    const Status settled = settle(key, deadline);
+    return com::failed(settled) ? settled : askAsIs(key, request, deadline, answer);
+}
+
+SerialExchange::Key SerialExchange::keyOf(std::span<const std::uint8_t> packet) {
+    return {packet.empty() ? std::uint8_t{0xFF} : packet[0], nvItemOf(packet)};
+}
+
+// Nothing for a packet that answers none of the commands, such as what a phone says unasked.
+std::optional<SerialExchange::Key> SerialExchange::keyOfAnswer(std::span<const std::uint8_t> packet) {
+    if (!packet.empty() && isBadPacketCode(packet[0])) {
+        return keyOf(packet.subspan(1));
+    }
+    constexpr Command kCommands[] = {Command::kVersion,   Command::kNvRead, Command::kNvWrite,   Command::kChangeMode,
+                                     Command::kQueryMode, Command::kTmob,   Command::kAccessCode};
+    const bool isKnown =
+        std::any_of(std::begin(kCommands), std::end(kCommands), [&](Command each) { return hasCommand(packet, each); });
+    return isKnown ? std::optional(keyOf(packet)) : std::nullopt;
+}
+
+// Makes sure that no answer to an earlier request can be taken for the one to `next`.
+Status SerialExchange::settle(const Key& next, Clock::time_point deadline) {
+    while (isFresh_ || findOwed(next) != owed_.end() || owed_.size() >= kMaxOwed) {
+        const std::uint8_t question = settlingQuestion(next);
+        Status status = kResponseTimeout;
+        while (status == kResponseTimeout) {
+            const auto limit = std::min(deadline, Clock::now() + milliseconds(setup_.answerMs));
+            Bytes ignored;
+            status = askAsIs({question, std::nullopt}, {&question, 1}, limit, ignored);
+            if (com::failed(status) && (status != kResponseTimeout || Clock::now() >= deadline)) {
+                return status;
+            }
         }
     }
     return com::kOk;
 }
 
-Status SerialExchange::ask(Request request, Clock::time_point deadline, Bytes& answer) {
-    const std::uint8_t code = request.empty() ? std::uint8_t{0xFF} : request[0];
-    bool repeated = false;
-    const Status status = sendAndRepeat(request, deadline, repeated, answer);
+// Its answer must be no other's: one to the next request, or to an earlier question of its kind. Where both may be,
+// what was sent before the later of the two is settled at least, and with it the other.
+std::uint8_t SerialExchange::settlingQuestion(const Key& next) {
+    for (const std::uint8_t question : {kVersion, kQueryMode}) {
+        const Key key{question, std::nullopt};
+        if (!next.isLike(key) && !mayComeLate(findOwed(key))) {
+            return question;
+        }
+    }
+    return findOwed({kVersion, std::nullopt}) > findOwed({kQueryMode, std::nullopt}) ? kVersion : kQueryMode;
+}
+
+Status SerialExchange::askAsIs(const Key& key, Request request, Clock::time_point deadline, Bytes& answer) {
+    skipUnasked();
+    std::vector<Key> afterAnswer;
+    unsigned sent = 1;
+    Status status = sendOnce(request, deadline, isRepeatable(request), answer, afterAnswer);
+    if (isDamage(status) && isRepeatable(request) && Clock::now() < deadline) {
+        ++sent;
+        status = sendOnce(request, deadline, false, answer, afterAnswer);
+    }
     if (com::failed(status)) {
-        isSettled_ = false;
-        const bool isQuestion = code == kVersion || code == kQueryMode;
-        settlingQuestion_ = isQuestion ? code : lateCommand_ == kVersion ? kQueryMode : kVersion;
+        recordUnanswered(key, sent);
         return status;
     }
     answeredAt_ = Clock::now();
-    if (lateCommand_ != code) {
-        lateCommand_ = repeated ? std::optional(code) : std::nullopt;
+    recordAnswered(key, sent);
+    for (const Key& each : afterAnswer) {
+        noteUnasked(each);
     }
     return status;
 }
 
-Status SerialExchange::sendAndRepeat(Request request, Clock::time_point deadline, bool& repeated, Bytes& answer) {
-    skipUnasked();
-    const bool mayRepeat = isRepeatable(request);
-    Status status = sendOnce(request, deadline, mayRepeat, answer);
-    if (isDamage(status) && mayRepeat && Clock::now() < deadline) {
-        repeated = true;
-        status = sendOnce(request, deadline, false, answer);
-    }
-    return status;
+std::vector<SerialExchange::Owed>::iterator SerialExchange::findOwed(const Key& key) {
+    return std::find_if(owed_.begin(), owed_.end(), [&](const Owed& each) { return each.key.isLike(key); });
 }
 
-Status SerialExchange::sendOnce(Request request, Clock::time_point deadline, bool mayRepeat, Bytes& answer) {
+// Whether an answer to an earlier request of that kind is to be expected.
+bool SerialExchange::mayComeLate(std::vector<Owed>::iterator owed) const {
+    return owed != owed_.end() && (owed->due > 0 || doubles_);
+}
+
+void SerialExchange::recordUnanswered(const Key& key, unsigned sent) {
+    const auto owed = findOwed(key);
+    if (mayComeLate(owed)) {
+        owed->due += sent;
+        return;
+    }
+    if (owed != owed_.end()) {
+        owed_.erase(owed);
+    }
+    owed_.push_back({key, sent});
+}
+
+// A phone answers in the order of the requests: what was sent before this one has been answered or is lost. Where it
+// was owed an answer already, this may be that one. On a line that doubles answers only a question shows as much.
+void SerialExchange::recordAnswered(const Key& key, unsigned sent) {
+    const auto owed = findOwed(key);
+    const unsigned due = sent - 1 + (owed != owed_.end() ? owed->due : 0) + (isFresh_ ? 1 : 0);
+    const bool isQuestion = !key.item && (key.command == kVersion || key.command == kQueryMode);
+    if (isQuestion || !doubles_) {
+        owed_.erase(owed_.begin(), mayComeLate(owed) ? owed : owed_.end());
+        isFresh_ = false;
+    }
+    if (const auto kept = findOwed(key); kept != owed_.end()) {
+        kept->due = due;
+    } else {
+        owed_.push_back({key, due});
+    }
+}
+
+// Something that looks like an answer has come, but not to the request that waits for one.
+void SerialExchange::noteUnasked(const std::optional<Key>& key) {
+    if (isFresh_ || !key) {
+        return;
+    }
+    const auto owed = findOwed(*key);
+    if (owed != owed_.end() && owed->due > 0) {
+        --owed->due;
+    } else {
+        doubles_ = true;
+    }
+}
+
+Status SerialExchange::sendOnce(Request request, Clock::time_point deadline, bool mayRepeat, Bytes& answer,
+                                std::vector<Key>& afterAnswer) {
     if (!port_.write(encodeFrame(request), deadline, wake_)) {
         return whyNotWritten();
     }
@@ -119,7 +202,7 @@ Status SerialExchange::sendOnce(Request request, Clock::time_point deadline, boo
         const auto limit = isLost ? std::min(deadline, Clock::now() + milliseconds(setup_.quietMs)) : deadline;
         switch (port_.waitForBytes(limit, wake_)) {
         case SerialPort::Wait::kReady:
-            if (const auto status = receive(request, deadline, reception, answer)) {
+            if (const auto status = receive(request, deadline, reception, answer, afterAnswer)) {
                 return *status;
             }
             break;
@@ -138,7 +221,7 @@ Status SerialExchange::sendOnce(Request request, Clock::time_point deadline, boo
 
 // Reads once. How the exchange ends, if it ends here.
 std::optional<Status> SerialExchange::receive(Request request, Clock::time_point deadline, Reception& reception,
-                                              Bytes& answer) {
+                                              Bytes& answer, std::vector<Key>& afterAnswer) {
     std::array<std::uint8_t, 1024> buffer;
     const std::ptrdiff_t count = port_.read(buffer);
     if (count < 0) {
@@ -155,6 +238,10 @@ std::optional<Status> SerialExchange::receive(Request request, Clock::time_point
         } else if (!answered && isAnswer(request, decoder_.packet())) {
             answer.assign(decoder_.packet().begin(), decoder_.packet().end());
             answered = true;
+        } else if (const auto key = keyOfAnswer(decoder_.packet()); !answered) {
+            noteUnasked(key);
+        } else if (key) {
+            afterAnswer.push_back(*key);
         }
         reception.strayBefore = decoder_.strayBytes();
     }
@@ -201,7 +288,9 @@ Status SerialExchange::whyNotWritten() {
 // What came while nobody listened belongs to no request. In the middle of a transfer that goes well there is nothing
 // to be expected, and it is not looked for.
 void SerialExchange::skipUnasked() {
-    if (isSettled_ && !lateCommand_ && !decoder_.inFrame() && Clock::now() - answeredAt_ < kTransferPause) {
+    const bool isOwed = std::any_of(owed_.begin(), owed_.end(), [](const Owed& each) { return each.due > 0; });
+    const bool isTransfer = Clock::now() - answeredAt_ < kTransferPause;
+    if (isTransfer && !isFresh_ && !doubles_ && !isOwed && !decoder_.inFrame()) {
         return;
     }
     std::array<std::uint8_t, 1024> buffer;
@@ -213,7 +302,9 @@ void SerialExchange::skipUnasked() {
         skipped += static_cast<std::size_t>(count);
         std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(count));
         while (!bytes.empty()) {
-            decoder_.next(bytes);
+            if (decoder_.next(bytes) == FrameResult::kPacket) {
+                noteUnasked(keyOfAnswer(decoder_.packet()));
+            }
         }
     }
     port_.dropReceived();

@@ -31,22 +31,36 @@ public:
     SerialExchange(LineSetup setup, const kernel::WakeEvent& wake, std::function<Status()> interruption)
         : setup_(std::move(setup)), wake_(wake), interruption_(std::move(interruption)) {}
 
-    /// As SerialPort::open; the first exchange on an open device is to be preceded by settle().
+    /// As SerialPort::open.
     Status open(std::string& problem);
     void close() { port_.close(); }
     bool isOpen() const { return port_.isOpen(); }
     int deviceNumber() const { return port_.number(); }
 
-    /// Where answers to earlier requests may still come, asks the phone something until its answer shows that all of
-    /// them have come or are lost. The failures are those of ask().
-    Status settle(Clock::time_point deadline);
-    /// Sends one request over a settled line and waits for its answer. A damaged answer to a version or mode request or
-    /// to the read of an NV item makes it ask a second time. Failures: kResponseTimeout, kWriteFailure (the device does
-    /// not take the request), kFramingError and kCheckSequenceError (what came was damaged), kPhoneNotPresent (the
-    /// device has left), kLineEchoes, and the interruption's. A write of an item may have reached the phone then.
+    /// Sends one request and waits for its answer. Where the answer to an earlier one could be taken for it, the phone
+    /// is asked something else first, until that is answered. A damaged answer to a version or mode request or to the
+    /// read of an NV item makes it ask a second time. Failures: kResponseTimeout, kWriteFailure (the device does not
+    /// take the request), kFramingError and kCheckSequenceError (what came was damaged), kPhoneNotPresent (the device
+    /// has left), kLineEchoes, and the interruption's. A write of an item may have reached the phone then.
     Status ask(Request request, Clock::time_point deadline, Bytes& answer);
 
 private:
+    /// What tells the answer to one request from that to another: the command code, and the number of an NV item. Where
+    /// one of two has no number, the code alone counts.
+    struct Key {
+        std::uint8_t command = 0;
+        std::optional<std::uint16_t> item;
+
+        bool isLike(const Key& other) const {
+            return command == other.command && (!item || !other.item || item == other.item);
+        }
+    };
+    /// A request to which answers may still come.
+    struct Owed {
+        Key key;
+        unsigned due = 0; ///< answers that have not come; with none, another would be a double
+    };
+
     /// What has come since a request was sent.
     struct Reception {
         Status damage = com::kOk; ///< of the last damaged frame
@@ -55,23 +69,34 @@ private:
         std::uint64_t strayBefore = 0; ///< the decoder's stray bytes up to the last whole frame
     };
 
-    Status sendAndRepeat(Request request, Clock::time_point deadline, bool& repeated, Bytes& answer);
-    Status sendOnce(Request request, Clock::time_point deadline, bool mayRepeat, Bytes& answer);
-    std::optional<Status> receive(Request request, Clock::time_point deadline, Reception& reception, Bytes& answer);
+    static Key keyOf(std::span<const std::uint8_t> packet);
+    static std::optional<Key> keyOfAnswer(std::span<const std::uint8_t> packet);
+    Status settle(const Key& next, Clock::time_point deadline);
+    std::uint8_t settlingQuestion(const Key& next);
+    Status askAsIs(const Key& key, Request request, Clock::time_point deadline, Bytes& answer);
+    Status sendOnce(Request request, Clock::time_point deadline, bool mayRepeat, Bytes& answer,
+                    std::vector<Key>& afterAnswer);
+    std::optional<Status> receive(Request request, Clock::time_point deadline, Reception& reception, Bytes& answer,
+                                  std::vector<Key>& afterAnswer);
     std::optional<Status> pauseOnBabble(Clock::time_point deadline, const Reception& reception);
     Status giveUp(const Reception& reception);
     Status whyNotWritten();
     void skipUnasked();
+    std::vector<Owed>::iterator findOwed(const Key& key);
+    bool mayComeLate(std::vector<Owed>::iterator owed) const;
+    void recordUnanswered(const Key& key, unsigned sent);
+    void recordAnswered(const Key& key, unsigned sent);
+    void noteUnasked(const std::optional<Key>& key);
 
     const LineSetup setup_;
     const kernel::WakeEvent& wake_;
     const std::function<Status()> interruption_;
     SerialPort port_;
     FrameDecoder decoder_;
-    bool isSettled_ = false;
-    std::uint8_t settlingQuestion_ = 0;       ///< the command that settles the line
-    std::optional<std::uint8_t> lateCommand_; ///< the command of which answers may still come on a settled line
-    Clock::time_point answeredAt_;            ///< the last answer that was waited for
+    bool isFresh_ = false;         ///< the device was just opened: any answer may come
+    bool doubles_ = false;         ///< answers have come twice, or out of order
+    std::vector<Owed> owed_;       ///< in the order of the first answer that is due
+    Clock::time_point answeredAt_; ///< the last answer that was waited for
 };
 
 } // namespace tessra

@@ -145,10 +145,7 @@ Status SerialLine::exchange(Request request, std::uint32_t timeoutMs, Bytes& ans
     if (!hold) {
         return kResponseTimeout;
     }
-    Status status = exchange_.settle(deadline);
-    if (com::succeeded(status)) {
-        status = exchange_.ask(request, deadline, answer);
-    }
+    Status status = exchange_.ask(request, deadline, answer);
     const bool isSilence = status == kResponseTimeout && timeoutMs >= setup_.answerMs;
     if (com::succeeded(status) && mayBeEcho(request, answer)) {
         Bytes ignored;
@@ -290,10 +287,7 @@ void SerialLine::askForPhone() {
     Status status = kGaveWay;
     if (const Hold hold(*this, true); hold) {
         const auto limit = [this] { return Clock::now() + milliseconds(setup_.answerMs); };
-        status = exchange_.settle(limit());
-        if (com::succeeded(status)) {
-            status = exchange_.ask(kModeQuestion, limit(), mode);
-        }
+        status = exchange_.ask(kModeQuestion, limit(), mode);
         if (com::succeeded(status)) {
             status = exchange_.ask(kVersionQuestion, limit(), version);
         }

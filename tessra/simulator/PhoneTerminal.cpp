@@ -104,6 +104,7 @@ void PhoneTerminal::setFaults(const LineFaults& faults) {
     const std::lock_guard guard(lock_);
     faults_ = faults;
     faultPackets_ = 0;
+    doubled_.clear();
     babbles_ = false;
     random_.seed(faults.seed);
     bytesToLoss_ = drawDistance(faults.lostBytes);
@@ -230,7 +231,12 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
         wireFreeAt_ = std::max(wireFreeAt_, Clock::now() + milliseconds(faults_.delayMs));
         pauseUntil(wireFreeAt_, guard);
     }
-    sendLocked(withErrors(encodeFrame(answer)), guard);
+    const Bytes frame = encodeFrame(answer);
+    sendLocked(withErrors(std::exchange(doubled_, {})), guard);
+    sendLocked(withErrors(frame), guard);
+    if (faults_.doubledAnswers > 0 && std::bernoulli_distribution(faults_.doubledAnswers)(random_)) {
+        doubled_ = frame;
+    }
 }
 
 void PhoneTerminal::babbleLocked() {

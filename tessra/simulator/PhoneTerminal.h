@@ -31,6 +31,7 @@ struct LineFaults {
     std::uint32_t unplugAt = 0;     ///< this packet finds the terminal gone
     std::int32_t backAfterMs = -1;  ///< from then until there is a new terminal; -1: there is none
     std::uint32_t babbleFrom = 0;   ///< from this packet on, bytes without end instead of answers
+    double doubledAnswers = 0;      ///< the probability for each answer to come again, before the next one
     bool echoes = false;            ///< what comes goes back at once, as on a line of a single wire
 };
 
@@ -103,6 +104,7 @@ private:
     std::optional<Clock::time_point> backAt_;
     std::uint32_t baud_ = 0;       ///< 0: not paced
     Clock::time_point wireFreeAt_; ///< when the bytes so far are over the line, if it is paced
+    Bytes doubled_;                ///< the frame that comes again
     std::mt19937_64 random_;
     std::uint64_t bytesToLoss_ = 0; ///< these two count only while there are such faults
     std::uint64_t bitsToError_ = 0;

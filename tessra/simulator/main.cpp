@@ -64,6 +64,10 @@ void describe(CLI::App& app, Options& options) {
     app.add_flag("--spare-requests", options.faults.sparesRequests, "these two meet the answers alone")->group(faults);
     app.add_option("--seed", options.faults.seed, "makes the same errors again")->group(faults);
     app.add_option("--delay-ms", options.faults.delayMs, "before each answer")->group(faults);
+    app.add_option("--doubled-answers", options.faults.doubledAnswers,
+                   "probability for each answer to come again before the next")
+        ->check(CLI::Range(0.0, 1.0))
+        ->group(faults);
     app.add_option("--garbage", options.faults.garbageBytes, "bytes of no frame before each answer")
         ->check(CLI::Range(0, 65536))
         ->group(faults);

@@ -235,6 +235,7 @@ TEST_F(Review, ARefusalIsMendedWithTheCode) {
             [&](QWidget& window) {
                 EXPECT_EQ(rowsBesideTheDate(window)[0].substr(0, refused.size()), refused);
                 EXPECT_EQ(rowsBesideTheDate(window)[1], "[x] 20  NV_ALPHA | 7 | 8 | not tried");
+                EXPECT_EQ(pane(104).section(" - ", 0, 0), "Sample 0000000001");
                 enterCode(window);
             },
             [](QWidget& window) {

@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <future>
 #include <map>
 #include <random>
@@ -29,6 +30,19 @@ constexpr int kSoakPackets = 100000;
 // 65535 for what is no NV packet, such as the answer of an exchange that failed.
 std::uint16_t itemOf(const Bytes& packet) {
     return packet.size() == kNvPacketBytes ? kernel::get16(packet.data() + kNvItemOffset) : std::uint16_t{0xFFFF};
+}
+
+const Bytes kVersion{0x00};
+const Bytes kVersionAnswer{0x00, 'v'};
+const Bytes kMode{0x2A};
+const Bytes kModeAnswer{0x2A, 1, 0};
+
+// One that no echo looks like: the last byte of the data is set too.
+Bytes nvAnswer(std::uint16_t item, std::uint8_t first, std::uint8_t command = 0x26) {
+    Bytes packet = nvWrite(item, first);
+    packet[0] = command;
+    packet[kNvStatusOffset - 1] = 1;
+    return packet;
 }
 
 // The other end of a serial line, on which a test hears each packet and says what it likes.
@@ -80,6 +94,31 @@ protected:
     void open(std::uint32_t askEveryMs = 600000, std::uint32_t baud = 115200, std::uint32_t answerMs = 100) {
         start(askEveryMs, baud, answerMs);
         line_->awaitFirstView();
+    }
+
+    // With a phone that tells its mode and version until it has been found.
+    void startWith(ScriptedPhone& phone) {
+        start(600000, 115200, 200);
+        while (line_->look().state != PhoneState::kPresent) {
+            if (const Bytes question = phone.hear(10); !question.empty()) {
+                phone.say(question == kVersion ? kVersionAnswer : kModeAnswer);
+            }
+        }
+    }
+
+    struct Turn {
+        Bytes heard;
+        std::vector<Bytes> said;
+    };
+    // An exchange during which the phone hears and says these, and whose answer is the last of them.
+    void converse(ScriptedPhone& phone, const Bytes& request, const std::vector<Turn>& turns) {
+        auto status = std::async(std::launch::async, [&] { return exchange(request, 20000); });
+        for (const Turn& turn : turns) {
+            ASSERT_EQ(phone.hear(), turn.heard);
+            std::ranges::for_each(turn.said, [&](const Bytes& packet) { phone.say(packet); });
+        }
+        EXPECT_EQ(status.get(), com::kOk);
+        EXPECT_EQ(answer_, turns.back().said.back());
     }
 
     Status exchange(const Bytes& request, std::uint32_t timeoutMs = 400) {
@@ -153,40 +192,49 @@ TEST_F(SerialLineTest, ALateAnswerIsNeverTakenForALaterRequests) {
 // The settling question is asked twice, and its first answer settles the line. The second may come at any time, so it
 // must not settle the line again.
 TEST_F(SerialLineTest, ALateAnswerToTheSettlingQuestionSettlesNothingElse) {
-    const Bytes version{0x00, 'v'};
-    const Bytes mode{0x2A, 1, 0};
-    Bytes oldValue = nvRead(5);
-    oldValue[kNvDataOffset] = 1;
-    Bytes newValue = nvRead(5);
-    newValue[kNvDataOffset] = 2;
+    const Bytes oldValue = nvAnswer(5, 1);
+    const Bytes newValue = nvAnswer(5, 2);
     ScriptedPhone phone(folder_ / "line");
-    start(600000, 115200, 200);
-    while (line_->look().state != PhoneState::kPresent) {
-        if (const Bytes question = phone.hear(10); !question.empty()) {
-            phone.say(question == Bytes{0x00} ? version : mode);
-        }
-    }
+    startWith(phone);
     EXPECT_EQ(exchange(nvRead(5), 20), kResponseTimeout);
     EXPECT_EQ(phone.hear(), nvRead(5));
 
     auto unanswered = std::async(std::launch::async, [&] { return exchange(nvRead(5), 1000); });
-    EXPECT_EQ(phone.hear(), Bytes{0x00});
+    EXPECT_EQ(phone.hear(), kVersion);
     Bytes heard = phone.hear();
-    for (; heard == Bytes{0x00}; heard = phone.hear()) {
-        phone.say(version);
+    for (; heard == kVersion; heard = phone.hear()) {
+        phone.say(kVersionAnswer);
     }
     EXPECT_EQ(heard, nvRead(5)) << "the line is settled";
     EXPECT_EQ(unanswered.get(), kResponseTimeout);
 
     auto answered = std::async(std::launch::async, [&] { return exchange(nvRead(5), 20000); });
-    EXPECT_EQ(phone.hear(), Bytes{0x2A}) << "what a late answer may tell is asked again";
-    phone.say(version);
+    EXPECT_EQ(phone.hear(), kMode) << "what a late answer may tell is asked again";
+    phone.say(kVersionAnswer);
     phone.say(oldValue);
-    phone.say(mode);
+    phone.say(kModeAnswer);
     EXPECT_EQ(phone.hear(), nvRead(5));
     phone.say(newValue);
     EXPECT_EQ(answered.get(), com::kOk);
     EXPECT_EQ(answer_, newValue);
+}
+
+// A question costs as much as half an item. Answers are told apart by command, item and order as far as that goes.
+TEST_F(SerialLineTest, ASettlingQuestionGoesOutWhereNothingElseTellsAnswersApart) {
+    ScriptedPhone phone(folder_ / "line");
+    startWith(phone);
+    EXPECT_EQ(exchange(nvRead(5), 20), kResponseTimeout);
+    EXPECT_EQ(phone.hear(), nvRead(5));
+    converse(phone, nvRead(6), {{nvRead(6), {nvAnswer(5, 1), nvAnswer(6, 1)}}});
+    EXPECT_EQ(exchange(nvRead(5), 20), kResponseTimeout);
+    EXPECT_EQ(phone.hear(), nvRead(5)) << "the answer for item 6 came after the one before";
+    converse(phone, nvWrite(5, 3), {{nvWrite(5, 3), {nvAnswer(5, 1), nvAnswer(5, 3, 0x27)}}});
+    converse(phone, nvRead(5), {{nvRead(5), {nvAnswer(5, 3)}}});
+    // What comes twice could be taken for the answer to the next request of its kind, which is the next, and on this
+    // line from then on any later one.
+    converse(phone, nvRead(5), {{kVersion, {nvAnswer(5, 3), kVersionAnswer}}, {nvRead(5), {nvAnswer(5, 4)}}});
+    converse(phone, nvRead(6), {{nvRead(6), {nvAnswer(6, 1)}}});
+    converse(phone, nvRead(5), {{kMode, {nvAnswer(5, 4), kModeAnswer}}, {nvRead(5), {nvAnswer(5, 5)}}});
 }
 
 // An echo looks like an NV item of zeros, or like one that has been written.
@@ -368,12 +416,13 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
     EXPECT_EQ(problem, "is no serial device");
 }
 
-// Random damage in both directions, and values that change: what is accepted must be what the phone had at that time.
+// Random damage in both directions, doubled answers, and values that change: what is accepted must be what the phone
+// had at that time.
 TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
     line_.emplace("COM1", LineSetup{folder_ / "line", 115200, 20, 40, 2});
     line_->start([] {});
     ASSERT_TRUE(comesTo(PhoneState::kPresent));
-    phone_.terminal.setFaults({.bitErrors = 5e-7, .lostBytes = 1e-6, .seed = 7});
+    phone_.terminal.setFaults({.bitErrors = 5e-7, .lostBytes = 1e-6, .seed = 7, .doubledAnswers = 0.001});
     std::mt19937 random(11);
     std::map<std::uint16_t, std::set<std::uint8_t>> possible; // more than one after a write of unknown outcome
     std::set<Status> failures;

@@ -14,6 +14,7 @@
 
 #include <array>
 #include <fstream>
+#include <numeric>
 
 namespace {
 
@@ -216,21 +217,28 @@ TEST_F(PhoneReaderTest, AnotherPhoneThanTheExpectedOneIsNotRead) {
     }
 }
 
-// The phone behind a line is another one from one request to the next.
-TEST_F(PhoneReaderTest, AnotherPhoneThatReturnsEndsTheRead) {
-    tessra::ServiceConfig config;
-    config.ports.emplace_back();
-    config.ports[0].name = "COM1";
-    config.ports[0].number = 1;
-    config.ports[0].line = {.device = folder_ / "line", .askEveryMs = 20};
-    RunningPhone first(folder_ / "line", {}, memoryIn(folder_));
+class ReadOverALine : public PhoneReaderTest {
+protected:
+    ReadOverALine() {
+        tessra::ServiceConfig config;
+        config.ports.emplace_back();
+        config.ports[0].name = "COM1";
+        config.ports[0].number = 1;
+        config.ports[0].line.device = folder_ / "line";
+        config.ports[0].line.askEveryMs = 100;
+        service_.reset();
+        service_.emplace(config);
+    }
+
+    RunningPhone phone_{folder_ / "line", {}, memoryIn(folder_)};
+};
+
+TEST_F(ReadOverALine, AnotherPhoneThatReturnsEndsTheRead) {
     std::optional<RunningPhone> second;
-    service_.reset();
-    service_.emplace(config);
     const ReadReport report =
         read({}, {.progress = [&](std::size_t, std::size_t, std::uint16_t number) {
                  if (number == 3) {
-                     first.terminal.setPlugged(false);
+                     phone_.terminal.setPlugged(false);
                      second.emplace(folder_ / "line", tessra::PhoneSetup{.serialNumber = "2"}, memoryIn(folder_));
                  }
              }});
@@ -238,6 +246,23 @@ TEST_F(PhoneReaderTest, AnotherPhoneThatReturnsEndsTheRead) {
     EXPECT_TRUE(report.otherPhone);
     EXPECT_EQ(report.failure, "Another phone answers on COM1: Sample 2 instead of Sample 0000000001.");
     EXPECT_EQ(report.phone.serialNumber, "0000000001") << "whose values these are";
+}
+
+// scripts/try-bit-errors does this with a whole phone.
+TEST_F(ReadOverALine, ALineThatInvertsBitsDeliversEveryItemAndNoWrongValue) {
+    Numbers numbers(20);
+    std::iota(numbers.begin(), numbers.end(), std::uint16_t{1});
+    std::uint64_t bytesWithoutErrors = 0;
+    for (std::uint64_t seed = 0; seed <= 3; ++seed) {
+        phone_.terminal.setFaults({.bitErrors = seed == 0 ? 0 : 0.00005, .seed = seed});
+        const auto before = phone_.terminal.bytes();
+        const ReadReport report = PhoneReader(session_, "COM1").read(numbers);
+        EXPECT_EQ(statesOf(report), std::string(20, 'r')) << "seed " << seed;
+        EXPECT_EQ(report.failure, "");
+        const auto bytes = phone_.terminal.bytes() - before;
+        bytesWithoutErrors = seed == 0 ? bytes : bytesWithoutErrors;
+        EXPECT_TRUE(seed == 0 || bytes != bytesWithoutErrors) << "no error has reached the line";
+    }
 }
 
 TEST_F(PhoneReaderTest, ValuesThatMayBeAnotherPhonesAreDropped) {

@@ -3,6 +3,7 @@
 #include "workbench/PhoneWriter.h"
 
 #include "phonelink/TessraServer.h"
+#include "platform/kernel/TickCount.h"
 #include "tessra/Packet.h"
 #include "tests/support/ErrorLog.h"
 #include "tests/support/HostedService.h"
@@ -94,6 +95,10 @@ protected:
         return PhoneWriter(*session_, plan_, options).write(control);
     }
 
+    void retry(WriteReport& report, const WriteOptions& options = {}, const WorkControl& control = {}) {
+        PhoneWriter(*session_, plan_, options).retry(report, control);
+    }
+
     static std::string statesOf(const WriteReport& report) {
         std::string states;
         for (const WriteResult& result : report.results) {
@@ -120,70 +125,62 @@ TEST_F(PhoneWriterTest, EachItemIsReadBackAndKeepsItsBytesBehindTheSubFields) {
     EXPECT_EQ(onPhone(), "1e 2e 9e 4e ");
 }
 
+struct Outcome {
+    const char* name;
+    FaultKind kind;
+    std::uint32_t value;
+    std::vector<std::uint32_t> packets; ///< of item 2 that meet the fault, see spoil()
+    bool goOn;
+    const char* states;
+    std::string reason;
+    std::size_t writes; ///< that reached the phone
+};
+
+const std::string kReadOnly = "Parameter is write-protected and thus read only";
+const std::string kBytes = "The phone reads back other bytes.";
+const std::string kOld = "Two answers were lost, and the phone still has what it had before.";
+const std::string kNothing = "The phone reads back no value.";
+const std::string kNoRead = "The phone does not read it back: Unrecognizable command field";
+const std::string kLost = "TessraServer::sendSyncImpl - Timeout waiting for response";
+const std::string kLocked = "TessraServer::sendSyncImpl - Phone is locked for exclusive use";
+const std::string kBad = "TessraServer::sendSyncImpl - Bad response from phone (DM packet commands 19-24)";
+const Outcome kOutcomes[] = {
+    {"refused", FaultKind::kNvStatus, 7, {1}, false, "vr--", kReadOnly, 1},
+    {"refused, and on", FaultKind::kNvStatus, 7, {1}, true, "vrvv", kReadOnly, 1},
+    {"refused as a packet", FaultKind::kBadResponse, 0, {1}, true, "vrvv", kBad, 0},
+    {"a status that counts as success, and is none", FaultKind::kNvStatus, 11, {1}, true, "vdvv", kBytes, 1},
+    {"never arrived", FaultKind::kServerCode, kTimeout, {1}, false, "vvvv", "", 1},
+    {"never arrived twice", FaultKind::kServerCode, kTimeout, {1, 3}, true, "vdvv", kOld, 0},
+    {"arrived, the answer did not", FaultKind::kShortAnswer, 10, {1}, false, "vvvv", "", 1},
+    {"the read-back came the second time", FaultKind::kServerCode, kTimeout, {2}, false, "vvvv", "", 1},
+    {"no read-back", FaultKind::kServerCode, kTimeout, {2, 3}, false, "v?--", kLost, 1},
+    {"nothing came", FaultKind::kServerCode, kTimeout, {}, true, "v?vv", kLost, 0},
+    {"reads back nothing", FaultKind::kNvStatus, 5, {2}, true, "vdvv", kNothing, 1},
+    {"reads back a failure", FaultKind::kNvStatus, 2, {2}, true, "vdvv", kNoRead, 1},
+    {"not let through", FaultKind::kServerCode, 0x80042014, {1}, true, "v---", kLocked, 0},
+};
+
 TEST_F(PhoneWriterTest, WhatBecomesOfAnItem) {
-    const std::string stopped = "Stopped at NV item 2 (NV_X): ";
-    const std::string readOnly = "Parameter is write-protected and thus read only";
-    const std::string bytes = "The phone reads back other bytes.";
-    const std::string lost = "TessraServer::sendSyncImpl - Timeout waiting for response";
-    const struct {
-        const char* name;
-        FaultKind kind;
-        std::uint32_t value;
-        std::vector<std::uint32_t> packets;
-        bool goOn;
-        const char* states;
-        std::string reason;
-        std::size_t writes; ///< that reached the phone
-    } rows[] = {
-        {"refused", FaultKind::kNvStatus, 7, {1}, false, "vr--", readOnly, 1},
-        {"refused, and on", FaultKind::kNvStatus, 7, {1}, true, "vrvv", readOnly, 1},
-        {"refused as a packet",
-         FaultKind::kBadResponse,
-         0,
-         {1},
-         true,
-         "vrvv",
-         "TessraServer::sendSyncImpl - Bad response from phone (DM packet commands 19-24)",
-         0},
-        {"a status that counts as success, and is none", FaultKind::kNvStatus, 11, {1}, true, "vdvv", bytes, 1},
-        {"never arrived", FaultKind::kServerCode, kTimeout, {1}, false, "vvvv", "", 1},
-        {"never arrived twice", FaultKind::kServerCode, kTimeout, {1, 3}, true, "vdvv", bytes, 0},
-        {"arrived, the answer did not", FaultKind::kShortAnswer, 10, {1}, false, "vvvv", "", 1},
-        {"the read-back came the second time", FaultKind::kServerCode, kTimeout, {2}, false, "vvvv", "", 1},
-        {"no read-back", FaultKind::kServerCode, kTimeout, {2, 3}, false, "v?--", lost, 1},
-        {"nothing came", FaultKind::kServerCode, kTimeout, {}, true, "v?vv", lost, 0},
-        {"reads back nothing", FaultKind::kNvStatus, 5, {2}, true, "vdvv", "The phone reads back no value.", 1},
-        {"reads back a failure",
-         FaultKind::kNvStatus,
-         2,
-         {2},
-         true,
-         "vdvv",
-         "The phone does not read it back: Unrecognizable command field",
-         1},
-    };
-    for (const auto& row : rows) {
+    for (const Outcome& row : kOutcomes) {
         SCOPED_TRACE(row.name);
         startAnew();
         spoil(row.kind, row.value, row.packets);
         const WriteReport report = write({.goOnAfterRefusal = row.goOn});
         EXPECT_EQ(statesOf(report), row.states);
         EXPECT_EQ(report.results[1].reason, row.reason);
-        EXPECT_EQ(report.failure, statesOf(report).ends_with("--") ? stopped + row.reason : "");
+        const std::string stopped = row.goOn ? row.reason : "Stopped at NV item 2 (NV_X): " + row.reason;
+        EXPECT_EQ(report.failure, statesOf(report).ends_with("-") ? stopped : "");
         EXPECT_EQ(writesOf(2), row.writes);
     }
 }
 
 TEST_F(PhoneWriterTest, TheLastByteCounts) {
-    ItemData data{2};
-    data[127] = 0xED;
-    plan_.rows[1].item.setRawData(ItemData{2});
-    ASSERT_EQ(statesOf(write({.goOnAfterRefusal = true})), "vvvv");
-    plan_.rows[1].item.setRawData(data);
+    const ItemData wanted{9}; // as on the phone but for the last byte
+    plan_.rows[1].item.setRawData(wanted);
     spoil(FaultKind::kNvStatus, 11, {1}); // not stored
     const WriteReport report = write();
     EXPECT_EQ(statesOf(report), "vd--");
-    EXPECT_EQ(report.results[1].readBack, ItemData{2});
+    EXPECT_EQ(report.results[1].readBack.value()[127], 0xEE);
 }
 
 TEST_F(PhoneWriterTest, WhatIsNotKnownIsReadBackBeforeItIsSentAgain) {
@@ -210,7 +207,7 @@ TEST_F(PhoneWriterTest, WhatIsNotKnownIsReadBackBeforeItIsSentAgain) {
             std::uint16_t status = 0;
             session_->writeNv(2, ItemData{row.meanwhile}.data(), status);
         }
-        PhoneWriter(*session_, plan_).retry(report);
+        retry(report);
         EXPECT_EQ(statesOf(report), row.states);
         EXPECT_EQ(writesOf(2), row.writes);
         EXPECT_EQ(writesOf(1), 1U) << "what is verified is not written again";
@@ -221,10 +218,10 @@ TEST_F(PhoneWriterTest, ARefusedItemCanBeSkippedOrTriedAgain) {
     spoil(FaultKind::kNvStatus, 7, {1});
     WriteReport report = write();
     plan_.setTicked(1, false);
-    PhoneWriter(*session_, plan_).retry(report);
+    retry(report);
     EXPECT_EQ(statesOf(report), "vrvv");
     plan_.setTicked(1, true);
-    PhoneWriter(*session_, plan_).retry(report);
+    retry(report);
     EXPECT_EQ(statesOf(report), "vvvv");
 }
 
@@ -243,7 +240,7 @@ TEST_F(PhoneWriterTest, IsCancelledBetweenTwoItems) {
     EXPECT_TRUE(report.cancelled);
     EXPECT_EQ(onPhone(), "1e 2e 9e 9e ");
     cancel = false;
-    PhoneWriter(*session_, plan_).retry(report, control);
+    retry(report, {}, control);
     EXPECT_EQ(statesOf(report) + progress, "vvvv0/4:1 1/4:2 0/2:3 1/2:4 ");
     EXPECT_FALSE(report.cancelled);
 }
@@ -291,13 +288,39 @@ TEST_F(PhoneWriterTest, APhoneThatIsChangedDuringTheWriteGetsNothing) {
     EXPECT_EQ(onPhone(), "9e 9e 9e 9e ");
 }
 
-TEST_F(PhoneWriterTest, WhatMayHaveBeenReadBackFromAnotherPhoneIsNotKnown) {
-    auto otherVersion = faultAt(Call::kSend, FaultKind::kShortAnswer, 20);
-    otherVersion.firstCall = 10; // the question after four items
-    faults().add(otherVersion);
-    const WriteReport report = write();
-    EXPECT_EQ(statesOf(report), "????");
-    EXPECT_TRUE(report.otherPhone);
+TEST_F(PhoneWriterTest, IsSureWhosePhoneItWas) {
+    const struct {
+        const char* name;
+        std::uint32_t packet;  ///< the version question, of all packets, that another phone answers
+        bool isSilent;         ///< at the write of item 2
+        std::uint32_t pauseMs; ///< before item 3
+        bool verifyAfterReset;
+        const char* states;
+        std::size_t resets;
+    } rows[] = {
+        {"after four items", 10, false, 0, false, "????", 0},
+        {"after a silence", 5, true, 0, false, "v?--", 0},
+        {"after a pause of ours", 6, false, 1100, false, "vv--", 0},
+        {"before the reset", 10, false, 0, true, "????", 0},
+        {"after the reset", 11, false, 0, true, "vvvv", 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        startAnew();
+        if (row.isSilent) {
+            spoil(FaultKind::kServerCode, kTimeout, {1});
+        }
+        auto otherVersion = faultAt(Call::kSend, FaultKind::kShortAnswer, 20);
+        otherVersion.firstCall = otherVersion.lastCall = row.packet;
+        faults().add(otherVersion);
+        const auto pause = [&](std::size_t position, std::size_t, std::uint16_t) {
+            kernel::sleepMs(position == 2 ? row.pauseMs : 0);
+        };
+        const WriteReport report = write({.verifyAfterReset = row.verifyAfterReset}, {.progress = pause});
+        EXPECT_EQ(statesOf(report), row.states);
+        EXPECT_TRUE(report.otherPhone);
+        EXPECT_EQ(faults().count(Call::kChangeMode), row.resets);
+    }
 }
 
 TEST_F(PhoneWriterTest, APhoneThatLeavesIsWaitedForAndGoesOfflineAnew) {
@@ -316,30 +339,22 @@ TEST_F(PhoneWriterTest, APhoneThatLeavesIsWaitedForAndGoesOfflineAnew) {
     EXPECT_EQ(report.failure, "The phone on COM1 has left and did not return.");
     service_->setPresent("COM1", true);
     faults().clear();
-    PhoneWriter(*session_, plan_).retry(report);
+    retry(report);
     EXPECT_EQ(statesOf(report) + report.failure, "vvvv");
     EXPECT_EQ(writesOf(2), 2U);
 }
 
-TEST_F(PhoneWriterTest, WhatTheServiceDoesNotLetThroughIsNotTried) {
-    spoil(FaultKind::kServerCode, 0x80042014, {1});
-    const WriteReport report = write({.goOnAfterRefusal = true});
-    EXPECT_EQ(statesOf(report), "v---");
-    EXPECT_EQ(report.failure, "TessraServer::sendSyncImpl - Phone is locked for exclusive use");
-    plan_.rows[0].item = NvItem("NV_X,1,ReadOnly,<BYTE,x>#");
-    faults().clear();
-    EXPECT_EQ(statesOf(write({.goOnAfterRefusal = true})), "-vvv");
-    EXPECT_EQ(writesOf(1), 1U);
-}
-
-TEST_F(PhoneWriterTest, AnEmptyPlanGoesOfflineAndWritesNothing) {
+TEST_F(PhoneWriterTest, WhatNobodyMayWriteOrHasAValueOfIsNotSent) {
     auto items = wanted();
     for (WantedItem& item : items) {
         item.hasValue = false; // three clicks on a fresh start
     }
     plan_ = makePlan(items, readAll());
     EXPECT_EQ(write({.offlineFirst = true, .verifyAfterReset = true}).summary(), "nothing written");
-    EXPECT_EQ(faults().count(Call::kChangeMode), 1U);
+    EXPECT_EQ(faults().count(Call::kChangeMode), 1U) << "offline, as without a plan";
+    plan_.rows[0].item = NvItem("NV_X,1,ReadOnly,<BYTE,x>#");
+    plan_.rows[0].leftOut = LeftOut::kNothing; // past the plan's own rule
+    EXPECT_EQ(statesOf(write()), "-");
     EXPECT_EQ(onPhone(), "9e 9e 9e 9e ");
 }
 
@@ -355,7 +370,7 @@ TEST_F(PhoneWriterTest, BytesThatNobodyKnowsAreReadBeforeTheWrite) {
                                         "TessraServer::sendSyncImpl - Timeout waiting for response");
     EXPECT_EQ(onPhone(), "1e 9e 3e 4e ");
     spoil(FaultKind::kServerCode, kTimeout, {2}); // the write: what was read before it tells that it did not arrive
-    PhoneWriter(*session_, plan_).retry(report);
+    retry(report);
     EXPECT_EQ(onPhone(), "1e 2e 3e 4e ");
 }
 
@@ -384,7 +399,7 @@ TEST_F(WriteToUnknownPhone, NeedsConsentBeforeTheFirstItemAndAfterEachSilence) {
         WriteReport report = write({.unknownPhoneAllowed = true});
         EXPECT_EQ(statesOf(report), "v?--");
         EXPECT_TRUE(report.otherPhone);
-        PhoneWriter(*session_, plan_, {.unknownPhoneAllowed = true}).retry(report);
+        retry(report, {.unknownPhoneAllowed = true});
         EXPECT_EQ(statesOf(report), "vvvv");
         EXPECT_EQ(writesOf(2), 1U);
     }

@@ -4,6 +4,8 @@
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/TickCount.h"
 #include "tessra/Interfaces.h"
+#include "workbench/MessageText.h"
+#include "workbench/PortReason.h"
 
 #include <utility>
 
@@ -156,6 +158,9 @@ bool PhoneContact::finish() {
 bool PhoneContact::ended(End end, std::string failure, std::int32_t status) {
     end_ = end;
     failure_ = std::move(failure);
+    if (const std::string reason = end == End::kFailed ? portReason(session_, comPort_) : ""; !reason.empty()) {
+        failure_ = shownMessage(failure_, {}, reason);
+    }
     failureStatus_ = status;
     return false;
 }

@@ -181,7 +181,7 @@ TEST_F(SaveTest, OneOfTwoCreatorsHasThePath) {
     ComPtr<IStorage> first;
     ComPtr<IStorage> second;
     SystemCalls::watch = [](const char* call) { return std::string(call) == "socket" ? EMFILE : 0; };
-    EXPECT_EQ(stgCreateDocfile(path_, kCreateReadWrite, first), kShareViolation) << "it can't be held";
+    EXPECT_EQ(stgCreateDocfile(path_, kCreateReadWrite, first), kTooManyOpenFiles) << "it can't be held";
     SystemCalls::watch = {};
     ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, first), com::kOk);
     ASSERT_EQ(writeItem(*first.get(), 1, 101), com::kOk);

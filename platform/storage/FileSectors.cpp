@@ -17,13 +17,12 @@ namespace {
     throw Failure(statusOfErrno(errno, kReadFault));
 }
 
-// Fills `out` with the bytes from `offset` on. A file that has become shorter since its size was asked for is no file
-// to be read: zeros would pass for its content.
+// Fills `out` with the bytes from `offset` on, as many as there are.
 void readAt(int file, off_t offset, std::span<std::uint8_t> out) {
     while (!out.empty()) {
         const ssize_t count = ::pread(file, out.data(), out.size(), offset);
         if (count == 0) {
-            throw Failure(kReadFault, "the file became shorter while it was read");
+            return;
         }
         if (count < 0 && errno != EINTR) {
             failReading();
@@ -58,6 +57,9 @@ FileBytes readFileBytes(int file) {
             failReading();
         }
         readAt(file, data, {bytes.data.get() + data, bytes.data.get() + std::max(data, hole)});
+    }
+    if (::fstat(file, &status) != 0 || status.st_size < static_cast<off_t>(size)) {
+        throw Failure(kReadFault, "the file became shorter while it was read: zeros would pass for its content");
     }
     return bytes;
 }

@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
 #include <functional>
 #include <system_error>
 #include <utility>
@@ -87,9 +86,7 @@ bool LockedFile::lockExisting(bool forWriting) {
         if (error == ENOENT) {
             return false;
         }
-        if (error == 0) {
-            error = lock_.take(std::move(file));
-        }
+        error = error == 0 ? lock_.take(std::move(file)) : error;
         if (error != 0) {
             fail(error, kUnknownFailure, path_);
         }
@@ -106,8 +103,8 @@ void LockedFile::reservePath() {
     }
     // A name of a file can be longer than one of a socket.
     const std::size_t name = std::hash<std::string>()(path.filename().string());
-    if (reserve(identityOf(status) + "/" + std::to_string(name), reservation_) != 0) {
-        throw Failure(kShareViolation);
+    if (const int error = reserve(identityOf(status) + "/" + std::to_string(name), reservation_); error != 0) {
+        throw Failure(error == EADDRINUSE ? kShareViolation : kTooManyOpenFiles);
     }
 }
 

@@ -46,8 +46,18 @@ TEST_F(Document, OrdersItsListAndFollowsTheChangedItems) {
     document->sortItems(true);
     EXPECT_EQ(listed(), (Numbers{9, 300, 256, 1})) << "twins keep their order, capitals come first";
     EXPECT_EQ(document->changedItems(), (std::set<std::size_t>{0, 2}));
+    document->sortItems(false);
+    EXPECT_EQ(listed(), (Numbers{1, 9, 256, 300}));
     listSupported();
     EXPECT_TRUE(document->changedItems().empty()) << "a new list has no changed items";
+    std::string twins;
+    for (int number = 1; number <= 40; ++number) {
+        twins += "A," + std::to_string(number) + ",ReadWrite,<BYTE,x>#\n";
+    }
+    open(twins);
+    listSupported();
+    document->sortItems(true);
+    EXPECT_TRUE(std::ranges::is_sorted(listed())) << "many twins keep theirs, too";
 }
 
 TEST_F(Document, OpensAPortFileAndSavesItBack) {
@@ -58,6 +68,7 @@ TEST_F(Document, OpensAPortFileAndSavesItBack) {
         std::string message; ///< of what did not work
     } rows[] = {
         {"COM9\n", "COM9", "COM3\n", ""},
+        {std::string(64, 'p') + "\n", std::string(64, 'p'), "COM3\n", ""},
         {"COM9\nnote", "COM9", "COM9\nnote", path + " holds more than the name of a port, so it stays as it is."},
         {tooLong, "COM1", tooLong, "Couldn't open " + path + ": it does not start with the name of a port"},
     };

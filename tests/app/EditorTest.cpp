@@ -136,6 +136,8 @@ TEST_F(Editor, StoresHexadecimalBitForBitAndComesBackToIt) {
     expectMessage();
     clickLine(1);
     EXPECT_EQ(takeMessage(), ": < unsigned 1 byte  >  level is empty. Fail to store data");
+    expectMessage();
+    QTest::mouseClick(&writeButton(), Qt::LeftButton);
     EXPECT_TRUE(hexBox().isChecked());
 }
 

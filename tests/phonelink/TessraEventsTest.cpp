@@ -211,6 +211,20 @@ TEST_F(SessionEvents, TheyFollowTheSessionToAnotherPort) {
     EXPECT_EQ(listener.heard(), (Lines{"2 2 1 1 COM2", "1 2 1 2 COM2"}));
 }
 
+TEST_F(SessionEvents, ASubscriptionThatTheServiceKeepsIsNotHeardBesideTheNext) {
+    Recorder listener;
+    Recorder later;
+    const SessionEnd end{session};
+    add(listener);
+    service.faults("COM1").add(serverCodeAt(Call::kUnsubscribe, 0x80042005));
+    EXPECT_EQ(connect("COM7"), kInvalidPort);
+    EXPECT_EQ(connect("COM1"), "");
+    EXPECT_EQ(add(later), "");
+    replug();
+    ASSERT_TRUE(listener.hears(2));
+    EXPECT_EQ(listener.heard(), (Lines{"2 1 1 1 COM1", "1 1 1 2 COM1"}));
+}
+
 TEST_F(SessionEvents, TheEndOfTheSessionWaitsForTheListener) {
     std::atomic<bool> hasReturned = false;
     Recorder listener([&] {

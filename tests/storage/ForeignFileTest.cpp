@@ -248,6 +248,15 @@ TEST_F(ForeignFileTest, AnswersAFailureCodeForWhatCannotBe) {
     }
 }
 
+TEST_F(ForeignFileTest, NoneOfSeveralDamagedStreamsIsRead) {
+    put32(&good_[entryAt(kLarge) + kAtSize], 0x7FFFFFFF);
+    put32(&good_[entryAt(get32(&good_[entryAt(kSecondItem) + kAtChild])) + kAtStart], 0);
+    store(path_, good_);
+    Contents found;
+    EXPECT_EQ(readFile(path_, found), kFileCorrupt);
+    EXPECT_EQ(found.size(), 19U);
+}
+
 TEST_F(ForeignFileTest, ACutFileIsReadAsFarAsItGoes) {
     for (std::size_t length = 0; length < good_.size(); length += length < 600 ? 37 : 511) {
         const Buffer cut(good_.begin(), good_.begin() + static_cast<std::ptrdiff_t>(length));

@@ -1,6 +1,7 @@
 // What the calls on files, storages and streams answer.
 
 #include "tests/storage/Support.h"
+#include "tests/storage/SystemCalls.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -81,6 +82,16 @@ TEST_F(ObjectsTest, AnEnumerationGoesByTheNamesAndSeesChanges) {
     }
     EXPECT_EQ(found,
               (std::vector<std::u16string>{u"b", u"\u00E4", u"\u01C6", u"\u0250", u"\u0444", u"ab", u"AAA", u"zzz"}));
+}
+
+TEST_F(ObjectsTest, WhatAFileLosesWhileItIsReadIsNotTakenForZeros) {
+    fill(3);
+    SystemCalls::watch = [&](const char* call) {
+        return std::string(call) == "pread" ? ::truncate(path_.c_str(), 3000) : 0;
+    };
+    ComPtr<IStorage> root;
+    EXPECT_EQ(stgOpenStorage(path_, kOpenRead, root), kReadFault);
+    SystemCalls::watch = {};
 }
 
 TEST_F(ObjectsTest, AFileThatMayNotBeWrittenIsRead) {

@@ -180,6 +180,9 @@ TEST_F(SaveTest, AFileThatIsExchangedWhileItIsOpenedIsTheNewOne) {
 TEST_F(SaveTest, OneOfTwoCreatorsHasThePath) {
     ComPtr<IStorage> first;
     ComPtr<IStorage> second;
+    SystemCalls::watch = [](const char* call) { return std::string(call) == "socket" ? EMFILE : 0; };
+    EXPECT_EQ(stgCreateDocfile(path_, kCreateReadWrite, first), kTooManyOpenFiles) << "it can't be held";
+    SystemCalls::watch = {};
     ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, first), com::kOk);
     ASSERT_EQ(writeItem(*first.get(), 1, 101), com::kOk);
     EXPECT_EQ(stgCreateDocfile(path_, kCreateReadWrite, second), kShareViolation);
@@ -242,8 +245,11 @@ TEST_F(SaveTest, APrunedFileShrinksAndASaveFlushesTwiceWhateverItHolds) {
             ASSERT_EQ(writeItem(*root.get(), number, number), com::kOk);
         }
         ASSERT_EQ(root->flush(), com::kOk);
+        ComPtr<IStorage> item;
+        EXPECT_EQ(root->createStorage(itemName(1), kOpenReadWrite, item), kFileAlreadyExists);
+        ASSERT_EQ(root->flush(), com::kOk);
         SystemCalls::watch = {};
-        EXPECT_EQ(flushes, 2) << "the file and its folder";
+        EXPECT_EQ(flushes, 2) << "the file and its folder; a refusal is no change";
         for (unsigned number = items; number > 4; --number) {
             ASSERT_EQ(root->destroyElement(itemName(number)), com::kOk);
         }

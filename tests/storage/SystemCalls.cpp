@@ -23,20 +23,22 @@ bool mayCall(const char* call) {
 } // namespace
 
 // The linker sends each call here, and names the real one like this.
-#define WATCHED(call, parameters, arguments)                                                                           \
-    int __real_##call parameters;                                                                                      \
-    int __wrap_##call parameters {                                                                                     \
+#define WATCHED(result, call, parameters, arguments)                                                                   \
+    result __real_##call parameters;                                                                                   \
+    result __wrap_##call parameters {                                                                                  \
         return mayCall(#call) ? __real_##call arguments : -1;                                                          \
     }
 
 extern "C" {
-WATCHED(open, (const char* path, int flags, mode_t mode), (path, flags, mode))
-WATCHED(fsync, (int file), (file))
-WATCHED(fchmod, (int file, mode_t mode), (file, mode))
-WATCHED(flock, (int file, int how), (file, how))
-WATCHED(linkat, (int from, const char* path, int to, const char* name, int flags), (from, path, to, name, flags))
-WATCHED(rename, (const char* path, const char* name), (path, name))
-WATCHED(close, (int file), (file))
+WATCHED(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode))
+WATCHED(ssize_t, pread, (int file, void* bytes, size_t length, off_t offset), (file, bytes, length, offset))
+WATCHED(int, fsync, (int file), (file))
+WATCHED(int, fchmod, (int file, mode_t mode), (file, mode))
+WATCHED(int, flock, (int file, int how), (file, how))
+WATCHED(int, linkat, (int from, const char* path, int to, const char* name, int flags), (from, path, to, name, flags))
+WATCHED(int, rename, (const char* path, const char* name), (path, name))
+WATCHED(int, socket, (int domain, int type, int protocol), (domain, type, protocol))
+WATCHED(int, close, (int file), (file))
 
 // The linker gives these names.
 // NOLINTBEGIN(bugprone-reserved-identifier)

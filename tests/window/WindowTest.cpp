@@ -102,6 +102,7 @@ TEST(PumpingWaitTest, RunsMessagesWhileItWaits) {
         EXPECT_EQ(window::pumpingWait(event, kPatienceMs, row.pump), WaitResult::kSignalled) << row.name;
         EXPECT_EQ(ran, row.ran) << row.name;
         emptyQueue();
+        EXPECT_EQ(window::waitForObjectOrInput(event, 0), WaitOutcome::kTimedOut) << "a wait for nothing would spin";
     }
 }
 

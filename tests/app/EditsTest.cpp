@@ -50,6 +50,15 @@ protected:
         focusBack();
         QTest::keyClick(&edit(row), key, modifiers);
     }
+    /// Another program writes item 10 with this level.
+    void giveToPhone(std::uint8_t level) {
+        const std::array<std::uint8_t, 128> data{level, 0xFE, 0xFF};
+        NvItem changed = *find(10);
+        changed.setRawData(data);
+        Calvane other;
+        other.loadDecoderRingFile("NV Decoder.vrk");
+        other.writeToPhone("COM1", {changed}, false, nullptr);
+    }
     /// Presses Write in the next review, and closes it when it has ended.
     void writeReviewed() {
         whenAsked([](QWidget* window) {
@@ -248,13 +257,14 @@ TEST_F(Edits, AreMarkedUndoneAndReverted) {
 TEST_F(Edits, ThatWereReadAnewAreNotUndone) {
     type(0, "66");
     key(0, Qt::Key_Return);
+    giveToPhone(9);
     answer("Discard Changes");
     run(CommandId::kReadFromPhone);
     settleEvents();
-    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(value(10), "9");
     EXPECT_EQ(marked(), std::vector<int>());
     run(CommandId::kUndo);
-    EXPECT_EQ(value(10), "5");
+    EXPECT_EQ(value(10), "9");
     type(1, "3");
     answer("Cancel");
     run(CommandId::kReadFromPhone);
@@ -264,12 +274,7 @@ TEST_F(Edits, ThatWereReadAnewAreNotUndone) {
 TEST_F(Edits, KeepTheirSubFieldsWhenThePhoneHasOtherValuesByNow) {
     type(1, "3");
     key(1, Qt::Key_Return);
-    std::array<std::uint8_t, 128> data{9, 0xFE, 0xFF};
-    NvItem changed = *find(10);
-    changed.setRawData(data);
-    Calvane other;
-    other.loadDecoderRingFile("NV Decoder.vrk");
-    other.writeToPhone("COM1", {changed}, false, nullptr);
+    giveToPhone(9);
     answer("Keep Changes");
     run(CommandId::kReadFromPhone);
     settleEvents();

@@ -213,6 +213,7 @@ void CSplitterFrame::readFromPhone() {
         if (safeHands_.isOn()) {
             desk_->read(*progress_, std::move(ended));
         } else {
+            desk_->setReport({}); // it gives none, and that of another read would pass for its own
             document_->readFromPhone(*progress_, [this, before = document_->baseline().lastSource(), ended] {
                 if (document_->baseline().lastSource() != before) {
                     desk_->noteUnasked();

@@ -99,7 +99,7 @@ bool PhoneContact::awaitReturn() {
                 return ended(End::kFailed, "The phone on " + comPort_ + " has left and did not return.",
                              error.status());
             }
-            kernel::sleepMs(lossOf(error.status()) == Loss::kDamage ? 0 : kReturnPollMs);
+            kernel::sleepMs(kReturnPollMs); // also after damage: a line that can't be believed fails at once
         }
     }
     return false;

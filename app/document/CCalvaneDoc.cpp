@@ -193,10 +193,14 @@ void CCalvaneDoc::showWarning(const std::string& text) {
     userInterface_.showMessage(text, "Calvane", MessageIcon::kExclamation);
 }
 
-std::vector<KeptEdit> CCalvaneDoc::editsToKeep() {
+void CCalvaneDoc::tellListToBeReplaced() {
     for (DocumentView* view : views_) {
         view->onListToBeReplaced();
     }
+}
+
+std::vector<KeptEdit> CCalvaneDoc::editsToKeep() {
+    tellListToBeReplaced();
     return keepsEdits_ ? baseline_.edits(nvItems_) : std::vector<KeptEdit>();
 }
 
@@ -225,6 +229,7 @@ void CCalvaneDoc::takeItemsFromPhone(std::vector<NvItem> items, workbench::Phone
 
 void CCalvaneDoc::addItemsFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,
                                     const std::string& comPort) {
+    tellListToBeReplaced();
     baseline_.takeFromPhone(items, std::move(phone), comPort);
     const auto listed = positionsByNumber(nvItems_);
     std::ranges::copy_if(items, std::back_inserter(nvItems_),

@@ -161,6 +161,7 @@ private:
     void showFailure(const std::exception& failure, const char* caption = kExceptionCaption);
     void showWarning(const std::string& text);
     void finishRead(PhoneReadResult& result, const std::function<void()>& ended);
+    void tellListToBeReplaced();
     /// The edits that stay when the list is replaced. Asked for before the baseline changes.
     std::vector<KeptEdit> editsToKeep();
     void replaceItems(std::vector<NvItem> items, const std::vector<KeptEdit>& edits);

@@ -261,7 +261,7 @@ void CSplitterFrame::showReport() {
         dialog.addCommand("Read Missing Items");
     }
     if (dialog.exec() == QDialog::Accepted) {
-        readMissing();
+        runCommand(CommandId::kReadMissingItems);
     }
 }
 

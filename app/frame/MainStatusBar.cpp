@@ -37,7 +37,7 @@ MainStatusBar::MainStatusBar(QWidget* parent) : QStatusBar(parent) {
     filePane_ = new StatusPane(kFilePaneId, "MOX File", kFilePaneWidth, this);
     portPane_ = new StatusPane(kPortPaneId, "COM", kPortPaneWidth, this);
     addWidget(logo);
-    addWidget(filePane_);
+    addWidget(filePane_, 1); // the first one to give way
     addWidget(portPane_);
     capsPane_ = addIndicator("CAP");
     numPane_ = addIndicator("NUM");

@@ -1,5 +1,6 @@
 // The read on its own thread, next to a user-interface thread that goes on working.
 
+#include "app/document/PhoneDesk.h"
 #include "tests/app/DocumentFixture.h"
 
 namespace {
@@ -68,6 +69,18 @@ TEST_F(PhoneReading, EndsBeforeItsNextItemWhenItIsCancelled) {
     EXPECT_EQ(document->nvItems()[0].getSubItems()[0].value, "") << "the list stays";
     EXPECT_EQ(ui.takeMessages(), "");
     EXPECT_EQ(ui.busyDepth, 0);
+}
+
+TEST_F(PhoneReading, OfADeskIsWaitedForToo) {
+    openWith(2000);
+    PhoneWatch watch(ui);
+    auto desk = std::make_unique<PhoneDesk>(*document, ui, watch, [] {});
+    desk->read(progress, [this] { ended = true; });
+    EXPECT_TRUE(eventually([this] { return !progress.lines.takeAll().empty(); }));
+    desk.reset();
+    ui.runPosted();
+    EXPECT_FALSE(ended);
+    document.reset(); // the session ends before the one that watches it
 }
 
 TEST_F(PhoneReading, IsWaitedForWhenTheDocumentGoes) {

@@ -74,7 +74,7 @@ void EditorRow::setVisible(bool visible) {
 
 void EditorRow::setEditPalette(const QPalette& palette) {
     palette_ = palette;
-    showMarks();
+    showPalette();
 }
 
 int EditorRow::right(int limit) const {
@@ -176,12 +176,17 @@ void EditorRow::showMarks() {
         font.setBold(changed_);
         edit_->setFont(font);
     }
+    if (paletteOfHeld_ != held_) {
+        showPalette();
+    }
+}
+
+void EditorRow::showPalette() {
     QPalette palette = palette_;
     if (held_) {
         const QColor base = palette.color(QPalette::Active, QPalette::Base);
         palette.setColor(QPalette::Base, {(3 * base.red() + 255) / 4, 3 * base.green() / 4, 3 * base.blue() / 4});
     }
-    if (edit_->palette() != palette) {
-        edit_->setPalette(palette);
-    }
+    edit_->setPalette(palette);
+    paletteOfHeld_ = held_;
 }

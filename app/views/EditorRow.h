@@ -51,6 +51,7 @@ public:
 
 private:
     void showMarks();
+    void showPalette();
 
     SubFieldEdit* edit_;
     QLabel* label_;
@@ -62,4 +63,5 @@ private:
     std::string agreed_; ///< the typed text that the user has agreed to
     bool changed_ = false;
     bool held_ = false;
+    bool paletteOfHeld_ = false; ///< whether the box has the colours of a held value
 };

@@ -1,10 +1,13 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/Trace.h"
 #include "tessra/host/ServiceHost.h"
+#include "workbench/MessageText.h"
 
 #include <QCommandLineParser>
 #include <csignal>
+#include <iostream>
 #include <memory>
 
 namespace {
@@ -23,6 +26,9 @@ std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& p
 
 int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure of a write like any other, to be told
+    kernel::setErrorLog([](std::string_view message) {
+        std::cerr << workbench::shownMessage(message) + '\n' << std::flush;
+    });
     CCalvaneApp app(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription("Reads, shows and writes the calibration items of a phone.");

@@ -140,7 +140,9 @@ std::string leftOutOf(const workbench::WritePlan& plan) {
         }
     };
     add(numbersOf(plan, LeftOut::kNotWritable), " whose access mark does not allow a write");
-    add(numbersOf(plan, LeftOut::kUnchanged), " that the phone has already");
+    // These are most of a backup, and nobody has to look after them.
+    const std::size_t unchanged = plan.count(LeftOut::kUnchanged);
+    text += unchanged == 0 ? "" : "Skipped " + counted(unchanged) + " that the phone has already.\n";
     add(numbersOf(plan, LeftOut::kUnticked), " that can't be read before");
     return text;
 }

@@ -46,7 +46,7 @@ workbench::ReadReport readItems(Calvane& catalog, const Arguments& arguments) {
     PhoneProgress progress(catalog);
     workbench::PhoneReader reader(*catalog.getTessraServer(), arguments.comPort,
                                   {.repeats = arguments.retries, .expected = {}});
-    const auto report = reader.read(numbers, progress.control());
+    auto report = reader.read(numbers, progress.control());
     if (const ExitStatus end = endOf(report); end != ExitStatus::kDone) {
         throw BatchFailure(end, failureOf(report) + "\n" + progress.stoppedAt() +
                                     "\nNothing was printed or written to a file.");

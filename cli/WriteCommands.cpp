@@ -32,6 +32,16 @@ std::string readFile(const std::string& path) {
     return text;
 }
 
+std::vector<std::uint16_t> writableNumbers(const std::vector<workbench::WantedItem>& wanted) {
+    std::vector<std::uint16_t> numbers;
+    for (const auto& item : wanted) {
+        if (item.item.isWritable()) {
+            numbers.push_back(item.item.getId());
+        }
+    }
+    return numbers;
+}
+
 /// Writes wanted items to the phone of the arguments, or prints what it would do.
 class PhoneWrite {
 public:
@@ -43,7 +53,7 @@ public:
         workbench::ReadReport onPhone;
         if (!arguments_.comPort.empty()) {
             prepare();
-            onPhone = read(wanted);
+            onPhone = read(writableNumbers(wanted));
         }
         makePlan(std::move(wanted), onPhone);
         if (arguments_.isDryRun) {
@@ -60,39 +70,27 @@ private:
     /// Makes sure of the phone, and opens what it protects, where the user gave a code for that. The phone keeps it
     /// open until it is reset.
     void prepare() {
-        const std::string& port = arguments_.comPort;
-        workbench::PhoneIdentity phone;
-        failingWith(ExitStatus::kNoPhone, [&] {
-            session_.connect(port);
-            phone = workbench::askIdentity(session_);
-        });
-        if (arguments_.expectedSerial) {
-            if (!phone.isKnown() || phone.serialNumber != *arguments_.expectedSerial) {
-                throw BatchFailure(ExitStatus::kOtherPhone,
-                                   "The phone on " + port + " is " + workbench::fullName(phone) + ", not '" +
-                                       *arguments_.expectedSerial + "'. Nothing was written to it.");
-            }
+        const workbench::PhoneIdentity phone = read({}).phone;
+        if (arguments_.expectedSerial && (!phone.isKnown() || phone.serialNumber != *arguments_.expectedSerial)) {
+            throw BatchFailure(ExitStatus::kOtherPhone,
+                               "The phone on " + arguments_.comPort + " is " + workbench::fullName(phone) + ", not '" +
+                                   *arguments_.expectedSerial + "'. Nothing was written to it.");
+        }
+        if (phone.isKnown()) {
             expected_ = phone;
         }
         if (!arguments_.accessCode.empty() && !arguments_.isDryRun) {
             try {
                 session_.sendSpc(arguments_.accessCode.c_str());
             } catch (const TessraServer::Exception& error) {
-                throw BatchFailure(error.status() == com::kAccessDenied ? ExitStatus::kRefused
-                                                                        : ExitStatus::kOtherFailure,
-                                   error.what());
+                const bool isRefused = error.status() == com::kAccessDenied;
+                throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure, error.what());
             }
         }
     }
 
-    /// What the phone has now of the items that may be written.
-    workbench::ReadReport read(const std::vector<workbench::WantedItem>& wanted) {
-        std::vector<std::uint16_t> numbers;
-        for (const auto& item : wanted) {
-            if (item.item.isWritable()) {
-                numbers.push_back(item.item.getId());
-            }
-        }
+    /// What the phone has now of these items; who it is, also without any.
+    workbench::ReadReport read(const std::vector<std::uint16_t>& numbers) {
         PhoneProgress progress(catalog_);
         workbench::PhoneReader reader(session_, arguments_.comPort, {.expected = expected_});
         auto onPhone = reader.read(numbers, progress.control());

@@ -4,6 +4,8 @@
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/TickCount.h"
 #include "tessra/Interfaces.h"
+#include "workbench/MessageText.h"
+#include "workbench/PortReason.h"
 
 #include <utility>
 
@@ -97,7 +99,7 @@ bool PhoneContact::awaitReturn() {
                 return ended(End::kFailed, "The phone on " + comPort_ + " has left and did not return.",
                              error.status());
             }
-            kernel::sleepMs(lossOf(error.status()) == Loss::kDamage ? 0 : kReturnPollMs);
+            kernel::sleepMs(kReturnPollMs); // also after damage: a line that can't be believed fails at once
         }
     }
     return false;
@@ -156,6 +158,9 @@ bool PhoneContact::finish() {
 bool PhoneContact::ended(End end, std::string failure, std::int32_t status) {
     end_ = end;
     failure_ = std::move(failure);
+    if (const std::string reason = end == End::kFailed ? portReason(session_, comPort_) : ""; !reason.empty()) {
+        failure_ = shownMessage(failure_, {}, reason);
+    }
     failureStatus_ = status;
     return false;
 }

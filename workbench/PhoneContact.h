@@ -57,7 +57,8 @@ public:
 
     bool isHeld() const { return end_ == End::kNone; }
     End end() const { return end_; }
-    /// Why it has ended, for kOtherPhone and kFailed; and the service's status code, 0 where there is none.
+    /// Why it has ended, for kOtherPhone and kFailed, with what keeps the port from being used as the last line; and
+    /// the service's status code, 0 where there is none.
     const std::string& failure() const { return failure_; }
     std::int32_t failureStatus() const { return failureStatus_; }
     const PhoneIdentity& phone() const { return phone_; }

@@ -391,7 +391,7 @@ std::string WriteReport::summary() const {
 }
 
 PhoneWriter::PhoneWriter(TessraServer& session, const WritePlan& plan, WriteOptions options)
-    : session_(session), plan_(plan), options_(options) {}
+    : session_(session), plan_(plan), options_(std::move(options)) {}
 
 WriteReport PhoneWriter::write(const WorkControl& control) {
     WriteReport report{.comPort = plan_.comPort};

@@ -318,7 +318,7 @@ void CCalvaneDoc::resetPhone() {
 }
 
 bool CCalvaneDoc::connectPhone() {
-    return runBusy([this] { runWaiting([this] { catalog_->getTessraServer()->connect(comPort_); }); });
+    return runBusy([this] { runOnPhone([this] { catalog_->getTessraServer()->connect(comPort_); }); });
 }
 
 void CCalvaneDoc::setPhoneOffline() {

@@ -1,5 +1,7 @@
 #include "app/review/ItemReportDialog.h"
 
+#include "workbench/MessageText.h"
+
 #include <QDialogButtonBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -29,8 +31,8 @@ ItemReportDialog::ItemReportDialog(const PhoneReport& report, QWidget* parent) :
     list->setHeaderLabels({"Item", "Name", "Result"});
     QList<QTreeWidgetItem*> items;
     for (const PhoneReport::Item& item : report.items) {
-        items << new QTreeWidgetItem(
-            {QString::number(item.number), QString::fromStdString(item.name), QString::fromStdString(item.text)});
+        const QString text = QString::fromStdString(workbench::shownMessage(item.text)).simplified();
+        items << new QTreeWidgetItem({QString::number(item.number), QString::fromStdString(item.name), text});
     }
     list->addTopLevelItems(items);
     list->setColumnWidth(0, kNumberWidth);

@@ -1,6 +1,7 @@
 #include "app/review/ReviewDialog.h"
 
 #include "app/review/ReviewRowsModel.h"
+#include "workbench/MessageText.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>
@@ -140,7 +141,7 @@ void ReviewDialog::showTexts() {
     phone_->setVisible(shownStage_ != Stage::kNoValues);
     const auto& text = shownStage_ == Stage::kEnded ? review_.report().summary() : review_.plan().summary();
     counts_->setText(hasPlan ? QString::fromStdString(text) : QString());
-    message_->setText(QString::fromStdString(review_.message()));
+    message_->setText(QString::fromStdString(workbench::shownMessage(review_.message())));
     message_->setVisible(!review_.message().empty());
     progress_->setVisible(review_.isBusy());
     progress_->setRange(0, static_cast<int>(review_.progress().count));

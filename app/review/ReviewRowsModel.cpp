@@ -2,6 +2,7 @@
 
 #include "app/document/SubFieldText.h"
 #include "app/document/WriteReview.h"
+#include "workbench/MessageText.h"
 
 #include <QFont>
 #include <algorithm>
@@ -155,7 +156,7 @@ QVariant ReviewRowsModel::itemData(std::size_t planRow, int column, int role) co
     case kToBeWritten:
         return valuesOf(row.item);
     case kResult:
-        return QString::fromStdString(review_.rowText(planRow));
+        return QString::fromStdString(workbench::shownMessage(review_.rowText(planRow))).simplified();
     default:
         return {};
     }

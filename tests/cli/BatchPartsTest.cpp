@@ -25,12 +25,13 @@ protected:
     }
 };
 
+/// Deeper than the stack would bear if a message quoted it.
+const std::string kDeep =
+    R"({"items":[{"id":20,"fields":[{"value":)" + std::string(1000000, '[') + std::string(1000000, ']') + "}]}]}";
+const std::string kContradiction =
+    R"({"items":[{"id":20,"fields":[{"value":1}],"raw":"2C)" + std::string(252, '0') + "aB\"}]}";
+
 TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
-    // Deeper than the stack would bear if the message quoted it.
-    const std::string deep =
-        R"({"items":[{"id":20,"fields":[{"value":)" + std::string(1000000, '[') + std::string(1000000, ']') + "}]}]}";
-    const std::string raw = R"("raw":"2C)" + std::string(252, '0') + "aB\"}]}";
-    const std::string contradiction = R"({"items":[{"id":20,"fields":[{"value":1}],)" + raw;
     const struct {
         const char* text;
         std::string refusal;
@@ -49,7 +50,7 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
          "item 20: the value 1.5 is neither a whole number nor the text of one"},
         {R"({"items":[{"id":10,"fields":[{"value":"1,2"},{"value":"3"}]}]})",
          "item 10: the value \"1,2\" is neither a whole number nor the text of one"},
-        {deep.c_str(), "item 20: the value a list is neither a whole number nor the text of one"},
+        {kDeep.c_str(), "item 20: the value a list is neither a whole number nor the text of one"},
         {R"({"items":[{"id":10,"fields":[{"value":1},{"value":"18446744073709551616"}]}]})",
          "item 10: '18446744073709551616' for 'stamp' would be stored as 0: a QWORD is from 0 to "
          "18446744073709551615."},
@@ -59,7 +60,7 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
          "item 20: '1x' for 'x' is no decimal number: a BYTE is from 0 to 255."},
         {R"({"items":[{"id":20,"fields":[{"value":1}],"raw":"01"}]})",
          "item 20: its \"raw\" needs 256 hexadecimal digits"},
-        {contradiction.c_str(), "item 20: field 1 ('x') is 1 in \"value\" and 44 in \"raw\": take \"raw\" out"},
+        {kContradiction.c_str(), "item 20: field 1 ('x') is 1 in \"value\" and 44 in \"raw\": take \"raw\" out"},
         {R"({"items":[{"id":20,"fields":[{"value":1}]},{"id":20,"fields":[{"value":2}]}]})",
          "item 20 stands in it twice"},
     };

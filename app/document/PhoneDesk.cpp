@@ -31,6 +31,7 @@ std::map<std::uint16_t, std::string> namesOf(const std::vector<NvItem>& items) {
 
 std::vector<std::uint16_t> numbersIn(const std::map<std::uint16_t, std::string>& names) {
     std::vector<std::uint16_t> numbers;
+    numbers.reserve(names.size());
     for (const auto& [number, name] : names) {
         numbers.push_back(number);
     }
@@ -224,19 +225,30 @@ void PhoneDesk::askWho() {
         watch_.watch(session);
         *phone = workbench::askIdentity(session);
     };
+    heardDuringJob_.reset();
     asking_.start(ask, [this, phone, comPort = document_.comPort()](const std::string& failure) {
-        settle(comPort, failure.empty() ? std::optional(*phone) : std::nullopt);
+        // A job that has begun since may have gone to another port, and tells who is there.
+        if (!jobs_.isRunning() && comPort == document_.comPort()) {
+            settle(comPort, failure.empty() ? std::optional(*phone) : std::nullopt);
+        }
         if (std::exchange(askAgain_, false)) {
             askWho();
         }
     });
 }
 
+void PhoneDesk::noteUnasked() {
+    if (!isPresent_ || knownPort_ != document_.comPort()) {
+        settle(document_.comPort(), PhoneIdentity());
+    }
+}
+
 void PhoneDesk::heard(bool present) {
-    if (jobs_.isRunning()) {
-        heardDuringJob_ = present;
-    } else if (present && knownPort_ == document_.comPort()) {
+    if (present && knownPort_ == document_.comPort()) {
         askWho();
+    }
+    if (jobs_.isRunning() || asking_.isRunning()) {
+        heardDuringJob_ = present;
     }
     isPresent_ = isPresent_ && present;
     changed_();

@@ -59,6 +59,8 @@ public:
     bool connectFirst();
     /// Asks in the background who the phone on the port is; for after a command that has connected.
     void askWho();
+    /// For after a bare command that has reached a phone: somebody is there, and nobody has asked who.
+    void noteUnasked();
     /// What a job has learnt of the phone on `comPort`: who has answered, or nothing where nobody did. A phone that has
     /// left since is one that the session's events tell of.
     void settle(const std::string& comPort, std::optional<workbench::PhoneIdentity> phone);

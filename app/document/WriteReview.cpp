@@ -236,7 +236,7 @@ void WriteReview::retry() {
 
 void WriteReview::skipRefused() {
     for (const WriteResult& result : report_.results) {
-        if (result.state == WriteState::kRefused) {
+        if (canSkip(result)) {
             plan_.setTicked(result.row, false);
         }
     }
@@ -337,9 +337,12 @@ bool WriteReview::mayRetry() const {
 
 bool WriteReview::maySkip() const {
     return stage_ == Stage::kEnded && report_.count(WriteState::kNotTried) > 0 &&
-           std::ranges::any_of(report_.results, [this](const WriteResult& result) {
-               return result.state == WriteState::kRefused && plan_.rows[result.row].isWritten();
-           });
+           std::ranges::any_of(report_.results, [this](const WriteResult& result) { return canSkip(result); });
+}
+
+bool WriteReview::canSkip(const WriteResult& result) const {
+    return (result.state == WriteState::kRefused || result.state == WriteState::kReadBackDifferent) &&
+           plan_.rows[result.row].isWritten();
 }
 
 std::string WriteReview::phoneText() const {

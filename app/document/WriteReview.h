@@ -41,7 +41,7 @@ public:
     void write(bool verifyAfterReset);
     /// kEnded: tries again what is not written.
     void retry();
-    /// kEnded: leaves out what the phone has refused, and goes on.
+    /// kEnded: leaves out what the phone has refused, or reads back different, and goes on.
     void skipRefused();
     /// kEnded: sends the service programming code. It is kept nowhere.
     void sendCode(std::string code);
@@ -66,6 +66,7 @@ public:
     std::string line() const;
 
 private:
+    bool canSkip(const workbench::WriteResult& result) const;
     void takePlan(workbench::WritePlan plan);
     void leaveOutWritten();
     void followDate();

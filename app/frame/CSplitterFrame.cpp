@@ -213,7 +213,13 @@ void CSplitterFrame::readFromPhone() {
         if (safeHands_.isOn()) {
             desk_->read(*progress_, std::move(ended));
         } else {
-            document_->readFromPhone(*progress_, ended);
+            desk_->setReport({}); // it gives none, and that of another read would pass for its own
+            document_->readFromPhone(*progress_, [this, before = document_->baseline().lastSource(), ended] {
+                if (document_->baseline().lastSource() != before) {
+                    desk_->noteUnasked();
+                }
+                ended();
+            });
         }
     });
 }
@@ -224,10 +230,23 @@ void CSplitterFrame::readMissing() {
     }
 }
 
-void CSplitterFrame::runConnected(void (*run)(CCalvaneDoc& document)) {
-    if (desk_->connectFirst()) {
-        run(*document_);
-        desk_->askWho();
+bool CSplitterFrame::runSafely(CommandId command, void (*run)(CCalvaneDoc& document)) {
+    switch (command) {
+    case CommandId::kWriteChangedToPhone:
+        review(requestForChanged(*document_, *userInterface_));
+        return true;
+    case CommandId::kWriteListedToPhone:
+        review(requestForListed(*document_, *userInterface_));
+        return true;
+    case CommandId::kResetPhone:
+    case CommandId::kOfflineMode:
+        if (desk_->connectFirst()) {
+            run(*document_);
+            desk_->askWho();
+        }
+        return true;
+    default:
+        return false;
     }
 }
 
@@ -327,15 +346,7 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
         if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
-        if (!safeHands_.isOn()) {
-            known.run(*document_);
-        } else if (command == CommandId::kWriteChangedToPhone) {
-            review(requestForChanged(*document_, *userInterface_));
-        } else if (command == CommandId::kWriteListedToPhone) {
-            review(requestForListed(*document_, *userInterface_));
-        } else if (command == CommandId::kResetPhone || command == CommandId::kOfflineMode) {
-            runConnected(known.run);
-        } else {
+        if (!safeHands_.isOn() || !runSafely(command, known.run)) {
             known.run(*document_);
         }
     }

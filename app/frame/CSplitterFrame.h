@@ -100,8 +100,9 @@ private:
     void readMissing();
     /// Shows the progress window around a read, which is told what to call at its end.
     void beginRead(const std::function<void(std::function<void()> ended)>& read);
-    /// Runs a command for a connected phone on the phone of the document's port.
-    void runConnected(void (*run)(CCalvaneDoc& document));
+    /// Carries out a command that safe hands do otherwise: writes are reviewed first, and what a connected phone is
+    /// told goes to the one on the document's port. False for other commands.
+    bool runSafely(CommandId command, void (*run)(CCalvaneDoc& document));
     void review(WriteRequest request);
     void runDocumentCommand(CommandId command);
     /// Writes the selected item, whose edits are stored.

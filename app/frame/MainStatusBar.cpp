@@ -9,6 +9,7 @@
 #include <QEvent>
 #include <QFile>
 #include <QIcon>
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -27,7 +28,6 @@ constexpr int kIndicatorMargin = 12;
 } // namespace
 
 MainStatusBar::MainStatusBar(QWidget* parent) : QStatusBar(parent) {
-    setMinimumHeight(kMinimumHeight);
     auto* logo = new StatusPane(kLogoPaneId, "VELN LOGO", kLogoSize.width(), this);
     logo->setMinimumSize(kLogoSize.width(), kLogoSize.height() + 2 * logo->frameWidth());
     logo->setToolTip("");
@@ -50,6 +50,7 @@ MainStatusBar::MainStatusBar(QWidget* parent) : QStatusBar(parent) {
     reportButton_->setObjectName("report");
     connect(reportButton_, &StatusButton::clicked, this, &MainStatusBar::reportAsked);
     addPermanentWidget(reportButton_);
+    setMinimumHeight(std::max(kMinimumHeight, sizeHint().height())); // a bar's minimum counts more than its panes'
     qApp->installEventFilter(this);
 }
 

@@ -89,7 +89,7 @@ void ReviewDialog::makeButtons() {
     again_ = addButton("review_retry", "&Retry", &ReviewDialog::retry);
     code_ = addButton("review_code", "&Enter Service Code...", &ReviewDialog::enterCode);
     skip_ = addButton("review_skip", "&Skip", &ReviewDialog::skip);
-    skip_->setToolTip("Leaves out the items that the phone has refused, and writes the others");
+    skip_->setToolTip("Leaves out the items that the phone did not take, and writes the others");
     write_ = addButton("review_write", "&Write", &ReviewDialog::write);
     cancel_ = addButton("review_cancel", "Cancel", &ReviewDialog::reject);
     cancel_->setAutoDefault(true);
@@ -134,7 +134,7 @@ void ReviewDialog::showReview() {
 void ReviewDialog::showTexts() {
     const bool hasPlan = shownStage_ != Stage::kReading && shownStage_ != Stage::kNoValues;
     setWindowTitle(shownStage_ == Stage::kWriting ? "Writing To The Phone"
-                   : shownStage_ == Stage::kEnded ? "Written To The Phone"
+                   : shownStage_ == Stage::kEnded ? "Result Of The Write"
                                                   : "Review Before Writing");
     phone_->setText(hasPlan ? "Phone: " + QString::fromStdString(review_.phoneText())
                             : QString("Reading what the phone has..."));

@@ -120,7 +120,7 @@ std::optional<std::string> run(RoomyFileDialog& dialog) {
 std::optional<std::string> askFileToOpen(QWidget* parent, const FileQuestion& question) {
     RoomyFileDialog dialog(parent, question, QFileDialog::ExistingFile);
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
-    const auto path = run(dialog);
+    auto path = run(dialog);
     if (path) {
         rememberFolderOf(*path);
     }

@@ -293,6 +293,8 @@ void WriteReview::finishWrite(workbench::WriteReport report, const std::string& 
     for (const WriteResult& result : report_.results) {
         if (result.state == WriteState::kVerified) {
             document_.baseline().values().set(plan_.rows[result.row].item, source);
+            document_.catalog().setNvItem(
+                plan_.rows[result.row].item); // what it lists next has the values of the phone
         }
     }
     const bool answered = report_.phone != PhoneIdentity{} || message_.empty();

@@ -1,10 +1,12 @@
 #include "app/document/WriteReview.h"
 
 #include "phonelink/TessraServer.h"
+#include "workbench/PhoneContact.h"
 
 #include <algorithm>
 #include <ctime>
 #include <set>
+#include <stdexcept>
 #include <utility>
 
 using workbench::LeftOut;
@@ -311,8 +313,15 @@ void WriteReview::finishWrite(workbench::WriteReport report, const std::string& 
 void WriteReview::sendCode(std::string code) {
     message_.clear();
     auto sent = std::make_shared<std::string>(std::move(code));
-    const auto work = [&catalog = document_.catalog(), sent](const workbench::WorkControl&) {
-        catalog.getTessraServer()->sendSpc(sent->c_str());
+    const auto work = [&catalog = document_.catalog(), comPort = comPort_, phone = plan_.phone,
+                       sent](const workbench::WorkControl& control) {
+        TessraServer& session = *catalog.getTessraServer();
+        workbench::PhoneContact contact(session, comPort,
+                                        {.unknownPhoneAllowed = !phone.isKnown(), .isCancelled = control.isCancelled});
+        if (!contact.open(phone)) {
+            throw std::runtime_error(withReason("The code was not sent", contact.failure()));
+        }
+        session.sendSpc(sent->c_str());
     };
     const auto ended = [this, alive = std::weak_ptr(alive_), sent](const std::string& failure) {
         sent->assign(sent->size(), '\0');

@@ -43,7 +43,7 @@ public:
     void retry();
     /// kEnded: leaves out what the phone has refused, or reads back different, and goes on.
     void skipRefused();
-    /// kEnded: sends the service programming code. It is kept nowhere.
+    /// kEnded: sends the service programming code, to the plan's phone alone. It is kept nowhere.
     void sendCode(std::string code);
     /// Ends a job before its next item.
     void cancel() { desk_.cancel(); }

@@ -78,8 +78,9 @@ void PhoneJobs::reportProgress(const std::shared_ptr<Job>& job, const PhoneProgr
     });
 }
 
-void PhoneJobs::end(const std::shared_ptr<Job>& job) {
+void PhoneJobs::end(std::shared_ptr<Job> job) {
+    const std::shared_ptr<Job> finished = std::move(job);
     thread_.reset();
     job_.reset();
-    job->ended(job->failure);
+    finished->ended(finished->failure);
 }

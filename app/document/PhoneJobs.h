@@ -46,7 +46,7 @@ private:
     struct Job;
 
     void reportProgress(const std::shared_ptr<Job>& job, const PhoneProgress& progress);
-    void end(const std::shared_ptr<Job>& job);
+    void end(std::shared_ptr<Job> job); ///< by value: job_ may be given, which it empties
 
     UserInterface& userInterface_;
     std::shared_ptr<Job> job_; ///< posted work checks by this whether the job is still of interest

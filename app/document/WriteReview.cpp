@@ -173,7 +173,7 @@ void WriteReview::setTicked(std::size_t row, bool ticked) {
     }
     const bool anyBefore = isAnyOtherTicked();
     plan_.setTicked(row, ticked);
-    if (anyBefore != isAnyOtherTicked()) {
+    if (!anyBefore || !isAnyOtherTicked()) {
         followDate();
     }
     tellChanged();

@@ -37,7 +37,8 @@ struct WriteReport {
     std::chrono::system_clock::time_point when = {}; ///< the begin of the write, or of the last retry
     std::vector<WriteResult> results = {};           ///< one for each row that was to be written
     bool cancelled = false;
-    /// Another phone than the plan's answers, or one that can't be told from others: nothing was sent to it.
+    /// Another phone than the plan's answers, or one that can't be told from others. Rows that are not known
+    /// may have been sent to it.
     bool otherPhone = false;
     std::string failure = {}; ///< why the write ended before its end; empty where it did not
 

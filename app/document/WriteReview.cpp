@@ -284,9 +284,8 @@ void WriteReview::finishWrite(workbench::WriteReport report, const std::string& 
     report_ = std::move(report);
     stage_ = Stage::kEnded;
     message_ = failure.empty() ? report_.failure : failure;
-    if (report_.otherPhone) {
-        message_ = "Another phone than " + shortName(plan_.phone) + " is on " + comPort_ +
-                   ", or one that can't be told from others: nothing was sent to it.";
+    if (report_.otherPhone && report_.count(WriteState::kNotKnown) > 0) {
+        message_ += "\nWhat is not known may have been written to it.";
     } else if (message_.empty() && report_.cancelled) {
         message_ = "The write was cancelled.";
     }

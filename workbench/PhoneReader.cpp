@@ -43,6 +43,7 @@ void readInto(ReadReport& report, const std::vector<std::size_t>& positions, Pho
         }
     }
     report.phone = contact.phone();
+    report.phoneHeld = contact.isHeld();
     report.cancelled = report.cancelled || contact.end() == PhoneContact::End::kCancelled;
     report.otherPhone = contact.end() == PhoneContact::End::kOtherPhone;
     report.failure = contact.failure();

@@ -40,6 +40,7 @@ struct ReadReport {
     std::chrono::system_clock::time_point when; ///< its begin
     std::vector<ItemReading> readings;          ///< one for each item that was asked for, in that order
     bool cancelled = false;
+    bool phoneHeld = false;  ///< the phone has said who it is in this run, and was there until its end
     bool otherPhone = false; ///< another phone than the expected one answers, or one that can't be told from others
     std::string failure;     ///< why the read ended before its end; empty where it did not
     std::int32_t failureStatus = 0; ///< the status code of the service for that (tessra/Interfaces.h); 0: none

@@ -103,6 +103,7 @@ private:
 
 void Run::carryOut() {
     report_.cancelled = false;
+    report_.phoneHeld = false;
     report_.otherPhone = false;
     report_.failure.clear();
     report_.when = std::chrono::system_clock::now();
@@ -329,6 +330,7 @@ void Run::verifyAfterReset() {
 void Run::close() {
     isStillThePhone();
     report_.phone = contact_.phone();
+    report_.phoneHeld = contact_.isHeld();
     report_.cancelled = report_.cancelled || contact_.end() == PhoneContact::End::kCancelled;
     report_.otherPhone = contact_.end() == PhoneContact::End::kOtherPhone;
     if (!contact_.isHeld()) {

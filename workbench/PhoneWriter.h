@@ -37,6 +37,7 @@ struct WriteReport {
     std::chrono::system_clock::time_point when = {}; ///< the begin of the write, or of the last retry
     std::vector<WriteResult> results = {};           ///< one for each row that was to be written
     bool cancelled = false;
+    bool phoneHeld = false; ///< the phone has said who it is in this run, and was there until its end
     /// Another phone than the plan's answers, or one that can't be told from others. Rows that are not known
     /// may have been sent to it.
     bool otherPhone = false;

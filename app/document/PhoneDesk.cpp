@@ -172,8 +172,7 @@ void PhoneDesk::startRead(const std::shared_ptr<Reading>& reading, ProgressWindo
 void PhoneDesk::finishRead(Reading& reading, const std::string& failure) {
     const workbench::ReadReport& report = reading.report;
     const std::string& problem = failure.empty() ? report.failure : failure;
-    const bool answered = report.count(ReadState::kNotTried) < report.readings.size();
-    settle(reading.comPort, answered || problem.empty() ? std::optional(report.phone) : std::nullopt);
+    settle(reading.comPort, report, failure);
     if (!reading.items.empty() || (problem.empty() && !report.cancelled)) {
         if (reading.begun) {
             document_.addItemsFromPhone(reading.items, report.phone, reading.comPort);

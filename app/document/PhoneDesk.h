@@ -64,6 +64,18 @@ public:
     /// What a job has learnt of the phone on `comPort`: who has answered, or nothing where nobody did. A phone that has
     /// left since is one that the session's events tell of.
     void settle(const std::string& comPort, std::optional<workbench::PhoneIdentity> phone);
+    /// The same by the report of a read or write, or by what the job has thrown. Where that does not say who is there,
+    /// it is asked.
+    template <typename Report>
+    void settle(const std::string& comPort, const Report& report, const std::string& thrown) {
+        if (thrown.empty() && report.phoneHeld) {
+            settle(comPort, report.phone);
+        } else if (thrown.empty() && (report.otherPhone || report.failure.empty())) {
+            askWho();
+        } else {
+            settle(comPort, std::nullopt);
+        }
+    }
 
     /// "MODEL SERIAL - 3 changed", "not connected", "no phone".
     std::string paneText() const;

@@ -109,7 +109,7 @@ void WriteReview::readPhone() {
         }
         message_ = failure.empty() ? onPhone->failure : failure;
         const bool isWhole = message_.empty() && !onPhone->cancelled && !onPhone->otherPhone;
-        desk_.settle(comPort_, message_.empty() ? std::optional(onPhone->phone) : std::nullopt);
+        desk_.settle(comPort_, *onPhone, failure);
         stage_ = isWhole ? Stage::kReviewing : Stage::kNoValues;
         if (isWhole) {
             takePlan(std::move(*plan));
@@ -298,8 +298,7 @@ void WriteReview::finishWrite(workbench::WriteReport report, const std::string& 
                 plan_.rows[result.row].item); // what it lists next has the values of the phone
         }
     }
-    const bool answered = report_.phone != PhoneIdentity{} || message_.empty();
-    desk_.settle(comPort_, answered ? std::optional(report_.phone) : std::nullopt);
+    desk_.settle(comPort_, report_, failure);
     PhoneReport told{.line = line()};
     for (const WriteResult& result : report_.results) {
         told.items.push_back({result.number, plan_.rows[result.row].item.getName(), rowText(result.row)});
@@ -326,6 +325,11 @@ void WriteReview::sendCode(std::string code) {
         sent->assign(sent->size(), '\0');
         if (alive.expired()) {
             return;
+        }
+        if (failure.empty()) {
+            desk_.settle(comPort_, plan_.phone);
+        } else {
+            desk_.askWho();
         }
         message_ = failure.empty() ? "The phone has accepted the code." : failure;
         tellChanged();

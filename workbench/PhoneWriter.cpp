@@ -244,6 +244,7 @@ bool Run::takeRest(const PlanRow& row, const ItemReading& onPhone, ItemData& wan
 Sent Run::send(WriteResult& result, const ItemData& wanted) {
     result.readBack.reset();
     result.reason.clear();
+    result.state = WriteState::kNotKnown; // also where the worker throws
     try {
         session_.writeNv(result.number, wanted.data(), result.status);
         lastAnswer_ = std::chrono::system_clock::now();
@@ -396,14 +397,19 @@ PhoneWriter::PhoneWriter(TessraServer& session, const WritePlan& plan, WriteOpti
     : session_(session), plan_(plan), options_(std::move(options)) {}
 
 WriteReport PhoneWriter::write(const WorkControl& control) {
-    WriteReport report{.comPort = plan_.comPort};
+    WriteReport report;
+    write(report, control);
+    return report;
+}
+
+void PhoneWriter::write(WriteReport& report, const WorkControl& control) {
+    report = {.comPort = plan_.comPort};
     for (std::size_t i = 0; i < plan_.rows.size(); ++i) {
         if (plan_.rows[i].isWritten()) {
             report.results.push_back({.row = i, .number = plan_.rows[i].item.getId()});
         }
     }
     retry(report, control);
-    return report;
 }
 
 void PhoneWriter::retry(WriteReport& report, const WorkControl& control) {

@@ -76,6 +76,8 @@ public:
     PhoneWriter(TessraServer& session, const WritePlan& plan, WriteOptions options = {});
 
     WriteReport write(const WorkControl& control = {});
+    /// The same into `report`, which has what was done until then where this throws.
+    void write(WriteReport& report, const WorkControl& control);
     /// Tries the rows of `report` again that are not verified and still ticked in the plan. One that is not known is
     /// read back first, and not sent where that shows other bytes than those from before the write.
     void retry(WriteReport& report, const WorkControl& control = {});

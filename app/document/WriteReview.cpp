@@ -226,7 +226,7 @@ void WriteReview::write(bool verifyAfterReset) {
     request_.take(document_, plan_);
     document_.updateAllViews();
     carryOut([](workbench::PhoneWriter& writer, workbench::WriteReport& report, const workbench::WorkControl& control) {
-        report = writer.write(control);
+        writer.write(report, control);
     });
 }
 
@@ -293,9 +293,9 @@ void WriteReview::finishWrite(workbench::WriteReport report, const std::string& 
         workbench::Source{workbench::PhoneSource{plan_.phone, comPort_}, report_.when});
     for (const WriteResult& result : report_.results) {
         if (result.state == WriteState::kVerified) {
-            document_.baseline().values().set(plan_.rows[result.row].item, source);
-            document_.catalog().setNvItem(
-                plan_.rows[result.row].item); // what it lists next has the values of the phone
+            const NvItem& written = plan_.rows[result.row].item;
+            document_.baseline().values().set(written, source);
+            document_.catalog().setNvItem(written); // what it lists next has the values of the phone
         }
     }
     desk_.settle(comPort_, report_, failure);

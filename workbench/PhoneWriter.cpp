@@ -229,7 +229,12 @@ bool Run::mayWrite() {
 
 // Completes `wanted` by the bytes behind the sub-fields. False where nobody knows them.
 bool Run::takeRest(const PlanRow& row, const ItemReading& onPhone, ItemData& wanted, WriteResult& result) const {
-    if (onPhone.state == ReadState::kMissing || onPhone.state == ReadState::kNotTried) {
+    if (onPhone.state != ReadState::kRead && onPhone.state != ReadState::kNoValue) {
+        // What was sent before stays not known.
+        if (onPhone.state == ReadState::kFailed && result.state != WriteState::kNotKnown) {
+            result.state = WriteState::kRefused;
+            result.status = onPhone.status;
+        }
         result.reason = "The bytes behind its sub-fields could not be read: " + onPhone.reason;
         return false;
     }

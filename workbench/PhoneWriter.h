@@ -16,7 +16,8 @@ namespace workbench {
 enum class WriteState {
     kNotTried,
     kVerified, ///< written, and read back with all 128 bytes
-    kRefused,  ///< the phone answered an NV status, or the packet was refused
+    kRefused,  ///< the phone answered an NV status, or the packet was refused: that of the write, or that of the read
+               ///< which the bytes behind the sub-fields need before it
     kReadBackDifferent,
     kNotKnown, ///< sent, but neither its answer nor a read-back came: it may be on the phone or not
 };

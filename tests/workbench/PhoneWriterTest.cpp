@@ -374,6 +374,19 @@ TEST_F(PhoneWriterTest, BytesThatNobodyKnowsAreReadBeforeTheWrite) {
     EXPECT_EQ(onPhone(), "1e 2e 3e 4e ");
 }
 
+TEST_F(PhoneWriterTest, AnItemThatThePhoneDoesNotReadKeepsItsLastBytes) {
+    spoil(FaultKind::kNvStatus, 4);
+    plan_ = makePlan(wanted(), readAll());
+    plan_.setTicked(1, true);
+    WriteReport report = write({.goOnAfterRefusal = true});
+    EXPECT_EQ(report.results[1].reason.find("The bytes behind its sub-fields could not be read: Command failed"), 0U);
+    EXPECT_EQ(statesOf(report) + std::to_string(report.results[1].status), "vrvv4");
+    EXPECT_EQ(writesOf(2), 0U);
+    faults().clear(); // as by the service code
+    retry(report);
+    EXPECT_EQ(onPhone(), "1e 2e 3e 4e ");
+}
+
 TEST_F(PhoneWriterTest, VerifiesOnceMoreAfterAReset) {
     EXPECT_EQ(statesOf(write({.verifyAfterReset = true})), "vvvv");
     EXPECT_EQ(faults().count(Call::kChangeMode), 1U);

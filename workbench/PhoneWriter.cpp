@@ -148,14 +148,12 @@ void Run::writeRows() {
         if (hasFailed_ || !contact_.isHeld()) {
             return;
         }
-        if (!goesOnAfter(result)) {
-            if (position + 1 < pending.size()) {
-                stopAt(result);
-            }
+        if (!goesOnAfter(result) && position + 1 < pending.size()) {
+            stopAt(result);
             return;
         }
     }
-    if (options_.verifyAfterReset) {
+    if (options_.verifyAfterReset && report_.lacksResetCheck && !isCancelled()) {
         verifyAfterReset();
     }
 }
@@ -302,6 +300,7 @@ ItemReading Run::readBack(WriteResult& result, const ItemData& wanted) {
     forgetConfirmed();
     if (result.state == WriteState::kVerified) {
         unconfirmed_.push_back(&result);
+        report_.lacksResetCheck = report_.lacksResetCheck || options_.verifyAfterReset;
     }
     return reading;
 }
@@ -318,7 +317,10 @@ void Run::verifyAfterReset() {
         return;
     }
     contact_.awaitReturn();
-    for (std::size_t position = 0; position < verified.size() && contact_.isHeld() && !isCancelled(); ++position) {
+    for (std::size_t position = 0; position < verified.size(); ++position) {
+        if (!contact_.isHeld() || isCancelled()) {
+            return;
+        }
         WriteResult& result = *verified[position];
         if (control_.progress) {
             control_.progress(position, verified.size(), result.number);
@@ -329,6 +331,7 @@ void Run::verifyAfterReset() {
             judge(result, reading, wanted);
         }
     }
+    report_.lacksResetCheck = !contact_.isHeld();
 }
 
 void Run::close() {
@@ -392,6 +395,7 @@ std::string WriteReport::summary() const {
             text += (text.empty() ? "" : ", ") + std::to_string(resultCount) + words;
         }
     }
+    text += lacksResetCheck && count(WriteState::kVerified) > 0 ? ", not verified after a reset" : "";
     return text.empty() ? "nothing written" : text;
 }
 

@@ -397,6 +397,37 @@ TEST_F(PhoneWriterTest, VerifiesOnceMoreAfterAReset) {
     EXPECT_EQ(statesOf(report) + report.failure, "vvvvTessraServer::resetImpl - Timeout waiting for response");
 }
 
+TEST_F(PhoneWriterTest, TellsWhatHasNotBeenVerifiedAfterTheReset) {
+    const struct {
+        const char* name;
+        std::uint16_t refused;     ///< 0: no item
+        std::uint16_t cancelledAt; ///< 0: at none
+        const char* summary;
+        std::size_t resets;
+    } rows[] = {
+        {"a stop at the last item", 4, 0, "3 written and verified, 1 refused", 1},
+        {"a stop before it", 2, 0, "1 written and verified, 1 refused, 2 not tried, not verified after a reset", 0},
+        {"cancelled at the last item", 0, 4, "4 written and verified, not verified after a reset", 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        startAnew();
+        auto refusal = faultAt(Call::kSend, FaultKind::kNvStatus, 7);
+        refusal.item = row.refused;
+        refusal.firstCall = refusal.lastCall = 1;
+        faults().add(refusal);
+        std::uint16_t last = 0;
+        const WorkControl control{.progress = [&](std::size_t, std::size_t, std::uint16_t number) { last = number; },
+                                  .isCancelled = [&] { return row.cancelledAt != 0 && last == row.cancelledAt; }};
+        WriteReport report = write({.verifyAfterReset = true}, control);
+        EXPECT_EQ(report.summary(), row.summary);
+        EXPECT_EQ(faults().count(Call::kChangeMode), row.resets);
+        retry(report, {.verifyAfterReset = true});
+        EXPECT_EQ(report.summary(), "4 written and verified");
+        EXPECT_EQ(faults().count(Call::kChangeMode), row.resets + 1);
+    }
+}
+
 class WriteToUnknownPhone : public PhoneWriterTest {
 protected:
     WriteToUnknownPhone() : PhoneWriterTest("") {}

@@ -123,7 +123,7 @@ public:
                                                     ProgressCallback callback);
 
     /// The supported item with this number; for one that the ring does not describe, a "No Name" item.
-    NvItem describedItem(std::uint16_t nvItemId) const;
+    virtual NvItem describedItem(std::uint16_t nvItemId) const;
 
 private:
     using ItemMap = std::map<std::uint16_t, NvItem>;

@@ -43,14 +43,15 @@ PhoneContact::PhoneContact(TessraServer& session, std::string comPort, ContactOp
     : session_(session), comPort_(std::move(comPort)), options_(std::move(options)) {}
 
 bool PhoneContact::open(const std::optional<PhoneIdentity>& expected) {
-    try {
-        session_.connect(comPort_);
-    } catch (const TessraServer::Exception& error) {
-        return ended(End::kFailed, error.what(), error.status());
-    }
     phone_ = expected.value_or(PhoneIdentity());
-    for (unsigned tries = 0;; ++tries) {
+    const std::uint32_t start = kernel::tickCount();
+    bool isConnected = false;
+    for (unsigned tries = 0;;) {
         try {
+            if (!isConnected) {
+                session_.connect(comPort_);
+                isConnected = true;
+            }
             const PhoneIdentity found = askIdentity(session_);
             if (expected) {
                 return compare(found, !options_.unknownPhoneAllowed);
@@ -60,12 +61,18 @@ bool PhoneContact::open(const std::optional<PhoneIdentity>& expected) {
             return true;
         } catch (const TessraServer::Exception& error) {
             const Loss loss = lossOf(error.status());
-            if ((loss != Loss::kSilence && loss != Loss::kDamage) || tries == options_.repeats) {
+            const bool isLost = isConnected && (loss == Loss::kSilence || loss == Loss::kDamage);
+            const bool isAwaited = loss == Loss::kLeft && phone_.isKnown() &&
+                                   kernel::elapsedMs(start, kernel::tickCount()) < options_.returnMs;
+            if (!isAwaited && (!isLost || tries++ == options_.repeats)) {
                 return ended(End::kFailed, error.what(), error.status());
             }
-        }
-        if (endIfCancelled()) {
-            return false;
+            if (endIfCancelled()) {
+                return false;
+            }
+            if (isAwaited) {
+                kernel::sleepMs(kReturnPollMs);
+            }
         }
     }
 }

@@ -40,7 +40,8 @@ public:
 
     PhoneContact(TessraServer& session, std::string comPort, ContactOptions options = {});
 
-    /// Connects the session and asks the phone who it is, once. `expected`: the phone that it has to be.
+    /// Connects the session and asks the phone who it is, once. `expected`: the phone that it has to be; one that has a
+    /// serial number is waited for where no phone is present, as after it has left.
     bool open(const std::optional<PhoneIdentity>& expected = std::nullopt);
     /// Asks anew who it is, as after a silence.
     bool confirm();

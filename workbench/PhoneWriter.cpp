@@ -149,14 +149,12 @@ void Run::writeRows() {
         if (hasFailed_ || !contact_.isHeld()) {
             return;
         }
-        if (!goesOnAfter(result)) {
-            if (position + 1 < pending.size()) {
-                stopAt(result);
-            }
+        if (!goesOnAfter(result) && position + 1 < pending.size()) {
+            stopAt(result);
             return;
         }
     }
-    if (options_.verifyAfterReset) {
+    if (options_.verifyAfterReset && report_.lacksResetCheck && !isCancelled()) {
         verifyAfterReset();
     }
 }
@@ -230,7 +228,12 @@ bool Run::mayWrite() {
 
 // Completes `wanted` by the bytes behind the sub-fields. False where nobody knows them.
 bool Run::takeRest(const PlanRow& row, const ItemReading& onPhone, ItemData& wanted, WriteResult& result) const {
-    if (onPhone.state == ReadState::kMissing || onPhone.state == ReadState::kNotTried) {
+    if (onPhone.state != ReadState::kRead && onPhone.state != ReadState::kNoValue) {
+        // What was sent before stays not known.
+        if (onPhone.state == ReadState::kFailed && result.state != WriteState::kNotKnown) {
+            result.state = WriteState::kRefused;
+            result.status = onPhone.status;
+        }
         result.reason = "The bytes behind its sub-fields could not be read: " + onPhone.reason;
         return false;
     }
@@ -299,6 +302,7 @@ ItemReading Run::readBack(WriteResult& result, const ItemData& wanted) {
     forgetConfirmed();
     if (result.state == WriteState::kVerified) {
         unconfirmed_.push_back(&result);
+        report_.lacksResetCheck = report_.lacksResetCheck || options_.verifyAfterReset;
     }
     return reading;
 }
@@ -315,7 +319,10 @@ void Run::verifyAfterReset() {
         return;
     }
     contact_.awaitReturn();
-    for (std::size_t position = 0; position < verified.size() && contact_.isHeld() && !isCancelled(); ++position) {
+    for (std::size_t position = 0; position < verified.size(); ++position) {
+        if (!contact_.isHeld() || isCancelled()) {
+            return;
+        }
         WriteResult& result = *verified[position];
         if (control_.progress) {
             control_.progress(position, verified.size(), result.number);
@@ -326,6 +333,7 @@ void Run::verifyAfterReset() {
             judge(result, reading, wanted);
         }
     }
+    report_.lacksResetCheck = !contact_.isHeld();
 }
 
 void Run::close() {
@@ -390,6 +398,7 @@ std::string WriteReport::summary() const {
             text += (text.empty() ? "" : ", ") + std::to_string(resultCount) + words;
         }
     }
+    text += lacksResetCheck && count(WriteState::kVerified) > 0 ? ", not verified after a reset" : "";
     return text.empty() ? "nothing written" : text;
 }
 

@@ -18,6 +18,7 @@ protected:
         Calvane catalog;
         catalog.loadDecoderRingFile("NV Decoder.vrk");
         catalog.createMoxFile(path("bench.mox").toStdString(), doc().nvItems());
+        catalog.createMoxFile(path("other item.mox").toStdString(), {doc().nvItems()[1]});
         clickLine(0);
     }
     void TearDown() override { ReviewSwitch::setOn(false); } // and nobody is asked at the end
@@ -88,6 +89,7 @@ struct ListCommand {
 constexpr ListCommand kListCommands[] = {
     {"read from the phone", CommandId::kReadFromPhone, "Keep Changes"},
     {"read from a file", CommandId::kReadFromMox, "Keep Changes", "bench.mox"},
+    {"read from a file without the item", CommandId::kReadFromMox, "Keep Changes", "other item.mox"},
     {"list all supported items", CommandId::kReadSupportedItems, "Keep Changes"},
     {"sort by name", CommandId::kSortAlphabetical, ""},
     {"sort by number", CommandId::kSortByIdNumber, ""},
@@ -247,9 +249,11 @@ TEST_F(Edits, AreMarkedUndoneAndReverted) {
     run(CommandId::kUndo);
     EXPECT_EQ(value(10) + " " + value(20), "66 8");
     clickLine(0);
+    type(0, "7x");
     type(1, "77");
     run(CommandId::kRevertSubField);
     EXPECT_EQ(value(10, 0) + " " + value(10, 1), "66 -2");
+    EXPECT_EQ(edit(0).text(), "7x");
     run(CommandId::kRevertItem);
     EXPECT_EQ(marked(), std::vector<int>{20});
 }

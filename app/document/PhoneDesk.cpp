@@ -117,8 +117,7 @@ void PhoneDesk::run(PhoneJobs::Work work, PhoneJobs::Ended ended, PhoneJobs::Pro
 void PhoneDesk::read(ProgressWindow& progress, std::function<void()> ended) {
     auto reading = std::make_shared<Reading>();
     startRead(reading, progress, [this, reading, ended = std::move(ended)](const std::string& failure) {
-        const auto edits =
-            document_.keepsEdits() ? document_.baseline().edits(document_.nvItems()) : std::vector<KeptEdit>();
+        const auto edits = document_.editsToKeep();
         finishRead(*reading, failure);
         keepUnread(edits);
         ended();

@@ -2,6 +2,7 @@
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
+#include "workbench/PortReason.h"
 
 #include <algorithm>
 #include <iostream>
@@ -21,20 +22,23 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
     }
 }
 
-/// Says on which ports phones are, unless the port has one. The failures of a connect do not say it. Answers whether it
-/// has one.
+/// Says on which ports phones are, unless the port has one: the failures of a connect do not say it. They do say why a
+/// port can't be used, and then that is all of it. Answers whether it has a phone.
 bool explainPort(Calvane& catalog, const std::string& comPort) {
     try {
         const auto ports = catalog.getTessraServer()->getActiveComPorts();
         if (std::find(ports.begin(), ports.end(), comPort) != ports.end()) {
             return true;
         }
-        std::cerr << "No phone is present on " << comPort << ".";
+        const bool isExplained = !workbench::portReason(*catalog.getTessraServer(), comPort).empty();
+        const std::string absent = isExplained ? "" : "No phone is present on " + comPort + ".";
         std::string present;
         for (const std::string& port : ports) {
-            present += (present.empty() ? " Phones are present on: " : ", ") + port;
+            present += (present.empty() ? "Phones are present on: " : ", ") + port;
         }
-        std::cerr << present << (present.empty() ? "\n" : ".\n");
+        present += present.empty() ? "" : ".";
+        std::cerr << absent << (absent.empty() || present.empty() ? "" : " ") << present
+                  << (isExplained && present.empty() ? "" : "\n");
         return false;
     } catch (const std::exception&) {
         return true; // it was an explanation; the failure itself has been told

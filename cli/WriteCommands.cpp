@@ -10,6 +10,7 @@
 #include "platform/com/Status.h"
 #include "platform/kernel/RegularFile.h"
 #include "workbench/PhoneIdentity.h"
+#include "workbench/PortReason.h"
 
 #include <cerrno>
 #include <iostream>
@@ -84,7 +85,8 @@ private:
                 session_.sendSpc(arguments_.accessCode.c_str());
             } catch (const TessraServer::Exception& error) {
                 const bool isRefused = error.status() == com::kAccessDenied;
-                throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure, error.what());
+                throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure,
+                                   workbench::withPortReason(error.what(), session_, arguments_.comPort));
             }
         }
     }

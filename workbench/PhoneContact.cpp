@@ -4,7 +4,6 @@
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/TickCount.h"
 #include "tessra/Interfaces.h"
-#include "workbench/MessageText.h"
 #include "workbench/PortReason.h"
 
 #include <utility>
@@ -164,10 +163,7 @@ bool PhoneContact::finish() {
 
 bool PhoneContact::ended(End end, std::string failure, std::int32_t status) {
     end_ = end;
-    failure_ = std::move(failure);
-    if (const std::string reason = end == End::kFailed ? portReason(session_, comPort_) : ""; !reason.empty()) {
-        failure_ = shownMessage(failure_, {}, reason);
-    }
+    failure_ = end == End::kFailed ? withPortReason(failure, session_, comPort_) : std::move(failure);
     failureStatus_ = status;
     return false;
 }

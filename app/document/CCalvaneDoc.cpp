@@ -299,10 +299,14 @@ void CCalvaneDoc::readFromMoxFile() {
     }
     fileName_ = *path;
     std::vector<NvItem> items;
-    const auto readFile = [&] { items = catalog_->getNvItemFrompMoxFile(*path); };
+    std::optional<PhoneProperties> properties;
+    const auto readFile = [&] {
+        items = catalog_->getNvItemFrompMoxFile(*path);
+        properties = catalog_->phonePropertiesOf(*path);
+    };
     if (runBusy([&] { runWaiting(readFile); })) {
         const auto edits = editsToKeep();
-        baseline_.takeFromFile(items, *path, std::nullopt);
+        baseline_.takeFromFile(items, *path, std::move(properties));
         replaceItems(std::move(items), edits);
         updateAllViews();
     }

@@ -62,6 +62,18 @@ TEST_F(BatchTool, AFailureTellsHowFarItGotAndWhereThePhonesAre) {
                     .err.starts_with("Can't write '/nowhere/j': No such file or directory\nWritten before it: 't'\n"));
 }
 
+TEST_F(BatchTool, WhyAPortCantBeUsedIsToldOnce) {
+    write("Tessra.toml", "[[port]]\nname = \"COM1\"\ndevice = \"none\"\n");
+    for (const char* arguments : {"read", "reset", "set 30 8"}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 3) << arguments;
+        const std::string reason = "\nnone: can't be opened: No such file or directory\n"; // not the log's line
+        EXPECT_NE(outcome.err.find(reason), std::string::npos) << arguments << ": " << outcome.err;
+        EXPECT_EQ(outcome.err.find(reason), outcome.err.rfind(reason)) << outcome.err;
+        EXPECT_EQ(outcome.err.find("No phone is present"), std::string::npos) << outcome.err;
+    }
+}
+
 TEST_F(BatchTool, ProtectedItemsNeedTheAccessCode) {
     write("phone.nvmem", "30 0 07 protected\n");
     service("spc = \"123456\"\n");

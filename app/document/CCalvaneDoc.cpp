@@ -209,11 +209,18 @@ void CCalvaneDoc::replaceItems(std::vector<NvItem> items, const std::vector<Kept
     listChanged_ = true;
     baseline_.itemsChanged();
     const auto positions = edits.empty() ? PositionsByNumber() : positionsByNumber(nvItems_);
+    const std::size_t replacing = nvItems_.size();
     for (const KeptEdit& edit : edits) {
         const auto found = positions.find(edit.edited.getId());
-        if (found != positions.end() && edit.giveTo(nvItems_[found->second])) {
+        if (found == positions.end()) {
+            changedItems_.insert(nvItems_.size());
+            nvItems_.push_back(edit.edited);
+        } else if (edit.giveTo(nvItems_[found->second])) {
             changedItems_.insert(found->second);
         }
+    }
+    if (nvItems_.size() > replacing) {
+        sortItems(sortAlphabetical_);
     }
 }
 

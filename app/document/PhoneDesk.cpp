@@ -117,10 +117,7 @@ void PhoneDesk::run(PhoneJobs::Work work, PhoneJobs::Ended ended, PhoneJobs::Pro
 void PhoneDesk::read(ProgressWindow& progress, std::function<void()> ended) {
     auto reading = std::make_shared<Reading>();
     startRead(reading, progress, [this, reading, ended = std::move(ended)](const std::string& failure) {
-        const auto edits =
-            document_.keepsEdits() ? document_.baseline().edits(document_.nvItems()) : std::vector<KeptEdit>();
         finishRead(*reading, failure);
-        keepUnread(edits);
         ended();
     });
 }
@@ -188,22 +185,6 @@ void PhoneDesk::finishRead(Reading& reading, const std::string& failure) {
     }
     if (!problem.empty()) {
         userInterface_.showMessage(problem, kExceptionCaption, MessageIcon::kError);
-    }
-}
-
-// Edited items of which the phone has told nothing stay in the list as well.
-void PhoneDesk::keepUnread(const std::vector<KeptEdit>& edits) {
-    bool anyAdded = false;
-    for (const KeptEdit& edit : edits) {
-        const auto isSame = [&](const NvItem& item) { return item.getId() == edit.edited.getId(); };
-        if (std::ranges::none_of(document_.nvItems(), isSame)) {
-            document_.appendItem(edit.edited);
-            document_.putItem(edit.edited);
-            anyAdded = true;
-        }
-    }
-    if (anyAdded) {
-        document_.sortItems(document_.sortAlphabetical());
     }
 }
 

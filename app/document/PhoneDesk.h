@@ -78,7 +78,6 @@ private:
 
     void startRead(const std::shared_ptr<Reading>& reading, ProgressWindow& progress, PhoneJobs::Ended ended);
     void finishRead(Reading& reading, const std::string& failure);
-    void keepUnread(const std::vector<KeptEdit>& edits);
     void heard(bool present);
     std::string phoneText() const;
     std::string changedText() const;

@@ -18,6 +18,7 @@ protected:
         Calvane catalog;
         catalog.loadDecoderRingFile("NV Decoder.vrk");
         catalog.createMoxFile(path("bench.mox").toStdString(), doc().nvItems());
+        catalog.createMoxFile(path("other item.mox").toStdString(), {doc().nvItems()[1]});
         clickLine(0);
     }
     void TearDown() override { ReviewSwitch::setOn(false); } // and nobody is asked at the end
@@ -28,7 +29,10 @@ protected:
         const auto found = std::ranges::find(items, number, &NvItem::getId);
         return found == items.end() ? nullptr : &*found;
     }
-    std::string value(int number, std::size_t field = 0) { return find(number)->getSubItems()[field].value; }
+    std::string value(int number, std::size_t field = 0) {
+        const NvItem* item = find(number);
+        return item == nullptr ? "not listed" : item->getSubItems()[field].value;
+    }
     std::string textOf(const char* name) { return frame().findChild<QLabel*>(name)->text().toStdString(); }
     std::string hint(int row) {
         auto* label = frame().findChild<QLabel*>(QString("ctl_%1_hint").arg(7000 + row));
@@ -88,6 +92,7 @@ struct ListCommand {
 constexpr ListCommand kListCommands[] = {
     {"read from the phone", CommandId::kReadFromPhone, "Keep Changes"},
     {"read from a file", CommandId::kReadFromMox, "Keep Changes", "bench.mox"},
+    {"read from a file without the item", CommandId::kReadFromMox, "Keep Changes", "other item.mox"},
     {"list all supported items", CommandId::kReadSupportedItems, "Keep Changes"},
     {"sort by name", CommandId::kSortAlphabetical, ""},
     {"sort by number", CommandId::kSortByIdNumber, ""},

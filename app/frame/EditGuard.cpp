@@ -161,13 +161,18 @@ void EditGuard::redo() {
 
 void EditGuard::revert(CommandId command) {
     editor_.store(); // so that undoing brings it back
-    editor_.drop();
+    const auto row = editor_.focusedRow();
+    if (command == CommandId::kRevertSubField && row && safeHands_.isOn()) {
+        editor_.dropTyped(*row); // what is held in the other boxes is none of its business
+    } else {
+        editor_.drop();
+    }
     const NvItem* item = document_.selectedItem();
     if (command == CommandId::kRevertAll) {
         history_.revertAll();
     } else if (item != nullptr && command == CommandId::kRevertItem) {
         history_.revertItem(*item);
-    } else if (const auto row = editor_.focusedRow(); item != nullptr && row) {
+    } else if (item != nullptr && row) {
         history_.revertField(*item, *row);
     }
 }

@@ -51,6 +51,8 @@ public:
     void store();
     /// Drops what was typed.
     void drop();
+    /// In safe hands: drops what was typed in one row, and the waiting command runs if no value is held any more.
+    void dropTyped(std::size_t index);
     /// The row in which the user has edited last.
     std::optional<std::size_t> focusedRow() const;
     /// Values of items have changed: the marks of the rows may be others.
@@ -111,7 +113,6 @@ private:
     std::vector<std::string> judgeRows(const std::vector<SubItem>& subItems);
     bool isAnyRowHeld() const;
     void takeTyped(std::size_t index);
-    void dropTyped(std::size_t index);
     void judgeAgain(std::size_t index);
     void showNotice();
     /// Lets the waiting command run if no value is held any more.

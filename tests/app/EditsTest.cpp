@@ -252,9 +252,11 @@ TEST_F(Edits, AreMarkedUndoneAndReverted) {
     run(CommandId::kUndo);
     EXPECT_EQ(value(10) + " " + value(20), "66 8");
     clickLine(0);
+    type(0, "7x");
     type(1, "77");
     run(CommandId::kRevertSubField);
     EXPECT_EQ(value(10, 0) + " " + value(10, 1), "66 -2");
+    EXPECT_EQ(edit(0).text(), "7x");
     run(CommandId::kRevertItem);
     EXPECT_EQ(marked(), std::vector<int>{20});
 }

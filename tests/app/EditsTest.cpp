@@ -278,6 +278,25 @@ TEST_F(Edits, ThatWereReadAnewAreNotUndone) {
     EXPECT_FALSE(frame().isBusy());
 }
 
+TEST_F(Edits, MadeWhileTheReadRunsStayWhenTheOlderOnesGo) {
+    type(0, "66");
+    key(0, Qt::Key_Return);
+    addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 200);
+    refuse(20, 5);
+    answer("Discard Changes");
+    run(CommandId::kReadFromPhone);
+    type(1, "3");
+    clickLine(1);
+    type(0, "8");
+    ASSERT_TRUE(frame().isBusy());
+    settleEvents();
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "5 3");
+    EXPECT_EQ(value(20), "8") << "of which the phone has no value";
+    EXPECT_EQ(numbersOf(doc().nvItems()), (std::vector<int>{10, 20, 30, 40}));
+    EXPECT_EQ(marked(), (std::vector<int>{10, 20}));
+    EXPECT_EQ(doc().changedItems(), (std::set<std::size_t>{0, 1}));
+}
+
 TEST_F(Edits, KeepTheirSubFieldsWhenThePhoneHasOtherValuesByNow) {
     type(1, "3");
     key(1, Qt::Key_Return);

@@ -200,7 +200,21 @@ void CCalvaneDoc::tellListToBeReplaced() {
 
 std::vector<KeptEdit> CCalvaneDoc::editsToKeep() {
     tellListToBeReplaced();
-    return keepsEdits_ ? baseline_.edits(nvItems_) : std::vector<KeptEdit>();
+    auto edits = keepsEdits_ ? baseline_.edits(nvItems_) : std::vector<KeptEdit>();
+    for (const KeptEdit& dropped : droppedEdits_) {
+        std::erase_if(edits, [&](KeptEdit& edit) { return !edit.leaveOut(dropped.edited); });
+    }
+    return edits;
+}
+
+void CCalvaneDoc::setKeepsEdits(bool keeps) {
+    keepsEdits_ = keeps;
+    droppedEdits_.clear();
+}
+
+void CCalvaneDoc::keepLaterEdits() {
+    keepsEdits_ = true;
+    droppedEdits_ = baseline_.edits(nvItems_);
 }
 
 void CCalvaneDoc::replaceItems(std::vector<NvItem> items, const std::vector<KeptEdit>& edits) {

@@ -25,6 +25,18 @@ bool KeptEdit::giveTo(NvItem& item) const {
     return true;
 }
 
+bool KeptEdit::leaveOut(const NvItem& before) {
+    if (before.getId() != edited.getId()) {
+        return true;
+    }
+    NvItem later = known.value_or(before);
+    const bool remains = KeptEdit{edited, before}.giveTo(later);
+    if (known) {
+        edited = later;
+    }
+    return remains;
+}
+
 workbench::Baseline& DocumentBaseline::values() {
     changedCount_.reset();
     return values_;

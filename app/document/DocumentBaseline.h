@@ -17,6 +17,9 @@ struct KeptEdit {
     /// Gives `item`, which has the same number, those sub-fields that the user has changed. False where it has another
     /// layout or holds them already.
     bool giveTo(NvItem& item) const;
+    /// Leaves out what `before`, an earlier state of the item, has of the edit already; of an item that had no value
+    /// then, all or nothing. False where nothing remains. An edit of another item remains as it is.
+    bool leaveOut(const NvItem& before);
 };
 
 /// The last known values of one document's items, and which items differ from them. They stay when the list of items is

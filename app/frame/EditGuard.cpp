@@ -60,7 +60,9 @@ bool EditGuard::askWhetherToKeepEdits(const QString& command) {
     const QPushButton* discard = box.addButton("Discard Changes", QMessageBox::DestructiveRole);
     box.setDefaultButton(QMessageBox::Cancel);
     box.exec();
-    document_.setKeepsEdits(box.clickedButton() == keep);
+    if (box.clickedButton() == discard) {
+        document_.keepLaterEdits(); // a read takes a while
+    }
     return box.clickedButton() == keep || box.clickedButton() == discard;
 }
 

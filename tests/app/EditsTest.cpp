@@ -30,7 +30,10 @@ protected:
         const auto found = std::ranges::find(items, number, &NvItem::getId);
         return found == items.end() ? nullptr : &*found;
     }
-    std::string value(int number, std::size_t field = 0) { return find(number)->getSubItems()[field].value; }
+    std::string value(int number, std::size_t field = 0) {
+        const NvItem* item = find(number);
+        return item == nullptr ? "not listed" : item->getSubItems()[field].value;
+    }
     std::string textOf(const char* name) { return frame().findChild<QLabel*>(name)->text().toStdString(); }
     std::string hint(int row) {
         auto* label = frame().findChild<QLabel*>(QString("ctl_%1_hint").arg(7000 + row));
@@ -274,6 +277,25 @@ TEST_F(Edits, ThatWereReadAnewAreNotUndone) {
     answer("Cancel");
     run(CommandId::kReadFromPhone);
     EXPECT_FALSE(frame().isBusy());
+}
+
+TEST_F(Edits, MadeWhileTheReadRunsStayWhenTheOlderOnesGo) {
+    type(0, "66");
+    key(0, Qt::Key_Return);
+    addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 200);
+    refuse(20, 5);
+    answer("Discard Changes");
+    run(CommandId::kReadFromPhone);
+    type(1, "3");
+    clickLine(1);
+    type(0, "8");
+    ASSERT_TRUE(frame().isBusy());
+    settleEvents();
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "5 3");
+    EXPECT_EQ(value(20), "8") << "of which the phone has no value";
+    EXPECT_EQ(numbersOf(doc().nvItems()), (std::vector<int>{10, 20, 30, 40}));
+    EXPECT_EQ(marked(), (std::vector<int>{10, 20}));
+    EXPECT_EQ(doc().changedItems(), (std::set<std::size_t>{0, 1}));
 }
 
 TEST_F(Edits, KeepTheirSubFieldsWhenThePhoneHasOtherValuesByNow) {

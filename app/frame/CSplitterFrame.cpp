@@ -317,7 +317,11 @@ bool CSplitterFrame::canRun(CommandId command) const {
 }
 
 bool CSplitterFrame::mayClose(std::function<void()> again) {
-    return guard_->mayClose(std::move(again), [this] { runCommand(CommandId::kWriteChangedToPhone); });
+    std::function<void()> write;
+    if (!busy_) {
+        write = [this] { runCommand(CommandId::kWriteChangedToPhone); };
+    }
+    return guard_->mayClose(std::move(again), write);
 }
 
 void CSplitterFrame::writeSelectedItem() {

@@ -80,10 +80,13 @@ bool EditGuard::mayClose(std::function<void()> again, const std::function<void()
     bringToFront();
     QMessageBox box(QMessageBox::Question, "Close", changedItems(changed) + " changed and not written.",
                     QMessageBox::Discard | QMessageBox::Cancel, &window_);
-    const QPushButton* writeFirst = box.addButton("Write...", QMessageBox::AcceptRole);
+    const QPushButton* writeFirst = write ? box.addButton("Write...", QMessageBox::AcceptRole) : nullptr;
+    if (!write) {
+        box.setInformativeText("The read from the phone is cancelled then. To write first, cancel the read yourself.");
+    }
     box.setDefaultButton(QMessageBox::Cancel);
     box.exec();
-    if (box.clickedButton() == writeFirst) {
+    if (writeFirst != nullptr && box.clickedButton() == writeFirst) {
         write();
         return document_.changedCount() == 0;
     }

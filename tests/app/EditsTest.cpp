@@ -352,6 +352,15 @@ TEST_F(Edits, OfAnItemWithoutValuesNeedAllOfThem) {
     EXPECT_EQ(marked(), std::vector<int>{10});
     run(CommandId::kUndo);
     EXPECT_EQ(value(10), "");
+    clickLine(1);
+    type(0, "0");
+    key(0, Qt::Key_Return);
+    EXPECT_EQ(marked(), std::vector<int>{20}) << "a zero is a value";
+    EXPECT_TRUE(edit(0).font().bold());
+    answer("Keep Changes");
+    run(CommandId::kReadSupportedItems);
+    settleEvents();
+    EXPECT_EQ(value(20), "0");
 }
 
 } // namespace

@@ -113,6 +113,8 @@ private:
     std::vector<std::string> judgeRows(const std::vector<SubItem>& subItems);
     bool isAnyRowHeld() const;
     void takeTyped(std::size_t index);
+    /// Asks before the typed values of an item that lacks others are dropped.
+    bool mayDropAll();
     void judgeAgain(std::size_t index);
     void showNotice();
     /// Lets the waiting command run if no value is held any more.

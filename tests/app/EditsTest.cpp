@@ -346,6 +346,9 @@ TEST_F(Edits, OfAnItemWithoutValuesNeedAllOfThem) {
     key(0, Qt::Key_Return);
     EXPECT_EQ(hint(1), "empty, -32768 to 32767");
     EXPECT_EQ(value(10), "") << "no zeros that nobody typed";
+    answer("Cancel");
+    key(1, Qt::Key_Escape);
+    EXPECT_EQ(edit(0).text(), "5") << "what was typed beside it is dropped only when agreed";
     type(1, "6");
     key(1, Qt::Key_Return);
     EXPECT_EQ(value(10, 0) + " " + value(10, 1), "5 6");

@@ -67,7 +67,8 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
     : programDirectory_(programDirectory), userInterface_(std::make_unique<QtUserInterface>(mainWindow)),
       progress_(std::make_unique<CProgressDlg>(mainWindow)), watch_(std::make_unique<PhoneWatch>(*userInterface_)),
       document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
-      desk_(std::make_unique<PhoneDesk>(*document_, *userInterface_, *watch_, [this] { emit stateChanged(); })) {
+      desk_(std::make_unique<PhoneDesk>(
+          *document_, *userInterface_, *watch_, [this] { emit stateChanged(); }, &safeHands_)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
     try {

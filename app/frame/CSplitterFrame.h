@@ -110,13 +110,13 @@ private:
     void showHelp();
 
     std::filesystem::path programDirectory_;
+    ReviewSwitch safeHands_;
     std::unique_ptr<QtUserInterface> userInterface_;
     std::unique_ptr<CProgressDlg> progress_; ///< outlives the document, whose read reports to it
     std::unique_ptr<PhoneWatch> watch_;      ///< outlives the document, whose session it is registered with
     std::unique_ptr<CCalvaneDoc> document_;
     std::unique_ptr<PhoneDesk> desk_;
     QSplitter* splitter_ = nullptr;
-    ReviewSwitch safeHands_;
     std::unique_ptr<EditHistory> history_;
     CNvItemList* list_ = nullptr;
     CNvParam* editor_ = nullptr;

@@ -402,6 +402,14 @@ TEST_F(Review, TheTitleFollowsThePhoneThatLeavesAndReturns) {
     service->setPresent("COM1", true);
     EXPECT_TRUE(titleBecomes("RF NV ITEMS ONLY - Sample 0000000001"));
     EXPECT_EQ(window().windowTitle(), "Calvane 1.4.34");
+    run(CommandId::kReviewBeforeWriting);
+    const std::size_t sent = service->sentPackets("COM1").size();
+    service->setPresent("COM1", false);
+    EXPECT_TRUE(titleBecomes("RF NV ITEMS ONLY - no phone"));
+    service->setPresent("COM1", true);
+    EXPECT_TRUE(titleBecomes("RF NV ITEMS ONLY"));
+    EXPECT_EQ(pane(104), "not asked");
+    EXPECT_EQ(service->sentPackets("COM1").size(), sent) << "the bare commands send nothing beside themselves";
 }
 
 TEST_F(Review, ResetAndOfflineGoToThePortThatIsShown) {

@@ -167,6 +167,10 @@ void CSplitterFrame::makeListActive() {
     setActivePane(Pane::kList); // the focus does not move while the window is inactive
 }
 
+void CSplitterFrame::safeHandsChanged() {
+    editor_->forgetHeld();
+}
+
 void CSplitterFrame::switchPane() {
     if (activePane_ == Pane::kEditor) {
         makeListActive();

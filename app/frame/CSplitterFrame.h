@@ -66,6 +66,8 @@ public:
     /// Whether the command would do anything now, as far as edits decide that.
     bool canRun(CommandId command) const;
 
+    /// To be called when the user has chosen safe hands or the bare commands.
+    void safeHandsChanged();
     /// Makes the other pane the active one.
     void switchPane();
     /// To be called when the window becomes the one that gets the commands, and when it ceases to be.

@@ -298,6 +298,13 @@ void CNvParam::drop() {
     showMarks();
 }
 
+void CNvParam::forgetHeld() {
+    waiting_ = {};
+    std::ranges::for_each(shownRows(), &EditorRow::release);
+    setScrollExtent();
+    showNotice();
+}
+
 void CNvParam::judgeAgain(std::size_t index) {
     EditorRow& row = rows_[index];
     if (!row.isHeld()) {

@@ -174,8 +174,13 @@ TEST_F(EditsThrough, NoCommandWhileAValueIsHeld) {
 }
 
 TEST_F(Edits, AreLostBySortsAndReadsWithBareCommands) {
-    ReviewSwitch::setOn(false);
+    type(0, "7x");
+    run(CommandId::kReadFromPhone);
+    EXPECT_EQ(hint(0), "no decimal number, 0 to 255");
+    run(CommandId::kReviewBeforeWriting);
+    EXPECT_EQ(hint(0) + textOf("editor_notice"), "") << "nothing is held, and nothing waits";
     type(0, "66");
+    EXPECT_FALSE(frame().isBusy());
     run(CommandId::kSortAlphabetical);
     EXPECT_EQ(value(10), "5");
     EXPECT_TRUE(doc().changedItems().empty());

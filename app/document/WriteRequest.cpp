@@ -101,10 +101,9 @@ WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterfac
     return request;
 }
 
-WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name) {
-    const auto listed = findNamed(document.nvItems(), name);
+WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, std::size_t position) {
     WriteRequest request{.kind = WriteRequest::Kind::kOne};
-    request.wanted.push_back(wantedAt(document, static_cast<std::size_t>(listed - document.nvItems().begin())));
+    request.wanted.push_back(wantedAt(document, position));
     addDate(request, stampedDate(document, userInterface, kNoDateListed));
     return request;
 }

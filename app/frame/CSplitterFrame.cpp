@@ -339,7 +339,7 @@ void CSplitterFrame::writeSelectedItem() {
                        "Write NV", MessageIcon::kExclamation);
         return;
     }
-    review(requestForOne(*document_, *userInterface_, item->getName()));
+    review(requestForOne(*document_, *userInterface_, static_cast<std::size_t>(document_->selectedIndex())));
 }
 
 void CSplitterFrame::runDocumentCommand(CommandId command) {

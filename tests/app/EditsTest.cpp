@@ -4,6 +4,7 @@
 
 #include <QDialogButtonBox>
 #include <QMessageBox>
+#include <QPointer>
 
 namespace {
 
@@ -310,6 +311,31 @@ TEST_F(Edits, AreAskedAboutBeforeTheWindowCloses) {
     answer("Discard");
     key(1, Qt::Key_Escape);
     EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).size() == 1; }));
+}
+
+TEST_F(Edits, MadeWhileAReadRunsStayAndAreNotWrittenBeforeItsEnd) {
+    tessra::FaultRule rule = serverCodeAt(tessra::Call::kSend, 0x80042003);
+    rule.item = 10;
+    service->faults("COM1").add(rule);
+    addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 50);
+    run(CommandId::kReadFromPhone);
+    type(0, "66");
+    ASSERT_TRUE(frame().isBusy());
+    settleEvents();
+    ASSERT_NE(find(10), nullptr);
+    EXPECT_EQ(value(10), "66");
+    EXPECT_EQ(marked(), std::vector<int>{10});
+    answer("Keep Changes");
+    run(CommandId::kReadFromPhone);
+    ASSERT_TRUE(frame().isBusy());
+    const QPointer<CSplitterFrame> closing = &frame();
+    whenAsked([](QWidget* box) {
+        const auto buttons = box->findChild<QDialogButtonBox*>()->buttons();
+        EXPECT_EQ(buttons.size(), 2) << "Discard and Cancel: the read has the phone";
+        qobject_cast<QMessageBox*>(box)->button(QMessageBox::Discard)->click();
+    });
+    frame().close();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return closing.isNull(); }, 30000));
 }
 
 TEST_F(Edits, LoseTheirMarksByAVerifiedWriteAndGetThemBackByUndo) {

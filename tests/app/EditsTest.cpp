@@ -178,8 +178,13 @@ TEST_F(EditsThrough, NoCommandWhileAValueIsHeld) {
 }
 
 TEST_F(Edits, AreLostBySortsAndReadsWithBareCommands) {
-    ReviewSwitch::setOn(false);
+    type(0, "7x");
+    run(CommandId::kReadFromPhone);
+    EXPECT_EQ(hint(0), "no decimal number, 0 to 255");
+    run(CommandId::kReviewBeforeWriting);
+    EXPECT_EQ(hint(0) + textOf("editor_notice"), "") << "nothing is held, and nothing waits";
     type(0, "66");
+    EXPECT_FALSE(frame().isBusy());
     run(CommandId::kSortAlphabetical);
     EXPECT_EQ(value(10), "5");
     EXPECT_TRUE(doc().changedItems().empty());
@@ -330,7 +335,7 @@ TEST_F(Edits, AreAskedAboutBeforeTheWindowCloses) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).size() == 1; }));
 }
 
-TEST_F(Edits, AreKeptThoughTypedWhileAReadRunsThatLacksTheirItem) {
+TEST_F(Edits, MadeWhileAReadRunsStayAndAreNotWrittenBeforeItsEnd) {
     tessra::FaultRule rule = serverCodeAt(tessra::Call::kSend, 0x80042003);
     rule.item = 10;
     service->faults("COM1").add(rule);
@@ -342,19 +347,15 @@ TEST_F(Edits, AreKeptThoughTypedWhileAReadRunsThatLacksTheirItem) {
     ASSERT_NE(find(10), nullptr);
     EXPECT_EQ(value(10), "66");
     EXPECT_EQ(marked(), std::vector<int>{10});
-}
-
-TEST_F(Edits, AreNotWrittenOnTheWayOutWhileAReadHasThePhone) {
-    addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 100);
+    answer("Keep Changes");
     run(CommandId::kReadFromPhone);
-    type(0, "66");
+    ASSERT_TRUE(frame().isBusy());
     const QPointer<CSplitterFrame> closing = &frame();
     whenAsked([](QWidget* box) {
         const auto buttons = box->findChild<QDialogButtonBox*>()->buttons();
-        EXPECT_EQ(buttons.size(), 2) << "Discard and Cancel";
+        EXPECT_EQ(buttons.size(), 2) << "Discard and Cancel: the read has the phone";
         qobject_cast<QMessageBox*>(box)->button(QMessageBox::Discard)->click();
     });
-    ASSERT_TRUE(frame().isBusy());
     frame().close();
     EXPECT_TRUE(QTest::qWaitFor([&] { return closing.isNull(); }, 30000));
 }
@@ -398,12 +399,24 @@ TEST_F(Edits, OfAnItemWithoutValuesNeedAllOfThem) {
     key(0, Qt::Key_Return);
     EXPECT_EQ(hint(1), "empty, -32768 to 32767");
     EXPECT_EQ(value(10), "") << "no zeros that nobody typed";
+    answer("Cancel");
+    key(1, Qt::Key_Escape);
+    EXPECT_EQ(edit(0).text(), "5") << "what was typed beside it is dropped only when agreed";
     type(1, "6");
     key(1, Qt::Key_Return);
     EXPECT_EQ(value(10, 0) + " " + value(10, 1), "5 6");
     EXPECT_EQ(marked(), std::vector<int>{10});
     run(CommandId::kUndo);
     EXPECT_EQ(value(10), "");
+    clickLine(1);
+    type(0, "0");
+    key(0, Qt::Key_Return);
+    EXPECT_EQ(marked(), std::vector<int>{20}) << "a zero is a value";
+    EXPECT_TRUE(edit(0).font().bold());
+    answer("Keep Changes");
+    run(CommandId::kReadSupportedItems);
+    settleEvents();
+    EXPECT_EQ(value(20), "0");
 }
 
 } // namespace

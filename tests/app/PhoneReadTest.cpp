@@ -3,6 +3,8 @@
 #include "app/document/PhoneDesk.h"
 #include "tests/app/DocumentFixture.h"
 
+#include <pthread.h>
+
 namespace {
 
 class PhoneReading : public DocumentFixture {
@@ -81,6 +83,21 @@ TEST_F(PhoneReading, OfADeskIsWaitedForToo) {
     ui.runPosted();
     EXPECT_FALSE(ended);
     document.reset(); // the session ends before the one that watches it
+}
+
+TEST_F(PhoneReading, EndsWhereNoThreadIsToBeHad) {
+    pthread_attr_t usual;
+    pthread_attr_t vast;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    ASSERT_EQ(pthread_attr_init(&vast), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&vast, std::size_t{1} << 47), 0); // no address space has room for it
+    ASSERT_EQ(pthread_setattr_default_np(&vast), 0);
+    PhoneJobs jobs(ui);
+    std::string why;
+    jobs.start([](const workbench::WorkControl&) {}, [&](const std::string& failure) { why = failure; });
+    EXPECT_EQ(pthread_setattr_default_np(&usual), 0);
+    EXPECT_NE(why, "");
+    EXPECT_FALSE(jobs.isRunning());
 }
 
 TEST_F(PhoneReading, IsWaitedForWhenTheDocumentGoes) {

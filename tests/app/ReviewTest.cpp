@@ -109,6 +109,16 @@ protected:
         };
     }
 
+    void enterCode(QWidget& window) {
+        whenAsked([](QWidget* modal) {
+            auto* edit = modal->findChild<QLineEdit*>();
+            EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
+            QTest::keyClicks(edit, "000000");
+            qobject_cast<QInputDialog*>(modal)->accept();
+        });
+        click(window, "review_code");
+    }
+
     QString pane(int id) { return window().findChild<StatusPane*>("pane_" + QString::number(id))->fullText(); }
     QToolButton& reportButton() { return *window().findChild<QToolButton*>("report"); }
     void readWithout(std::uint16_t item, std::uint32_t code) {
@@ -169,6 +179,26 @@ TEST_F(Review, WritesWhatIsTickedAndTheDateWithIt) {
     EXPECT_EQ(reportButton().toolTip().section(", ", 0, 0).section(": ", 1),
               "2 written and verified: Sample 0000000001 on COM1");
     EXPECT_EQ(pane(104), "Sample 0000000001 - 1 changed");
+    answer("Discard Changes");
+    run(CommandId::kReadSupportedItems);
+    EXPECT_EQ(doc().nvItems()[1].getSubItems()[0].value, "8") << "as it was written";
+}
+
+TEST_F(Review, AnUndoneEditIsNoValueAndTheDateNotWrittenAlone) {
+    plugIn();
+    start();
+    run(CommandId::kReadSupportedItems);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return listBox().model()->rowCount() == 4; }));
+    clickLine(1);
+    type(0, "8");
+    clickLine(0);
+    run(CommandId::kUndo);
+    review(CommandId::kWriteChangedToPhone, {[](QWidget& window) {
+               EXPECT_EQ(rowsBesideTheDate(window),
+                         Texts{"[ ] 20  NV_ALPHA | 7 | 0 | left out: it has never had a value"});
+               tick(window, 1);
+               EXPECT_FALSE(button(window, "review_write").isEnabled());
+           }});
 }
 
 TEST_F(Review, AnotherPhoneGetsNothingUnasked) {
@@ -222,15 +252,6 @@ TEST_F(Review, ARefusalIsMendedWithTheCode) {
     clickLine(1);
     type(0, "8");
     const std::string refused = "[x] 10  NV_ZETA | 5, -2 | 6, -2 | refused: ";
-    const auto enterCode = [this](QWidget& window) {
-        whenAsked([](QWidget* modal) {
-            auto* edit = modal->findChild<QLineEdit*>();
-            EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
-            QTest::keyClicks(edit, "000000");
-            qobject_cast<QInputDialog*>(modal)->accept();
-        });
-        click(window, "review_code");
-    };
     review(CommandId::kWriteChangedToPhone,
            {pressWrite,
             [&](QWidget& window) {
@@ -248,6 +269,25 @@ TEST_F(Review, ARefusalIsMendedWithTheCode) {
                 EXPECT_TRUE(button(window, "review_retry").isHidden());
             }});
     EXPECT_EQ(numbersWritten(), (Numbers{10, 10, 20, 40}));
+}
+
+TEST_F(Review, AnotherPhoneGetsNoCode) {
+    plugIn("10 0 05feff protected\n20 0 07\n30 0 3412\n40 0 01000000\n");
+    start();
+    readPhone();
+    clickLine(0);
+    type(0, "6");
+    const auto exchangeAndEnterCode = [this](QWidget& window) {
+        service->faults("COM1").add(faultAt(tessra::Call::kSend, tessra::FaultKind::kShortAnswer, 20));
+        enterCode(window);
+    };
+    const auto isTold = [this](QWidget& window) {
+        EXPECT_EQ(textOf(window, "review_message"), "The code was not sent: The phone on COM1 tells no serial number, "
+                                                    "so it can't be told from another one.");
+        EXPECT_TRUE(QTest::qWaitFor([&] { return pane(104) == "unknown phone - 1 changed"; }, 30000));
+    };
+    review(CommandId::kWriteChangedToPhone, {pressWrite, exchangeAndEnterCode, isTold});
+    EXPECT_EQ(service->faults("COM1").count(tessra::Call::kSecurity), 0u);
 }
 
 TEST_F(Review, SkipGoesOnBehindTheRefusedItem) {
@@ -363,8 +403,17 @@ TEST_F(Review, AReadTellsWhatItLeftOutAndCompletesIt) {
     clickLine(0);
     type(0, "6");
     service->faults("COM1").clear();
-    run(CommandId::kReadMissingItems);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
+    const auto readMissing = [this] {
+        run(CommandId::kReadMissingItems);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
+    };
+    service->setPresent("COM1", false);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return pane(104) == "no phone - 1 changed"; }, 30000));
+    expectMessage();
+    readMissing();
+    EXPECT_EQ(pane(104), "no phone - 1 changed") << "whoever has answered before";
+    service->setPresent("COM1", true);
+    readMissing();
     EXPECT_EQ(reportButton().toolTip(), "3 read, 1 without a value, 0 missing");
     EXPECT_EQ(numbersOf(doc().nvItems()), (Numbers{10, 20, 40}));
     EXPECT_EQ(frame().windowTitle(), "RF NV ITEMS ONLY - Sample 0000000001 - 1 changed") << "the edit stays";

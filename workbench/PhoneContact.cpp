@@ -39,6 +39,10 @@ Loss lossOf(std::int32_t status) {
     }
 }
 
+std::string loaderText(const std::string& comPort) {
+    return "The phone on " + comPort + " runs its loader, and reads and writes no items there. Restart the phone.";
+}
+
 PhoneContact::PhoneContact(TessraServer& session, std::string comPort, ContactOptions options)
     : session_(session), comPort_(std::move(comPort)), options_(std::move(options)) {}
 
@@ -157,7 +161,7 @@ bool PhoneContact::finish() {
 
 bool PhoneContact::ended(End end, std::string failure, std::int32_t status) {
     end_ = end;
-    failure_ = std::move(failure);
+    failure_ = status == tessra::kBadPhoneMode ? loaderText(comPort_) : std::move(failure);
     if (const std::string reason = end == End::kFailed ? portReason(session_, comPort_) : ""; !reason.empty()) {
         failure_ = shownMessage(failure_, {}, reason);
     }

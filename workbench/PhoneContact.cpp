@@ -38,6 +38,10 @@ Loss lossOf(std::int32_t status) {
     }
 }
 
+std::string loaderText(const std::string& comPort) {
+    return "The phone on " + comPort + " runs its loader, and reads and writes no items there. Restart the phone.";
+}
+
 PhoneContact::PhoneContact(TessraServer& session, std::string comPort, ContactOptions options)
     : session_(session), comPort_(std::move(comPort)), options_(std::move(options)) {}
 
@@ -163,7 +167,10 @@ bool PhoneContact::finish() {
 
 bool PhoneContact::ended(End end, std::string failure, std::int32_t status) {
     end_ = end;
-    failure_ = end == End::kFailed ? withPortReason(failure, session_, comPort_) : std::move(failure);
+    failure_ = status == tessra::kBadPhoneMode ? loaderText(comPort_) : std::move(failure);
+    if (end == End::kFailed) {
+        failure_ = withPortReason(failure_, session_, comPort_);
+    }
     failureStatus_ = status;
     return false;
 }

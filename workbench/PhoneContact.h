@@ -30,6 +30,9 @@ enum class Loss {
 /// `status`: of a TessraServer::Exception.
 Loss lossOf(std::int32_t status);
 
+/// What kBadPhoneMode says of the phone on `comPort`: the session's own text for it is a number.
+std::string loaderText(const std::string& comPort);
+
 /// The contact with one phone on one port, from open() on: what is lost is asked again, a phone that leaves is waited
 /// for, and once another one answers, or none, the contact has ended for good. Each operation answers whether it lasts.
 ///

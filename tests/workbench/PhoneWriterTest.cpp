@@ -269,6 +269,30 @@ TEST_F(PhoneWriterTest, NothingGoesToAnotherPhone) {
     }
 }
 
+TEST_F(PhoneWriterTest, WritesOnlyWhereThePhoneSaysThatItIsOffline) {
+    const struct {
+        std::uint32_t modeAnswerBytes;
+        tessra::PhoneMode before;
+        const char* states;
+        const char* failure;
+    } rows[] = {
+        {3, tessra::PhoneMode::kOnline, "vvvv", ""},
+        {2, tessra::PhoneMode::kOnline, "----", "The phone has agreed to go offline, but does not say that it is."},
+        {3, tessra::PhoneMode::kDownload, "----",
+         "The phone on COM1 runs its loader, and reads and writes no items there. Restart the phone."},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.failure);
+        startAnew();
+        ASSERT_EQ(service_->setMode("COM1", row.before), com::kOk);
+        auto modeQuestion = faultAt(Call::kSend, FaultKind::kShortAnswer, row.modeAnswerBytes);
+        modeQuestion.firstCall = modeQuestion.lastCall = 2; // after the one for the version
+        faults().add(modeQuestion);
+        const WriteReport report = write({.offlineFirst = true});
+        EXPECT_EQ(statesOf(report) + report.failure, std::string(row.states) + row.failure);
+    }
+}
+
 // The phone behind a line is another one from one item to the next.
 TEST_F(PhoneWriterTest, APhoneThatIsChangedDuringTheWriteGetsNothing) {
     config_.ports[0].line = {.device = folder_ / "line", .askEveryMs = 20};

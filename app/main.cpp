@@ -1,6 +1,7 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/StandardDescriptors.h"
 #include "platform/kernel/Trace.h"
 #include "tessra/host/ServiceHost.h"
 #include "workbench/MessageText.h"
@@ -25,6 +26,7 @@ std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& p
 } // namespace
 
 int main(int argc, char** argv) {
+    kernel::openStandardDescriptors();
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure of a write like any other, to be told
     kernel::setErrorLog([](std::string_view message) {
         std::cerr << workbench::shownMessage(message) + '\n' << std::flush;

@@ -1,5 +1,6 @@
 // phone-simulator: a phone behind a pseudo-terminal, for trying the serial path without hardware.
 
+#include "platform/kernel/StandardDescriptors.h"
 #include "tessra/simulator/ConfigError.h"
 #include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
@@ -9,6 +10,7 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -88,6 +90,9 @@ int serve(const Options& options) {
     terminal.setPaced(options.isPaced ? kPacedBaud : 0);
     const EndingSignals signals(terminal);
     std::cout << terminal.device() << std::endl; // at once, for whoever waits for it
+    if (!std::cout) {
+        throw std::runtime_error("Can't write to standard output.");
+    }
     terminal.run();
     return 0;
 }
@@ -95,6 +100,7 @@ int serve(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    kernel::openStandardDescriptors();
     CLI::App app("Puts a simulated phone behind a pseudo-terminal, prints the terminal's name, and answers until it is "
                  "ended by a signal.");
     Options options;

@@ -150,4 +150,38 @@ TEST_F(BatchFiles, TreeIsNeitherFooledByNamesNorByDepth) {
     EXPECT_NE(deep.out.find("(299) d/\n"), std::string::npos);
 }
 
+/// A program's output in a file that it has opened itself is a loss: each set of closed descriptors leaves the others,
+/// the phone's memory and the files as they should be.
+TEST_F(BatchFiles, ClosedDescriptorsAreNobodysFile) {
+    const std::pair<const char*, bool> verbs[] = {
+        {"set 30 8", true},
+        {"read --text t", false},
+        {"read --text -", true},
+        {"show p.mox", true},
+        {"tree p.mox", true},
+        {"list", true},
+        {"--help", true},
+        {"write --from-mox p.mox --port COM1 --changed-only", false},
+        {"write --from-json none", false},
+    };
+    ASSERT_EQ(run("read --mox p.mox").status, 0);
+    std::string memory;
+    for (const auto& [verb, prints] : verbs) {
+        const int whole = run(verb).status;
+        memory = readText(folder / "COM1.nvmem");
+        for (int closed = 1; closed < 8; ++closed) {
+            const std::string redirected = std::string((closed & 1) != 0 ? " <&-" : "") +
+                                           ((closed & 2) != 0 ? " >&-" : "") + ((closed & 4) != 0 ? " 2>&-" : "");
+            SCOPED_TRACE(verb + redirected);
+            const bool isLost = prints && (closed & 2) != 0;
+            EXPECT_EQ(run(verb + redirected).status, isLost ? 6 : whole);
+            EXPECT_EQ(readText(folder / "COM1.nvmem"), memory);
+            EXPECT_EQ(readText(folder / "COM1.nvmem.lock"), "");
+            EXPECT_EQ(std::filesystem::exists(folder / "none"), false);
+        }
+    }
+    EXPECT_EQ(readText(folder / "t").substr(0, 4), "NV_A");
+    EXPECT_NE(memory.find("30 0 07"), std::string::npos) << "the last write was of the calibration file";
+}
+
 } // namespace

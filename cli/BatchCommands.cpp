@@ -1,4 +1,5 @@
 #include "cli/CommandText.h"
+#include "cli/FileUses.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
@@ -72,8 +73,11 @@ ExitStatus runBatch(const Arguments& arguments) {
     ExitStatus status = ExitStatus::kDone;
     std::optional<tessra::ServiceHost> service;
     // The service talks to its lines as soon as it is there; a dry run that names no port is to touch none.
-    if (verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty())) {
-        service.emplace(configuredPorts(arguments.servicePath, status));
+    const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
+    const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
+    refuseFilesOfTwoUses(arguments, config);
+    if (isHost) {
+        service.emplace(config);
     }
     Calvane catalog;
     try {

@@ -27,6 +27,7 @@ std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& p
 
 int main(int argc, char** argv) {
     kernel::openStandardDescriptors();
+    std::signal(SIGPIPE, SIG_IGN); // whoever read the log has gone; the user's work stays
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure of a write like any other, to be told
     kernel::setErrorLog([](std::string_view message) {
         std::cerr << workbench::shownMessage(message) + '\n' << std::flush;

@@ -21,16 +21,19 @@ class EndingSignals {
 public:
     explicit EndingSignals(tessra::PhoneTerminal& terminal) {
         running = &terminal;
-        handleBoth([](int) { running->stop(); });
+        handleAll([](int) { running->stop(); });
     }
-    ~EndingSignals() { handleBoth(SIG_IGN); }
+    ~EndingSignals() { handleAll(SIG_IGN); }
     EndingSignals(const EndingSignals&) = delete;
     EndingSignals& operator=(const EndingSignals&) = delete;
 
 private:
-    static void handleBoth(void (*handler)(int)) {
+    static void handleAll(void (*handler)(int)) {
         std::signal(SIGINT, handler);
         std::signal(SIGTERM, handler);
+        if (std::signal(SIGHUP, handler) == SIG_IGN) {
+            std::signal(SIGHUP, SIG_IGN); // it was started to outlive its terminal
+        }
     }
 
     static inline tessra::PhoneTerminal* running = nullptr;
@@ -101,6 +104,7 @@ int serve(const Options& options) {
 
 int main(int argc, char** argv) {
     kernel::openStandardDescriptors();
+    std::signal(SIGPIPE, SIG_IGN); // a failure of the write, to be told
     CLI::App app("Puts a simulated phone behind a pseudo-terminal, prints the terminal's name, and answers until it is "
                  "ended by a signal.");
     Options options;

@@ -8,6 +8,7 @@
 
 #include <QCommandLineParser>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 
@@ -23,6 +24,16 @@ std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& p
     }
 }
 
+/// Takes the toolkit's messages until the application is there. Without a display the toolkit would abort the program
+/// and advise to install it anew.
+void tellStart(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (type == QtFatalMsg) {
+        std::cerr << "calvane: no window can be opened: there is no display, or it can't be used.\n" << std::flush;
+        std::_Exit(EXIT_FAILURE);
+    }
+    std::cerr << qFormatLogMessage(type, context, message).toStdString() + '\n' << std::flush;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -32,7 +43,9 @@ int main(int argc, char** argv) {
     kernel::setErrorLog([](std::string_view message) {
         std::cerr << workbench::shownMessage(message) + '\n' << std::flush;
     });
+    qInstallMessageHandler(tellStart);
     CCalvaneApp app(argc, argv);
+    qInstallMessageHandler(nullptr);
     QCommandLineParser parser;
     parser.setApplicationDescription("Reads, shows and writes the calibration items of a phone.");
     parser.addHelpOption();

@@ -3,6 +3,7 @@
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
+#include "workbench/PortReason.h"
 
 #include <algorithm>
 #include <iostream>
@@ -47,6 +48,14 @@ bool mayLackPhone(ExitStatus status) {
     return status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
 }
 
+/// A simulated phone is always there, unless its memory can't be used. Why has been told then.
+ExitStatus memoryStatus(Calvane& catalog, const tessra::ServiceConfig& config) {
+    const bool allUsable = std::ranges::all_of(config.ports, [&](const tessra::PortConfig& port) {
+        return !port.line.device.empty() || workbench::portReason(*catalog.getTessraServer(), port.name).empty();
+    });
+    return allUsable ? ExitStatus::kDone : ExitStatus::kFile;
+}
+
 struct VerbEntry {
     ExitStatus (*run)(Calvane&, const Arguments&);
     bool needsRing;
@@ -85,6 +94,9 @@ ExitStatus runBatch(const Arguments& arguments) {
             failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
         }
         status = worse(status, verb.run(catalog, arguments));
+        if (arguments.verb == Arguments::Verb::kPorts) {
+            status = worse(status, memoryStatus(catalog, config));
+        }
         flushOutput();
     } catch (const std::exception& error) {
         status = worse(status, report(error));

@@ -120,6 +120,19 @@ TEST_F(BatchTool, ABrokenServiceFileIsNamedWithItsLineAndLeavesNoPorts) {
     EXPECT_TRUE(outcome.err.ends_with("Going on without ports.\nNo phone is present on any port.\n")) << outcome.err;
 }
 
+TEST_F(BatchTool, AMemoryThatCantBeUsedIsAFailureOfPorts) {
+    write("COM1.nvmem", "10 0 05\nrubbish\n");
+    const std::string more = "\n[[port]]\nname = \"COM2\"\ninitial = \"phone.nvmem\"\n"
+                             "[[port]]\nname = \"COM3\"\ndevice = \"none\"\n";
+    service(more);
+    const Outcome damaged = run("ports");
+    EXPECT_EQ(damaged.status, 6);
+    EXPECT_EQ(damaged.out, "COM2\n");
+    EXPECT_NE(damaged.err.find("/COM1.nvmem:2: "), std::string::npos) << damaged.err;
+    std::filesystem::remove(folder / "COM1.nvmem");
+    EXPECT_EQ(run("ports").status, 0) << "a line without a device has no phone, which is no failure";
+}
+
 TEST_F(BatchTool, TheSamplePhoneFitsTheSampleRing) {
     const std::filesystem::path samples = std::filesystem::path(CALVANE_BATCH).parent_path();
     write("ring.vrk", readText(samples / "NV Decoder.vrk"));

@@ -44,8 +44,12 @@ void addFlag(CLI::App& verb, const std::string& name, bool& flag, const std::str
 void addWriting(CLI::App& verb, Arguments& arguments) {
     addPort(verb, arguments);
     addRing(verb, arguments);
-    addName(verb, "--spc", arguments.accessCode,
-            "Service programming code to send first, for items that the phone protects with it");
+    CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
+                               "Service programming code to send first, for items that the phone protects with it; "
+                               "all users of the machine can see it");
+    addName(verb, "--spc-file", arguments.accessCodePath,
+            "File whose first line is that code (default: that of the environment's CALVANE_SPC)")
+        ->excludes(spc);
     verb.add_option("--expect-serial", arguments.expectedSerial,
                     "Send nothing to a phone with another serial number, or with none");
     addFlag(verb, "--dry-run", arguments.isDryRun,

@@ -44,6 +44,7 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
     std::vector<FileUse> inputs{
         useOf("the decoder ring", arguments.ringPath),
         useOf("the file of the service's ports", arguments.servicePath),
+        useOf("the file of the service programming code", arguments.accessCodePath),
         useOf("the command's input", arguments.inputPath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
     };

@@ -74,6 +74,40 @@ TEST_F(BatchTool, ProtectedItemsNeedTheAccessCode) {
     EXPECT_EQ(run("reset").out, "The phone on COM1 has been reset.\n");
 }
 
+TEST_F(BatchTool, TheAccessCodeNeedNotStandAmongTheArguments) {
+    service("spc = \"123456\"\n");
+    write("code", "123456\r\nmore\n");
+    write("wrong", "654321");
+    write("text", "123456 is the code\n");
+    const struct {
+        const char* environment;
+        const char* options;
+        int status;
+    } rows[] = {
+        {"123456", "", 0},
+        {"654321", "", 4},
+        {"", "", 4},
+        {"654321", " --spc 123456", 0},
+        {"654321", " --spc-file code", 0},
+        {"123456", " --spc-file wrong", 4},
+        {"123456", " --spc-file text", 6},
+        {"123456", " --spc-file .", 6},
+        {"123456", " --spc-file none", 6},
+        {"123456", " --spc-file /dev/zero", 6},
+        {"123456", " --spc-file ''", 2},
+        {"123456", " --spc-file code --spc 123456", 2},
+        {"", " --dry-run --spc-file none", 6},
+    };
+    for (const auto& row : rows) {
+        std::filesystem::remove(folder / "COM1.nvmem");
+        write("phone.nvmem", "30 0 07 protected\n");
+        ::setenv("CALVANE_SPC", row.environment, 1);
+        EXPECT_EQ(run(std::string("set 30 8") + row.options).status, row.status) << row.environment << row.options;
+        EXPECT_EQ(std::filesystem::exists(folder / "COM1.nvmem"), row.status == 0);
+    }
+    ::unsetenv("CALVANE_SPC");
+}
+
 TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
     std::istringstream wrongUsage(
         "nothing;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set 30x 1;"

@@ -1,4 +1,5 @@
 #include "cli/CommandText.h"
+#include "cli/FileUses.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
@@ -50,6 +51,14 @@ bool mayLackPhone(ExitStatus status) {
     return status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
 }
 
+/// A simulated phone is always there, unless its memory can't be used. Why has been told then.
+ExitStatus memoryStatus(Calvane& catalog, const tessra::ServiceConfig& config) {
+    const bool allUsable = std::ranges::all_of(config.ports, [&](const tessra::PortConfig& port) {
+        return !port.line.device.empty() || workbench::portReason(*catalog.getTessraServer(), port.name).empty();
+    });
+    return allUsable ? ExitStatus::kDone : ExitStatus::kFile;
+}
+
 struct VerbEntry {
     ExitStatus (*run)(Calvane&, const Arguments&);
     bool needsRing;
@@ -76,8 +85,11 @@ ExitStatus runBatch(const Arguments& arguments) {
     ExitStatus status = ExitStatus::kDone;
     std::optional<tessra::ServiceHost> service;
     // The service talks to its lines as soon as it is there; a dry run that names no port is to touch none.
-    if (verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty())) {
-        service.emplace(configuredPorts(arguments.servicePath, status));
+    const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
+    const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
+    refuseFilesOfTwoUses(arguments, config);
+    if (isHost) {
+        service.emplace(config);
     }
     Calvane catalog;
     try {
@@ -85,6 +97,9 @@ ExitStatus runBatch(const Arguments& arguments) {
             failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
         }
         status = worse(status, verb.run(catalog, arguments));
+        if (arguments.verb == Arguments::Verb::kPorts) {
+            status = worse(status, memoryStatus(catalog, config));
+        }
         flushOutput();
     } catch (const std::exception& error) {
         status = worse(status, report(error));

@@ -1,5 +1,6 @@
 // phone-simulator: a phone behind a pseudo-terminal, for trying the serial path without hardware.
 
+#include "platform/kernel/StandardDescriptors.h"
 #include "tessra/Packet.h"
 #include "tessra/simulator/ConfigTable.h"
 #include "tessra/simulator/NvMemoryFile.h"
@@ -12,6 +13,7 @@
 #include <cstdint>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -32,7 +34,9 @@ private:
     static void handleAll(void (*handler)(int)) {
         std::signal(SIGINT, handler);
         std::signal(SIGTERM, handler);
-        std::signal(SIGHUP, handler);
+        if (std::signal(SIGHUP, handler) == SIG_IGN) {
+            std::signal(SIGHUP, SIG_IGN); // it was started to outlive its terminal
+        }
     }
 
     static inline tessra::PhoneTerminal* running = nullptr;
@@ -125,6 +129,9 @@ int serve(const Options& options) {
     terminal.setPaced(options.isPaced ? kPacedBaud : 0);
     const EndingSignals signals(terminal);
     std::cout << terminal.device() << std::endl; // at once, for whoever waits for it
+    if (!std::cout) {
+        throw std::runtime_error("Can't write to standard output.");
+    }
     terminal.run();
     return 0;
 }
@@ -132,6 +139,8 @@ int serve(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    kernel::openStandardDescriptors();
+    std::signal(SIGPIPE, SIG_IGN); // a failure of the write, to be told
     CLI::App app("Puts a simulated phone behind a pseudo-terminal, prints the terminal's name, and answers until it is "
                  "ended by a signal.");
     Options options;

@@ -131,6 +131,36 @@ TEST_F(BatchFiles, OfADamagedFileTheRestIsShownAndNothingWritten) {
     }
 }
 
+TEST_F(BatchFiles, AnItemUnderTwoNamesIsShownAndNeverWritten) {
+    ASSERT_EQ(run("read --mox p.mox --model-id 5").status, 0);
+    {
+        storage::ComPtr<storage::IStorage> root, model, list, item;
+        ASSERT_EQ(storage::stgOpenStorage(folder / "p.mox", 0x12, root), 0);
+        ASSERT_EQ(root->openStorage(u"00000005", 0x12, model), 0);
+        ASSERT_EQ(model->openStorage(u"default", 0x12, list), 0);
+        ASSERT_EQ(list->createStorage(u"0000000010", 0x1012, item), 0);
+        storage::ComPtr<storage::IStream> stream;
+        ASSERT_EQ(item->createStream(u"00000000", 0x1012, stream), 0);
+        std::uint32_t written = 0;
+        ASSERT_EQ(stream->write(std::vector<std::uint8_t>(134), written), 0);
+    }
+    const std::string twice = "'p.mox' has item 10 more than once, under names of different length.\n";
+    for (const std::string options : {"", " --hex"}) {
+        const Outcome shown = run("show p.mox" + options);
+        EXPECT_EQ(shown.status, 6);
+        EXPECT_EQ(shown.err, "'p.mox' holds 3 items.\n" + twice);
+        const auto mark = shown.out.find("  [more than once]\n");
+        EXPECT_NE(mark, shown.out.rfind("  [more than once]\n")) << "both are marked";
+        EXPECT_NE(mark, std::string::npos);
+    }
+    const Outcome refused = run("write --from-mox p.mox");
+    EXPECT_EQ(refused.status, 6);
+    EXPECT_EQ(refused.err, twice + "Nothing is written from it.\n");
+    EXPECT_EQ(run("prune p.mox --keep 10").err, twice + "The file is left as it is.\n");
+    EXPECT_EQ(run("prune p.mox --keep 30").status, 0);
+    EXPECT_EQ(run("show p.mox").err, "'p.mox' holds 1 item.\n");
+}
+
 TEST_F(BatchFiles, TreeIsNeitherFooledByNamesNorByDepth) {
     {
         storage::ComPtr<storage::IStorage> root;

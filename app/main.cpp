@@ -1,12 +1,14 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/StandardDescriptors.h"
 #include "platform/kernel/Trace.h"
 #include "tessra/host/ServiceHost.h"
 #include "workbench/MessageText.h"
 
 #include <QCommandLineParser>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 
@@ -22,14 +24,28 @@ std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& p
     }
 }
 
+/// Takes the toolkit's messages until the application is there. Without a display the toolkit would abort the program
+/// and advise to install it anew.
+void tellStart(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (type == QtFatalMsg) {
+        std::cerr << "calvane: no window can be opened: there is no display, or it can't be used.\n" << std::flush;
+        std::_Exit(EXIT_FAILURE);
+    }
+    std::cerr << qFormatLogMessage(type, context, message).toStdString() + '\n' << std::flush;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    kernel::openStandardDescriptors();
+    std::signal(SIGPIPE, SIG_IGN); // whoever read the log has gone; the user's work stays
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure of a write like any other, to be told
     kernel::setErrorLog([](std::string_view message) {
         std::cerr << workbench::shownMessage(message) + '\n' << std::flush;
     });
+    qInstallMessageHandler(tellStart);
     CCalvaneApp app(argc, argv);
+    qInstallMessageHandler(nullptr);
     QCommandLineParser parser;
     parser.setApplicationDescription("Reads, shows and writes the calibration items of a phone.");
     parser.addHelpOption();

@@ -105,6 +105,13 @@ void MoxFile::setMobilePropertyInfo(std::uint32_t esn, std::uint8_t nvMajorVersi
     propertiesSet_ = true;
 }
 
+std::optional<mox::Properties> MoxFile::readMobilePropertyInfo() {
+    requireFileName();
+    setUpIfNeeded();
+    runOnWorker(&MoxFile::readMobilePropertyInfoImpl);
+    return std::exchange(foundProperties_, std::nullopt);
+}
+
 MoxFile::Iterator MoxFile::begin() {
     requireFileName();
     setUpIfNeeded();

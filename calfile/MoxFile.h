@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -66,6 +67,9 @@ public:
     /// The property record that writeToDisk writes. Throws, and changes nothing, for a text of more than 65535 bytes.
     virtual void setMobilePropertyInfo(std::uint32_t esn, std::uint8_t nvMajorVersion, std::uint8_t nvMinorVersion,
                                        std::string softwareVersion, std::string clientName);
+    /// The property record of the file, which is opened for reading where it is not open; nothing where it has none, or
+    /// one that is cut short. Throws where no file was named, and where it can't be opened or read.
+    virtual std::optional<mox::Properties> readMobilePropertyInfo();
     /// The first item of the file, which is opened for reading where it is not open. In a file without a model storage
     /// the iterator is not initialised. Throws where no file was named, where it can't be opened, and where its first
     /// item can't be read.
@@ -81,6 +85,7 @@ protected:
     /// These run on the worker and record what fails.
     virtual void writeToDiskImpl();
     virtual void readPhoneModelIdImpl();
+    virtual void readMobilePropertyInfoImpl();
     virtual void removeNvItemsImpl();
     /// Brings the file into the requested mode, creating one that is to be written and does not exist.
     virtual void setupStgPointers();
@@ -94,7 +99,8 @@ protected:
     bool propertiesSet_ = false;
     bool needsSetup_ = true;
     bool whole_ = true;
-    mox::Properties properties_; // its phoneModelId is the one held for the file
+    mox::Properties properties_;                     // its phoneModelId is the one held for the file
+    std::optional<mox::Properties> foundProperties_; // by readMobilePropertyInfoImpl()
     std::string fileName_;
     std::vector<NvRecord> items_;
     std::vector<std::uint16_t> itemsToRemove_;

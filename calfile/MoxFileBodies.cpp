@@ -13,6 +13,7 @@
 namespace {
 
 const WorkerFailureTexts kWriteToDisk = mox::failureTexts("MoxFile::writeToDiskImpl()", true);
+const WorkerFailureTexts kReadPropertyInfo = mox::failureTexts("MoxFile::readMobilePropertyInfoImpl()", true);
 const WorkerFailureTexts kRemoveNvItems = mox::failureTexts("MoxFile::removeNvItemsImpl()", true);
 const WorkerFailureTexts kSetupStgPointers = mox::failureTexts("MoxFile::setupStgPointers()", true);
 const WorkerFailureTexts kCleanUp = mox::failureTexts("MoxFile::cleanUpImpl()", false);
@@ -50,6 +51,12 @@ void MoxFile::readPhoneModelIdImpl() {
     if (errorPending_) {
         errorMessage_ = "MoxFile::readPhoneModelIdImpl() - " + errorMessage_;
     }
+}
+
+void MoxFile::readMobilePropertyInfoImpl() {
+    recordFailures(kReadPropertyInfo, [this] {
+        foundProperties_ = defaultStorage_ ? mox::readProperties(defaultStorage_) : std::nullopt;
+    });
 }
 
 void MoxFile::removeNvItemsImpl() {

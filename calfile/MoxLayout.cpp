@@ -7,6 +7,7 @@
 namespace mox {
 namespace {
 
+using kernel::get16;
 using kernel::put16;
 using kernel::put32;
 
@@ -61,6 +62,28 @@ std::vector<std::uint8_t> propertyBytes(const Properties& properties) {
     bytes[7] = properties.nvMinorVersion;
     putText(putText(&bytes[8], properties.softwareVersion), properties.clientName);
     return bytes;
+}
+
+std::optional<Properties> propertiesOf(std::span<const std::uint8_t> bytes) {
+    if (bytes.size() < 12) {
+        return std::nullopt;
+    }
+    Properties properties{.esn = kernel::get32(&bytes[0]),
+                          .phoneModelId = get16(&bytes[4]),
+                          .nvMajorVersion = bytes[6],
+                          .nvMinorVersion = bytes[7],
+                          .softwareVersion = {},
+                          .clientName = {}};
+    auto rest = bytes.subspan(8);
+    for (std::string* const text : {&properties.softwareVersion, &properties.clientName}) {
+        const std::size_t end = rest.size() < 2 ? 0 : 2 + std::size_t{get16(rest.data())};
+        if (end == 0 || end > rest.size()) {
+            return std::nullopt;
+        }
+        text->assign(rest.begin() + 2, rest.begin() + static_cast<std::ptrdiff_t>(end));
+        rest = rest.subspan(end);
+    }
+    return properties;
 }
 
 } // namespace mox

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,5 +84,7 @@ std::array<std::uint8_t, kItemStreamBytes> itemBytes(const Record& record);
 ///     10 + S     2  C, the length of the client name
 ///     12 + S     C  client name, not terminated
 std::vector<std::uint8_t> propertyBytes(const Properties& properties);
+/// What such a stream says; nothing where it ends before its texts do.
+std::optional<Properties> propertiesOf(std::span<const std::uint8_t> bytes);
 
 } // namespace mox

@@ -84,6 +84,19 @@ void writeProperties(const StoragePtr& defaultStorage, const Properties& propert
     }
 }
 
+std::optional<Properties> readProperties(const StoragePtr& defaultStorage) {
+    StreamPtr stream;
+    const com::Status status = defaultStorage->openStream(kPropertyStream, kForReading, stream);
+    if (status == storage::kFileNotFound) {
+        return std::nullopt;
+    }
+    check(status);
+    std::vector<std::uint8_t> bytes(12 + 2 * kMaxPropertyTextBytes);
+    std::uint32_t read = 0;
+    check(stream->read(bytes, read));
+    return propertiesOf(std::span(bytes).first(read));
+}
+
 void removeItems(const StoragePtr& defaultStorage, std::span<const std::uint16_t> numbers) {
     std::optional<std::multimap<std::uint16_t, std::u16string>> otherNames;
     for (const std::uint16_t number : numbers) {

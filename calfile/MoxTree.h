@@ -26,6 +26,8 @@ void writeVersionStream(const StoragePtr& root);
 /// Replaces the item of that number; it is in the file whole, or as it was before.
 void writeItem(const StoragePtr& defaultStorage, const Record& record);
 void writeProperties(const StoragePtr& defaultStorage, const Properties& properties);
+/// Nothing where the file has no property stream, or one that is cut short.
+std::optional<Properties> readProperties(const StoragePtr& defaultStorage);
 /// Removes the items of these numbers in their order, up to the first that the file lacks. Where an item is not found
 /// by its name of eight digits, one whose storage other writers named by another number of digits goes: it is read as
 /// the item of that number, so it can be removed as that.

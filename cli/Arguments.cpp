@@ -13,17 +13,25 @@
 
 namespace {
 
+/// An option that names something. An empty name is a variable of a script that was never set: taken for none, it
+/// would silently leave out what was asked for.
+CLI::Option* addName(CLI::App& verb, const std::string& option, std::string& name, const std::string& description) {
+    return verb.add_option(option, name, description)->check([](const std::string& text) {
+        return std::string(text.empty() ? "it is empty" : "");
+    });
+}
+
 void addRing(CLI::App& verb, Arguments& arguments) {
-    verb.add_option("--ring", arguments.ringPath, "Decoder ring file (default: \"NV Decoder.vrk\" beside the program)");
+    addName(verb, "--ring", arguments.ringPath, "Decoder ring file (default: \"NV Decoder.vrk\" beside the program)");
 }
 
 void addService(CLI::App& verb, Arguments& arguments) {
-    verb.add_option("--service", arguments.servicePath,
-                    "Ports of the phone service (default: Tessra.toml beside the program)");
+    addName(verb, "--service", arguments.servicePath,
+            "Ports of the phone service (default: Tessra.toml beside the program)");
 }
 
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
-    CLI::Option* port = verb.add_option("--port", arguments.comPort, "Port of the phone, such as COM1");
+    CLI::Option* port = addName(verb, "--port", arguments.comPort, "Port of the phone, such as COM1");
     addService(verb, arguments);
     return port;
 }
@@ -36,8 +44,12 @@ void addFlag(CLI::App& verb, const std::string& name, bool& flag, const std::str
 void addWriting(CLI::App& verb, Arguments& arguments) {
     addPort(verb, arguments);
     addRing(verb, arguments);
-    verb.add_option("--spc", arguments.accessCode,
-                    "Service programming code to send first, for items that the phone protects with it");
+    CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
+                               "Service programming code to send first, for items that the phone protects with it; "
+                               "all users of the machine can see it");
+    addName(verb, "--spc-file", arguments.accessCodePath,
+            "File whose first line is that code (default: that of the environment's CALVANE_SPC)")
+        ->excludes(spc);
     verb.add_option("--expect-serial", arguments.expectedSerial,
                     "Send nothing to a phone with another serial number, or with none");
     addFlag(verb, "--dry-run", arguments.isDryRun,
@@ -93,7 +105,7 @@ CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::strin
 /// the others are 0 or empty.
 void addMoxOutput(CLI::App& verb, Arguments& arguments) {
     CLI::Option* mox =
-        verb.add_option("--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay");
+        addName(verb, "--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay");
     const auto add = [&](const std::string& name, const std::string& description, auto take) {
         addNumber(verb, name, description, take)->needs(mox);
     };
@@ -133,22 +145,22 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNum
     CLI::App* show = addVerb(program, arguments, Verb::kShow, "show", "Print the items of a calibration file",
                              "calvane-batch show phone.mox --ids 1000-1099");
     addRing(*show, arguments);
-    show->add_option("file", arguments.moxPath, "Calibration file")->required();
+    addName(*show, "file", arguments.moxPath, "Calibration file")->required();
     addNumbers(*show, "--ids", "Show these items alone, such as 10,20-30", takeItemNumbers);
     addFlag(*show, "--hex", arguments.hex,
             "Print the bytes of all items, also of those that the decoder ring does not describe");
-    show->add_option("--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+    addName(*show, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
 
     CLI::App* prune = addVerb(program, arguments, Verb::kPrune, "prune",
                               "Remove items from a calibration file; those that it keeps are not touched",
                               "calvane-batch prune phone.mox --keep 10,1000-1099");
-    prune->add_option("file", arguments.moxPath, "Calibration file")->required();
+    addName(*prune, "file", arguments.moxPath, "Calibration file")->required();
     addNumbers(*prune, "--keep", "Items to keep, such as 10,20-30", takeItemNumbers)->required();
 
     CLI::App* tree = addVerb(program, arguments, Verb::kTree, "tree",
                              "Print the storages and streams of any compound file, with their sizes",
                              "calvane-batch tree phone.mox");
-    tree->add_option("file", arguments.inputPath, "Compound file")->required();
+    addName(*tree, "file", arguments.inputPath, "Compound file")->required();
 }
 
 void describeVerbs(CLI::App& program, Arguments& arguments) {
@@ -167,8 +179,8 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
                              "  calvane-batch read --port COM1 --mox phone.mox --model-id 123 --nv-version 1.2");
     addPort(*read, arguments)->required();
     addRing(*read, arguments);
-    read->add_option("--text", arguments.textPath, "Write the values to this text file (- for standard output)");
-    read->add_option("--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+    addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
+    addName(*read, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
     addNumbers(*read, "--ids", "Read these items alone, such as 10,20-30", takeItemNumbers);
     addNumber(*read, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
               [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
@@ -197,8 +209,8 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
                               "  calvane-batch write --port COM1 --from-mox phone.mox --changed-only --dry-run");
     addWriting(*write, arguments);
     CLI::App* source = write->add_option_group("Source", "Where the items come from");
-    source->add_option("--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
-    source->add_option("--from-mox", arguments.moxPath, "Items of a calibration file");
+    addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
+    addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
     addFlag(*write, "--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
     addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9, and count it as done",

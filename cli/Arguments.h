@@ -30,7 +30,8 @@ struct Arguments {
     std::string values;                                    ///< set: one text per sub-field, separated by commas
     std::string inputPath;                                 ///< write: the JSON file; tree: the compound file
     /// set, write:
-    std::string accessCode;                    ///< sent to the phone before; empty for none
+    std::string accessCode; ///< sent to the phone before; see accessCodeOf()
+    std::string accessCodePath;
     std::optional<std::string> expectedSerial; ///< of the phone that it has to be; nothing for any
     bool wrap = false;                         ///< values that their types store as others are meant
     bool isDryRun = false;                     ///< the plan is printed, nothing is sent

@@ -1,7 +1,9 @@
 #include "cli/CommandText.h"
+#include "cli/FileUses.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
+#include "workbench/PortReason.h"
 
 #include <algorithm>
 #include <iostream>
@@ -21,20 +23,23 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
     }
 }
 
-/// Says on which ports phones are, unless the port has one. The failures of a connect do not say it. Answers whether it
-/// has one.
+/// Says on which ports phones are, unless the port has one: the failures of a connect do not say it. They do say why a
+/// port can't be used, and then that is all of it. Answers whether it has a phone.
 bool explainPort(Calvane& catalog, const std::string& comPort) {
     try {
         const auto ports = catalog.getTessraServer()->getActiveComPorts();
         if (std::find(ports.begin(), ports.end(), comPort) != ports.end()) {
             return true;
         }
-        std::cerr << "No phone is present on " << comPort << ".";
+        const bool isExplained = !workbench::portReason(*catalog.getTessraServer(), comPort).empty();
+        const std::string absent = isExplained ? "" : "No phone is present on " + comPort + ".";
         std::string present;
         for (const std::string& port : ports) {
-            present += (present.empty() ? " Phones are present on: " : ", ") + port;
+            present += (present.empty() ? "Phones are present on: " : ", ") + port;
         }
-        std::cerr << present << (present.empty() ? "\n" : ".\n");
+        present += present.empty() ? "" : ".";
+        std::cerr << absent << (absent.empty() || present.empty() ? "" : " ") << present
+                  << (isExplained && present.empty() ? "" : "\n");
         return false;
     } catch (const std::exception&) {
         return true; // it was an explanation; the failure itself has been told
@@ -44,6 +49,14 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
 /// Whether a port without a phone may be why it ended so.
 bool mayLackPhone(ExitStatus status) {
     return status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
+}
+
+/// A simulated phone is always there, unless its memory can't be used. Why has been told then.
+ExitStatus memoryStatus(Calvane& catalog, const tessra::ServiceConfig& config) {
+    const bool allUsable = std::ranges::all_of(config.ports, [&](const tessra::PortConfig& port) {
+        return !port.line.device.empty() || workbench::portReason(*catalog.getTessraServer(), port.name).empty();
+    });
+    return allUsable ? ExitStatus::kDone : ExitStatus::kFile;
 }
 
 struct VerbEntry {
@@ -72,8 +85,11 @@ ExitStatus runBatch(const Arguments& arguments) {
     ExitStatus status = ExitStatus::kDone;
     std::optional<tessra::ServiceHost> service;
     // The service talks to its lines as soon as it is there; a dry run that names no port is to touch none.
-    if (verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty())) {
-        service.emplace(configuredPorts(arguments.servicePath, status));
+    const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
+    const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
+    refuseFilesOfTwoUses(arguments, config);
+    if (isHost) {
+        service.emplace(config);
     }
     Calvane catalog;
     try {
@@ -81,6 +97,9 @@ ExitStatus runBatch(const Arguments& arguments) {
             failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
         }
         status = worse(status, verb.run(catalog, arguments));
+        if (arguments.verb == Arguments::Verb::kPorts) {
+            status = worse(status, memoryStatus(catalog, config));
+        }
         flushOutput();
     } catch (const std::exception& error) {
         status = worse(status, report(error));

@@ -1,8 +1,12 @@
 #include "cli/Interruption.h"
 
+#include "platform/kernel/SignalHold.h"
+
 #include <csignal>
 
 namespace {
+
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
 
 volatile std::sig_atomic_t signalCame = 0;
 
@@ -13,12 +17,21 @@ void remember(int signal) {
 
 } // namespace
 
-Interruption::Interruption()
-    : oldInterrupt_(std::signal(SIGINT, remember)), oldTermination_(std::signal(SIGTERM, remember)) {}
+Interruption::Interruption() {
+    // What is put back at the end has to hold the signals for a file that is written just then.
+    { const kernel::SignalHold installed; }
+    for (std::size_t at = 0; at < kSignals.size(); ++at) {
+        oldHandlers_[at] = std::signal(kSignals[at], remember);
+        if (kSignals[at] == SIGHUP && oldHandlers_[at] == SIG_IGN) {
+            (void)std::signal(SIGHUP, SIG_IGN);
+        }
+    }
+}
 
 Interruption::~Interruption() {
-    std::signal(SIGINT, oldInterrupt_);
-    std::signal(SIGTERM, oldTermination_);
+    for (std::size_t at = 0; at < kSignals.size(); ++at) {
+        (void)std::signal(kSignals[at], oldHandlers_[at]);
+    }
 }
 
 bool Interruption::came() {
@@ -26,5 +39,5 @@ bool Interruption::came() {
 }
 
 ExitStatus Interruption::status() {
-    return !came() ? ExitStatus::kDone : signalCame == SIGTERM ? ExitStatus::kTerminated : ExitStatus::kInterrupted;
+    return !came() ? ExitStatus::kDone : signalCame == SIGINT ? ExitStatus::kInterrupted : ExitStatus::kTerminated;
 }

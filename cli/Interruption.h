@@ -2,8 +2,10 @@
 
 #include "cli/ExitStatus.h"
 
-/// While it lives, SIGINT and SIGTERM wait for the item that is under way, so that the account of a read or a write is
-/// complete. One at a time.
+#include <array>
+
+/// While it lives, SIGINT, SIGTERM and SIGHUP wait for the item that is under way, so that the account of a read or a
+/// write is complete. A SIGHUP that the program was started to ignore stays ignored. One at a time.
 class Interruption {
 public:
     Interruption();
@@ -17,6 +19,5 @@ public:
     static ExitStatus status();
 
 private:
-    void (*oldInterrupt_)(int);
-    void (*oldTermination_)(int);
+    std::array<void (*)(int), 3> oldHandlers_{};
 };

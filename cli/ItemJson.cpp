@@ -2,9 +2,8 @@
 
 #include "cli/ExitStatus.h"
 #include "cli/FieldValues.h"
+#include "cli/JsonItemList.h"
 #include "platform/kernel/Text.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <optional>
@@ -39,16 +38,23 @@ struct Place {
     }
 };
 
-Json parse(const std::string& text, const std::string& source) {
-    try {
-        return Json::parse(text);
-    } catch (const Json::parse_error& error) {
-        // The library's message names line and column behind its own error number.
-        const std::string message = error.what();
-        const auto start = message.find("] ");
-        throw BatchFailure(ExitStatus::kFile,
-                           source + ": " + (start == std::string::npos ? message : message.substr(start + 2)));
+/// A text of the ring, which is plain bytes, as JSON has it. What is no UTF-8 is taken for Latin-1, so that each text
+/// becomes one of its own and is recognised when it comes back.
+std::string jsonText(const std::string& ringText) {
+    if (kernel::isUtf8(ringText)) {
+        return ringText;
     }
+    std::string text;
+    for (const char character : ringText) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x80) {
+            text += character;
+        } else {
+            text += static_cast<char>(0xC0U | byte >> 6U);
+            text += static_cast<char>(0x80U | (byte & 0x3FU));
+        }
+    }
+    return text;
 }
 
 /// A piece of the text as a message quotes it: short, and without going into what it holds.
@@ -57,8 +63,7 @@ std::string quoted(const Json& piece) {
         return piece.is_array() ? "a list" : "an object";
     }
     constexpr std::size_t kMaxQuotedBytes = 60;
-    const std::string text = piece.dump(-1, ' ', false, Json::error_handler_t::replace);
-    return text.size() <= kMaxQuotedBytes ? text : text.substr(0, kMaxQuotedBytes) + "...";
+    return kernel::shortened(piece.dump(-1, ' ', false, Json::error_handler_t::replace), kMaxQuotedBytes);
 }
 
 /// The value of a field as the text that an item takes: one without a comma, which would start the next field.
@@ -84,9 +89,14 @@ std::string plainType(std::string typeName) {
     return typeName;
 }
 
-void requireSame(const Json& holder, const char* key, const std::string& expected, const Place& place) {
+void requireSame(const Json& holder, const char* key, const std::string& ringText, const Place& place) {
+    const std::string expected = jsonText(ringText);
     const auto found = holder.find(key);
-    if (found != holder.end() && (!found->is_string() || plainType(found->get<std::string>()) != plainType(expected))) {
+    if (found == holder.end() || *found == expected) {
+        return;
+    }
+    const bool isType = std::string_view(key) == "type" && found->is_string();
+    if (!isType || plainType(found->get<std::string>()) != plainType(expected)) {
         place.refuseValue(std::string("its ") + key + " is " + quoted(*found) + " here, but \"" + expected +
                           "\" in the decoder ring");
     }
@@ -149,6 +159,7 @@ workbench::WantedItem itemFromJson(const Json& entry, Place place, Calvane& cata
         const Json& field = (*fields)[index];
         values += (index == 0 ? "" : ",") + valueText(field, place);
         requireSame(field, "type", subItems[index].typeName, place);
+        requireSame(field, "description", subItems[index].description, place);
     }
     const auto raw = rawBytes(entry, place);
     place.refusing([&] { setTypedValues(item, values, wrap); });
@@ -178,34 +189,28 @@ std::string itemsToJson(std::span<const NvItem> items) {
         Json fields = Json::array();
         for (const SubItem& subItem : item.getSubItems()) {
             fields.push_back(
-                {{"type", subItem.typeName}, {"description", subItem.description}, {"value", subItem.value}});
+                {{"type", subItem.typeName}, {"description", jsonText(subItem.description)}, {"value", subItem.value}});
         }
         list.push_back({{"id", item.getId()},
-                        {"name", item.getName()},
-                        {"access", item.getAccess()},
+                        {"name", jsonText(item.getName())},
+                        {"access", jsonText(item.getAccess())},
                         {"fields", std::move(fields)},
                         {"raw", rawDigits(item)}});
     }
-    // A ring is plain bytes: a byte that is no UTF-8 becomes a replacement character instead of ending the export.
-    return Json{{"items", std::move(list)}}.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return Json{{"items", std::move(list)}}.dump(2) + "\n";
 }
 
 std::vector<workbench::WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
                                                  bool wrap) {
-    const Json document = parse(text, source);
     const Place place{source, {}};
-    const auto list = document.is_object() ? document.find("items") : document.end();
-    if (list == document.end() || !list->is_array()) {
-        place.refuseForm("it has no list \"items\"");
-    }
     std::vector<workbench::WantedItem> items;
     std::set<std::uint16_t> seen;
-    for (const Json& entry : *list) {
+    readItemList(text, source, [&](const Json& entry) {
         items.push_back(itemFromJson(entry, place, catalog, wrap));
         const std::uint16_t number = items.back().item.getId();
         if (!seen.insert(number).second) {
             place.refuseForm("item " + std::to_string(number) + " stands in it twice");
         }
-    }
+    });
     return items;
 }

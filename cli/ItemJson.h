@@ -15,14 +15,14 @@
 ///
 /// A value is its decimal text, since a number of JSON would lose digits of 64 bits on the way through many readers;
 /// whole numbers are read as well. "raw" has all 128 bytes of the item in 256 hexadecimal digits, also those that no
-/// field covers.
+/// field covers. Texts of a ring that are no UTF-8 are taken for Latin-1.
 std::string itemsToJson(std::span<const NvItem> items);
 
 /// The items of such a text, with layouts from `catalog`'s ring and values from the text. "id" and the fields' "value"
 /// are needed. "raw", where it stands, gives the bytes, and the values must be the same; without it the values alone
-/// are meant. "name" and "type", where they stand, must be the ring's, so that values made for another ring never reach
-/// a phone. `wrap` as for setTypedValues(). Throws a BatchFailure whose message names `source`, and the item and field
-/// where there are such: kFile for a text that is no JSON (with line and column) or not of this form, kValues for what
-/// does not fit the ring, a type or "raw".
+/// are meant. "name", "type" and "description", where they stand, must be the ring's, so that values made for another
+/// ring never reach a phone. `wrap` as for setTypedValues(). Throws a BatchFailure whose message names `source`, and
+/// the item and field where there are such: kFile for an item that stands there twice and for what readItemList()
+/// refuses, kValues for what does not fit the ring, a type or "raw".
 std::vector<workbench::WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
                                                  bool wrap);

@@ -13,11 +13,16 @@ constexpr int kNumberWidth = 5;
 constexpr int kTypeWidth = 12;
 constexpr std::size_t kBytesPerLine = 16;
 
+const char* markOf(std::uint16_t number, const std::set<std::uint16_t>& repeated) {
+    return repeated.contains(number) ? "  [more than once]" : "";
+}
+
 } // namespace
 
-void printItems(std::ostream& out, std::span<const NvItem> items) {
+void printItems(std::ostream& out, std::span<const NvItem> items, const std::set<std::uint16_t>& repeated) {
     for (const NvItem& item : items) {
-        out << std::setw(kNumberWidth) << item.getId() << "  " << item.getName() << "  (" << item.getAccess() << ")\n";
+        out << std::setw(kNumberWidth) << item.getId() << "  " << item.getName() << "  (" << item.getAccess() << ')'
+            << markOf(item.getId(), repeated) << '\n';
         const auto subItems = item.getSubItems();
         std::size_t valueWidth = 0;
         for (const SubItem& subItem : subItems) {
@@ -32,8 +37,9 @@ void printItems(std::ostream& out, std::span<const NvItem> items) {
 }
 
 void printItemBytes(std::ostream& out, std::uint16_t number, const std::string& name,
-                    std::span<const std::uint8_t> bytes) {
-    out << std::setw(kNumberWidth) << number << "  " << (name.empty() ? "(not in the decoder ring)" : name);
+                    std::span<const std::uint8_t> bytes, const std::set<std::uint16_t>& repeated) {
+    out << std::setw(kNumberWidth) << number << "  " << (name.empty() ? "(not in the decoder ring)" : name)
+        << markOf(number, repeated);
     for (std::size_t offset = 0; offset < bytes.size(); ++offset) {
         if (offset % kBytesPerLine == 0) {
             out << "\n       " << kernel::hexDigits(offset, 2) << " ";

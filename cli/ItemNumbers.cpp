@@ -2,11 +2,12 @@
 
 #include "platform/kernel/Text.h"
 
-#include <set>
 #include <stdexcept>
 #include <string_view>
 
 namespace {
+
+constexpr std::size_t kNumbers = 65536;
 
 [[noreturn]] void refuse(std::string_view part) {
     throw std::invalid_argument("'" + std::string(part) +
@@ -21,11 +22,27 @@ std::uint16_t parseNumber(std::string_view text, std::string_view part) {
     return *number;
 }
 
+ItemNumbers numbersOf(const std::vector<std::int32_t>& change, const std::vector<bool>& isSingle) {
+    ItemNumbers numbers;
+    std::int32_t ranges = 0;
+    for (std::size_t number = 0; number < kNumbers; ++number) {
+        ranges += change[number];
+        if (ranges > 0) {
+            numbers.all.push_back(static_cast<std::uint16_t>(number));
+        }
+        if (isSingle[number]) {
+            numbers.single.push_back(static_cast<std::uint16_t>(number));
+        }
+    }
+    return numbers;
+}
+
 } // namespace
 
 ItemNumbers parseItemNumbers(const std::string& list) {
-    std::set<std::uint16_t> all;
-    std::set<std::uint16_t> single;
+    // Where ranges begin, and behind which number they end: what a list costs does not depend on their lengths.
+    std::vector<std::int32_t> change(kNumbers + 1);
+    std::vector<bool> isSingle(kNumbers);
     std::string_view rest = list;
     for (;;) {
         const auto comma = rest.find(',');
@@ -36,14 +53,11 @@ ItemNumbers parseItemNumbers(const std::string& list) {
         if (last < first) {
             refuse(part);
         }
-        for (std::uint32_t number = first; number <= last; ++number) {
-            all.insert(static_cast<std::uint16_t>(number));
-        }
-        if (dash == std::string_view::npos) {
-            single.insert(static_cast<std::uint16_t>(first));
-        }
+        ++change[first];
+        --change[last + 1];
+        isSingle[first] = isSingle[first] || dash == std::string_view::npos;
         if (comma == std::string_view::npos) {
-            return {{all.begin(), all.end()}, {single.begin(), single.end()}};
+            return numbersOf(change, isSingle);
         }
         rest.remove_prefix(comma + 1);
     }

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <iterator>
 #include <map>
+#include <set>
 #include <utility>
 
 namespace {
@@ -60,6 +61,32 @@ MoxContent contentOf(const std::string& path) {
     });
 }
 
+std::vector<std::uint16_t> numbersOfRecords(const std::vector<MoxFile::NvRecord>& records) {
+    std::vector<std::uint16_t> numbers(records.size());
+    std::ranges::transform(records, numbers.begin(), &MoxFile::NvRecord::id);
+    return numbers;
+}
+
+/// The numbers that stand there more than once: in a file whose storages are named by different numbers of digits.
+std::set<std::uint16_t> repeatedNumbers(const std::vector<MoxFile::NvRecord>& records) {
+    std::set<std::uint16_t> seen;
+    std::set<std::uint16_t> repeated;
+    for (const MoxFile::NvRecord& record : records) {
+        if (!seen.insert(record.id).second) {
+            repeated.insert(record.id);
+        }
+    }
+    return repeated;
+}
+
+/// "'p.mox' has item 7, 9 more than once, under names of different length."
+std::string repeatedText(const std::string& path, const std::set<std::uint16_t>& repeated) {
+    return "'" + path + "' has " +
+           (repeated.size() > kMaxNamedNumbers ? counted(repeated.size())
+                                               : "item " + joined({repeated.begin(), repeated.end()})) +
+           " more than once, under names of different length.";
+}
+
 /// Says what is wrong with the file: that its tree is damaged stands in the error log.
 void complain(const std::string& path, const MoxContent& content) {
     for (std::string failure : content.failures) {
@@ -68,6 +95,9 @@ void complain(const std::string& path, const MoxContent& content) {
     }
     if (!content.isWhole) {
         std::cerr << "'" << path << "' is damaged: it may have had more items.\n";
+    }
+    if (const auto repeated = repeatedNumbers(content.records); !repeated.empty()) {
+        std::cerr << repeatedText(path, repeated) << '\n';
     }
 }
 
@@ -78,12 +108,6 @@ std::vector<MoxFile::NvRecord> wholeContentOf(const std::string& path) {
         throw BatchFailure(ExitStatus::kFile, "Nothing is done with '" + path + "', as it is damaged.");
     }
     return std::move(content.records);
-}
-
-std::vector<std::uint16_t> numbersOfRecords(const std::vector<MoxFile::NvRecord>& records) {
-    std::vector<std::uint16_t> numbers(records.size());
-    std::ranges::transform(records, numbers.begin(), &MoxFile::NvRecord::id);
-    return numbers;
 }
 
 using Ring = std::map<std::uint16_t, NvItem>;
@@ -135,6 +159,9 @@ std::string missingText(const std::vector<std::uint16_t>& wanted, const std::vec
 
 std::vector<NvItem> itemsOfMox(Calvane& catalog, const std::string& path) {
     const auto records = wholeContentOf(path);
+    if (const auto repeated = repeatedNumbers(records); !repeated.empty()) {
+        throw BatchFailure(ExitStatus::kFile, repeatedText(path, repeated) + "\nNothing is written from it.");
+    }
     const Ring ring = ringOf(catalog);
     std::cerr << accountOf(path, numbersOfRecords(records), ring) << '\n';
     return describedItems(records, ring);
@@ -184,6 +211,7 @@ ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
     const Ring ring = ringOf(catalog);
     const MoxContent content = contentOf(path);
     auto records = content.records;
+    const auto repeated = repeatedNumbers(records);
     const auto numbers = numbersOfRecords(records);
     std::erase_if(records, [&](const MoxFile::NvRecord& record) {
         return wanted && !std::binary_search(wanted->begin(), wanted->end(), record.id);
@@ -195,20 +223,28 @@ ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
     if (arguments.hex) {
         for (const MoxFile::NvRecord& record : records) {
             const auto found = ring.find(record.id);
-            printItemBytes(std::cout, record.id, found == ring.end() ? "" : found->second.getName(), record.data);
+            printItemBytes(std::cout, record.id, found == ring.end() ? "" : found->second.getName(), record.data,
+                           repeated);
         }
     } else if (arguments.jsonPath.empty()) {
-        printItems(std::cout, items);
+        printItems(std::cout, items, repeated);
     }
     std::cerr << accountOf(path, numbers, ring) << (wanted ? missingText(*wanted, numbers) : "") << '\n';
     complain(path, content);
-    return content.isWhole ? ExitStatus::kDone : ExitStatus::kFile;
+    return content.isWhole && repeated.empty() ? ExitStatus::kDone : ExitStatus::kFile;
 }
 
 ExitStatus pruneMox(const Arguments& arguments) {
     const std::string& path = arguments.moxPath;
     const auto& kept = *arguments.itemNumbers;
-    const auto numbers = numbersOfRecords(wholeContentOf(path));
+    const auto records = wholeContentOf(path);
+    // Without these numbers the file is a sound one again.
+    auto repeated = repeatedNumbers(records);
+    std::erase_if(repeated, [&](std::uint16_t number) { return !std::ranges::binary_search(kept, number); });
+    if (!repeated.empty()) {
+        throw BatchFailure(ExitStatus::kFile, repeatedText(path, repeated) + "\nThe file is left as it is.");
+    }
+    const auto numbers = numbersOfRecords(records);
     const auto unwanted = missingNumbers(numbers, kept);
     if (unwanted.size() == numbers.size()) {
         throw BatchFailure(ExitStatus::kFile, "'" + path + "' is left as it is: it holds none of the items to keep.");

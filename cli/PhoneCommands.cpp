@@ -9,6 +9,7 @@
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
 #include "workbench/PhoneReader.h"
+#include "workbench/PortReason.h"
 
 #include <algorithm>
 #include <iostream>
@@ -156,9 +157,16 @@ ExitStatus listItems(Calvane& catalog, const Arguments& arguments) {
 }
 
 ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments) {
-    failingWith(ExitStatus::kNoPhone, [&] { catalog.getTessraServer()->connect(arguments.comPort); });
-    std::cerr << "Waiting for the phone on " << arguments.comPort << " to go and come back...\n";
-    catalog.resetPhone();
+    TessraServer& session = *catalog.getTessraServer();
+    ExitStatus status = ExitStatus::kNoPhone;
+    try {
+        session.connect(arguments.comPort);
+        status = ExitStatus::kOtherFailure;
+        std::cerr << "Waiting for the phone on " << arguments.comPort << " to go and come back...\n";
+        catalog.resetPhone();
+    } catch (const std::exception& failure) {
+        throw BatchFailure(status, workbench::withPortReason(failure.what(), session, arguments.comPort));
+    }
     std::cout << "The phone on " << arguments.comPort << " has been reset.\n";
     return ExitStatus::kDone;
 }

@@ -1,3 +1,4 @@
+#include "cli/AccessCode.h"
 #include "cli/CommandText.h"
 #include "cli/FieldValues.h"
 #include "cli/Interruption.h"
@@ -10,6 +11,7 @@
 #include "platform/com/Status.h"
 #include "platform/kernel/RegularFile.h"
 #include "workbench/PhoneIdentity.h"
+#include "workbench/PortReason.h"
 
 #include <cerrno>
 #include <iostream>
@@ -46,7 +48,8 @@ std::vector<std::uint16_t> writableNumbers(const std::vector<workbench::WantedIt
 class PhoneWrite {
 public:
     PhoneWrite(Calvane& catalog, const Arguments& arguments)
-        : catalog_(catalog), session_(*catalog.getTessraServer()), arguments_(arguments) {}
+        : catalog_(catalog), session_(*catalog.getTessraServer()), arguments_(arguments),
+          accessCode_(accessCodeOf(arguments)) {}
 
     ExitStatus run(std::vector<workbench::WantedItem> wanted) {
         const Interruption interruption;
@@ -79,12 +82,13 @@ private:
         if (phone.isKnown()) {
             expected_ = phone;
         }
-        if (!arguments_.accessCode.empty() && !arguments_.isDryRun) {
+        if (!accessCode_.empty() && !arguments_.isDryRun) {
             try {
-                session_.sendSpc(arguments_.accessCode.c_str());
+                session_.sendSpc(accessCode_.c_str());
             } catch (const TessraServer::Exception& error) {
                 const bool isRefused = error.status() == com::kAccessDenied;
-                throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure, error.what());
+                throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure,
+                                   workbench::withPortReason(error.what(), session_, arguments_.comPort));
             }
         }
     }
@@ -148,6 +152,7 @@ private:
     Calvane& catalog_;
     TessraServer& session_;
     const Arguments& arguments_;
+    const std::string accessCode_;
     std::optional<workbench::PhoneIdentity> expected_;
     workbench::WritePlan plan_;
     std::string unreadable_; ///< about items that are left out because the phone does not tell what it has of them

@@ -1,5 +1,6 @@
 #include "cli/CommandText.h"
 #include "cli/Verbs.h"
+#include "platform/kernel/StandardDescriptors.h"
 #include "platform/kernel/Trace.h"
 
 #include <csignal>
@@ -7,13 +8,18 @@
 #include <string_view>
 
 int main(int argc, char** argv) {
+    kernel::openStandardDescriptors();
     // A reader that closes its pipe and a file that may not grow are failures of a write, to be reported as such.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     kernel::setErrorLog([](std::string_view line) { tell(std::string(line) + "\n"); });
     try {
         const ParsedArguments parsed = parseArguments(argc, argv);
-        return static_cast<int>(parsed.arguments ? runBatch(*parsed.arguments) : parsed.exitStatus);
+        if (parsed.arguments) {
+            return static_cast<int>(runBatch(*parsed.arguments));
+        }
+        flushOutput();
+        return static_cast<int>(parsed.exitStatus);
     } catch (const std::exception& error) {
         return static_cast<int>(report(error));
     }

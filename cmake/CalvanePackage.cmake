@@ -8,7 +8,6 @@ include(GNUInstallDirs)
 set(CALVANE_FOLDER lib/calvane)
 set(CALVANE_SIDE_FILES "NV Decoder.vrk" "Sample Phone.nvmem" "Tessra.toml" "CALVANE.HLP")
 
-configure_file(${CMAKE_SOURCE_DIR}/packaging/launcher.in ${CMAKE_BINARY_DIR}/launcher @ONLY)
 foreach(file IN LISTS CALVANE_SIDE_FILES)
     # Beside the programs of the build tree too. A phone memory that an earlier run wrote stays.
     configure_file("${CMAKE_SOURCE_DIR}/data/${file}" "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${file}" COPYONLY)
@@ -17,7 +16,9 @@ endforeach()
 foreach(program calvane calvane-batch)
     if(TARGET ${program})
         install(TARGETS ${program} RUNTIME DESTINATION ${CALVANE_FOLDER})
-        install(PROGRAMS ${CMAKE_BINARY_DIR}/launcher DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME ${program})
+        # Each knows its program by itself: it may be called by another name, or through a link.
+        configure_file(${CMAKE_SOURCE_DIR}/packaging/launcher.in ${CMAKE_BINARY_DIR}/launchers/${program} @ONLY)
+        install(PROGRAMS ${CMAKE_BINARY_DIR}/launchers/${program} DESTINATION ${CMAKE_INSTALL_BINDIR})
     endif()
 endforeach()
 

@@ -123,7 +123,11 @@ public:
                                                     ProgressCallback callback);
 
     /// The supported item with this number; for one that the ring does not describe, a "No Name" item.
-    NvItem describedItem(std::uint16_t nvItemId) const;
+    virtual NvItem describedItem(std::uint16_t nvItemId) const;
+
+    /// What the calibration file `fileName` says of the phone that its items come from; nothing where it has no such
+    /// record. A failure goes into the error log, as the items are worth having without it.
+    virtual std::optional<PhoneProperties> phonePropertiesOf(const std::string& fileName);
 
 private:
     using ItemMap = std::map<std::uint16_t, NvItem>;

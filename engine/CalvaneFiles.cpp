@@ -49,6 +49,23 @@ std::vector<NvItem> Calvane::getNvItemFrompMoxFile(const std::string pMoxFileNam
     return items;
 }
 
+std::optional<PhoneProperties> Calvane::phonePropertiesOf(const std::string& fileName) {
+    std::optional<PhoneProperties> properties;
+    try {
+        onFile("Calvane::phonePropertiesOf - ", [&] {
+            file_->open(fileName);
+            if (const auto record = file_->readMobilePropertyInfo()) {
+                properties = {record->esn, record->nvMajorVersion, record->nvMinorVersion, record->softwareVersion,
+                              record->clientName};
+            }
+            file_->cleanUp();
+        });
+    } catch (const Exception& error) {
+        kernel::logError(error.what());
+    }
+    return properties;
+}
+
 void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems, unsigned short phoneModelId,
                             std::uint32_t esn, std::uint8_t nvMajorVersion, std::uint8_t nvMinorVersion,
                             const std::string softwareVersion, const std::string clientName) {

@@ -9,10 +9,14 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace items {
 
 namespace {
+
+/// An item of 128 sub-fields, each described by a sentence of 400 letters, stays below this.
+constexpr std::size_t kMaxRingLineBytes = 65536;
 
 /// Walks over one item line. Reading past the end gives empty texts and no characters.
 class LineCursor {
@@ -113,23 +117,74 @@ void requireRegularFile(const std::string& path) {
     }
 }
 
+/// Whether a text that begins so is UTF-16, with a byte order mark or without one.
+bool looksLikeUtf16(std::string_view text) {
+    return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF") ||
+           (text.size() >= 2 && (text[0] == '\0') != (text[1] == '\0'));
+}
+
+/// The lines of a ring, one at a time: a file is never held whole, whatever its lines.
+class RingLines {
+public:
+    /// `path` must outlive this.
+    explicit RingLines(const std::string& path)
+        : path_(path), file_(path, std::ios::binary), buffer_(kMaxRingLineBytes + 1) {}
+
+    /// Reads the next line; false behind the last one.
+    bool next() {
+        ++number_;
+        file_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+        line_ = {buffer_.data(), static_cast<std::size_t>(file_.gcount()) - (file_.eof() || file_.fail() ? 0 : 1)};
+        if (file_.bad() || !file_.is_open()) {
+            throw unusableFile(path_, "doesn't exist");
+        }
+        if (file_.fail() && !file_.eof()) {
+            throw unusableFile(path_, "has more than " + std::to_string(kMaxRingLineBytes) + " characters in line " +
+                                          std::to_string(number_));
+        }
+        if (number_ == 1) {
+            isUtf16_ = looksLikeUtf16(line_);
+            line_.remove_prefix(line_.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+        }
+        return !file_.fail();
+    }
+    std::string_view line() const { return kernel::trimmed(line_); }
+    /// Single bytes can look like UTF-16, too: it counts where the first item can't be understood.
+    bool isUtf16() const { return isUtf16_; }
+
+private:
+    static constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+    const std::string& path_;
+    std::ifstream file_;
+    std::vector<char> buffer_;
+    std::string_view line_;
+    std::size_t number_ = 0;
+    bool isUtf16_ = false;
+};
+
 void loadLines(const std::string& path, std::map<std::uint16_t, NvItem>& items) {
     requireRegularFile(path);
-    std::ifstream file(path, std::ios::binary);
-    for (std::string buffer; std::getline(file, buffer);) {
-        const std::string_view line = kernel::trimmed(buffer);
+    RingLines lines(path);
+    for (bool isFirst = true; lines.next();) {
+        const std::string_view line = lines.line();
         if (line.empty() || line.starts_with("//")) {
             continue;
         }
         const auto layout = std::make_shared<ItemLayout>(line);
-        parseRingLine(*layout);
+        try {
+            parseRingLine(*layout);
+        } catch (const CalvaneException&) {
+            if (isFirst && lines.isUtf16()) {
+                throw unusableFile(path, "is UTF-16: save it as plain text");
+            }
+            throw;
+        }
         if (!items.try_emplace(layout->number, layout).second) {
             throw CalvaneException("The NV ID: '" + std::to_string(layout->number) +
                                    "' was found twice in the decoder ring file '" + path + "'.");
         }
-    }
-    if (!file.eof()) {
-        throw unusableFile(path, "doesn't exist");
+        isFirst = false;
     }
 }
 

@@ -17,8 +17,9 @@ namespace items {
 void parseRingLine(ItemLayout& layout);
 
 /// Reads the ring file at `path` and adds each of its items to `items`, which is normally empty before.
-/// Throws CalvaneException if the file is missing, can't be read or is no regular file, at the first malformed line,
-/// and at a number that `items` holds already; the items of the lines before the failure stay in `items`.
+/// Throws CalvaneException if the file is missing, can't be read or is no regular file, at the first line that is
+/// malformed or longer than 65536 bytes, and at a number that `items` holds already; the items of the lines before the
+/// failure stay in `items`. A byte order mark of UTF-8 is skipped; a file in UTF-16 is refused as such.
 void loadDecoderRing(const std::string& path, std::map<std::uint16_t, NvItem>& items);
 
 } // namespace items

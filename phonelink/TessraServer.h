@@ -72,6 +72,8 @@ public:
     virtual bool connect(const std::string comPort, std::uint32_t timeoutMs);
     /// Attaches the phone on `comPort`, such as "COM1"; a session that is connected changes to that port.
     virtual void connect(const std::string comPort);
+    /// Whether the operations on a phone may be called. Waits for nobody.
+    bool isConnected() const { return connected_; }
     /// The names of the ports on which the service sees a phone, in the service's order.
     virtual std::vector<std::string> getActiveComPorts();
     /// Looks once and answers the phones that the service sees, in the order of their ports.

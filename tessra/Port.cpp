@@ -143,7 +143,8 @@ Status Port::changeMode(ClientId client, std::uint16_t mode) {
     kernel::put16(request + 1, mode);
     std::vector<std::uint8_t> answer;
     Status status = ask(request, answer);
-    if (com::succeeded(status) && !hasCommand(answer, Command::kChangeMode)) {
+    // A phone that agrees repeats the request: anything else may be an agreement to another change.
+    if (com::succeeded(status) && !std::equal(answer.begin(), answer.end(), std::begin(request), std::end(request))) {
         status = kDifferentMode;
     }
     return com::succeeded(status) ? status : failWith(status, "The phone did not agree to the change of mode.");

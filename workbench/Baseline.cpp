@@ -5,6 +5,10 @@
 
 namespace workbench {
 
+bool hasValues(const NvItem& item) {
+    return std::ranges::any_of(item.getSubItems(), [](const SubItem& field) { return !field.value.empty(); });
+}
+
 void Baseline::set(const NvItem& item, std::shared_ptr<const Source> source) {
     BaselineValue value{.layoutHash = item.layoutHash(), .source = std::move(source)};
     std::ranges::copy(item.rawData(), value.data.begin());
@@ -18,8 +22,10 @@ const BaselineValue* Baseline::find(std::uint16_t number) const {
 
 bool Baseline::differs(const NvItem& item) const {
     const BaselineValue* const value = find(item.getId());
-    const ItemData zeros{};
-    const ItemData& before = value != nullptr ? value->data : zeros;
+    if (value == nullptr) {
+        return hasValues(item) || std::ranges::any_of(item.rawData(), [](std::uint8_t byte) { return byte != 0; });
+    }
+    const ItemData& before = value->data;
     // The document's items have zeros where the ring describes no sub-field, whatever the phone has there.
     const std::size_t described = item.describedBytes();
     const std::size_t compared = described > 0 ? described : before.size();

@@ -36,6 +36,10 @@ struct BaselineValue {
     std::shared_ptr<const Source> source;
 };
 
+/// Whether the item's sub-fields have values. Those of the catalog have none before they are read or typed,
+/// nor has one whose first edit is undone.
+bool hasValues(const NvItem& item);
+
 /// The last known values of the items of one document, by number. An item that is not in it has never had a value.
 class Baseline {
 public:
@@ -43,8 +47,8 @@ public:
     void clear() { values_.clear(); }
     /// Null for an item that has never had a value.
     const BaselineValue* find(std::uint16_t number) const;
-    /// Whether the item's sub-fields hold other values than the baseline's, which has one. False for an item that has
-    /// never had a value and whose bytes are zero; true for such an item with other bytes.
+    /// Whether the item's sub-fields hold other values than the baseline's, which has one. An item that has never had a
+    /// value differs once its sub-fields have values, zeros included, or its bytes are not zero.
     bool differs(const NvItem& item) const;
     /// `item` with the value of the baseline; nothing where it has none.
     std::optional<NvItem> itemOf(const NvItem& item) const;

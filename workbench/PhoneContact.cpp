@@ -4,7 +4,6 @@
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/TickCount.h"
 #include "tessra/Interfaces.h"
-#include "workbench/MessageText.h"
 #include "workbench/PortReason.h"
 
 #include <utility>
@@ -39,18 +38,23 @@ Loss lossOf(std::int32_t status) {
     }
 }
 
+std::string loaderText(const std::string& comPort) {
+    return "The phone on " + comPort + " runs its loader, and reads and writes no items there. Restart the phone.";
+}
+
 PhoneContact::PhoneContact(TessraServer& session, std::string comPort, ContactOptions options)
     : session_(session), comPort_(std::move(comPort)), options_(std::move(options)) {}
 
 bool PhoneContact::open(const std::optional<PhoneIdentity>& expected) {
-    try {
-        session_.connect(comPort_);
-    } catch (const TessraServer::Exception& error) {
-        return ended(End::kFailed, error.what(), error.status());
-    }
     phone_ = expected.value_or(PhoneIdentity());
-    for (unsigned tries = 0;; ++tries) {
+    const std::uint32_t start = kernel::tickCount();
+    bool isConnected = false;
+    for (unsigned tries = 0;;) {
         try {
+            if (!isConnected) {
+                session_.connect(comPort_);
+                isConnected = true;
+            }
             const PhoneIdentity found = askIdentity(session_);
             if (expected) {
                 return compare(found, !options_.unknownPhoneAllowed);
@@ -60,12 +64,18 @@ bool PhoneContact::open(const std::optional<PhoneIdentity>& expected) {
             return true;
         } catch (const TessraServer::Exception& error) {
             const Loss loss = lossOf(error.status());
-            if ((loss != Loss::kSilence && loss != Loss::kDamage) || tries == options_.repeats) {
+            const bool isLost = isConnected && (loss == Loss::kSilence || loss == Loss::kDamage);
+            const bool isAwaited = loss == Loss::kLeft && phone_.isKnown() &&
+                                   kernel::elapsedMs(start, kernel::tickCount()) < options_.returnMs;
+            if (!isAwaited && (!isLost || tries++ == options_.repeats)) {
                 return ended(End::kFailed, error.what(), error.status());
             }
-        }
-        if (endIfCancelled()) {
-            return false;
+            if (endIfCancelled()) {
+                return false;
+            }
+            if (isAwaited) {
+                kernel::sleepMs(kReturnPollMs);
+            }
         }
     }
 }
@@ -157,9 +167,9 @@ bool PhoneContact::finish() {
 
 bool PhoneContact::ended(End end, std::string failure, std::int32_t status) {
     end_ = end;
-    failure_ = std::move(failure);
-    if (const std::string reason = end == End::kFailed ? portReason(session_, comPort_) : ""; !reason.empty()) {
-        failure_ = shownMessage(failure_, {}, reason);
+    failure_ = status == tessra::kBadPhoneMode ? loaderText(comPort_) : std::move(failure);
+    if (end == End::kFailed) {
+        failure_ = withPortReason(failure_, session_, comPort_);
     }
     failureStatus_ = status;
     return false;

@@ -30,6 +30,9 @@ enum class Loss {
 /// `status`: of a TessraServer::Exception.
 Loss lossOf(std::int32_t status);
 
+/// What kBadPhoneMode says of the phone on `comPort`: the session's own text for it is a number.
+std::string loaderText(const std::string& comPort);
+
 /// The contact with one phone on one port, from open() on: what is lost is asked again, a phone that leaves is waited
 /// for, and once another one answers, or none, the contact has ended for good. Each operation answers whether it lasts.
 ///
@@ -40,7 +43,8 @@ public:
 
     PhoneContact(TessraServer& session, std::string comPort, ContactOptions options = {});
 
-    /// Connects the session and asks the phone who it is, once. `expected`: the phone that it has to be.
+    /// Connects the session and asks the phone who it is, once. `expected`: the phone that it has to be; one that has a
+    /// serial number is waited for where no phone is present, as after it has left.
     bool open(const std::optional<PhoneIdentity>& expected = std::nullopt);
     /// Asks anew who it is, as after a silence.
     bool confirm();

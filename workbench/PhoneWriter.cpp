@@ -3,15 +3,19 @@
 #include "engine/NvStatus.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/Interfaces.h"
+#include "tessra/Packet.h"
 #include "workbench/PhoneContact.h"
 
 #include <algorithm>
+#include <array>
+#include <span>
 #include <utility>
 
 namespace workbench {
 namespace {
 
 constexpr std::uint32_t kResetMs = 100000;
+constexpr std::uint32_t kModeTimeoutMs = 2000;
 /// After a pause of ours that is longer the phone is asked anew who it is.
 constexpr std::chrono::seconds kLongPause{1};
 constexpr const char* kOtherBytes = "The phone reads back other bytes.";
@@ -77,6 +81,7 @@ private:
     void stopAt(const WriteResult& result);
     void writeRow(WriteResult& result);
     bool mayWrite();
+    bool goOffline();
     bool takeRest(const PlanRow& row, const ItemReading& onPhone, ItemData& wanted, WriteResult& result) const;
     Sent send(WriteResult& result, const ItemData& wanted);
     void afterLoss(Loss loss);
@@ -149,14 +154,12 @@ void Run::writeRows() {
         if (hasFailed_ || !contact_.isHeld()) {
             return;
         }
-        if (!goesOnAfter(result)) {
-            if (position + 1 < pending.size()) {
-                stopAt(result);
-            }
+        if (!goesOnAfter(result) && position + 1 < pending.size()) {
+            stopAt(result);
             return;
         }
     }
-    if (options_.verifyAfterReset) {
+    if (options_.verifyAfterReset && report_.lacksResetCheck && !isCancelled()) {
         verifyAfterReset();
     }
 }
@@ -219,18 +222,33 @@ bool Run::mayWrite() {
         return true;
     }
     try {
-        if (options_.offlineFirst) {
-            session_.offline();
-        }
-        return true;
+        return !options_.offlineFirst || goOffline();
     } catch (const TessraServer::Exception& error) {
-        return fail(error.what());
+        return fail(error.status() == tessra::kBadPhoneMode ? loaderText(plan_.comPort) : error.what());
     }
+}
+
+// To agree is not to do it: what counts is the mode that the phone tells afterwards.
+bool Run::goOffline() {
+    session_.offline();
+    const auto request = static_cast<std::uint8_t>(tessra::Command::kQueryMode);
+    std::array<std::uint8_t, tessra::kMaxPacketBytes> answer{};
+    auto answerBytes = static_cast<std::uint32_t>(answer.size());
+    session_.sendSync(1, &request, answerBytes, answer.data(), kModeTimeoutMs);
+    const std::array<std::uint8_t, tessra::kModePacketBytes> offline{
+        request, static_cast<std::uint8_t>(tessra::PhoneMode::kOffline), 0};
+    return std::ranges::equal(std::span(answer).first(answerBytes), offline) ||
+           fail("The phone has agreed to go offline, but does not say that it is.");
 }
 
 // Completes `wanted` by the bytes behind the sub-fields. False where nobody knows them.
 bool Run::takeRest(const PlanRow& row, const ItemReading& onPhone, ItemData& wanted, WriteResult& result) const {
-    if (onPhone.state == ReadState::kMissing || onPhone.state == ReadState::kNotTried) {
+    if (onPhone.state != ReadState::kRead && onPhone.state != ReadState::kNoValue) {
+        // What was sent before stays not known.
+        if (onPhone.state == ReadState::kFailed && result.state != WriteState::kNotKnown) {
+            result.state = WriteState::kRefused;
+            result.status = onPhone.status;
+        }
         result.reason = "The bytes behind its sub-fields could not be read: " + onPhone.reason;
         return false;
     }
@@ -253,7 +271,8 @@ Sent Run::send(WriteResult& result, const ItemData& wanted) {
         result.reason = error.what();
         if (error.status() == tessra::kLockedForExclusiveUse || error.status() == tessra::kBadPhoneMode) {
             result.state = WriteState::kNotTried;
-            fail(error.what());
+            fail(error.status() == tessra::kBadPhoneMode ? loaderText(plan_.comPort) : error.what());
+            result.reason = report_.failure;
             return Sent::kNotSent;
         }
         const Loss loss = lossOf(error.status());
@@ -299,6 +318,7 @@ ItemReading Run::readBack(WriteResult& result, const ItemData& wanted) {
     forgetConfirmed();
     if (result.state == WriteState::kVerified) {
         unconfirmed_.push_back(&result);
+        report_.lacksResetCheck = report_.lacksResetCheck || options_.verifyAfterReset;
     }
     return reading;
 }
@@ -315,7 +335,10 @@ void Run::verifyAfterReset() {
         return;
     }
     contact_.awaitReturn();
-    for (std::size_t position = 0; position < verified.size() && contact_.isHeld() && !isCancelled(); ++position) {
+    for (std::size_t position = 0; position < verified.size(); ++position) {
+        if (!contact_.isHeld() || isCancelled()) {
+            return;
+        }
         WriteResult& result = *verified[position];
         if (control_.progress) {
             control_.progress(position, verified.size(), result.number);
@@ -326,6 +349,7 @@ void Run::verifyAfterReset() {
             judge(result, reading, wanted);
         }
     }
+    report_.lacksResetCheck = !contact_.isHeld();
 }
 
 void Run::close() {
@@ -390,6 +414,7 @@ std::string WriteReport::summary() const {
             text += (text.empty() ? "" : ", ") + std::to_string(resultCount) + words;
         }
     }
+    text += lacksResetCheck && count(WriteState::kVerified) > 0 ? ", not verified after a reset" : "";
     return text.empty() ? "nothing written" : text;
 }
 

@@ -16,7 +16,8 @@ namespace workbench {
 enum class WriteState {
     kNotTried,
     kVerified, ///< written, and read back with all 128 bytes
-    kRefused,  ///< the phone answered an NV status, or the packet was refused
+    kRefused,  ///< the phone answered an NV status, or the packet was refused: that of the write, or that of the read
+               ///< which the bytes behind the sub-fields need before it
     kReadBackDifferent,
     kNotKnown, ///< sent, but neither its answer nor a read-back came: it may be on the phone or not
 };
@@ -42,12 +43,14 @@ struct WriteReport {
     /// may have been sent to it.
     bool otherPhone = false;
     std::string failure = {}; ///< why the write ended before its end; empty where it did not
+    /// A reset was to follow, and what is verified has not been read back once more after one.
+    bool lacksResetCheck = false;
 
     std::size_t count(WriteState state) const;
     /// Every row is verified.
     bool isDone() const;
     /// "3 written and verified, 1 refused, 2 read back different, 1 not known, 2 not tried"; parts with 0 are left out.
-    /// "nothing written" without results.
+    /// "nothing written" without results. With lacksResetCheck it ends with ", not verified after a reset".
     std::string summary() const;
 };
 
@@ -57,7 +60,9 @@ struct WriteOptions {
     std::set<std::uint16_t> toleratedNumbers = {}; ///< a refusal of these does not end the write either
     /// The phone goes offline before the first item, also where there is none, and again after each silence.
     bool offlineFirst = false;
-    bool verifyAfterReset = false; ///< resets the phone at the end and reads everything back once more
+    /// Resets the phone after the last row, whatever became of that one, and reads back once more what is verified. A
+    /// write that ends before that does not reset it: rows are still to be written.
+    bool verifyAfterReset = false;
     unsigned repeats = 5;          ///< of reads
     std::uint32_t returnMs = 5000; ///< how long a phone that has left is waited for
     /// The user has agreed to a phone that tells no serial number. After a silence it can't be told from another one:

@@ -1,6 +1,7 @@
 #include "workbench/PortReason.h"
 
 #include "phonelink/TessraServer.h"
+#include "workbench/MessageText.h"
 
 namespace workbench {
 
@@ -10,6 +11,11 @@ std::string portReason(TessraServer& session, const std::string& comPort) {
     } catch (const std::exception&) {
         return {}; // the caller has a failure to tell already, which this one would hide
     }
+}
+
+std::string withPortReason(const std::string& failure, TessraServer& session, const std::string& comPort) {
+    const std::string reason = portReason(session, comPort);
+    return reason.empty() ? failure : shownMessage(failure, {}, reason);
 }
 
 } // namespace workbench

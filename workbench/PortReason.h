@@ -10,5 +10,7 @@ namespace workbench {
 /// "/dev/ttyUSB0: can't be opened: Permission denied"; empty where nobody knows. A second line for shownMessage().
 /// Sends the phone nothing, and waits for no other caller of the session. Throws std::bad_alloc at most.
 std::string portReason(TessraServer& session, const std::string& comPort);
+/// `failure` with that reason as its last line, where there is one.
+std::string withPortReason(const std::string& failure, TessraServer& session, const std::string& comPort);
 
 } // namespace workbench

@@ -20,9 +20,9 @@ LeftOut reasonOf(const PlanRow& row) {
     return isOnPhone ? LeftOut::kUnchanged : LeftOut::kNothing;
 }
 
-/// Whether what the phone answered says all about the item's bytes there.
+/// Whether what the phone answered says all about the item's bytes there. One that it can't read may have any.
 bool isAnswered(ReadState state) {
-    return state == ReadState::kRead || state == ReadState::kNoValue || state == ReadState::kFailed;
+    return state == ReadState::kRead || state == ReadState::kNoValue;
 }
 
 PlanRow rowOf(WantedItem wanted, const ItemReading& onPhone) {

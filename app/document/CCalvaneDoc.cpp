@@ -200,7 +200,21 @@ void CCalvaneDoc::tellListToBeReplaced() {
 
 std::vector<KeptEdit> CCalvaneDoc::editsToKeep() {
     tellListToBeReplaced();
-    return keepsEdits_ ? baseline_.edits(nvItems_) : std::vector<KeptEdit>();
+    auto edits = keepsEdits_ ? baseline_.edits(nvItems_) : std::vector<KeptEdit>();
+    for (const KeptEdit& dropped : droppedEdits_) {
+        std::erase_if(edits, [&](KeptEdit& edit) { return !edit.leaveOut(dropped.edited); });
+    }
+    return edits;
+}
+
+void CCalvaneDoc::setKeepsEdits(bool keeps) {
+    keepsEdits_ = keeps;
+    droppedEdits_.clear();
+}
+
+void CCalvaneDoc::keepLaterEdits() {
+    keepsEdits_ = true;
+    droppedEdits_ = baseline_.edits(nvItems_);
 }
 
 void CCalvaneDoc::replaceItems(std::vector<NvItem> items, const std::vector<KeptEdit>& edits) {
@@ -209,11 +223,18 @@ void CCalvaneDoc::replaceItems(std::vector<NvItem> items, const std::vector<Kept
     listChanged_ = true;
     baseline_.itemsChanged();
     const auto positions = edits.empty() ? PositionsByNumber() : positionsByNumber(nvItems_);
+    const std::size_t replacing = nvItems_.size();
     for (const KeptEdit& edit : edits) {
         const auto found = positions.find(edit.edited.getId());
-        if (found != positions.end() && edit.giveTo(nvItems_[found->second])) {
+        if (found == positions.end()) {
+            changedItems_.insert(nvItems_.size());
+            nvItems_.push_back(edit.edited);
+        } else if (edit.giveTo(nvItems_[found->second])) {
             changedItems_.insert(found->second);
         }
+    }
+    if (nvItems_.size() > replacing) {
+        sortItems(sortAlphabetical_);
     }
 }
 
@@ -292,10 +313,14 @@ void CCalvaneDoc::readFromMoxFile() {
     }
     fileName_ = *path;
     std::vector<NvItem> items;
-    const auto readFile = [&] { items = catalog_->getNvItemFrompMoxFile(*path); };
+    std::optional<PhoneProperties> properties;
+    const auto readFile = [&] {
+        items = catalog_->getNvItemFrompMoxFile(*path);
+        properties = catalog_->phonePropertiesOf(*path);
+    };
     if (runBusy([&] { runWaiting(readFile); })) {
         const auto edits = editsToKeep();
-        baseline_.takeFromFile(items, *path, std::nullopt);
+        baseline_.takeFromFile(items, *path, std::move(properties));
         replaceItems(std::move(items), edits);
         updateAllViews();
     }

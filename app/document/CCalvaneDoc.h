@@ -103,8 +103,9 @@ public:
                            const std::string& comPort);
     /// Whether sub-fields that differ from their last known value keep their own when what is read replaces the list.
     /// False at first.
-    void setKeepsEdits(bool keeps) { keepsEdits_ = keeps; }
-    bool keepsEdits() const { return keepsEdits_; }
+    void setKeepsEdits(bool keeps);
+    /// Until setKeepsEdits() is called again, the present edits go, and those that are made from now on stay.
+    void keepLaterEdits();
     /// Gives the first item with the number of `value` all its values, and counts it as changed. False if there is
     /// none.
     bool putItem(const NvItem& value);
@@ -164,6 +165,7 @@ private:
     void tellListToBeReplaced();
     /// The edits that stay when the list is replaced. Asked for before the baseline changes.
     std::vector<KeptEdit> editsToKeep();
+    /// Edited items that `items` lack stay in the list, which is then ordered.
     void replaceItems(std::vector<NvItem> items, const std::vector<KeptEdit>& edits);
     /// Replaces the list by one that was built out of it and the catalog.
     void takeCustomizedList(std::vector<NvItem> items);
@@ -189,6 +191,7 @@ private:
     std::set<std::size_t> changedItems_;
     DocumentBaseline baseline_;
     bool keepsEdits_ = false;
+    std::vector<KeptEdit> droppedEdits_; ///< those that go although edits are kept
     int selectedIndex_ = -1;
     bool sortAlphabetical_ = false;
     bool listChanged_ = false;

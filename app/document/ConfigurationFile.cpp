@@ -46,8 +46,12 @@ std::string contentToUpdate(const std::filesystem::path& path) {
     return text;
 }
 
+std::size_t lineEndIn(const std::string& text) {
+    return std::min(text.find_first_of("\r\n"), text.size());
+}
+
 std::string firstLineOf(const std::string& text) {
-    return text.substr(0, std::min(text.find_first_of("\r\n"), kLongestLineBytes));
+    return text.substr(0, std::min(lineEndIn(text), kLongestLineBytes));
 }
 
 std::string portIn(const std::string& text) {
@@ -73,6 +77,9 @@ std::string readConfiguredComPort(const std::filesystem::path& path) {
 
 void writeConfiguredComPort(const std::filesystem::path& path, const std::string& comPort) {
     std::string text = contentToUpdate(path);
+    if (lineEndIn(text) > kLongestLineBytes && comPort == portIn(text)) {
+        return; // the line goes on behind what was taken of it
+    }
     const std::string line = comPort + "\n";
     replaceContent(path, text.replace(0, line.size(), line));
 }

@@ -17,7 +17,8 @@ inline constexpr const char* kDefaultComPort = "COM1";
 /// names the default port, an empty first line an empty name; any other line is taken as it is, up to 4,096 bytes.
 /// Makes the file if there is none, and fails where it could not be written.
 std::string readConfiguredComPort(const std::filesystem::path& path);
-/// Writes the name and a line feed at the start of the file; makes the file if there is none.
+/// Writes the name and a line feed at the start of the file; makes the file if there is none. A first line that is too
+/// long to be taken whole stays as it is, unless the name is another one by now.
 void writeConfiguredComPort(const std::filesystem::path& path, const std::string& comPort);
 
 /// The port that a file of the user's names, which must exist and is only read. As it may be any file, its first line

@@ -1,5 +1,7 @@
 #include "app/document/DocumentBaseline.h"
 
+#include "app/document/LoadedDate.h"
+
 #include <algorithm>
 #include <chrono>
 
@@ -18,11 +20,28 @@ bool KeptEdit::giveTo(NvItem& item) const {
         }
         begin += bytes;
     }
-    if (std::ranges::equal(merged, item.rawData())) {
+    const bool isFirstValue = workbench::hasValues(edited) && !workbench::hasValues(item); // zeros count
+    if (std::ranges::equal(merged, item.rawData()) && !isFirstValue) {
         return false;
     }
     item.setRawData(merged);
     return true;
+}
+
+bool KeptEdit::leaveOut(const NvItem& before) {
+    if (before.getId() != edited.getId()) {
+        return true;
+    }
+    NvItem later = known.value_or(before);
+    const bool remains = KeptEdit{edited, before}.giveTo(later);
+    if (known) {
+        edited = later;
+    }
+    return remains;
+}
+
+bool DocumentBaseline::isStamped(const NvItem& item) {
+    return item.getName() == kLoadedDateItem;
 }
 
 workbench::Baseline& DocumentBaseline::values() {
@@ -47,7 +66,12 @@ std::vector<workbench::SubFieldRow> DocumentBaseline::compared(const NvItem& ite
     auto rows = workbench::compareSubFields(&item, &other);
     rows.resize(item.getSubItemCount()); // the bytes behind them are none of the user's
     for (workbench::SubFieldRow& row : rows) {
-        row.right = known ? row.right : std::string();
+        if (!known) {
+            row.right.clear();
+            row.state = row.left.empty() ? workbench::RowState::kEqual : workbench::RowState::kDiffers;
+        } else if (isStamped(item)) {
+            row.state = workbench::RowState::kEqual;
+        }
     }
     return rows;
 }

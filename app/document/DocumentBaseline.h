@@ -17,6 +17,9 @@ struct KeptEdit {
     /// Gives `item`, which has the same number, those sub-fields that the user has changed. False where it has another
     /// layout or holds them already.
     bool giveTo(NvItem& item) const;
+    /// Leaves out what `before`, an earlier state of the item, has of the edit already; of an item that had no value
+    /// then, all or nothing. False where nothing remains. An edit of another item remains as it is.
+    bool leaveOut(const NvItem& before);
 };
 
 /// The last known values of one document's items, and which items differ from them. They stay when the list of items is
@@ -29,16 +32,17 @@ public:
     workbench::Baseline& values();
     const workbench::Baseline& values() const { return values_; }
 
-    /// Whether an item of the document holds other values than the last known ones.
-    bool isChanged(const NvItem& item) const { return values_.differs(item); }
+    /// Whether the user has given an item of the document other values than the last known ones. The loaded date is
+    /// never changed: nobody but the program can edit it.
+    bool isChanged(const NvItem& item) const { return values_.differs(item) && !isStamped(item); }
     /// How many of the document's items do. Counted once for each change, as it is asked for whenever the program is
     /// idle.
     std::size_t changedCount(const std::vector<NvItem>& items) const;
     /// To be called when the document's items have other values, or are other items.
     void itemsChanged() { changedCount_.reset(); }
 
-    /// The sub-fields of `item` on the left and their last known values on the right. One that has never had a value is
-    /// compared with zeros, and the texts on the right are empty.
+    /// The sub-fields of `item` on the left and their last known values on the right. Of an item that has never had a
+    /// value those that have one now differ, and the texts on the right are empty.
     std::vector<workbench::SubFieldRow> compared(const NvItem& item) const;
     /// Those of `items` that differ.
     std::vector<KeptEdit> edits(const std::vector<NvItem>& items) const;
@@ -51,6 +55,7 @@ public:
     const std::shared_ptr<const workbench::Source>& lastSource() const { return lastSource_; }
 
 private:
+    static bool isStamped(const NvItem& item);
     void take(const std::vector<NvItem>& items, workbench::Source source);
 
     workbench::Baseline values_;

@@ -90,9 +90,9 @@ PhoneReport reportOf(const workbench::ReadReport& report, const std::map<std::ui
 } // namespace
 
 PhoneDesk::PhoneDesk(CCalvaneDoc& document, UserInterface& userInterface, PhoneWatch& watch,
-                     std::function<void()> changed)
-    : document_(document), userInterface_(userInterface), watch_(watch), changed_(std::move(changed)),
-      asking_(userInterface), jobs_(userInterface) {
+                     std::function<void()> changed, const SafeHands* safeHands)
+    : document_(document), userInterface_(userInterface), watch_(watch), safeHands_(safeHands),
+      changed_(std::move(changed)), asking_(userInterface), jobs_(userInterface) {
     watch_.setHeard([this](bool present) { heard(present); });
 }
 
@@ -104,10 +104,13 @@ void PhoneDesk::run(PhoneJobs::Work work, PhoneJobs::Ended ended, PhoneJobs::Pro
     heardDuringJob_.reset();
     const auto watched = [work = std::move(work), this](const workbench::WorkControl& control) {
         work(control);
+        TessraServer& session = *document_.catalog().getTessraServer();
+        if (!session.isConnected()) {
+            return; // it has told so itself
+        }
         try {
-            watch_.watch(*document_.catalog().getTessraServer());
+            watch_.watch(session);
         } catch (const TessraServer::Exception& failure) {
-            // Where the work could not connect, it tells so itself.
             kernel::logError(std::string("PhoneDesk::run: ") + failure.what());
         }
     };
@@ -117,10 +120,7 @@ void PhoneDesk::run(PhoneJobs::Work work, PhoneJobs::Ended ended, PhoneJobs::Pro
 void PhoneDesk::read(ProgressWindow& progress, std::function<void()> ended) {
     auto reading = std::make_shared<Reading>();
     startRead(reading, progress, [this, reading, ended = std::move(ended)](const std::string& failure) {
-        const auto edits =
-            document_.keepsEdits() ? document_.baseline().edits(document_.nvItems()) : std::vector<KeptEdit>();
         finishRead(*reading, failure);
-        keepUnread(edits);
         ended();
     });
 }
@@ -190,22 +190,6 @@ void PhoneDesk::finishRead(Reading& reading, const std::string& failure) {
     }
 }
 
-// Edited items of which the phone has told nothing stay in the list as well.
-void PhoneDesk::keepUnread(const std::vector<KeptEdit>& edits) {
-    bool anyAdded = false;
-    for (const KeptEdit& edit : edits) {
-        const auto isSame = [&](const NvItem& item) { return item.getId() == edit.edited.getId(); };
-        if (std::ranges::none_of(document_.nvItems(), isSame)) {
-            document_.appendItem(edit.edited);
-            document_.putItem(edit.edited);
-            anyAdded = true;
-        }
-    }
-    if (anyAdded) {
-        document_.sortItems(document_.sortAlphabetical());
-    }
-}
-
 bool PhoneDesk::connectFirst() {
     return document_.connectPhone();
 }
@@ -238,23 +222,33 @@ void PhoneDesk::askWho() {
 
 void PhoneDesk::noteUnasked() {
     if (!isPresent_ || knownPort_ != document_.comPort()) {
-        settle(document_.comPort(), PhoneIdentity());
+        takePhone(document_.comPort(), PhoneIdentity(), false);
     }
 }
 
 void PhoneDesk::heard(bool present) {
-    if (present && knownPort_ == document_.comPort()) {
+    const bool isHere = present && knownPort_ == document_.comPort();
+    const bool mayAsk = isOn(safeHands_); // the bare commands send what they say and nothing else
+    if (isHere && mayAsk) {
         askWho();
     }
     if (jobs_.isRunning() || asking_.isRunning()) {
         heardDuringJob_ = present;
+    } else if (isHere && !mayAsk) {
+        takePhone(knownPort_, PhoneIdentity(), false);
+        return;
     }
     isPresent_ = isPresent_ && present;
     changed_();
 }
 
 void PhoneDesk::settle(const std::string& comPort, std::optional<PhoneIdentity> phone) {
+    takePhone(comPort, std::move(phone), true);
+}
+
+void PhoneDesk::takePhone(const std::string& comPort, std::optional<PhoneIdentity> phone, bool isAsked) {
     knownPort_ = comPort;
+    isAsked_ = isAsked;
     isPresent_ = phone.has_value() && heardDuringJob_.value_or(true);
     heardDuringJob_.reset();
     phone_ = std::move(phone).value_or(PhoneIdentity());
@@ -267,7 +261,10 @@ void PhoneDesk::setReport(PhoneReport report) {
 }
 
 std::string PhoneDesk::phoneText() const {
-    return isPresent_ ? shortName(phone_) : "no phone";
+    if (!isPresent_) {
+        return "no phone";
+    }
+    return isAsked_ ? shortName(phone_) : "not asked";
 }
 
 std::string PhoneDesk::changedText() const {
@@ -280,6 +277,6 @@ std::string PhoneDesk::paneText() const {
 }
 
 std::string PhoneDesk::title() const {
-    return CCalvaneDoc::kTitle + (knownPort_ == document_.comPort() ? " - " + phoneText() : std::string()) +
-           changedText();
+    const bool isKnown = knownPort_ == document_.comPort() && (isAsked_ || !isPresent_);
+    return CCalvaneDoc::kTitle + (isKnown ? " - " + phoneText() : std::string()) + changedText();
 }

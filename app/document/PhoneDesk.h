@@ -4,6 +4,7 @@
 #include "app/document/PhoneJobs.h"
 #include "app/document/PhoneWatch.h"
 #include "app/document/ProgressLines.h"
+#include "app/document/SafeHands.h"
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PhoneReader.h"
 
@@ -35,7 +36,9 @@ struct PhoneReport {
 class PhoneDesk {
 public:
     /// `watch` outlives the document. `changed` is called when what the queries below answer may have changed.
-    PhoneDesk(CCalvaneDoc& document, UserInterface& userInterface, PhoneWatch& watch, std::function<void()> changed);
+    /// `safeHands` may be null; without them a phone that returns is not asked who it is.
+    PhoneDesk(CCalvaneDoc& document, UserInterface& userInterface, PhoneWatch& watch, std::function<void()> changed,
+              const SafeHands* safeHands = nullptr);
     ~PhoneDesk();
     PhoneDesk(const PhoneDesk&) = delete;
     PhoneDesk& operator=(const PhoneDesk&) = delete;
@@ -77,7 +80,7 @@ public:
         }
     }
 
-    /// "MODEL SERIAL - 3 changed", "not connected", "no phone".
+    /// "MODEL SERIAL - 3 changed", "not connected", "no phone", "not asked".
     std::string paneText() const;
     /// The document's title and what is known of its phone.
     std::string title() const;
@@ -90,17 +93,19 @@ private:
 
     void startRead(const std::shared_ptr<Reading>& reading, ProgressWindow& progress, PhoneJobs::Ended ended);
     void finishRead(Reading& reading, const std::string& failure);
-    void keepUnread(const std::vector<KeptEdit>& edits);
     void heard(bool present);
+    void takePhone(const std::string& comPort, std::optional<workbench::PhoneIdentity> phone, bool isAsked);
     std::string phoneText() const;
     std::string changedText() const;
 
     CCalvaneDoc& document_;
     UserInterface& userInterface_;
     PhoneWatch& watch_;
+    const SafeHands* safeHands_;
     std::function<void()> changed_;
-    std::string knownPort_; ///< the port of which the two below are known; empty: none
+    std::string knownPort_; ///< the port of which the three below are known; empty: none
     bool isPresent_ = false;
+    bool isAsked_ = false; ///< whether phone_ is what it has answered
     workbench::PhoneIdentity phone_;
     bool askAgain_ = false;              ///< the phone has returned while it was being asked
     std::optional<bool> heardDuringJob_; ///< whether the phone was there, as the last event of a job's time said

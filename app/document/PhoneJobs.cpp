@@ -4,6 +4,7 @@
 #include <exception>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 struct PhoneJobs::Job {
@@ -23,6 +24,9 @@ PhoneJobs::~PhoneJobs() {
 }
 
 void PhoneJobs::start(Work work, Ended ended, Progress progress) {
+    if (isRunning()) {
+        throw std::logic_error("PhoneJobs::start: a job runs already");
+    }
     job_ = std::make_shared<Job>();
     job_->work = std::move(work);
     job_->ended = std::move(ended);

@@ -36,7 +36,7 @@ public:
     PhoneJobs(const PhoneJobs&) = delete;
     PhoneJobs& operator=(const PhoneJobs&) = delete;
 
-    /// Only while no job runs. Where no thread can be had, `ended` is called at once.
+    /// Throws std::logic_error while a job runs, which goes on. Where no thread can be had, `ended` is called at once.
     void start(Work work, Ended ended, Progress progress = {});
     bool isRunning() const { return thread_ != nullptr; }
     /// Ends the job before its next item; its end is reported as always.

@@ -15,19 +15,13 @@ bool isZero(const NvItem& item) {
     return std::ranges::all_of(item.rawData(), [](std::uint8_t byte) { return byte == 0; });
 }
 
-/// Whether the item's sub-fields have values: those of the catalog have none until they are read or typed, and an
-/// undone edit gives them none again.
-bool hasTexts(const NvItem& item) {
-    return std::ranges::any_of(item.getSubItems(), [](const SubItem& field) { return !field.value.empty(); });
-}
-
 /// Whether the item's values are more than the zeros with which the catalog begins. Zeros count where they were read,
 /// or typed.
 bool hasValue(const CCalvaneDoc& document, std::size_t position) {
     const NvItem& item = document.nvItems()[position];
     const DocumentBaseline& baseline = document.baseline();
     const bool isAsLastKnown = baseline.values().find(item.getId()) != nullptr && !baseline.isChanged(item);
-    const bool isTyped = document.changedItems().contains(position) && hasTexts(item);
+    const bool isTyped = document.changedItems().contains(position) && workbench::hasValues(item);
     return isTyped || isAsLastKnown || !isZero(item);
 }
 
@@ -107,10 +101,9 @@ WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterfac
     return request;
 }
 
-WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name) {
-    const auto listed = findNamed(document.nvItems(), name);
+WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, std::size_t position) {
     WriteRequest request{.kind = WriteRequest::Kind::kOne};
-    request.wanted.push_back(wantedAt(document, static_cast<std::size_t>(listed - document.nvItems().begin())));
+    request.wanted.push_back(wantedAt(document, position));
     addDate(request, stampedDate(document, userInterface, kNoDateListed));
     return request;
 }

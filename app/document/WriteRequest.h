@@ -30,5 +30,5 @@ struct WriteRequest {
 /// written.
 WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterface);
 WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface);
-/// The first item of the list named `name`, which is there.
-WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, const std::string& name);
+/// The item at `position` of the list, which is there.
+WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, std::size_t position);

@@ -18,12 +18,12 @@ using workbench::WriteState;
 
 namespace {
 
-std::string localTime(std::chrono::system_clock::time_point when) {
+std::string localTime(std::chrono::system_clock::time_point when, const char* format) {
     const std::time_t time = std::chrono::system_clock::to_time_t(when);
     std::tm local{};
     ::localtime_r(&time, &local);
     char text[32];
-    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
+    return {text, std::strftime(text, sizeof text, format, &local)};
 }
 
 std::string withReason(std::string text, const std::string& reason) {
@@ -76,6 +76,19 @@ std::string textOf(const PlanRow& row) {
         return "left out";
     }
     return {};
+}
+
+/// Tells the two passes of a write apart: what it reads back once more after a reset is counted on behind what it has
+/// written. `checks`: how many items that will be, 0 without such a pass.
+workbench::WorkControl countingOn(const workbench::WorkControl& control, std::size_t writes, std::size_t checks) {
+    workbench::WorkControl counting = control;
+    counting.progress = [=, report = control.progress, isChecking = false,
+                         hasBegun = false](std::size_t position, std::size_t count, std::uint16_t number) mutable {
+        isChecking = isChecking || (position == 0 && (hasBegun || writes == 0));
+        hasBegun = true;
+        report(isChecking ? writes + position : position, isChecking ? writes + count : count + checks, number);
+    };
+    return counting;
 }
 
 } // namespace
@@ -257,13 +270,15 @@ void WriteReview::carryOut(
             pending_.push_back(row);
         }
     }
+    const std::size_t writes = pending_.size();
+    const std::size_t checks = verifyAfterReset_ ? std::max(writes, report_.results.size()) : 0;
     auto report = std::make_shared<workbench::WriteReport>(report_);
     const workbench::WriteOptions options{.verifyAfterReset = verifyAfterReset_,
                                           .unknownPhoneAllowed = !plan_.phone.isKnown()};
-    const auto work = [&catalog = document_.catalog(), plan = plan_, options, report,
+    const auto work = [&catalog = document_.catalog(), plan = plan_, options, report, writes, checks,
                        run = std::move(run)](const workbench::WorkControl& control) {
         workbench::PhoneWriter writer(*catalog.getTessraServer(), plan, options);
-        run(writer, *report, control);
+        run(writer, *report, countingOn(control, writes, checks));
     };
     const auto ended = [this, alive = std::weak_ptr(alive_), report](const std::string& failure) {
         if (!alive.expired()) {
@@ -344,13 +359,14 @@ const WriteResult* WriteReview::resultOf(std::size_t row) const {
 }
 
 bool WriteReview::mayRetry() const {
-    return stage_ == Stage::kEnded && std::ranges::any_of(report_.results, [this](const WriteResult& result) {
-               return result.state != WriteState::kVerified && plan_.rows[result.row].isWritten();
-           });
+    const auto isLeft = [this](const WriteResult& result) {
+        return result.state != WriteState::kVerified && plan_.rows[result.row].isWritten();
+    };
+    return stage_ == Stage::kEnded && (report_.lacksResetCheck || std::ranges::any_of(report_.results, isLeft));
 }
 
 bool WriteReview::maySkip() const {
-    return stage_ == Stage::kEnded && report_.count(WriteState::kNotTried) > 0 &&
+    return stage_ == Stage::kEnded && (report_.count(WriteState::kNotTried) > 0 || report_.lacksResetCheck) &&
            std::ranges::any_of(report_.results, [this](const WriteResult& result) { return canSkip(result); });
 }
 
@@ -366,6 +382,9 @@ std::string WriteReview::phoneText() const {
 std::string WriteReview::rowText(std::size_t row) const {
     const PlanRow& planned = plan_.rows[row];
     const WriteResult* result = resultOf(row);
+    if (stage_ == Stage::kWriting && planned.isWritten() && isChecking()) {
+        return checkText(row);
+    }
     if (stage_ == Stage::kWriting && planned.isWritten()) {
         const auto position = static_cast<std::size_t>(std::ranges::find(pending_, row) - pending_.begin());
         // The writer stops at the first one that is not verified.
@@ -385,9 +404,21 @@ std::string WriteReview::rowText(std::size_t row) const {
     return textOf(planned);
 }
 
+// Of a row behind the one that is being read back nobody has said yet whether it was written at all.
+std::string WriteReview::checkText(std::size_t row) const {
+    const auto isUnderWay = [this](const PlanRow& one) { return one.item.getId() == progress_.number; };
+    const auto underWay = std::ranges::find_if(plan_.rows, isUnderWay) - plan_.rows.begin();
+    const auto position = static_cast<std::ptrdiff_t>(row);
+    return position < underWay    ? "read back after the reset"
+           : position == underWay ? "being read back after the reset"
+                                  : "to be read back after the reset";
+}
+
 std::string WriteReview::line() const {
     if (stage_ != Stage::kEnded) {
         return {};
     }
-    return report_.summary() + ": " + shortName(plan_.phone) + " on " + comPort_ + ", " + localTime(report_.when);
+    // The time first: where the line is shortened, its end goes.
+    return localTime(report_.when, "%H:%M: ") + report_.summary() + ": " + shortName(plan_.phone) + " on " + comPort_ +
+           localTime(report_.when, ", %Y-%m-%d");
 }

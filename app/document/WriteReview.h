@@ -39,7 +39,7 @@ public:
     std::vector<std::string> questions() const;
     /// kReviewing: changes the document as the command says and carries the plan out.
     void write(bool verifyAfterReset);
-    /// kEnded: tries again what is not written.
+    /// kEnded: tries again what is not written, and the check after the reset where it has not come to its end.
     void retry();
     /// kEnded: leaves out what the phone has refused, or reads back different, and goes on.
     void skipRefused();
@@ -77,6 +77,9 @@ private:
     void
     carryOut(std::function<void(workbench::PhoneWriter&, workbench::WriteReport&, const workbench::WorkControl&)> run);
     void finishWrite(workbench::WriteReport report, const std::string& failure);
+    /// kWriting: whether the run reads back after the reset.
+    bool isChecking() const { return progress_.count > 0 && progress_.position >= pending_.size(); }
+    std::string checkText(std::size_t row) const;
     const workbench::PhoneIdentity* phoneOfValue(const workbench::PlanRow& row) const;
     const workbench::WriteResult* resultOf(std::size_t row) const;
     bool isDate(const workbench::PlanRow& row) const { return row.item.getId() == request_.date; }

@@ -385,6 +385,9 @@ void CMainFrame::runCommand(CommandId id) {
         break;
     case CommandId::kReviewBeforeWriting:
         ReviewSwitch::setOn(actions_[id]->isChecked());
+        for (CSplitterFrame* frame : CSplitterFrame::allIn(*this)) {
+            frame->safeHandsChanged();
+        }
         break;
     case CommandId::kViewToolbar:
         toolbar_->setVisible(actions_[id]->isChecked());

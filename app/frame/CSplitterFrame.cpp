@@ -67,7 +67,8 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
     : programDirectory_(programDirectory), userInterface_(std::make_unique<QtUserInterface>(mainWindow)),
       progress_(std::make_unique<CProgressDlg>(mainWindow)), watch_(std::make_unique<PhoneWatch>(*userInterface_)),
       document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
-      desk_(std::make_unique<PhoneDesk>(*document_, *userInterface_, *watch_, [this] { emit stateChanged(); })) {
+      desk_(std::make_unique<PhoneDesk>(
+          *document_, *userInterface_, *watch_, [this] { emit stateChanged(); }, &safeHands_)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
     try {
@@ -164,6 +165,10 @@ void CSplitterFrame::setActivePane(Pane pane) {
 void CSplitterFrame::makeListActive() {
     list_->setFocus();
     setActivePane(Pane::kList); // the focus does not move while the window is inactive
+}
+
+void CSplitterFrame::safeHandsChanged() {
+    editor_->forgetHeld();
 }
 
 void CSplitterFrame::switchPane() {
@@ -317,7 +322,11 @@ bool CSplitterFrame::canRun(CommandId command) const {
 }
 
 bool CSplitterFrame::mayClose(std::function<void()> again) {
-    return guard_->mayClose(std::move(again), [this] { runCommand(CommandId::kWriteChangedToPhone); });
+    std::function<void()> write;
+    if (!busy_) {
+        write = [this] { runCommand(CommandId::kWriteChangedToPhone); };
+    }
+    return guard_->mayClose(std::move(again), write);
 }
 
 void CSplitterFrame::writeSelectedItem() {
@@ -330,7 +339,7 @@ void CSplitterFrame::writeSelectedItem() {
                        "Write NV", MessageIcon::kExclamation);
         return;
     }
-    review(requestForOne(*document_, *userInterface_, item->getName()));
+    review(requestForOne(*document_, *userInterface_, static_cast<std::size_t>(document_->selectedIndex())));
 }
 
 void CSplitterFrame::runDocumentCommand(CommandId command) {

@@ -66,6 +66,8 @@ public:
     /// Whether the command would do anything now, as far as edits decide that.
     bool canRun(CommandId command) const;
 
+    /// To be called when the user has chosen safe hands or the bare commands.
+    void safeHandsChanged();
     /// Makes the other pane the active one.
     void switchPane();
     /// To be called when the window becomes the one that gets the commands, and when it ceases to be.
@@ -110,13 +112,13 @@ private:
     void showHelp();
 
     std::filesystem::path programDirectory_;
+    ReviewSwitch safeHands_;
     std::unique_ptr<QtUserInterface> userInterface_;
     std::unique_ptr<CProgressDlg> progress_; ///< outlives the document, whose read reports to it
     std::unique_ptr<PhoneWatch> watch_;      ///< outlives the document, whose session it is registered with
     std::unique_ptr<CCalvaneDoc> document_;
     std::unique_ptr<PhoneDesk> desk_;
     QSplitter* splitter_ = nullptr;
-    ReviewSwitch safeHands_;
     std::unique_ptr<EditHistory> history_;
     CNvItemList* list_ = nullptr;
     CNvParam* editor_ = nullptr;

@@ -60,7 +60,9 @@ bool EditGuard::askWhetherToKeepEdits(const QString& command) {
     const QPushButton* discard = box.addButton("Discard Changes", QMessageBox::DestructiveRole);
     box.setDefaultButton(QMessageBox::Cancel);
     box.exec();
-    document_.setKeepsEdits(box.clickedButton() == keep);
+    if (box.clickedButton() == discard) {
+        document_.keepLaterEdits(); // a read takes a while
+    }
     return box.clickedButton() == keep || box.clickedButton() == discard;
 }
 
@@ -80,10 +82,13 @@ bool EditGuard::mayClose(std::function<void()> again, const std::function<void()
     bringToFront();
     QMessageBox box(QMessageBox::Question, "Close", changedItems(changed) + " changed and not written.",
                     QMessageBox::Discard | QMessageBox::Cancel, &window_);
-    const QPushButton* writeFirst = box.addButton("Write...", QMessageBox::AcceptRole);
+    const QPushButton* writeFirst = write ? box.addButton("Write...", QMessageBox::AcceptRole) : nullptr;
+    if (!write) {
+        box.setInformativeText("The read from the phone is cancelled then. To write first, cancel the read yourself.");
+    }
     box.setDefaultButton(QMessageBox::Cancel);
     box.exec();
-    if (box.clickedButton() == writeFirst) {
+    if (writeFirst != nullptr && box.clickedButton() == writeFirst) {
         write();
         return document_.changedCount() == 0;
     }
@@ -161,13 +166,18 @@ void EditGuard::redo() {
 
 void EditGuard::revert(CommandId command) {
     editor_.store(); // so that undoing brings it back
-    editor_.drop();
+    const auto row = editor_.focusedRow();
+    if (command == CommandId::kRevertSubField && row && safeHands_.isOn()) {
+        editor_.dropTyped(*row); // what is held in the other boxes is none of its business
+    } else {
+        editor_.drop();
+    }
     const NvItem* item = document_.selectedItem();
     if (command == CommandId::kRevertAll) {
         history_.revertAll();
     } else if (item != nullptr && command == CommandId::kRevertItem) {
         history_.revertItem(*item);
-    } else if (const auto row = editor_.focusedRow(); item != nullptr && row) {
+    } else if (item != nullptr && row) {
         history_.revertField(*item, *row);
     }
 }

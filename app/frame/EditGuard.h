@@ -24,7 +24,8 @@ public:
     /// must not run: the user does not want it any more, or a typed value can't be stored. `again` is called once that
     /// value is mended or dropped.
     bool mayRun(CommandId command, std::function<void()> again);
-    /// The same before the window closes; the user may choose to write first, with `write`.
+    /// The same before the window closes; the user may choose to write first, with `write`, unless that is empty, as
+    /// while a read has the phone.
     bool mayClose(std::function<void()> again, const std::function<void()>& write);
 
     /// The commands of the Edit menu. runEdit() answers false for any other.

@@ -51,6 +51,10 @@ public:
     void store();
     /// Drops what was typed.
     void drop();
+    /// In safe hands: drops what was typed in one row, and the waiting command runs if no value is held any more.
+    void dropTyped(std::size_t index);
+    /// What was typed stays in its boxes, but is not held any more, and no command waits for it.
+    void forgetHeld();
     /// The row in which the user has edited last.
     std::optional<std::size_t> focusedRow() const;
     /// Values of items have changed: the marks of the rows may be others.
@@ -111,7 +115,8 @@ private:
     std::vector<std::string> judgeRows(const std::vector<SubItem>& subItems);
     bool isAnyRowHeld() const;
     void takeTyped(std::size_t index);
-    void dropTyped(std::size_t index);
+    /// Asks before the typed values of an item that lacks others are dropped.
+    bool mayDropAll();
     void judgeAgain(std::size_t index);
     void showNotice();
     /// Lets the waiting command run if no value is held any more.

@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
+#include <QMessageBox>
 #include <algorithm>
 #include <utility>
 
@@ -176,7 +177,8 @@ void CNvParam::showNotice() {
         return;
     }
     const QString waits = waiting_.run ? " " + waiting_.name + " waits." : QString();
-    header_->showNotice(held->hint() + ". Esc drops it." + waits);
+    const char* const drops = held->isTyped() ? ". Esc drops it." : ". Esc drops what was typed beside it.";
+    header_->showNotice(held->hint() + drops + waits);
 }
 
 std::vector<std::string> CNvParam::judgeRows(const std::vector<SubItem>& subItems) {
@@ -247,13 +249,30 @@ void CNvParam::takeTyped(std::size_t index) {
     settle();
 }
 
+bool CNvParam::mayDropAll() {
+    const auto typed = std::ranges::count_if(shownRows(), &EditorRow::isTyped);
+    QMessageBox box(QMessageBox::Question, "Item Without Values",
+                    typed == 1 ? QString("1 value was typed, and others are missing.")
+                               : QString("%1 values were typed, and others are missing.").arg(typed),
+                    QMessageBox::Discard | QMessageBox::Cancel, this);
+    box.setInformativeText("An item that has never had a value is stored once all its values are there.");
+    box.setDefaultButton(QMessageBox::Cancel);
+    return box.exec() == QMessageBox::Discard;
+}
+
 void CNvParam::dropTyped(std::size_t index) {
-    const NvItem* item = document_.selectedItem();
-    if (!isOn(safeHands_) || item == nullptr || !isShown(*item)) {
+    if (!isOn(safeHands_)) {
         return;
     }
-    // A row that is held without having been typed is the one that is missing beside the typed ones.
+    // A row that is held without having been typed is one that is missing beside the typed ones.
     const bool all = rows_[index].isHeld() && !rows_[index].isTyped();
+    if (all && !mayDropAll()) {
+        return;
+    }
+    const NvItem* item = document_.selectedItem(); // a read may have ended while the user was asked
+    if (item == nullptr || !isShown(*item)) {
+        return;
+    }
     for (std::size_t i = 0; i < shownRows().size(); ++i) {
         if (i == index || all) {
             rows_[i].edit().setModified(false);
@@ -277,6 +296,13 @@ void CNvParam::drop() {
         refreshRows(*item);
     }
     showMarks();
+}
+
+void CNvParam::forgetHeld() {
+    waiting_ = {};
+    std::ranges::for_each(shownRows(), &EditorRow::release);
+    setScrollExtent();
+    showNotice();
 }
 
 void CNvParam::judgeAgain(std::size_t index) {

@@ -14,7 +14,8 @@ namespace kernel {
 int openRegularFile(const std::filesystem::path& path, bool forWriting, FileDescriptor& file);
 
 /// Reads a file that somebody else wrote into `text`, whole. Returns 0, or the error number of what failed: those of
-/// openRegularFile(), EFBIG for a file of more than `maxBytes`. `text` is unspecified after a failure.
+/// openRegularFile(), EFBIG for a file of more than `maxBytes`, of which `text` then has the first `maxBytes` and one
+/// more. `text` is unspecified after any other failure.
 int readRegularFile(const std::filesystem::path& path, std::size_t maxBytes, std::string& text);
 
 } // namespace kernel

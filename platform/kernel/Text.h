@@ -59,6 +59,42 @@ inline std::string upperCase(std::string_view text) {
     return upper;
 }
 
+/// Whether `text` is well-formed UTF-8.
+constexpr bool isUtf8(std::string_view text) {
+    const auto byteAt = [text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    for (std::size_t at = 0; at < text.size();) {
+        const unsigned char first = byteAt(at);
+        const std::size_t bytes = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        if ((first >= 0x80 && first < 0xC2) || first > 0xF4 || text.size() - at < bytes) {
+            return false;
+        }
+        for (std::size_t next = at + 1; next < at + bytes; ++next) {
+            if ((byteAt(next) & 0xC0) != 0x80) {
+                return false;
+            }
+        }
+        // The forms that are too long, the halves of pairs of UTF-16, and what lies above U+10FFFF.
+        const unsigned char second = bytes > 1 ? byteAt(at + 1) : 0;
+        if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) || (first == 0xF0 && second < 0x90) ||
+            (first == 0xF4 && second > 0x8F)) {
+            return false;
+        }
+        at += bytes;
+    }
+    return true;
+}
+
+/// `text`, or its first `maxBytes` at most with dots behind them. A character of UTF-8 is not torn.
+inline std::string shortened(std::string_view text, std::size_t maxBytes) {
+    if (text.size() <= maxBytes) {
+        return std::string(text);
+    }
+    while (maxBytes > 0 && (static_cast<unsigned char>(text[maxBytes]) & 0xC0) == 0x80) {
+        --maxBytes;
+    }
+    return std::string(text.substr(0, maxBytes)) + "...";
+}
+
 /// `value` in lower-case hexadecimal digits, at least so many, with zeros in front.
 inline std::string hexDigits(std::uint64_t value, std::size_t minDigits = 1) {
     std::array<char, 16> digits{};

@@ -1,6 +1,7 @@
 #include "platform/kernel/WholeFile.h"
 
 #include "platform/kernel/FileDescriptor.h"
+#include "platform/kernel/SignalHold.h"
 #include "platform/kernel/WriteAll.h"
 
 #include <fcntl.h>
@@ -63,14 +64,6 @@ int overwrite(int file, std::string_view content, bool toDisk) {
     return toDisk ? sync(file) : 0;
 }
 
-WholeFileResult writeInPlace(const std::filesystem::path& path, std::string_view content, bool toDisk) {
-    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
-    if (!file) {
-        return {.openError = errno};
-    }
-    return {.writeError = overwrite(file.number(), content, toDisk)};
-}
-
 // Where the links that begin at `path` end, whether or not there is a file; those on the way go to `visit`.
 template <typename Visit>
 std::filesystem::path followLinks(std::filesystem::path path, Visit visit) {
@@ -127,14 +120,18 @@ void syncFolderOf(const std::filesystem::path& file) {
 }
 
 // A file that is being made and will stand at `target`. Until then it has no name, or, where the file system has no
-// such files, a short one of its own beside the target, which goes with this object: one made of the target's name
-// could be too long.
+// such files or one that ends with the process will not do, a short one of its own beside the target, which goes with
+// this object: one made of the target's name could be too long.
 class NewFile {
 public:
-    NewFile(const std::filesystem::path& target, mode_t mode) : target_(target) {
-        file_ = FileDescriptor(::open(folderOf(target_).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, mode));
-        if (file_ && ::access(ownPath().c_str(), F_OK) == 0) {
-            return;
+    enum class Naming { kLate, kAtOnce };
+
+    NewFile(const std::filesystem::path& target, mode_t mode, Naming naming = Naming::kLate) : target_(target) {
+        if (naming == Naming::kLate) {
+            file_ = FileDescriptor(::open(folderOf(target_).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, mode));
+            if (file_ && ::access(ownPath().c_str(), F_OK) == 0) {
+                return;
+            }
         }
         error_ = giveOwnName([&](const char* name) {
             file_ = FileDescriptor(::open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
@@ -239,10 +236,10 @@ WholeFileResult replace(const std::filesystem::path& target, const struct stat* 
     return {.writeError = error};
 }
 
-// Whether an exchange failed for a reason that need not keep the content from being written: the folder's, the
-// owner's (EINVAL is one that this process has no number for) or a mount's.
-bool isRefusedExchange(const WholeFileResult& result) {
-    switch (result.error()) {
+// Whether a file can't be exchanged for another for a reason that need not keep the content from being written: the
+// folder's, the owner's (EINVAL is one that this process has no number for) or a mount's.
+bool isRefusedExchange(int error) {
+    switch (error) {
     case EACCES:
     case EPERM:
     case EROFS:
@@ -257,6 +254,32 @@ bool isRefusedExchange(const WholeFileResult& result) {
     }
 }
 
+// Writes over a file, of which a kill in the midst of it would make a mixture: the content stands complete beside it
+// meanwhile, where its folder takes new files.
+WholeFileResult writeInPlace(const std::filesystem::path& path, std::string_view content, bool toDisk) {
+    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    struct stat old {};
+    if (!file || ::fstat(file.number(), &old) != 0) {
+        return {.openError = errno};
+    }
+    if (!S_ISREG(old.st_mode) || leadsThroughDescriptor(path)) {
+        return {.writeError = overwrite(file.number(), content, toDisk)};
+    }
+    const NewFile copy(endOfLinks(path), 0600, NewFile::Naming::kAtOnce);
+    int error = copy.error();
+    if (error == 0) {
+        error = writeAll(copy.number(), content);
+    }
+    if (error == 0 && toDisk) {
+        error = sync(copy.number());
+        syncFolderOf(path);
+    }
+    if (error != 0 && !isRefusedExchange(error)) {
+        return {.writeError = error};
+    }
+    return {.writeError = overwrite(file.number(), content, toDisk)};
+}
+
 } // namespace
 
 std::filesystem::path endOfLinks(const std::filesystem::path& path) {
@@ -268,22 +291,29 @@ WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_vi
     ignoreFileSizeSignal();
     struct stat old {};
     if (::stat(path.c_str(), &old) != 0) {
-        return errno == ENOENT ? replace(endOfLinks(path), nullptr, content, options)
-                               : WholeFileResult{.openError = errno};
+        if (errno != ENOENT) {
+            return {.openError = errno};
+        }
+        const SignalHold untilWhole;
+        return replace(endOfLinks(path), nullptr, content, options);
     }
     if (!options.mayReplace) {
         return {.openError = EEXIST};
     }
+    if (!S_ISREG(old.st_mode)) {
+        return writeInPlace(path, content, options.toDisk); // it may wait for whoever reads it
+    }
+    const SignalHold untilWhole;
     // To replace a file with several names would part them: the others are kept in step rather than left behind. One
     // with none is somebody's open file, reached through a descriptor.
-    if (!S_ISREG(old.st_mode) || old.st_nlink != 1 || hasAccessList(path) || leadsThroughDescriptor(path)) {
+    if (old.st_nlink != 1 || hasAccessList(path) || leadsThroughDescriptor(path)) {
         return writeInPlace(path, content, options.toDisk);
     }
     if (::access(path.c_str(), W_OK) != 0) {
         return {.openError = errno}; // a file that nobody may write is not to be replaced either
     }
     const WholeFileResult result = replace(endOfLinks(path), &old, content, options);
-    return isRefusedExchange(result) ? writeInPlace(path, content, options.toDisk) : result;
+    return isRefusedExchange(result.error()) ? writeInPlace(path, content, options.toDisk) : result;
 }
 
 } // namespace kernel

@@ -42,8 +42,11 @@ struct WholeFileOptions {
 /// - a file that can't be exchanged for a new one like it: its folder takes no new files, its owner is somebody else,
 ///   something is mounted on it.
 /// A regular file then gets the room by which it grows before its first byte changes: a full disk leaves it as it was
-/// (unless it has holes or the file system writes every change elsewhere), but a kill, a power cut or a failing disk in
-/// the midst of the write damages it.
+/// (unless it has holes or the file system writes every change elsewhere). Of one that is reached by its name the
+/// content stands complete beside it meanwhile (.calvane-...), where its folder takes new files: a kill, a power cut or
+/// a failing disk in the midst damages the file, and leaves those bytes.
+///
+/// SIGINT, SIGTERM and SIGHUP wait until a regular file is whole and what stood beside it is gone, see SignalHold.
 WholeFileResult writeWholeFile(const std::filesystem::path& path, std::string_view content,
                                const WholeFileOptions& options = {});
 

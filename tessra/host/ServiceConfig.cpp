@@ -2,11 +2,14 @@
 
 #include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Text.h"
+#include "tessra/host/ConfigBounds.h"
 #include "tessra/simulator/ConfigTable.h"
 #include "tessra/simulator/FaultKeys.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
+#include <unordered_map>
 
 namespace tessra {
 namespace {
@@ -87,44 +90,48 @@ PortConfig readPort(ConfigTable& table) {
     return port;
 }
 
-void refuseDoubles(const ConfigTable& table, const std::vector<PortConfig>& ports, const PortConfig& port) {
-    for (const PortConfig& other : ports) {
-        if (other.name == port.name) {
+// The ports so far, by all that no two of them may share.
+class PortsByKey {
+public:
+    // Refuses a port that shares something with an earlier one.
+    void add(const ConfigTable& table, const PortConfig& port) {
+        if (!names_.emplace(port.name, port.name).second) {
             table.fail("there are two ports '" + port.name + "'");
         }
-        if (other.number == port.number) {
-            table.fail("the ports '" + other.name + "' and '" + port.name + "' have the same number");
+        require(table, numbers_, port.number, port, "number");
+        if (!port.memory.empty()) {
+            require(table, memories_, port.memory.lexically_normal().string(), port, "memory file");
         }
-        if (!port.memory.empty() && other.memory.lexically_normal() == port.memory.lexically_normal()) {
-            table.fail("the ports '" + other.name + "' and '" + port.name + "' have the same memory file");
-        }
-        if (!port.line.device.empty() && other.line.device.lexically_normal() == port.line.device.lexically_normal()) {
-            table.fail("the ports '" + other.name + "' and '" + port.name + "' have the same device");
+        if (!port.line.device.empty()) {
+            require(table, devices_, port.line.device.lexically_normal().string(), port, "device");
         }
     }
-}
 
-// A hand-written file of ports stays far below these. The parser's work on a name of many parts is recursive, so lines
-// without bounds could exhaust the stack.
-constexpr std::size_t kMaxFileBytes = std::size_t{1} << 20;
-constexpr std::size_t kMaxLineBytes = 4096;
+private:
+    template <class Key>
+    using Names = std::unordered_map<Key, std::string>;
 
-void refuseLongLines(const std::filesystem::path& file, std::string_view text) {
-    for (std::size_t line = 1; !text.empty(); ++line) {
-        const std::size_t length = std::min(text.find('\n'), text.size());
-        if (length > kMaxLineBytes) {
-            throw ConfigError(file, line, "the line is longer than " + std::to_string(kMaxLineBytes) + " characters");
+    template <class Key>
+    static void require(const ConfigTable& table, Names<Key>& names, const Key& key, const PortConfig& port,
+                        const std::string& what) {
+        const auto [other, isNew] = names.emplace(key, port.name);
+        if (!isNew) {
+            table.fail("the ports '" + other->second + "' and '" + port.name + "' have the same " + what);
         }
-        text.remove_prefix(std::min(length + 1, text.size()));
     }
-}
+
+    Names<std::string> names_;
+    Names<std::uint16_t> numbers_;
+    Names<std::string> memories_;
+    Names<std::string> devices_;
+};
 
 toml::table parse(const std::filesystem::path& file) {
     std::string text;
-    if (const int error = kernel::readRegularFile(file, kMaxFileBytes, text); error != 0) {
+    if (const int error = kernel::readRegularFile(file, kMaxConfigBytes, text); error != 0 && error != EFBIG) {
         throw ConfigError(file, 0, "can't be read: " + std::generic_category().message(error));
     }
-    refuseLongLines(file, text);
+    requireModestText(file, text);
     try {
         return toml::parse(text, file.string());
     } catch (const toml::parse_error& error) {
@@ -137,11 +144,12 @@ toml::table parse(const std::filesystem::path& file) {
 ServiceConfig loadServiceConfig(const std::filesystem::path& file) {
     const toml::table parsed = parse(file);
     ServiceConfig config;
+    PortsByKey byKey;
     ConfigTable table(file, parsed, "the file");
     config.taskWindow = table.flag("task_window", true);
     table.tables("port", [&](ConfigTable& portTable) {
         PortConfig port = readPort(portTable);
-        refuseDoubles(portTable, config.ports, port);
+        byKey.add(portTable, port);
         config.ports.push_back(std::move(port));
     });
     config.faults = readFaults(table, FaultScope::kService);

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 namespace tessra {
 namespace {
@@ -27,16 +28,43 @@ std::string reasonOf(int error) {
     throw NvMemoryUnavailable(path.string() + ": " + reason);
 }
 
-kernel::FileDescriptor takeLock(const std::filesystem::path& path) {
-    kernel::FileDescriptor lock(::open((path.string() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
-    if (!lock) {
-        failUnavailable(path, "its lock file can't be opened: " + reasonOf(errno));
-    }
-    if (::flock(lock.number(), LOCK_EX | LOCK_NB) != 0) {
+// Where the file is, or is to be made, whatever links lead there: who comes by another way has the same path.
+std::filesystem::path realPath(const std::filesystem::path& path) {
+    return path.empty() ? path : std::filesystem::weakly_canonical(kernel::endOfLinks(std::filesystem::absolute(path)));
+}
+
+void takeLock(const kernel::FileDescriptor& file, const std::filesystem::path& path) {
+    if (::flock(file.number(), LOCK_EX | LOCK_NB) != 0) {
         failUnavailable(path, errno == EWOULDBLOCK ? "another program uses this phone memory"
                                                    : "can't be locked: " + reasonOf(errno));
     }
+}
+
+// A link in the lock file's place is somebody else's trap: nothing is made where it points. A lock file that another
+// user has made can be locked, but need not be written.
+kernel::FileDescriptor lockBeside(const std::filesystem::path& path) {
+    const std::string name = path.string() + ".lock";
+    constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    kernel::FileDescriptor lock(::open(name.c_str(), O_RDWR | O_CREAT | kFlags, 0666));
+    if (!lock && errno == EACCES) {
+        lock = kernel::FileDescriptor(::open(name.c_str(), O_RDONLY | kFlags));
+    }
+    if (!lock) {
+        failUnavailable(path, "its lock file can't be opened: " + reasonOf(errno));
+    }
+    takeLock(lock, path);
     return lock;
+}
+
+// Under another of its names the file has another lock file beside it. Nothing where there is no file, or none that
+// can be locked this way: reading it says what is wrong.
+kernel::FileDescriptor lockItself(const std::filesystem::path& path) {
+    kernel::FileDescriptor file;
+    if (kernel::openRegularFile(path, true, file) != 0 && kernel::openRegularFile(path, false, file) != 0) {
+        return {};
+    }
+    takeLock(file, path);
+    return file;
 }
 
 // Nothing where there is no such file.
@@ -60,11 +88,21 @@ NvCells readInitial(const std::filesystem::path& path) {
     return parseNvMemory(text, path);
 }
 
-// 0, or the error number; the file is then as before.
-int exchangeFile(const std::filesystem::path& path, const NvCells& cells) {
+// 0, or the error number; the file is then as before. A new file in the place of the old one is locked before others
+// can see it, and `lock` is then its lock.
+int exchangeFile(const std::filesystem::path& path, const NvCells& cells, kernel::FileDescriptor& lock) {
+    kernel::FileDescriptor newLock;
     kernel::WholeFileOptions options;
     options.toDisk = false;
-    return kernel::writeWholeFile(path, formatNvMemory(cells), options).error();
+    options.beforeNaming = [&newLock](int file) {
+        newLock = kernel::FileDescriptor(::fcntl(file, F_DUPFD_CLOEXEC, 0));
+        return newLock && ::flock(newLock.number(), LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+    };
+    const int error = kernel::writeWholeFile(path, formatNvMemory(cells), options).error();
+    if (error == 0 && newLock) {
+        lock = std::move(newLock);
+    }
+    return error;
 }
 
 bool isOutOfSpace(int error) {
@@ -74,10 +112,11 @@ bool isOutOfSpace(int error) {
 } // namespace
 
 NvMemoryFile::NvMemoryFile(const std::filesystem::path& path, const std::filesystem::path& initial)
-    : path_(path.empty() ? path : std::filesystem::weakly_canonical(std::filesystem::absolute(path))) {
+    : path_(realPath(path)) {
     std::optional<NvCells> stored;
     if (!path_.empty()) {
-        lock_ = takeLock(path_);
+        lock_ = lockBeside(path_);
+        fileLock_ = lockItself(path_);
         stored = readMemory(path_);
     }
     if (stored) {
@@ -102,7 +141,7 @@ std::uint16_t NvMemoryFile::store(std::uint16_t number, std::span<const std::uin
         return kNvDone;
     }
     cells_[number] = next;
-    const int error = path_.empty() ? 0 : exchangeFile(path_, cells_);
+    const int error = path_.empty() ? 0 : exchangeFile(path_, cells_, fileLock_);
     if (error == 0) {
         return kNvDone;
     }

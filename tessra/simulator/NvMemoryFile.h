@@ -23,8 +23,8 @@ public:
 /// exchanges the file whole. A stored item is in the file when store() returns, and survives the process's end from
 /// then on; it does not wait for the disk.
 ///
-/// One object at a time uses a file, in all processes: an advisory lock on "<file>.lock" beside it, which stays when
-/// the lock goes.
+/// One object at a time uses a file, in all processes and under whichever of its names: advisory locks on the file
+/// itself, and on "<file>.lock" beside it, which is there before the file is and stays when the lock goes.
 class NvMemoryFile {
 public:
     /// Reads the file at `path`; where there is none, the memory starts as `initial` says (a path that may be empty: an
@@ -44,6 +44,7 @@ public:
 private:
     std::filesystem::path path_;
     kernel::FileDescriptor lock_;
+    kernel::FileDescriptor fileLock_; ///< none while there is no file
     NvCells cells_;
 };
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -34,6 +35,13 @@ std::string targetOf(const std::filesystem::path& link) {
     return std::filesystem::read_symlink(link, none).string();
 }
 
+// Whether `path` is the name of a pseudo-terminal, which may be gone by now.
+bool isTerminal(const std::string& path) {
+    constexpr std::string_view kFolder = "/dev/pts/";
+    const auto afterNumber = path.find_first_not_of("0123456789", kFolder.size());
+    return path.starts_with(kFolder) && path.size() > kFolder.size() && afterNumber == std::string::npos;
+}
+
 // Removes the symbolic link at `link` if it leads to `target`: anything else there is somebody else's.
 void removeLink(const std::filesystem::path& link, const std::string& target) {
     if (targetOf(link) == target) {
@@ -47,7 +55,7 @@ void removeLink(const std::filesystem::path& link, const std::string& target) {
 PhoneTerminal::PhoneTerminal(PhoneModel& phone, std::filesystem::path link) : phone_(phone), link_(std::move(link)) {
     const std::lock_guard guard(lock_);
     // What a simulator that was killed has left behind leads to a terminal.
-    if (const std::string target = targetOf(link_); target.starts_with("/dev/pts/")) {
+    if (const std::string target = targetOf(link_); isTerminal(target)) {
         removeLink(link_, target);
     }
     plugLocked();

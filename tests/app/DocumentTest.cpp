@@ -14,11 +14,16 @@ TEST_F(Document, TakesItsPortFromTheFirstLineOfTheConfiguration) {
     EXPECT_EQ(document->comPort(), "COM1") << "there is no file";
     document.reset();
     EXPECT_EQ(readText(folder / "CalvaneConfig.ini"), "COM1\n");
-    const std::pair<std::string, std::string> rows[] = {{"COM7\r\n", "COM7\n\n"}, {"COM7\nnot ours", "COM7\nnot ours"}};
-    for (const auto& [file, left] : rows) {
+    const std::string longLine(5000, 'C');
+    const struct {
+        std::string file, port, left;
+    } rows[] = {{"COM7\r\n", "COM7", "COM7\n\n"},
+                {"COM7\nnot ours", "COM7", "COM7\nnot ours"},
+                {longLine + "\nnot ours", std::string(4096, 'C'), longLine + "\nnot ours"}};
+    for (const auto& [file, port, left] : rows) {
         writeText(folder / "CalvaneConfig.ini", file);
         open();
-        EXPECT_EQ(document->comPort(), "COM7");
+        EXPECT_EQ(document->comPort(), port);
         document.reset();
         EXPECT_EQ(readText(folder / "CalvaneConfig.ini"), left);
     }

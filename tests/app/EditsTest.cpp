@@ -4,6 +4,7 @@
 
 #include <QDialogButtonBox>
 #include <QMessageBox>
+#include <QPointer>
 
 namespace {
 
@@ -18,6 +19,7 @@ protected:
         Calvane catalog;
         catalog.loadDecoderRingFile("NV Decoder.vrk");
         catalog.createMoxFile(path("bench.mox").toStdString(), doc().nvItems());
+        catalog.createMoxFile(path("other item.mox").toStdString(), {doc().nvItems()[1]});
         clickLine(0);
     }
     void TearDown() override { ReviewSwitch::setOn(false); } // and nobody is asked at the end
@@ -28,7 +30,10 @@ protected:
         const auto found = std::ranges::find(items, number, &NvItem::getId);
         return found == items.end() ? nullptr : &*found;
     }
-    std::string value(int number, std::size_t field = 0) { return find(number)->getSubItems()[field].value; }
+    std::string value(int number, std::size_t field = 0) {
+        const NvItem* item = find(number);
+        return item == nullptr ? "not listed" : item->getSubItems()[field].value;
+    }
     std::string textOf(const char* name) { return frame().findChild<QLabel*>(name)->text().toStdString(); }
     std::string hint(int row) {
         auto* label = frame().findChild<QLabel*>(QString("ctl_%1_hint").arg(7000 + row));
@@ -88,6 +93,7 @@ struct ListCommand {
 constexpr ListCommand kListCommands[] = {
     {"read from the phone", CommandId::kReadFromPhone, "Keep Changes"},
     {"read from a file", CommandId::kReadFromMox, "Keep Changes", "bench.mox"},
+    {"read from a file without the item", CommandId::kReadFromMox, "Keep Changes", "other item.mox"},
     {"list all supported items", CommandId::kReadSupportedItems, "Keep Changes"},
     {"sort by name", CommandId::kSortAlphabetical, ""},
     {"sort by number", CommandId::kSortByIdNumber, ""},
@@ -172,8 +178,13 @@ TEST_F(EditsThrough, NoCommandWhileAValueIsHeld) {
 }
 
 TEST_F(Edits, AreLostBySortsAndReadsWithBareCommands) {
-    ReviewSwitch::setOn(false);
+    type(0, "7x");
+    run(CommandId::kReadFromPhone);
+    EXPECT_EQ(hint(0), "no decimal number, 0 to 255");
+    run(CommandId::kReviewBeforeWriting);
+    EXPECT_EQ(hint(0) + textOf("editor_notice"), "") << "nothing is held, and nothing waits";
     type(0, "66");
+    EXPECT_FALSE(frame().isBusy());
     run(CommandId::kSortAlphabetical);
     EXPECT_EQ(value(10), "5");
     EXPECT_TRUE(doc().changedItems().empty());
@@ -247,9 +258,11 @@ TEST_F(Edits, AreMarkedUndoneAndReverted) {
     run(CommandId::kUndo);
     EXPECT_EQ(value(10) + " " + value(20), "66 8");
     clickLine(0);
+    type(0, "7x");
     type(1, "77");
     run(CommandId::kRevertSubField);
     EXPECT_EQ(value(10, 0) + " " + value(10, 1), "66 -2");
+    EXPECT_EQ(edit(0).text(), "7x");
     run(CommandId::kRevertItem);
     EXPECT_EQ(marked(), std::vector<int>{20});
 }
@@ -269,6 +282,25 @@ TEST_F(Edits, ThatWereReadAnewAreNotUndone) {
     answer("Cancel");
     run(CommandId::kReadFromPhone);
     EXPECT_FALSE(frame().isBusy());
+}
+
+TEST_F(Edits, MadeWhileTheReadRunsStayWhenTheOlderOnesGo) {
+    type(0, "66");
+    key(0, Qt::Key_Return);
+    addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 200);
+    refuse(20, 5);
+    answer("Discard Changes");
+    run(CommandId::kReadFromPhone);
+    type(1, "3");
+    clickLine(1);
+    type(0, "8");
+    ASSERT_TRUE(frame().isBusy());
+    settleEvents();
+    EXPECT_EQ(value(10, 0) + " " + value(10, 1), "5 3");
+    EXPECT_EQ(value(20), "8") << "of which the phone has no value";
+    EXPECT_EQ(numbersOf(doc().nvItems()), (std::vector<int>{10, 20, 30, 40}));
+    EXPECT_EQ(marked(), (std::vector<int>{10, 20}));
+    EXPECT_EQ(doc().changedItems(), (std::set<std::size_t>{0, 1}));
 }
 
 TEST_F(Edits, KeepTheirSubFieldsWhenThePhoneHasOtherValuesByNow) {
@@ -301,6 +333,31 @@ TEST_F(Edits, AreAskedAboutBeforeTheWindowCloses) {
     answer("Discard");
     key(1, Qt::Key_Escape);
     EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).size() == 1; }));
+}
+
+TEST_F(Edits, MadeWhileAReadRunsStayAndAreNotWrittenBeforeItsEnd) {
+    tessra::FaultRule rule = serverCodeAt(tessra::Call::kSend, 0x80042003);
+    rule.item = 10;
+    service->faults("COM1").add(rule);
+    addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 50);
+    run(CommandId::kReadFromPhone);
+    type(0, "66");
+    ASSERT_TRUE(frame().isBusy());
+    settleEvents();
+    ASSERT_NE(find(10), nullptr);
+    EXPECT_EQ(value(10), "66");
+    EXPECT_EQ(marked(), std::vector<int>{10});
+    answer("Keep Changes");
+    run(CommandId::kReadFromPhone);
+    ASSERT_TRUE(frame().isBusy());
+    const QPointer<CSplitterFrame> closing = &frame();
+    whenAsked([](QWidget* box) {
+        const auto buttons = box->findChild<QDialogButtonBox*>()->buttons();
+        EXPECT_EQ(buttons.size(), 2) << "Discard and Cancel: the read has the phone";
+        qobject_cast<QMessageBox*>(box)->button(QMessageBox::Discard)->click();
+    });
+    frame().close();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return closing.isNull(); }, 30000));
 }
 
 TEST_F(Edits, LoseTheirMarksByAVerifiedWriteAndGetThemBackByUndo) {
@@ -342,12 +399,24 @@ TEST_F(Edits, OfAnItemWithoutValuesNeedAllOfThem) {
     key(0, Qt::Key_Return);
     EXPECT_EQ(hint(1), "empty, -32768 to 32767");
     EXPECT_EQ(value(10), "") << "no zeros that nobody typed";
+    answer("Cancel");
+    key(1, Qt::Key_Escape);
+    EXPECT_EQ(edit(0).text(), "5") << "what was typed beside it is dropped only when agreed";
     type(1, "6");
     key(1, Qt::Key_Return);
     EXPECT_EQ(value(10, 0) + " " + value(10, 1), "5 6");
     EXPECT_EQ(marked(), std::vector<int>{10});
     run(CommandId::kUndo);
     EXPECT_EQ(value(10), "");
+    clickLine(1);
+    type(0, "0");
+    key(0, Qt::Key_Return);
+    EXPECT_EQ(marked(), std::vector<int>{20}) << "a zero is a value";
+    EXPECT_TRUE(edit(0).font().bold());
+    answer("Keep Changes");
+    run(CommandId::kReadSupportedItems);
+    settleEvents();
+    EXPECT_EQ(value(20), "0");
 }
 
 } // namespace

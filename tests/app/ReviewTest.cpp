@@ -176,7 +176,8 @@ TEST_F(Review, WritesWhatIsTickedAndTheDateWithIt) {
             }});
     EXPECT_EQ(numbersWritten(), (Numbers{20, 40}));
     EXPECT_EQ(numbersOf(doc().nvItems()), (Numbers{10, 20, 30, 40}));
-    EXPECT_EQ(reportButton().toolTip().section(", ", 0, 0), "2 written and verified: Sample 0000000001 on COM1");
+    EXPECT_EQ(reportButton().toolTip().section(", ", 0, 0).section(": ", 1),
+              "2 written and verified: Sample 0000000001 on COM1");
     EXPECT_EQ(pane(104), "Sample 0000000001 - 1 changed");
     answer("Discard Changes");
     run(CommandId::kReadSupportedItems);
@@ -328,6 +329,29 @@ TEST_F(Review, ACancelledWriteEndsBetweenTwoItems) {
                 EXPECT_EQ(textOf(window, "review_counts"), "1 written and verified, 2 not tried");
             }});
     EXPECT_EQ(numbersWritten(), Numbers{10});
+    EXPECT_EQ(pane(104), "Sample 0000000001 - 1 changed") << "the date's stamp is no change of the user's";
+}
+
+TEST_F(Review, TellsTheReadBackAfterTheResetFromTheWrite) {
+    plugIn();
+    start();
+    readPhone();
+    clickLine(0);
+    type(0, "6");
+    review(CommandId::kWriteChangedToPhone,
+           {[this](QWidget& window) {
+                addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 100);
+                window.findChild<QCheckBox*>("review_verify")->setChecked(true);
+                pressWrite(window);
+                const std::string awaited = "[x] 10  NV_ZETA | 5, -2 | 6, -2 | read back after the reset";
+                EXPECT_TRUE(QTest::qWaitFor([&] { return rowsOf(window)[0] == awaited; }, 30000)) << rowsOf(window)[0];
+                EXPECT_NE(rowsOf(window)[1].find("being read back after the reset"), std::string::npos);
+            },
+            [](QWidget& window) {
+                EXPECT_EQ(textOf(window, "review_counts"), "2 written and verified");
+                EXPECT_TRUE(button(window, "review_retry").isHidden()) << "the check has come to its end";
+            }});
+    EXPECT_EQ(service->faults("COM1").count(tessra::Call::kChangeMode), 1u);
 }
 
 TEST_F(Review, EachWriteCommandIsBareOrReviewed) {
@@ -427,6 +451,14 @@ TEST_F(Review, TheTitleFollowsThePhoneThatLeavesAndReturns) {
     service->setPresent("COM1", true);
     EXPECT_TRUE(titleBecomes("RF NV ITEMS ONLY - Sample 0000000001"));
     EXPECT_EQ(window().windowTitle(), "Calvane 1.4.34");
+    run(CommandId::kReviewBeforeWriting);
+    const std::size_t sent = service->sentPackets("COM1").size();
+    service->setPresent("COM1", false);
+    EXPECT_TRUE(titleBecomes("RF NV ITEMS ONLY - no phone"));
+    service->setPresent("COM1", true);
+    EXPECT_TRUE(titleBecomes("RF NV ITEMS ONLY"));
+    EXPECT_EQ(pane(104), "not asked");
+    EXPECT_EQ(service->sentPackets("COM1").size(), sent) << "the bare commands send nothing beside themselves";
 }
 
 TEST_F(Review, ResetAndOfflineGoToThePortThatIsShown) {

@@ -15,6 +15,15 @@ public:
     }
 };
 
+TEST(MoxLayout, APropertyStreamThatIsCutShortSaysNothing) {
+    const auto bytes = mox::propertyBytes({1, 2, 3, 4, "s/w", "me"});
+    EXPECT_EQ(mox::propertyBytes(mox::propertiesOf(bytes).value()), bytes);
+    for (std::size_t size = 0; size < bytes.size(); ++size) {
+        const std::vector<std::uint8_t> cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+        EXPECT_FALSE(mox::propertiesOf(cut)) << size;
+    }
+}
+
 TEST(MoxFailures, ACodeHasTheTablesText) {
     EXPECT_EQ(mox::hresultText(storage::kAccessDenied), "Access Denied.\r\n");
     EXPECT_EQ(mox::hresultText(com::makeStatus(0x80080000)), "The operation completed successfully.\r\n");

@@ -1,6 +1,7 @@
 // The catalog's reads from and writes to calibration files.
 
 #include "calfile/MoxFile.h"
+#include "engine/PhoneProperties.h"
 #include "tests/catalog/CatalogFixture.h"
 
 namespace {
@@ -90,6 +91,8 @@ TEST_F(FileTransfer, EachFormWritesItsItemsItsModelAndItsRecord) {
         form.write(catalog, path, listed);
         EXPECT_EQ(content(), std::to_string(form.model) + (form.listed ? ": 2=102 20=120" : ": 1=201 10=210") + record)
             << "form " << &form - kForms;
+        const std::optional<PhoneProperties> written = PhoneProperties{kEsn, 1, 2, "s/w", "me"};
+        EXPECT_TRUE(catalog.phonePropertiesOf(path) == (form.record ? written : std::nullopt));
 
         fill({1, 2, 3, 4}, 9);
         form.write(catalog, path, listed);

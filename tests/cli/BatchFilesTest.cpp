@@ -131,6 +131,36 @@ TEST_F(BatchFiles, OfADamagedFileTheRestIsShownAndNothingWritten) {
     }
 }
 
+TEST_F(BatchFiles, AnItemUnderTwoNamesIsShownAndNeverWritten) {
+    ASSERT_EQ(run("read --mox p.mox --model-id 5").status, 0);
+    {
+        storage::ComPtr<storage::IStorage> root, model, list, item;
+        ASSERT_EQ(storage::stgOpenStorage(folder / "p.mox", 0x12, root), 0);
+        ASSERT_EQ(root->openStorage(u"00000005", 0x12, model), 0);
+        ASSERT_EQ(model->openStorage(u"default", 0x12, list), 0);
+        ASSERT_EQ(list->createStorage(u"0000000010", 0x1012, item), 0);
+        storage::ComPtr<storage::IStream> stream;
+        ASSERT_EQ(item->createStream(u"00000000", 0x1012, stream), 0);
+        std::uint32_t written = 0;
+        ASSERT_EQ(stream->write(std::vector<std::uint8_t>(134), written), 0);
+    }
+    const std::string twice = "'p.mox' has item 10 more than once, under names of different length.\n";
+    for (const std::string options : {"", " --hex"}) {
+        const Outcome shown = run("show p.mox" + options);
+        EXPECT_EQ(shown.status, 6);
+        EXPECT_EQ(shown.err, "'p.mox' holds 3 items.\n" + twice);
+        const auto mark = shown.out.find("  [more than once]\n");
+        EXPECT_NE(mark, shown.out.rfind("  [more than once]\n")) << "both are marked";
+        EXPECT_NE(mark, std::string::npos);
+    }
+    const Outcome refused = run("write --from-mox p.mox");
+    EXPECT_EQ(refused.status, 6);
+    EXPECT_EQ(refused.err, twice + "Nothing is written from it.\n");
+    EXPECT_EQ(run("prune p.mox --keep 10").err, twice + "The file is left as it is.\n");
+    EXPECT_EQ(run("prune p.mox --keep 30").status, 0);
+    EXPECT_EQ(run("show p.mox").err, "'p.mox' holds 1 item.\n");
+}
+
 TEST_F(BatchFiles, TreeIsNeitherFooledByNamesNorByDepth) {
     {
         storage::ComPtr<storage::IStorage> root;
@@ -148,6 +178,72 @@ TEST_F(BatchFiles, TreeIsNeitherFooledByNamesNorByDepth) {
     EXPECT_EQ(deep.status, 0) << deep.err;
     EXPECT_NE(deep.out.find("         0  \\x05A\\x9bz\u00E4\n"), std::string::npos);
     EXPECT_NE(deep.out.find("(299) d/\n"), std::string::npos);
+}
+
+TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
+    namespace fs = std::filesystem;
+    ASSERT_EQ(run("read --mox p.mox").status, 0);
+    fs::create_hard_link(folder / "p.mox", folder / "second");
+    fs::create_symlink("x", folder / "to-x");
+    const std::pair<const char*, const char*> cases[] = {
+        {"show p.mox --json p.mox", "--json 'p.mox' is the calibration file, which is read"},
+        {"show p.mox --json second", "--json 'second' is the calibration file, which is read"},
+        {"show p.mox --json ./ring.vrk", "--json './ring.vrk' is the decoder ring, which is read"},
+        {"show p.mox >>p.mox", "Standard output is the calibration file, which is read"},
+        {"read --text x --json x", "--json 'x' is the file of --text 'x'"},
+        {"read --text ./x --mox to-x", "--mox 'to-x' is the file of --text './x'"},
+        {"read --text p.mox --mox second", "--mox 'second' is the file of --text 'p.mox'"},
+        {"read --json Tessra.toml", "--json 'Tessra.toml' is the file of the service's ports, which is read"},
+        {"read --text COM1.nvmem", "--text 'COM1.nvmem' is the memory of the phone on COM1, which is read"},
+        {"read --mox phone.nvmem", "--mox 'phone.nvmem' is the initial memory of the phone on COM1, which is read"},
+        {"tree p.mox >>second", "Standard output is the command's input, which is read"},
+    };
+    const std::string mox = readText(folder / "p.mox");
+    const std::string others = readText(folder / "ring.vrk") + readText(folder / "Tessra.toml");
+    for (const auto& [arguments, err] : cases) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_EQ(outcome.err, std::string(err) + ". Nothing was done.\n");
+    }
+    EXPECT_EQ(readText(folder / "p.mox"), mox);
+    EXPECT_EQ(readText(folder / "ring.vrk") + readText(folder / "Tessra.toml"), others);
+    EXPECT_FALSE(fs::exists(folder / "x") || fs::exists(folder / "COM1.nvmem"));
+    EXPECT_EQ(run("read --text /dev/null --json /dev/null").status, 0) << "a device may be written to twice";
+    EXPECT_EQ(run("read --mox second").status, 0) << "a calibration file is added to";
+}
+
+/// A program's output in a file that it has opened itself is a loss: each set of closed descriptors leaves the others,
+/// the phone's memory and the files as they should be.
+TEST_F(BatchFiles, ClosedDescriptorsAreNobodysFile) {
+    const std::pair<const char*, bool> verbs[] = {
+        {"set 30 8", true},
+        {"read --text t", false},
+        {"read --text -", true},
+        {"show p.mox", true},
+        {"tree p.mox", true},
+        {"list", true},
+        {"--help", true},
+        {"write --from-mox p.mox --port COM1 --changed-only", false},
+        {"write --from-json none", false},
+    };
+    ASSERT_EQ(run("read --mox p.mox").status, 0);
+    std::string memory;
+    for (const auto& [verb, prints] : verbs) {
+        const int whole = run(verb).status;
+        memory = readText(folder / "COM1.nvmem");
+        for (int closed = 1; closed < 8; ++closed) {
+            const std::string redirected = std::string((closed & 1) != 0 ? " <&-" : "") +
+                                           ((closed & 2) != 0 ? " >&-" : "") + ((closed & 4) != 0 ? " 2>&-" : "");
+            SCOPED_TRACE(verb + redirected);
+            const bool isLost = prints && (closed & 2) != 0;
+            EXPECT_EQ(run(verb + redirected).status, isLost ? 6 : whole);
+            EXPECT_EQ(readText(folder / "COM1.nvmem"), memory);
+            EXPECT_EQ(readText(folder / "COM1.nvmem.lock"), "");
+            EXPECT_EQ(std::filesystem::exists(folder / "none"), false);
+        }
+    }
+    EXPECT_EQ(readText(folder / "t").substr(0, 4), "NV_A");
+    EXPECT_NE(memory.find("30 0 07"), std::string::npos) << "the last write was of the calibration file";
 }
 
 } // namespace

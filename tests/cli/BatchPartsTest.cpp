@@ -12,6 +12,7 @@ TEST(ItemNumbers, ReadsListsAndRefusesWhatIsNone) {
     const ItemNumbers numbers = parseItemNumbers("30-32, 10 ,31, 9 - 9,65535");
     EXPECT_EQ(numbers.all, (std::vector<std::uint16_t>{9, 10, 30, 31, 32, 65535}));
     EXPECT_EQ(numbers.single, (std::vector<std::uint16_t>{10, 31, 65535}));
+    EXPECT_EQ(parseItemNumbers("0-65535,7-9,8-65535").all.size(), 65536U);
     for (const std::string part : {"", "65536", "-1", "3-2", "1-2-3", "12x"}) {
         EXPECT_EQ(messageOf([&] { parseItemNumbers("1," + part + ",2"); }),
                   "'" + part + "' is neither an item number (0 to 65535) nor a range such as 20-30");
@@ -25,9 +26,6 @@ protected:
     }
 };
 
-/// Deeper than the stack would bear if a message quoted it.
-const std::string kDeep =
-    R"({"items":[{"id":20,"fields":[{"value":)" + std::string(1000000, '[') + std::string(1000000, ']') + "}]}]}";
 const std::string kContradiction =
     R"({"items":[{"id":20,"fields":[{"value":1}],"raw":"2C)" + std::string(252, '0') + "aB\"}]}";
 
@@ -50,7 +48,8 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
          "item 20: the value 1.5 is neither a whole number nor the text of one"},
         {R"({"items":[{"id":10,"fields":[{"value":"1,2"},{"value":"3"}]}]})",
          "item 10: the value \"1,2\" is neither a whole number nor the text of one"},
-        {kDeep.c_str(), "item 20: the value a list is neither a whole number nor the text of one"},
+        {R"({"items":[{"id":20,"fields":[{"value":[[1]]}]}]})",
+         "item 20: the value a list is neither a whole number nor the text of one"},
         {R"({"items":[{"id":10,"fields":[{"value":1},{"value":"18446744073709551616"}]}]})",
          "item 10: '18446744073709551616' for 'stamp' would be stored as 0: a QWORD is from 0 to "
          "18446744073709551615."},
@@ -68,6 +67,40 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
         const std::string refusal = messageOf([&] { itemsFromJson(row.text, "in.json", catalog, false); });
         EXPECT_TRUE(refusal.starts_with("in.json: " + row.refusal)) << refusal;
     }
+}
+
+TEST_F(ItemJson, WhatDisagreesWithItselfOrHasNoMeasureIsRefused) {
+    const std::string deepest = "\n" + std::string(31, '[') + std::string(31, ']');
+    const std::string text(1 << 20, 'x');
+    const std::pair<std::string, std::string> cases[] = {
+        {R"({"items":[{"id":20,"id":10}]})", "item 20: the key \"id\" stands twice in one object"},
+        {R"({"items":[{"id":20,"fields":[{"value":1,"value":1}]}]})",
+         "item 20: the key \"value\" stands twice in one object"},
+        {R"({"items":[],"items":[]})", "the key \"items\" stands twice in one object"},
+        {R"({"note":{"a":1,"b":2,"\u0061":3},"items":[]})", "a key stands twice in one object"},
+        {R"({"items":[]},)", "parse error at line 1, column 13: "},
+        {R"({"items":[{"id":20,"fields":[{"description":"X","value":1}]}]})",
+         "item 20: its description is \"X\" here, but \"x\" in the decoder ring"},
+        {R"({"items":[{"id":20,"name":"NV B","fields":[{"value":1}]}]})", "item 20: its name is \"NV B\" here"},
+        {"{\"a\":" + deepest + ",\"items\":[]}", ""},
+        {"{\"a\":[" + deepest + "],\"items\":[]}", "line 2: nested deeper than 32 levels"},
+        {"{\"a\":\"[[\\\"" + text.substr(5) + "\",\"items\":[]}", ""},
+        {"{\"a\":\"" + text + "x\",\"items\":[]}", "line 1: a text or number of more than 1048576 characters"},
+    };
+    for (const auto& [json, refusal] : cases) {
+        const std::string told = messageOf([&] { itemsFromJson(json, "in.json", catalog, false); });
+        EXPECT_TRUE(refusal.empty() ? told.empty() : told.starts_with("in.json: " + refusal)) << told;
+    }
+}
+
+TEST_F(ItemJson, TextsOfARingInLatin1ComeBack) {
+    loadRing("NV_L\xE4RM,10,ReadWrite,<BYTE,D\xE4mpfung>#\nNV_\xC3\xA4,20,ReadWrite,<BYTE,x>#\n");
+    auto items = catalog.getSupportedNvItems();
+    std::ranges::for_each(items, [](NvItem& item) { item.setRawData(workbench::ItemData{}); });
+    const std::string json = itemsToJson(items);
+    EXPECT_NE(json.find("NV_L\u00E4RM"), std::string::npos);
+    EXPECT_NE(json.find("\"NV_\u00E4\""), std::string::npos);
+    EXPECT_EQ(itemsFromJson(json, "x", catalog, false).size(), 2U);
 }
 
 TEST_F(ItemJson, WhatWasExportedComesBackWithAllItsBytes) {

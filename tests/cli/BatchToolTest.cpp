@@ -62,6 +62,18 @@ TEST_F(BatchTool, AFailureTellsHowFarItGotAndWhereThePhonesAre) {
                     .err.starts_with("Can't write '/nowhere/j': No such file or directory\nWritten before it: 't'\n"));
 }
 
+TEST_F(BatchTool, WhyAPortCantBeUsedIsToldOnce) {
+    write("Tessra.toml", "[[port]]\nname = \"COM1\"\ndevice = \"none\"\n");
+    for (const char* arguments : {"read", "reset", "set 30 8"}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 3) << arguments;
+        const std::string reason = "\nnone: can't be opened: No such file or directory\n"; // not the log's line
+        EXPECT_NE(outcome.err.find(reason), std::string::npos) << arguments << ": " << outcome.err;
+        EXPECT_EQ(outcome.err.find(reason), outcome.err.rfind(reason)) << outcome.err;
+        EXPECT_EQ(outcome.err.find("No phone is present"), std::string::npos) << outcome.err;
+    }
+}
+
 TEST_F(BatchTool, ProtectedItemsNeedTheAccessCode) {
     write("phone.nvmem", "30 0 07 protected\n");
     service("spc = \"123456\"\n");
@@ -74,6 +86,40 @@ TEST_F(BatchTool, ProtectedItemsNeedTheAccessCode) {
     EXPECT_EQ(run("reset").out, "The phone on COM1 has been reset.\n");
 }
 
+TEST_F(BatchTool, TheAccessCodeNeedNotStandAmongTheArguments) {
+    service("spc = \"123456\"\n");
+    write("code", "123456\r\nmore\n");
+    write("wrong", "654321");
+    write("text", "123456 is the code\n");
+    const struct {
+        const char* environment;
+        const char* options;
+        int status;
+    } rows[] = {
+        {"123456", "", 0},
+        {"654321", "", 4},
+        {"", "", 4},
+        {"654321", " --spc 123456", 0},
+        {"654321", " --spc-file code", 0},
+        {"123456", " --spc-file wrong", 4},
+        {"123456", " --spc-file text", 6},
+        {"123456", " --spc-file .", 6},
+        {"123456", " --spc-file none", 6},
+        {"123456", " --spc-file /dev/zero", 6},
+        {"123456", " --spc-file ''", 2},
+        {"123456", " --spc-file code --spc 123456", 2},
+        {"", " --dry-run --spc-file none", 6},
+    };
+    for (const auto& row : rows) {
+        std::filesystem::remove(folder / "COM1.nvmem");
+        write("phone.nvmem", "30 0 07 protected\n");
+        ::setenv("CALVANE_SPC", row.environment, 1);
+        EXPECT_EQ(run(std::string("set 30 8") + row.options).status, row.status) << row.environment << row.options;
+        EXPECT_EQ(std::filesystem::exists(folder / "COM1.nvmem"), row.status == 0);
+    }
+    ::unsetenv("CALVANE_SPC");
+}
+
 TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
     std::istringstream wrongUsage(
         "nothing;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set 30x 1;"
@@ -81,7 +127,8 @@ TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
         "read --mox x --model-id 0x;read --mox x --model-id 5x;read --mox x --nv-version 1;read --retries x;"
         "read --mox x --nv-version 1.2x;read --mox x --nv-version 1.256;show x --hex=5x;prune x;prune x --keep 5x;"
         "write;write --from-mox a --from-json b;write --from-mox a --tolerate 7x;write --from-mox a "
-        "--offline-first=5x");
+        "--offline-first=5x;list --ring '';ports --service '';read --port '';read --text '';read --json '';read --mox "
+        "'';show '';prune '' --keep 1;tree '';set 30 1 --spc '';write --from-json '';write --from-mox ''");
     for (std::string wrong; std::getline(wrongUsage, wrong, ';');) {
         EXPECT_EQ(run(wrong).status, 2) << wrong;
     }
@@ -117,6 +164,19 @@ TEST_F(BatchTool, ABrokenServiceFileIsNamedWithItsLineAndLeavesNoPorts) {
     EXPECT_EQ(outcome.status, 6);
     EXPECT_NE(outcome.err.find("Tessra.toml:2: "), std::string::npos) << outcome.err;
     EXPECT_TRUE(outcome.err.ends_with("Going on without ports.\nNo phone is present on any port.\n")) << outcome.err;
+}
+
+TEST_F(BatchTool, AMemoryThatCantBeUsedIsAFailureOfPorts) {
+    write("COM1.nvmem", "10 0 05\nrubbish\n");
+    const std::string more = "\n[[port]]\nname = \"COM2\"\ninitial = \"phone.nvmem\"\n"
+                             "[[port]]\nname = \"COM3\"\ndevice = \"none\"\n";
+    service(more);
+    const Outcome damaged = run("ports");
+    EXPECT_EQ(damaged.status, 6);
+    EXPECT_EQ(damaged.out, "COM2\n");
+    EXPECT_NE(damaged.err.find("/COM1.nvmem:2: "), std::string::npos) << damaged.err;
+    std::filesystem::remove(folder / "COM1.nvmem");
+    EXPECT_EQ(run("ports").status, 0) << "a line without a device has no phone, which is no failure";
 }
 
 TEST_F(BatchTool, TheSamplePhoneFitsTheSampleRing) {

@@ -153,7 +153,8 @@ TEST_F(BatchWrite, AnInterruptWaitsForTheItemAndGivesTheAccount) {
     // Item 10 has been written when the memory is there, and item 30 is under way for a second then.
     fault("on = 2\ndelay_ms = 1000\n");
     const std::string whenWritten = "for i in $(seq 1000); do [ -s COM1.nvmem ] && break; sleep 0.01; done; ";
-    const std::pair<const char*, int> signals[] = {{"kill -INT $tool", 130}, {"kill -TERM $tool", 143}};
+    const std::pair<const char*, int> signals[] = {
+        {"kill -INT $tool", 130}, {"kill -TERM $tool", 143}, {"kill -HUP $tool", 143}};
     for (const auto& [kill, status] : signals) {
         forget();
         const Outcome outcome = run("write --from-json items.json", " --port COM1", whenWritten + kill);

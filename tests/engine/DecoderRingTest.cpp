@@ -10,6 +10,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using testing::ElementsAre;
 
 const std::string kLoader = "Calvane::Calvane( const string decoderRingFile ) - ";
@@ -143,6 +144,34 @@ TEST_F(RingFile, AFailureKeepsTheItemsBeforeIt) {
     EXPECT_EQ(load("A,5,R,<BYTE,a>#\nB,4,R,<BYTE,b>#\nC,5,R,<WORD,c>#\nD,6,R,<BYTE,a>#\n"),
               kLoader + "The NV ID: '5' was found twice in the decoder ring file '" + path_ + "'.");
     EXPECT_THAT(layouts(), ElementsAre("4|B|r|BYTE:b", "5|A|r|BYTE:a"));
+}
+
+TEST_F(RingFile, HowItWasSavedIsSkippedOrTold) {
+    const std::string mark = "\xEF\xBB\xBF";
+    EXPECT_EQ(load(mark + "// x\nA,5,R,<BYTE,a>#\n"), "");
+    EXPECT_EQ(load(mark + " A,5,R,<BYTE,a>#\nB\xE4,6,R,<BYTE,a>#"), "");
+    EXPECT_THAT(layouts(), ElementsAre("5|A|r|BYTE:a", "6|B\xE4|r|BYTE:a"));
+    EXPECT_EQ(load("\xFF\xFE,5,R,<BYTE,a>#\n"), "") << "two letters of Latin-1";
+    const std::string wide = "A\0,\0"
+                             "5\0,\0R\0\n\0"s;
+    for (const std::string& text :
+         {"\xFF\xFE" + wide, "\xFE\xFF\0"s + wide, wide, "\0"s + wide, "/\0/\0\n\0"s + wide}) {
+        EXPECT_EQ(load(text), kLoader + "The decoder ring file: '" + path_ +
+                                  "' is UTF-16: save it as plain text.  A decoder ring file is required.");
+    }
+}
+
+TEST_F(RingFile, ALineMayHave65536Characters) {
+    const std::string item = "A,5,R,<BYTE,>#";
+    std::string line = item;
+    line.insert(item.size() - 2, std::string(65536 - item.size(), 'd'));
+    for (const std::string end : {"", "\n", "\nB,6,R,<BYTE,b>#"}) {
+        EXPECT_EQ(load(line + end), "");
+        EXPECT_EQ(load("//\n" + line + "\n" + line + " " + end),
+                  kLoader + "The decoder ring file: '" + path_ +
+                      "' has more than 65536 characters in line 3.  A decoder ring file is required.");
+        EXPECT_EQ(items_.size(), 1U);
+    }
 }
 
 TEST_F(RingFile, WhatIsNoFileIsToldAsWhatItIs) {

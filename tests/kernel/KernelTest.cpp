@@ -1,4 +1,5 @@
 #include "platform/kernel/Event.h"
+#include "platform/kernel/Text.h"
 #include "platform/kernel/Thread.h"
 #include "platform/kernel/TickCount.h"
 #include "platform/kernel/Trace.h"
@@ -17,6 +18,26 @@ TEST(TickCountTest, ElapsedTimeAcrossTheWrap) {
     for (const auto& row : rows) {
         EXPECT_EQ(kernel::elapsedMs(row.start, row.now), row.elapsed) << row.start << " to " << row.now;
     }
+}
+
+TEST(TextTest, TellsUtf8FromOtherBytesAndTearsNoCharacter) {
+    for (const char* text : {"", "a\x7F", "\xC2\x80\xDF\xBF", "\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF",
+                             "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"}) {
+        EXPECT_TRUE(kernel::isUtf8(text)) << text;
+    }
+    for (const char* text : {"\x80", "\xC1\xBF", "\xC2", "a\xE4 ", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xE1\x80",
+                             "\xE1\x80z", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF"}) {
+        EXPECT_FALSE(kernel::isUtf8(text)) << text;
+    }
+    EXPECT_EQ(kernel::shortened("a\xE2\x82\xAC", 4), "a\xE2\x82\xAC");
+    EXPECT_EQ(kernel::shortened("a\xE2\x82\xAC"
+                                "b",
+                                4),
+              "a\xE2\x82\xAC...");
+    EXPECT_EQ(kernel::shortened("a\xE2\x82\xAC"
+                                "b",
+                                3),
+              "a...");
 }
 
 TEST(ThreadTest, HasAnIdOfItsOwnAndEnds) {

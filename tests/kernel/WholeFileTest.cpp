@@ -2,6 +2,7 @@
 
 #include "platform/kernel/WholeFile.h"
 
+#include "platform/kernel/SignalHold.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <functional>
 #include <set>
 #include <string>
@@ -136,6 +138,87 @@ TEST_F(WholeFile, IsLeftAsItWasWhereThereIsNoRoom) {
     ::setrlimit(RLIMIT_FSIZE, &limit);
     EXPECT_EQ(files(), before);
     EXPECT_EQ(readText("old") + readText("shared"), "oldshared");
+}
+
+/// How a child process ends that does `work`: by a signal, or with status 0 as 0.
+int endingSignal(const std::function<void()>& work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        work();
+        ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+TEST_F(WholeFile, ASignalWaitsForTheEndOfTheLastHold) {
+    const struct {
+        const char* what;
+        int signal;
+        void (*before)(int);
+        int end;
+    } rows[] = {
+        {"interrupt", SIGINT, SIG_DFL, SIGINT},
+        {"termination", SIGTERM, SIG_DFL, SIGTERM},
+        {"hang-up", SIGHUP, SIG_DFL, SIGHUP},
+        {"ignored", SIGHUP, SIG_IGN, 0},
+        {"handled by the program", SIGTERM, [](int) {}, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        fs::remove("after");
+        const int end = endingSignal([&] {
+            (void)std::signal(row.signal, row.before);
+            {
+                const kernel::SignalHold outer;
+                {
+                    const kernel::SignalHold inner;
+                    (void)std::raise(row.signal);
+                }
+                writeText("after", "x");
+            }
+            writeText("later", "x");
+        });
+        EXPECT_EQ(end, row.end);
+        EXPECT_TRUE(fs::exists("after"));
+        EXPECT_EQ(fs::remove("later"), row.end == 0) << "it is raised as soon as it may";
+    }
+    EXPECT_EQ(endingSignal([] {
+                  { const kernel::SignalHold past; }
+                  (void)std::raise(SIGTERM);
+              }),
+              SIGTERM)
+        << "no hold, no waiting";
+}
+
+TEST_F(WholeFile, ASignalFindsAFileOfSeveralNamesWhole) {
+    const std::string old(1000, 'o');
+    const std::string content(64 << 20, 'n');
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        writeText("shared", old);
+        if (!fs::exists("other")) {
+            fs::create_hard_link("shared", "other");
+        }
+        const auto before = files();
+        const pid_t child = ::fork();
+        if (child == 0) {
+            kernel::WholeFileOptions options;
+            options.toDisk = false;
+            (void)kernel::writeWholeFile("shared", content, options);
+            ::_exit(0);
+        }
+        const struct timespec unwritten = statusOf("shared").st_mtim;
+        int status = 0;
+        while (statusOf("shared").st_size == 1000 && statusOf("shared").st_mtim.tv_nsec == unwritten.tv_nsec &&
+               ::waitpid(child, &status, WNOHANG) == 0) {
+        }
+        ::kill(child, signal);
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << "the signal came too late to tell anything";
+        EXPECT_TRUE(readText("other") == content) << signal;
+        EXPECT_EQ(files(), before);
+    }
 }
 
 } // namespace

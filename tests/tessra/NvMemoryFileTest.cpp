@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -115,6 +116,63 @@ TEST(NvMemoryFile, AFullDiskRefusesTheItemAndKeepsTheRest) {
     EXPECT_EQ(cellsIn(folder / "m"), before);
     EXPECT_TRUE(log.contains("item 3 can't be stored in " + (folder / "m").string() + ": File too large"));
     EXPECT_EQ(memory.store(3, bytesOf(3)), kNvDone);
+}
+
+TEST(NvMemoryFile, IsLockedUnderEachOfItsNames) {
+    const struct {
+        const char* name;
+        bool isThere;
+        bool isHardLink;
+        bool isStoredBefore; // the other name is given to the file that has taken the first one's place
+    } rows[] = {
+        {"a link", true, false, false},
+        {"a link before there is a file", false, false, false},
+        {"a hard link", true, true, false},
+        {"a hard link to what was stored", true, true, true},
+        {"a hard link to what was made", false, true, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const TemporaryFolder folder;
+        if (row.isThere) {
+            writeText(folder / "m", "1 0 aa\n");
+        }
+        NvMemoryFile memory(folder / "m", "");
+        ASSERT_TRUE(!row.isStoredBefore || memory.store(1, bytesOf(1)) == kNvDone);
+        if (row.isHardLink) {
+            std::filesystem::create_hard_link(folder / "m", folder / "other");
+        } else {
+            std::filesystem::create_symlink("m", folder / "other");
+        }
+        for (std::uint8_t value : {2, 3}) {
+            EXPECT_EQ(messageOf<NvMemoryUnavailable>([&] { const NvMemoryFile other(folder / "other", ""); }),
+                      std::filesystem::weakly_canonical(folder / (row.isHardLink ? "other" : "m")).string() +
+                          ": another program uses this phone memory");
+            ASSERT_EQ(memory.store(1, bytesOf(value)), kNvDone);
+        }
+        EXPECT_EQ(cellsIn(folder / "other").at(1).data, bytesOf(3));
+    }
+}
+
+TEST(NvMemoryFile, LeavesAloneWhatIsSomebodyElses) {
+    const TemporaryFolder folder;
+    std::filesystem::create_symlink("elsewhere", folder / "m.lock");
+    EXPECT_EQ(messageOf<NvMemoryUnavailable>([&] { const NvMemoryFile memory(folder / "m", ""); }),
+              (folder / "m").string() + ": its lock file can't be opened: Too many levels of symbolic links");
+    EXPECT_FALSE(std::filesystem::exists(folder / "elsewhere"));
+    std::filesystem::remove(folder / "m.lock");
+
+    writeText(folder / "m", "1 0 aa\n");
+    writeText(folder / "m.tmp", "not ours");
+    ASSERT_EQ(::chmod((folder / "m").c_str(), 0640), 0);
+    const bool isRoot = ::chown((folder / "m").c_str(), 1234, 1235) == 0;
+    NvMemoryFile memory(folder / "m", "");
+    ASSERT_EQ(memory.store(1, bytesOf(1)), kNvDone);
+    struct stat after {};
+    ASSERT_EQ(::stat((folder / "m").c_str(), &after), 0);
+    EXPECT_EQ(after.st_mode & 07777, 0640U);
+    EXPECT_TRUE(!isRoot || (after.st_uid == 1234 && after.st_gid == 1235));
+    EXPECT_EQ(readText(folder / "m.tmp"), "not ours");
 }
 
 } // namespace

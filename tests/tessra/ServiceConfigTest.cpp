@@ -74,10 +74,6 @@ TEST(ServiceConfig, ReadsEveryKey) {
 
 // Each is refused with its line.
 TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
-    std::string manyParts = "\n[a"; // the parser works on such a name recursively
-    for (int part = 0; part < 300000; ++part) {
-        manyParts += ".a";
-    }
     const std::string port = "[[port]]\nname = \"COM1\"\n";
     const std::string translator = "[[fault]]\ncall = \"translator\"\n";
     const struct {
@@ -85,7 +81,7 @@ TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
         const char* message; // after the file's name
     } rows[] = {
         {"\n[[port]\n", ":2: "},
-        {manyParts + "]", ":2: the line is longer than 4096 characters"},
+        {"\n#" + std::string(4096, 'x'), ":2: the line is longer than 4096 characters"},
         {"\n[[port]]\npresent = true", ":2: a port needs its 'name'"},
         {"[[port]]\nname = \"B\"", ":2: the port 'B' needs a 'number', as its name is not COM and a number"},
         {port + "number = 65536", ":3: 'number' must be a whole number from 1 to 65535"},
@@ -104,6 +100,38 @@ TEST(ServiceConfig, SaysWhichLineIsWrongAndWhy) {
                     testing::StartsWith(file.string() + row.message));
     }
     EXPECT_THROW(loadServiceConfig("/dev/null/missing.toml"), ConfigError);
+}
+
+// A level is a bracket, a part of the table's name or a dot of a key; what stands in texts and comments is none.
+TEST(ServiceConfig, WhatIsTooLargeOrTooDeepNeverReachesTheParser) {
+    const auto times = [](int count, const std::string& text) {
+        std::string all;
+        for (; count > 0; --count) {
+            all += text;
+        }
+        return all;
+    };
+    const std::string deep = ": nested deeper than 32 levels";
+    const std::string texts =
+        "s = \"[[[\\\"{{{\" # [[[\nt = '{{.'\nu = \"\"\"\n[[\"\"[[\\\"\"\"\"\"\nw = [ 1.5, 2.5 ]\n";
+    const std::pair<std::string, std::string> rows[] = {
+        {"x" + times(32, ".x") + " = 1", ":1: unknown key 'x' in the file"},
+        {"\nx" + times(33, ".x") + " = 1", ":2" + deep},
+        {"[x" + times(32, ".x") + "]", ":1" + deep},
+        {"[x" + times(20, ".x") + "]\ny = 1\nx" + times(12, ".x") + " = 1", ":3" + deep},
+        {"x = " + times(33, "["), ":1" + deep},
+        {"x = " + times(11, "{ x.y.z = [\n"), ":9" + deep},
+        {texts + "[[", ":6: "},
+        {texts + texts + "x = " + times(33, "["), ":11" + deep},
+        {times(300, texts + "#" + times(160, "x") + "\n"), ":1704: the file is longer than 65536 bytes"},
+    };
+    const TemporaryFolder folder;
+    const auto file = folder / "t.toml";
+    for (const auto& [text, message] : rows) {
+        writeText(file, text);
+        EXPECT_THAT(messageOf<ConfigError>([&] { loadServiceConfig(file); }),
+                    testing::StartsWith(file.string() + message));
+    }
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "ServiceClient.h"
 #include "platform/window/TopLevelWindow.h"
+#include "tessra/Port.h"
 #include "tests/support/ErrorLog.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -49,6 +50,34 @@ TEST_F(ServiceTest, SendRefusesWhatItCannotCarry) {
     EXPECT_EQ(send(phone, {0x00}, kVersionAnswerBytes, 0).status, kZeroTimeout);
     EXPECT_EQ(send(phone, {0x77}).status, kBadPhoneResponse) << "a command that the phone does not know";
     EXPECT_EQ(service_->sentPackets("COM1"), (std::vector<Bytes>{{0x00}, longest, {0x77}}));
+}
+
+// A phone whose answer is always the same.
+class FixedAnswer final : public PhoneLink {
+public:
+    explicit FixedAnswer(Bytes answer) : answer_(std::move(answer)) {}
+    void start(std::function<void()>) override {}
+    void close() override {}
+    PhoneView look() override { return {true, PhoneState::kPresent, PhoneMode::kOnline, 1, com::kOk, ""}; }
+    Status exchange(std::span<const std::uint8_t>, std::uint32_t, Bytes& answer) override {
+        answer = answer_;
+        return com::kOk;
+    }
+
+private:
+    const Bytes answer_;
+};
+
+TEST(ChangeOfMode, IsAgreedToByTheSamePacketAlone) {
+    const std::pair<Bytes, Status> rows[] = {
+        {{0x29, 4, 0}, com::kOk},          {{0x29}, kDifferentMode},           {{0x29, 1, 0}, kDifferentMode},
+        {{0x29, 4, 0, 0}, kDifferentMode}, {{24, 0x29, 4, 0}, kDifferentMode}, {{}, kDifferentMode},
+    };
+    for (const auto& [answer, status] : rows) {
+        Port port("COM1", 1, std::make_shared<FixedAnswer>(answer));
+        EXPECT_EQ(port.changeMode(port.newClient(), 4), status) << testing::PrintToString(answer);
+        port.close();
+    }
 }
 
 TEST_F(ServiceTest, ALockBelongsToOneClient) {

@@ -77,9 +77,10 @@ TEST(BaselineTest, AnItemDiffersInItsSubFieldsAlone) {
     const auto source = std::make_shared<const Source>(Source{FileSource{"a.mox", {}}, {}});
     baseline.set(itemOf(1, kByte, 7, 0xEE), source);
     baseline.set(itemOf(0, "", 7, 0xEE), source);
+    const NvItem fresh("NV_X,3,ReadWrite," + kByte);
     const std::pair<NvItem, bool> rows[] = {
-        {itemOf(1, kByte, 7), false},    {itemOf(1, kByte, 8), true},  {itemOf(0, "", 7), true},
-        {itemOf(0, "", 7, 0xEE), false}, {itemOf(3, kByte, 0), false}, {itemOf(3, kByte, 1), true},
+        {itemOf(1, kByte, 7), false},    {itemOf(1, kByte, 8), true}, {itemOf(0, "", 7), true},
+        {itemOf(0, "", 7, 0xEE), false}, {itemOf(3, kByte, 0), true}, {fresh, false},
     };
     for (const auto& [item, differs] : rows) {
         EXPECT_EQ(baseline.differs(item), differs) << item.getId() << " " << int{item.rawData()[0]};

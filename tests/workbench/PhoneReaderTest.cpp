@@ -176,6 +176,22 @@ TEST_F(PhoneReaderTest, WhatWasReadIsKeptWhereThePhoneDoesNotReturn) {
     EXPECT_TRUE(report.isComplete()) << "the failure of before stays";
 }
 
+TEST_F(PhoneReaderTest, AnExpectedPhoneThatIsNotThereIsWaitedFor) {
+    const ReadOptions options{.returnMs = 50, .expected = PhoneIdentity{"0000000001", "Sample", "1.0"}};
+    service_->setPresent("COM1", false);
+    ReadReport report = read(options);
+    EXPECT_EQ(statesOf(report) + report.phone.serialNumber, "----0000000001");
+    EXPECT_EQ(report.failureStatus, tessra::kPhoneNotPresent);
+    report = read({.expected = options.expected}, {.isCancelled = [] { return true; }});
+    EXPECT_TRUE(report.cancelled && report.failure.empty());
+    unsigned asked = 0;
+    const WorkControl putBack{.isCancelled = [&] {
+        service_->setPresent("COM1", ++asked > 1);
+        return false;
+    }};
+    EXPECT_EQ(statesOf(read({.expected = options.expected}, putBack)), "rrrr");
+}
+
 TEST_F(PhoneReaderTest, AReadIsCancelledBetweenItemsAndWhileThePhoneIsAway) {
     std::string progress;
     const auto readUntil = [&](std::uint64_t packets) {

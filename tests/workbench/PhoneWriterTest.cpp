@@ -269,6 +269,30 @@ TEST_F(PhoneWriterTest, NothingGoesToAnotherPhone) {
     }
 }
 
+TEST_F(PhoneWriterTest, WritesOnlyWhereThePhoneSaysThatItIsOffline) {
+    const struct {
+        std::uint32_t modeAnswerBytes;
+        tessra::PhoneMode before;
+        const char* states;
+        const char* failure;
+    } rows[] = {
+        {3, tessra::PhoneMode::kOnline, "vvvv", ""},
+        {2, tessra::PhoneMode::kOnline, "----", "The phone has agreed to go offline, but does not say that it is."},
+        {3, tessra::PhoneMode::kDownload, "----",
+         "The phone on COM1 runs its loader, and reads and writes no items there. Restart the phone."},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.failure);
+        startAnew();
+        ASSERT_EQ(service_->setMode("COM1", row.before), com::kOk);
+        auto modeQuestion = faultAt(Call::kSend, FaultKind::kShortAnswer, row.modeAnswerBytes);
+        modeQuestion.firstCall = modeQuestion.lastCall = 2; // after the one for the version
+        faults().add(modeQuestion);
+        const WriteReport report = write({.offlineFirst = true});
+        EXPECT_EQ(statesOf(report) + report.failure, std::string(row.states) + row.failure);
+    }
+}
+
 // The phone behind a line is another one from one item to the next.
 TEST_F(PhoneWriterTest, APhoneThatIsChangedDuringTheWriteGetsNothing) {
     config_.ports[0].line = {.device = folder_ / "line", .askEveryMs = 20};
@@ -374,6 +398,19 @@ TEST_F(PhoneWriterTest, BytesThatNobodyKnowsAreReadBeforeTheWrite) {
     EXPECT_EQ(onPhone(), "1e 2e 3e 4e ");
 }
 
+TEST_F(PhoneWriterTest, AnItemThatThePhoneDoesNotReadKeepsItsLastBytes) {
+    spoil(FaultKind::kNvStatus, 4);
+    plan_ = makePlan(wanted(), readAll());
+    plan_.setTicked(1, true);
+    WriteReport report = write({.goOnAfterRefusal = true});
+    EXPECT_EQ(report.results[1].reason.find("The bytes behind its sub-fields could not be read: Command failed"), 0U);
+    EXPECT_EQ(statesOf(report) + std::to_string(report.results[1].status), "vrvv4");
+    EXPECT_EQ(writesOf(2), 0U);
+    faults().clear(); // as by the service code
+    retry(report);
+    EXPECT_EQ(onPhone(), "1e 2e 3e 4e ");
+}
+
 TEST_F(PhoneWriterTest, VerifiesOnceMoreAfterAReset) {
     EXPECT_EQ(statesOf(write({.verifyAfterReset = true})), "vvvv");
     EXPECT_EQ(faults().count(Call::kChangeMode), 1U);
@@ -382,6 +419,37 @@ TEST_F(PhoneWriterTest, VerifiesOnceMoreAfterAReset) {
     faults().add(serverCodeAt(Call::kChangeMode, kTimeout));
     const WriteReport report = write({.verifyAfterReset = true});
     EXPECT_EQ(statesOf(report) + report.failure, "vvvvTessraServer::resetImpl - Timeout waiting for response");
+}
+
+TEST_F(PhoneWriterTest, TellsWhatHasNotBeenVerifiedAfterTheReset) {
+    const struct {
+        const char* name;
+        std::uint16_t refused;     ///< 0: no item
+        std::uint16_t cancelledAt; ///< 0: at none
+        const char* summary;
+        std::size_t resets;
+    } rows[] = {
+        {"a stop at the last item", 4, 0, "3 written and verified, 1 refused", 1},
+        {"a stop before it", 2, 0, "1 written and verified, 1 refused, 2 not tried, not verified after a reset", 0},
+        {"cancelled at the last item", 0, 4, "4 written and verified, not verified after a reset", 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        startAnew();
+        auto refusal = faultAt(Call::kSend, FaultKind::kNvStatus, 7);
+        refusal.item = row.refused;
+        refusal.firstCall = refusal.lastCall = 1;
+        faults().add(refusal);
+        std::uint16_t last = 0;
+        const WorkControl control{.progress = [&](std::size_t, std::size_t, std::uint16_t number) { last = number; },
+                                  .isCancelled = [&] { return row.cancelledAt != 0 && last == row.cancelledAt; }};
+        WriteReport report = write({.verifyAfterReset = true}, control);
+        EXPECT_EQ(report.summary(), row.summary);
+        EXPECT_EQ(faults().count(Call::kChangeMode), row.resets);
+        retry(report, {.verifyAfterReset = true});
+        EXPECT_EQ(report.summary(), "4 written and verified");
+        EXPECT_EQ(faults().count(Call::kChangeMode), row.resets + 1);
+    }
 }
 
 class WriteToUnknownPhone : public PhoneWriterTest {

@@ -76,6 +76,7 @@ TEST(WritePlanTest, KeepsThePhonesBytesBehindTheSubFields) {
         {"an item without sub-fields", {withoutFields()}, ReadState::kRead, 0xAA, false},
         {"the phone has none", {itemOf(1, 1)}, ReadState::kNoValue, 0, false},
         {"the answer was lost", {itemOf(1, 1)}, ReadState::kMissing, 0, true},
+        {"the phone can't read it", {itemOf(1, 1)}, ReadState::kFailed, 0, true},
         {"nobody has asked", {itemOf(1, 1)}, ReadState::kNotTried, 0, true},
         {"nobody needs to ask", {itemOf(1, 1), true, true}, ReadState::kNotTried, 0xAA, false},
     };

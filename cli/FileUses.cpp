@@ -1,0 +1,93 @@
+#include "cli/FileUses.h"
+
+#include "platform/kernel/WholeFile.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+using Verb = Arguments::Verb;
+
+/// Which file it is: device, inode, and below a folder the name of a file that is not there yet.
+using Identity = std::tuple<dev_t, ino_t, std::string>;
+
+struct FileUse {
+    std::string what; ///< such as "--json 'p.mox'" or "the decoder ring"
+    std::optional<Identity> identity;
+    bool isDevice = false; ///< or a pipe: it may be written to twice
+};
+
+FileUse useOf(const std::string& what, const std::filesystem::path& path) {
+    struct stat status {};
+    if (path.empty() || path == "-") {
+        return {what, std::nullopt};
+    }
+    if (::stat(path.c_str(), &status) == 0) {
+        return {what, Identity(status.st_dev, status.st_ino, ""), !S_ISREG(status.st_mode)};
+    }
+    const std::filesystem::path end = kernel::endOfLinks(path);
+    const std::filesystem::path folder = end.has_parent_path() ? end.parent_path() : ".";
+    if (::stat(folder.c_str(), &status) != 0) {
+        return {what, std::nullopt};
+    }
+    return {what, Identity(status.st_dev, status.st_ino, end.filename())};
+}
+
+std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceConfig& service) {
+    std::vector<FileUse> inputs{
+        useOf("the decoder ring", arguments.ringPath),
+        useOf("the file of the service's ports", arguments.servicePath),
+        useOf("the file of the service programming code", arguments.accessCodePath),
+        useOf("the command's input", arguments.inputPath),
+        useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
+    };
+    for (const tessra::PortConfig& port : service.ports) {
+        inputs.push_back(useOf("the device of " + port.name, port.line.device));
+        inputs.push_back(useOf("the memory of the phone on " + port.name, port.memory));
+        inputs.push_back(useOf("the initial memory of the phone on " + port.name, port.initial));
+    }
+    return inputs;
+}
+
+std::vector<FileUse> outputsOf(const Arguments& arguments) {
+    const auto named = [](const std::string& option, const std::string& path) {
+        return useOf(option + " '" + path + "'", path);
+    };
+    return {named("--text", arguments.textPath), named("--json", arguments.jsonPath),
+            named("--mox", arguments.verb == Verb::kRead ? arguments.moxPath : "")};
+}
+
+[[noreturn]] void refuse(const std::string& output, const std::string& other) {
+    throw BatchFailure(ExitStatus::kWrongUsage, output + " is " + other + ". Nothing was done.");
+}
+
+} // namespace
+
+void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfig& service) {
+    auto outputs = outputsOf(arguments);
+    for (auto left = outputs.begin(); left != outputs.end(); ++left) {
+        for (auto right = outputs.begin(); right != left; ++right) {
+            if (left->identity && !left->isDevice && left->identity == right->identity) {
+                refuse(left->what, "the file of " + right->what);
+            }
+        }
+    }
+    struct stat status {};
+    if (::fstat(STDOUT_FILENO, &status) == 0 && S_ISREG(status.st_mode)) {
+        outputs.push_back({"Standard output", Identity(status.st_dev, status.st_ino, "")});
+    }
+    for (const FileUse& input : inputsOf(arguments, service)) {
+        for (const FileUse& output : outputs) {
+            if (output.identity && output.identity == input.identity) {
+                refuse(output.what, input.what + ", which is read");
+            }
+        }
+    }
+}

@@ -1,0 +1,133 @@
+#include "tessra/host/ConfigBounds.h"
+
+#include "platform/kernel/Text.h"
+#include "tessra/simulator/ConfigError.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace tessra {
+namespace {
+
+constexpr std::size_t kMaxLineBytes = 4096;
+constexpr std::size_t kMaxLevels = 32;
+
+// Walks over a text of TOML, or of what claims to be that, and keeps account of its levels. It need not understand more
+// than the parser, which ends at the first mistake.
+class LevelCounter {
+public:
+    explicit LevelCounter(std::string_view text) : rest_(text) {}
+
+    // The line in which the text gets deeper than it may; 0 where it never does.
+    std::size_t tooDeepLine() {
+        while (!rest_.empty()) {
+            step();
+            if (tableLevels_ + dotsAtOpening_.size() + dotsBelow_ + dots_ > kMaxLevels) {
+                return line_;
+            }
+        }
+        return 0;
+    }
+
+private:
+    void step() {
+        const char character = rest_.front();
+        if (character == '"' || character == '\'') {
+            skipText(character);
+            atLineStart_ = false;
+            return;
+        }
+        if (character == '#') {
+            rest_.remove_prefix(std::min(rest_.find('\n'), rest_.size()));
+            return;
+        }
+        rest_.remove_prefix(1);
+        if (character == '\n') {
+            endLine();
+        } else if (!kernel::isWhiteSpace(character)) {
+            count(character);
+            atLineStart_ = false;
+        }
+    }
+
+    void count(char character) {
+        const bool isOutside = dotsAtOpening_.empty();
+        if (isOutside && character == '[' && (atLineStart_ || inTableName_)) {
+            tableLevels_ = atLineStart_ ? 1 : tableLevels_ + 1;
+            inTableName_ = true;
+        } else if (character == '[' || character == '{') {
+            dotsAtOpening_.push_back(dots_);
+            dotsBelow_ += dots_;
+            dots_ = 0;
+        } else if ((character == ']' || character == '}') && !isOutside) {
+            dots_ = dotsAtOpening_.back();
+            dotsBelow_ -= dots_;
+            dotsAtOpening_.pop_back();
+        } else if (character == '.') {
+            ++(inTableName_ ? tableLevels_ : dots_);
+        } else if (character == ',') {
+            dots_ = 0;
+        }
+    }
+
+    void endLine() {
+        ++line_;
+        if (dotsAtOpening_.empty()) {
+            dots_ = 0;
+            inTableName_ = false;
+            atLineStart_ = true;
+        }
+    }
+
+    // A text of one line ends there at the latest; three signs enclose one of many lines.
+    void skipText(char sign) {
+        const std::string three(3, sign);
+        const bool isLong = rest_.starts_with(three);
+        rest_.remove_prefix(isLong ? 3 : 1);
+        while (!rest_.empty() && (isLong ? !rest_.starts_with(three) : rest_.front() != sign)) {
+            if (rest_.front() == '\n') {
+                if (!isLong) {
+                    return;
+                }
+                ++line_;
+            }
+            const bool isEscape = sign == '"' && rest_.front() == '\\' && rest_.size() > 1 && rest_[1] != '\n';
+            rest_.remove_prefix(isEscape ? 2 : 1);
+        }
+        // Up to two signs in front of the three that end a long text belong to it.
+        for (int count = 0; count < (isLong ? 5 : 1) && rest_.starts_with(sign); ++count) {
+            rest_.remove_prefix(1);
+        }
+    }
+
+    std::string_view rest_;
+    std::size_t line_ = 1;
+    bool atLineStart_ = true;
+    bool inTableName_ = false;
+    std::size_t tableLevels_ = 0;            // of the table in which the keys stand
+    std::size_t dots_ = 0;                   // since the last comma between the innermost brackets
+    std::vector<std::size_t> dotsAtOpening_; // of each open bracket, those of the key in front of it
+    std::size_t dotsBelow_ = 0;              // their sum
+};
+
+} // namespace
+
+void requireModestText(const std::filesystem::path& file, std::string_view text) {
+    std::size_t line = 1;
+    for (std::size_t at = 0; at < text.size(); ++line) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        if (end - at > kMaxLineBytes) {
+            throw ConfigError(file, line, "the line is longer than " + std::to_string(kMaxLineBytes) + " characters");
+        }
+        if (text.size() > kMaxConfigBytes && end >= kMaxConfigBytes) {
+            throw ConfigError(file, line, "the file is longer than " + std::to_string(kMaxConfigBytes) + " bytes");
+        }
+        at = end + 1;
+    }
+    if (const std::size_t deepLine = LevelCounter(text).tooDeepLine(); deepLine != 0) {
+        throw ConfigError(file, deepLine, "nested deeper than " + std::to_string(kMaxLevels) + " levels");
+    }
+}
+
+} // namespace tessra

@@ -1,0 +1,47 @@
+// What phone-simulator makes of its options. Each run ends at a link that it may not replace, if not before.
+
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+
+namespace {
+
+TEST(SimulatorProgram, ChecksItsOptionsBeforeItStarts) {
+    constexpr int kLinkIsTaken = 1;
+    constexpr int kWrongUsage = 2;
+    const std::pair<const char*, int> rows[] = {
+        {"--spc 123456 --serial 1234567890 --seed 7", kLinkIsTaken},
+        {"--bit-errors 1e-5 --lost-bytes 0 --doubled-answers 1 --away-ms -1 --delay-ms 0", kLinkIsTaken},
+        {"--spc 12345", kWrongUsage},
+        {"--spc 12345x", kWrongUsage},
+        {"--spc ''", kWrongUsage},
+        {"--serial 12345678901", kWrongUsage},
+        {"--serial '\t'", kWrongUsage},
+        {"--serial ''", kWrongUsage},
+        {"--seed -1", kWrongUsage},
+        {"--bit-errors nan", kWrongUsage},
+        {"--lost-bytes 1.1", kWrongUsage},
+        {"--doubled-answers -0.1", kWrongUsage},
+        {"--doubled-answers ''", kWrongUsage},
+        {"--away-ms -2", kWrongUsage},
+        {"--back-after-ms 86400001", kWrongUsage},
+        {"--delay-ms 86400001", kWrongUsage},
+        {"--memory ''", kWrongUsage},
+        {"--no-such-option", kWrongUsage},
+    };
+    const TemporaryFolder folder;
+    const std::filesystem::path target = "/dev/pts/../../nowhere"; // no terminal
+    std::filesystem::create_symlink(target, folder / "taken");
+    for (const auto& [options, ending] : rows) {
+        const std::string command = "cd '" + folder.path.string() + "' && timeout 20 '" CALVANE_SIMULATOR "' " +
+                                    options + " --link taken >/dev/null 2>&1";
+        const int status = std::system(command.c_str());
+        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, ending) << options;
+    }
+    EXPECT_EQ(std::filesystem::read_symlink(folder / "taken"), target);
+}
+
+} // namespace

@@ -40,6 +40,7 @@ std::string accessCodeOf(const Arguments& arguments) {
     if (!arguments.accessCodePath.empty()) {
         return readCode(arguments.accessCodePath);
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody changes the environment
     const char* const code = std::getenv("CALVANE_SPC");
     return code == nullptr ? "" : code;
 }

@@ -1,0 +1,38 @@
+// The input is the JSON of a few items. What is taken, exported and taken again has the same bytes.
+#include "cli/ExitStatus.h"
+#include "cli/ItemJson.h"
+#include "fuzz/FuzzInput.h"
+
+#include <algorithm>
+
+namespace {
+
+Calvane& catalogOfTwo() {
+    static Calvane catalog;
+    static const InputFile ring;
+    if (catalog.getSupportedNvItems().empty()) {
+        ring.fill("NV_A,10,ReadWrite,<SIGNED_WORD,offset, in dB>#<QWORD,stamp>#\nNV_L\xE4RM,20,ReadWrite,<BYTE,x>#\n");
+        catalog.loadDecoderRingFile(ring.path);
+    }
+    return catalog;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string text(textOf(data, size));
+    std::vector<NvItem> items;
+    try {
+        for (auto& wanted : itemsFromJson(text, "in", catalogOfTwo(), true)) {
+            items.push_back(std::move(wanted.item));
+        }
+    } catch (const BatchFailure& refusal) {
+        require(std::string_view(refusal.what()).starts_with("in: "));
+        return 0;
+    }
+    const auto again = itemsFromJson(itemsToJson(items), "again", catalogOfTwo(), false);
+    require(std::ranges::equal(items, again, [](const NvItem& left, const workbench::WantedItem& right) {
+        return left.getId() == right.item.getId() && std::ranges::equal(left.rawData(), right.item.rawData());
+    }));
+    return 0;
+}

@@ -21,6 +21,10 @@ constexpr std::size_t kMaxComplaintBytes = 300;
 constexpr std::size_t kMaxFields = items::kItemDataBytes;
 constexpr std::array<std::string_view, 8> kKeys{"items", "id", "name", "raw", "fields", "type", "description", "value"};
 
+[[noreturn]] void refuseLine(const std::string& source, std::size_t line, const std::string& reason) {
+    throw BatchFailure(ExitStatus::kFile, source + ": line " + std::to_string(line) + ": " + reason);
+}
+
 /// Refuses what would cost the parser more than a small multiple of the text, before it sees any of it.
 void requireModestText(std::string_view text, const std::string& source) {
     std::size_t line = 1;
@@ -42,11 +46,11 @@ void requireModestText(std::string_view text, const std::string& source) {
             levels += character == '[' || character == '{' ? 1 : 0;
             levels -= (character == ']' || character == '}') && levels > 0 ? 1 : 0;
         }
-        if (levels > kMaxLevels || tokenBytes > kMaxTokenBytes) {
-            const std::string reason =
-                levels > kMaxLevels ? "nested deeper than " + std::to_string(kMaxLevels) + " levels"
-                                    : "a text or number of more than " + std::to_string(kMaxTokenBytes) + " characters";
-            throw BatchFailure(ExitStatus::kFile, source + ": line " + std::to_string(line) + ": " + reason);
+        if (levels > kMaxLevels) {
+            refuseLine(source, line, "nested deeper than " + std::to_string(kMaxLevels) + " levels");
+        }
+        if (tokenBytes > kMaxTokenBytes) {
+            refuseLine(source, line, "a text or number of more than " + std::to_string(kMaxTokenBytes) + " characters");
         }
     }
 }

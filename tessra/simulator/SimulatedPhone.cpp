@@ -35,7 +35,11 @@ PhoneView SimulatedPhone::look() {
     if (!phone_) {
         return {.problem = reported_};
     }
-    return {.usable = true, .state = phone_->state(), .mode = phone_->mode(), .appearance = phone_->starts()};
+    return {.usable = true,
+            .state = phone_->state(),
+            .mode = phone_->mode(),
+            .appearance = phone_->starts(),
+            .problem = {}};
 }
 
 Status SimulatedPhone::exchange(std::span<const std::uint8_t> request, std::uint32_t,

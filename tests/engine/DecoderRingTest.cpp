@@ -179,7 +179,6 @@ TEST_F(RingFile, WhatIsNoFileIsToldAsWhatItIs) {
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     const std::pair<std::string, std::string> cases[] = {
         {path_, "doesn't exist"},
-        {"", "doesn't exist"},
         {"/proc/self/mem", "doesn't exist"}, // can be opened, but its first byte can't be read
         {pipe, "is a pipe, not a file"},     // nobody ever writes into it
         {folder_.path, "doesn't exist"},
@@ -189,17 +188,6 @@ TEST_F(RingFile, WhatIsNoFileIsToldAsWhatItIs) {
         EXPECT_EQ(loadPath(path),
                   kLoader + "The decoder ring file: '" + path + "' " + reason + ".  A decoder ring file is required.");
     }
-}
-
-TEST(SampleRing, HasTheDateItems) {
-    std::map<std::uint16_t, NvItem> ring;
-    items::loadDecoderRing(CALVANE_SOURCE_DIR "/data/NV Decoder.vrk", ring);
-    const auto isDate = [](const auto& entry) {
-        const NvItem& item = entry.second;
-        return (item.getName() == "NV_RF_NV_LOADED_DATE_I" || item.getName() == "NV_RF_CAL_DATE_I") &&
-               item.isWritable() && item.isTime() && item.getSubItemTypes() == std::vector{SubItemType::DWORD};
-    };
-    EXPECT_EQ(std::count_if(ring.begin(), ring.end(), isDate), 2);
 }
 
 } // namespace

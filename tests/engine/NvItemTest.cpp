@@ -79,7 +79,6 @@ TEST(NvItem, TextDataIsStoredAndKeptAsTyped) {
         {{"WORD", "QWORD"}, "+0007,+0007", {7, 0, 7, 0, 0, 0, 0, 0, 0, 0}},
         {{"BYTE", "BYTE", "SIGNED_BYTE", "SIGNED_BYTE"}, "-128,255,-128,255", {0x80, 0xFF, 0x80, 0xFF}},
         {{"BYTE", "BYTE", "SIGNED_BYTE", "SIGNED_BYTE"}, "300,-1,-65535,65535", {0x2C, 0xFF, 1, 0xFF}},
-        {{"WORD", "WORD"}, "-1,-65535", {0xFF, 0xFF, 1, 0}},
         {{"SIGNED_WORD", "SIGNED_WORD"}, "-32768,32767", {0, 0x80, 0xFF, 0x7F}},
         {{"DWORD", "DWORD"}, "-1,4294967295", ones},
         {{"SIGNED_DWORD", "SIGNED_DWORD"}, "-2147483648,2147483647", {0, 0, 0, 0x80, 0xFF, 0xFF, 0xFF, 0x7F}},
@@ -117,11 +116,8 @@ const struct {
      "8,9,1"},
     {{"BYTE"}, "1,  2,3 4", tooMany("1,  2,3 4", "2,3"), "1"},
     {{"QWORD"}, "7, ", tooMany("7, ", ""), "7"},
-    {{"BYTE"}, "", firstMustBe("a decimal number", ""), "1"},
     {{"DWORD"}, "12x", firstMustBe("a decimal number", "12x"), "1"},
-    {{"SIGNED_QWORD"}, "- 1", firstMustBe("a decimal number", "- 1"), "1"},
     {{"BYTE"}, "65536", firstMustBe("from -65535 to 65535 for the type BYTE", "65536"), "1"},
-    {{"SIGNED_BYTE"}, "-65536", firstMustBe("from -65535 to 65535 for the type SIGNED BYTE", "-65536"), "1"},
     {{"WORD"}, "65536", firstMustBe("from -65535 to 65535 for the type WORD", "65536"), "1"},
     {{"SIGNED_WORD"}, "32768", firstMustBe("from -32768 to 32767 for the type SIGNED WORD", "32768"), "1"},
     {{"DWORD"}, "-4294967296", firstMustBe("from -4294967295 to 4294967295 for the type DWORD", "-4294967296"), "1"},
@@ -153,7 +149,6 @@ TEST(NvItem, ComparesByNumberOrByNameAtThatMoment) {
     const NvItem otherA("A,20,y,<WORD,b>#");
     EXPECT_TRUE(b < a && a > b && a != b && !(a == b) && !(a < b) && !(b > a));
     EXPECT_TRUE(otherA == b && !(otherA != b) && !(otherA < b) && !(otherA > b));
-    EXPECT_TRUE(NvItem("X,40000,x,<BYTE,a>#") > a);
 
     NvItem::setCompareByName(true);
     EXPECT_TRUE(a < b && b > a && a != b);

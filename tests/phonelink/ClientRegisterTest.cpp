@@ -10,9 +10,6 @@
 
 namespace {
 
-using tessra::Call;
-using tessra::FaultKind;
-
 const std::string kThisComputer = kernel::lowerCase(kernel::computerName().value_or("Unknown Machine Name"));
 
 class ClientRegister : public testing::Test {
@@ -42,17 +39,6 @@ TEST_F(ClientRegister, CountsPerMachineAndTellsTheServiceTheFirstAndTheLast) {
     EXPECT_EQ(service.clients().size(), 1u);
     EXPECT_EQ(helper.UnRegister("Elsewhere"), com::kOk);
     EXPECT_EQ(service.clients().size(), 0u);
-}
-
-TEST_F(ClientRegister, AServiceThatCannotBeReachedIsTriedAgain) {
-    service.faults().add(faultAt(Call::kSetVersion, FaultKind::kThrowException));
-    EXPECT_EQ(helper.Register(nullptr), com::kOk);
-    EXPECT_EQ(helper.UnRegister(nullptr), com::kFail) << "it was counted";
-    service.faults().clear();
-    EXPECT_EQ(helper.Register(nullptr), com::kOk);
-    EXPECT_EQ(service.clients().size(), 1u);
-    service.faults().add(serverCodeAt(Call::kCreateRegistry, 0x80040154));
-    EXPECT_EQ(helper.UnRegister(nullptr), com::kClassNotRegistered);
 }
 
 } // namespace

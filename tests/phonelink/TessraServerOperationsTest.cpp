@@ -88,7 +88,6 @@ TEST(ServerErrorTextTest, KnownCodesHaveTheirTextAndOthersTheReport) {
         std::uint32_t code;
         std::string text;
     } cases[] = {
-        {0x80042000, report("80042000", "IDispatch error #7680")},
         {0x80042001, "Packet size is > 256"},
         {0x8004200B, report("8004200b", "IDispatch error #7691")},
         {0x80012014, "Phone is locked for exclusive use"}, // the low 16 bits alone count
@@ -206,7 +205,6 @@ TEST(SessionReset, WaitsForWhatItWasToldTo) {
         {"leaves and returns", 30, 60, 20000, 20000, "", 1},
         {"never leaves", -1, 60, 100, 20000, "TessraServer::reset - The phone never reset.", 1},
         {"never returns", 0, -1, 20000, 100, "TessraServer::reset - The phone never recovered from the reset", 0},
-        {"without recovery it returns once gone", 30, -1, 20000, 0, "", 0},
         {"unwatched it counts as present", 0, -1, 0, 20000, "", 0},
     };
     for (const auto& row : cases) {

@@ -2,7 +2,6 @@
 
 #include "phonelink/TessraServer.h"
 
-#include "platform/kernel/TickCount.h"
 #include "tests/support/ErrorLog.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/HostedService.h"
@@ -95,28 +94,19 @@ TEST(SessionConnect, EachFailureHasItsTextOnAFirstConnectAndOnAChange) {
 }
 
 TEST(SessionConnect, ACallThatWaitedWhileThePortWasLostIsRefused) {
-    const struct {
-        const char* name;
-        std::function<void(TessraServer&)> call;
-    } cases[] = {
-        {"offline", [](TessraServer& session) { session.offline(); }},
-        {"reset", [](TessraServer& session) { session.reset(0); }},
-    };
-    for (const auto& row : cases) {
-        HostedService service(phonesOn({"COM1"}));
-        TessraServer session("Test");
-        const auto refusal = [&] { return failureOf([&] { row.call(session); }); };
-        const std::string notConnected = std::string("TessraServer::") + row.name +
-                                         " - TessraServer::connect must be called before calling this member function.";
-        EXPECT_EQ(refusal(), notConnected) << "never connected";
-        session.connect("COM1");
-        tessra::FaultRule slow = faultAt(Call::kPortNumber, FaultKind::kNone);
-        slow.delayMs = 300;
-        service.faults().add(slow);
-        auto change = std::async(std::launch::async, [&] { failureOf([&] { session.connect("COM7"); }); });
-        ASSERT_TRUE(eventually([&] { return service.faults().count(Call::kPortNumber) == 2; }));
-        EXPECT_EQ(refusal(), notConnected) << "it waited for the call that lost the port";
-    }
+    const std::string notConnected =
+        "TessraServer::offline - TessraServer::connect must be called before calling this member function.";
+    HostedService service(phonesOn({"COM1"}));
+    TessraServer session("Test");
+    const auto refusal = [&] { return failureOf([&] { session.offline(); }); };
+    EXPECT_EQ(refusal(), notConnected) << "never connected";
+    session.connect("COM1");
+    tessra::FaultRule slow = faultAt(Call::kPortNumber, FaultKind::kNone);
+    slow.delayMs = 300;
+    service.faults().add(slow);
+    auto change = std::async(std::launch::async, [&] { failureOf([&] { session.connect("COM7"); }); });
+    ASSERT_TRUE(eventually([&] { return service.faults().count(Call::kPortNumber) == 2; }));
+    EXPECT_EQ(refusal(), notConnected) << "it waited for the call that lost the port";
 }
 
 TEST(SessionDiscovery, AScanTellsThePhonesThatShowThemselves) {
@@ -180,22 +170,6 @@ TEST(SessionTimedConnect, TakesTheOnePhoneThereIs) {
     EXPECT_TRUE(session.connect(0u));
     // Its port is the session's from now on: the reset watches it leave and return.
     EXPECT_EQ(failureOf([&] { session.reset(5000); }), "");
-}
-
-TEST(SessionTimedConnect, PollsOnceWithoutTimeAndUntilThePhoneIsThere) {
-    HostedService service(phonesOn({"COM2"}));
-    const auto polls = [&] { return service.faults("COM2").count(Call::kDescribePort); };
-    service.setPresent("COM2", false);
-    TessraServer session("Test");
-    EXPECT_FALSE(session.connect("COM2", 0));
-    EXPECT_EQ(polls(), 1u);
-    kernel::setTickCountForTests(0xFFFFFFFF - 10); // the counter wraps meanwhile, which must not end the wait
-    auto found = std::async(std::launch::async, [&] { return session.connect("COM2", 20000); });
-    EXPECT_TRUE(eventually([&] { return polls() >= 4; }));
-    service.setPresent("COM2", true);
-    EXPECT_TRUE(found.get());
-    kernel::resetTickCountForTests();
-    EXPECT_TRUE(isConnected(session));
 }
 
 bool writesAndReadsBack(TessraServer& session, std::uint8_t seed) {

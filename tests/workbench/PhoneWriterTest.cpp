@@ -214,17 +214,6 @@ TEST_F(PhoneWriterTest, WhatIsNotKnownIsReadBackBeforeItIsSentAgain) {
     }
 }
 
-TEST_F(PhoneWriterTest, ARefusedItemCanBeSkippedOrTriedAgain) {
-    spoil(FaultKind::kNvStatus, 7, {1});
-    WriteReport report = write();
-    plan_.setTicked(1, false);
-    retry(report);
-    EXPECT_EQ(statesOf(report), "vrvv");
-    plan_.setTicked(1, true);
-    retry(report);
-    EXPECT_EQ(statesOf(report), "vvvv");
-}
-
 TEST_F(PhoneWriterTest, IsCancelledBetweenTwoItems) {
     std::string progress;
     bool cancel = false;
@@ -394,19 +383,6 @@ TEST_F(PhoneWriterTest, BytesThatNobodyKnowsAreReadBeforeTheWrite) {
                                         "TessraServer::sendSyncImpl - Timeout waiting for response");
     EXPECT_EQ(onPhone(), "1e 9e 3e 4e ");
     spoil(FaultKind::kServerCode, kTimeout, {2}); // the write: what was read before it tells that it did not arrive
-    retry(report);
-    EXPECT_EQ(onPhone(), "1e 2e 3e 4e ");
-}
-
-TEST_F(PhoneWriterTest, AnItemThatThePhoneDoesNotReadKeepsItsLastBytes) {
-    spoil(FaultKind::kNvStatus, 4);
-    plan_ = makePlan(wanted(), readAll());
-    plan_.setTicked(1, true);
-    WriteReport report = write({.goOnAfterRefusal = true});
-    EXPECT_EQ(report.results[1].reason.find("The bytes behind its sub-fields could not be read: Command failed"), 0U);
-    EXPECT_EQ(statesOf(report) + std::to_string(report.results[1].status), "vrvv4");
-    EXPECT_EQ(writesOf(2), 0U);
-    faults().clear(); // as by the service code
     retry(report);
     EXPECT_EQ(onPhone(), "1e 2e 3e 4e ");
 }

@@ -1,9 +1,9 @@
 // The input is what a line brings, in portions of changing size. It must neither harm the decoder nor be judged
 // otherwise when it comes byte by byte; and a frame that follows is found whatever came before.
+#include "fuzz/FuzzInput.h"
 #include "tessra/serial/FrameCodec.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace {
 
@@ -20,12 +20,6 @@ struct Heard {
         }
     }
 };
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 } // namespace
 

@@ -91,10 +91,15 @@ protected:
         writeText(folder / "NV Decoder.vrk", ring);
         document = std::make_unique<CCalvaneDoc>(ui, folder.path);
     }
-    void plugIn(const std::string& phone = kPhone) {
+    /// A phone on COM1 and further ones, with these serial numbers.
+    void plugIn(const std::string& phone = kPhone, const std::vector<std::string>& serialNumbers = {"0000000001"}) {
         writeText(folder / "phone.nvmem", phone);
-        tessra::ServiceConfig config = phonesOn({"COM1"});
-        config.ports[0].initial = folder / "phone.nvmem";
+        tessra::ServiceConfig config;
+        for (const std::string& serialNumber : serialNumbers) {
+            config.ports.push_back(phonesOn({"COM" + std::to_string(config.ports.size() + 1)}).ports[0]);
+            config.ports.back().initial = folder / "phone.nvmem";
+            config.ports.back().phone.serialNumber = serialNumber;
+        }
         service = std::make_unique<HostedService>(config);
     }
     void addFault(tessra::Call call, tessra::FaultKind kind, unsigned delayMs) {
@@ -121,14 +126,14 @@ protected:
         ui.runPosted();
     }
     /// The packets by which items were written to the phone.
-    std::vector<std::vector<std::uint8_t>> written() {
-        auto packets = service->sentPackets("COM1");
+    std::vector<std::vector<std::uint8_t>> written(const std::string& port = "COM1") {
+        auto packets = service->sentPackets(port);
         std::erase_if(packets, [](const auto& packet) { return packet[0] != 0x27; });
         return packets;
     }
-    std::vector<int> numbersWritten() {
+    std::vector<int> numbersWritten(const std::string& port = "COM1") {
         std::vector<int> numbers;
-        for (const auto& packet : written()) {
+        for (const auto& packet : written(port)) {
             numbers.push_back(packet[1] | packet[2] << 8);
         }
         return numbers;

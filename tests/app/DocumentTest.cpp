@@ -55,14 +55,6 @@ TEST_F(Document, OrdersItsListAndFollowsTheChangedItems) {
     EXPECT_EQ(listed(), (Numbers{1, 9, 256, 300}));
     listSupported();
     EXPECT_TRUE(document->changedItems().empty()) << "a new list has no changed items";
-    std::string twins;
-    for (int number = 1; number <= 40; ++number) {
-        twins += "A," + std::to_string(number) + ",ReadWrite,<BYTE,x>#\n";
-    }
-    open(twins);
-    listSupported();
-    document->sortItems(true);
-    EXPECT_TRUE(std::ranges::is_sorted(listed())) << "many twins keep theirs, too";
 }
 
 TEST_F(Document, OpensAPortFileAndSavesItBack) {

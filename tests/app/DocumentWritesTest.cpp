@@ -42,17 +42,6 @@ TEST_F(DocumentWrites, AListWithoutTheDateGetsIt) {
     EXPECT_EQ(numbersWritten(), (Numbers{10, 20, 40}));
 }
 
-TEST_F(DocumentWrites, WithoutADateInTheRingAWriteGoesOnWithoutIt) {
-    plugIn("10 0 05feff\n20 0 07\n");
-    open("NV_ZETA,10,ReadWrite,<BYTE,z>#<SIGNED_WORD,w>#\nNV_ALPHA,20,ReadWrite,<BYTE,a>#\n");
-    ASSERT_TRUE(read());
-    document->writeListedToPhone();
-    EXPECT_EQ(numbersWritten(), (Numbers{10, 20}));
-    EXPECT_EQ(ui.takeMessages(),
-              "(x) Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file!!: Calvane::getSupportedNvItem( "
-              "std::string nvItemName ) - The NV item 'NV_RF_NV_LOADED_DATE_I' is not found in the decoder ring file.");
-}
-
 TEST_F(DocumentWrites, ARefusedItemIsNotWrittenWithTheNextOne) {
     plugIn();
     open();

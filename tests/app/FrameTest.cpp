@@ -18,7 +18,6 @@ protected:
     auto menuCount() { return window().menuBar()->actions().size(); }
     StatusPane& pane(int id) { return *window().findChild<StatusPane*>("pane_" + QString::number(id)); }
     CProgressDlg& progressWindow() { return *window().findChild<CProgressDlg*>(); }
-    QToolBar& toolbar() { return *window().findChild<QToolBar*>("toolbar_134"); }
     auto calls(tessra::Call call) { return service->faults("COM1").count(call); }
 };
 
@@ -84,9 +83,7 @@ TEST_F(Frame, ShowsThePortOfItsDocumentAndRemembersTheLastFourFiles) {
 }
 
 TEST_F(Frame, GoesFromWindowToWindowAndLeavesTheFocusWhereItWas) {
-    plugIn();
-    start();
-    readPhone();
+    startAndRead();
     clickLine(0);
     clickRow(0);
     const QWidget* box = QApplication::focusWidget();
@@ -105,23 +102,9 @@ TEST_F(Frame, GoesFromWindowToWindowAndLeavesTheFocusWhereItWas) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).size() == 1; }));
 }
 
-TEST_F(Frame, ComesBackWithItsSizeAndBars) {
-    start();
-    window().resize(700, 610);
-    window().addToolBar(Qt::LeftToolBarArea, &toolbar());
-    window().close();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !window().isVisible(); }));
-    start();
-    EXPECT_EQ(window().size(), QSize(700, 610));
-    EXPECT_EQ(window().toolBarArea(&toolbar()), Qt::LeftToolBarArea);
-}
-
 TEST_F(Frame, ClosesWithoutAQuestionWhileAReadRunsAndFails) {
-    plugIn();
-    start();
-    readPhone();
-    clickLine(0);
-    type(0, "no number");
+    startAndRead();
+    enter(0, "no number");
     addFault(tessra::Call::kSend, tessra::FaultKind::kVanish, 300);
     run(CommandId::kReadFromPhone);
     QSignalSpy closed(&window(), &CMainFrame::closed);
@@ -162,11 +145,10 @@ public:
 };
 
 TEST_F(Frame, GoesOnAndDropsInputWhileTheResetWaitsForThePhone) {
-    plugIn();
-    start();
-    readPhone();
+    startAndRead();
     clickLine(0);
-    const QWidget* button = toolbar().widgetForAction(window().action(CommandId::kResetPhone));
+    const auto* toolbar = window().findChild<QToolBar*>("toolbar_134");
+    const QWidget* button = toolbar->widgetForAction(window().action(CommandId::kResetPhone));
     const QPoint place = button->mapTo(&window(), button->rect().center());
     const auto clickReset = [&] { QTest::mouseClick(window().windowHandle(), Qt::LeftButton, {}, place); };
     int rounds = 0;
@@ -189,9 +171,7 @@ TEST_F(Frame, GoesOnAndDropsInputWhileTheResetWaitsForThePhone) {
 }
 
 TEST_F(Frame, ClosesWhenTheCommandThatWaitsHasEndedAndItsMessageIsRead) {
-    plugIn();
-    start();
-    readPhone();
+    startAndRead();
     addFault(tessra::Call::kChangeMode, tessra::FaultKind::kThrowException, 60);
     QSignalSpy closed(&window(), &CMainFrame::closed);
     bool refused = false;
@@ -207,9 +187,7 @@ TEST_F(Frame, ClosesWhenTheCommandThatWaitsHasEndedAndItsMessageIsRead) {
 }
 
 TEST_F(Frame, ConfirmsTheMessageOfAReadThatFailsWhileACommandWaits) {
-    plugIn();
-    start();
-    readPhone();
+    startAndRead();
     addFault(tessra::Call::kSend, tessra::FaultKind::kThrowException, 200);
     addFault(tessra::Call::kChangeMode, tessra::FaultKind::kNone, 1500);
     bool confirmed = false;

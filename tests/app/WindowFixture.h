@@ -21,7 +21,10 @@
 /// reviewed. The document's own objects of DocumentFixture stay unused.
 class WindowFixture : public DocumentFixture {
 protected:
-    ~WindowFixture() override { app().end(); }
+    ~WindowFixture() override {
+        ReviewSwitch::setOn(false); // nobody is asked at the end
+        app().end();
+    }
 
     static CCalvaneApp& app() { return *static_cast<CCalvaneApp*>(qApp); }
     CMainFrame& window() { return *app().mainFrame(); }
@@ -62,6 +65,11 @@ protected:
         QTest::keyClick(&edit(row), Qt::Key_Delete);
         QTest::keyClicks(&edit(row), text);
     }
+    /// Into the first row of the item at this line.
+    void enter(int line, const QString& text) {
+        clickLine(line);
+        type(0, text);
+    }
     void clickHex() {
         focusBack();
         QTest::mouseClick(&hexBox(), Qt::LeftButton, {}, QPoint(6, hexBox().height() / 2));
@@ -71,6 +79,11 @@ protected:
     void readPhone() {
         run(CommandId::kReadFromPhone);
         ASSERT_TRUE(QTest::qWaitFor([&] { return !frame().isBusy(); }, 30000));
+    }
+    void startAndRead(const std::string& phone = kPhone) {
+        plugIn(phone);
+        start();
+        readPhone();
     }
 
     /// Does `answer` with the next modal window, once it is there.
@@ -96,13 +109,12 @@ protected:
             box->button(QMessageBox::Ok)->click();
         });
     }
-    /// Answers a search with `text`.
-    void searchFor(const QString& text) {
+    /// Types `text` into the next dialog and confirms it.
+    void fillIn(const QString& text) {
         whenAsked([text](QWidget* dialog) {
             QTest::keyClicks(dialog->focusWidget(), text);
             QTest::keyClick(dialog, Qt::Key_Return);
         });
-        run(CommandId::kSearch);
     }
     /// What was said since the last call: the message, or how many there were if not one.
     std::string takeMessage() {
@@ -110,9 +122,11 @@ protected:
         return taken.size() == 1 ? taken[0] : std::to_string(taken.size());
     }
 
-    /// Presses the button with this text in the next message box.
-    void answer(const QString& button) {
-        whenAsked([button](QWidget* box) {
+    /// Presses the button with this text in the next message box, and lays out `rest` before.
+    void answer(
+        const QString& button, const std::function<void()>& rest = [] {}) {
+        whenAsked([button, rest](QWidget* box) {
+            rest();
             for (auto* one : box->findChildren<QAbstractButton*>()) {
                 if (one->text().remove('&') == button) {
                     one->click();
@@ -123,6 +137,7 @@ protected:
             box->close();
         });
     }
+    QString path(const char* name) const { return QString::fromStdString((folder / name).string()); }
     /// Types the name into the next file dialog.
     void chooseFile(const QString& name) {
         whenAsked([name](QWidget* modal) {

@@ -1,9 +1,7 @@
-// A working day of the person who calibrates phones, from the first read to the next morning.
+// The day of the person who calibrates phones, from the first read to the last export.
 
 #include "app/frame/StatusPane.h"
 #include "tests/app/WindowFixture.h"
-
-#include <QComboBox>
 
 namespace {
 
@@ -13,20 +11,6 @@ void press(QWidget* dialog, int buttonId) {
 
 class WorkingDay : public WindowFixture {
 protected:
-    QString path(const char* name) const { return QString::fromStdString((folder / name).string()); }
-
-    void editInHexAndWriteChanged() {
-        run(CommandId::kSortAlphabetical);
-        EXPECT_EQ(listBox().model()->index(0, 0).data().toString(), "20\tNV_ALPHA");
-        searchFor("nv_zet");
-        ASSERT_EQ(doc().selectedIndex(), 3);
-        clickHex();
-        type(0, "1f");
-        run(CommandId::kWriteChangedToPhone);
-        EXPECT_EQ(numbersWritten(), (std::vector<int>{10, 40}));
-        EXPECT_EQ(written()[0][3], 0x1F);
-        clickHex();
-    }
     void writeMox() {
         whenAsked([this](QWidget* dialog) {
             const std::pair<int, QString> fields[] = {
@@ -73,33 +57,16 @@ protected:
         run(CommandId::kWriteListedToPhone);
         EXPECT_NE(takeMessage().find("Unable to write 'NV_ALPHA' to the phone. (The NVM is full)"), std::string::npos);
     }
-    void choosePort() {
-        whenAsked([](QWidget* dialog) {
-            QTest::keyClicks(dialog->findChild<QComboBox*>("ctl_1011"), "COM8");
-            press(dialog, 1);
-        });
-        run(CommandId::kComport);
-    }
 };
 
-TEST_F(WorkingDay, FromTheFirstReadToTheNextMorning) {
-    plugIn();
-    start();
-    readPhone();
-    editInHexAndWriteChanged();
+TEST_F(WorkingDay, FromTheFirstReadToTheLastExport) {
+    startAndRead();
+    run(CommandId::kSortAlphabetical);
+    enter(3, "31");
+    clickLine(0);
     writeMox();
     readMox();
     chooseListAndExport();
-    choosePort();
-    window().close();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !window().isVisible(); }));
-
-    start();
-    EXPECT_EQ(doc().comPort(), "COM8");
-    expectMessage();
-    readPhone();
-    EXPECT_EQ(messages.size(), 1u) << "there is no such port";
-    EXPECT_EQ(listBox().model()->rowCount(), 0);
 }
 
 } // namespace

@@ -3,11 +3,10 @@
 #include "calfile/MoxFile.h"
 #include "calfile/MoxTree.h"
 #include "tests/support/MessageOf.h"
+#include "tests/support/Processes.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdio>
 
 /// The message of the file's exception that `call` throws; "" where it throws none.
 inline std::string refusalOf(const std::function<void()>& call) {
@@ -78,15 +77,7 @@ protected:
     }
 
     /// A stream as libgsf's tool reads it.
-    std::string gsfStream(const std::string& name) const {
-        FILE* pipe = ::popen(("gsf cat '" + path + "' " + name).c_str(), "r");
-        std::string output;
-        for (int byte = 0; (byte = std::fgetc(pipe)) != EOF;) {
-            output.push_back(static_cast<char>(byte));
-        }
-        EXPECT_EQ(::pclose(pipe), 0) << name;
-        return output;
-    }
+    std::string gsfStream(const std::string& name) const { return outputOf("gsf cat '" + path + "' " + name); }
 
     const TemporaryFolder folder;
     const std::string path = folder / "phone.mox";

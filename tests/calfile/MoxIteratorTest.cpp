@@ -39,10 +39,6 @@ TEST_F(MoxIterator, ACopyStandsWhereTheOtherDoesAndGoesOnByItself) {
     EXPECT_TRUE(copy != item);
     EXPECT_EQ((item++)->id, 2);
     EXPECT_EQ(item->id, 10);
-    copy = item;
-    ++copy;
-    ++copy;
-    EXPECT_TRUE(copy == file.end());
     copy = file.begin();
     EXPECT_EQ((++copy)->id, 2);
     std::filesystem::copy_file(path, folder / "twin.mox");

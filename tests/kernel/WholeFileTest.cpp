@@ -3,13 +3,12 @@
 #include "platform/kernel/WholeFile.h"
 
 #include "platform/kernel/SignalHold.h"
+#include "tests/support/FileSizeLimit.h"
+#include "tests/support/Processes.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -101,8 +100,7 @@ TEST_F(WholeFile, IsWrittenInPlaceWhereItCannotBeExchanged) {
     }
     ::chmod(folder.path.c_str(), 0777);
     ::chmod("sub", 0555);
-    const pid_t child = ::fork();
-    if (child == 0) {
+    const int failed = inChild([] {
         // The superuser may do all of this.
         EXPECT_TRUE(::geteuid() != 0 || (::setgid(65534) == 0 && ::setuid(65534) == 0));
         for (const char* name : {"someone's", "sub/fixed"}) {
@@ -115,11 +113,9 @@ TEST_F(WholeFile, IsWrittenInPlaceWhereItCannotBeExchanged) {
         ::chmod("protected", 0444);
         EXPECT_EQ(kernel::writeWholeFile("protected", "new").openError, EACCES) << "although it is ours";
         EXPECT_EQ(kernel::writeWholeFile("sub/new", "new").openError, EACCES);
-        ::_exit(HasFailure() ? 1 : 0);
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+        return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(failed, 0);
     ::chmod("sub", 0755);
 }
 
@@ -128,28 +124,12 @@ TEST_F(WholeFile, IsLeftAsItWasWhereThereIsNoRoom) {
     writeText("shared", "shared");
     fs::create_hard_link("shared", "other");
     const auto before = files();
-    rlimit limit{};
-    ::getrlimit(RLIMIT_FSIZE, &limit);
-    const rlimit small{1 << 20, limit.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &small);
     for (const char* name : {"old", "other", "new"}) {
+        const FileSizeLimit small(1 << 20);
         EXPECT_EQ(kernel::writeWholeFile(name, std::string(2 << 20, 'x')).writeError, EFBIG) << name;
     }
-    ::setrlimit(RLIMIT_FSIZE, &limit);
     EXPECT_EQ(files(), before);
     EXPECT_EQ(readText("old") + readText("shared"), "oldshared");
-}
-
-/// How a child process ends that does `work`: by a signal, or with status 0 as 0.
-int endingSignal(const std::function<void()>& work) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        work();
-        ::_exit(0);
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    return WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 TEST_F(WholeFile, ASignalWaitsForTheEndOfTheLastHold) {
@@ -168,7 +148,7 @@ TEST_F(WholeFile, ASignalWaitsForTheEndOfTheLastHold) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         fs::remove("after");
-        const int end = endingSignal([&] {
+        const int end = inChild([&] {
             (void)std::signal(row.signal, row.before);
             {
                 const kernel::SignalHold outer;
@@ -179,17 +159,17 @@ TEST_F(WholeFile, ASignalWaitsForTheEndOfTheLastHold) {
                 writeText("after", "x");
             }
             writeText("later", "x");
+            return 0;
         });
-        EXPECT_EQ(end, row.end);
+        EXPECT_EQ(end, -row.end);
         EXPECT_TRUE(fs::exists("after"));
         EXPECT_EQ(fs::remove("later"), row.end == 0) << "it is raised as soon as it may";
     }
-    EXPECT_EQ(endingSignal([] {
-                  { const kernel::SignalHold past; }
-                  (void)std::raise(SIGTERM);
-              }),
-              SIGTERM)
-        << "no hold, no waiting";
+    const auto isRaisedAfterAHold = [] {
+        { const kernel::SignalHold past; }
+        return std::raise(SIGTERM);
+    };
+    EXPECT_EQ(inChild(isRaisedAfterAHold), -SIGTERM) << "no hold, no waiting";
 }
 
 TEST_F(WholeFile, ASignalFindsAFileOfSeveralNamesWhole) {

@@ -22,12 +22,8 @@ constexpr const char* kSampleRing = CALVANE_SOURCE_DIR "/data/NV Decoder.vrk";
 ServiceConfig linesTo(const std::vector<std::filesystem::path>& devices, std::uint32_t askEveryMs = 600000) {
     ServiceConfig config;
     for (const auto& device : devices) {
-        PortConfig port;
-        port.number = static_cast<std::uint16_t>(config.ports.size() + 1);
-        port.name = "COM" + std::to_string(port.number);
-        port.line.device = device;
-        port.line.askEveryMs = askEveryMs;
-        config.ports.push_back(port);
+        config.ports.push_back(phonesOn({"COM" + std::to_string(config.ports.size() + 1)}).ports[0]);
+        config.ports.back().line = {.device = device, .askEveryMs = askEveryMs};
     }
     return config;
 }

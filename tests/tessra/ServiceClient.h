@@ -24,8 +24,8 @@ public:
     ~Apartment() { com::leaveApartment(); }
 };
 
-template <class Interface>
-com::ComPtr<Interface> queried(const com::ComPtr<com::Unknown>& object) {
+template <class Interface, class Object>
+com::ComPtr<Interface> partOf(const com::ComPtr<Object>& object) {
     com::ComPtr<Interface> found;
     com::throwIfFailed(object.query(found));
     return found;
@@ -35,7 +35,7 @@ template <class Interface>
 com::ComPtr<Interface> created(const com::ClassId& classId) {
     com::ComPtr<com::Unknown> object;
     com::throwIfFailed(com::createInstance(classId, com::kAnyServer, object));
-    return queried<Interface>(object);
+    return partOf<Interface>(object);
 }
 
 /// A client of the service that runs in this process, in the calling thread's apartment.
@@ -44,7 +44,7 @@ struct Client {
         com::throwIfFailed(server->setInterfaceVersion(tessra::kInterfaceVersion));
         com::ComPtr<com::Unknown> object;
         com::throwIfFailed(server->createAgent(tessra::kConfigurationAgentName, -1, agentHandle, object));
-        agent = queried<tessra::IConfigurationAgent>(object);
+        agent = partOf<tessra::IConfigurationAgent>(object);
         com::throwIfFailed(server->portCollection(ports));
     }
 
@@ -60,17 +60,10 @@ struct Client {
     std::uint16_t agentHandle = 0;
 };
 
-template <class Interface>
-com::ComPtr<Interface> partOf(const com::ComPtr<tessra::IPhonePort>& phone) {
-    com::ComPtr<Interface> part;
-    com::throwIfFailed(phone.query(part));
-    return part;
-}
-
 inline com::ComPtr<tessra::ISecurity> securityOf(const com::ComPtr<tessra::IPhonePort>& phone) {
     com::ComPtr<com::Unknown> object;
     com::throwIfFailed(phone->subObject(tessra::kSecuritySubObject, 0, object));
-    return queried<tessra::ISecurity>(object);
+    return partOf<tessra::ISecurity>(object);
 }
 
 struct Answer {

@@ -21,6 +21,18 @@ protected:
     auto calls(tessra::Call call) { return service->faults("COM1").count(call); }
 };
 
+TEST_F(Frame, ComesBackWithItsSizeAndBars) {
+    const auto toolbar = [this] { return window().findChild<QToolBar*>("toolbar_134"); };
+    start();
+    window().resize(700, 610);
+    window().addToolBar(Qt::LeftToolBarArea, toolbar());
+    window().close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !window().isVisible(); }));
+    start();
+    EXPECT_EQ(window().size(), QSize(700, 610));
+    EXPECT_EQ(window().toolBarArea(toolbar()), Qt::LeftToolBarArea);
+}
+
 TEST_F(Frame, HasOtherMenusWithoutADocument) {
     start();
     EXPECT_EQ(menuCount(), 7);

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <fstream>
+#include <numeric>
 
 namespace {
 
@@ -22,10 +23,10 @@ using tessra::FaultKind;
 
 const std::vector<std::uint16_t> kItems{1, 2, 3, 4};
 
-// Items 1 to 4 with their number and its complement as first bytes, and something in the last one.
+// Items 1 to 20 with their number and its complement as first bytes, and something in the last one.
 std::filesystem::path memoryIn(const TemporaryFolder& folder) {
     std::ofstream memory(folder / "phone.nvmem");
-    for (int number = 1; number <= 4; ++number) {
+    for (int number = 1; number <= 20; ++number) {
         std::array<char, 3> hex{};
         std::string bytes;
         for (int index = 0; index < 128; ++index) {
@@ -257,6 +258,18 @@ TEST_F(ReadOverALine, AnotherPhoneThatReturnsEndsTheRead) {
     EXPECT_TRUE(report.otherPhone);
     EXPECT_EQ(report.failure, "Another phone answers on COM1: Sample 2 instead of Sample 0000000001.");
     EXPECT_EQ(report.phone.serialNumber, "0000000001") << "whose values these are";
+}
+
+// scripts/try-bit-errors does this with a whole phone.
+TEST_F(ReadOverALine, ALineThatInvertsBitsDeliversEveryItemAndNoWrongValue) {
+    std::vector<std::uint16_t> numbers(20);
+    std::iota(numbers.begin(), numbers.end(), std::uint16_t{1});
+    for (const std::uint64_t seed : {1, 2, 3}) {
+        phone_.terminal.setFaults({.bitErrors = 0.00005, .seed = seed});
+        const ReadReport report = PhoneReader(session_, "COM1").read(numbers);
+        EXPECT_EQ(statesOf(report), std::string(20, 'r')) << "seed " << seed;
+        EXPECT_EQ(report.failure, "");
+    }
 }
 
 TEST_F(PhoneReaderTest, ValuesThatMayBeAnotherPhonesAreDropped) {

@@ -288,13 +288,19 @@ TEST_F(PhoneWriterTest, APhoneThatIsChangedDuringTheWriteGetsNothing) {
     RunningPhone first(folder_ / "line", {}, folder_ / "phone.nvmem");
     std::optional<RunningPhone> second;
     startAnew();
-    const auto exchange = [&](std::size_t, std::size_t, std::uint16_t number) {
-        if (number == 3) {
-            first.terminal.setPlugged(false);
+    bool isUnplugged = false;
+    WorkControl control;
+    control.progress = [&](std::size_t, std::size_t, std::uint16_t number) {
+        isUnplugged = number == 3;
+        first.terminal.setPlugged(!isUnplugged);
+    };
+    control.isCancelled = [&] { // asked again when the phone is waited for
+        if (isUnplugged && !second) {
             second.emplace(folder_ / "line", tessra::PhoneSetup{.serialNumber = "2"}, folder_ / "phone.nvmem");
         }
+        return false;
     };
-    const WriteReport report = PhoneWriter(*session_, plan_, {.goOnAfterRefusal = true}).write({.progress = exchange});
+    const WriteReport report = PhoneWriter(*session_, plan_, {.goOnAfterRefusal = true}).write(control);
     EXPECT_EQ(statesOf(report), "vv?-");
     EXPECT_TRUE(report.otherPhone);
     EXPECT_EQ(report.failure, "Another phone answers on COM1: Sample 2 instead of Sample 0000000001.");

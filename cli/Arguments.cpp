@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iostream>
 #include <stdexcept>
 #include <string_view>
 
@@ -258,6 +259,14 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     arguments.ringPath = directory / "NV Decoder.vrk";
     arguments.servicePath = directory / "Tessra.toml";
 
+    for (int at = 1; at < argc; ++at) {
+        // The parser never comes back from an empty operand of a command that needs one option of several.
+        if (*argv[at] == '\0' && std::string_view(argv[at - 1]) != "--expect-serial") {
+            std::cerr << "Argument " << at << " is empty: was a variable never set?\n"
+                      << "Run with --help for more information.\n";
+            return {std::nullopt, ExitStatus::kWrongUsage};
+        }
+    }
     CLI::App program{"Reads, shows and writes the radio-frequency calibration items of phones.", "calvane-batch"};
     program.set_version_flag("--version", "Calvane 1.4.34");
     program.require_subcommand(1);

@@ -24,7 +24,13 @@ PhoneView FaultyLink::look() {
     PhoneView view = link_->look();
     const std::lock_guard guard(lock_);
     view.appearance += returns_;
-    return present_ ? view : PhoneView{.usable = view.usable, .trouble = view.trouble};
+    if (!present_) {
+        view.state = PhoneState::kNone;
+        view.mode = PhoneMode::kNone;
+        view.appearance = 0;
+        view.problem.clear();
+    }
+    return view;
 }
 
 Status FaultyLink::exchange(std::span<const std::uint8_t> request, std::uint32_t timeoutMs,

@@ -67,9 +67,9 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingOrHasNoMeasureIsRefusedWithItsPlace) {
         {"{\"a\":\"[[\\\"" + text.substr(5) + "\",\"items\":[]}", ""},
         {"{\"a\":\"" + text + "x\",\"items\":[]}", "line 1: a text or number of more than 1048576 characters"},
     };
-    for (const auto& [json, refusal] : cases) {
-        const std::string told = messageOf([&] { itemsFromJson(json, "in.json", catalog, false); });
-        EXPECT_TRUE(refusal.empty() ? told.empty() : told.starts_with("in.json: " + refusal)) << told;
+    for (const auto& row : cases) {
+        const std::string told = messageOf([&] { itemsFromJson(row.first, "in.json", catalog, false); });
+        EXPECT_TRUE(row.second.empty() ? told.empty() : told.starts_with("in.json: " + row.second)) << told;
     }
 }
 

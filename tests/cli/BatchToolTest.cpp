@@ -119,7 +119,8 @@ TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
         "read --mox x --nv-version 1.2x;read --mox x --nv-version 1.256;show x --hex=5x;prune x;prune x --keep 5x;"
         "write;write --from-mox a --from-json b;write --from-mox a --tolerate 7x;write --from-mox a "
         "--offline-first=5x;list --ring '';ports --service '';read --port '';read --text '';read --json '';read --mox "
-        "'';show '';prune '' --keep 1;tree '';set 30 1 --spc '';write --from-json '';write --from-mox ''");
+        "'';show '';prune '' --keep 1;tree '';set 30 1 --spc '';write --from-json '';write --port COM1 x '';write "
+        "--from-mox ''");
     for (std::string wrong; std::getline(wrongUsage, wrong, ';');) {
         EXPECT_EQ(run(wrong).status, 2) << wrong;
     }

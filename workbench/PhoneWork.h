@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string>
 
 namespace workbench {
 
@@ -20,5 +21,12 @@ struct WorkControl {
     /// Asked between two items, and while the work waits for a phone to return. True ends the work there.
     std::function<bool()> isCancelled = {};
 };
+
+/// Adds "3 refused" to an account of such counts, separated by commas; a count of 0 is left out.
+inline void addCount(std::string& account, std::size_t count, const char* words) {
+    if (count > 0) {
+        account += (account.empty() ? "" : ", ") + std::to_string(count) + words;
+    }
+}
 
 } // namespace workbench

@@ -410,9 +410,7 @@ std::string WriteReport::summary() const {
     };
     std::string text;
     for (const auto& [state, words] : kParts) {
-        if (const std::size_t resultCount = count(state); resultCount > 0) {
-            text += (text.empty() ? "" : ", ") + std::to_string(resultCount) + words;
-        }
+        addCount(text, count(state), words);
     }
     text += lacksResetCheck && count(WriteState::kVerified) > 0 ? ", not verified after a reset" : "";
     return text.empty() ? "nothing written" : text;

@@ -59,9 +59,7 @@ std::string WritePlan::summary() const {
     };
     std::string text;
     for (const auto& [leftOut, words] : kParts) {
-        if (const std::size_t rowCount = count(leftOut); rowCount > 0) {
-            text += (text.empty() ? "" : ", ") + std::to_string(rowCount) + words;
-        }
+        addCount(text, count(leftOut), words);
     }
     return text.empty() ? "nothing to be written" : text;
 }

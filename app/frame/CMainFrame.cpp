@@ -102,6 +102,7 @@ void CMainFrame::makeActions() {
             action->setIcon(QIcon(picture));
         }
         action->setMenuRole(QAction::NoRole);
+        action->setCheckable(info.isToggle);
         connect(action, &QAction::triggered, this, [this, id = info.id] { runCommand(id); });
         actions_[info.id] = action;
         addAction(action);
@@ -335,6 +336,9 @@ void CMainFrame::refresh() {
             !info.needsDocument ||
             (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
+        if (info.isToggle) {
+            actions_[info.id]->setChecked(frame != nullptr && frame->isChecked(info.id));
+        }
     }
     if (frame == nullptr || !frame->canReadMissing()) {
         actions_[CommandId::kReadMissingItems]->setEnabled(false);

@@ -94,7 +94,8 @@ CSplitterFrame::~CSplitterFrame() {
     // The document may show a message while it is destroyed; a busy window is not deleted a second time meanwhile.
     closing_ = true;
     busy_ = true;
-    // The panes use the document until they are destroyed.
+    // The parts use the panes, and these the document, until they are destroyed.
+    parts_.clear();
     delete splitter_;
     guard_.reset();
     history_.reset();
@@ -296,7 +297,23 @@ void CSplitterFrame::showPhone() {
     }
 }
 
+CommandPart* CSplitterFrame::partOf(CommandId command) const {
+    const auto found =
+        std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
+    return found == parts_.end() ? nullptr : found->get();
+}
+
+bool CSplitterFrame::isChecked(CommandId command) const {
+    const CommandPart* part = partOf(command);
+    return part != nullptr && part->isChecked(command);
+}
+
 void CSplitterFrame::runCommand(CommandId command) {
+    if (CommandPart* part = partOf(command)) {
+        part->run(command);
+        emit stateChanged();
+        return;
+    }
     if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
         emit stateChanged();
         return;
@@ -318,7 +335,8 @@ void CSplitterFrame::runCommand(CommandId command) {
 }
 
 bool CSplitterFrame::canRun(CommandId command) const {
-    return guard_->canEdit(command);
+    const CommandPart* part = partOf(command);
+    return part != nullptr ? part->canRun(command) : guard_->canEdit(command);
 }
 
 bool CSplitterFrame::mayClose(std::function<void()> again) {

@@ -3,6 +3,7 @@
 #include "app/document/CCalvaneDoc.h"
 #include "app/document/PhoneDesk.h"
 #include "app/document/WriteRequest.h"
+#include "app/frame/CommandPart.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/ReviewSwitch.h"
 
@@ -65,6 +66,8 @@ public:
     void runCommand(CommandId command);
     /// Whether the command would do anything now, as far as edits decide that.
     bool canRun(CommandId command) const;
+    /// Whether what the command shows or hides is shown.
+    bool isChecked(CommandId command) const;
 
     /// To be called when the user has chosen safe hands or the bare commands.
     void safeHandsChanged();
@@ -106,6 +109,8 @@ private:
     /// told goes to the one on the document's port. False for other commands.
     bool runSafely(CommandId command, void (*run)(CCalvaneDoc& document));
     void review(WriteRequest request);
+    /// The part that the command belongs to; null for none.
+    CommandPart* partOf(CommandId command) const;
     void runDocumentCommand(CommandId command);
     /// Writes the selected item, whose edits are stored.
     void writeSelectedItem();
@@ -123,6 +128,7 @@ private:
     CNvItemList* list_ = nullptr;
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
+    std::vector<std::unique_ptr<CommandPart>> parts_;
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

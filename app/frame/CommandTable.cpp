@@ -35,6 +35,24 @@ constexpr std::array kCommands{
                 false},
     CommandInfo{CommandId::kRevertItem, "Give the selected item its last known values back", "", true, false},
     CommandInfo{CommandId::kRevertAll, "Give all listed items their last known values back", "", true, false},
+    CommandInfo{CommandId::kCompare, "Compare two sets of items", "", true, false},
+    CommandInfo{CommandId::kDocumentProperties, "Show where the document's items come from", "", true, false},
+    CommandInfo{CommandId::kFilterBar, "Show or hide the filter line over the item list", "", true, false, true},
+    CommandInfo{CommandId::kFilter, "Show only the items that fit what is typed", "", true, false},
+    CommandInfo{CommandId::kFindNext, "Go to the next item that the last search finds", "", true, false},
+    CommandInfo{CommandId::kFindPrevious, "Go to the item before that the last search finds", "", true, false},
+    CommandInfo{CommandId::kCurve, "Show or hide the values of the selected item as curves", "", true, false, true},
+    CommandInfo{CommandId::kCopyValues, "Copy the selected values, one a line", "", true, false},
+    CommandInfo{CommandId::kCopyWithDescriptions, "Copy the selected values with their descriptions", "", true, false},
+    CommandInfo{CommandId::kPasteValues, "Give the values on the clipboard to the boxes from the selected one on", "",
+                true, false},
+    CommandInfo{CommandId::kFillDown, "Give the first selected value to all selected boxes", "", true, false},
+    CommandInfo{CommandId::kAddOrMultiply, "Add a number to the selected values, or multiply them by it", "", true,
+                false},
+    CommandInfo{CommandId::kInterpolate, "Fill the values between the first and the last selected one evenly", "",
+                true, false},
+    CommandInfo{CommandId::kHelpOnFocus, "Show the help on what has the focus", "", false, false},
+    CommandInfo{CommandId::kLicences, "Show the licences and versions of the program's parts", "", false, false},
     CommandInfo{CommandId::kNew, "Open a new document window", "New", false, false},
     CommandInfo{CommandId::kOpen, "Open a document window with the port that a file names", "Open", false, false},
     CommandInfo{CommandId::kAbout, "Show the program's version", "About", false, false},
@@ -72,6 +90,13 @@ constexpr std::array kView{
     kLine,
     command("Toolbar", CommandId::kViewToolbar),
     command("Status Bar", CommandId::kViewStatusBar),
+    kLine,
+    command("&Filter...", CommandId::kFilter),
+    command("Find &Next", CommandId::kFindNext),
+    command("Find &Previous", CommandId::kFindPrevious),
+    kLine,
+    command("Filter &Bar", CommandId::kFilterBar),
+    command("&Curve", CommandId::kCurve),
 };
 constexpr std::array kOption{
     command("Customized NV Item List", CommandId::kCustomizedList),
@@ -94,6 +119,9 @@ constexpr std::array kWindow{
 constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
     command("Help Topic", CommandId::kHelpTopic),
+    kLine,
+    command("Help on This &Part", CommandId::kHelpOnFocus),
+    command("&Licences and Versions...", CommandId::kLicences),
 };
 constexpr std::array kEdit{
     command("Undo", CommandId::kUndo),
@@ -102,13 +130,25 @@ constexpr std::array kEdit{
     command("Revert Sub-Field", CommandId::kRevertSubField),
     command("Revert Item", CommandId::kRevertItem),
     command("Revert All", CommandId::kRevertAll),
+    kLine,
+    command("&Copy Values", CommandId::kCopyValues),
+    command("Copy &With Descriptions", CommandId::kCopyWithDescriptions),
+    command("&Paste Values", CommandId::kPasteValues),
+    command("&Fill Down", CommandId::kFillDown),
+    command("&Add or Multiply...", CommandId::kAddOrMultiply),
+    command("&Interpolate", CommandId::kInterpolate),
 };
-constexpr std::array<MenuInfo, 7> kDocumentMenus{{{"File", kFile},
+constexpr std::array kTools{
+    command("&Compare...", CommandId::kCompare),
+    command("Document &Properties", CommandId::kDocumentProperties),
+};
+constexpr std::array<MenuInfo, 8> kDocumentMenus{{{"File", kFile},
                                                   {"View", kView},
                                                   {"Option", kOption},
                                                   {"Setting", kSetting},
                                                   {"Help", kHelp},
                                                   {"Edit", kEdit},
+                                                  {"&Tools", kTools},
                                                   {"Window", kWindow}}};
 
 constexpr std::array kEmptyFile{

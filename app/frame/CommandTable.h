@@ -29,6 +29,22 @@ enum class CommandId : std::uint32_t {
     kRevertAll = 32803,
     kReadMissingItems = 32810,
     kReviewBeforeWriting = 32811,
+    kCompare = 32820,
+    kDocumentProperties = 32821,
+    kFilterBar = 32830,
+    kFilter = 32831,
+    kFindNext = 32832,
+    kFindPrevious = 32833,
+    kCurve = 32840,
+    kCopyValues = 32850,
+    kCopyWithDescriptions = 32851,
+    kPasteValues = 32852,
+    kFillDown = 32853,
+    kAddOrMultiply = 32854,
+    kInterpolate = 32855,
+    kRecentCalibrationFiles = 32860, ///< the first of them; the others follow
+    kHelpOnFocus = 32880,
+    kLicences = 32881,
     kNew = 57600,
     kOpen = 57601,
     kRecentFiles = 57616,
@@ -47,6 +63,7 @@ struct CommandInfo {
     std::string_view toolTip;  ///< empty for none
     bool needsDocument;        ///< there is nothing to do without a document window
     bool disabledWhileReading; ///< not to be had while a read from the phone runs
+    bool isToggle = false;     ///< has a tick while what it shows is shown
 };
 
 /// One line of a menu.

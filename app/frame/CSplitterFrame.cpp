@@ -5,6 +5,7 @@
 #include "app/dialogs/ShellOpen.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
+#include "app/frame/TableCommands.h"
 #include "app/review/ItemReportDialog.h"
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
@@ -134,6 +135,8 @@ void CSplitterFrame::connectEdits() {
         emit stateChanged();
     });
     connect(editor_, &CNvParam::writeRequested, this, &CSplitterFrame::writeSelectedItem);
+    parts_.push_back(
+        std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {

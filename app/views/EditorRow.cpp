@@ -1,6 +1,7 @@
 #include "app/views/EditorRow.h"
 
 #include "app/document/SubFieldText.h"
+#include "app/views/UnitLabel.h"
 
 #include <QLabel>
 #include <algorithm>
@@ -97,6 +98,15 @@ void EditorRow::showChange(const workbench::SubFieldRow& row, const QString& sou
                                             : "Was " + QString::fromStdString(row.right) + " (" + source + ")";
     changeText_ = changed_ ? known : QString();
     showMarks();
+}
+
+void EditorRow::showUnit(const workbench::FieldUnit* unit) {
+    if (unit_ == nullptr && unit != nullptr) {
+        unit_ = new UnitLabel(*edit_);
+    }
+    if (unit_ != nullptr) {
+        unit_->showUnit(unit, type_);
+    }
 }
 
 bool EditorRow::isTyped() const {

@@ -50,6 +50,7 @@ CCalvaneDoc::CCalvaneDoc(UserInterface& userInterface, std::filesystem::path pro
         kernel::logError("CCalvaneDoc: can't change to " + programDirectory_.string() + ": " + error.message());
     }
     runBusy([this] { catalog_->loadDecoderRingFile(kDecoderRingFileName); });
+    loadUnits();
     readConfiguration();
 }
 
@@ -60,6 +61,14 @@ CCalvaneDoc::~CCalvaneDoc() {
         writeConfiguration();
     } catch (const std::system_error& error) {
         reportConfigurationFailure(error);
+    }
+}
+
+void CCalvaneDoc::loadUnits() {
+    try {
+        units_ = workbench::Units::load(workbench::Units::pathBeside(programDirectory_ / kDecoderRingFileName));
+    } catch (const Calvane::Exception& failure) {
+        showWarning(failure.what());
     }
 }
 

@@ -3,6 +3,9 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
+#ifdef CALVANE_CURVES
+#include "app/frame/CurvePart.h"
+#endif
 #include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/frame/TableCommands.h"
@@ -122,7 +125,22 @@ void CSplitterFrame::makePanes() {
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
+    makeParts();
     list_->setFocus();
+}
+
+void CSplitterFrame::makeParts() {
+#ifdef CALVANE_CURVES
+    const auto storeTyped = [this] {
+        if (safeHands_.isOn()) {
+            return editor_->settle();
+        }
+        editor_->store();
+        return true;
+    };
+    parts_.push_back(
+        std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped));
+#endif
 }
 
 void CSplitterFrame::connectEdits() {

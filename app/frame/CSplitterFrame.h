@@ -96,6 +96,7 @@ private:
     enum class Pane { kList, kEditor };
 
     void makePanes();
+    void makeParts();
     void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);

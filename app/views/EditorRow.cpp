@@ -1,6 +1,7 @@
 #include "app/views/EditorRow.h"
 
 #include "app/document/SubFieldText.h"
+#include "app/views/MatchColours.h"
 
 #include <QLabel>
 #include <algorithm>
@@ -97,6 +98,22 @@ void EditorRow::showChange(const workbench::SubFieldRow& row, const QString& sou
                                             : "Was " + QString::fromStdString(row.right) + " (" + source + ")";
     changeText_ = changed_ ? known : QString();
     showMarks();
+}
+
+void EditorRow::showMatch(bool matches) {
+    if (std::exchange(matches_, matches) == matches) {
+        return;
+    }
+    QPalette colours; // those of the form, where nothing is set
+    if (matches) {
+        colours.setColor(QPalette::Window, matchGround(palette_.color(QPalette::Active, QPalette::Window)));
+    }
+    label_->setPalette(colours);
+    label_->setAutoFillBackground(matches);
+    label_->setAccessibleDescription(matches ? "fits the filter" : "");
+    QFont font = label_->font();
+    font.setUnderline(matches);
+    label_->setFont(font);
 }
 
 bool EditorRow::isTyped() const {

@@ -33,6 +33,9 @@ public:
     /// Shows how the sub-field's value stands to its last known one; `source` says where that was found.
     void showChange(const workbench::SubFieldRow& row, const QString& source);
 
+    /// Shows whether the sub-field is one that was looked for.
+    void showMatch(bool matches);
+
     /// Whether something was typed that is not stored.
     bool isTyped() const;
     /// What the typed text would do. One that the user has agreed to fits.
@@ -63,5 +66,6 @@ private:
     std::string agreed_; ///< the typed text that the user has agreed to
     bool changed_ = false;
     bool held_ = false;
+    bool matches_ = false;
     bool paletteOfHeld_ = false; ///< whether the box has the colours of a held value
 };

@@ -7,6 +7,7 @@
 #include "app/frame/CurvePart.h"
 #endif
 #include "app/frame/EditGuard.h"
+#include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/frame/TableCommands.h"
 #include "app/review/ItemReportDialog.h"
@@ -120,6 +121,9 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(editor_);
     });
     connectEdits();
+    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
+    filter_ = filter.get();
+    parts_.push_back(std::move(filter));
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
@@ -335,7 +339,8 @@ void CSplitterFrame::runCommand(CommandId command) {
         emit stateChanged();
         return;
     }
-    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
+    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); }) ||
+        !filter_->agreesToHidden(command)) {
         emit stateChanged();
         return;
     }

@@ -14,6 +14,7 @@ class CNvParam;
 class CProgressDlg;
 class EditGuard;
 class EditHistory;
+class FilterPart;
 class QSplitter;
 class QtUserInterface;
 
@@ -130,6 +131,7 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
+    FilterPart* filter_ = nullptr; ///< one of them
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

@@ -1,6 +1,7 @@
 #include "app/frame/CMainFrame.h"
 
 #include "app/dialogs/DialogTemplate.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
@@ -52,6 +53,7 @@ void showAbout(QWidget* owner) {
 CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle),
       statusBar_(new MainStatusBar(this)), shutdown_(new Shutdown(*this)) {
+    new FocusHelp(programDirectory_, this);
     setObjectName("frame_128");
     setCentralWidget(area_);
     setStatusBar(statusBar_);
@@ -375,6 +377,9 @@ void CMainFrame::runCommand(CommandId id) {
         break;
     case CommandId::kAbout:
         showAbout(this);
+        break;
+    case CommandId::kHelpOnFocus:
+        FocusHelp::show(programDirectory_, helpPartOf(QApplication::focusWidget()), this);
         break;
     case CommandId::kExit:
         close();

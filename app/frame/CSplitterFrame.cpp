@@ -1,8 +1,8 @@
 #include "app/frame/CSplitterFrame.h"
 
 #include "app/dialogs/CProgressDlg.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
-#include "app/dialogs/ShellOpen.h"
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
 #endif
@@ -25,7 +25,6 @@
 namespace {
 
 constexpr int kPaneWidth = 300;
-constexpr const char* kHelpFileName = "CALVANE.HLP";
 
 /// Makes a part of the window; a failure is shown with `message`.
 template <typename Make>
@@ -406,9 +405,7 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
 }
 
 void CSplitterFrame::showHelp() {
-    std::error_code ignored; // as the result of showing the help is
-    std::filesystem::current_path(programDirectory_, ignored);
-    shellOpen(QString::fromStdString((programDirectory_ / kHelpFileName).string()), window());
+    FocusHelp::show(programDirectory_, {}, window());
 }
 
 void CSplitterFrame::closeWhenIdle() {

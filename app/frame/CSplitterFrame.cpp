@@ -3,7 +3,11 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
+#ifdef CALVANE_CURVES
+#include "app/frame/CurvePart.h"
+#endif
 #include "app/frame/EditGuard.h"
+#include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/frame/TableCommands.h"
 #include "app/review/ItemReportDialog.h"
@@ -117,12 +121,30 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(editor_);
     });
     connectEdits();
+    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
+    filter_ = filter.get();
+    parts_.push_back(std::move(filter));
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
+    makeParts();
     list_->setFocus();
+}
+
+void CSplitterFrame::makeParts() {
+#ifdef CALVANE_CURVES
+    const auto storeTyped = [this] {
+        if (safeHands_.isOn()) {
+            return editor_->settle();
+        }
+        editor_->store();
+        return true;
+    };
+    parts_.push_back(
+        std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped));
+#endif
 }
 
 void CSplitterFrame::connectEdits() {
@@ -317,7 +339,8 @@ void CSplitterFrame::runCommand(CommandId command) {
         emit stateChanged();
         return;
     }
-    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
+    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); }) ||
+        !filter_->agreesToHidden(command)) {
         emit stateChanged();
         return;
     }

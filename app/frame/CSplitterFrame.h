@@ -14,6 +14,7 @@ class CNvParam;
 class CProgressDlg;
 class EditGuard;
 class EditHistory;
+class FilterPart;
 class QSplitter;
 class QtUserInterface;
 
@@ -96,6 +97,7 @@ private:
     enum class Pane { kList, kEditor };
 
     void makePanes();
+    void makeParts();
     void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
@@ -129,6 +131,7 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
+    FilterPart* filter_ = nullptr; ///< one of them
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

@@ -163,6 +163,21 @@ void CNvParam::showMarks() {
     const auto equal = static_cast<std::size_t>(std::ranges::count_if(compared, isEqual));
     header_->showItem(item, compared.size() - equal, known != nullptr);
     showNotice();
+    showMatches();
+}
+
+void CNvParam::markRows(std::function<bool(const SubItem&)> fits) {
+    fits_ = std::move(fits);
+    showMatches();
+}
+
+void CNvParam::showMatches() {
+    const NvItem* item = document_.selectedItem();
+    const bool marks = fits_ && item != nullptr && isShown(*item);
+    const auto subItems = marks ? item->getSubItems() : std::vector<SubItem>();
+    for (std::size_t i = 0; i < shownRows().size(); ++i) {
+        rows_[i].showMatch(i < subItems.size() && fits_(subItems[i]));
+    }
 }
 
 void CNvParam::makeRow() {

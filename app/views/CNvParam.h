@@ -60,6 +60,8 @@ public:
     std::optional<std::size_t> focusedRow() const;
     /// Values of items have changed: the marks of the rows may be others.
     void showMarks();
+    /// Marks the rows whose sub-fields `fits` takes, now and when they change; an empty one marks none.
+    void markRows(std::function<bool(const SubItem&)> fits);
 
     /// Whether the item may be written to the phone now; not while the catalog belongs to a read.
     void setWritingAllowed(bool allowed);
@@ -127,6 +129,7 @@ private:
     bool mayDropAll();
     void judgeAgain(std::size_t index);
     void showNotice();
+    void showMatches();
     /// Lets the waiting command run if no value is held any more.
     void resume();
 
@@ -144,4 +147,5 @@ private:
     QPalette editPalette_;
     std::optional<NvItem> shown_; ///< the item whose rows are shown, as it was then
     WaitingCommand waiting_;
+    std::function<bool(const SubItem&)> fits_; ///< which rows are marked
 };

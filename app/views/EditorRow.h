@@ -37,6 +37,8 @@ public:
 
     /// Shows the value in this unit, too; null for none. To be called after show().
     void showUnit(const workbench::FieldUnit* unit);
+    /// Shows whether the sub-field is one that was looked for.
+    void showMatch(bool matches);
 
     /// Whether something was typed that is not stored.
     bool isTyped() const;
@@ -69,5 +71,6 @@ private:
     std::string agreed_; ///< the typed text that the user has agreed to
     bool changed_ = false;
     bool held_ = false;
+    bool matches_ = false;
     bool paletteOfHeld_ = false; ///< whether the box has the colours of a held value
 };

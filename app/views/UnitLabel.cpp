@@ -6,7 +6,7 @@ namespace {
 
 constexpr int kGap = 5;          ///< in pixels, to the frame of the box and to what is typed
 constexpr int kRoomOfValue = 60; ///< in pixels, of the box
-constexpr double kPaleness = 0.65;
+constexpr float kPaleness = 0.65F;
 constexpr int kDarkBase = 128; ///< the lightness below which a background is a dark one
 
 const QColor kRedOnLight(176, 0, 0);

@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
 constexpr const char* kNoDateChanged = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file";
 constexpr const char* kNoDateListed = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file!!";
 
@@ -438,9 +437,7 @@ bool CCalvaneDoc::putItem(const NvItem& value) {
     if (position == nvItems_.size()) {
         return false;
     }
-    nvItems_[position] = value;
-    changedItems_.insert(position);
-    baseline_.itemsChanged();
+    putItem(position, value);
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
+#include "app/frame/ComparePart.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/review/ItemReportDialog.h"
@@ -116,6 +117,7 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(editor_);
     });
     connectEdits();
+    makeParts();
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
@@ -134,6 +136,16 @@ void CSplitterFrame::connectEdits() {
         emit stateChanged();
     });
     connect(editor_, &CNvParam::writeRequested, this, &CSplitterFrame::writeSelectedItem);
+}
+
+void CSplitterFrame::makeParts() {
+    const std::string ring = (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string();
+    auto compare = std::make_unique<ComparePart>(
+        ComparePart::Document{*this, *editor_, *history_, ring,
+                              [this](WriteRequest request) { review(std::move(request)); }},
+        [this] { emit comparedSetChanged(); });
+    compare_ = compare.get();
+    parts_.push_back(std::move(compare));
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {
@@ -295,6 +307,10 @@ void CSplitterFrame::showPhone() {
     if (title != windowTitle()) {
         setWindowTitle(title);
     }
+}
+
+std::shared_ptr<const workbench::ItemSet> CSplitterFrame::comparedSet() const {
+    return compare_->comparedSet();
 }
 
 CommandPart* CSplitterFrame::partOf(CommandId command) const {

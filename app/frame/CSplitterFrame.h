@@ -6,12 +6,14 @@
 #include "app/frame/CommandPart.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/ReviewSwitch.h"
+#include "workbench/ItemSet.h"
 
 #include <QMdiSubWindow>
 
 class CNvItemList;
 class CNvParam;
 class CProgressDlg;
+class ComparePart;
 class EditGuard;
 class EditHistory;
 class QSplitter;
@@ -63,6 +65,9 @@ public:
     /// Brings the title up to date.
     void showPhone();
 
+    /// What the document is compared with in the compare window that was opened last; null where there is none.
+    std::shared_ptr<const workbench::ItemSet> comparedSet() const;
+
     void runCommand(CommandId command);
     /// Whether the command would do anything now, as far as edits decide that.
     bool canRun(CommandId command) const;
@@ -87,6 +92,8 @@ signals:
     /// A read has begun or ended, or the document's texts may have changed.
     void stateChanged();
     void readEnded();
+    /// comparedSet() may be another one.
+    void comparedSetChanged();
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -97,6 +104,7 @@ private:
 
     void makePanes();
     void connectEdits();
+    void makeParts();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
     void makeListActive();
@@ -129,6 +137,7 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
+    ComparePart* compare_ = nullptr; ///< one of them
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

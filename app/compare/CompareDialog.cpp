@@ -46,6 +46,7 @@ CompareDialog::CompareDialog(std::vector<CompareSource> documents, const std::st
     compare_ = buttons->addButton("&Compare", QDialogButtonBox::AcceptRole);
     compare_->setObjectName("compare_start");
     compare_->setDefault(true);
+    buttons->button(QDialogButtonBox::Cancel)->setAutoDefault(false);
     connect(buttons, &QDialogButtonBox::accepted, this, &CompareDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &CompareDialog::reject);
     auto* layout = new QVBoxLayout(this);

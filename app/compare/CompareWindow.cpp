@@ -136,6 +136,7 @@ void CompareWindow::makeBottom(QBoxLayout& column) {
     column.addLayout(waiting);
     valuesOf_->setObjectName("compare_values");
     valuesOf_->setAccessibleName("Values of");
+    valuesOf_->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     valuesOf_->addItems({"Left", "Right"});
     // A document takes values of the other side; what is to be written is rather in a file than on the phone.
     const bool rightIsTarget = isHome(1) || (!isHome(0) && sources_[1].origin == CompareSource::Origin::kPhone);
@@ -188,7 +189,9 @@ void CompareWindow::compare(bool documentsOnly) {
             job.sets[side] = side == 0 ? comparison_->left() : comparison_->right();
         }
     }
-    tell({});
+    if (!documentsOnly) {
+        tell({});
+    }
     auto made = std::make_shared<std::shared_ptr<const workbench::SetComparison>>();
     const auto work = [job = std::move(job), made](const workbench::WorkControl& control) {
         *made = loadAndCompare(job, control);
@@ -226,6 +229,7 @@ void CompareWindow::leaveDocument() {
 }
 
 void CompareWindow::documentChanged() {
+    tell({});
     if (std::ranges::any_of(sources_, [](const CompareSource& source) { return source.isHome; })) {
         changeTimer_.start();
     }

@@ -53,7 +53,8 @@ public:
     /// What the document is compared with: the side that is not the document's own, the right one where both or none
     /// are. Null before the first comparison.
     std::shared_ptr<const workbench::ItemSet> comparedSet() const;
-    /// To be called when the document's items have other values: the sides that show them are compared anew.
+    /// To be called when the document's items have other values: the sides that show them are compared anew, and the
+    /// line below the rows goes.
     void documentChanged();
     /// Shows a line below the rows.
     void tell(const QString& text);

@@ -3,6 +3,7 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/frame/ComparePart.h"
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
 #endif
@@ -120,9 +121,6 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(editor_);
     });
     connectEdits();
-    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
-    filter_ = filter.get();
-    parts_.push_back(std::move(filter));
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
@@ -133,6 +131,18 @@ void CSplitterFrame::makePanes() {
 }
 
 void CSplitterFrame::makeParts() {
+    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
+    filter_ = filter.get();
+    parts_.push_back(std::move(filter));
+    parts_.push_back(
+        std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
+    const std::string ring = (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string();
+    auto compare = std::make_unique<ComparePart>(
+        ComparePart::Document{*this, *editor_, *history_, ring,
+                              [this](WriteRequest request) { review(std::move(request)); }},
+        [this] { showCompared(); });
+    compare_ = compare.get();
+    parts_.push_back(std::move(compare));
 #ifdef CALVANE_CURVES
     const auto storeTyped = [this] {
         if (safeHands_.isOn()) {
@@ -141,8 +151,20 @@ void CSplitterFrame::makeParts() {
         editor_->store();
         return true;
     };
-    parts_.push_back(
-        std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped));
+    auto curve = std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped);
+    curve_ = curve.get();
+    parts_.push_back(std::move(curve));
+#endif
+}
+
+void CSplitterFrame::showCompared() {
+#ifdef CALVANE_CURVES
+    const auto set = compare_->comparedSet();
+    if (set == nullptr) {
+        curve_->setCompared({});
+    } else {
+        curve_->setCompared({[set](std::uint16_t number) { return set->find(number); }, set->about().label});
+    }
 #endif
 }
 
@@ -156,8 +178,6 @@ void CSplitterFrame::connectEdits() {
         emit stateChanged();
     });
     connect(editor_, &CNvParam::writeRequested, this, &CSplitterFrame::writeSelectedItem);
-    parts_.push_back(
-        std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {

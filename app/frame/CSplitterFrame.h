@@ -6,7 +6,6 @@
 #include "app/frame/CommandPart.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/ReviewSwitch.h"
-#include "workbench/ItemSet.h"
 
 #include <QMdiSubWindow>
 
@@ -66,7 +65,6 @@ public:
     void showReport();
     /// Brings the title up to date.
     void showPhone();
-
 
     void runCommand(CommandId command);
     /// Whether the command would do anything now, as far as edits decide that.

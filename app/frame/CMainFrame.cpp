@@ -113,6 +113,9 @@ void CMainFrame::makeActions() {
     actions_[CommandId::kNextWindow]->setShortcut(QKeySequence("Ctrl+F6"));
     actions_[CommandId::kPreviousWindow]->setShortcut(QKeySequence("Ctrl+Shift+F6"));
     actions_[CommandId::kCloseWindow]->setShortcut(QKeySequence("Ctrl+F4"));
+    actions_[CommandId::kFilter]->setShortcut(QKeySequence("Ctrl+F"));
+    actions_[CommandId::kFindNext]->setShortcut(QKeySequence("F3"));
+    actions_[CommandId::kFindPrevious]->setShortcut(QKeySequence("Shift+F3"));
     actions_[CommandId::kUndo]->setShortcuts({QKeySequence("Ctrl+Z"), QKeySequence("Alt+Backspace")});
     actions_[CommandId::kRedo]->setShortcuts({QKeySequence("Ctrl+Y"), QKeySequence("Ctrl+Shift+Z")});
     for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {

@@ -4,8 +4,13 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
 #include "app/frame/ComparePart.h"
+#ifdef CALVANE_CURVES
+#include "app/frame/CurvePart.h"
+#endif
 #include "app/frame/EditGuard.h"
+#include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
+#include "app/frame/TableCommands.h"
 #include "app/review/ItemReportDialog.h"
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
@@ -117,13 +122,37 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(editor_);
     });
     connectEdits();
-    makeParts();
+    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
+    filter_ = filter.get();
+    parts_.push_back(std::move(filter));
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
+    makeParts();
     list_->setFocus();
+}
+
+void CSplitterFrame::makeParts() {
+    auto compare = std::make_unique<ComparePart>(
+        ComparePart::Document{*this, *editor_, *history_,
+                              (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string(),
+                              [this](WriteRequest request) { review(std::move(request)); }},
+        [this] { emit comparedSetChanged(); });
+    compare_ = compare.get();
+    parts_.push_back(std::move(compare));
+#ifdef CALVANE_CURVES
+    const auto storeTyped = [this] {
+        if (safeHands_.isOn()) {
+            return editor_->settle();
+        }
+        editor_->store();
+        return true;
+    };
+    parts_.push_back(
+        std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped));
+#endif
 }
 
 void CSplitterFrame::connectEdits() {
@@ -136,16 +165,8 @@ void CSplitterFrame::connectEdits() {
         emit stateChanged();
     });
     connect(editor_, &CNvParam::writeRequested, this, &CSplitterFrame::writeSelectedItem);
-}
-
-void CSplitterFrame::makeParts() {
-    const std::string ring = (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string();
-    auto compare = std::make_unique<ComparePart>(
-        ComparePart::Document{*this, *editor_, *history_, ring,
-                              [this](WriteRequest request) { review(std::move(request)); }},
-        [this] { emit comparedSetChanged(); });
-    compare_ = compare.get();
-    parts_.push_back(std::move(compare));
+    parts_.push_back(
+        std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {
@@ -330,7 +351,8 @@ void CSplitterFrame::runCommand(CommandId command) {
         emit stateChanged();
         return;
     }
-    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
+    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); }) ||
+        !filter_->agreesToHidden(command)) {
         emit stateChanged();
         return;
     }

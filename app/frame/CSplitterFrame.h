@@ -16,6 +16,7 @@ class CProgressDlg;
 class ComparePart;
 class EditGuard;
 class EditHistory;
+class FilterPart;
 class QSplitter;
 class QtUserInterface;
 
@@ -103,8 +104,8 @@ private:
     enum class Pane { kList, kEditor };
 
     void makePanes();
-    void connectEdits();
     void makeParts();
+    void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
     void makeListActive();
@@ -138,6 +139,7 @@ private:
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
     ComparePart* compare_ = nullptr; ///< one of them
+    FilterPart* filter_ = nullptr; ///< one of them
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

@@ -135,7 +135,7 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
-    FilterPart* filter_ = nullptr; ///< one of them
+    FilterPart* filter_ = nullptr;   ///< one of them
     ComparePart* compare_ = nullptr; ///< likewise
     CurvePart* curve_ = nullptr;     ///< likewise; null where the program is built without curves
     Pane activePane_ = Pane::kList;

@@ -61,10 +61,12 @@ private:
     void makeAxes(const CurveSet& set, const QPalette& palette);
     /// The axis of a curve; the last one where it has none yet.
     std::size_t axisOf(const Curve& curve) const;
-    void addBand(const Curve& curve, const Line& line);
-    /// A line behind the curve through another value of its points; null where they have none.
-    QXYSeries* addBeside(const Curve& curve, const Line& line, std::optional<double> CurvePoint::*value,
-                         const QPen& pen, const QString& name);
+    /// The permitted band; false where the curve has none. An empty `name` is not in the legend.
+    bool addBand(const Curve& curve, const Line& line, const QString& name);
+    /// A line behind the curve through another value of its points; false where they have none or no other one.
+    bool addBeside(const Curve& curve, const Line& line, std::optional<double> CurvePoint::*value, const QPen& pen,
+                   const QString& name);
+    void addLine(const Curve& curve, Line& line);
     void addOutside(const CurveSet& set);
     void add(QAbstractSeries* series, std::size_t axis, const QString& name);
     void setColors(const QPalette& palette);

@@ -77,7 +77,8 @@ private:
     /// Brings the chosen point into view.
     void reveal();
     void zoomTo(const QRect& rect);
-    void showTip(CurvePlace place, const QPoint& at);
+    /// What there is to say of a point, at the place where it is shown.
+    QStringList textsOf(CurvePlace place) const;
 
     CurveChart* chart_;
     CurveSet set_;

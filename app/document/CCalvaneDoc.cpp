@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
 constexpr const char* kNoDateChanged = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file";
 constexpr const char* kNoDateListed = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file!!";
 

@@ -46,6 +46,7 @@ public:
     CCalvaneDoc& operator=(const CCalvaneDoc&) = delete;
 
     static constexpr const char* kTitle = "RF NV ITEMS ONLY";
+    static constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
 
     /// Takes the port name from the first line of a file that the user has opened. False, after a message, if the file
     /// can't be read or does not start with the name of a port.

@@ -2,7 +2,7 @@
 if(CALVANE_WINDOWS AND CALVANE_CURVES)
     set(CALVANE_WINDOW_LICENCE "GPL-3")
     set(CALVANE_WINDOW_COMMENT
-        " Its own source is under the Expat licence. As built it uses Qt Charts, which is under the GPL 3, and so the program
+        " Its own source is under the Expat (MIT) licence. As built it uses Qt Charts, which is under the GPL 3, and so the program
  is under the GPL 3. One that is built without curves (-DCALVANE_CURVES=OFF) is under the Expat licence; Qt's other
  libraries are under the LGPL 3.")
     set(CALVANE_WINDOW_TEXT

@@ -147,6 +147,12 @@ void CurveChart::add(QAbstractSeries* series, std::size_t axis, const QString& n
     }
 }
 
+void CurveChart::setMark(QAbstractSeries* series, const QColor& color) {
+    for (QLegendMarker* marker : legend()->markers(series)) {
+        marker->setBrush(color);
+    }
+}
+
 bool CurveChart::addBand(const Curve& curve, const Line& line, const QString& name) {
     const auto isOpen = [](const CurvePoint& point) { return !point.lowest && !point.highest; };
     if (std::ranges::all_of(curve.points, isOpen)) {
@@ -174,6 +180,7 @@ bool CurveChart::addBand(const Curve& curve, const Line& line, const QString& na
     band->setBrush(fill);
     band->setPen(penOf(edge, 1, Qt::DotLine));
     add(band, line.axis, name);
+    setMark(band, edge);
     return true;
 }
 
@@ -228,9 +235,7 @@ void CurveChart::addOutside(const CurveSet& set) {
         outside->setColor(Qt::transparent);
         outside->setPen(penOf(kOutside, 2));
         add(outside, lines_[i].axis, std::exchange(isNamed, true) ? QString() : QString("not permitted"));
-        for (QLegendMarker* marker : legend()->markers(outside)) {
-            marker->setBrush(kOutside);
-        }
+        setMark(outside, kOutside);
     }
 }
 
@@ -288,6 +293,11 @@ void CurveChart::setColors(const QPalette& palette) {
         }
         axes_[i].axis->setGridLineVisible(i == 0);
     }
+}
+
+void CurveChart::setCompact(bool compact) {
+    legend()->setVisible(!compact);
+    positions_->setTitleVisible(!compact);
 }
 
 void CurveChart::setView(const PlotView& view) {

@@ -27,6 +27,8 @@ public:
     CurveChart();
 
     void showSet(const CurveSet& set, const QPalette& palette);
+    /// Leaves out legend and title of the positions, where there is no room for them.
+    void setCompact(bool compact);
     /// What of the chart is to be seen.
     void setView(const PlotView& view);
     const PlotView& view() const { return view_; }
@@ -69,6 +71,8 @@ private:
     void addLine(const Curve& curve, Line& line);
     void addOutside(const CurveSet& set);
     void add(QAbstractSeries* series, std::size_t axis, const QString& name);
+    /// The colour of a series in the legend, where its own would not be seen.
+    void setMark(QAbstractSeries* series, const QColor& color);
     void setColors(const QPalette& palette);
     void fitTicks();
     QPointF placeOf(CurvePlace place) const;

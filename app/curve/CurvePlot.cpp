@@ -12,8 +12,9 @@
 
 namespace {
 
-constexpr double kReach = 10; ///< pixels around a point
-constexpr int kLeastBand = 6; ///< a smaller rubber band is a click
+constexpr double kReach = 10;    ///< pixels around a point
+constexpr int kLeastBand = 6;    ///< a smaller rubber band is a click
+constexpr int kLinesOfRoom = 11; // fewer lines of text than these are too few for a legend
 constexpr double kWheelZoom = 0.8;
 constexpr double kLeastUpward = 1e-4;
 constexpr double kLeastPositions = 3;
@@ -380,4 +381,9 @@ void CurvePlot::changeEvent(QEvent* event) {
         dropMove();
         rebuild();
     }
+}
+
+void CurvePlot::resizeEvent(QResizeEvent* event) {
+    chart_->setCompact(height() < kLinesOfRoom * fontMetrics().height());
+    QChartView::resizeEvent(event);
 }

@@ -6,6 +6,7 @@
 #include <QDialogButtonBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QVBoxLayout>
 
 namespace {
@@ -46,6 +47,6 @@ void showLicences(QWidget* owner, const std::filesystem::path& ring, std::option
     layout->addWidget(text);
     layout->addWidget(buttons);
     const int em = dialog.fontMetrics().height();
-    dialog.resize(48 * em, 36 * em);
+    dialog.resize(QSize(48 * em, 36 * em).boundedTo(owner->screen()->availableSize() * 0.9));
     dialog.exec();
 }

@@ -46,6 +46,7 @@ public:
     CCalvaneDoc& operator=(const CCalvaneDoc&) = delete;
 
     static constexpr const char* kTitle = "RF NV ITEMS ONLY";
+    /// The ring's name in the program's directory.
     static constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
 
     /// Takes the port name from the first line of a file that the user has opened. False, after a message, if the file
@@ -112,6 +113,12 @@ public:
     /// Gives the first item with the number of `value` all its values, and counts it as changed. False if there is
     /// none.
     bool putItem(const NvItem& value);
+    /// The same for the item at `position`, which must exist.
+    void putItem(std::size_t position, const NvItem& value) {
+        nvItems_.at(position) = value;
+        changedItems_.insert(position);
+        baseline_.itemsChanged();
+    }
 
     /// Replaces the item at `position`, which must exist, or appends one. Neither counts it as changed, nor updates the
     /// views.

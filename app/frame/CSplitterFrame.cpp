@@ -1,13 +1,16 @@
 #include "app/frame/CSplitterFrame.h"
 
 #include "app/dialogs/CProgressDlg.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
-#include "app/dialogs/ShellOpen.h"
+#include "app/frame/ComparePart.h"
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
 #endif
 #include "app/frame/EditGuard.h"
+#include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
+#include "app/frame/TableCommands.h"
 #include "app/review/ItemReportDialog.h"
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
@@ -23,7 +26,6 @@
 namespace {
 
 constexpr int kPaneWidth = 300;
-constexpr const char* kHelpFileName = "CALVANE.HLP";
 
 /// Makes a part of the window; a failure is shown with `message`.
 template <typename Make>
@@ -129,6 +131,18 @@ void CSplitterFrame::makePanes() {
 }
 
 void CSplitterFrame::makeParts() {
+    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
+    filter_ = filter.get();
+    parts_.push_back(std::move(filter));
+    parts_.push_back(
+        std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
+    const std::string ring = (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string();
+    auto compare = std::make_unique<ComparePart>(
+        ComparePart::Document{*this, *editor_, *history_, ring,
+                              [this](WriteRequest request) { review(std::move(request)); }},
+        [this] { showCompared(); });
+    compare_ = compare.get();
+    parts_.push_back(std::move(compare));
 #ifdef CALVANE_CURVES
     const auto storeTyped = [this] {
         if (safeHands_.isOn()) {
@@ -137,8 +151,20 @@ void CSplitterFrame::makeParts() {
         editor_->store();
         return true;
     };
-    parts_.push_back(
-        std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped));
+    auto curve = std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped);
+    curve_ = curve.get();
+    parts_.push_back(std::move(curve));
+#endif
+}
+
+void CSplitterFrame::showCompared() {
+#ifdef CALVANE_CURVES
+    const auto set = compare_->comparedSet();
+    if (set == nullptr) {
+        curve_->setCompared({});
+    } else {
+        curve_->setCompared({[set](std::uint16_t number) { return set->find(number); }, set->about().label});
+    }
 #endif
 }
 
@@ -346,7 +372,8 @@ void CSplitterFrame::runCommand(CommandId command) {
         emit stateChanged();
         return;
     }
-    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
+    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); }) ||
+        !filter_->agreesToHidden(command)) {
         emit stateChanged();
         return;
     }
@@ -412,9 +439,7 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
 }
 
 void CSplitterFrame::showHelp() {
-    std::error_code ignored; // as the result of showing the help is
-    std::filesystem::current_path(programDirectory_, ignored);
-    shellOpen(QString::fromStdString((programDirectory_ / kHelpFileName).string()), window());
+    FocusHelp::show(programDirectory_, {}, window());
 }
 
 void CSplitterFrame::closeWhenIdle() {

@@ -6,14 +6,18 @@
 #include "app/frame/CommandPart.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/ReviewSwitch.h"
+#include "workbench/ItemSet.h"
 
 #include <QMdiSubWindow>
 
 class CNvItemList;
 class CNvParam;
 class CProgressDlg;
+class ComparePart;
+class CurvePart;
 class EditGuard;
 class EditHistory;
+class FilterPart;
 class QSplitter;
 class QtUserInterface;
 
@@ -63,6 +67,7 @@ public:
     /// Brings the title up to date.
     void showPhone();
 
+
     void runCommand(CommandId command);
     /// Whether the command would do anything now, as far as edits decide that.
     bool canRun(CommandId command) const;
@@ -97,6 +102,8 @@ private:
 
     void makePanes();
     void makeParts();
+    /// Shows in the curves what the document is compared with.
+    void showCompared();
     void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
@@ -130,6 +137,9 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
+    FilterPart* filter_ = nullptr; ///< one of them
+    ComparePart* compare_ = nullptr; ///< likewise
+    CurvePart* curve_ = nullptr;     ///< likewise; null where the program is built without curves
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

@@ -124,7 +124,7 @@ constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
     command("Help Topic", CommandId::kHelpTopic),
     kLine,
-    command("Help on This &Part", CommandId::kHelpOnFocus),
+    command("Help on This &Part\tF1", CommandId::kHelpOnFocus),
     command("&Licences and Versions...", CommandId::kLicences),
 };
 constexpr std::array kEdit{

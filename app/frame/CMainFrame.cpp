@@ -6,6 +6,7 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
+#include "app/frame/Licences.h"
 #include "app/frame/MainStatusBar.h"
 #include "app/frame/ReviewSwitch.h"
 #include "app/frame/Shutdown.h"
@@ -137,10 +138,14 @@ void CMainFrame::makeKeys() {
         addAction(action);
     };
     addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
-    // Of two panes the next is also the previous one.
-    addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
+    addKeys("pane_switch", {QKeySequence("F6")}, [this] {
         if (CSplitterFrame* frame = activeFrame()) {
-            frame->switchPane();
+            frame->switchPane(1);
+        }
+    });
+    addKeys("pane_back", {QKeySequence("Shift+F6")}, [this] {
+        if (CSplitterFrame* frame = activeFrame()) {
+            frame->switchPane(-1);
         }
     });
 }
@@ -394,6 +399,9 @@ void CMainFrame::runCommand(CommandId id) {
     case CommandId::kAbout:
         showAbout(this);
         break;
+    case CommandId::kLicences:
+        showVersions();
+        break;
     case CommandId::kHelpOnFocus:
         FocusHelp::show(programDirectory_, helpPartOf(QApplication::focusWidget()), this);
         break;
@@ -432,6 +440,15 @@ void CMainFrame::runCommand(CommandId id) {
         refresh();
         break;
     }
+}
+
+void CMainFrame::showVersions() {
+    CSplitterFrame* frame = activeFrame();
+    std::optional<std::size_t> itemCount;
+    if (frame != nullptr && !frame->isBusy()) { // else the catalog is the read's
+        itemCount = frame->document().catalog().getSupportedNvItems().size();
+    }
+    showLicences(this, programDirectory_ / CCalvaneDoc::kDecoderRingFileName, itemCount);
 }
 
 void CMainFrame::restorePlaces() {

@@ -216,13 +216,27 @@ void CSplitterFrame::safeHandsChanged() {
     editor_->forgetHeld();
 }
 
-void CSplitterFrame::switchPane() {
-    if (activePane_ == Pane::kEditor) {
-        makeListActive();
-        return;
+void CSplitterFrame::switchPane(int way) {
+    std::vector<QWidget*> panes{list_, editor_};
+    for (const auto& part : parts_) {
+        if (QWidget* pane = part->pane()) {
+            panes.push_back(pane);
+        }
     }
-    editor_->focusEditing();
-    setActivePane(Pane::kEditor);
+    const QWidget* focus = QApplication::focusWidget();
+    const auto hasFocus = [focus](const QWidget* pane) { return pane == focus || pane->isAncestorOf(focus); };
+    const auto found = std::ranges::find_if(panes, hasFocus);
+    const auto now = found != panes.end() ? found - panes.begin() : activePane_ == Pane::kEditor ? 1 : 0;
+    const auto count = std::ssize(panes);
+    QWidget* next = panes[static_cast<std::size_t>((now + way + count) % count)];
+    if (next == list_) {
+        makeListActive();
+    } else if (next == editor_) {
+        editor_->focusEditing();
+        setActivePane(Pane::kEditor);
+    } else {
+        next->setFocus(Qt::ShortcutFocusReason);
+    }
 }
 
 void CSplitterFrame::setFrameActive(bool active) {

@@ -74,8 +74,8 @@ public:
 
     /// To be called when the user has chosen safe hands or the bare commands.
     void safeHandsChanged();
-    /// Makes the other pane the active one.
-    void switchPane();
+    /// Goes to the next pane (1) or to the one before (-1): the list, the editor, and those of the parts.
+    void switchPane(int way);
     /// To be called when the window becomes the one that gets the commands, and when it ceases to be.
     void setFrameActive(bool active);
 

@@ -6,7 +6,7 @@
 
 include(GNUInstallDirs)
 set(CALVANE_FOLDER lib/calvane)
-set(CALVANE_SIDE_FILES "NV Decoder.vrk" "Sample Phone.nvmem" "Tessra.toml" "CALVANE.HLP")
+set(CALVANE_SIDE_FILES "NV Decoder.vrk" "NV Decoder.units" "Sample Phone.nvmem" "Tessra.toml" "CALVANE.HLP")
 
 foreach(file IN LISTS CALVANE_SIDE_FILES)
     # Beside the programs of the build tree too. A phone memory that an earlier run wrote stays.

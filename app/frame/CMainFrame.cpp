@@ -1,6 +1,8 @@
 #include "app/frame/CMainFrame.h"
 
+#include "app/compare/CompareWindow.h"
 #include "app/dialogs/DialogTemplate.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
@@ -52,6 +54,7 @@ void showAbout(QWidget* owner) {
 CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle),
       statusBar_(new MainStatusBar(this)), shutdown_(new Shutdown(*this)) {
+    new FocusHelp(programDirectory_, this);
     setObjectName("frame_128");
     setCentralWidget(area_);
     setStatusBar(statusBar_);
@@ -224,6 +227,12 @@ void CMainFrame::listWindows(QMenu* menu) {
     while (!menu->actions().constLast()->isSeparator()) {
         delete menu->actions().constLast();
     }
+    const auto addLine = [&](const QString& text, QMdiSubWindow* window) {
+        QAction* line = menu->addAction(text);
+        line->setCheckable(true);
+        line->setChecked(window == area_->currentSubWindow());
+        connect(line, &QAction::triggered, window, [this, window] { area_->setActiveSubWindow(window); });
+    };
     int number = 0;
     for (QMdiSubWindow* window : area_->subWindowList(QMdiArea::CreationOrder)) {
         auto* frame = qobject_cast<CSplitterFrame*>(window);
@@ -236,11 +245,12 @@ void CMainFrame::listWindows(QMenu* menu) {
         if (!document.fileName().empty()) {
             parts << QFileInfo(QString::fromStdString(document.fileName())).fileName();
         }
-        QAction* line = menu->addAction(
-            QString(number < 10 ? "&%1 %2" : "%1 %2").arg(number).arg(parts.join(" - ").replace('&', "&&")));
-        line->setCheckable(true);
-        line->setChecked(frame == activeFrame());
-        connect(line, &QAction::triggered, frame, [this, frame] { area_->setActiveSubWindow(frame); });
+        addLine(QString(number < 10 ? "&%1 %2" : "%1 %2").arg(number).arg(parts.join(" - ").replace('&', "&&")), frame);
+    }
+    for (QMdiSubWindow* window : area_->subWindowList(QMdiArea::CreationOrder)) {
+        if (const auto* compare = qobject_cast<CompareWindow*>(window); compare != nullptr && !compare->isClosing()) {
+            addLine(window->windowTitle().replace('&', "&&"), window);
+        }
     }
 }
 
@@ -285,7 +295,11 @@ CSplitterFrame* CMainFrame::addDocument() {
 
 CSplitterFrame* CMainFrame::activeFrame() const {
     // A window that was closed while it read is hidden until its read has ended, and takes no more commands.
-    auto* frame = qobject_cast<CSplitterFrame*>(area_->currentSubWindow());
+    QMdiSubWindow* current = area_->currentSubWindow();
+    if (const auto* beside = qobject_cast<CompareWindow*>(current)) {
+        current = beside->documentWindow();
+    }
+    auto* frame = qobject_cast<CSplitterFrame*>(current);
     return frame != nullptr && frame->isClosing() ? nullptr : frame;
 }
 
@@ -331,12 +345,16 @@ bool CMainFrame::event(QEvent* event) {
 
 void CMainFrame::refresh() {
     CSplitterFrame* frame = activeFrame();
-    if ((frame != nullptr) != documentMenus_) {
-        showMenus(frame != nullptr);
+    // A compare window outlives its document; the Window menu leads away from it.
+    const bool hasWindow = frame != nullptr || qobject_cast<CompareWindow*>(area_->currentSubWindow()) != nullptr;
+    if (hasWindow != documentMenus_) {
+        showMenus(hasWindow);
     }
     for (const CommandInfo& info : commandTable()) {
+        const bool isForWindows = info.id == CommandId::kNextWindow || info.id == CommandId::kPreviousWindow ||
+                                  info.id == CommandId::kCloseWindow;
         const bool available =
-            !info.needsDocument ||
+            !info.needsDocument || (isForWindows && hasWindow) ||
             (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
         if (info.isToggle) {
@@ -376,6 +394,9 @@ void CMainFrame::runCommand(CommandId id) {
     case CommandId::kAbout:
         showAbout(this);
         break;
+    case CommandId::kHelpOnFocus:
+        FocusHelp::show(programDirectory_, helpPartOf(QApplication::focusWidget()), this);
+        break;
     case CommandId::kExit:
         close();
         break;
@@ -386,7 +407,9 @@ void CMainFrame::runCommand(CommandId id) {
         area_->activatePreviousSubWindow();
         break;
     case CommandId::kCloseWindow:
-        if (CSplitterFrame* frame = activeFrame()) {
+        if (auto* compare = qobject_cast<CompareWindow*>(area_->currentSubWindow())) {
+            compare->close();
+        } else if (CSplitterFrame* frame = activeFrame()) {
             frame->close();
         }
         break;

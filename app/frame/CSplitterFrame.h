@@ -6,12 +6,15 @@
 #include "app/frame/CommandPart.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/ReviewSwitch.h"
+#include "workbench/ItemSet.h"
 
 #include <QMdiSubWindow>
 
 class CNvItemList;
 class CNvParam;
 class CProgressDlg;
+class ComparePart;
+class CurvePart;
 class EditGuard;
 class EditHistory;
 class FilterPart;
@@ -64,6 +67,7 @@ public:
     /// Brings the title up to date.
     void showPhone();
 
+
     void runCommand(CommandId command);
     /// Whether the command would do anything now, as far as edits decide that.
     bool canRun(CommandId command) const;
@@ -97,6 +101,9 @@ private:
     enum class Pane { kList, kEditor };
 
     void makePanes();
+    void makeParts();
+    /// Shows in the curves what the document is compared with.
+    void showCompared();
     void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
@@ -131,6 +138,8 @@ private:
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
     FilterPart* filter_ = nullptr; ///< one of them
+    ComparePart* compare_ = nullptr; ///< likewise
+    CurvePart* curve_ = nullptr;     ///< likewise; null where the program is built without curves
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

@@ -2,6 +2,7 @@
 
 #include "app/document/SubFieldText.h"
 #include "app/views/MatchColours.h"
+#include "app/views/UnitLabel.h"
 
 #include <QLabel>
 #include <algorithm>
@@ -98,6 +99,15 @@ void EditorRow::showChange(const workbench::SubFieldRow& row, const QString& sou
                                             : "Was " + QString::fromStdString(row.right) + " (" + source + ")";
     changeText_ = changed_ ? known : QString();
     showMarks();
+}
+
+void EditorRow::showUnit(const workbench::FieldUnit* unit) {
+    if (unit_ == nullptr && unit != nullptr) {
+        unit_ = new UnitLabel(*edit_);
+    }
+    if (unit_ != nullptr) {
+        unit_->showUnit(unit, type_);
+    }
 }
 
 void EditorRow::showMatch(bool matches) {

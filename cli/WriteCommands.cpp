@@ -13,6 +13,7 @@
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PortReason.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <iostream>
 #include <system_error>
@@ -32,6 +33,28 @@ std::string readFile(const std::string& path) {
                                (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
     }
     return text;
+}
+
+/// Leaves the items that the arguments name, where they name some. One that is named and not there is refused: it would
+/// stay unwritten unseen.
+void keepNamed(std::vector<workbench::WantedItem>& wanted, const Arguments& arguments) {
+    if (!arguments.itemNumbers) {
+        return;
+    }
+    std::vector<std::uint16_t> found;
+    for (const auto& item : wanted) {
+        found.push_back(item.item.getId());
+    }
+    const std::string& path = arguments.moxPath.empty() ? arguments.inputPath : arguments.moxPath;
+    if (const auto missing = missingNumbers(arguments.singleNumbers, found); !missing.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "'" + path + "' lacks " + joined(missing) + ". Nothing was written.");
+    }
+    std::erase_if(wanted, [&](const workbench::WantedItem& item) {
+        return !std::ranges::binary_search(*arguments.itemNumbers, item.item.getId());
+    });
+    if (wanted.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "'" + path + "' has none of these items. Nothing was written.");
+    }
 }
 
 /// Runs `step`, and ends the program with the values that it refuses.
@@ -227,5 +250,6 @@ ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
             wanted.push_back({std::move(item), true, true});
         }
     }
+    keepNamed(wanted, arguments);
     return PhoneWrite(catalog, arguments).run(std::move(wanted));
 }

@@ -356,8 +356,7 @@ void CSplitterFrame::showPhone() {
 }
 
 CommandPart* CSplitterFrame::partOf(CommandId command) const {
-    const auto found =
-        std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
+    const auto found = std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
     return found == parts_.end() ? nullptr : found->get();
 }
 

@@ -1,6 +1,6 @@
 #include "app/dialogs/ItemLinesModel.h"
 
-#include "app/document/ItemSearch.h"
+#include "app/dialogs/ShownText.h"
 
 void ItemLinesModel::setItems(const std::vector<NvItem>* items) {
     beginResetModel();
@@ -19,5 +19,6 @@ QVariant ItemLinesModel::data(const QModelIndex& index, int role) const {
     if (items_ == nullptr || role != Qt::DisplayRole || !index.isValid() || row >= items_->size()) {
         return {};
     }
-    return QString::fromStdString(itemLine((*items_)[row]));
+    const NvItem& item = (*items_)[row];
+    return QString::number(item.getId()) + '\t' + shownText(item.getName());
 }

@@ -2,6 +2,7 @@
 
 #include "app/document/CCalvaneDoc.h"
 #include "app/document/LoadedDate.h"
+#include "workbench/NumberTexts.h"
 
 #include <algorithm>
 #include <ctime>
@@ -48,6 +49,15 @@ std::optional<NvItem> stampedDate(CCalvaneDoc& document, UserInterface& userInte
     }
 }
 
+void noteRepeated(WriteRequest& request, const CCalvaneDoc& document) {
+    const auto repeated = repeatedNumbers(document);
+    for (const workbench::WantedItem& one : request.wanted) {
+        if (repeated.contains(one.item.getId())) {
+            request.repeated.insert(one.item.getId());
+        }
+    }
+}
+
 /// Puts the date in its place among the wanted items, or behind them.
 void addDate(WriteRequest& request, std::optional<NvItem> date) {
     if (!date) {
@@ -79,6 +89,12 @@ void WriteRequest::take(CCalvaneDoc& document, const workbench::WritePlan& plan)
     }
 }
 
+std::set<std::uint16_t> repeatedNumbers(const CCalvaneDoc& document) {
+    std::vector<std::uint16_t> numbers(document.nvItems().size());
+    std::ranges::transform(document.nvItems(), numbers.begin(), [](const NvItem& item) { return item.getId(); });
+    return workbench::repeatedNumbers(numbers);
+}
+
 WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterface) {
     WriteRequest request{.kind = WriteRequest::Kind::kChanged};
     for (const std::size_t position : document.changedItems()) {
@@ -87,6 +103,7 @@ WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterfa
     if (!request.wanted.empty()) {
         addDate(request, stampedDate(document, userInterface, kNoDateChanged));
     }
+    noteRepeated(request, document);
     return request;
 }
 
@@ -98,6 +115,7 @@ WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterfac
     if (!request.wanted.empty()) {
         addDate(request, stampedDate(document, userInterface, kNoDateListed));
     }
+    noteRepeated(request, document);
     return request;
 }
 
@@ -105,5 +123,6 @@ WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, 
     WriteRequest request{.kind = WriteRequest::Kind::kOne};
     request.wanted.push_back(wantedAt(document, position));
     addDate(request, stampedDate(document, userInterface, kNoDateListed));
+    noteRepeated(request, document);
     return request;
 }

@@ -3,12 +3,14 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/review/ItemReportDialog.h"
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
+#include "workbench/NumberTexts.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -272,7 +274,11 @@ void CSplitterFrame::review(WriteRequest request) {
 }
 
 QString CSplitterFrame::reportText() const {
-    return busy_ ? QString("Reading...") : QString::fromStdString(desk_->report().line);
+    return busy_ ? QString("Reading...") : shownText(desk_->report().line);
+}
+
+QString CSplitterFrame::phoneText() const {
+    return shownText(desk_->paneText());
 }
 
 void CSplitterFrame::showReport() {
@@ -291,15 +297,14 @@ void CSplitterFrame::showReport() {
 }
 
 void CSplitterFrame::showPhone() {
-    const QString title = QString::fromStdString(desk_->title());
+    const QString title = shownText(desk_->title());
     if (title != windowTitle()) {
         setWindowTitle(title);
     }
 }
 
 CommandPart* CSplitterFrame::partOf(CommandId command) const {
-    const auto found =
-        std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
+    const auto found = std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
     return found == parts_.end() ? nullptr : found->get();
 }
 
@@ -353,8 +358,8 @@ void CSplitterFrame::writeSelectedItem() {
         return;
     }
     if (!item->isWritable()) {
-        showMessageBox(window(), QString::fromStdString(item->getName()) + " is read-only: it can't be written.",
-                       "Write NV", MessageIcon::kExclamation);
+        showMessageBox(window(), shownText(item->getName()) + " is read-only: it can't be written.", "Write NV",
+                       MessageIcon::kExclamation);
         return;
     }
     review(requestForOne(*document_, *userInterface_, static_cast<std::size_t>(document_->selectedIndex())));
@@ -373,9 +378,23 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
         if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
-        if (!safeHands_.isOn() || !runSafely(command, known.run)) {
+        if (!safeHands_.isOn()) {
             known.run(*document_);
+        } else if (!runSafely(command, known.run)) {
+            const auto before = document_->baseline().lastSource();
+            known.run(*document_);
+            if (command == CommandId::kReadFromMox && document_->baseline().lastSource() != before) {
+                tellRepeated();
+            }
         }
+    }
+}
+
+void CSplitterFrame::tellRepeated() {
+    if (const auto repeated = repeatedNumbers(*document_); !repeated.empty()) {
+        const std::string text = workbench::repeatedText(document_->fileName(), repeated);
+        userInterface_->showMessage(text + "\nNobody can say which value is meant, so that none is written to a phone.",
+                                    "Read From MOX", MessageIcon::kExclamation);
     }
 }
 

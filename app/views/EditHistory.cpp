@@ -1,5 +1,7 @@
 #include "app/views/EditHistory.h"
 
+#include "app/dialogs/ShownText.h"
+
 #include <algorithm>
 
 namespace {
@@ -9,7 +11,7 @@ bool hasBytesOf(const NvItem& left, const NvItem& right) {
 }
 
 QString nameOf(const NvItem& item) {
-    return QString::fromStdString(item.getName());
+    return shownText(item.getName());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "app/dialogs/DialogTemplate.h"
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/Licences.h"
@@ -15,13 +16,13 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFile>
-#include <QFileInfo>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QScreen>
 #include <QSettings>
 #include <QToolBar>
+#include <filesystem>
 #include <utility>
 
 namespace {
@@ -219,7 +220,7 @@ void CMainFrame::fillRecentFiles(QMenu* menu) {
     }
     for (qsizetype i = 0; i < recentFiles_.size(); ++i) {
         const QString path = recentFiles_[i];
-        QString shown = path;
+        QString shown = shownText(path.toStdString());
         QAction* file = menu->addAction(QString("&%1 %2").arg(i + 1).arg(shown.replace('&', "&&")));
         const int id = static_cast<int>(CommandId::kRecentFiles) + static_cast<int>(i);
         file->setObjectName("cmd_" + QString::number(id));
@@ -246,9 +247,9 @@ void CMainFrame::listWindows(QMenu* menu) {
         }
         ++number;
         const CCalvaneDoc& document = frame->document();
-        QStringList parts{frame->windowTitle(), QString::fromStdString(document.comPort())};
+        QStringList parts{frame->windowTitle(), shownText(document.comPort())};
         if (!document.fileName().empty()) {
-            parts << QFileInfo(QString::fromStdString(document.fileName())).fileName();
+            parts << shownText(std::filesystem::path(document.fileName()).filename().string());
         }
         addLine(QString(number < 10 ? "&%1 %2" : "%1 %2").arg(number).arg(parts.join(" - ").replace('&', "&&")), frame);
     }

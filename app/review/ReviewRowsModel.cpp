@@ -47,9 +47,8 @@ QString withUnit(const std::string& value, const workbench::FieldUnit* unit) {
     bool isNumber = false;
     const QString text = QString::fromStdString(value);
     const double raw = text.toDouble(&isNumber);
-    return unit == nullptr || !isNumber
-               ? text
-               : QString("%1 (%2)").arg(text, QString::fromStdString(workbench::judgedText(*unit, raw)));
+    return unit == nullptr || !isNumber ? text
+                                        : QString("%1 (%2)").arg(text, shownText(workbench::judgedText(*unit, raw)));
 }
 
 QString oldValues(const PlanRow& row) {

@@ -71,6 +71,7 @@ void EditorRow::setVisible(bool visible) {
         changed_ = false;
         changeText_.clear();
         held_ = false;
+        showSelected(false);
     }
     showMarks();
 }
@@ -120,11 +121,24 @@ void EditorRow::showMatch(bool matches) {
         colours.setColor(QPalette::Window, matchGround(palette_.color(QPalette::Active, QPalette::Window)));
     }
     label_->setPalette(colours);
-    label_->setAutoFillBackground(matches);
-    label_->setAccessibleDescription(matches ? "fits the filter" : "");
+    showGround();
     QFont font = label_->font();
     font.setUnderline(matches);
     label_->setFont(font);
+}
+
+void EditorRow::showSelected(bool selected) {
+    if (std::exchange(selected_, selected) != selected) {
+        label_->setBackgroundRole(selected ? QPalette::Highlight : QPalette::NoRole);
+        label_->setForegroundRole(selected ? QPalette::HighlightedText : QPalette::NoRole);
+        showGround();
+    }
+}
+
+void EditorRow::showGround() {
+    label_->setAutoFillBackground(matches_ || selected_);
+    const QString match = matches_ ? "fits the filter" : "";
+    label_->setAccessibleDescription(selected_ ? (matches_ ? "selected, " : "selected") + match : match);
 }
 
 bool EditorRow::isTyped() const {

@@ -39,6 +39,8 @@ public:
     void showUnit(const workbench::FieldUnit* unit);
     /// Shows whether the sub-field is one that was looked for.
     void showMatch(bool matches);
+    /// Whether the row is one of those that are worked on together.
+    void showSelected(bool selected);
 
     /// Whether something was typed that is not stored.
     bool isTyped() const;
@@ -59,6 +61,8 @@ public:
 private:
     void showMarks();
     void showPalette();
+    /// The label's ground says that the row is selected, or else that it matches.
+    void showGround();
 
     SubFieldEdit* edit_;
     QLabel* label_;
@@ -72,5 +76,6 @@ private:
     bool changed_ = false;
     bool held_ = false;
     bool matches_ = false;
+    bool selected_ = false;
     bool paletteOfHeld_ = false; ///< whether the box has the colours of a held value
 };

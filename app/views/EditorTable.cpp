@@ -71,16 +71,9 @@ void EditorTable::clearSelection() {
 
 void EditorTable::showSelection() {
     const auto span = selection();
-    const auto rows = editor_.shownRows();
+    auto rows = editor_.shownRows();
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        const bool selected = span && i >= span->first && i < span->first + span->count;
-        QLabel& label = rows[i].label();
-        if (selected != label.autoFillBackground()) {
-            label.setAutoFillBackground(selected);
-            label.setBackgroundRole(selected ? QPalette::Highlight : QPalette::NoRole);
-            label.setForegroundRole(selected ? QPalette::HighlightedText : QPalette::NoRole);
-            label.setAccessibleDescription(selected ? "selected" : "");
-        }
+        rows[i].showSelected(span && i >= span->first && i < span->first + span->count);
     }
     emit selectionChanged();
 }

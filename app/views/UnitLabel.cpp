@@ -1,5 +1,7 @@
 #include "app/views/UnitLabel.h"
 
+#include "app/dialogs/ShownText.h"
+
 #include <QEvent>
 #include <algorithm>
 
@@ -62,12 +64,12 @@ void UnitLabel::refresh() {
     permitted_ = true;
     if (isNumber && edit_.isNumber()) {
         permitted_ = unit_->permits(unit_->physical(raw));
-        const QString text = QString::fromStdString(workbench::judgedText(*unit_, raw));
+        const QString text = shownText(workbench::judgedText(*unit_, raw));
         texts_ = {text, withoutZeros(text), QString(QChar(0x2026))};
     }
     const QString whole = texts_.value(0);
-    const QString band = QString::fromStdString(workbench::bandText(*unit_));
-    setToolTip((band.isEmpty() ? whole : whole + "\nPermitted: " + band).toHtmlEscaped());
+    const QString band = shownText(workbench::bandText(*unit_));
+    setToolTip(plainToolTip(band.isEmpty() ? whole : whole + "\nPermitted: " + band));
     setAccessibleName(whole);
     showColor();
     place();

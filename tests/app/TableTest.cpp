@@ -81,10 +81,7 @@ TEST_P(Table, IsChangedAsOneEditOrNotAtAll) {
     if (GetParam()) { // each operation was a step
         paste(1, "1 2 3 4");
         select(1, 2);
-        whenAsked([this](QWidget* dialog) {
-            QTest::keyClicks(dialog->focusWidget(), "1.5");
-            QTest::keyClick(dialog, Qt::Key_Return);
-        });
+        fillIn("1.5");
         frame().runCommand(CommandId::kAddOrMultiply);
         EXPECT_EQ(stored(), "9,3,4,3,4,5");
         frame().runCommand(CommandId::kUndo);

@@ -53,6 +53,7 @@ public:
     bool isBusy() const { return desk_.isRunning(); }
     const PhoneProgress& progress() const { return progress_; }
     const workbench::WritePlan& plan() const { return plan_; }
+    const workbench::Units& units() const { return document_.units(); }
     const workbench::WriteReport& report() const { return report_; }
     /// What went wrong with the whole of it, or what the phone has said to the code; empty: nothing to tell.
     const std::string& message() const { return message_; }

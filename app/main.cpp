@@ -50,13 +50,17 @@ int main(int argc, char** argv) {
     parser.setApplicationDescription("Reads, shows and writes the calibration items of a phone.");
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument("file", "A file whose first line names the port of the phone.", "[file]");
+    parser.addPositionalArgument("file", "A file whose first line names the port of the phone, or a calibration file.",
+                                 "[file]");
+    const QCommandLineOption calibrationFile("calibration-file", "Reads this calibration file.", "FILE");
+    parser.addOption(calibrationFile);
     parser.process(app);
 
     try {
         const std::filesystem::path programDirectory = kernel::programDirectory();
         const auto service = startService(programDirectory);
-        const bool started = app.initInstance(programDirectory, parser.positionalArguments().value(0));
+        const bool started =
+            app.initInstance(programDirectory, parser.positionalArguments().value(0), parser.value(calibrationFile));
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
         app.end(); // while the service that its sessions use is still there
         return status;

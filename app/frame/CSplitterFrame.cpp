@@ -3,6 +3,7 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShellOpen.h"
+#include "app/frame/DocumentPropertiesPart.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/review/ItemReportDialog.h"
@@ -116,6 +117,7 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(editor_);
     });
     connectEdits();
+    parts_.push_back(std::make_unique<DocumentPropertiesPart>(*this, *document_));
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
@@ -298,8 +300,7 @@ void CSplitterFrame::showPhone() {
 }
 
 CommandPart* CSplitterFrame::partOf(CommandId command) const {
-    const auto found =
-        std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
+    const auto found = std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
     return found == parts_.end() ? nullptr : found->get();
 }
 
@@ -332,6 +333,14 @@ void CSplitterFrame::runCommand(CommandId command) {
     // While a command waits the panes stay as they are, even if a screen reader moves the focus.
     focusMoved(QApplication::focusWidget());
     emit stateChanged();
+}
+
+bool CSplitterFrame::readCalibrationFile(const QString& path) {
+    const bool isRead = guard_->mayRun(CommandId::kReadFromMox, [this, path] { readCalibrationFile(path); }) &&
+                        document_->readMoxFile(path.toStdString());
+    focusMoved(QApplication::focusWidget());
+    emit stateChanged();
+    return isRead;
 }
 
 bool CSplitterFrame::canRun(CommandId command) const {

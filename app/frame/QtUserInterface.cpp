@@ -6,6 +6,7 @@
 #include "app/dialogs/FileDialog.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/MainStatusBar.h"
+#include "app/frame/RecentFiles.h"
 #include "platform/kernel/Thread.h"
 
 #include <QApplication>
@@ -107,8 +108,13 @@ void QtUserInterface::fileWritten(const std::string& path) {
     rememberFolderOf(path);
 }
 
-std::optional<FileProperties> QtUserInterface::askFileProperties() {
+void QtUserInterface::calibrationFileUsed(const std::string& path) {
+    recentCalibrationFiles().add(QString::fromStdString(path));
+}
+
+std::optional<FileProperties> QtUserInterface::askFileProperties(const OfferedProperties& offered) {
     CFilePropertiesDlg dialog(owner());
+    dialog.setOffered(offered);
     if (dialog.exec() != QDialog::Accepted) {
         return std::nullopt;
     }

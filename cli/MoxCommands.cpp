@@ -2,9 +2,9 @@
 
 #include "calfile/MoxFile.h"
 #include "cli/CommandText.h"
-#include "cli/ItemJson.h"
 #include "cli/ItemListing.h"
 #include "cli/Verbs.h"
+#include "workbench/ItemJson.h"
 #include "workbench/MessageText.h"
 
 #include <algorithm>
@@ -218,7 +218,7 @@ ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
     });
     const auto items = describedItems(records, ring);
     if (!arguments.jsonPath.empty()) {
-        writeOutput(arguments.jsonPath, itemsToJson(items));
+        writeOutput(arguments.jsonPath, workbench::itemsToJson(items));
     }
     if (arguments.hex) {
         for (const MoxFile::NvRecord& record : records) {

@@ -1,6 +1,5 @@
 #include "cli/CommandText.h"
 #include "cli/Interruption.h"
-#include "cli/ItemJson.h"
 #include "cli/ItemListing.h"
 #include "cli/MoxCommands.h"
 #include "cli/PhoneAccount.h"
@@ -8,6 +7,7 @@
 #include "cli/Verbs.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
+#include "workbench/ItemJson.h"
 #include "workbench/PhoneReader.h"
 #include "workbench/PortReason.h"
 
@@ -97,7 +97,7 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
             written += " '" + arguments.textPath + "'";
         }
         if (!arguments.jsonPath.empty()) {
-            writeOutput(arguments.jsonPath, itemsToJson(items));
+            writeOutput(arguments.jsonPath, workbench::itemsToJson(items));
             written += " '" + arguments.jsonPath + "'";
         }
         if (!arguments.moxPath.empty()) {

@@ -16,7 +16,7 @@ public:
 
     workbench::WorkControl control();
 
-    /// "Stopped at 1005 NV_BOARD_IDENTITY_I, item 6 of 222."; nothing before the first item.
+    /// "Stopped at 1005 NV_BOARD_IDENTITY_I, item 6 of 227."; nothing before the first item.
     std::string stoppedAt() const;
 
 private:

@@ -1,8 +1,6 @@
 #include "cli/AccessCode.h"
 #include "cli/CommandText.h"
-#include "cli/FieldValues.h"
 #include "cli/Interruption.h"
-#include "cli/ItemJson.h"
 #include "cli/MoxCommands.h"
 #include "cli/PhoneAccount.h"
 #include "cli/PhoneProgress.h"
@@ -10,9 +8,12 @@
 #include "phonelink/TessraServer.h"
 #include "platform/com/Status.h"
 #include "platform/kernel/RegularFile.h"
+#include "workbench/FieldValues.h"
+#include "workbench/ItemJson.h"
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PortReason.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <iostream>
 #include <system_error>
@@ -32,6 +33,40 @@ std::string readFile(const std::string& path) {
                                (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
     }
     return text;
+}
+
+/// Leaves the items that the arguments name, where they name some. One that is named and not there is refused: it would
+/// stay unwritten unseen.
+void keepNamed(std::vector<workbench::WantedItem>& wanted, const Arguments& arguments) {
+    if (!arguments.itemNumbers) {
+        return;
+    }
+    std::vector<std::uint16_t> found;
+    for (const auto& item : wanted) {
+        found.push_back(item.item.getId());
+    }
+    const std::string& path = arguments.moxPath.empty() ? arguments.inputPath : arguments.moxPath;
+    if (const auto missing = missingNumbers(arguments.singleNumbers, found); !missing.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "'" + path + "' lacks " + joined(missing) + ". Nothing was written.");
+    }
+    std::erase_if(wanted, [&](const workbench::WantedItem& item) {
+        return !std::ranges::binary_search(*arguments.itemNumbers, item.item.getId());
+    });
+    if (wanted.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "'" + path + "' has none of these items. Nothing was written.");
+    }
+}
+
+/// Runs `step`, and ends the program with the values that it refuses.
+template <class Step>
+auto takingValues(Step step) {
+    try {
+        return step();
+    } catch (const workbench::ValuesRefused& refusal) {
+        const bool isText = refusal.kind() == workbench::ValuesRefused::Kind::kText;
+        throw BatchFailure(isText ? ExitStatus::kFile : ExitStatus::kValues,
+                           std::string(refusal.what()) + (refusal.wouldWrap() ? " If it is meant, say --wrap." : ""));
+    }
 }
 
 std::vector<std::uint16_t> writableNumbers(const std::vector<workbench::WantedItem>& wanted) {
@@ -186,7 +221,7 @@ ExitStatus setItem(Calvane& catalog, const Arguments& arguments) {
     workbench::WantedItem wanted;
     failingWith(ExitStatus::kValues, [&] {
         wanted.item = catalog.getSupportedNvItem(arguments.itemNumber);
-        setTypedValues(wanted.item, arguments.values, arguments.wrap);
+        takingValues([&] { workbench::setTypedValues(wanted.item, arguments.values, arguments.wrap); });
     });
     const std::string what = std::to_string(wanted.item.getId()) + " " + wanted.item.getName();
     if (!wanted.item.isWritable()) {
@@ -207,11 +242,14 @@ ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
     // All of the file is checked before the first item is written.
     std::vector<workbench::WantedItem> wanted;
     if (arguments.moxPath.empty()) {
-        wanted = itemsFromJson(readFile(arguments.inputPath), arguments.inputPath, catalog, arguments.wrap);
+        const std::string& path = arguments.inputPath;
+        const std::string text = readFile(path);
+        wanted = takingValues([&] { return workbench::itemsFromJson(text, path, catalog, arguments.wrap); });
     } else {
         for (NvItem& item : itemsOfMox(catalog, arguments.moxPath)) {
             wanted.push_back({std::move(item), true, true});
         }
     }
+    keepNamed(wanted, arguments);
     return PhoneWrite(catalog, arguments).run(std::move(wanted));
 }

@@ -6,7 +6,7 @@
 
 include(GNUInstallDirs)
 set(CALVANE_FOLDER lib/calvane)
-set(CALVANE_SIDE_FILES "NV Decoder.vrk" "Sample Phone.nvmem" "Tessra.toml" "CALVANE.HLP")
+set(CALVANE_SIDE_FILES "NV Decoder.vrk" "NV Decoder.units" "Sample Phone.nvmem" "Tessra.toml" "CALVANE.HLP")
 
 foreach(file IN LISTS CALVANE_SIDE_FILES)
     # Beside the programs of the build tree too. A phone memory that an earlier run wrote stays.
@@ -27,7 +27,7 @@ foreach(size 16 32 48 64 128 256)
     install(FILES ${CMAKE_SOURCE_DIR}/app/resources/images/icon-${size}.png
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/${size}x${size}/apps RENAME calvane.png)
 endforeach()
-install(FILES ${CMAKE_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/calvane RENAME copyright)
+install(FILES ${CALVANE_COPYRIGHT_FILE} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/calvane)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME calvane)

@@ -202,6 +202,10 @@ bool NvItem::hasLayoutOf(const NvItem& other) const {
     return layout_ == other.layout_ || std::ranges::equal(layout().fields, other.layout().fields, isSameField);
 }
 
+bool NvItem::hasValues() const {
+    return !layout().fields.empty() && (valuesFromData_ || !typedTexts_.empty());
+}
+
 std::size_t NvItem::describedBytes() const {
     return layout().dataBytes;
 }

@@ -111,6 +111,9 @@ public:
     /// Whether both have layouts of one such number, without working it out.
     virtual bool hasLayoutOf(const NvItem& other) const;
 
+    /// Whether the sub-fields have values: those of a new item have none before data was set.
+    virtual bool hasValues() const;
+
     /// How many of the data bytes, from byte 0 on, belong to sub-fields.
     virtual std::size_t describedBytes() const;
 

@@ -1,8 +1,8 @@
 // The input is the JSON of a few items. What is taken, and exported when a phone has handed it back, has the same bytes
 // when it is taken again.
-#include "cli/ExitStatus.h"
-#include "cli/ItemJson.h"
 #include "fuzz/FuzzInput.h"
+#include "workbench/FieldValues.h"
+#include "workbench/ItemJson.h"
 
 #include <algorithm>
 
@@ -24,15 +24,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text(textOf(data, size));
     std::vector<NvItem> items;
     try {
-        for (auto& wanted : itemsFromJson(text, "in", catalogOfTwo(), true)) {
+        for (auto& wanted : workbench::itemsFromJson(text, "in", catalogOfTwo(), true)) {
             NvItem& item = items.emplace_back(std::move(wanted.item));
             item.setRawData(NvItem(item).rawData()); // its texts are as typed until then, -1 for a QWORD too
         }
-    } catch (const BatchFailure& refusal) {
+    } catch (const workbench::ValuesRefused& refusal) {
         require(std::string_view(refusal.what()).starts_with("in: "));
         return 0;
     }
-    const auto again = itemsFromJson(itemsToJson(items), "again", catalogOfTwo(), false);
+    const auto again = workbench::itemsFromJson(workbench::itemsToJson(items), "again", catalogOfTwo(), false);
     require(std::ranges::equal(items, again, [](const NvItem& left, const workbench::WantedItem& right) {
         return left.getId() == right.item.getId() && std::ranges::equal(left.rawData(), right.item.rawData());
     }));

@@ -6,7 +6,7 @@
 namespace workbench {
 
 bool hasValues(const NvItem& item) {
-    return std::ranges::any_of(item.getSubItems(), [](const SubItem& field) { return !field.value.empty(); });
+    return item.hasValues();
 }
 
 void Baseline::set(const NvItem& item, std::shared_ptr<const Source> source) {

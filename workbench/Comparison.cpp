@@ -30,11 +30,19 @@ std::vector<Numbered> byNumber(std::span<const NvItem> items) {
     return numbered;
 }
 
-RowState stateOf(const NvItem& left, const NvItem& right) {
+RowState stateOf(const NvItem& left, const NvItem& right, ComparedBytes bytes) {
     if (!left.hasLayoutOf(right)) {
         return RowState::kOtherLayout;
     }
-    return std::ranges::equal(left.rawData(), right.rawData()) ? RowState::kEqual : RowState::kDiffers;
+    const std::size_t described = bytes == ComparedBytes::kDescribed ? left.describedBytes() : 0;
+    const std::size_t compared = described > 0 ? described : items::kItemDataBytes;
+    return std::ranges::equal(left.rawData().first(compared), right.rawData().first(compared)) ? RowState::kEqual
+                                                                                               : RowState::kDiffers;
+}
+
+/// Whether the bytes behind the sub-fields take part.
+bool isRestCompared(const NvItem* left, const NvItem* right, ComparedBytes bytes) {
+    return bytes == ComparedBytes::kAll || (left != nullptr ? left : right)->getSubItemCount() == 0;
 }
 
 /// One side of the comparison of an item's sub-fields, from the first to the last of them.
@@ -127,7 +135,7 @@ std::optional<SubFieldRow> restRow(const Side* left, const Side* right) {
 
 } // namespace
 
-std::vector<ItemRow> compareItems(std::span<const NvItem> left, std::span<const NvItem> right) {
+std::vector<ItemRow> compareItems(std::span<const NvItem> left, std::span<const NvItem> right, ComparedBytes bytes) {
     const std::vector<Numbered> lefts = byNumber(left);
     const std::vector<Numbered> rights = byNumber(right);
     std::vector<ItemRow> rows;
@@ -142,7 +150,8 @@ std::vector<ItemRow> compareItems(std::span<const NvItem> left, std::span<const 
             rows.push_back({rightAt->number, RowState::kOnlyRight, nullptr, rightAt->item});
             ++rightAt;
         } else {
-            rows.push_back({leftAt->number, stateOf(*leftAt->item, *rightAt->item), leftAt->item, rightAt->item});
+            rows.push_back(
+                {leftAt->number, stateOf(*leftAt->item, *rightAt->item, bytes), leftAt->item, rightAt->item});
             ++leftAt;
             ++rightAt;
         }
@@ -150,12 +159,15 @@ std::vector<ItemRow> compareItems(std::span<const NvItem> left, std::span<const 
     return rows;
 }
 
-std::vector<SubFieldRow> compareSubFields(const NvItem* left, const NvItem* right) {
+std::vector<SubFieldRow> compareSubFields(const NvItem* left, const NvItem* right, ComparedBytes bytes) {
     Side leftSide(left);
     Side rightSide(right);
     std::vector<SubFieldRow> rows;
     for (std::size_t i = 0; i < std::max(leftSide.count(), rightSide.count()); ++i) {
         rows.push_back(rowOf(leftSide, rightSide, i));
+    }
+    if (!isRestCompared(left, right, bytes)) {
+        return rows;
     }
     if (auto rest = restRow(left != nullptr ? &leftSide : nullptr, right != nullptr ? &rightSide : nullptr)) {
         rows.push_back(std::move(*rest));

@@ -10,6 +10,12 @@
 
 namespace workbench {
 
+/// Which bytes of two items are compared.
+enum class ComparedBytes {
+    kAll,
+    kDescribed, ///< those of the sub-fields alone; all of an item without any
+};
+
 enum class RowState { kEqual, kDiffers, kOnlyLeft, kOnlyRight, kOtherLayout };
 
 /// One item in two sets of items.
@@ -35,10 +41,13 @@ inline constexpr const char* kRestDescription = "bytes behind the sub-fields";
 /// Compares two sets of items by their bytes and layouts alone: no text is made. A row per number, ascending; of two
 /// items with one number in a set, the first counts. The sets outlive the rows and are not changed meanwhile. The cost
 /// is that of sorting the two sets, none where they are sorted by number.
-std::vector<ItemRow> compareItems(std::span<const NvItem> left, std::span<const NvItem> right);
+std::vector<ItemRow> compareItems(std::span<const NvItem> left, std::span<const NvItem> right,
+                                  ComparedBytes bytes = ComparedBytes::kAll);
 
 /// The sub-fields of one item, in order, where at least one side is not null. Where the bytes behind the sub-fields
-/// differ, they are a last row, in hexadecimal. Two layouts give the sub-fields of both, in pairs by position.
-std::vector<SubFieldRow> compareSubFields(const NvItem* left, const NvItem* right);
+/// differ and are compared, they are a last row, in hexadecimal. Two layouts give the sub-fields of both, in pairs by
+/// position.
+std::vector<SubFieldRow> compareSubFields(const NvItem* left, const NvItem* right,
+                                          ComparedBytes bytes = ComparedBytes::kAll);
 
 } // namespace workbench

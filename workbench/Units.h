@@ -8,7 +8,8 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <utility>
+#include <string_view>
+#include <vector>
 
 namespace workbench {
 
@@ -28,27 +29,45 @@ struct FieldUnit {
     /// is nullopt.
     std::optional<double> lowest() const;
     std::optional<double> highest() const;
+    /// A value on a limit is permitted, also where the factor is none that a computer can hold, as a tenth.
     bool permits(double physicalValue) const;
 };
 
-/// The units and limits that a side file beside the decoder ring gives (docs/units.md). Empty without one.
+/// The units and limits that a side file beside the decoder ring gives (docs/units.md). Empty without one. Once loaded,
+/// any thread may ask it.
 class Units {
 public:
     Units() = default;
-    /// Throws CalvaneException, whose message names file and line, for a file that can't be read or has a fault.
+    /// Of the file at `path`; where there is none, empty. Throws CalvaneException, whose message names file and line,
+    /// for a file that can't be read or has a fault.
     static Units load(const std::filesystem::path& path);
     /// The side file of the ring at `ring`: the same name with ".units" in place of its extension.
     static std::filesystem::path pathBeside(const std::filesystem::path& ring);
 
     /// Null where nothing is known of the sub-field at position `field`, from 0.
     const FieldUnit* find(std::uint16_t item, std::size_t field) const;
-    bool isEmpty() const { return units_.empty(); }
+    bool isEmpty() const { return items_.empty(); }
 
 private:
-    std::map<std::pair<std::uint16_t, std::size_t>, FieldUnit> units_;
+    /// What one line says of the sub-fields at the positions from `first` to `last`.
+    struct Range {
+        std::size_t first = 0;
+        std::size_t last = 0;
+        FieldUnit unit;
+    };
+
+    /// What a line says; throws CalvaneException without file and line.
+    void takeLine(std::string_view line);
+
+    std::map<std::uint16_t, std::vector<Range>> items_;
 };
 
-/// A value in its unit for people, as "-12.5 dBm": as many decimals as the factor has, three at most.
+/// A value in its unit for people, as "-12.5 dBm": as many decimals as factor and offset have, three at most, or more
+/// where neighbouring raw values would look the same otherwise.
 std::string physicalText(const FieldUnit& unit, double raw);
+/// The same for a value that is in the unit already, a limit for instance.
+std::string unitText(const FieldUnit& unit, double physicalValue);
+/// The permitted band as "-50.0 dBm to 24.0 dBm", "at least 3.20 V", "at most 10 us"; empty without limits.
+std::string bandText(const FieldUnit& unit);
 
 } // namespace workbench

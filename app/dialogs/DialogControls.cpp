@@ -34,7 +34,7 @@ public:
                            : line.state.testFlag(QStyle::State_Active) ? QPalette::Active
                                                                        : QPalette::Inactive;
         const bool selected = line.state.testFlag(QStyle::State_Selected);
-        const QRect rect = line.rect.adjusted(kTextIndent, 0, 0, 0);
+        const QRect rect = line.rect.adjusted(DialogListBox::kTextIndent, 0, 0, 0);
         painter->save();
         painter->setFont(line.font);
         painter->setPen(line.palette.color(group, selected ? QPalette::HighlightedText : QPalette::Text));
@@ -43,8 +43,6 @@ public:
     }
 
 private:
-    static constexpr int kTextIndent = 3;
-
     DialogListBox* list_;
 };
 

@@ -18,6 +18,9 @@ class DialogListBox : public QListView {
     Q_OBJECT
 
 public:
+    /// How many pixels a line's text begins behind its left edge.
+    static constexpr int kTextIndent = 3;
+
     explicit DialogListBox(QWidget* parent = nullptr);
 
     void setMultipleSelection(bool multiple);

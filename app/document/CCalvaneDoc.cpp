@@ -17,7 +17,6 @@
 
 namespace {
 
-constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
 constexpr const char* kNoDateChanged = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file";
 constexpr const char* kNoDateListed = "Fail to read NV_RF_NV_LOADED_DATE_I from the decodering file!!";
 
@@ -38,6 +37,7 @@ CCalvaneDoc::CCalvaneDoc(UserInterface& userInterface, std::filesystem::path pro
     }
     runBusy([this] { catalog_->loadDecoderRingFile(kDecoderRingFileName); });
     ringItemCount_ = catalog_->supportedCount();
+    loadUnits();
     readConfiguration();
 }
 
@@ -53,6 +53,14 @@ CCalvaneDoc::~CCalvaneDoc() {
 
 std::filesystem::path CCalvaneDoc::ringPath() const {
     return programDirectory_ / kDecoderRingFileName;
+}
+
+void CCalvaneDoc::loadUnits() {
+    try {
+        units_ = workbench::Units::load(workbench::Units::pathBeside(ringPath()));
+    } catch (const Calvane::Exception& failure) {
+        showWarning(failure.what());
+    }
 }
 
 void CCalvaneDoc::readConfiguration() {

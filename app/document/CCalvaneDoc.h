@@ -4,6 +4,7 @@
 #include "app/document/PhoneRead.h"
 #include "app/document/UserInterface.h"
 #include "engine/Calvane.h"
+#include "workbench/Units.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -34,8 +35,9 @@ public:
 /// A command that fails shows the failure in a message box and leaves what it has not yet replaced.
 class CCalvaneDoc {
 public:
-    /// Makes the program's directory the current one, loads the decoder ring "NV Decoder.vrk" and reads the
-    /// configuration; failures are shown, and the document is made nevertheless. `userInterface` outlives it.
+    /// Makes the program's directory the current one, loads the decoder ring "NV Decoder.vrk" with the units beside it
+    /// and reads the configuration; failures are shown, and the document is made nevertheless. `userInterface` outlives
+    /// it.
     CCalvaneDoc(UserInterface& userInterface, std::filesystem::path programDirectory,
                 std::unique_ptr<Calvane> catalog = std::make_unique<Calvane>());
     /// Writes the configuration. A read that still runs is cancelled and waited for.
@@ -44,6 +46,8 @@ public:
     CCalvaneDoc& operator=(const CCalvaneDoc&) = delete;
 
     static constexpr const char* kTitle = "RF NV ITEMS ONLY";
+    /// The ring's name in the program's directory.
+    static constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
 
     /// Takes the port name from the first line of a file that the user has opened. False, after a message, if the file
     /// can't be read or does not start with the name of a port.
@@ -112,6 +116,12 @@ public:
     /// Gives the first item with the number of `value` all its values, and counts it as changed. False if there is
     /// none.
     bool putItem(const NvItem& value);
+    /// The same for the item at `position`, which must exist.
+    void putItem(std::size_t position, const NvItem& value) {
+        nvItems_.at(position) = value;
+        changedItems_.insert(position);
+        baseline_.itemsChanged();
+    }
 
     /// Replaces the item at `position`, which must exist, or appends one. Neither counts it as changed, nor updates the
     /// views.
@@ -123,6 +133,8 @@ public:
     /// For work beside the commands; who may use it when stands above.
     Calvane& catalog() { return *catalog_; }
 
+    /// What the values of the items mean, and which are permitted.
+    const workbench::Units& units() const { return units_; }
     /// The last known values of the items. A write outside the document sets them there.
     DocumentBaseline& baseline() { return baseline_; }
     const DocumentBaseline& baseline() const { return baseline_; }
@@ -156,6 +168,7 @@ public:
     std::size_t ringItemCount() const { return ringItemCount_; }
 
 private:
+    void loadUnits();
     void readConfiguration();
     void reportConfigurationFailure(const std::system_error& error);
 
@@ -198,6 +211,7 @@ private:
     std::vector<NvItem> pendingWrite_;
     std::set<std::size_t> changedItems_;
     DocumentBaseline baseline_;
+    workbench::Units units_;
     bool keepsEdits_ = false;
     std::vector<KeptEdit> droppedEdits_; ///< those that go although edits are kept
     int selectedIndex_ = -1;

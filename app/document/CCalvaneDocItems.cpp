@@ -184,8 +184,6 @@ bool CCalvaneDoc::putItem(const NvItem& value) {
     if (position == nvItems_.size()) {
         return false;
     }
-    nvItems_[position] = value;
-    changedItems_.insert(position);
-    baseline_.itemsChanged();
+    putItem(position, value);
     return true;
 }

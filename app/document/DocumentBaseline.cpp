@@ -55,8 +55,13 @@ bool DocumentBaseline::isStamped(const NvItem& item) {
 }
 
 workbench::Baseline& DocumentBaseline::values() {
-    changedCount_.reset();
+    itemsChanged();
     return values_;
+}
+
+void DocumentBaseline::itemsChanged() {
+    changedCount_.reset();
+    ++version_;
 }
 
 std::size_t DocumentBaseline::changedCount(const std::vector<NvItem>& items) const {
@@ -120,5 +125,5 @@ void DocumentBaseline::take(const std::vector<NvItem>& items, std::shared_ptr<co
     for (const NvItem& item : items) {
         values_.set(item, lastSource_);
     }
-    changedCount_.reset();
+    itemsChanged();
 }

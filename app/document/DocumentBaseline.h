@@ -39,7 +39,9 @@ public:
     /// idle.
     std::size_t changedCount(const std::vector<NvItem>& items) const;
     /// To be called when the document's items have other values, or are other items.
-    void itemsChanged() { changedCount_.reset(); }
+    void itemsChanged();
+    /// A number that is another one after each change of the values known or of the items.
+    std::uint64_t version() const { return version_; }
 
     /// The sub-fields of `item` on the left and their last known values on the right. Of an item that has never had a
     /// value those that have one now differ, and the texts on the right are empty.
@@ -66,4 +68,5 @@ private:
     std::shared_ptr<const workbench::Source> lastPhone_;
     std::shared_ptr<const workbench::Source> lastFile_;
     mutable std::optional<std::size_t> changedCount_; ///< nothing after a change
+    std::uint64_t version_ = 0;
 };

@@ -49,7 +49,7 @@ workbench::ReadReport newlyRead(workbench::ReadReport report, const std::optiona
     return report;
 }
 
-/// "178 read, 44 without a value, 0 missing"; what else happened is told where it did.
+/// "183 read, 44 without a value, 0 missing"; what else happened is told where it did.
 std::string lineOf(const workbench::ReadReport& report) {
     const auto told = [&](ReadState state, const char* what, bool always) {
         const std::size_t count = report.count(state);

@@ -15,16 +15,6 @@ bool isZero(const NvItem& item) {
     return std::ranges::all_of(item.rawData(), [](std::uint8_t byte) { return byte == 0; });
 }
 
-/// Whether the item's values are more than the zeros with which the catalog begins. Zeros count where they were read,
-/// or typed.
-bool hasValue(const CCalvaneDoc& document, std::size_t position) {
-    const NvItem& item = document.nvItems()[position];
-    const DocumentBaseline& baseline = document.baseline();
-    const bool isAsLastKnown = baseline.values().find(item.getId()) != nullptr && !baseline.isChanged(item);
-    const bool isTyped = document.changedItems().contains(position) && workbench::hasValues(item);
-    return isTyped || isAsLastKnown || !isZero(item);
-}
-
 workbench::WantedItem wantedAt(const CCalvaneDoc& document, std::size_t position) {
     return {.item = document.nvItems()[position], .hasValue = hasValue(document, position)};
 }
@@ -65,9 +55,22 @@ void addDate(WriteRequest& request, std::optional<NvItem> date) {
 
 } // namespace
 
+bool hasValue(const CCalvaneDoc& document, std::size_t position) {
+    const NvItem& item = document.nvItems()[position];
+    const DocumentBaseline& baseline = document.baseline();
+    const bool isAsLastKnown = baseline.values().find(item.getId()) != nullptr && !baseline.isChanged(item);
+    const bool isTyped = document.changedItems().contains(position) && workbench::hasValues(item);
+    return isTyped || isAsLastKnown || !isZero(item);
+}
+
 void WriteRequest::take(CCalvaneDoc& document, const workbench::WritePlan& plan) const {
+    std::vector<NvItem> values;
     for (const workbench::PlanRow& row : plan.rows) {
-        if (!row.isWritten() || row.item.getId() != date) {
+        if (!row.isWritten()) {
+            continue;
+        }
+        if (row.item.getId() != date) {
+            values.push_back(row.item);
             continue;
         }
         const auto listed = findNamed(document.nvItems(), kLoadedDateItem);
@@ -76,6 +79,9 @@ void WriteRequest::take(CCalvaneDoc& document, const workbench::WritePlan& plan)
         } else if (kind == Kind::kListed) {
             document.appendItem(row.item);
         }
+    }
+    if (takeValues) {
+        takeValues(values);
     }
 }
 
@@ -105,5 +111,17 @@ WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, 
     WriteRequest request{.kind = WriteRequest::Kind::kOne};
     request.wanted.push_back(wantedAt(document, position));
     addDate(request, stampedDate(document, userInterface, kNoDateListed));
+    return request;
+}
+
+WriteRequest requestForValues(CCalvaneDoc& document, UserInterface& userInterface, std::vector<NvItem> values,
+                              bool bringsAllBytes) {
+    WriteRequest request{.kind = WriteRequest::Kind::kValues};
+    for (NvItem& value : values) {
+        request.wanted.push_back({.item = std::move(value), .bringsAllBytes = bringsAllBytes});
+    }
+    if (!request.wanted.empty()) {
+        addDate(request, stampedDate(document, userInterface, kNoDateListed));
+    }
     return request;
 }

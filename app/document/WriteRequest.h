@@ -1,9 +1,12 @@
 #pragma once
 
+#include "workbench/Baseline.h"
 #include "workbench/WritePlan.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,12 +16,16 @@ class UserInterface;
 
 /// What a write command wants to write to the phone, as copies: the document stays as it is until take().
 struct WriteRequest {
-    enum class Kind { kChanged, kListed, kOne };
+    enum class Kind { kChanged, kListed, kOne, kValues };
 
     Kind kind = Kind::kListed;
     std::vector<workbench::WantedItem> wanted = {};
     /// The number of the loaded-date item among them, which has the stamp.
     std::optional<std::uint16_t> date = {};
+    /// Where the values come from; null: from where the document's baseline says.
+    std::shared_ptr<const workbench::Source> source = {};
+    /// Called by take() with the items of the plan that are written, save the date; may be empty.
+    std::function<void(const std::vector<NvItem>&)> takeValues = {};
 
     /// Makes the document what it is where the command goes on: the list's date has its stamp, and a list without a
     /// date gets it where the list is written. A date that `plan` leaves out is left alone.
@@ -32,3 +39,10 @@ WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterfa
 WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface);
 /// The item at `position` of the list, which is there.
 WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, std::size_t position);
+/// Values that are not the document's own. `bringsAllBytes`: those behind the sub-fields are meant, too.
+WriteRequest requestForValues(CCalvaneDoc& document, UserInterface& userInterface, std::vector<NvItem> values,
+                              bool bringsAllBytes);
+
+/// Whether the values of the item at `position` of the list are more than the zeros with which the catalog begins.
+/// Zeros count where they were read, or typed.
+bool hasValue(const CCalvaneDoc& document, std::size_t position);

@@ -194,8 +194,10 @@ void WriteReview::setTicked(std::size_t row, bool ticked) {
 
 const PhoneIdentity* WriteReview::phoneOfValue(const PlanRow& row) const {
     const workbench::BaselineValue* value = document_.baseline().values().find(row.item.getId());
-    const auto* source = value == nullptr ? nullptr : std::get_if<workbench::PhoneSource>(&value->source->from);
-    return source == nullptr ? nullptr : &source->phone;
+    const auto known = value == nullptr ? nullptr : value->source;
+    const auto& source = request_.source == nullptr ? known : request_.source;
+    const auto* from = source == nullptr ? nullptr : std::get_if<workbench::PhoneSource>(&source->from);
+    return from == nullptr ? nullptr : &from->phone;
 }
 
 std::vector<std::string> WriteReview::questions() const {

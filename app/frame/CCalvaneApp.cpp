@@ -10,6 +10,7 @@
 
 #include <QFileInfo>
 #include <QIcon>
+#include <QMdiArea>
 #include <cerrno>
 
 /// Makes the pictures available as ":/calvane/...". Expands to a declaration of the global namespace, and is called by
@@ -154,6 +155,9 @@ void CCalvaneApp::openCalibrationFile(const QString& path) {
     }
     if (!frame->readCalibrationFile(QFileInfo(path).absoluteFilePath()) && !isUnused) {
         frame->close();
+        if (present != nullptr) {
+            present->mdiArea()->setActiveSubWindow(present); // the area would show its first window
+        }
     }
     mainFrame_->refresh();
 }

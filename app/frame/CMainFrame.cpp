@@ -1,10 +1,13 @@
 #include "app/frame/CMainFrame.h"
 
+#include "app/compare/CompareWindow.h"
 #include "app/dialogs/DialogTemplate.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/FileDrop.h"
+#include "app/frame/Licences.h"
 #include "app/frame/MainMenus.h"
 #include "app/frame/MainStatusBar.h"
 #include "app/frame/ReviewSwitch.h"
@@ -54,6 +57,7 @@ CMainFrame::CMainFrame(std::filesystem::path programDirectory)
     : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)),
       menus_(new MainMenus(*menuBar(), *area_, actions_, this)), title_(kTitle), statusBar_(new MainStatusBar(this)),
       shutdown_(new Shutdown(*this)) {
+    new FocusHelp(programDirectory_, this);
     setObjectName("frame_128");
     setCentralWidget(area_);
     setStatusBar(statusBar_);
@@ -117,6 +121,9 @@ void CMainFrame::makeActions() {
     actions_[CommandId::kNextWindow]->setShortcut(QKeySequence("Ctrl+F6"));
     actions_[CommandId::kPreviousWindow]->setShortcut(QKeySequence("Ctrl+Shift+F6"));
     actions_[CommandId::kCloseWindow]->setShortcut(QKeySequence("Ctrl+F4"));
+    actions_[CommandId::kFilter]->setShortcut(QKeySequence("Ctrl+F"));
+    actions_[CommandId::kFindNext]->setShortcut(QKeySequence("F3"));
+    actions_[CommandId::kFindPrevious]->setShortcut(QKeySequence("Shift+F3"));
     actions_[CommandId::kUndo]->setShortcuts({QKeySequence("Ctrl+Z"), QKeySequence("Alt+Backspace")});
     actions_[CommandId::kRedo]->setShortcuts({QKeySequence("Ctrl+Y"), QKeySequence("Ctrl+Shift+Z")});
     for (const CommandId id : {CommandId::kViewToolbar, CommandId::kViewStatusBar}) {
@@ -136,10 +143,14 @@ void CMainFrame::makeKeys() {
         addAction(action);
     };
     addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
-    // Of two panes the next is also the previous one.
-    addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
+    addKeys("pane_switch", {QKeySequence("F6")}, [this] {
         if (CSplitterFrame* frame = activeFrame()) {
-            frame->switchPane();
+            frame->switchPane(1);
+        }
+    });
+    addKeys("pane_back", {QKeySequence("Shift+F6")}, [this] {
+        if (CSplitterFrame* frame = activeFrame()) {
+            frame->switchPane(-1);
         }
     });
 }
@@ -195,7 +206,11 @@ CSplitterFrame* CMainFrame::addDocument() {
 
 CSplitterFrame* CMainFrame::activeFrame() const {
     // A window that was closed while it read is hidden until its read has ended, and takes no more commands.
-    auto* frame = qobject_cast<CSplitterFrame*>(area_->currentSubWindow());
+    QMdiSubWindow* current = area_->currentSubWindow();
+    if (const auto* beside = qobject_cast<CompareWindow*>(current)) {
+        current = beside->documentWindow();
+    }
+    auto* frame = qobject_cast<CSplitterFrame*>(current);
     return frame != nullptr && frame->isClosing() ? nullptr : frame;
 }
 
@@ -241,12 +256,16 @@ bool CMainFrame::event(QEvent* event) {
 
 void CMainFrame::refresh() {
     CSplitterFrame* frame = activeFrame();
-    if ((frame != nullptr) != menus_->isForDocument()) {
-        menus_->show(frame != nullptr);
+    // A compare window outlives its document; the Window menu leads away from it.
+    const bool hasWindow = frame != nullptr || qobject_cast<CompareWindow*>(area_->currentSubWindow()) != nullptr;
+    if (hasWindow != menus_->isForDocument()) {
+        menus_->show(hasWindow);
     }
     for (const CommandInfo& info : commandTable()) {
+        const bool isForWindows = info.id == CommandId::kNextWindow || info.id == CommandId::kPreviousWindow ||
+                                  info.id == CommandId::kCloseWindow;
         const bool available =
-            !info.needsDocument ||
+            !info.needsDocument || (isForWindows && hasWindow) ||
             (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
         if (info.isToggle) {
@@ -288,6 +307,12 @@ void CMainFrame::runCommand(CommandId id) {
     case CommandId::kAbout:
         showAbout(this);
         break;
+    case CommandId::kLicences:
+        showVersions();
+        break;
+    case CommandId::kHelpOnFocus:
+        FocusHelp::show(programDirectory_, helpPartOf(QApplication::focusWidget()), this);
+        break;
     case CommandId::kExit:
         close();
         break;
@@ -298,7 +323,9 @@ void CMainFrame::runCommand(CommandId id) {
         area_->activatePreviousSubWindow();
         break;
     case CommandId::kCloseWindow:
-        if (CSplitterFrame* frame = activeFrame()) {
+        if (auto* compare = qobject_cast<CompareWindow*>(area_->currentSubWindow())) {
+            compare->close();
+        } else if (CSplitterFrame* frame = activeFrame()) {
             frame->close();
         }
         break;
@@ -321,6 +348,15 @@ void CMainFrame::runCommand(CommandId id) {
         refresh();
         break;
     }
+}
+
+void CMainFrame::showVersions() {
+    CSplitterFrame* frame = activeFrame();
+    std::optional<std::size_t> itemCount;
+    if (frame != nullptr && !frame->isBusy()) { // else the catalog is the read's
+        itemCount = frame->document().catalog().getSupportedNvItems().size();
+    }
+    showLicences(this, programDirectory_ / CCalvaneDoc::kDecoderRingFileName, itemCount);
 }
 
 void CMainFrame::restorePlaces() {

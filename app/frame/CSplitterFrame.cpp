@@ -1,11 +1,17 @@
 #include "app/frame/CSplitterFrame.h"
 
 #include "app/dialogs/CProgressDlg.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
-#include "app/dialogs/ShellOpen.h"
+#include "app/frame/ComparePart.h"
+#ifdef CALVANE_CURVES
+#include "app/frame/CurvePart.h"
+#endif
 #include "app/frame/DocumentPropertiesPart.h"
 #include "app/frame/EditGuard.h"
+#include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
+#include "app/frame/TableCommands.h"
 #include "app/review/ItemReportDialog.h"
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
@@ -21,7 +27,6 @@
 namespace {
 
 constexpr int kPaneWidth = 300;
-constexpr const char* kHelpFileName = "CALVANE.HLP";
 
 /// Makes a part of the window; a failure is shown with `message`.
 template <typename Make>
@@ -117,13 +122,52 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(editor_);
     });
     connectEdits();
-    parts_.push_back(std::make_unique<DocumentPropertiesPart>(*this, *document_));
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     splitter_->setSizes({kPaneWidth, 2 * kPaneWidth});
+    makeParts();
     list_->setFocus();
+}
+
+void CSplitterFrame::makeParts() {
+    parts_.push_back(std::make_unique<DocumentPropertiesPart>(*this, *document_));
+    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
+    filter_ = filter.get();
+    parts_.push_back(std::move(filter));
+    parts_.push_back(
+        std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
+    const std::string ring = (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string();
+    auto compare = std::make_unique<ComparePart>(
+        ComparePart::Document{*this, *editor_, *history_, ring,
+                              [this](WriteRequest request) { review(std::move(request)); }},
+        [this] { showCompared(); });
+    compare_ = compare.get();
+    parts_.push_back(std::move(compare));
+#ifdef CALVANE_CURVES
+    const auto storeTyped = [this] {
+        if (safeHands_.isOn()) {
+            return editor_->settle();
+        }
+        editor_->store();
+        return true;
+    };
+    auto curve = std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped);
+    curve_ = curve.get();
+    parts_.push_back(std::move(curve));
+#endif
+}
+
+void CSplitterFrame::showCompared() {
+#ifdef CALVANE_CURVES
+    const auto set = compare_->comparedSet();
+    if (set == nullptr) {
+        curve_->setCompared({});
+    } else {
+        curve_->setCompared({[set](std::uint16_t number) { return set->find(number); }, set->about().label});
+    }
+#endif
 }
 
 void CSplitterFrame::connectEdits() {
@@ -174,13 +218,27 @@ void CSplitterFrame::safeHandsChanged() {
     editor_->forgetHeld();
 }
 
-void CSplitterFrame::switchPane() {
-    if (activePane_ == Pane::kEditor) {
-        makeListActive();
-        return;
+void CSplitterFrame::switchPane(int way) {
+    std::vector<QWidget*> panes{list_, editor_};
+    for (const auto& part : parts_) {
+        if (QWidget* pane = part->pane()) {
+            panes.push_back(pane);
+        }
     }
-    editor_->focusEditing();
-    setActivePane(Pane::kEditor);
+    const QWidget* focus = QApplication::focusWidget();
+    const auto hasFocus = [focus](const QWidget* pane) { return pane == focus || pane->isAncestorOf(focus); };
+    const auto found = std::ranges::find_if(panes, hasFocus);
+    const auto now = found != panes.end() ? found - panes.begin() : activePane_ == Pane::kEditor ? 1 : 0;
+    const auto count = std::ssize(panes);
+    QWidget* next = panes[static_cast<std::size_t>((now + way + count) % count)];
+    if (next == list_) {
+        makeListActive();
+    } else if (next == editor_) {
+        editor_->focusEditing();
+        setActivePane(Pane::kEditor);
+    } else {
+        next->setFocus(Qt::ShortcutFocusReason);
+    }
 }
 
 void CSplitterFrame::setFrameActive(bool active) {
@@ -315,7 +373,8 @@ void CSplitterFrame::runCommand(CommandId command) {
         emit stateChanged();
         return;
     }
-    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); })) {
+    if (guard_->runEdit(command) || !guard_->mayRun(command, [this, command] { runCommand(command); }) ||
+        !filter_->agreesToHidden(command)) {
         emit stateChanged();
         return;
     }
@@ -389,9 +448,7 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
 }
 
 void CSplitterFrame::showHelp() {
-    std::error_code ignored; // as the result of showing the help is
-    std::filesystem::current_path(programDirectory_, ignored);
-    shellOpen(QString::fromStdString((programDirectory_ / kHelpFileName).string()), window());
+    FocusHelp::show(programDirectory_, {}, window());
 }
 
 void CSplitterFrame::closeWhenIdle() {

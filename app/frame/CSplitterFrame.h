@@ -12,8 +12,11 @@
 class CNvItemList;
 class CNvParam;
 class CProgressDlg;
+class ComparePart;
+class CurvePart;
 class EditGuard;
 class EditHistory;
+class FilterPart;
 class QSplitter;
 class QtUserInterface;
 
@@ -76,8 +79,8 @@ public:
 
     /// To be called when the user has chosen safe hands or the bare commands.
     void safeHandsChanged();
-    /// Makes the other pane the active one.
-    void switchPane();
+    /// Goes to the next pane (1) or to the one before (-1): the list, the editor, and those of the parts.
+    void switchPane(int way);
     /// To be called when the window becomes the one that gets the commands, and when it ceases to be.
     void setFrameActive(bool active);
 
@@ -101,6 +104,9 @@ private:
     enum class Pane { kList, kEditor };
 
     void makePanes();
+    void makeParts();
+    /// Shows in the curves what the document is compared with.
+    void showCompared();
     void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
@@ -134,6 +140,9 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
+    FilterPart* filter_ = nullptr;   ///< one of them
+    ComparePart* compare_ = nullptr; ///< likewise
+    CurvePart* curve_ = nullptr;     ///< likewise; null where the program is built without curves
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

@@ -41,7 +41,9 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kFilter, "Show only the items that fit what is typed", "", true, false},
     CommandInfo{CommandId::kFindNext, "Go to the next item that the last search finds", "", true, false},
     CommandInfo{CommandId::kFindPrevious, "Go to the item before that the last search finds", "", true, false},
+#ifdef CALVANE_CURVES
     CommandInfo{CommandId::kCurve, "Show or hide the values of the selected item as curves", "", true, false, true},
+#endif
     CommandInfo{CommandId::kCopyValues, "Copy the selected values, one a line", "", true, false},
     CommandInfo{CommandId::kCopyWithDescriptions, "Copy the selected values with their descriptions", "", true, false},
     CommandInfo{CommandId::kPasteValues, "Give the values on the clipboard to the boxes from the selected one on", "",
@@ -99,7 +101,9 @@ constexpr std::array kView{
     command("Find &Previous", CommandId::kFindPrevious),
     kLine,
     command("Filter &Bar", CommandId::kFilterBar),
+#ifdef CALVANE_CURVES
     command("&Curve", CommandId::kCurve),
+#endif
 };
 constexpr std::array kOption{
     command("Customized NV Item List", CommandId::kCustomizedList),
@@ -123,7 +127,7 @@ constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
     command("Help Topic", CommandId::kHelpTopic),
     kLine,
-    command("Help on This &Part", CommandId::kHelpOnFocus),
+    command("Help on This &Part\tF1", CommandId::kHelpOnFocus),
     command("&Licences and Versions...", CommandId::kLicences),
 };
 constexpr std::array kEdit{

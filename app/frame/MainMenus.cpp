@@ -1,5 +1,6 @@
 #include "app/frame/MainMenus.h"
 
+#include "app/compare/CompareWindow.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/RecentFiles.h"
 
@@ -120,6 +121,12 @@ void MainMenus::listWindows(QMenu* menu) {
     while (!menu->actions().constLast()->isSeparator()) {
         delete menu->actions().constLast();
     }
+    const auto addLine = [&](const QString& text, QMdiSubWindow* window) {
+        QAction* line = menu->addAction(text);
+        line->setCheckable(true);
+        line->setChecked(window == area_.currentSubWindow());
+        connect(line, &QAction::triggered, window, [this, window] { area_.setActiveSubWindow(window); });
+    };
     int number = 0;
     for (QMdiSubWindow* window : area_.subWindowList(QMdiArea::CreationOrder)) {
         auto* frame = qobject_cast<CSplitterFrame*>(window);
@@ -133,9 +140,11 @@ void MainMenus::listWindows(QMenu* menu) {
         if (!file.isEmpty() && !parts[0].contains(file)) {
             parts << file;
         }
-        QAction* line = menu->addAction(numbered(number, parts.join(" - ")));
-        line->setCheckable(true);
-        line->setChecked(frame == area_.currentSubWindow());
-        connect(line, &QAction::triggered, frame, [this, frame] { area_.setActiveSubWindow(frame); });
+        addLine(numbered(number, parts.join(" - ")), frame);
+    }
+    for (QMdiSubWindow* window : area_.subWindowList(QMdiArea::CreationOrder)) {
+        if (const auto* compare = qobject_cast<CompareWindow*>(window); compare != nullptr && !compare->isClosing()) {
+            addLine(window->windowTitle().replace('&', "&&"), window);
+        }
     }
 }

@@ -5,6 +5,7 @@
 #include "app/document/LoadedDate.h"
 #include "app/document/SubFieldText.h"
 #include "app/views/EditorHeader.h"
+#include "app/views/EditorTable.h"
 #include "app/views/SourceText.h"
 
 #include <QApplication>
@@ -43,7 +44,7 @@ QColor mixed(const QColor& most, const QColor& rest) {
 
 CNvParam::CNvParam(CCalvaneDoc& document, EditHistory& history, const SafeHands* safeHands, QWidget* parent)
     : QScrollArea(parent), document_(document), history_(history), safeHands_(safeHands),
-      header_(new EditorHeader(this)), form_(new QWidget) {
+      header_(new EditorHeader(this)), table_(new EditorTable(*this)), form_(new QWidget) {
     setObjectName("form_103");
     setFocusPolicy(Qt::ClickFocus);
     createControls(*form_, kTemplate);
@@ -53,6 +54,7 @@ CNvParam::CNvParam(CCalvaneDoc& document, EditHistory& history, const SafeHands*
     measureRows();
     connect(writeButton_, &QPushButton::clicked, this, &CNvParam::writeNv);
     connect(hexBox_, &QCheckBox::clicked, this, &CNvParam::toggleHex);
+    connect(table_, &EditorTable::selectionChanged, this, &CNvParam::showNotice);
     document_.addView(this);
 }
 
@@ -141,6 +143,7 @@ void CNvParam::showNothing() {
     horizontalScrollBar()->setValue(0);
     verticalScrollBar()->setValue(0);
     showRows(0);
+    table_->itemShown();
     setScrollExtent();
 }
 
@@ -160,6 +163,21 @@ void CNvParam::showMarks() {
     const auto equal = static_cast<std::size_t>(std::ranges::count_if(compared, isEqual));
     header_->showItem(item, compared.size() - equal, known != nullptr);
     showNotice();
+    showMatches();
+}
+
+void CNvParam::markRows(std::function<bool(const SubItem&)> fits) {
+    fits_ = std::move(fits);
+    showMatches();
+}
+
+void CNvParam::showMatches() {
+    const NvItem* item = document_.selectedItem();
+    const bool marks = fits_ && item != nullptr && isShown(*item);
+    const auto subItems = marks ? item->getSubItems() : std::vector<SubItem>();
+    for (std::size_t i = 0; i < shownRows().size(); ++i) {
+        rows_[i].showMatch(i < subItems.size() && fits_(subItems[i]));
+    }
 }
 
 void CNvParam::makeRow() {
@@ -172,6 +190,7 @@ void CNvParam::makeRow() {
     connect(&row.edit(), &QLineEdit::returnPressed, this, [this, index] { takeTyped(index); });
     connect(&row.edit(), &SubFieldEdit::dropped, this, [this, index] { dropTyped(index); });
     connect(&row.edit(), &QLineEdit::textEdited, this, [this, index] { judgeAgain(index); });
+    table_->addRow(row);
 }
 
 void CNvParam::placeRow(std::size_t index) {
@@ -221,8 +240,10 @@ void CNvParam::buildRows(const NvItem& item) {
     showRows(subItems.size());
     for (std::size_t i = 0; i < subItems.size(); ++i) {
         fillRow(i, item.isTime(), subItems[i], types[i]);
+        rows_[i].showUnit(item.isTime() ? nullptr : document_.units().find(item.getId(), i));
         rows_[i].edit().setEnabled(!isStamp && item.isWritable());
     }
+    table_->itemShown();
     if (!subItems.empty()) {
         hexBox_->setEnabled(!isStamp);
     }

@@ -12,6 +12,7 @@
 #include <vector>
 
 class EditorHeader;
+class EditorTable;
 class QCheckBox;
 class QPushButton;
 
@@ -59,10 +60,22 @@ public:
     std::optional<std::size_t> focusedRow() const;
     /// Values of items have changed: the marks of the rows may be others.
     void showMarks();
+    /// Marks the rows whose sub-fields `fits` takes, now and when they change; an empty one marks none.
+    void markRows(std::function<bool(const SubItem&)> fits);
 
     /// Whether the item may be written to the phone now; not while the catalog belongs to a read.
     void setWritingAllowed(bool allowed);
     int rowCount() const { return shownRows_; }
+
+    /// The rows and the item that are shown; null for none.
+    std::span<EditorRow> shownRows() { return {rows_.data(), static_cast<std::size_t>(shownRows_)}; }
+    std::span<const EditorRow> shownRows() const { return {rows_.data(), static_cast<std::size_t>(shownRows_)}; }
+    const NvItem* shownItem() const { return shown_ ? &*shown_ : nullptr; }
+    /// Works on several values at once.
+    EditorTable& table() { return *table_; }
+    /// To be called before values are put into boxes as if they had been typed, to be stored by settle(). False where
+    /// none may be now. In safe hands stores what was typed before, so that it is an edit of its own.
+    bool beginChange();
 
 signals:
     /// In safe hands "Write NV" leaves it to the window to write the selected item, whose edits are stored.
@@ -73,9 +86,6 @@ protected:
     bool event(QEvent* event) override;
 
 private:
-    std::span<EditorRow> shownRows() { return {rows_.data(), static_cast<std::size_t>(shownRows_)}; }
-    std::span<const EditorRow> shownRows() const { return {rows_.data(), static_cast<std::size_t>(shownRows_)}; }
-
     void measureRows();
     void makeRow();
     void placeRow(std::size_t index);
@@ -119,6 +129,7 @@ private:
     bool mayDropAll();
     void judgeAgain(std::size_t index);
     void showNotice();
+    void showMatches();
     /// Lets the waiting command run if no value is held any more.
     void resume();
 
@@ -126,6 +137,7 @@ private:
     EditHistory& history_;
     const SafeHands* safeHands_;
     EditorHeader* header_;
+    EditorTable* table_;
     QWidget* form_;
     QPushButton* writeButton_ = nullptr;
     QCheckBox* hexBox_ = nullptr;
@@ -135,4 +147,5 @@ private:
     QPalette editPalette_;
     std::optional<NvItem> shown_; ///< the item whose rows are shown, as it was then
     WaitingCommand waiting_;
+    std::function<bool(const SubItem&)> fits_; ///< which rows are marked
 };

@@ -3,6 +3,7 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/views/CNvParam.h"
 #include "app/views/EditorHeader.h"
+#include "app/views/EditorTable.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -137,6 +138,17 @@ void CNvParam::writeRows() {
     }
 }
 
+bool CNvParam::beginChange() {
+    const NvItem* item = document_.selectedItem();
+    if (item == nullptr || !isShown(*item) || document_.isWaiting()) {
+        return false;
+    }
+    if (isOn(safeHands_)) {
+        storeTyped();
+    }
+    return true;
+}
+
 bool CNvParam::isAnyRowHeld() const {
     return std::ranges::any_of(shownRows(), &EditorRow::isHeld);
 }
@@ -173,7 +185,7 @@ void CNvParam::showNotice() {
     const auto rows = shownRows();
     const auto held = std::ranges::find_if(rows, &EditorRow::isHeld);
     if (held == rows.end()) {
-        header_->showNotice({});
+        header_->showNotice(table_->notice());
         return;
     }
     const QString waits = waiting_.run ? " " + waiting_.name + " waits." : QString();

@@ -2,6 +2,7 @@
 
 #include "app/dialogs/ItemLinesModel.h"
 #include "app/document/CCalvaneDoc.h"
+#include "workbench/ItemQuery.h"
 
 #include <QStyledItemDelegate>
 
@@ -23,16 +24,20 @@ private:
 };
 
 /// Draws lines as another delegate does, behind a margin in which the changed ones have a mark: bold type alone is
-/// easily overlooked.
+/// easily overlooked. Parts that a query finds are coloured and underlined.
 class ChangeMarkDelegate : public QStyledItemDelegate {
     Q_OBJECT
 public:
-    /// `lines` outlives this.
-    ChangeMarkDelegate(QAbstractItemDelegate* lines, QObject* parent) : QStyledItemDelegate(parent), lines_(lines) {}
+    /// `lines` and `query`, which may become another one, outlive this.
+    ChangeMarkDelegate(QAbstractItemDelegate* lines, const workbench::ItemQuery& query, QObject* parent)
+        : QStyledItemDelegate(parent), lines_(lines), query_(query) {}
 
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
 private:
+    void paintParts(QPainter& painter, const QStyleOptionViewItem& line, const QModelIndex& index) const;
+
     QAbstractItemDelegate* lines_;
+    const workbench::ItemQuery& query_;
 };

@@ -1,5 +1,7 @@
 #include "app/views/EditHistory.h"
 
+#include "app/document/LoadedDate.h"
+
 #include <algorithm>
 
 namespace {
@@ -12,6 +14,30 @@ QString nameOf(const NvItem& item) {
     return QString::fromStdString(item.getName());
 }
 
+/// Why the user could not type these values into `listed`, which the list may lack; null where he could.
+const char* reasonNotToTake(const NvItem* listed, const NvItem& value) {
+    if (listed == nullptr) {
+        return "not in the list";
+    }
+    if (!listed->hasLayoutOf(value)) {
+        return "it has another layout";
+    }
+    if (!listed->isWritable()) {
+        return "read-only";
+    }
+    return listed->getName() == kLoadedDateItem ? "each write sets it anew" : nullptr;
+}
+
+/// `item` with the values of another one of its layout. The bytes of an item without sub-fields are its value.
+NvItem withFieldsOf(NvItem item, const NvItem& other) {
+    const std::size_t bytes = item.getSubItemCount() > 0 ? item.describedBytes() : items::kItemDataBytes;
+    workbench::ItemData data{};
+    std::ranges::copy(item.rawData(), data.begin());
+    std::ranges::copy(other.rawData().first(bytes), data.begin());
+    item.setRawData(data);
+    return item;
+}
+
 } // namespace
 
 class EditHistory::Command : public QUndoCommand {
@@ -21,25 +47,23 @@ public:
 
     const std::vector<Change>& changes() const { return changes_; }
 
-    void undo() override {
-        bool any = false;
-        for (const Change& change : changes_) {
-            any = history_.exchange(change.after, change.before) || any;
-        }
-        setObsolete(!any);
-    }
+    void undo() override { go(&Change::after, &Change::before); }
     void redo() override {
-        if (std::exchange(done_, false)) {
-            return;
+        if (!std::exchange(done_, false)) {
+            go(&Change::before, &Change::after);
         }
+    }
+
+private:
+    void go(NvItem Change::*from, NvItem Change::*to) {
+        const auto positions = history_.positions();
         bool any = false;
         for (const Change& change : changes_) {
-            any = history_.exchange(change.before, change.after) || any;
+            any = history_.exchange(positions[change.before.getId()], change.*from, change.*to) || any;
         }
         setObsolete(!any);
     }
 
-private:
     EditHistory& history_;
     const std::vector<Change> changes_;
     bool done_; ///< before the stack knows the command
@@ -112,15 +136,22 @@ void EditHistory::finish() {
     emit changed();
 }
 
-bool EditHistory::exchange(const NvItem& from, const NvItem& to) {
+std::vector<std::int32_t> EditHistory::positions() const {
     const auto& items = document_.nvItems();
-    const auto isIt = [&](const NvItem& item) { return item.getId() == from.getId(); };
-    const auto found = std::ranges::find_if(items, isIt);
-    if (found == items.end()) {
+    std::vector<std::int32_t> positions(std::size_t{1} << 16, -1);
+    for (std::size_t position = items.size(); position > 0; --position) {
+        positions[items[position - 1].getId()] = static_cast<std::int32_t>(position - 1);
+    }
+    return positions;
+}
+
+bool EditHistory::exchange(std::int32_t position, const NvItem& from, const NvItem& to) {
+    if (position < 0) {
         return false;
     }
+    const auto place = static_cast<std::size_t>(position);
     // Typed texts, and having no value, return with the item as a whole.
-    NvItem item = *found;
+    NvItem item = document_.nvItems()[place];
     NvItem atFrom = item;
     if (!item.hasLayoutOf(from) || KeptEdit{from, to}.giveTo(atFrom)) {
         return false; // it holds something else by now
@@ -130,9 +161,34 @@ bool EditHistory::exchange(const NvItem& from, const NvItem& to) {
     } else if (!KeptEdit{to, from}.giveTo(item)) {
         return false;
     }
-    document_.putItem(item);
+    document_.putItem(place, item);
     restored_ = restored_.value_or(item.getId());
     return true;
+}
+
+std::vector<EditHistory::NotTaken> EditHistory::putItems(const std::vector<NvItem>& values, const QString& text) {
+    std::vector<NotTaken> notTaken;
+    std::vector<Change> changes;
+    auto places = positions();
+    constexpr std::int32_t kTaken = -2;
+    for (const NvItem& value : values) {
+        std::int32_t& place = places[value.getId()];
+        if (place == kTaken) {
+            continue;
+        }
+        const NvItem* listed = place < 0 ? nullptr : &document_.nvItems()[static_cast<std::size_t>(place)];
+        place = kTaken;
+        if (const char* reason = reasonNotToTake(listed, value)) {
+            notTaken.push_back({value.getId(), value.getName(), reason});
+            continue;
+        }
+        NvItem after = withFieldsOf(*listed, value);
+        if (!hasBytesOf(after, *listed) || !workbench::hasValues(*listed)) {
+            changes.push_back({*listed, std::move(after)});
+        }
+    }
+    run(std::move(changes), text);
+    return notTaken;
 }
 
 std::optional<NvItem> EditHistory::unedited(const NvItem& item) const {

@@ -23,6 +23,17 @@ public:
     void storeItemData(std::size_t index, const std::string& values);
     bool writeItem(const std::string& name, const std::string& values);
 
+    /// A value that putItems() did not take, and why.
+    struct NotTaken {
+        std::uint16_t number;
+        std::string name;
+        std::string reason;
+    };
+    /// Gives the items of the list the values of those in `values` with the same numbers, as one edit named `text`. The
+    /// bytes behind the sub-fields stay. Not taken are those that the user could not type: of items that the list
+    /// lacks, have another layout, may not be written, or are the loaded date. Of two with one number the first counts.
+    std::vector<NotTaken> putItems(const std::vector<NvItem>& values, const QString& text);
+
     bool canUndo() const { return stack_.canUndo(); }
     bool canRedo() const { return stack_.canRedo(); }
     QString undoText() const { return stack_.undoText(); }
@@ -55,8 +66,11 @@ private:
     /// Keeps a change that is done already.
     void keep(NvItem before, const NvItem& after);
     void run(std::vector<Change> changes, const QString& text);
-    /// Goes from one side of a change to the other one; false where the item is not at the first.
-    bool exchange(const NvItem& from, const NvItem& to);
+    /// The position of the first item of the list with each number; -1 for none.
+    std::vector<std::int32_t> positions() const;
+    /// Goes from one side of a change to the other one; false where the item, which is at `position` of the list or
+    /// not there, is not at the first.
+    bool exchange(std::int32_t position, const NvItem& from, const NvItem& to);
     std::optional<NvItem> unedited(const NvItem& item) const;
     void finish();
 

@@ -1,6 +1,8 @@
 #include "app/views/EditorRow.h"
 
 #include "app/document/SubFieldText.h"
+#include "app/views/MatchColours.h"
+#include "app/views/UnitLabel.h"
 
 #include <QLabel>
 #include <algorithm>
@@ -97,6 +99,31 @@ void EditorRow::showChange(const workbench::SubFieldRow& row, const QString& sou
                                             : "Was " + QString::fromStdString(row.right) + " (" + source + ")";
     changeText_ = changed_ ? known : QString();
     showMarks();
+}
+
+void EditorRow::showUnit(const workbench::FieldUnit* unit) {
+    if (unit_ == nullptr && unit != nullptr) {
+        unit_ = new UnitLabel(*edit_);
+    }
+    if (unit_ != nullptr) {
+        unit_->showUnit(unit, type_);
+    }
+}
+
+void EditorRow::showMatch(bool matches) {
+    if (std::exchange(matches_, matches) == matches) {
+        return;
+    }
+    QPalette colours; // those of the form, where nothing is set
+    if (matches) {
+        colours.setColor(QPalette::Window, matchGround(palette_.color(QPalette::Active, QPalette::Window)));
+    }
+    label_->setPalette(colours);
+    label_->setAutoFillBackground(matches);
+    label_->setAccessibleDescription(matches ? "fits the filter" : "");
+    QFont font = label_->font();
+    font.setUnderline(matches);
+    label_->setFont(font);
 }
 
 bool EditorRow::isTyped() const {

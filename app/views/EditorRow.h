@@ -3,11 +3,13 @@
 #include "app/views/SubFieldEdit.h"
 #include "workbench/Comparison.h"
 #include "workbench/TypedValues.h"
+#include "workbench/Units.h"
 
 #include <QPalette>
 #include <string>
 
 class QLabel;
+class UnitLabel;
 
 /// One row of the editor: the box of a sub-field, its label, and what is to be known of its value. A value that differs
 /// from the last known one is shown bold, with "*" before its box and the known value as tooltip. A value that can't be
@@ -33,6 +35,11 @@ public:
     /// Shows how the sub-field's value stands to its last known one; `source` says where that was found.
     void showChange(const workbench::SubFieldRow& row, const QString& source);
 
+    /// Shows the value in this unit, too; null for none. To be called after show().
+    void showUnit(const workbench::FieldUnit* unit);
+    /// Shows whether the sub-field is one that was looked for.
+    void showMatch(bool matches);
+
     /// Whether something was typed that is not stored.
     bool isTyped() const;
     /// What the typed text would do. One that the user has agreed to fits.
@@ -56,12 +63,14 @@ private:
     SubFieldEdit* edit_;
     QLabel* label_;
     QLabel* mark_;
-    QLabel* hint_ = nullptr; ///< made for the first value that is held
+    QLabel* hint_ = nullptr;    ///< made for the first value that is held
+    UnitLabel* unit_ = nullptr; ///< made for the first value that has a unit
     QPalette palette_;
     QString changeText_; ///< the tooltip of a changed value
     SubItemType type_{};
     std::string agreed_; ///< the typed text that the user has agreed to
     bool changed_ = false;
     bool held_ = false;
+    bool matches_ = false;
     bool paletteOfHeld_ = false; ///< whether the box has the colours of a held value
 };

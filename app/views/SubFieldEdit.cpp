@@ -38,6 +38,12 @@ void SubFieldEdit::showInBase(int base) {
     forgetHistory();
 }
 
+void SubFieldEdit::putText(const QString& text) {
+    refused_.clear();
+    setText(text);
+    setModified(true);
+}
+
 void SubFieldEdit::forgetHistory() {
     setTextKeepingMark(text());
 }

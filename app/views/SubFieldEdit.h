@@ -22,6 +22,9 @@ public:
     /// Shows the number in `base`, 10 or 16. Typed text that is no number in the base before stays as it is.
     void showInBase(int base);
     int base() const { return base_; }
+    /// As if the user had typed it in the base that is shown, but the box has nothing to undo: it is one of several
+    /// that have changed at once.
+    void putText(const QString& text);
     /// Makes the present text the oldest that undoing restores. The modified mark stays.
     void forgetHistory();
     /// Whether the text, in decimal, can be stored.

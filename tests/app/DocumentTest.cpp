@@ -102,6 +102,19 @@ TEST_F(Document, TellsOfFilesThatCannotBeUsed) {
     EXPECT_TRUE(ui.filesWritten.empty());
 }
 
+TEST_F(Document, HasTheUnitsBesideTheRingOrSaysWhyNot) {
+    const auto path = folder / "NV Decoder.units";
+    writeText(path, "10 1 dBm 0.5\n");
+    open();
+    ASSERT_NE(document->units().find(10, 0), nullptr);
+    EXPECT_EQ(document->units().find(10, 0)->factor, 0.5);
+    EXPECT_EQ(ui.takeMessages(), "");
+    writeText(path, "10 1 dBm\n10 2 V 0\n");
+    open();
+    EXPECT_TRUE(document->units().isEmpty()) << "half of them would pass for all";
+    EXPECT_EQ(ui.takeMessages(), "! Calvane: " + path.string() + ", line 2: the factor is 0");
+}
+
 TEST_F(Document, TellsWhyAPortCannotBeUsed) {
     writeText(folder / "no device", "");
     tessra::ServiceConfig config = phonesOn({"COM1"});

@@ -173,7 +173,7 @@ TEST_F(BatchTool, TheSamplePhoneFitsTheSampleRing) {
     write("ring.vrk", readText(samples / "NV Decoder.vrk"));
     write("phone.nvmem", readText(samples / "Sample Phone.nvmem"));
     const Outcome outcome = run("read --ids 0-9999");
-    EXPECT_TRUE(outcome.err.starts_with("Read 178 items from COM1 ")) << outcome.err;
+    EXPECT_TRUE(outcome.err.starts_with("Read 183 items from COM1 ")) << outcome.err;
     EXPECT_EQ(outcome.status, 9) << "it has two that it does not read";
     EXPECT_EQ(outcome.out.find("No Name"), std::string::npos);
 }

@@ -135,9 +135,10 @@ TEST_F(BatchWrite, ThePhoneIsTheOneThatWasExpected) {
 }
 
 TEST_F(BatchWrite, AnInterruptWaitsForTheItemAndGivesTheAccount) {
-    // Item 10 has been written when the memory is there, and item 30 is under way for a second then.
-    fault("on = 2\ndelay_ms = 1000\n");
-    const std::string whenWritten = "for i in $(seq 1000); do [ -s COM1.nvmem ] && break; sleep 0.01; done; ";
+    // Item 10 is in the phone when the memory is there; it is read back, and then item 30 is under way for two seconds.
+    fault("on = 2\ndelay_ms = 2000\n");
+    const std::string whenWritten =
+        "for i in $(seq 1000); do [ -s COM1.nvmem ] && break; sleep 0.01; done; sleep 0.5; ";
     const std::pair<const char*, int> signals[] = {
         {"kill -INT $tool", 130}, {"kill -TERM $tool", 143}, {"kill -HUP $tool", 143}};
     for (const auto& [kill, status] : signals) {

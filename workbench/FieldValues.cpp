@@ -1,30 +1,29 @@
-#include "cli/FieldValues.h"
+#include "workbench/FieldValues.h"
 
-#include "cli/ExitStatus.h"
 #include "workbench/TypedValues.h"
+
+#include <algorithm>
+
+namespace workbench {
 
 namespace {
 
-using workbench::TypedValue;
-
-/// What is wrong with `text`; empty where nothing is.
-std::string complaint(const TypedValue& typed, const SubItem& field, SubItemType type, const std::string& text,
-                      bool wrap) {
-    if (typed.verdict == TypedValue::Verdict::kFits ||
-        (typed.verdict == TypedValue::Verdict::kChanged && wrap && !typed.stored.empty())) {
-        return {};
+void requireTaken(const TypedValue& typed, const SubItem& field, SubItemType type, const std::string& text, bool wrap) {
+    const bool wouldWrap = !typed.stored.empty();
+    if (typed.verdict == TypedValue::Verdict::kFits || (wouldWrap && wrap)) {
+        return;
     }
     std::string message = "'" + text + "' for '" + field.description + "' ";
     if (typed.verdict != TypedValue::Verdict::kChanged) {
         message += "is no decimal number: ";
-    } else if (typed.stored.empty()) {
+    } else if (!wouldWrap) {
         message += "is out of range: ";
     } else {
         message += "would be stored as " + typed.stored + ": ";
     }
     message += "a " + std::string(subItemTypeInfo(type).displaySpelling) + " is from " + typed.smallest + " to " +
                typed.largest + ".";
-    return typed.stored.empty() ? message : message + " If it is meant, say --wrap.";
+    throw ValuesRefused(ValuesRefused::Kind::kValues, message, wouldWrap);
 }
 
 } // namespace
@@ -36,12 +35,10 @@ void setTypedValues(NvItem& item, const std::string& values, bool wrap) {
     for (std::size_t index = 0; index < fields.size() && start <= values.size(); ++index) {
         const std::size_t comma = std::min(values.find(',', start), values.size());
         const std::string text = values.substr(start, comma - start);
-        const std::string wrong =
-            complaint(workbench::checkTypedValue(types[index], text), fields[index], types[index], text, wrap);
-        if (!wrong.empty()) {
-            throw BatchFailure(ExitStatus::kValues, wrong);
-        }
+        requireTaken(checkTypedValue(types[index], text), fields[index], types[index], text, wrap);
         start = comma + 1;
     }
     item.setData(values);
 }
+
+} // namespace workbench

@@ -1,14 +1,16 @@
-#include "cli/JsonItemList.h"
+#include "workbench/JsonItemList.h"
 
-#include "cli/ExitStatus.h"
 #include "engine/SubItem.h"
 #include "platform/kernel/Text.h"
+#include "workbench/FieldValues.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string_view>
 #include <vector>
+
+namespace workbench {
 
 namespace {
 
@@ -22,7 +24,7 @@ constexpr std::size_t kMaxFields = items::kItemDataBytes;
 constexpr std::array<std::string_view, 8> kKeys{"items", "id", "name", "raw", "fields", "type", "description", "value"};
 
 [[noreturn]] void refuseLine(const std::string& source, std::size_t line, const std::string& reason) {
-    throw BatchFailure(ExitStatus::kFile, source + ": line " + std::to_string(line) + ": " + reason);
+    throw ValuesRefused(ValuesRefused::Kind::kText, source + ": line " + std::to_string(line) + ": " + reason);
 }
 
 /// Refuses what would cost the parser more than a small multiple of the text, before it sees any of it.
@@ -112,7 +114,8 @@ public:
         // The library's message names line and column behind its own error number, and quotes a piece of any length.
         std::string message = error.what();
         message.erase(0, message.find("] ") + 2);
-        throw BatchFailure(ExitStatus::kFile, source_ + ": " + kernel::shortened(message, kMaxComplaintBytes));
+        throw ValuesRefused(ValuesRefused::Kind::kText,
+                            source_ + ": " + kernel::shortened(message, kMaxComplaintBytes));
     }
 
 private:
@@ -186,8 +189,8 @@ private:
     [[noreturn]] void refuse(const std::string& reason) const {
         const auto id = item_.find("id");
         const bool isNamed = id != item_.end() && id->is_number_unsigned();
-        throw BatchFailure(ExitStatus::kFile,
-                           source_ + ": " + (isNamed ? "item " + id->dump() + ": " : std::string()) + reason);
+        throw ValuesRefused(ValuesRefused::Kind::kText,
+                            source_ + ": " + (isNamed ? "item " + id->dump() + ": " : std::string()) + reason);
     }
 
     const std::string& source_;
@@ -205,6 +208,8 @@ void readItemList(const std::string& text, const std::string& source,
     ItemListReader reader(source, take);
     Json::sax_parse(text, &reader);
     if (!reader.hasList()) {
-        throw BatchFailure(ExitStatus::kFile, source + ": it has no list \"items\"");
+        throw ValuesRefused(ValuesRefused::Kind::kText, source + ": it has no list \"items\"");
     }
 }
+
+} // namespace workbench

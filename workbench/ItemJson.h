@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace workbench {
+
 /// Items as JSON, for programs and for a look at what changed between two reads:
 ///
 ///     { "items": [ { "id": 1024, "name": "NV_TX_GAIN_OFFSET_I", "access": "readwrite",
@@ -21,8 +23,13 @@ std::string itemsToJson(std::span<const NvItem> items);
 /// The items of such a text, with layouts from `catalog`'s ring and values from the text. "id" and the fields' "value"
 /// are needed. "raw", where it stands, gives the bytes, and the values must be the same; without it the values alone
 /// are meant. "name", "type" and "description", where they stand, must be the ring's, so that values made for another
-/// ring never reach a phone. `wrap` as for setTypedValues(). Throws a BatchFailure whose message names `source`, and
-/// the item and field where there are such: kFile for an item that stands there twice and for what readItemList()
+/// ring never reach a phone. `wrap` as for setTypedValues(). Throws ValuesRefused, whose message names `source`, and
+/// the item and field where there are such: kText for an item that stands there twice and for what readItemList()
 /// refuses, kValues for what does not fit the ring, a type or "raw".
-std::vector<workbench::WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
-                                                 bool wrap);
+std::vector<WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog, bool wrap);
+
+/// A text of the ring, which is plain bytes, as JSON and other files in UTF-8 have it. What is no UTF-8 is taken for
+/// Latin-1, so that each text becomes one of its own and is recognised when it comes back.
+std::string utf8Text(const std::string& ringText);
+
+} // namespace workbench

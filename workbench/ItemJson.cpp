@@ -1,14 +1,15 @@
-#include "cli/ItemJson.h"
+#include "workbench/ItemJson.h"
 
-#include "cli/ExitStatus.h"
-#include "cli/FieldValues.h"
-#include "cli/JsonItemList.h"
 #include "platform/kernel/Text.h"
+#include "workbench/FieldValues.h"
+#include "workbench/JsonItemList.h"
 
 #include <algorithm>
 #include <optional>
 #include <set>
 #include <span>
+
+namespace workbench {
 
 namespace {
 
@@ -21,41 +22,24 @@ struct Place {
     const std::string& source;
     std::string item;
 
-    [[noreturn]] void refuse(ExitStatus status, const std::string& reason) const {
-        throw BatchFailure(status, source + ": " + (item.empty() ? "" : item + ": ") + reason);
+    [[noreturn]] void refuse(ValuesRefused::Kind kind, const std::string& reason, bool wouldWrap = false) const {
+        throw ValuesRefused(kind, source + ": " + (item.empty() ? "" : item + ": ") + reason, wouldWrap);
     }
-    [[noreturn]] void refuseForm(const std::string& reason) const { refuse(ExitStatus::kFile, reason); }
-    [[noreturn]] void refuseValue(const std::string& reason) const { refuse(ExitStatus::kValues, reason); }
+    [[noreturn]] void refuseForm(const std::string& reason) const { refuse(ValuesRefused::Kind::kText, reason); }
+    [[noreturn]] void refuseValue(const std::string& reason) const { refuse(ValuesRefused::Kind::kValues, reason); }
 
     /// Runs `step`, and puts the place in front of a refusal in it.
     template <class Step>
     auto refusing(Step step) const {
         try {
             return step();
+        } catch (const ValuesRefused& refusal) {
+            refuse(refusal.kind(), refusal.what(), refusal.wouldWrap());
         } catch (const std::exception& error) {
             refuseValue(error.what());
         }
     }
 };
-
-/// A text of the ring, which is plain bytes, as JSON has it. What is no UTF-8 is taken for Latin-1, so that each text
-/// becomes one of its own and is recognised when it comes back.
-std::string jsonText(const std::string& ringText) {
-    if (kernel::isUtf8(ringText)) {
-        return ringText;
-    }
-    std::string text;
-    for (const char character : ringText) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte < 0x80) {
-            text += character;
-        } else {
-            text += static_cast<char>(0xC0U | byte >> 6U);
-            text += static_cast<char>(0x80U | (byte & 0x3FU));
-        }
-    }
-    return text;
-}
 
 /// A piece of the text as a message quotes it: short, and without going into what it holds.
 std::string quoted(const Json& piece) {
@@ -90,7 +74,7 @@ std::string plainType(std::string typeName) {
 }
 
 void requireSame(const Json& holder, const char* key, const std::string& ringText, const Place& place) {
-    const std::string expected = jsonText(ringText);
+    const std::string expected = utf8Text(ringText);
     const auto found = holder.find(key);
     if (found == holder.end() || *found == expected) {
         return;
@@ -103,7 +87,7 @@ void requireSame(const Json& holder, const char* key, const std::string& ringTex
 }
 
 /// The bytes of "raw"; nothing where the item has none.
-std::optional<workbench::ItemData> rawBytes(const Json& entry, const Place& place) {
+std::optional<ItemData> rawBytes(const Json& entry, const Place& place) {
     const auto raw = entry.find("raw");
     if (raw == entry.end()) {
         return std::nullopt;
@@ -115,7 +99,7 @@ std::optional<workbench::ItemData> rawBytes(const Json& entry, const Place& plac
         place.refuseForm("its \"raw\" needs " + std::to_string(kRawDigits) + " hexadecimal digits");
     }
     const std::string_view digits = raw->get_ref<const std::string&>();
-    workbench::ItemData bytes{};
+    ItemData bytes{};
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         bytes[i] = *kernel::wholeNumber<std::uint8_t>(digits.substr(2 * i, 2), 16);
     }
@@ -123,7 +107,7 @@ std::optional<workbench::ItemData> rawBytes(const Json& entry, const Place& plac
 }
 
 /// Values and bytes are of one mind: somebody who has changed one of them alone would get what he did not mean.
-void requireSameAsRaw(const NvItem& item, const workbench::ItemData& raw, const Place& place) {
+void requireSameAsRaw(const NvItem& item, const ItemData& raw, const Place& place) {
     NvItem rawItem = item;
     rawItem.setRawData(raw);
     const auto typed = item.getSubItems();
@@ -140,7 +124,7 @@ void requireSameAsRaw(const NvItem& item, const workbench::ItemData& raw, const 
     }
 }
 
-workbench::WantedItem itemFromJson(const Json& entry, Place place, Calvane& catalog, bool wrap) {
+WantedItem itemFromJson(const Json& entry, Place place, Calvane& catalog, bool wrap) {
     const auto id = entry.is_object() ? entry.find("id") : entry.end();
     if (id == entry.end() || !id->is_number_unsigned() || id->get<std::uint64_t>() > 0xFFFF) {
         place.refuseForm("each item needs an \"id\" from 0 to 65535");
@@ -167,7 +151,7 @@ workbench::WantedItem itemFromJson(const Json& entry, Place place, Calvane& cata
         requireSameAsRaw(item, *raw, place);
         item.setRawData(*raw);
     }
-    workbench::WantedItem wanted;
+    WantedItem wanted;
     wanted.item = std::move(item);
     wanted.bringsAllBytes = raw.has_value();
     return wanted;
@@ -183,27 +167,43 @@ std::string rawDigits(const NvItem& item) {
 
 } // namespace
 
+std::string utf8Text(const std::string& ringText) {
+    if (kernel::isUtf8(ringText)) {
+        return ringText;
+    }
+    std::string text;
+    for (const char character : ringText) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x80) {
+            text += character;
+        } else {
+            text += static_cast<char>(0xC0U | byte >> 6U);
+            text += static_cast<char>(0x80U | (byte & 0x3FU));
+        }
+    }
+    return text;
+}
+
 std::string itemsToJson(std::span<const NvItem> items) {
     Json list = Json::array();
     for (const NvItem& item : items) {
         Json fields = Json::array();
         for (const SubItem& subItem : item.getSubItems()) {
             fields.push_back(
-                {{"type", subItem.typeName}, {"description", jsonText(subItem.description)}, {"value", subItem.value}});
+                {{"type", subItem.typeName}, {"description", utf8Text(subItem.description)}, {"value", subItem.value}});
         }
         list.push_back({{"id", item.getId()},
-                        {"name", jsonText(item.getName())},
-                        {"access", jsonText(item.getAccess())},
+                        {"name", utf8Text(item.getName())},
+                        {"access", utf8Text(item.getAccess())},
                         {"fields", std::move(fields)},
                         {"raw", rawDigits(item)}});
     }
     return Json{{"items", std::move(list)}}.dump(2) + "\n";
 }
 
-std::vector<workbench::WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
-                                                 bool wrap) {
+std::vector<WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog, bool wrap) {
     const Place place{source, {}};
-    std::vector<workbench::WantedItem> items;
+    std::vector<WantedItem> items;
     std::set<std::uint16_t> seen;
     readItemList(text, source, [&](const Json& entry) {
         items.push_back(itemFromJson(entry, place, catalog, wrap));
@@ -214,3 +214,5 @@ std::vector<workbench::WantedItem> itemsFromJson(const std::string& text, const 
     });
     return items;
 }
+
+} // namespace workbench

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "workbench/SetComparison.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+
+namespace workbench {
+
+/// Rows of a comparison as texts for other programs: a line per sub-field with number, name, sub-field, left, right,
+/// difference and state. Of an item that has none, the item's own. The texts are UTF-8 (utf8Text() in ItemJson.h).
+
+/// An item of the comparison, as a position in its rows, and which of its sub-fields is meant; all of those that are
+/// shown where none is.
+struct ComparedLine {
+    std::uint32_t row = 0;
+    std::optional<std::size_t> field = {};
+};
+
+/// For a spreadsheet's cells, separated by tabs, without a head. `differencesOnly`: of a whole item, the sub-fields
+/// that differ.
+std::string comparisonCells(const SetComparison& comparison, std::span<const ComparedLine> lines, bool differencesOnly);
+
+/// RFC 4180, with a head. Text that a spreadsheet would take for a formula, as it begins with = + - @, has a ' in
+/// front; numbers are left alone. So do the cells of comparisonCells().
+std::string comparisonCsv(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly);
+
+/// { "left": "...", "right": "...", "items": [ { "id": 10, "name": "...", "state": "different", "fields": [ {
+/// "description": "...", "type": "WORD", "left": "1", "right": "3", "difference": "2", "state": "different" } ] } ] }
+std::string comparisonJson(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly);
+
+} // namespace workbench

@@ -23,6 +23,7 @@
 #include <QScreen>
 #include <QSettings>
 #include <QToolBar>
+#include <filesystem>
 #include <utility>
 
 namespace {

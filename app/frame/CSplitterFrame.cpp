@@ -3,6 +3,7 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/ComparePart.h"
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
@@ -16,6 +17,7 @@
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
+#include "workbench/NumberTexts.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -332,7 +334,11 @@ void CSplitterFrame::review(WriteRequest request) {
 }
 
 QString CSplitterFrame::reportText() const {
-    return busy_ ? QString("Reading...") : QString::fromStdString(desk_->report().line);
+    return busy_ ? QString("Reading...") : shownText(desk_->report().line);
+}
+
+QString CSplitterFrame::phoneText() const {
+    return shownText(desk_->paneText());
 }
 
 void CSplitterFrame::showReport() {
@@ -351,7 +357,7 @@ void CSplitterFrame::showReport() {
 }
 
 void CSplitterFrame::showPhone() {
-    const QString title = QString::fromStdString(desk_->title());
+    const QString title = shownText(desk_->title());
     if (title != windowTitle()) {
         setWindowTitle(title);
     }
@@ -421,8 +427,8 @@ void CSplitterFrame::writeSelectedItem() {
         return;
     }
     if (!item->isWritable()) {
-        showMessageBox(window(), QString::fromStdString(item->getName()) + " is read-only: it can't be written.",
-                       "Write NV", MessageIcon::kExclamation);
+        showMessageBox(window(), shownText(item->getName()) + " is read-only: it can't be written.", "Write NV",
+                       MessageIcon::kExclamation);
         return;
     }
     review(requestForOne(*document_, *userInterface_, static_cast<std::size_t>(document_->selectedIndex())));
@@ -441,9 +447,23 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
         if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
-        if (!safeHands_.isOn() || !runSafely(command, known.run)) {
+        if (!safeHands_.isOn()) {
             known.run(*document_);
+        } else if (!runSafely(command, known.run)) {
+            const auto before = document_->baseline().lastSource();
+            known.run(*document_);
+            if (command == CommandId::kReadFromMox && document_->baseline().lastSource() != before) {
+                tellRepeated();
+            }
         }
+    }
+}
+
+void CSplitterFrame::tellRepeated() {
+    if (const auto repeated = repeatedNumbers(*document_); !repeated.empty()) {
+        const std::string text = workbench::repeatedText(document_->fileName(), repeated);
+        userInterface_->showMessage(text + "\nNobody can say which value is meant, so that none is written to a phone.",
+                                    "Read From MOX", MessageIcon::kExclamation);
     }
 }
 

@@ -58,7 +58,7 @@ public:
     bool canReadMissing() const { return !busy_ && desk_->canReadMissing(); }
 
     /// What is known of the phone on the document's port, and how many items are changed.
-    QString phoneText() const { return QString::fromStdString(desk_->paneText()); }
+    QString phoneText() const;
     /// What the last read or write came to, or that a read runs; empty where there is nothing to tell.
     QString reportText() const;
     /// Shows more of that: the progress window, or the items that the last read has left out.
@@ -123,6 +123,8 @@ private:
     /// The part that the command belongs to; null for none.
     CommandPart* partOf(CommandId command) const;
     void runDocumentCommand(CommandId command);
+    /// Tells of items that the file just read has more than once.
+    void tellRepeated();
     /// Writes the selected item, whose edits are stored.
     void writeSelectedItem();
     void showHelp();

@@ -1,15 +1,16 @@
 #include "app/frame/MainMenus.h"
 
 #include "app/compare/CompareWindow.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/RecentFiles.h"
 
 #include <QAction>
-#include <QFileInfo>
 #include <QFontMetrics>
 #include <QMdiArea>
 #include <QMenu>
 #include <QMenuBar>
+#include <filesystem>
 
 namespace {
 
@@ -109,9 +110,9 @@ void MainMenus::listFiles(QMenu* menu, const QStringList& paths, CommandId first
     for (const QString& path : paths) {
         const int room = kPathCharacters * metrics.averageCharWidth();
         const int number = id - static_cast<int>(first) + 1;
-        QAction* file = add(numbered(number, metrics.elidedText(path, Qt::ElideMiddle, room)), id);
+        QAction* file = add(numbered(number, metrics.elidedText(shownText(path.toStdString()), Qt::ElideMiddle, room)), id);
         file->setObjectName("cmd_" + QString::number(id));
-        file->setStatusTip(path);
+        file->setStatusTip(shownText(path.toStdString()));
         connect(file, &QAction::triggered, this, [this, path, chosen] { emit(this->*chosen)(path); });
         ++id;
     }
@@ -135,8 +136,8 @@ void MainMenus::listWindows(QMenu* menu) {
         }
         ++number;
         const CCalvaneDoc& document = frame->document();
-        QStringList parts{frame->windowTitle(), QString::fromStdString(document.comPort())};
-        const QString file = QFileInfo(QString::fromStdString(document.fileName())).fileName();
+        QStringList parts{frame->windowTitle(), shownText(document.comPort())};
+        const QString file = shownText(std::filesystem::path(document.fileName()).filename().string());
         if (!file.isEmpty() && !parts[0].contains(file)) {
             parts << file;
         }

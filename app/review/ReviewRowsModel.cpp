@@ -1,8 +1,8 @@
 #include "app/review/ReviewRowsModel.h"
 
+#include "app/dialogs/ShownText.h"
 #include "app/document/SubFieldText.h"
 #include "app/document/WriteReview.h"
-#include "workbench/MessageText.h"
 
 #include <QFont>
 #include <algorithm>
@@ -150,13 +150,13 @@ QVariant ReviewRowsModel::itemData(std::size_t planRow, int column, int role) co
     }
     switch (column) {
     case kItem:
-        return QString("%1  %2").arg(row.item.getId()).arg(QString::fromStdString(row.item.getName()));
+        return QString("%1  %2").arg(row.item.getId()).arg(shownText(row.item.getName()));
     case kOnPhone:
         return oldValues(row);
     case kToBeWritten:
         return valuesOf(row.item);
     case kResult:
-        return QString::fromStdString(workbench::shownMessage(review_.rowText(planRow))).simplified();
+        return shownLines(review_.rowText(planRow)).simplified();
     default:
         return {};
     }
@@ -173,7 +173,7 @@ QVariant ReviewRowsModel::subFieldData(const SubFieldRow& field, int column, int
     }
     switch (column) {
     case kItem:
-        return QString::fromStdString(field.description);
+        return shownText(field.description);
     case kOnPhone:
         return QString::fromStdString(field.left);
     case kToBeWritten:

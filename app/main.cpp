@@ -57,7 +57,10 @@ int main(int argc, char** argv) {
     parser.setApplicationDescription("Reads, shows and writes the calibration items of a phone.");
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument("file", "A file whose first line names the port of the phone.", "[file]");
+    parser.addPositionalArgument("file", "A file whose first line names the port of the phone, or a calibration file.",
+                                 "[file]");
+    const QCommandLineOption calibrationFile("calibration-file", "Reads this calibration file.", "FILE");
+    parser.addOption(calibrationFile);
     // The parser would print what is wrong with the arguments, and quote them, by itself.
     if (!parser.parse(QCoreApplication::arguments())) {
         std::cerr << workbench::shownMessage(parser.errorText().toStdString()) + '\n';
@@ -68,7 +71,8 @@ int main(int argc, char** argv) {
     try {
         const std::filesystem::path programDirectory = kernel::programDirectory();
         const auto service = startService(programDirectory);
-        const bool started = app.initInstance(programDirectory, parser.positionalArguments().value(0));
+        const bool started =
+            app.initInstance(programDirectory, parser.positionalArguments().value(0), parser.value(calibrationFile));
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
         app.end(); // while the service that its sessions use is still there
         return status;

@@ -8,6 +8,7 @@
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
 #endif
+#include "app/frame/DocumentPropertiesPart.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
@@ -133,6 +134,7 @@ void CSplitterFrame::makePanes() {
 }
 
 void CSplitterFrame::makeParts() {
+    parts_.push_back(std::make_unique<DocumentPropertiesPart>(*this, *document_));
     auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
     filter_ = filter.get();
     parts_.push_back(std::move(filter));
@@ -396,6 +398,14 @@ void CSplitterFrame::runCommand(CommandId command) {
     // While a command waits the panes stay as they are, even if a screen reader moves the focus.
     focusMoved(QApplication::focusWidget());
     emit stateChanged();
+}
+
+bool CSplitterFrame::readCalibrationFile(const QString& path) {
+    const bool isRead = guard_->mayRun(CommandId::kReadFromMox, [this, path] { readCalibrationFile(path); }) &&
+                        document_->readMoxFile(path.toStdString());
+    focusMoved(QApplication::focusWidget());
+    emit stateChanged();
+    return isRead;
 }
 
 bool CSplitterFrame::canRun(CommandId command) const {

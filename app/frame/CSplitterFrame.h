@@ -66,6 +66,11 @@ public:
     /// Brings the title up to date.
     void showPhone();
 
+    /// Whether it lists nothing and no command runs, so that a file may be read into it without a question.
+    bool isUnused() const { return !busy_ && !closing_ && !isWaiting() && document_->nvItems().empty(); }
+    /// Reads a calibration file as Read From MOX does. False, after a message, where that fails.
+    bool readCalibrationFile(const QString& path);
+
     void runCommand(CommandId command);
     /// Whether the command would do anything now, as far as edits decide that.
     bool canRun(CommandId command) const;

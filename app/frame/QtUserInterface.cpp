@@ -7,6 +7,7 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShownText.h"
 #include "app/frame/MainStatusBar.h"
+#include "app/frame/RecentFiles.h"
 #include "platform/kernel/Thread.h"
 #include "workbench/MessageText.h"
 
@@ -110,8 +111,13 @@ void QtUserInterface::fileWritten(const std::string& path) {
     rememberFolderOf(path);
 }
 
-std::optional<FileProperties> QtUserInterface::askFileProperties() {
+void QtUserInterface::calibrationFileUsed(const std::string& path) {
+    recentCalibrationFiles().add(QString::fromStdString(path));
+}
+
+std::optional<FileProperties> QtUserInterface::askFileProperties(const OfferedProperties& offered) {
     CFilePropertiesDlg dialog(owner());
+    dialog.setOffered(offered);
     if (dialog.exec() != QDialog::Accepted) {
         return std::nullopt;
     }

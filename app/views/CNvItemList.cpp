@@ -1,6 +1,7 @@
 #include "app/views/CNvItemList.h"
 
 #include "app/dialogs/CSearchDlg.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/document/ItemSearch.h"
 #include "app/views/ChangedLines.h"
 #include "app/views/FilterBar.h"
@@ -62,6 +63,7 @@ CNvItemList::CNvItemList(CCalvaneDoc& document, const SafeHands* safeHands, QWid
     listBox_->setItemDelegate(new ChangeMarkDelegate(listBox_->itemDelegate(), filter_->query(), listBox_));
     listBox_->setModel(lines_);
     setFocusProxy(listBox_);
+    setHelpPart(*bar_, "filter");
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);

@@ -18,7 +18,7 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
     try {
         return tessra::loadServiceConfig(path);
     } catch (const tessra::ConfigError& error) {
-        std::cerr << error.what() << "\nGoing on without ports.\n";
+        std::cerr << error.message() << "\nGoing on without ports.\n";
         status = ExitStatus::kFile;
         return {};
     }

@@ -29,7 +29,7 @@ std::string readFile(const std::string& path) {
     std::string text;
     if (const int error = kernel::readRegularFile(path, kMaxJsonBytes, text); error != 0) {
         throw BatchFailure(ExitStatus::kFile,
-                           "Can't read '" + path + "': " +
+                           "Can't read " + quoted(path) + ": " +
                                (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
     }
     return text;
@@ -96,7 +96,7 @@ public:
         makePlan(std::move(wanted), onPhone);
         if (arguments_.isDryRun) {
             printPlan(std::cout, plan_);
-            tell(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_));
+            std::cerr << unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_);
             return unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
         }
         return write();
@@ -174,7 +174,7 @@ private:
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial;
         const auto report = writeWith(options);
-        tell(unreadable_ + accountOf(plan_, report));
+        std::cerr << unreadable_ + accountOf(plan_, report);
         const ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
         return unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
     }

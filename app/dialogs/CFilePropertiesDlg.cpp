@@ -1,6 +1,7 @@
 #include "app/dialogs/CFilePropertiesDlg.h"
 
 #include "app/dialogs/FileDialog.h"
+#include "app/dialogs/ShownText.h"
 
 #include <QFileInfo>
 #include <QLineEdit>
@@ -93,7 +94,8 @@ bool CFilePropertiesDlg::mayWrite(const std::string& chosen) {
     if (written == QString::fromStdString(chosen) || !QFileInfo::exists(written)) {
         return true;
     }
-    QMessageBox box(QMessageBox::Warning, "Select", written + " already exists.\nDo you want to change it?",
+    QMessageBox box(QMessageBox::Warning, "Select",
+                    shownText(written.toStdString()) + " already exists.\nDo you want to change it?",
                     QMessageBox::Yes | QMessageBox::No, this);
     box.setTextFormat(Qt::PlainText);
     box.setDefaultButton(QMessageBox::No);

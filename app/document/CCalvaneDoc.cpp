@@ -5,6 +5,7 @@
 #include "app/document/MoxWriteForm.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
+#include "platform/kernel/MessageException.h"
 #include "platform/kernel/Trace.h"
 #include "platform/kernel/WholeFile.h"
 #include "workbench/MessageText.h"
@@ -160,7 +161,7 @@ void CCalvaneDoc::runOnPhone(const std::function<void()>& work) {
 
 void CCalvaneDoc::showFailure(const std::exception& failure, const char* caption) {
     const std::string reason = std::exchange(failureReason_, {});
-    userInterface_.showMessage(workbench::shownMessage(failure.what(), fileName_, reason), caption,
+    userInterface_.showMessage(workbench::shownMessage(kernel::messageOf(failure), fileName_, reason), caption,
                                MessageIcon::kError);
 }
 

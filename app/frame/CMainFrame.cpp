@@ -4,8 +4,10 @@
 #include "app/dialogs/DialogTemplate.h"
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
+#include "app/frame/Licences.h"
 #include "app/frame/MainStatusBar.h"
 #include "app/frame/ReviewSwitch.h"
 #include "app/frame/Shutdown.h"
@@ -14,13 +16,13 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFile>
-#include <QFileInfo>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QScreen>
 #include <QSettings>
 #include <QToolBar>
+#include <filesystem>
 #include <utility>
 
 namespace {
@@ -137,10 +139,14 @@ void CMainFrame::makeKeys() {
         addAction(action);
     };
     addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
-    // Of two panes the next is also the previous one.
-    addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
+    addKeys("pane_switch", {QKeySequence("F6")}, [this] {
         if (CSplitterFrame* frame = activeFrame()) {
-            frame->switchPane();
+            frame->switchPane(1);
+        }
+    });
+    addKeys("pane_back", {QKeySequence("Shift+F6")}, [this] {
+        if (CSplitterFrame* frame = activeFrame()) {
+            frame->switchPane(-1);
         }
     });
 }
@@ -214,7 +220,7 @@ void CMainFrame::fillRecentFiles(QMenu* menu) {
     }
     for (qsizetype i = 0; i < recentFiles_.size(); ++i) {
         const QString path = recentFiles_[i];
-        QString shown = path;
+        QString shown = shownText(path.toStdString());
         QAction* file = menu->addAction(QString("&%1 %2").arg(i + 1).arg(shown.replace('&', "&&")));
         const int id = static_cast<int>(CommandId::kRecentFiles) + static_cast<int>(i);
         file->setObjectName("cmd_" + QString::number(id));
@@ -241,9 +247,9 @@ void CMainFrame::listWindows(QMenu* menu) {
         }
         ++number;
         const CCalvaneDoc& document = frame->document();
-        QStringList parts{frame->windowTitle(), QString::fromStdString(document.comPort())};
+        QStringList parts{frame->windowTitle(), shownText(document.comPort())};
         if (!document.fileName().empty()) {
-            parts << QFileInfo(QString::fromStdString(document.fileName())).fileName();
+            parts << shownText(std::filesystem::path(document.fileName()).filename().string());
         }
         addLine(QString(number < 10 ? "&%1 %2" : "%1 %2").arg(number).arg(parts.join(" - ").replace('&', "&&")), frame);
     }
@@ -394,6 +400,9 @@ void CMainFrame::runCommand(CommandId id) {
     case CommandId::kAbout:
         showAbout(this);
         break;
+    case CommandId::kLicences:
+        showVersions();
+        break;
     case CommandId::kHelpOnFocus:
         FocusHelp::show(programDirectory_, helpPartOf(QApplication::focusWidget()), this);
         break;
@@ -432,6 +441,15 @@ void CMainFrame::runCommand(CommandId id) {
         refresh();
         break;
     }
+}
+
+void CMainFrame::showVersions() {
+    CSplitterFrame* frame = activeFrame();
+    std::optional<std::size_t> itemCount;
+    if (frame != nullptr && !frame->isBusy()) { // else the catalog is the read's
+        itemCount = frame->document().catalog().getSupportedNvItems().size();
+    }
+    showLicences(this, programDirectory_ / CCalvaneDoc::kDecoderRingFileName, itemCount);
 }
 
 void CMainFrame::restorePlaces() {

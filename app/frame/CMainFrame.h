@@ -67,6 +67,7 @@ private:
     void activated(QMdiSubWindow* window);
     void showTitle(bool withDocument);
     void showPhone(CSplitterFrame* frame);
+    void showVersions();
     void restorePlaces();
     void savePlaces();
 

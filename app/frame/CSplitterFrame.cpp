@@ -3,6 +3,7 @@
 #include "app/dialogs/CProgressDlg.h"
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/ComparePart.h"
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
@@ -15,6 +16,7 @@
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
+#include "workbench/NumberTexts.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -216,13 +218,27 @@ void CSplitterFrame::safeHandsChanged() {
     editor_->forgetHeld();
 }
 
-void CSplitterFrame::switchPane() {
-    if (activePane_ == Pane::kEditor) {
-        makeListActive();
-        return;
+void CSplitterFrame::switchPane(int way) {
+    std::vector<QWidget*> panes{list_, editor_};
+    for (const auto& part : parts_) {
+        if (QWidget* pane = part->pane()) {
+            panes.push_back(pane);
+        }
     }
-    editor_->focusEditing();
-    setActivePane(Pane::kEditor);
+    const QWidget* focus = QApplication::focusWidget();
+    const auto hasFocus = [focus](const QWidget* pane) { return pane == focus || pane->isAncestorOf(focus); };
+    const auto found = std::ranges::find_if(panes, hasFocus);
+    const auto now = found != panes.end() ? found - panes.begin() : activePane_ == Pane::kEditor ? 1 : 0;
+    const auto count = std::ssize(panes);
+    QWidget* next = panes[static_cast<std::size_t>((now + way + count) % count)];
+    if (next == list_) {
+        makeListActive();
+    } else if (next == editor_) {
+        editor_->focusEditing();
+        setActivePane(Pane::kEditor);
+    } else {
+        next->setFocus(Qt::ShortcutFocusReason);
+    }
 }
 
 void CSplitterFrame::setFrameActive(bool active) {
@@ -316,7 +332,11 @@ void CSplitterFrame::review(WriteRequest request) {
 }
 
 QString CSplitterFrame::reportText() const {
-    return busy_ ? QString("Reading...") : QString::fromStdString(desk_->report().line);
+    return busy_ ? QString("Reading...") : shownText(desk_->report().line);
+}
+
+QString CSplitterFrame::phoneText() const {
+    return shownText(desk_->paneText());
 }
 
 void CSplitterFrame::showReport() {
@@ -335,7 +355,7 @@ void CSplitterFrame::showReport() {
 }
 
 void CSplitterFrame::showPhone() {
-    const QString title = QString::fromStdString(desk_->title());
+    const QString title = shownText(desk_->title());
     if (title != windowTitle()) {
         setWindowTitle(title);
     }
@@ -397,8 +417,8 @@ void CSplitterFrame::writeSelectedItem() {
         return;
     }
     if (!item->isWritable()) {
-        showMessageBox(window(), QString::fromStdString(item->getName()) + " is read-only: it can't be written.",
-                       "Write NV", MessageIcon::kExclamation);
+        showMessageBox(window(), shownText(item->getName()) + " is read-only: it can't be written.", "Write NV",
+                       MessageIcon::kExclamation);
         return;
     }
     review(requestForOne(*document_, *userInterface_, static_cast<std::size_t>(document_->selectedIndex())));
@@ -417,9 +437,23 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
         if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
-        if (!safeHands_.isOn() || !runSafely(command, known.run)) {
+        if (!safeHands_.isOn()) {
             known.run(*document_);
+        } else if (!runSafely(command, known.run)) {
+            const auto before = document_->baseline().lastSource();
+            known.run(*document_);
+            if (command == CommandId::kReadFromMox && document_->baseline().lastSource() != before) {
+                tellRepeated();
+            }
         }
+    }
+}
+
+void CSplitterFrame::tellRepeated() {
+    if (const auto repeated = repeatedNumbers(*document_); !repeated.empty()) {
+        const std::string text = workbench::repeatedText(document_->fileName(), repeated);
+        userInterface_->showMessage(text + "\nNobody can say which value is meant, so that none is written to a phone.",
+                                    "Read From MOX", MessageIcon::kExclamation);
     }
 }
 

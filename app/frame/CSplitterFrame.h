@@ -6,7 +6,6 @@
 #include "app/frame/CommandPart.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/ReviewSwitch.h"
-#include "workbench/ItemSet.h"
 
 #include <QMdiSubWindow>
 
@@ -59,14 +58,13 @@ public:
     bool canReadMissing() const { return !busy_ && desk_->canReadMissing(); }
 
     /// What is known of the phone on the document's port, and how many items are changed.
-    QString phoneText() const { return QString::fromStdString(desk_->paneText()); }
+    QString phoneText() const;
     /// What the last read or write came to, or that a read runs; empty where there is nothing to tell.
     QString reportText() const;
     /// Shows more of that: the progress window, or the items that the last read has left out.
     void showReport();
     /// Brings the title up to date.
     void showPhone();
-
 
     void runCommand(CommandId command);
     /// Whether the command would do anything now, as far as edits decide that.
@@ -76,8 +74,8 @@ public:
 
     /// To be called when the user has chosen safe hands or the bare commands.
     void safeHandsChanged();
-    /// Makes the other pane the active one.
-    void switchPane();
+    /// Goes to the next pane (1) or to the one before (-1): the list, the editor, and those of the parts.
+    void switchPane(int way);
     /// To be called when the window becomes the one that gets the commands, and when it ceases to be.
     void setFrameActive(bool active);
 
@@ -120,6 +118,8 @@ private:
     /// The part that the command belongs to; null for none.
     CommandPart* partOf(CommandId command) const;
     void runDocumentCommand(CommandId command);
+    /// Tells of items that the file just read has more than once.
+    void tellRepeated();
     /// Writes the selected item, whose edits are stored.
     void writeSelectedItem();
     void showHelp();
@@ -137,7 +137,7 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
-    FilterPart* filter_ = nullptr; ///< one of them
+    FilterPart* filter_ = nullptr;   ///< one of them
     ComparePart* compare_ = nullptr; ///< likewise
     CurvePart* curve_ = nullptr;     ///< likewise; null where the program is built without curves
     Pane activePane_ = Pane::kList;

@@ -5,8 +5,10 @@
 #include "app/dialogs/CFilePropertiesDlg.h"
 #include "app/dialogs/FileDialog.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/MainStatusBar.h"
 #include "platform/kernel/Thread.h"
+#include "workbench/MessageText.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -92,7 +94,8 @@ QWidget* QtUserInterface::owner() const {
 }
 
 void QtUserInterface::showMessage(const std::string& text, const std::string& caption, MessageIcon icon) {
-    showMessageBox(owner(), QString::fromStdString(text), QString::fromStdString(caption), icon);
+    // Bytes that are no UTF-8 are shown before the toolkit replaces them.
+    showMessageBox(owner(), QString::fromStdString(workbench::shownMessage(text)), shownText(caption), icon);
 }
 
 std::optional<std::string> QtUserInterface::askFileToOpen(const FileQuestion& question) {

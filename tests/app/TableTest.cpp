@@ -115,7 +115,7 @@ TEST_P(Table, ShowsWhatTheValuesMean) {
     type(1, "-3");
     EXPECT_EQ(unit(1), "-1.5 dBm, low");
     clickHex();
-    EXPECT_EQ(unit(1), "-1.5 dBm, low");
+    EXPECT_EQ(frame().findChild<QLabel*>("ctl_7001_unit")->accessibleName(), "-1.5 dBm, low");
     clickLine(2);
     EXPECT_EQ(unit(1), "");
 }

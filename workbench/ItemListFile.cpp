@@ -107,11 +107,11 @@ std::vector<std::string> doubtsOf(const ItemList& list, std::span<const NvItem> 
     std::vector<std::string> doubts;
     for (const ItemList::Entry& entry : list.entries) {
         const auto found = std::ranges::lower_bound(ring, entry.number, {}, &NvItem::getId);
-        const std::string item = "Line " + std::to_string(entry.line) + ": item " + std::to_string(entry.number);
+        std::string doubt = "Line " + std::to_string(entry.line) + ": item " + std::to_string(entry.number) + " is ";
         if (found == ring.end() || found->getId() != entry.number) {
-            doubts.push_back(item + " is not in the decoder ring.");
+            doubts.push_back(doubt.append("not in the decoder ring."));
         } else if (const std::string name = found->getName(); !entry.name.empty() && entry.name != name) {
-            doubts.push_back(item + " is " + name + " in the decoder ring, not " + entry.name + ".");
+            doubts.push_back(doubt.append(name).append(" in the decoder ring, not ").append(entry.name).append("."));
         }
     }
     return doubts;

@@ -85,9 +85,8 @@ void CFilePropertiesDlg::setOffered(OfferedProperties offered) {
 void CFilePropertiesDlg::prepareButton(int id, const std::optional<PropertyOffer>& offer) {
     auto& button = item<QPushButton>(id);
     button.setEnabled(offer.has_value());
-    const QString source = offer ? QString::fromStdString(offer->source).toHtmlEscaped() : QString();
-    button.setToolTip(offer ? "Fills in what is known from " + source
-                            : QString("Nothing that was read in this window tells it"));
+    button.setToolTip(plainToolTip(offer ? "Fills in what is known from " + shownText(offer->source)
+                                         : QString("Nothing that was read in this window tells it")));
 }
 
 void CFilePropertiesDlg::fillIn(const FileProperties& properties) {

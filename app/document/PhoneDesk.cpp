@@ -2,7 +2,6 @@
 
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Trace.h"
-#include "workbench/MessageText.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -281,8 +280,7 @@ std::string PhoneDesk::paneText() const {
 std::string PhoneDesk::title() const {
     const auto& source = document_.listSource();
     if (const auto* file = source ? std::get_if<workbench::FileSource>(&source->from) : nullptr) {
-        return CCalvaneDoc::kTitle +
-               (" - " + workbench::shownMessage(std::filesystem::path(file->path).filename().string())) + changedText();
+        return CCalvaneDoc::kTitle + (" - " + std::filesystem::path(file->path).filename().string()) + changedText();
     }
     const bool isKnown = knownPort_ == document_.comPort() && (isAsked_ || !isPresent_);
     return CCalvaneDoc::kTitle + (isKnown ? " - " + phoneText() : std::string()) + changedText();

@@ -110,7 +110,8 @@ void MainMenus::listFiles(QMenu* menu, const QStringList& paths, CommandId first
     for (const QString& path : paths) {
         const int room = kPathCharacters * metrics.averageCharWidth();
         const int number = id - static_cast<int>(first) + 1;
-        QAction* file = add(numbered(number, metrics.elidedText(shownText(path.toStdString()), Qt::ElideMiddle, room)), id);
+        QAction* file =
+            add(numbered(number, metrics.elidedText(shownText(path.toStdString()), Qt::ElideMiddle, room)), id);
         file->setObjectName("cmd_" + QString::number(id));
         file->setStatusTip(shownText(path.toStdString()));
         connect(file, &QAction::triggered, this, [this, path, chosen] { emit(this->*chosen)(path); });

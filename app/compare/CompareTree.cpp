@@ -110,6 +110,14 @@ void CompareTree::copySelected() const {
     }
 }
 
+bool CompareTree::event(QEvent* event) {
+    if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->matches(QKeySequence::Copy)) {
+        event->accept(); // rather than a command of the main window
+        return true;
+    }
+    return QTreeView::event(event);
+}
+
 void CompareTree::keyPressEvent(QKeyEvent* event) {
     if (event->matches(QKeySequence::Copy)) {
         copySelected();

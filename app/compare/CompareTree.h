@@ -21,6 +21,7 @@ public:
     void copySelected() const;
 
 protected:
+    bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:

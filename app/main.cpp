@@ -1,5 +1,6 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
+#include "platform/kernel/MessageException.h"
 #include "platform/kernel/Process.h"
 #include "platform/kernel/StandardDescriptors.h"
 #include "platform/kernel/Trace.h"
@@ -19,9 +20,15 @@ std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& p
     try {
         return std::make_unique<tessra::ServiceHost>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"));
     } catch (const std::exception& failure) {
-        showMessageBox(nullptr, failure.what(), kExceptionCaption, MessageIcon::kError);
+        const std::string shown = workbench::shownMessage(kernel::messageOf(failure));
+        showMessageBox(nullptr, QString::fromStdString(shown), kExceptionCaption, MessageIcon::kError);
         return nullptr;
     }
+}
+
+void tellMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    const std::string line = qFormatLogMessage(type, context, message).toStdString();
+    std::cerr << workbench::shownMessage(line) + '\n' << std::flush;
 }
 
 /// Takes the toolkit's messages until the application is there. Without a display the toolkit would abort the program
@@ -31,7 +38,7 @@ void tellStart(QtMsgType type, const QMessageLogContext& context, const QString&
         std::cerr << "calvane: no window can be opened: there is no display, or it can't be used.\n" << std::flush;
         std::_Exit(EXIT_FAILURE);
     }
-    std::cerr << qFormatLogMessage(type, context, message).toStdString() + '\n' << std::flush;
+    tellMessage(type, context, message);
 }
 
 } // namespace
@@ -45,18 +52,27 @@ int main(int argc, char** argv) {
     });
     qInstallMessageHandler(tellStart);
     CCalvaneApp app(argc, argv);
-    qInstallMessageHandler(nullptr);
+    qInstallMessageHandler(tellMessage);
     QCommandLineParser parser;
     parser.setApplicationDescription("Reads, shows and writes the calibration items of a phone.");
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument("file", "A file whose first line names the port of the phone.", "[file]");
+    parser.addPositionalArgument("file", "A file whose first line names the port of the phone, or a calibration file.",
+                                 "[file]");
+    const QCommandLineOption calibrationFile("calibration-file", "Reads this calibration file.", "FILE");
+    parser.addOption(calibrationFile);
+    // The parser would print what is wrong with the arguments, and quote them, by itself.
+    if (!parser.parse(QCoreApplication::arguments())) {
+        std::cerr << workbench::shownMessage(parser.errorText().toStdString()) + '\n';
+        return EXIT_FAILURE;
+    }
     parser.process(app);
 
     try {
         const std::filesystem::path programDirectory = kernel::programDirectory();
         const auto service = startService(programDirectory);
-        const bool started = app.initInstance(programDirectory, parser.positionalArguments().value(0));
+        const bool started =
+            app.initInstance(programDirectory, parser.positionalArguments().value(0), parser.value(calibrationFile));
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
         app.end(); // while the service that its sessions use is still there
         return status;

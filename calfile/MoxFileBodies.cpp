@@ -32,9 +32,7 @@ bool mox::mayExist(const std::string& path) {
 void MoxFile::writeToDiskImpl() {
     recordFailures(kWriteToDisk, [this] {
         changeFile([this] {
-            for (const NvRecord& record : items_) {
-                mox::writeItem(defaultStorage_, record);
-            }
+            mox::writeItems(defaultStorage_, items_);
             if (propertiesSet_) {
                 mox::writeProperties(defaultStorage_, properties_);
             }

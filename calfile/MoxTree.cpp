@@ -37,6 +37,18 @@ std::multimap<std::uint16_t, std::u16string> otherItemNames(const StoragePtr& de
     return names;
 }
 
+// The item is there whole, or as it was before.
+void writeItem(const StoragePtr& defaultStorage, const Record& record) {
+    StoragePtr item;
+    check(defaultStorage->createStorage(NumberName(record.id), kNewElement, item));
+    const std::uint32_t written = writeStream(item, kItemStream, itemBytes(record));
+    if (written < kItemStreamBytes) {
+        throw MoxException("MoxFile::writeToDiskImpl() - Tried to write NV Item: '" + std::to_string(record.id) +
+                           "' but was only able to write " + std::to_string(written) + " out of " +
+                           std::to_string(kItemStreamBytes) + " bytes");
+    }
+}
+
 } // namespace
 
 bool nextNumbered(const EnumPtr& children, storage::ElementInfo& child) {
@@ -63,14 +75,13 @@ void writeVersionStream(const StoragePtr& root) {
     }
 }
 
-void writeItem(const StoragePtr& defaultStorage, const Record& record) {
-    StoragePtr item;
-    check(defaultStorage->createStorage(NumberName(record.id), kNewElement, item));
-    const std::uint32_t written = writeStream(item, kItemStream, itemBytes(record));
-    if (written < kItemStreamBytes) {
-        throw MoxException("MoxFile::writeToDiskImpl() - Tried to write NV Item: '" + std::to_string(record.id) +
-                           "' but was only able to write " + std::to_string(written) + " out of " +
-                           std::to_string(kItemStreamBytes) + " bytes");
+void writeItems(const StoragePtr& defaultStorage, std::span<const Record> records) {
+    auto otherNames = otherItemNames(defaultStorage);
+    for (const Record& record : records) {
+        writeItem(defaultStorage, record);
+        const auto [first, last] = otherNames.equal_range(record.id);
+        std::for_each(first, last, [&](const auto& other) { check(defaultStorage->destroyElement(other.second)); });
+        otherNames.erase(first, last);
     }
 }
 

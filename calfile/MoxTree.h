@@ -23,8 +23,9 @@ using EnumPtr = storage::ComPtr<storage::IEnumElements>;
 bool nextNumbered(const EnumPtr& children, storage::ElementInfo& child);
 
 void writeVersionStream(const StoragePtr& root);
-/// Replaces the item of that number; it is in the file whole, or as it was before.
-void writeItem(const StoragePtr& defaultStorage, const Record& record);
+/// Replaces the items of these numbers, in their order, under names of eight digits. What stands for the same item
+/// under a name of other digits goes: two values of an item are none.
+void writeItems(const StoragePtr& defaultStorage, std::span<const Record> records);
 void writeProperties(const StoragePtr& defaultStorage, const Properties& properties);
 /// Nothing where the file has no property stream, or one that is cut short.
 std::optional<Properties> readProperties(const StoragePtr& defaultStorage);

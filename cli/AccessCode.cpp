@@ -1,5 +1,6 @@
 #include "cli/AccessCode.h"
 
+#include "cli/CommandText.h"
 #include "tessra/Packet.h"
 
 #include <array>
@@ -19,14 +20,14 @@ std::string readCode(const std::string& path) {
     file.getline(line.data(), line.size());
     const int error = errno;
     if (!file.is_open() || file.bad() || error != 0) {
-        throw BatchFailure(ExitStatus::kFile, "Can't read '" + path + "': " + std::generic_category().message(error));
+        throw BatchFailure(ExitStatus::kFile,
+                           "Can't read " + quoted(path) + ": " + std::generic_category().message(error));
     }
     std::string_view code(line.data());
     code.remove_suffix(code.ends_with('\r') ? 1 : 0);
     if (file.fail() || code.size() != tessra::kSpcDigits || code.find_first_not_of("0123456789") != code.npos) {
-        throw BatchFailure(ExitStatus::kFile, "'" + path +
-                                                  "' does not begin with a line of six digits, the service "
-                                                  "programming code. Nothing was written.");
+        throw BatchFailure(ExitStatus::kFile, quoted(path) + " does not begin with a line of six digits, the service "
+                                                             "programming code. Nothing was written.");
     }
     return std::string(code);
 }

@@ -79,6 +79,13 @@ CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::stri
         description);
 }
 
+/// The two ways to name several items. The file is read when the arguments are carried out.
+template <class Take>
+void addItems(CLI::App& verb, Arguments& arguments, const std::string& what, Take take) {
+    CLI::Option* numbers = addNumbers(verb, "--ids", what + " these items alone, such as 10,20-30", take);
+    addName(verb, "--list", arguments.listPath, what + " the items of this list alone, a text file")->excludes(numbers);
+}
+
 /// The whole of `text` as a number, which may be hexadecimal behind 0x.
 template <class Number>
 bool parseNumber(std::string_view text, Number& number) {
@@ -147,7 +154,7 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNum
                              "calvane-batch show phone.mox --ids 1000-1099");
     addRing(*show, arguments);
     addName(*show, "file", arguments.moxPath, "Calibration file")->required();
-    addNumbers(*show, "--ids", "Show these items alone, such as 10,20-30", takeItemNumbers);
+    addItems(*show, arguments, "Show", takeItemNumbers);
     addFlag(*show, "--hex", arguments.hex,
             "Print the bytes of all items, also of those that the decoder ring does not describe");
     addName(*show, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
@@ -156,7 +163,10 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments, Take takeItemNum
                               "Remove items from a calibration file; those that it keeps are not touched",
                               "calvane-batch prune phone.mox --keep 10,1000-1099");
     addName(*prune, "file", arguments.moxPath, "Calibration file")->required();
-    addNumbers(*prune, "--keep", "Items to keep, such as 10,20-30", takeItemNumbers)->required();
+    CLI::Option_group* kept = prune->add_option_group("Kept", "What stays in the file");
+    addNumbers(*kept, "--keep", "Items to keep, such as 10,20-30", takeItemNumbers);
+    addName(*kept, "--list", arguments.listPath, "Keep the items of this list, a text file");
+    kept->require_option(1);
 
     CLI::App* tree = addVerb(program, arguments, Verb::kTree, "tree",
                              "Print the storages and streams of any compound file, with their sizes",
@@ -182,7 +192,7 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     addRing(*read, arguments);
     addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
     addName(*read, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
-    addNumbers(*read, "--ids", "Read these items alone, such as 10,20-30", takeItemNumbers);
+    addItems(*read, arguments, "Read", takeItemNumbers);
     addNumber(*read, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
               [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
     addMoxOutput(*read, arguments);
@@ -190,7 +200,7 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     CLI::App* list = addVerb(program, arguments, Verb::kList, "list", "Print the items that the decoder ring describes",
                              "calvane-batch list --ids 1000-1099");
     addRing(*list, arguments);
-    addNumbers(*list, "--ids", "Print these items alone, such as 10,20-30", takeItemNumbers);
+    addItems(*list, arguments, "Print", takeItemNumbers);
 
     CLI::App* set = addVerb(program, arguments, Verb::kSet, "set",
                             "Change one item on a phone: read it, write it, and read it back",
@@ -213,6 +223,7 @@ void describeVerbs(CLI::App& program, Arguments& arguments) {
     addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
     addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
+    addItems(*write, arguments, "Write", takeItemNumbers);
     addFlag(*write, "--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
     addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9, and count it as done",
                [&arguments](const ItemNumbers& numbers) {

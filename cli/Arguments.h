@@ -17,8 +17,9 @@ struct Arguments {
     std::string ringPath;
     std::string servicePath;
     std::string comPort;
-    std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show: these alone; prune: to keep
+    std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show, write: these alone; prune: to keep
     std::vector<std::uint16_t> singleNumbers;              ///< of these, the ones named outside ranges
+    std::string listPath;                                  ///< the file with these numbers; empty for none
     unsigned retries = 5;                                  ///< read: of an item whose answer is lost or damaged
     std::string textPath;                                  ///< read: where the text export goes; empty for nowhere
     std::string jsonPath;                                  ///< read, show: where the JSON goes; empty for nowhere

@@ -3,6 +3,7 @@
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
+#include "workbench/ItemListFile.h"
 #include "workbench/PortReason.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
     try {
         return tessra::loadServiceConfig(path);
     } catch (const tessra::ConfigError& error) {
-        std::cerr << error.what() << "\nGoing on without ports.\n";
+        std::cerr << error.message() << "\nGoing on without ports.\n";
         status = ExitStatus::kFile;
         return {};
     }
@@ -78,11 +79,34 @@ constexpr VerbEntry kVerbs[] = {
     {[](Calvane&, const Arguments& arguments) { return printTree(arguments.inputPath); }, false, false},
 };
 
+/// Takes the numbers of the arguments' list, where there is one, as if they had been named one by one.
+workbench::ItemList takeList(Arguments& arguments) {
+    workbench::ItemList list;
+    if (!arguments.listPath.empty()) {
+        list = failingWith(ExitStatus::kFile, [&] { return workbench::readItemList(arguments.listPath); });
+        arguments.itemNumbers = list.numbers();
+        arguments.singleNumbers = list.numbers();
+    }
+    return list;
+}
+
+/// Tells where the list and the decoder ring have other names for an item: one of them may be meant for another phone.
+void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::string& path) {
+    if (list.entries.empty()) {
+        return;
+    }
+    for (const std::string& doubt : workbench::doubtsOf(list, catalog.getSupportedNvItems())) {
+        std::cerr << path << ": " << doubt << '\n';
+    }
+}
+
 } // namespace
 
-ExitStatus runBatch(const Arguments& arguments) {
-    const VerbEntry& verb = kVerbs[static_cast<std::size_t>(arguments.verb)];
+ExitStatus runBatch(const Arguments& given) {
+    const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
     ExitStatus status = ExitStatus::kDone;
+    Arguments arguments = given;
+    const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
     // The service talks to its lines as soon as it is there; a dry run that names no port is to touch none.
     const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
@@ -95,6 +119,7 @@ ExitStatus runBatch(const Arguments& arguments) {
     try {
         if (verb.needsRing) {
             failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
+            tellNames(list, catalog, arguments.listPath);
         }
         status = worse(status, verb.run(catalog, arguments));
         if (arguments.verb == Arguments::Verb::kPorts) {

@@ -1,5 +1,6 @@
 #include "cli/CommandText.h"
 
+#include "platform/kernel/MessageException.h"
 #include "platform/kernel/WholeFile.h"
 #include "workbench/MessageText.h"
 
@@ -11,26 +12,8 @@
 #include <set>
 #include <system_error>
 
-std::string counted(std::size_t count) {
-    return std::to_string(count) + (count == 1 ? " item" : " items");
-}
-
-std::string joined(const std::vector<std::uint16_t>& numbers) {
-    std::string text;
-    for (std::size_t first = 0; first < numbers.size();) {
-        std::size_t last = first;
-        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1) {
-            ++last;
-        }
-        text += (text.empty() ? "" : ", ") + std::to_string(numbers[first]);
-        if (last - first >= 2) {
-            text += "-" + std::to_string(numbers[last]);
-            first = last + 1;
-        } else {
-            ++first;
-        }
-    }
-    return text;
+std::string quoted(const std::string& name) {
+    return "'" + workbench::shownText(name) + "'";
 }
 
 void flushOutput() {
@@ -49,8 +32,9 @@ void writeOutput(const std::filesystem::path& path, const std::string& content) 
         error = kernel::writeWholeFile(path, content).error();
     }
     if (error != 0) {
-        throw BatchFailure(ExitStatus::kFile, "Can't write '" + (path == "-" ? "standard output" : path.string()) +
-                                                  "': " + std::generic_category().message(error));
+        throw BatchFailure(ExitStatus::kFile, "Can't write " +
+                                                  (path == "-" ? "'standard output'" : quoted(path.string())) + ": " +
+                                                  std::generic_category().message(error));
     }
 }
 
@@ -63,13 +47,9 @@ std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& want
     return missing;
 }
 
-void tell(const std::string& text) {
-    std::cerr << workbench::shownMessage(text);
-}
-
 ExitStatus report(const std::exception& failure) {
-    std::string message = workbench::shownMessage(failure.what());
-    message.erase(message.find_last_not_of('\n') + 1);
+    std::string message = kernel::messageOf(failure);
+    message.erase(message.find_last_not_of("\r\n") + 1);
     std::cerr << message << '\n';
     const auto* known = dynamic_cast<const BatchFailure*>(&failure);
     return known == nullptr ? ExitStatus::kOtherFailure : known->status();

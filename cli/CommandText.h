@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/ExitStatus.h"
+#include "workbench/NumberTexts.h"
 
 #include <cstdint>
 #include <exception>
@@ -10,10 +11,10 @@
 
 /// What the verbs of the batch tool have in common: their output, and the words for what they did.
 
-/// "3 items", "1 item".
-std::string counted(std::size_t count);
-/// "7, 9, 20-30": three or more numbers that follow each other as a range.
-std::string joined(const std::vector<std::uint16_t>& numbers);
+using workbench::counted;
+using workbench::joined;
+/// The name or path between single quotes, as it is shown on one line.
+std::string quoted(const std::string& name);
 /// Throws a BatchFailure unless everything printed so far has reached standard output.
 void flushOutput();
 /// Writes `content` to the file at `path` as kernel::writeWholeFile() does (a full disk leaves the old one as it was),
@@ -22,7 +23,5 @@ void writeOutput(const std::filesystem::path& path, const std::string& content);
 /// The numbers of `wanted` that are not among `found`.
 std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& wanted,
                                           const std::vector<std::uint16_t>& found);
-/// Writes a text of many lines to standard error, as workbench::shownMessage() shows it.
-void tell(const std::string& text);
-/// Tells the failure on standard error in the same way, and answers how it ends the program.
+/// Tells the failure on standard error, and answers how it ends the program.
 ExitStatus report(const std::exception& failure);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "platform/kernel/MessageException.h"
+
 #include <algorithm>
 #include <array>
-#include <stdexcept>
+#include <new>
 #include <string>
 
 /// How the program ended, for the script that has called it. 10 and 11 are kept free for verbs to come.
@@ -51,9 +53,9 @@ constexpr ExitStatus worse(ExitStatus left, ExitStatus right) {
 }
 
 /// A failure that decides how the program ends.
-class BatchFailure : public std::runtime_error {
+class BatchFailure : public kernel::MessageException {
 public:
-    BatchFailure(ExitStatus status, const std::string& message) : std::runtime_error(message), status_(status) {}
+    BatchFailure(ExitStatus status, const std::string& message) : MessageException(message), status_(status) {}
 
     ExitStatus status() const { return status_; }
 
@@ -71,6 +73,6 @@ auto failingWith(ExitStatus status, Step step) {
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
-        throw BatchFailure(status, error.what());
+        throw BatchFailure(status, kernel::messageOf(error));
     }
 }

@@ -1,7 +1,6 @@
 #include "cli/CommandText.h"
 #include "cli/Verbs.h"
 #include "platform/com/Messages.h"
-#include "platform/kernel/Text.h"
 #include "platform/storage/Storage.h"
 #include "workbench/MessageText.h"
 
@@ -42,8 +41,8 @@ void appendUtf8(std::string& text, char32_t code) {
     byte(0x80 | (code & 0x3F));
 }
 
-// The name in UTF-8. Names often begin with a control character, which must not reach a terminal: it is shown by its
-// code. So is half of a surrogate pair without the other.
+// The name in UTF-8, shown: names often begin with a control character. Half of a surrogate pair without the other
+// becomes bytes that are no character.
 std::string printable(std::u16string_view name) {
     const auto isHalf = [&](std::size_t at, char16_t first) {
         return at < name.size() && name[at] >= first && name[at] < first + 0x400;
@@ -53,13 +52,11 @@ std::string printable(std::u16string_view name) {
         const char16_t unit = name[at];
         if (isHalf(at, 0xD800) && isHalf(at + 1, 0xDC00)) {
             appendUtf8(text, 0x10000 + ((unit - 0xD800U) << 10) + (name[++at] - 0xDC00U));
-        } else if (unit >= 0x20 && (unit < 0x7F || unit > 0x9F) && !isHalf(at, 0xD800) && !isHalf(at, 0xDC00)) {
-            appendUtf8(text, unit);
         } else {
-            text += "\\x" + kernel::hexDigits(unit, 2);
+            appendUtf8(text, unit);
         }
     }
-    return text;
+    return workbench::shownText(text);
 }
 
 // Walks a tree with a stack of its own, so that no file decides how deep the program's goes.
@@ -139,7 +136,8 @@ ExitStatus printTree(const std::string& path) {
     const com::Status status = storage::stgOpenStorage(path, kForReading, root);
     if (com::failed(status)) {
         const std::string text = failureText(status, path);
-        throw BatchFailure(ExitStatus::kFile, text.find(path) == std::string::npos ? "'" + path + "': " + text : text);
+        throw BatchFailure(ExitStatus::kFile,
+                           text.find(quoted(path)) == std::string::npos ? quoted(path) + ": " + text : text);
     }
     const bool isComplete = TreePrinter().print(root);
     return isComplete && root->isWhole() ? ExitStatus::kDone : ExitStatus::kFile;

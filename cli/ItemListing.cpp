@@ -1,12 +1,15 @@
 #include "cli/ItemListing.h"
 
 #include "platform/kernel/Text.h"
+#include "workbench/MessageText.h"
 
 #include <algorithm>
 #include <iomanip>
 #include <ostream>
 
 namespace {
+
+using workbench::shownText;
 
 // The longest type name is "SIGNED DWORD", the longest value that of a QWORD.
 constexpr int kNumberWidth = 5;
@@ -21,8 +24,8 @@ const char* markOf(std::uint16_t number, const std::set<std::uint16_t>& repeated
 
 void printItems(std::ostream& out, std::span<const NvItem> items, const std::set<std::uint16_t>& repeated) {
     for (const NvItem& item : items) {
-        out << std::setw(kNumberWidth) << item.getId() << "  " << item.getName() << "  (" << item.getAccess() << ')'
-            << markOf(item.getId(), repeated) << '\n';
+        out << std::setw(kNumberWidth) << item.getId() << "  " << shownText(item.getName()) << "  ("
+            << shownText(item.getAccess()) << ')' << markOf(item.getId(), repeated) << '\n';
         const auto subItems = item.getSubItems();
         std::size_t valueWidth = 0;
         for (const SubItem& subItem : subItems) {
@@ -31,14 +34,14 @@ void printItems(std::ostream& out, std::span<const NvItem> items, const std::set
         for (const SubItem& subItem : subItems) {
             out << "       " << std::left << std::setw(kTypeWidth) << subItem.typeName << "  " << std::right
                 << std::setw(static_cast<int>(valueWidth)) << subItem.value << (valueWidth == 0 ? "" : "  ")
-                << subItem.description << '\n';
+                << shownText(subItem.description) << '\n';
         }
     }
 }
 
 void printItemBytes(std::ostream& out, std::uint16_t number, const std::string& name,
                     std::span<const std::uint8_t> bytes, const std::set<std::uint16_t>& repeated) {
-    out << std::setw(kNumberWidth) << number << "  " << (name.empty() ? "(not in the decoder ring)" : name)
+    out << std::setw(kNumberWidth) << number << "  " << (name.empty() ? "(not in the decoder ring)" : shownText(name))
         << markOf(number, repeated);
     for (std::size_t offset = 0; offset < bytes.size(); ++offset) {
         if (offset % kBytesPerLine == 0) {

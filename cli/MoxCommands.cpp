@@ -25,7 +25,7 @@ auto withPath(const std::string& path, Step step) {
     try {
         return step();
     } catch (const MoxFile::Exception& error) {
-        throw BatchFailure(ExitStatus::kFile, "'" + path + "': " + workbench::shownMessage(error.what(), path));
+        throw BatchFailure(ExitStatus::kFile, quoted(path) + ": " + workbench::shownMessage(error.message(), path));
     }
 }
 
@@ -53,7 +53,7 @@ MoxContent contentOf(const std::string& path) {
                 ++record;
                 isRead = true;
             } catch (const MoxFile::Exception& error) {
-                content.failures.push_back(workbench::shownMessage(error.what(), path));
+                content.failures.push_back(workbench::shownMessage(error.message(), path));
             }
         }
         content.isWhole = file.isWhole() && content.failures.empty();
@@ -67,37 +67,21 @@ std::vector<std::uint16_t> numbersOfRecords(const std::vector<MoxFile::NvRecord>
     return numbers;
 }
 
-/// The numbers that stand there more than once: in a file whose storages are named by different numbers of digits.
-std::set<std::uint16_t> repeatedNumbers(const std::vector<MoxFile::NvRecord>& records) {
-    std::set<std::uint16_t> seen;
-    std::set<std::uint16_t> repeated;
-    for (const MoxFile::NvRecord& record : records) {
-        if (!seen.insert(record.id).second) {
-            repeated.insert(record.id);
-        }
-    }
-    return repeated;
-}
-
-/// "'p.mox' has item 7, 9 more than once, under names of different length."
-std::string repeatedText(const std::string& path, const std::set<std::uint16_t>& repeated) {
-    return "'" + path + "' has " +
-           (repeated.size() > kMaxNamedNumbers ? counted(repeated.size())
-                                               : "item " + joined({repeated.begin(), repeated.end()})) +
-           " more than once, under names of different length.";
+std::set<std::uint16_t> repeatedIn(const std::vector<MoxFile::NvRecord>& records) {
+    return workbench::repeatedNumbers(numbersOfRecords(records));
 }
 
 /// Says what is wrong with the file: that its tree is damaged stands in the error log.
 void complain(const std::string& path, const MoxContent& content) {
     for (std::string failure : content.failures) {
         failure.erase(failure.find_last_not_of('\n') + 1);
-        std::cerr << "'" << path << "': " << failure << '\n';
+        std::cerr << quoted(path) << ": " << failure << '\n';
     }
     if (!content.isWhole) {
-        std::cerr << "'" << path << "' is damaged: it may have had more items.\n";
+        std::cerr << quoted(path) << " is damaged: it may have had more items.\n";
     }
-    if (const auto repeated = repeatedNumbers(content.records); !repeated.empty()) {
-        std::cerr << repeatedText(path, repeated) << '\n';
+    if (const auto repeated = repeatedIn(content.records); !repeated.empty()) {
+        std::cerr << workbench::repeatedText(path, repeated) << '\n';
     }
 }
 
@@ -105,9 +89,24 @@ std::vector<MoxFile::NvRecord> wholeContentOf(const std::string& path) {
     MoxContent content = contentOf(path);
     if (!content.isWhole) {
         complain(path, content);
-        throw BatchFailure(ExitStatus::kFile, "Nothing is done with '" + path + "', as it is damaged.");
+        throw BatchFailure(ExitStatus::kFile, "Nothing is done with " + quoted(path) + ", as it is damaged.");
     }
     return std::move(content.records);
+}
+
+/// Throws where a file that is there has an item twice, and keeps it so as it is none of `written`: what is written
+/// replaces both.
+void requireNoneLeftTwice(const std::string& path, const std::vector<std::uint16_t>& written) {
+    if (!mox::mayExist(path)) {
+        return;
+    }
+    auto repeated = repeatedIn(wholeContentOf(path));
+    for (const std::uint16_t number : written) {
+        repeated.erase(number);
+    }
+    if (!repeated.empty()) {
+        throw BatchFailure(ExitStatus::kFile, workbench::repeatedText(path, repeated) + "\nThe file is left as it is.");
+    }
 }
 
 using Ring = std::map<std::uint16_t, NvItem>;
@@ -136,7 +135,7 @@ std::string accountOf(const std::string& path, const std::vector<std::uint16_t>&
     std::vector<std::uint16_t> undescribed;
     std::copy_if(numbers.begin(), numbers.end(), std::back_inserter(undescribed),
                  [&ring](std::uint16_t number) { return !ring.contains(number); });
-    std::string text = "'" + path + "' holds " + counted(numbers.size()) + ".";
+    std::string text = quoted(path) + " holds " + counted(numbers.size()) + ".";
     if (undescribed.empty()) {
         return text;
     }
@@ -159,8 +158,9 @@ std::string missingText(const std::vector<std::uint16_t>& wanted, const std::vec
 
 std::vector<NvItem> itemsOfMox(Calvane& catalog, const std::string& path) {
     const auto records = wholeContentOf(path);
-    if (const auto repeated = repeatedNumbers(records); !repeated.empty()) {
-        throw BatchFailure(ExitStatus::kFile, repeatedText(path, repeated) + "\nNothing is written from it.");
+    if (const auto repeated = repeatedIn(records); !repeated.empty()) {
+        throw BatchFailure(ExitStatus::kFile,
+                           workbench::repeatedText(path, repeated) + "\nNothing is written from it.");
     }
     const Ring ring = ringOf(catalog);
     std::cerr << accountOf(path, numbersOfRecords(records), ring) << '\n';
@@ -187,20 +187,21 @@ std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const 
             }
         }
         if (written.empty()) {
-            throw BatchFailure(ExitStatus::kFile, "'" + path + "' is left as it is: none of the " +
+            throw BatchFailure(ExitStatus::kFile, quoted(path) + " is left as it is: none of the " +
                                                       counted(items.size()) + " read may be written to a file.");
         }
         if (const auto& properties = arguments.properties) {
             file.setMobilePropertyInfo(properties->esn, properties->nvMajorVersion, properties->nvMinorVersion,
                                        properties->softwareVersion, properties->clientName);
         }
+        requireNoneLeftTwice(path, written);
         file.writeToDisk(path.c_str(), arguments.phoneModelId);
         file.cleanUp();
     });
     const auto leftOut = [](const std::vector<std::uint16_t>& numbers, const std::string& reason) {
         return numbers.empty() ? "" : " Left out " + counted(numbers.size()) + reason + ": " + joined(numbers) + ".";
     };
-    return "Wrote " + counted(written.size()) + " to '" + path + "'." +
+    return "Wrote " + counted(written.size()) + " to " + quoted(path) + "." +
            leftOut(readOnly, " whose access mark does not allow a write") +
            leftOut(undescribed, " that the decoder ring does not describe") + "\n";
 }
@@ -211,7 +212,7 @@ ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
     const Ring ring = ringOf(catalog);
     const MoxContent content = contentOf(path);
     auto records = content.records;
-    const auto repeated = repeatedNumbers(records);
+    const auto repeated = repeatedIn(records);
     const auto numbers = numbersOfRecords(records);
     std::erase_if(records, [&](const MoxFile::NvRecord& record) {
         return wanted && !std::binary_search(wanted->begin(), wanted->end(), record.id);
@@ -239,15 +240,15 @@ ExitStatus pruneMox(const Arguments& arguments) {
     const auto& kept = *arguments.itemNumbers;
     const auto records = wholeContentOf(path);
     // Without these numbers the file is a sound one again.
-    auto repeated = repeatedNumbers(records);
+    auto repeated = repeatedIn(records);
     std::erase_if(repeated, [&](std::uint16_t number) { return !std::ranges::binary_search(kept, number); });
     if (!repeated.empty()) {
-        throw BatchFailure(ExitStatus::kFile, repeatedText(path, repeated) + "\nThe file is left as it is.");
+        throw BatchFailure(ExitStatus::kFile, workbench::repeatedText(path, repeated) + "\nThe file is left as it is.");
     }
     const auto numbers = numbersOfRecords(records);
     const auto unwanted = missingNumbers(numbers, kept);
     if (unwanted.size() == numbers.size()) {
-        throw BatchFailure(ExitStatus::kFile, "'" + path + "' is left as it is: it holds none of the items to keep.");
+        throw BatchFailure(ExitStatus::kFile, quoted(path) + " is left as it is: it holds none of the items to keep.");
     }
     if (!unwanted.empty()) {
         withPath(path, [&] {
@@ -257,7 +258,7 @@ ExitStatus pruneMox(const Arguments& arguments) {
             file.cleanUp();
         });
     }
-    std::cerr << "Kept " << numbers.size() - unwanted.size() << " of " << counted(numbers.size()) << " in '" << path
-              << "'." << missingText(kept, numbers) << '\n';
+    std::cerr << "Kept " << numbers.size() - unwanted.size() << " of " << counted(numbers.size()) << " in "
+              << quoted(path) << "." << missingText(kept, numbers) << '\n';
     return ExitStatus::kDone;
 }

@@ -3,6 +3,7 @@
 #include "cli/CommandText.h"
 #include "cli/Interruption.h"
 #include "workbench/Comparison.h"
+#include "workbench/MessageText.h"
 
 #include <algorithm>
 #include <ostream>
@@ -18,7 +19,7 @@ using workbench::WriteState;
 constexpr const char* kIndent = "       ";
 
 std::string nameOf(const NvItem& item) {
-    return std::to_string(item.getId()) + " " + item.getName();
+    return std::to_string(item.getId()) + " " + workbench::shownText(item.getName());
 }
 
 /// What the plan's item would change in that of the phone; all of it where the phone's is not known.
@@ -126,7 +127,7 @@ void printPlan(std::ostream& out, const workbench::WritePlan& plan) {
         }
         out << nameOf(row.item) << noteOf(row) << '\n';
         for (const auto& field : changesOf(row)) {
-            out << kIndent << field.description << ": "
+            out << kIndent << workbench::shownText(field.description) << ": "
                 << (field.state == RowState::kOnlyRight ? "" : field.left + " -> ") << field.right << '\n';
         }
     }

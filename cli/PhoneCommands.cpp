@@ -7,7 +7,9 @@
 #include "cli/Verbs.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
+#include "platform/kernel/MessageException.h"
 #include "workbench/ItemJson.h"
+#include "workbench/MessageText.h"
 #include "workbench/PhoneReader.h"
 #include "workbench/PortReason.h"
 
@@ -94,11 +96,11 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
             std::ostringstream text;
             items::writeTextExport(text, items);
             writeOutput(arguments.textPath, text.str());
-            written += " '" + arguments.textPath + "'";
+            written += " " + quoted(arguments.textPath);
         }
         if (!arguments.jsonPath.empty()) {
             writeOutput(arguments.jsonPath, workbench::itemsToJson(items));
-            written += " '" + arguments.jsonPath + "'";
+            written += " " + quoted(arguments.jsonPath);
         }
         if (!arguments.moxPath.empty()) {
             report = saveToMox(catalog, items, arguments);
@@ -106,7 +108,7 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
     } catch (const std::exception& error) {
         const auto* failure = dynamic_cast<const BatchFailure*>(&error);
         throw BatchFailure(failure == nullptr ? ExitStatus::kFile : failure->status(),
-                           error.what() + (written.empty() ? "" : "\nWritten before it:" + written));
+                           kernel::messageOf(error) + (written.empty() ? "" : "\nWritten before it:" + written));
     }
     if (arguments.textPath.empty() && arguments.jsonPath.empty() && arguments.moxPath.empty()) {
         printItems(std::cout, items);
@@ -120,7 +122,7 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
 ExitStatus printPorts(Calvane& catalog) {
     const auto ports = catalog.getTessraServer()->getActiveComPorts();
     for (const std::string& port : ports) {
-        std::cout << port << '\n';
+        std::cout << workbench::shownText(port) << '\n';
     }
     if (ports.empty()) {
         std::cerr << "No phone is present on any port.\n";
@@ -138,7 +140,7 @@ ExitStatus readPhone(Calvane& catalog, const Arguments& arguments) {
     } catch (const std::exception& failure) {
         status = worse(status, ::report(failure));
     }
-    tell(account);
+    std::cerr << account;
     return status;
 }
 
@@ -165,7 +167,7 @@ ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments) {
         std::cerr << "Waiting for the phone on " << arguments.comPort << " to go and come back...\n";
         catalog.resetPhone();
     } catch (const std::exception& failure) {
-        throw BatchFailure(status, workbench::withPortReason(failure.what(), session, arguments.comPort));
+        throw BatchFailure(status, workbench::withPortReason(kernel::messageOf(failure), session, arguments.comPort));
     }
     std::cout << "The phone on " << arguments.comPort << " has been reset.\n";
     return ExitStatus::kDone;

@@ -13,6 +13,7 @@
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PortReason.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <iostream>
 #include <system_error>
@@ -28,10 +29,32 @@ std::string readFile(const std::string& path) {
     std::string text;
     if (const int error = kernel::readRegularFile(path, kMaxJsonBytes, text); error != 0) {
         throw BatchFailure(ExitStatus::kFile,
-                           "Can't read '" + path + "': " +
+                           "Can't read " + quoted(path) + ": " +
                                (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
     }
     return text;
+}
+
+/// Leaves the items that the arguments name, where they name some. One that is named and not there is refused: it would
+/// stay unwritten unseen.
+void keepNamed(std::vector<workbench::WantedItem>& wanted, const Arguments& arguments) {
+    if (!arguments.itemNumbers) {
+        return;
+    }
+    std::vector<std::uint16_t> found;
+    for (const auto& item : wanted) {
+        found.push_back(item.item.getId());
+    }
+    const std::string& path = arguments.moxPath.empty() ? arguments.inputPath : arguments.moxPath;
+    if (const auto missing = missingNumbers(arguments.singleNumbers, found); !missing.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "'" + path + "' lacks " + joined(missing) + ". Nothing was written.");
+    }
+    std::erase_if(wanted, [&](const workbench::WantedItem& item) {
+        return !std::ranges::binary_search(*arguments.itemNumbers, item.item.getId());
+    });
+    if (wanted.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "'" + path + "' has none of these items. Nothing was written.");
+    }
 }
 
 /// Runs `step`, and ends the program with the values that it refuses.
@@ -73,7 +96,7 @@ public:
         makePlan(std::move(wanted), onPhone);
         if (arguments_.isDryRun) {
             printPlan(std::cout, plan_);
-            tell(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_));
+            std::cerr << unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_);
             return unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
         }
         return write();
@@ -151,7 +174,7 @@ private:
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial;
         const auto report = writeWith(options);
-        tell(unreadable_ + accountOf(plan_, report));
+        std::cerr << unreadable_ + accountOf(plan_, report);
         const ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
         return unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
     }
@@ -227,5 +250,6 @@ ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
             wanted.push_back({std::move(item), true, true});
         }
     }
+    keepNamed(wanted, arguments);
     return PhoneWrite(catalog, arguments).run(std::move(wanted));
 }

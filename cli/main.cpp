@@ -1,10 +1,12 @@
 #include "cli/CommandText.h"
+#include "cli/ShownStream.h"
 #include "cli/Verbs.h"
 #include "platform/kernel/StandardDescriptors.h"
 #include "platform/kernel/Trace.h"
 
 #include <csignal>
 #include <exception>
+#include <iostream>
 #include <string_view>
 
 int main(int argc, char** argv) {
@@ -12,7 +14,9 @@ int main(int argc, char** argv) {
     // A reader that closes its pipe and a file that may not grow are failures of a write, to be reported as such.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    kernel::setErrorLog([](std::string_view line) { tell(std::string(line) + "\n"); });
+    const ShownStream out(std::cout);
+    const ShownStream err(std::cerr);
+    kernel::setErrorLog([](std::string_view line) { std::cerr << std::string(line) + "\n"; });
     try {
         const ParsedArguments parsed = parseArguments(argc, argv);
         if (parsed.arguments) {

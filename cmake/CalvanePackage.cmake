@@ -27,7 +27,7 @@ foreach(size 16 32 48 64 128 256)
     install(FILES ${CMAKE_SOURCE_DIR}/app/resources/images/icon-${size}.png
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/${size}x${size}/apps RENAME calvane.png)
 endforeach()
-install(FILES ${CMAKE_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/calvane RENAME copyright)
+install(FILES ${CALVANE_COPYRIGHT_FILE} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/calvane)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME calvane)

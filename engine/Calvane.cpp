@@ -43,6 +43,10 @@ void Calvane::loadDecoderRingFile(const std::string decoderRingFile) {
     items::loadDecoderRing(decoderRingFile, supported_);
 }
 
+std::size_t Calvane::supportedCount() const {
+    return supported_.size();
+}
+
 std::vector<NvItem> Calvane::getSupportedNvItems() {
     std::vector<NvItem> items;
     items.reserve(supported_.size());

@@ -128,6 +128,12 @@ public:
     /// What the calibration file `fileName` says of the phone that its items come from; nothing where it has no such
     /// record. A failure goes into the error log, as the items are worth having without it.
     virtual std::optional<PhoneProperties> phonePropertiesOf(const std::string& fileName);
+    /// The phone model id of the calibration file from which the loaded items come; nothing where none are loaded.
+    /// Touches no file.
+    virtual std::optional<std::uint16_t> phoneModelId();
+
+    /// How many items the decoder ring describes.
+    virtual std::size_t supportedCount() const;
 
 private:
     using ItemMap = std::map<std::uint16_t, NvItem>;

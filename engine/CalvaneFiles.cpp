@@ -66,6 +66,10 @@ std::optional<PhoneProperties> Calvane::phonePropertiesOf(const std::string& fil
     return properties;
 }
 
+std::optional<std::uint16_t> Calvane::phoneModelId() {
+    return loaded_.empty() ? std::nullopt : std::optional(file_->readPhoneModelId());
+}
+
 void Calvane::createMoxFile(const std::string fileName, const std::vector<NvItem>& nvItems, unsigned short phoneModelId,
                             std::uint32_t esn, std::uint8_t nvMajorVersion, std::uint8_t nvMinorVersion,
                             const std::string softwareVersion, const std::string clientName) {

@@ -212,7 +212,7 @@ void loadDecoderRing(const std::string& path, std::map<std::uint16_t, NvItem>& i
     try {
         loadLines(path, items);
     } catch (const CalvaneException& exception) {
-        throw CalvaneException(std::string("Calvane::Calvane( const string decoderRingFile ) - ") + exception.what());
+        throw CalvaneException("Calvane::Calvane( const string decoderRingFile ) - " + exception.message());
     }
 }
 

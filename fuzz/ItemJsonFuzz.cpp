@@ -1,4 +1,5 @@
-// The input is the JSON of a few items. What is taken, exported and taken again has the same bytes.
+// The input is the JSON of a few items. What is taken, and exported when a phone has handed it back, has the same bytes
+// when it is taken again.
 #include "fuzz/FuzzInput.h"
 #include "workbench/FieldValues.h"
 #include "workbench/ItemJson.h"
@@ -24,7 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<NvItem> items;
     try {
         for (auto& wanted : workbench::itemsFromJson(text, "in", catalogOfTwo(), true)) {
-            items.push_back(std::move(wanted.item));
+            NvItem& item = items.emplace_back(std::move(wanted.item));
+            item.setRawData(NvItem(item).rawData()); // its texts are as typed until then, -1 for a QWORD too
         }
     } catch (const workbench::ValuesRefused& refusal) {
         require(std::string_view(refusal.what()).starts_with("in: "));

@@ -23,6 +23,7 @@ struct PhoneSource {
 struct FileSource {
     std::string path;
     std::optional<PhoneProperties> properties; ///< the file's record, where it has one
+    std::optional<std::uint16_t> phoneModelId = {};
 };
 struct Source {
     std::variant<PhoneSource, FileSource> from;

@@ -25,7 +25,8 @@ std::uint64_t stampOf(const NvItem& item) {
 bool ItemFilter::renew(std::span<const NvItem> items, std::chrono::microseconds limit) {
     constexpr std::size_t kItemsBetweenLooks = 64; // at the clock
     const auto begin = std::chrono::steady_clock::now();
-    if (next_ == 0) {
+    if (next_ == 0 || entries_.size() != items.size()) {
+        next_ = 0;
         arrange(items);
     }
     while (next_ < items.size()) {

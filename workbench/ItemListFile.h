@@ -38,8 +38,8 @@ ItemList readItemList(const std::filesystem::path& path);
 /// Writes the file as a whole or not at all. Throws std::runtime_error with the path and the reason.
 void writeItemList(const std::filesystem::path& path, std::span<const NvItem> items);
 
-/// What is to be told of a list beside a decoder ring, a line each: numbers that `ring` lacks, and names that are others
-/// there. `ring` is ascending by number.
+/// What is to be told of a list beside a decoder ring, a line each: numbers that `ring` lacks, and names that are
+/// others there. `ring` is ascending by number.
 std::vector<std::string> doubtsOf(const ItemList& list, std::span<const NvItem> ring);
 
 } // namespace workbench

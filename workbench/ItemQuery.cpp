@@ -79,7 +79,8 @@ bool isUnfinished(std::string_view word) {
 
 ItemQuery::ItemQuery(std::string_view typed) {
     std::string folded = kernel::lowerCase(typed);
-    std::ranges::replace_if(folded, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+    std::ranges::replace_if(
+        folded, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
     for (std::string_view rest = folded;;) {
         const std::string_view word = kernel::firstWord(rest);
         if (word.empty()) {

@@ -241,6 +241,12 @@ std::string physicalText(const FieldUnit& unit, double raw) {
     return unitText(unit, unit.physical(raw));
 }
 
+std::string judgedText(const FieldUnit& unit, double raw) {
+    const double value = unit.physical(raw);
+    const char* const word = unit.permits(value) ? "" : unit.lowest() && value < *unit.lowest() ? ", low" : ", high";
+    return unitText(unit, value) + word;
+}
+
 std::string bandText(const FieldUnit& unit) {
     const auto lowest = unit.lowest();
     const auto highest = unit.highest();

@@ -67,6 +67,8 @@ private:
 std::string physicalText(const FieldUnit& unit, double raw);
 /// The same for a value that is in the unit already, a limit for instance.
 std::string unitText(const FieldUnit& unit, double physicalValue);
+/// The value in its unit, and ", low" or ", high" behind one that is not permitted.
+std::string judgedText(const FieldUnit& unit, double raw);
 /// The permitted band as "-50.0 dBm to 24.0 dBm", "at least 3.20 V", "at most 10 us"; empty without limits.
 std::string bandText(const FieldUnit& unit);
 

@@ -10,7 +10,7 @@
 namespace {
 
 /// Of 100 parts of the width.
-constexpr int kColumnShares[CompareModel::kColumns] = {10, 26, 20, 17, 17, 10};
+constexpr int kColumnShares[CompareModel::kColumns] = {9, 22, 18, 14, 14, 10, 13};
 
 } // namespace
 
@@ -23,6 +23,7 @@ CompareTree::CompareTree(CompareModel& model, QWidget* parent) : QTreeView(paren
     sortByColumn(CompareModel::kNumber, Qt::AscendingOrder);
     header()->setStretchLastSection(true);
     header()->setSectionsMovable(false);
+    setColumnHidden(CompareModel::kUnits, !model.hasUnits());
     connect(header(), &QHeaderView::sectionResized, this, [this] { isSizedByUser_ = isSizedByUser_ || !isFitting_; });
     connect(this, &QTreeView::expanded, this, [this](const QModelIndex& at) { open_.insert(model_.numberAt(at)); });
     connect(this, &QTreeView::collapsed, this, [this](const QModelIndex& at) { open_.erase(model_.numberAt(at)); });
@@ -129,7 +130,7 @@ void CompareTree::keyPressEvent(QKeyEvent* event) {
 void CompareTree::resizeEvent(QResizeEvent* event) {
     isFitting_ = true;
     QTreeView::resizeEvent(event);
-    for (int column = 0; !isSizedByUser_ && column < CompareModel::kDifference; ++column) {
+    for (int column = 0; !isSizedByUser_ && column < CompareModel::kUnits; ++column) {
         setColumnWidth(column, viewport()->width() * kColumnShares[column] / 100);
     }
     isFitting_ = false;

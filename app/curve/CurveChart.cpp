@@ -14,15 +14,17 @@
 
 namespace {
 
-constexpr double kPointSize = 6;
+constexpr double kPointSize = 3.5;
 constexpr double kRingSize = 15;
-constexpr int kPixelsPerLine = 40;
+constexpr int kPixelsPerLine = 32;
 constexpr int kPixelsPerPosition = 60;
 constexpr double kMargin = 0.06; ///< above and below the values, as a part of their range
 
 /// Told apart by those who see few colours, on light ground and on dark.
 constexpr std::array<QRgb, 4> kOnLight{0xff1f6fb4, 0xffc2500a, 0xff1d7d46, 0xff8a3fa0};
 constexpr std::array<QRgb, 4> kOnDark{0xff6cb8f5, 0xfff59a4a, 0xff62d08c, 0xffd19ae6};
+
+constexpr QColor kOutside(0xe0, 0x30, 0x4a);
 
 bool isDark(const QPalette& palette) {
     return palette.color(QPalette::Base).lightness() < 128;
@@ -145,10 +147,16 @@ void CurveChart::add(QAbstractSeries* series, std::size_t axis, const QString& n
     }
 }
 
-void CurveChart::addBand(const Curve& curve, const Line& line) {
+void CurveChart::setMark(QAbstractSeries* series, const QColor& color) {
+    for (QLegendMarker* marker : legend()->markers(series)) {
+        marker->setBrush(color);
+    }
+}
+
+bool CurveChart::addBand(const Curve& curve, const Line& line, const QString& name) {
     const auto isOpen = [](const CurvePoint& point) { return !point.lowest && !point.highest; };
     if (std::ranges::all_of(curve.points, isOpen)) {
-        return;
+        return false;
     }
     // An end without a limit, or one that is far away, lies beyond what can be seen.
     const AxisRange& whole = axes_[line.axis].whole;
@@ -166,16 +174,18 @@ void CurveChart::addBand(const Curve& curve, const Line& line) {
     low->setParent(band);
     high->setParent(band);
     QColor fill = line.color;
-    fill.setAlpha(36);
+    fill.setAlpha(26);
     QColor edge = line.color;
     edge.setAlpha(110);
     band->setBrush(fill);
     band->setPen(penOf(edge, 1, Qt::DotLine));
-    add(band, line.axis, "permitted");
+    add(band, line.axis, name);
+    setMark(band, edge);
+    return true;
 }
 
-QXYSeries* CurveChart::addBeside(const Curve& curve, const Line& line, std::optional<double> CurvePoint::*value,
-                                 const QPen& pen, const QString& name) {
+bool CurveChart::addBeside(const Curve& curve, const Line& line, std::optional<double> CurvePoint::*value,
+                           const QPen& pen, const QString& name) {
     auto* beside = new QLineSeries;
     bool differs = false;
     for (std::size_t i = 0; i < curve.points.size(); ++i) {
@@ -187,11 +197,23 @@ QXYSeries* CurveChart::addBeside(const Curve& curve, const Line& line, std::opti
     }
     if (!differs) {
         delete beside; // it would lie under the curve
-        return nullptr;
+        return false;
     }
     beside->setPen(pen);
     add(beside, line.axis, name);
-    return beside;
+    return true;
+}
+
+void CurveChart::addLine(const Curve& curve, Line& line) {
+    auto* series = new QLineSeries;
+    for (std::size_t i = 0; i < curve.points.size(); ++i) {
+        series->append(static_cast<double>(i + 1), curve.points[i].value);
+    }
+    series->setPen(penOf(line.color, 2));
+    series->setPointsVisible(true);
+    series->setMarkerSize(kPointSize);
+    line.series = series;
+    add(series, line.axis, text(curve.name));
 }
 
 void CurveChart::addOutside(const CurveSet& set) {
@@ -211,8 +233,9 @@ void CurveChart::addOutside(const CurveSet& set) {
         outside->setMarkerShape(QScatterSeries::MarkerShapeRotatedRectangle);
         outside->setMarkerSize(kRingSize - 4);
         outside->setColor(Qt::transparent);
-        outside->setPen(penOf(QColor(0xffe0304a), 2));
+        outside->setPen(penOf(kOutside, 2));
         add(outside, lines_[i].axis, std::exchange(isNamed, true) ? QString() : QString("not permitted"));
+        setMark(outside, kOutside);
     }
 }
 
@@ -220,32 +243,28 @@ void CurveChart::showSet(const CurveSet& set, const QPalette& palette) {
     clear();
     makeAxes(set, palette);
     count_ = 1;
+    // From the back to the front. What all curves have is named once.
+    QString permitted = "permitted";
+    QString known = "last known";
+    QString compared = "compared: " + text(set.compared);
+    const QPen grey = penOf(between(palette, 0.45), 2);
     for (std::size_t i = 0; i < set.curves.size(); ++i) {
-        const Curve& curve = set.curves[i];
-        count_ = std::max(count_, curve.points.size());
-        addBand(curve, lines_[i]);
-    }
-    bool knownNamed = false;
-    bool comparedNamed = false;
-    for (std::size_t i = 0; i < set.curves.size(); ++i) {
-        const QString known = knownNamed ? QString() : QString("last known");
-        const QPen grey = penOf(between(palette, 0.45), 2);
-        knownNamed = addBeside(set.curves[i], lines_[i], &CurvePoint::known, grey, known) != nullptr || knownNamed;
-        const QString compared = comparedNamed ? QString() : "compared: " + text(set.compared);
-        const QPen dashed = penOf(lines_[i].color, 1.5, Qt::DashLine);
-        comparedNamed =
-            addBeside(set.curves[i], lines_[i], &CurvePoint::compared, dashed, compared) != nullptr || comparedNamed;
-    }
-    for (std::size_t i = 0; i < set.curves.size(); ++i) {
-        auto* series = new QLineSeries;
-        for (std::size_t j = 0; j < set.curves[i].points.size(); ++j) {
-            series->append(static_cast<double>(j + 1), set.curves[i].points[j].value);
+        count_ = std::max(count_, set.curves[i].points.size());
+        if (addBand(set.curves[i], lines_[i], permitted)) {
+            permitted.clear();
         }
-        series->setPen(penOf(lines_[i].color, 2));
-        series->setPointsVisible(true);
-        series->setMarkerSize(kPointSize);
-        lines_[i].series = series;
-        add(series, lines_[i].axis, text(set.curves[i].name));
+    }
+    for (std::size_t i = 0; i < set.curves.size(); ++i) {
+        if (addBeside(set.curves[i], lines_[i], &CurvePoint::known, grey, known)) {
+            known.clear();
+        }
+        const QPen dashed = penOf(lines_[i].color, 1.5, Qt::DashLine);
+        if (addBeside(set.curves[i], lines_[i], &CurvePoint::compared, dashed, compared)) {
+            compared.clear();
+        }
+    }
+    for (std::size_t i = 0; i < set.curves.size(); ++i) {
+        addLine(set.curves[i], lines_[i]);
     }
     addOutside(set);
     setColors(palette);
@@ -274,6 +293,11 @@ void CurveChart::setColors(const QPalette& palette) {
         }
         axes_[i].axis->setGridLineVisible(i == 0);
     }
+}
+
+void CurveChart::setCompact(bool compact) {
+    legend()->setVisible(!compact);
+    positions_->setTitleVisible(!compact);
 }
 
 void CurveChart::setView(const PlotView& view) {

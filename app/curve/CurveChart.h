@@ -27,6 +27,8 @@ public:
     CurveChart();
 
     void showSet(const CurveSet& set, const QPalette& palette);
+    /// Leaves out legend and title of the positions, where there is no room for them.
+    void setCompact(bool compact);
     /// What of the chart is to be seen.
     void setView(const PlotView& view);
     const PlotView& view() const { return view_; }
@@ -61,12 +63,16 @@ private:
     void makeAxes(const CurveSet& set, const QPalette& palette);
     /// The axis of a curve; the last one where it has none yet.
     std::size_t axisOf(const Curve& curve) const;
-    void addBand(const Curve& curve, const Line& line);
-    /// A line behind the curve through another value of its points; null where they have none.
-    QXYSeries* addBeside(const Curve& curve, const Line& line, std::optional<double> CurvePoint::*value,
-                         const QPen& pen, const QString& name);
+    /// The permitted band; false where the curve has none. An empty `name` is not in the legend.
+    bool addBand(const Curve& curve, const Line& line, const QString& name);
+    /// A line behind the curve through another value of its points; false where they have none or no other one.
+    bool addBeside(const Curve& curve, const Line& line, std::optional<double> CurvePoint::*value, const QPen& pen,
+                   const QString& name);
+    void addLine(const Curve& curve, Line& line);
     void addOutside(const CurveSet& set);
     void add(QAbstractSeries* series, std::size_t axis, const QString& name);
+    /// The colour of a series in the legend, where its own would not be seen.
+    void setMark(QAbstractSeries* series, const QColor& color);
     void setColors(const QPalette& palette);
     void fitTicks();
     QPointF placeOf(CurvePlace place) const;

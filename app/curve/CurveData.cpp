@@ -205,22 +205,24 @@ CurveSet curvesOf(const NvItem* item, const CurveSources& sources) {
     return set;
 }
 
-std::string pointText(const Curve& curve, std::size_t point, const std::string& text) {
+std::vector<std::string> pointTexts(const Curve& curve, std::size_t point, const std::string& text) {
     const CurvePoint& shown = curve.points[point];
     const double value = curve.valueOf(shown, text);
-    std::string line = std::to_string(point + 1) + ": " + text;
+    const auto onAxis = [&](double other) {
+        return curve.inUnit ? workbench::unitText(shown.unit, other) : axisText(other);
+    };
+    std::vector<std::string> texts{std::to_string(point + 1) + ": " + text, shown.description};
     if (!shown.unit.unit.empty()) {
-        line += " = " + workbench::physicalText(shown.unit, numberOf(text));
+        texts[0] += " = " + workbench::physicalText(shown.unit, numberOf(text));
     }
-    line += ", " + shown.description;
     if (shown.known && *shown.known != value) {
-        line += "; last known " + axisText(*shown.known);
+        texts.push_back("last known " + onAxis(*shown.known));
     }
     if (shown.compared && *shown.compared != value) {
-        line += "; compared " + axisText(*shown.compared);
+        texts.push_back("compared " + onAxis(*shown.compared));
     }
     if (!curve.permits(shown, value)) {
-        line += "; not permitted: " + workbench::bandText(shown.unit);
+        texts.push_back("not permitted: " + workbench::bandText(shown.unit));
     }
-    return line;
+    return texts;
 }

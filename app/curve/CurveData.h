@@ -63,5 +63,6 @@ struct CurveSources {
 /// The curves of an item; null: no item is selected. What is compared counts where it has the item's layout and values.
 CurveSet curvesOf(const NvItem* item, const CurveSources& sources);
 
-/// A point in one line: position, value, description, and what else is known of it. `text`: its raw value.
-std::string pointText(const Curve& curve, std::size_t point, const std::string& text);
+/// What there is to say of a point whose raw value is `text`: position and value, description, and how the value stands
+/// to what is known beside it.
+std::vector<std::string> pointTexts(const Curve& curve, std::size_t point, const std::string& text);

@@ -1,6 +1,7 @@
 #include "app/curve/CurvePane.h"
 
 #include "app/curve/CurvePlot.h"
+#include "app/dialogs/FocusHelp.h"
 #include "platform/kernel/WholeFile.h"
 
 #include <QHBoxLayout>
@@ -41,6 +42,7 @@ CurvePane::CurvePane(CCalvaneDoc& document, EditHistory& history, UserInterface&
       storeTyped_(std::move(storeTyped)), plot_(new CurvePlot), stack_(new QStackedWidget), note_(new QLabel),
       readout_(new QLabel), whole_(new QToolButton), save_(new QToolButton) {
     setObjectName("curve_pane");
+    setHelpPart(*this, "curve");
     setMinimumHeight(kLeastHeight);
     auto* row = new QWidget;
     makeRow(row);

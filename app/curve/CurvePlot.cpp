@@ -12,11 +12,13 @@
 
 namespace {
 
-constexpr double kReach = 10; ///< pixels around a point
-constexpr int kLeastBand = 6; ///< a smaller rubber band is a click
+constexpr double kReach = 10;    ///< pixels around a point
+constexpr int kLeastBand = 6;    ///< a smaller rubber band is a click
+constexpr int kLinesOfRoom = 11; // fewer lines of text than these are too few for a legend
 constexpr double kWheelZoom = 0.8;
 constexpr double kLeastUpward = 1e-4;
 constexpr double kLeastPositions = 3;
+constexpr double kLeastPage = 2; // raw steps of Page Up and Down
 
 } // namespace
 
@@ -84,9 +86,16 @@ QString CurvePlot::chosenText() const {
     if (!chosen_) {
         return {};
     }
-    const std::string text = move_ ? move_->text : pointOf(*chosen_).text;
-    return QString::fromStdString(pointText(curveOf(*chosen_), chosen_->point, text)) +
-           (set_.editable ? "" : "; read-only");
+    return textsOf(*chosen_).join("; ") + (set_.editable ? "" : "; read-only");
+}
+
+QStringList CurvePlot::textsOf(CurvePlace place) const {
+    const std::string text = move_ && place == chosen_ ? move_->text : pointOf(place).text;
+    QStringList texts;
+    for (const std::string& one : pointTexts(curveOf(place), place.point, text)) {
+        texts << QString::fromStdString(one);
+    }
+    return texts;
 }
 
 std::optional<CurvePlace> CurvePlot::pointAt(const QPointF& position) const {
@@ -131,12 +140,6 @@ void CurvePlot::dropMove() {
     }
 }
 
-void CurvePlot::showTip(CurvePlace place, const QPoint& at) {
-    const Curve& curve = curveOf(place);
-    const std::string text = move_ ? move_->text : curve.points[place.point].text;
-    QToolTip::showText(at, QString::fromStdString(pointText(curve, place.point, text)), viewport());
-}
-
 void CurvePlot::mousePressEvent(QMouseEvent* event) {
     dropMove();
     if (event->button() == Qt::MiddleButton) {
@@ -167,7 +170,7 @@ void CurvePlot::mouseMoveEvent(QMouseEvent* event) {
             const double y = move_->from->y();
             const double value = chart_->valueAt(chosen_->curve, y + way) - chart_->valueAt(chosen_->curve, y);
             moveChosen(curveOf(*chosen_).stepsIn(pointOf(*chosen_), value));
-            showTip(*chosen_, event->globalPosition().toPoint());
+            QToolTip::showText(event->globalPosition().toPoint(), textsOf(*chosen_).join('\n'), viewport());
         }
     } else if (bandFrom_) {
         band_->setGeometry(QRect(*bandFrom_, event->pos()).normalized());
@@ -180,7 +183,7 @@ void CurvePlot::mouseMoveEvent(QMouseEvent* event) {
                  moved(view.upward, way.y() / area.height() * view.upward.span())});
     } else if (const auto point = pointAt(event->position())) {
         viewport()->setCursor(set_.editable ? Qt::SizeVerCursor : Qt::PointingHandCursor);
-        showTip(*point, event->globalPosition().toPoint());
+        QToolTip::showText(event->globalPosition().toPoint(), textsOf(*point).join('\n'), viewport());
     } else {
         viewport()->unsetCursor();
         QToolTip::hideText();
@@ -310,8 +313,9 @@ void CurvePlot::keyPressEvent(QKeyEvent* event) {
         choose(CurvePlace());
     }
     const bool control = event->modifiers() & Qt::ControlModifier;
-    const double line =
-        std::max(1.0, std::abs(curveOf(*chosen_).stepsIn(pointOf(*chosen_), chart_->gridStep(chosen_->curve))));
+    const Curve& curve = curveOf(*chosen_);
+    const double tenth = std::abs(curve.stepsIn(pointOf(*chosen_), chart_->gridStep(chosen_->curve))) / 10;
+    const double page = std::max(kLeastPage, tenth);
     switch (event->key()) {
     case Qt::Key_Left:
     case Qt::Key_Right:
@@ -335,7 +339,7 @@ void CurvePlot::keyPressEvent(QKeyEvent* event) {
         break;
     case Qt::Key_PageUp:
     case Qt::Key_PageDown:
-        moveByKey(event->key() == Qt::Key_PageUp ? line : -line);
+        moveByKey(event->key() == Qt::Key_PageUp ? page : -page);
         break;
     case Qt::Key_Escape:
         dropMove();
@@ -377,4 +381,9 @@ void CurvePlot::changeEvent(QEvent* event) {
         dropMove();
         rebuild();
     }
+}
+
+void CurvePlot::resizeEvent(QResizeEvent* event) {
+    chart_->setCompact(height() < kLinesOfRoom * fontMetrics().height());
+    QChartView::resizeEvent(event);
 }

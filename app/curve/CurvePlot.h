@@ -50,6 +50,7 @@ protected:
     void focusOutEvent(QFocusEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     /// A chosen point on its way to another value.
@@ -77,7 +78,8 @@ private:
     /// Brings the chosen point into view.
     void reveal();
     void zoomTo(const QRect& rect);
-    void showTip(CurvePlace place, const QPoint& at);
+    /// What there is to say of a point, at the place where it is shown.
+    QStringList textsOf(CurvePlace place) const;
 
     CurveChart* chart_;
     CurveSet set_;

@@ -1,6 +1,7 @@
 #include "app/dialogs/CComPortDlg.h"
 
 #include "app/dialogs/DialogControls.h"
+#include "app/dialogs/ShownText.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ void CComPortDlg::fillPortBox() {
     auto& box = item<DialogComboBox>(kPortBox);
     box.clear();
     for (const std::string& name : portNames_) {
-        box.addItem(QString::fromStdString(name));
+        box.addItem(shownText(name), QByteArray::fromStdString(name));
     }
     // A box that was empty makes its first entry the current one; here nothing is chosen until the user does.
     box.setCurrentIndex(-1);
@@ -33,6 +34,8 @@ void CComPortDlg::fillPortBox() {
 }
 
 void CComPortDlg::onOk() {
-    chosenPort_ = item<DialogComboBox>(kPortBox).currentText().toStdString();
+    const auto& box = item<DialogComboBox>(kPortBox);
+    const int entry = box.findText(box.currentText(), Qt::MatchExactly | Qt::MatchCaseSensitive);
+    chosenPort_ = entry < 0 ? box.currentText().toStdString() : box.itemData(entry).toByteArray().toStdString();
     accept();
 }

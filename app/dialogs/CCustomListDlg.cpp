@@ -1,13 +1,18 @@
 #include "app/dialogs/CCustomListDlg.h"
 
 #include "app/dialogs/DialogControls.h"
+#include "app/dialogs/FileDialog.h"
 #include "app/dialogs/ItemLinesModel.h"
+#include "app/dialogs/MessageBox.h"
+#include "workbench/ItemListFile.h"
 
 #include <QItemSelection>
 #include <QKeyEvent>
+#include <QMessageBox>
 #include <QPushButton>
 #include <algorithm>
 #include <numeric>
+#include <stdexcept>
 
 namespace {
 
@@ -18,6 +23,8 @@ constexpr int kAdd = 1015;
 constexpr int kRemove = 1016;
 constexpr int kRemoveAll = 1017;
 constexpr int kSortBox = 1018;
+constexpr int kOpenList = 1110;
+constexpr int kSaveList = 1111;
 
 constexpr const char* kIdEntry = "ID Num...";
 constexpr const char* kNameEntry = "Alpha...";
@@ -41,6 +48,8 @@ constexpr DialogControl kControls[] = {
     {kRemoveAll, ControlKind::kPushButton, "<<", 213, 130, 50, 14, 0, kMiddle},
     {kIdOk, ControlKind::kDefaultButton, "Save", 365, 293, 50, 14, 0, kCorner},
     {kIdCancel, ControlKind::kPushButton, "Cancel", 423, 293, 50, 14, 0, kCorner},
+    {kOpenList, ControlKind::kPushButton, "&Open List...", 213, 293, 58, 14, 0, kCorner},
+    {kSaveList, ControlKind::kPushButton, "Sa&ve List...", 277, 293, 58, 14, 0, kCorner},
 };
 constexpr DialogTemplate kTemplate{133, "Create Your Own NV Item List", 480, 314, kControls};
 
@@ -56,6 +65,10 @@ void sortBy(Order order, std::vector<NvItem>& items) {
 void sortAndMerge(Order order, std::vector<NvItem>& items) {
     sortBy(order, items);
     items.erase(std::unique(items.begin(), items.end()), items.end());
+}
+
+FileQuestion listQuestion(const char* title) {
+    return {.title = title, .filters = "Item lists|*.txt|All files|*.*||", .extension = "txt"};
 }
 
 /// The selected lines, ascending.
@@ -97,10 +110,10 @@ void CCustomListDlg::connectControls() {
         int id;
         const char* name;
         void (CCustomListDlg::*run)();
-    } kButtons[] = {{kAddAll, "Add all", &CCustomListDlg::addAll},
-                    {kAdd, "Add", &CCustomListDlg::addSelected},
-                    {kRemove, "Remove", &CCustomListDlg::removeSelected},
-                    {kRemoveAll, "Remove all", &CCustomListDlg::removeAll}};
+    } kButtons[] = {
+        {kAddAll, "Add all", &CCustomListDlg::addAll},        {kAdd, "Add", &CCustomListDlg::addSelected},
+        {kRemove, "Remove", &CCustomListDlg::removeSelected}, {kRemoveAll, "Remove all", &CCustomListDlg::removeAll},
+        {kOpenList, "Open list", &CCustomListDlg::openList},  {kSaveList, "Save list", &CCustomListDlg::saveList}};
     for (const auto& row : kButtons) {
         auto& button = item<QPushButton>(row.id);
         button.setAccessibleName(QLatin1String(row.name));
@@ -217,6 +230,71 @@ void CCustomListDlg::removeSelected() {
 void CCustomListDlg::removeAll() {
     customized_.items.clear();
     showLines(customized_);
+}
+
+void CCustomListDlg::openList() {
+    const auto path = askFileToOpen(this, listQuestion("Open List"));
+    if (!path) {
+        return;
+    }
+    try {
+        takeList(workbench::readItemList(*path));
+    } catch (const std::runtime_error& failure) {
+        showMessageBox(this, QString::fromStdString(failure.what()), "Open List", MessageIcon::kExclamation);
+    }
+}
+
+void CCustomListDlg::takeList(const workbench::ItemList& list) {
+    std::vector<NvItem> ring = available_.items;
+    sortBy(Order::kById, ring);
+    sortBy(Order::kById, customized_.items);
+    std::vector<NvItem> listed;
+    for (const std::uint16_t number : list.numbers()) {
+        // An item that was in the list already keeps its values.
+        for (const auto* items : {&customized_.items, &ring}) {
+            const auto found = std::ranges::lower_bound(*items, number, {}, &NvItem::getId);
+            if (found != items->end() && found->getId() == number) {
+                listed.push_back(*found);
+                break;
+            }
+        }
+    }
+    customized_.items = std::move(listed);
+    showLines(customized_);
+    if (const auto doubts = workbench::doubtsOf(list, ring); !doubts.empty()) {
+        showDoubts(doubts);
+    }
+}
+
+void CCustomListDlg::showDoubts(const std::vector<std::string>& doubts) {
+    const std::size_t count = doubts.size();
+    QStringList lines;
+    for (const std::string& doubt : doubts) {
+        lines << QString::fromStdString(doubt);
+    }
+    QMessageBox box(QMessageBox::Warning, "Open List",
+                    count == 1 ? "1 line does not fit the decoder ring."
+                               : QString("%1 lines do not fit the decoder ring.").arg(count),
+                    QMessageBox::Ok, this);
+    box.setInformativeText("The other items are listed, and those with other names too. " + lines.first() +
+                           (count > 1 ? " ..." : ""));
+    if (count > 1) {
+        box.setDetailedText(lines.join('\n'));
+    }
+    box.exec();
+}
+
+void CCustomListDlg::saveList() {
+    const auto path = askFileToSave(this, listQuestion("Save List"));
+    if (!path) {
+        return;
+    }
+    try {
+        workbench::writeItemList(*path, customized_.items);
+        rememberFolderOf(*path);
+    } catch (const std::runtime_error& failure) {
+        showMessageBox(this, QString::fromStdString(failure.what()), "Save List", MessageIcon::kExclamation);
+    }
 }
 
 void CCustomListDlg::showLines(Side& side) {

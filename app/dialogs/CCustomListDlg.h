@@ -9,6 +9,9 @@
 
 class DialogListBox;
 class ItemLinesModel;
+namespace workbench {
+struct ItemList;
+} // namespace workbench
 
 /// Lets the user build a list of NV items out of those available. It works on copies; the caller takes the result after
 /// "Save". Sorting leaves NvItem's process-wide comparison mode as the last sort set it. User-interface thread.
@@ -54,6 +57,12 @@ private:
     void addAll();
     void removeSelected();
     void removeAll();
+    /// The customized items become those of a file, by number, and are saved to one.
+    void openList();
+    void saveList();
+    void takeList(const workbench::ItemList& list);
+    /// Tells what of a list does not fit the items available.
+    void showDoubts(const std::vector<std::string>& doubts);
     /// Shows the lines of a list anew, with no line selected, and fits how far they can be scrolled sideways.
     static void showLines(Side& side);
 

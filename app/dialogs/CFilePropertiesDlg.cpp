@@ -1,6 +1,7 @@
 #include "app/dialogs/CFilePropertiesDlg.h"
 
 #include "app/dialogs/FileDialog.h"
+#include "app/dialogs/ShownText.h"
 
 #include <QFileInfo>
 #include <QLineEdit>
@@ -17,6 +18,8 @@ constexpr int kNvMinorVersion = 1007;
 constexpr int kSystemSoftwareVersion = 1008;
 constexpr int kClientName = 1009;
 constexpr int kBrowse = 1010;
+constexpr int kFromPhone = 1040;
+constexpr int kFromFile = 1041;
 
 constexpr DialogControl kControls[] = {
     {kIdStatic, ControlKind::kStaticText, "File Name:", 7, 7, 188, 8},
@@ -34,6 +37,8 @@ constexpr DialogControl kControls[] = {
     {kIdStatic, ControlKind::kStaticText, "Client Name:", 7, 167, 188, 8},
     {kClientName, ControlKind::kEdit, kOptionalPlaceholder, 7, 176, 188, 14},
     {kBrowse, ControlKind::kPushButton, "Browse", 205, 20, 50, 14},
+    {kFromPhone, ControlKind::kPushButton, "From &Phone", 205, 46, 56, 14},
+    {kFromFile, ControlKind::kPushButton, "From &File", 205, 64, 56, 14},
     {kIdOk, ControlKind::kDefaultButton, "OK", 7, 197, 50, 14},
     {kIdCancel, ControlKind::kPushButton, "Cancel", 61, 197, 50, 14},
 };
@@ -64,6 +69,40 @@ std::string withMoxExtension(std::string fileName) {
 
 CFilePropertiesDlg::CFilePropertiesDlg(QWidget* parent) : TemplateDialog(kTemplate, parent) {
     connect(&item<QPushButton>(kBrowse), &QPushButton::clicked, this, &CFilePropertiesDlg::browse);
+    connect(&item<QPushButton>(kFromPhone), &QPushButton::clicked, this,
+            [this] { fillIn(offered_.fromPhone->properties); });
+    connect(&item<QPushButton>(kFromFile), &QPushButton::clicked, this,
+            [this] { fillIn(offered_.fromFile->properties); });
+    setOffered({});
+}
+
+void CFilePropertiesDlg::setOffered(OfferedProperties offered) {
+    offered_ = std::move(offered);
+    prepareButton(kFromPhone, offered_.fromPhone);
+    prepareButton(kFromFile, offered_.fromFile);
+}
+
+void CFilePropertiesDlg::prepareButton(int id, const std::optional<PropertyOffer>& offer) {
+    auto& button = item<QPushButton>(id);
+    button.setEnabled(offer.has_value());
+    const QString source = offer ? QString::fromStdString(offer->source).toHtmlEscaped() : QString();
+    button.setToolTip(offer ? "Fills in what is known from " + source
+                            : QString("Nothing that was read in this window tells it"));
+}
+
+void CFilePropertiesDlg::fillIn(const FileProperties& properties) {
+    for (const OptionalField& field : kOptionalFields) {
+        auto& edit = item<QLineEdit>(field.id);
+        const std::string& known = properties.*field.result;
+        if (edit.text() != QLatin1String(kOptionalPlaceholder)) {
+            continue;
+        }
+        edit.setText(QString::fromStdString(known));
+        if (edit.text().toStdString() != known) {
+            edit.setText(
+                QLatin1String(kOptionalPlaceholder)); // a text that a box can't hold would be written otherwise
+        }
+    }
 }
 
 void CFilePropertiesDlg::onInit() {
@@ -93,7 +132,8 @@ bool CFilePropertiesDlg::mayWrite(const std::string& chosen) {
     if (written == QString::fromStdString(chosen) || !QFileInfo::exists(written)) {
         return true;
     }
-    QMessageBox box(QMessageBox::Warning, "Select", written + " already exists.\nDo you want to change it?",
+    QMessageBox box(QMessageBox::Warning, "Select",
+                    shownText(written.toStdString()) + " already exists.\nDo you want to change it?",
                     QMessageBox::Yes | QMessageBox::No, this);
     box.setTextFormat(Qt::PlainText);
     box.setDefaultButton(QMessageBox::No);

@@ -3,6 +3,7 @@
 #include "app/dialogs/DialogTemplate.h"
 #include "app/document/UserInterface.h"
 
+#include <optional>
 #include <string>
 
 /// The file name as typed, with ".mox" appended if it is not empty and does not hold these four characters in small
@@ -17,6 +18,10 @@ class CFilePropertiesDlg : public TemplateDialog {
 public:
     explicit CFilePropertiesDlg(QWidget* parent = nullptr);
 
+    /// What the buttons "From Phone" and "From File" fill in: nothing before one is pressed, and no field that no
+    /// longer holds the placeholder. Without an offer its button is disabled.
+    void setOffered(OfferedProperties offered);
+
     /// After OK, the texts of the fields; before, an empty file name and the placeholder for the others.
     const FileProperties& results() const { return results_; }
 
@@ -26,8 +31,11 @@ protected:
 
 private:
     void browse();
+    void prepareButton(int id, const std::optional<PropertyOffer>& offer);
+    void fillIn(const FileProperties& properties);
     /// Whether the file that OK makes of the chosen name may be written: it is new, or the user agrees.
     bool mayWrite(const std::string& chosen);
 
     FileProperties results_;
+    OfferedProperties offered_;
 };

@@ -1,5 +1,7 @@
 #include "app/dialogs/CProgressDlg.h"
 
+#include "app/dialogs/ShownText.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QLineEdit>
@@ -85,5 +87,5 @@ void CProgressDlg::showLine(const std::string& line) {
         bar_.setRange(0, progress.total);
     }
     bar_.setValue(progress.position);
-    text_.setText(QString::fromStdString(progress.text));
+    text_.setText(shownText(progress.text));
 }

@@ -35,27 +35,30 @@ QStringList filtersOf(const QString& filters) {
     return result;
 }
 
-/// Whether `folder` can be listed within a second. A server that has gone keeps whoever asks for its folders waiting
-/// for good: here a thread, which is left to itself then.
-bool canBeListed(const QString& folder) {
+/// What `holds` says of the path within a second; false where it takes longer. A server that has gone keeps whoever
+/// asks for its folders waiting for good: here a thread, which is left to itself then.
+bool tellsSoon(const std::string& path, bool (*holds)(const std::filesystem::path& path)) {
     constexpr std::uint32_t kLimitMs = 1000;
-    const auto listed = std::make_shared<std::atomic<bool>>(false);
-    auto look = std::make_unique<kernel::Thread>([listed, path = std::filesystem::path(folder.toStdString())] {
-        std::error_code error;
-        const std::filesystem::directory_iterator begin(path, error);
-        *listed = !error && ::access(path.c_str(), X_OK) == 0;
-    });
+    const auto told = std::make_shared<std::atomic<bool>>(false);
+    auto look =
+        std::make_unique<kernel::Thread>([told, holds, path = std::filesystem::path(path)] { *told = holds(path); });
     if (look->ended().wait(kLimitMs) != kernel::WaitResult::kSignalled) {
         [[maybe_unused]] const kernel::Thread* leftToItself = look.release();
     }
-    return *listed;
+    return *told;
+}
+
+bool canBeListed(const std::filesystem::path& folder) {
+    std::error_code error;
+    const std::filesystem::directory_iterator begin(folder, error);
+    return !error && ::access(folder.c_str(), X_OK) == 0;
 }
 
 /// Where a dialog begins.
 QString firstFolder(const FileQuestion& question) {
     const QString last = QSettings().value(kFolderSetting).toString();
     const QString wanted = question.folder.empty() ? last : QString::fromStdString(question.folder);
-    return !wanted.isEmpty() && canBeListed(wanted) ? wanted : QDir::currentPath();
+    return !wanted.isEmpty() && tellsSoon(wanted.toStdString(), canBeListed) ? wanted : QDir::currentPath();
 }
 
 /// A dialog whose names have all the room that the other columns leave, and which finds a file of which the user has
@@ -135,4 +138,11 @@ std::optional<std::string> askFileToSave(QWidget* parent, const FileQuestion& qu
 
 void rememberFolderOf(const std::string& path) {
     QSettings().setValue(kFolderSetting, QFileInfo(QString::fromStdString(path)).absolutePath());
+}
+
+bool isGone(const std::string& path) {
+    return tellsSoon(path, [](const std::filesystem::path& file) {
+        std::error_code error;
+        return std::filesystem::status(file, error).type() == std::filesystem::file_type::not_found;
+    });
 }

@@ -16,3 +16,6 @@ std::optional<std::string> askFileToSave(QWidget* parent, const FileQuestion& qu
 
 /// To be called when a file has been written: only a folder that serves is worth coming back to.
 void rememberFolderOf(const std::string& path);
+
+/// Whether nothing stands at the path. False as well where that can't be told within a second.
+bool isGone(const std::string& path);

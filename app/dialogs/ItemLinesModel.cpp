@@ -1,6 +1,6 @@
 #include "app/dialogs/ItemLinesModel.h"
 
-#include "app/document/ItemSearch.h"
+#include "app/dialogs/ShownText.h"
 
 #include <algorithm>
 #include <utility>
@@ -56,5 +56,6 @@ QVariant ItemLinesModel::data(const QModelIndex& index, int role) const {
     if (items_ == nullptr || role != Qt::DisplayRole || position < 0 || position >= std::ssize(*items_)) {
         return {};
     }
-    return QString::fromStdString(itemLine((*items_)[static_cast<std::size_t>(position)]));
+    const NvItem& item = (*items_)[static_cast<std::size_t>(position)];
+    return QString::number(item.getId()) + '\t' + shownText(item.getName());
 }

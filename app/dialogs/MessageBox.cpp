@@ -1,5 +1,6 @@
 #include "app/dialogs/MessageBox.h"
 
+#include "app/dialogs/ShownText.h"
 #include "workbench/MessageText.h"
 
 #include <QFontMetrics>
@@ -10,13 +11,8 @@
 
 namespace {
 
-/// A text of more characters makes a box that is higher than a screen.
-constexpr qsizetype kLongestText = 1200;
-
-/// What matters stands at the beginning and, mostly, at the end.
-QString withoutMiddle(const QString& text) {
-    return text.left(kLongestText / 2) + "\n[...]\n" + text.right(kLongestText / 2);
-}
+/// What is shown on demand of a longer text: a window takes no second for it.
+constexpr workbench::TextBounds kDetails{20000, 200};
 
 /// Makes a box wide enough for its caption, which the desktop draws in a bold font beside its buttons.
 void makeRoomForCaption(QMessageBox& box) {
@@ -33,15 +29,14 @@ void makeRoomForCaption(QMessageBox& box) {
 } // namespace
 
 void showMessageBox(QWidget* owner, const QString& message, const QString& caption, MessageIcon icon) {
-    QString text = QString::fromStdString(workbench::shownMessage(message.toStdString()));
-    while (text.endsWith('\n')) {
-        text.chop(1);
-    }
+    std::string whole = workbench::shownMessage(message.toStdString());
+    whole.erase(whole.find_last_not_of('\n') + 1);
+    const QString text = shownLines(whole);
     QMessageBox box(owner);
     box.setTextFormat(Qt::PlainText); // texts hold '<' and what files and phones say
-    box.setText(text.size() <= kLongestText ? text : withoutMiddle(text));
-    if (text.size() > kLongestText) {
-        box.setDetailedText(text);
+    box.setText(text);
+    if (text.toStdString() != whole) {
+        box.setDetailedText(QString::fromStdString(workbench::shortened(whole, kDetails)));
     }
     box.setWindowTitle(caption);
     box.setStandardButtons(QMessageBox::Ok);

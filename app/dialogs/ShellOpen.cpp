@@ -59,7 +59,7 @@ protected:
 
 } // namespace
 
-bool shellOpen(const QString& path, QWidget* parent) {
+bool shellOpen(const QString& path, QWidget* parent, const QString& anchor) {
     const QFileInfo info(path);
     QFile file(path);
     if (!file.open(QFile::ReadOnly)) {
@@ -71,12 +71,18 @@ bool shellOpen(const QString& path, QWidget* parent) {
     if (page && info.suffix().compare(QLatin1String("html"), Qt::CaseInsensitive) != 0) {
         target = copyNamedHtml(info, content);
     }
-    if (!target.isEmpty() && QDesktopServices::openUrl(QUrl::fromLocalFile(target))) {
+    QUrl url = QUrl::fromLocalFile(target);
+    if (page && !anchor.isEmpty()) {
+        url.setFragment(anchor);
+    }
+    if (!target.isEmpty() && QDesktopServices::openUrl(url)) {
         return true;
     }
     if (!page) {
         return false;
     }
-    (new PageWindow(content, parent))->show();
+    auto* window = new PageWindow(content, parent);
+    window->show();
+    window->scrollToAnchor(anchor);
     return true;
 }

@@ -5,6 +5,7 @@
 #include "app/document/MoxWriteForm.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
+#include "platform/kernel/MessageException.h"
 #include "platform/kernel/Trace.h"
 #include "platform/kernel/WholeFile.h"
 #include "workbench/MessageText.h"
@@ -36,6 +37,7 @@ CCalvaneDoc::CCalvaneDoc(UserInterface& userInterface, std::filesystem::path pro
         kernel::logError("CCalvaneDoc: can't change to " + programDirectory_.string() + ": " + error.message());
     }
     runBusy([this] { catalog_->loadDecoderRingFile(kDecoderRingFileName); });
+    ringItemCount_ = catalog_->supportedCount();
     loadUnits();
     readConfiguration();
 }
@@ -50,9 +52,13 @@ CCalvaneDoc::~CCalvaneDoc() {
     }
 }
 
+std::filesystem::path CCalvaneDoc::ringPath() const {
+    return programDirectory_ / kDecoderRingFileName;
+}
+
 void CCalvaneDoc::loadUnits() {
     try {
-        units_ = workbench::Units::load(workbench::Units::pathBeside(programDirectory_ / kDecoderRingFileName));
+        units_ = workbench::Units::load(workbench::Units::pathBeside(ringPath()));
     } catch (const Calvane::Exception& failure) {
         showWarning(failure.what());
     }
@@ -160,7 +166,7 @@ void CCalvaneDoc::runOnPhone(const std::function<void()>& work) {
 
 void CCalvaneDoc::showFailure(const std::exception& failure, const char* caption) {
     const std::string reason = std::exchange(failureReason_, {});
-    userInterface_.showMessage(workbench::shownMessage(failure.what(), fileName_, reason), caption,
+    userInterface_.showMessage(workbench::shownMessage(kernel::messageOf(failure), fileName_, reason), caption,
                                MessageIcon::kError);
 }
 
@@ -209,27 +215,36 @@ void CCalvaneDoc::cancelRead() {
 
 void CCalvaneDoc::readFromMoxFile() {
     const auto path = userInterface_.askFileToOpen({"", "MOX File ( *.mox ) |*.mox|All Files ( *.* )|*.*||", "mox"});
-    if (!path) {
-        return;
+    if (path) {
+        readMoxFile(*path);
     }
-    fileName_ = *path;
+}
+
+bool CCalvaneDoc::readMoxFile(const std::string& path) {
+    fileName_ = path;
     std::vector<NvItem> items;
-    std::optional<PhoneProperties> properties;
+    workbench::FileSource source{path, {}, {}};
     const auto readFile = [&] {
-        items = catalog_->getNvItemFrompMoxFile(*path);
-        properties = catalog_->phonePropertiesOf(*path);
+        items = catalog_->getNvItemFrompMoxFile(path);
+        source.phoneModelId = catalog_->phoneModelId();
+        source.properties = catalog_->phonePropertiesOf(path);
     };
-    if (runBusy([&] { runWaiting(readFile); })) {
-        const auto edits = editsToKeep();
-        baseline_.takeFromFile(items, *path, std::move(properties));
-        replaceItems(std::move(items), edits);
-        updateAllViews();
+    if (!runBusy([&] { runWaiting(readFile); })) {
+        return false;
     }
+    const auto edits = editsToKeep();
+    baseline_.takeFromFile(items, std::move(source));
+    listSource_ = baseline_.lastSource();
+    replaceItems(std::move(items), edits);
+    updateAllViews();
+    userInterface_.calibrationFileUsed(path);
+    return true;
 }
 
 void CCalvaneDoc::readSupportedItems() {
     fileName_.clear();
     if (runBusy([this] { replaceItems(catalog_->getSupportedNvItems(), editsToKeep()); })) {
+        listSource_ = nullptr;
         postUpdateAllViews();
     }
 }
@@ -345,7 +360,7 @@ bool CCalvaneDoc::writeItem(const std::string& name, const std::string& values) 
 }
 
 void CCalvaneDoc::writeListedToMoxFile() {
-    const auto properties = userInterface_.askFileProperties();
+    const auto properties = userInterface_.askFileProperties(offeredProperties(baseline_));
     if (!properties) {
         return;
     }
@@ -356,6 +371,7 @@ void CCalvaneDoc::writeListedToMoxFile() {
     const MoxWriteForm form = chooseMoxWriteForm(*properties);
     if (runBusy([&] { runWaiting([&] { form.write(*catalog_, fileName_, nvItems_); }); })) {
         userInterface_.fileWritten(fileName_);
+        userInterface_.calibrationFileUsed(fileName_);
     }
 }
 

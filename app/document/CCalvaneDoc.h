@@ -77,6 +77,9 @@ public:
     bool isWaiting() const { return waiting_; }
 
     void readFromMoxFile();
+    /// Reads this calibration file, as readFromMoxFile() does the one that the user chooses. False, after a message,
+    /// where that fails.
+    bool readMoxFile(const std::string& path);
     /// Lists every item of the catalog without asking the phone.
     void readSupportedItems();
     void loadSupportedItems();
@@ -158,6 +161,11 @@ public:
     void setActiveEditor(std::string activeEditor) { activeEditor_ = std::move(activeEditor); }
     /// The calibration file last read or written.
     const std::string& fileName() const { return fileName_; }
+    /// The read from which the list comes; null for one of the catalog's items, and at first.
+    const std::shared_ptr<const workbench::Source>& listSource() const { return listSource_; }
+    std::filesystem::path ringPath() const;
+    /// How many items the ring describes.
+    std::size_t ringItemCount() const { return ringItemCount_; }
 
 private:
     void loadUnits();
@@ -207,6 +215,8 @@ private:
     bool keepsEdits_ = false;
     std::vector<KeptEdit> droppedEdits_; ///< those that go although edits are kept
     int selectedIndex_ = -1;
+    std::shared_ptr<const workbench::Source> listSource_;
+    std::size_t ringItemCount_ = 0;
     bool sortAlphabetical_ = false;
     bool listChanged_ = false;
     bool waiting_ = false;

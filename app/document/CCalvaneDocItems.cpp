@@ -91,6 +91,7 @@ void CCalvaneDoc::takeItemsFromPhone(std::vector<NvItem> items, workbench::Phone
     fileName_.clear();
     const auto edits = editsToKeep();
     baseline_.takeFromPhone(items, std::move(phone), comPort);
+    listSource_ = baseline_.lastSource();
     replaceItems(std::move(items), edits);
     updateAllViews();
 }

@@ -5,6 +5,16 @@
 #include <algorithm>
 #include <chrono>
 
+namespace {
+
+template <typename From>
+std::shared_ptr<const workbench::Source> sourceNow(From from) {
+    return std::make_shared<const workbench::Source>(
+        workbench::Source{std::move(from), std::chrono::system_clock::now()});
+}
+
+} // namespace
+
 bool KeptEdit::giveTo(NvItem& item) const {
     if (!item.hasLayoutOf(edited)) {
         return false;
@@ -91,18 +101,27 @@ std::vector<KeptEdit> DocumentBaseline::edits(const std::vector<NvItem>& items) 
     return edits;
 }
 
+const workbench::PhoneSource* DocumentBaseline::lastPhone() const {
+    return lastPhone_ ? std::get_if<workbench::PhoneSource>(&lastPhone_->from) : nullptr;
+}
+
+const workbench::FileSource* DocumentBaseline::lastFile() const {
+    return lastFile_ ? std::get_if<workbench::FileSource>(&lastFile_->from) : nullptr;
+}
+
 void DocumentBaseline::takeFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,
                                      std::string comPort) {
-    take(items, {workbench::PhoneSource{std::move(phone), std::move(comPort)}, std::chrono::system_clock::now()});
+    lastPhone_ = sourceNow(workbench::PhoneSource{std::move(phone), std::move(comPort)});
+    take(items, lastPhone_);
 }
 
-void DocumentBaseline::takeFromFile(const std::vector<NvItem>& items, std::string path,
-                                    std::optional<PhoneProperties> properties) {
-    take(items, {workbench::FileSource{std::move(path), std::move(properties)}, std::chrono::system_clock::now()});
+void DocumentBaseline::takeFromFile(const std::vector<NvItem>& items, workbench::FileSource file) {
+    lastFile_ = sourceNow(std::move(file));
+    take(items, lastFile_);
 }
 
-void DocumentBaseline::take(const std::vector<NvItem>& items, workbench::Source source) {
-    lastSource_ = std::make_shared<const workbench::Source>(std::move(source));
+void DocumentBaseline::take(const std::vector<NvItem>& items, std::shared_ptr<const workbench::Source> source) {
+    lastSource_ = std::move(source);
     for (const NvItem& item : items) {
         values_.set(item, lastSource_);
     }

@@ -51,17 +51,22 @@ public:
 
     /// What the phone has, or the file, is from now on the last known value of these items.
     void takeFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone, std::string comPort);
-    void takeFromFile(const std::vector<NvItem>& items, std::string path, std::optional<PhoneProperties> properties);
+    void takeFromFile(const std::vector<NvItem>& items, workbench::FileSource file);
 
     /// Where the newest values come from; null at first.
     const std::shared_ptr<const workbench::Source>& lastSource() const { return lastSource_; }
+    /// The newest phone and the newest file among the sources; null where there has been none.
+    const workbench::PhoneSource* lastPhone() const;
+    const workbench::FileSource* lastFile() const;
 
 private:
     static bool isStamped(const NvItem& item);
-    void take(const std::vector<NvItem>& items, workbench::Source source);
+    void take(const std::vector<NvItem>& items, std::shared_ptr<const workbench::Source> source);
 
     workbench::Baseline values_;
     std::shared_ptr<const workbench::Source> lastSource_;
+    std::shared_ptr<const workbench::Source> lastPhone_;
+    std::shared_ptr<const workbench::Source> lastFile_;
     mutable std::optional<std::size_t> changedCount_; ///< nothing after a change
     std::uint64_t version_ = 0;
 };

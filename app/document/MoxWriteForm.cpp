@@ -42,3 +42,30 @@ MoxWriteForm chooseMoxWriteForm(const FileProperties& typed) {
     }
     return form;
 }
+
+OfferedProperties offeredProperties(const DocumentBaseline& baseline) {
+    OfferedProperties offered;
+    const workbench::PhoneSource* phone = baseline.lastPhone();
+    if (phone != nullptr && !phone->phone.softwareVersion.empty()) {
+        PropertyOffer& offer = offered.fromPhone.emplace();
+        offer.source = workbench::shortName(phone->phone) + " on " + phone->comPort;
+        offer.properties.softwareVersion = phone->phone.softwareVersion;
+    }
+    const workbench::FileSource* file = baseline.lastFile();
+    if (file == nullptr || (!file->phoneModelId && !file->properties)) {
+        return offered;
+    }
+    PropertyOffer& offer = offered.fromFile.emplace();
+    offer.source = file->path;
+    if (file->phoneModelId) {
+        offer.properties.phoneModelId = std::to_string(*file->phoneModelId);
+    }
+    if (const auto& record = file->properties) {
+        offer.properties.esn = std::to_string(record->esn);
+        offer.properties.nvMajorVersion = std::to_string(record->nvMajorVersion);
+        offer.properties.nvMinorVersion = std::to_string(record->nvMinorVersion);
+        offer.properties.softwareVersion = record->softwareVersion;
+        offer.properties.clientName = record->clientName;
+    }
+    return offered;
+}

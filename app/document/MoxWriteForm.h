@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/document/DocumentBaseline.h"
 #include "app/document/UserInterface.h"
 #include "engine/Calvane.h"
 #include "engine/PhoneProperties.h"
@@ -27,3 +28,7 @@ struct MoxWriteForm {
 /// Model id and ESN are their leading decimal digits (none: 0), the versions decimal integers; of each the low bits
 /// that there is room for are taken.
 MoxWriteForm chooseMoxWriteForm(const FileProperties& typed);
+
+/// What the phone and the file last read have told, as the user would type it. A phone tells its software version
+/// alone: its serial number is no ESN, and its model is a name.
+OfferedProperties offeredProperties(const DocumentBaseline& baseline);

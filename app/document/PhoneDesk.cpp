@@ -2,8 +2,10 @@
 
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Trace.h"
+#include "workbench/MessageText.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <utility>
 
@@ -277,6 +279,11 @@ std::string PhoneDesk::paneText() const {
 }
 
 std::string PhoneDesk::title() const {
+    const auto& source = document_.listSource();
+    if (const auto* file = source ? std::get_if<workbench::FileSource>(&source->from) : nullptr) {
+        return CCalvaneDoc::kTitle +
+               (" - " + workbench::shownMessage(std::filesystem::path(file->path).filename().string())) + changedText();
+    }
     const bool isKnown = knownPort_ == document_.comPort() && (isAsked_ || !isPresent_);
     return CCalvaneDoc::kTitle + (isKnown ? " - " + phoneText() : std::string()) + changedText();
 }

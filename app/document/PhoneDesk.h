@@ -82,7 +82,8 @@ public:
 
     /// "MODEL SERIAL - 3 changed", "not connected", "no phone", "not asked".
     std::string paneText() const;
-    /// The document's title and what is known of its phone.
+    /// The document's title and the file from which its list comes, or else what is known of its phone; how many items
+    /// are changed.
     std::string title() const;
     /// What the last read or write came to; empty before.
     const PhoneReport& report() const { return report_; }

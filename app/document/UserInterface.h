@@ -37,6 +37,16 @@ struct FileProperties {
     std::string clientName = kOptionalPlaceholder;
 };
 
+/// What a phone or a file has told of a phone's properties, for whoever wants them in the file that is to be written.
+struct PropertyOffer {
+    std::string source;        ///< who has told it
+    FileProperties properties; ///< the placeholder where it has told nothing; no file name
+};
+struct OfferedProperties {
+    std::optional<PropertyOffer> fromPhone;
+    std::optional<PropertyOffer> fromFile;
+};
+
 /// All that a document asks of the windows around it. The windows implement it with real dialogs, tests with a script.
 ///
 /// All belongs to the user-interface thread, and the questions are modal; only post() may be called from any thread. A
@@ -54,7 +64,9 @@ public:
     virtual std::optional<std::string> askFileToSave(const FileQuestion& question) = 0;
     /// A file that the user named has been written.
     virtual void fileWritten(const std::string& path) = 0;
-    virtual std::optional<FileProperties> askFileProperties() = 0;
+    /// A calibration file has been read or written.
+    virtual void calibrationFileUsed(const std::string&) {}
+    virtual std::optional<FileProperties> askFileProperties(const OfferedProperties& offered) = 0;
     virtual std::optional<std::string> askComPort(const std::vector<std::string>& portNames) = 0;
     /// Lets the user build a list out of `available`, starting from `customized`; answers the list built.
     virtual std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>& available,

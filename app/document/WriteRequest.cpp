@@ -2,6 +2,7 @@
 
 #include "app/document/CCalvaneDoc.h"
 #include "app/document/LoadedDate.h"
+#include "workbench/NumberTexts.h"
 
 #include <algorithm>
 #include <ctime>
@@ -35,6 +36,15 @@ std::optional<NvItem> stampedDate(CCalvaneDoc& document, UserInterface& userInte
     } catch (const Calvane::Exception& failure) {
         userInterface.showMessage(failure.what(), failureCaption, MessageIcon::kError);
         return std::nullopt;
+    }
+}
+
+void noteRepeated(WriteRequest& request, const CCalvaneDoc& document) {
+    const auto repeated = repeatedNumbers(document);
+    for (const workbench::WantedItem& one : request.wanted) {
+        if (repeated.contains(one.item.getId())) {
+            request.repeated.insert(one.item.getId());
+        }
     }
 }
 
@@ -85,6 +95,12 @@ void WriteRequest::take(CCalvaneDoc& document, const workbench::WritePlan& plan)
     }
 }
 
+std::set<std::uint16_t> repeatedNumbers(const CCalvaneDoc& document) {
+    std::vector<std::uint16_t> numbers(document.nvItems().size());
+    std::ranges::transform(document.nvItems(), numbers.begin(), [](const NvItem& item) { return item.getId(); });
+    return workbench::repeatedNumbers(numbers);
+}
+
 WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterface) {
     WriteRequest request{.kind = WriteRequest::Kind::kChanged};
     for (const std::size_t position : document.changedItems()) {
@@ -93,6 +109,7 @@ WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterfa
     if (!request.wanted.empty()) {
         addDate(request, stampedDate(document, userInterface, kNoDateChanged));
     }
+    noteRepeated(request, document);
     return request;
 }
 
@@ -104,6 +121,7 @@ WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterfac
     if (!request.wanted.empty()) {
         addDate(request, stampedDate(document, userInterface, kNoDateListed));
     }
+    noteRepeated(request, document);
     return request;
 }
 
@@ -111,6 +129,7 @@ WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, 
     WriteRequest request{.kind = WriteRequest::Kind::kOne};
     request.wanted.push_back(wantedAt(document, position));
     addDate(request, stampedDate(document, userInterface, kNoDateListed));
+    noteRepeated(request, document);
     return request;
 }
 

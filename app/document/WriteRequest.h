@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,11 +27,16 @@ struct WriteRequest {
     std::shared_ptr<const workbench::Source> source = {};
     /// Called by take() with the items of the plan that are written, save the date; may be empty.
     std::function<void(const std::vector<NvItem>&)> takeValues = {};
+    /// Those of the wanted items that the list has more than once: nobody can say which value is meant.
+    std::set<std::uint16_t> repeated = {};
 
     /// Makes the document what it is where the command goes on: the list's date has its stamp, and a list without a
     /// date gets it where the list is written. A date that `plan` leaves out is left alone.
     void take(CCalvaneDoc& document, const workbench::WritePlan& plan) const;
 };
+
+/// The numbers that the document's list has more than once, as a calibration file can bring them.
+std::set<std::uint16_t> repeatedNumbers(const CCalvaneDoc& document);
 
 /// The changed items, or all of the list, with the stamped date as the bare commands add it. Where neither the list
 /// nor the catalog has a date, the user is told, and the request goes without one. Empty where nothing is to be

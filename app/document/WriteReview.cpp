@@ -1,6 +1,7 @@
 #include "app/document/WriteReview.h"
 
 #include "phonelink/TessraServer.h"
+#include "workbench/NumberTexts.h"
 #include "workbench/PhoneContact.h"
 
 #include <algorithm>
@@ -103,6 +104,13 @@ void WriteReview::tellChanged() const {
 }
 
 void WriteReview::readPhone() {
+    if (!request_.repeated.empty()) {
+        stage_ = Stage::kNoValues;
+        message_ = "The list has " + workbench::namedItems(request_.repeated) +
+                   " more than once: nobody can say which value is meant.\nNothing is written from it.";
+        tellChanged();
+        return;
+    }
     stage_ = Stage::kReading;
     message_.clear();
     progress_ = {};

@@ -19,7 +19,7 @@ class WriteReview {
 public:
     enum class Stage {
         kReading,   ///< the phone's values; a job runs
-        kNoValues,  ///< they could not be read, or that was cancelled: failure() says why
+        kNoValues,  ///< they were not read, or could not be: message() says why
         kReviewing, ///< the user looks at the plan
         kWriting,   ///< a job runs
         kEnded,     ///< report() says what was written
@@ -29,7 +29,8 @@ public:
     /// Called when what the queries answer has changed.
     void setChanged(std::function<void()> changed) { changed_ = std::move(changed); }
 
-    /// Reads what the phone has of the wanted items, and makes the plan. At first, and again after kNoValues.
+    /// Reads what the phone has of the wanted items, and makes the plan. At first, and again after kNoValues. Where the
+    /// list has one of them twice it reads nothing: kNoValues then.
     void readPhone();
     /// kReviewing: ticks a row of the plan, or takes the tick away. The loaded date follows the others: it is ticked
     /// with the first of them, and is not written alone.
@@ -52,9 +53,12 @@ public:
     bool isBusy() const { return desk_.isRunning(); }
     const PhoneProgress& progress() const { return progress_; }
     const workbench::WritePlan& plan() const { return plan_; }
+    const workbench::Units& units() const { return document_.units(); }
     const workbench::WriteReport& report() const { return report_; }
     /// What went wrong with the whole of it, or what the phone has said to the code; empty: nothing to tell.
     const std::string& message() const { return message_; }
+    /// kNoValues: whether the phone's values may be asked for again.
+    bool mayReadAgain() const { return stage_ == Stage::kNoValues && request_.repeated.empty(); }
     bool mayRetry() const;
     bool maySkip() const;
 

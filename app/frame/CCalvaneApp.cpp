@@ -5,10 +5,13 @@
 #include "app/document/ConfigurationFile.h"
 #include "app/frame/CMainFrame.h"
 #include "app/frame/CSplitterFrame.h"
+#include "app/frame/RecentFiles.h"
+#include "platform/kernel/RegularFile.h"
 
 #include <QFileInfo>
 #include <QIcon>
-#include <QSettings>
+#include <QMdiArea>
+#include <cerrno>
 
 /// Makes the pictures available as ":/calvane/...". Expands to a declaration of the global namespace, and is called by
 /// name, as a static library's resources are not linked otherwise.
@@ -20,7 +23,14 @@ namespace {
 
 constexpr const char* kSettingsKey = "Local AppWizard-Generated Applications";
 constexpr const char* kName = "Calvane";
-constexpr const char* kRecentSetting = "recent/files";
+
+/// Whether the file begins as compound files do, which calibration files are.
+bool isCompoundFile(const QString& path) {
+    constexpr std::string_view kSignature = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1";
+    std::string head;
+    const int error = kernel::readRegularFile(path.toStdString(), kSignature.size(), head);
+    return (error == 0 || error == EFBIG) && head.starts_with(kSignature);
+}
 
 } // namespace
 
@@ -52,10 +62,19 @@ bool CCalvaneApp::notify(QObject* receiver, QEvent* event) {
     }
 }
 
-bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, const QString& file) {
+bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, const QString& file,
+                               const QString& calibrationFile) {
+    QStringList calibrationFiles;
+    const bool isCalibrationFile = isCompoundFile(file);
+    for (const QString& path : {calibrationFile, isCalibrationFile ? file : QString()}) {
+        if (!path.isEmpty()) {
+            calibrationFiles << QFileInfo(path).absoluteFilePath(); // a document changes the current directory
+        }
+    }
+    const QString portFile = isCalibrationFile ? QString() : file;
     try {
-        if (!file.isEmpty()) {
-            readComPortOf(file.toStdString());
+        if (!portFile.isEmpty()) {
+            readComPortOf(portFile.toStdString());
         }
     } catch (const std::runtime_error& failure) {
         qCritical("Couldn't open %s", failure.what());
@@ -66,13 +85,17 @@ bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, co
     connect(mainFrame_.get(), &CMainFrame::openRequested, this, &CCalvaneApp::askAndOpen);
     connect(mainFrame_.get(), &CMainFrame::saveRequested, this, &CCalvaneApp::save);
     connect(mainFrame_.get(), &CMainFrame::recentRequested, this, &CCalvaneApp::openDocument);
+    connect(mainFrame_.get(), &CMainFrame::recentCalibrationFileRequested, this,
+            &CCalvaneApp::openRecentCalibrationFile);
+    connect(mainFrame_.get(), &CMainFrame::calibrationFilesDropped, this, &CCalvaneApp::openCalibrationFiles);
     connect(mainFrame_.get(), &CMainFrame::closed, this, &QCoreApplication::quit);
-    mainFrame_->setRecentFiles(recentFiles());
-    if (!(file.isEmpty() ? newDocument() : openDocument(file))) {
+    if (!(portFile.isEmpty() ? newDocument() : openDocument(portFile))) {
         return false;
     }
     mainFrame_->show();
     mainFrame_->repaint();
+    QMetaObject::invokeMethod(
+        mainFrame_.get(), [this, calibrationFiles] { openCalibrationFiles(calibrationFiles); }, Qt::QueuedConnection);
     return true;
 }
 
@@ -95,7 +118,7 @@ bool CCalvaneApp::openDocument(const QString& path) {
         frame->close();
         return false;
     }
-    remember(file);
+    recentPortFiles().add(file);
     mainFrame_->refresh();
     return true;
 }
@@ -114,15 +137,40 @@ void CCalvaneApp::save() {
     }
 }
 
-QStringList CCalvaneApp::recentFiles() const {
-    return QSettings().value(kRecentSetting).toStringList().mid(0, kRecentFiles);
+void CCalvaneApp::openCalibrationFiles(const QStringList& paths) {
+    for (const QString& path : paths) {
+        openCalibrationFile(path);
+    }
 }
 
-void CCalvaneApp::remember(const QString& path) {
-    QStringList files = recentFiles();
-    files.removeAll(path);
-    files.prepend(path);
-    files = files.mid(0, kRecentFiles);
-    QSettings().setValue(kRecentSetting, files);
-    mainFrame_->setRecentFiles(files);
+void CCalvaneApp::openCalibrationFile(const QString& path) {
+    if (CSplitterFrame::isAnyWaiting(*mainFrame_) || !mainFrame_->isVisible()) {
+        return;
+    }
+    CSplitterFrame* present = mainFrame_->activeFrame();
+    const bool isUnused = present != nullptr && present->isUnused();
+    CSplitterFrame* frame = isUnused ? present : mainFrame_->addDocument();
+    if (frame == nullptr) {
+        return;
+    }
+    if (!frame->readCalibrationFile(QFileInfo(path).absoluteFilePath()) && !isUnused) {
+        frame->close();
+        if (present != nullptr) {
+            present->mdiArea()->setActiveSubWindow(present); // the area would show its first window
+        }
+    }
+    mainFrame_->refresh();
+}
+
+void CCalvaneApp::openRecentCalibrationFile(const QString& path) {
+    if (CSplitterFrame::isAnyWaiting(*mainFrame_)) {
+        return;
+    }
+    if (isGone(path.toStdString())) {
+        recentCalibrationFiles().remove(path);
+        showMessageBox(mainFrame_.get(), path + " is gone. It has been taken off the list.", "Recent Calibration Files",
+                       MessageIcon::kExclamation);
+        return;
+    }
+    openCalibrationFile(path);
 }

@@ -11,8 +11,6 @@ class CMainFrame;
 class CCalvaneApp : public QApplication {
     Q_OBJECT
 public:
-    static constexpr int kRecentFiles = 4;
-
     CCalvaneApp(int& argc, char** argv);
     ~CCalvaneApp() override;
 
@@ -20,8 +18,10 @@ public:
     bool notify(QObject* receiver, QEvent* event) override;
 
     /// Makes and shows the main window with one document: a new one, or `file` opened where it is not empty. Side files
-    /// are looked for in `programDirectory`. False, without a message box, ends the program.
-    bool initInstance(const std::filesystem::path& programDirectory, const QString& file);
+    /// are looked for in `programDirectory`. False, without a message box, ends the program. `calibrationFile`, or
+    /// `file` where it begins as a compound file does, is read into the document once the program runs.
+    bool initInstance(const std::filesystem::path& programDirectory, const QString& file,
+                      const QString& calibrationFile = {});
 
     /// Destroys the main window with all documents, which write their configuration.
     void end();
@@ -31,12 +31,17 @@ public:
     bool newDocument();
     /// Makes a document and takes its port from the first line of `path`.
     bool openDocument(const QString& path);
+    /// Reads each file into a document of its own, or into the active one while that lists nothing: what is on the
+    /// screen is never replaced by a file that was dropped or chosen by its name. A file that can't be read leaves no
+    /// new document behind. Does nothing while a command of a document waits.
+    void openCalibrationFiles(const QStringList& paths);
 
 private:
     void askAndOpen();
     void save();
-    QStringList recentFiles() const;
-    void remember(const QString& path);
+    void openCalibrationFile(const QString& path);
+    /// A file that is gone is told and leaves the list.
+    void openRecentCalibrationFile(const QString& path);
 
     std::unique_ptr<CMainFrame> mainFrame_;
 };

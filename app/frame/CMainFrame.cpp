@@ -2,9 +2,13 @@
 
 #include "app/compare/CompareWindow.h"
 #include "app/dialogs/DialogTemplate.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
+#include "app/frame/FileDrop.h"
+#include "app/frame/Licences.h"
+#include "app/frame/MainMenus.h"
 #include "app/frame/MainStatusBar.h"
 #include "app/frame/ReviewSwitch.h"
 #include "app/frame/Shutdown.h"
@@ -13,13 +17,13 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFile>
-#include <QFileInfo>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMenuBar>
 #include <QScreen>
 #include <QSettings>
 #include <QToolBar>
+#include <filesystem>
 #include <utility>
 
 namespace {
@@ -51,18 +55,23 @@ void showAbout(QWidget* owner) {
 } // namespace
 
 CMainFrame::CMainFrame(std::filesystem::path programDirectory)
-    : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)), title_(kTitle),
-      statusBar_(new MainStatusBar(this)), shutdown_(new Shutdown(*this)) {
+    : programDirectory_(std::move(programDirectory)), area_(new QMdiArea(this)),
+      menus_(new MainMenus(*menuBar(), *area_, actions_, this)), title_(kTitle), statusBar_(new MainStatusBar(this)),
+      shutdown_(new Shutdown(*this)) {
+    new FocusHelp(programDirectory_, this);
     setObjectName("frame_128");
     setCentralWidget(area_);
     setStatusBar(statusBar_);
     makeActions();
     makeKeys();
     makeToolbar();
-    showMenus(false);
+    menus_->show(false);
     setWindowTitle(kTitle);
     restorePlaces();
     connect(area_, &QMdiArea::subWindowActivated, this, &CMainFrame::activated);
+    connect(menus_, &MainMenus::portFileChosen, this, &CMainFrame::recentRequested);
+    connect(menus_, &MainMenus::calibrationFileChosen, this, &CMainFrame::recentCalibrationFileRequested);
+    connect(new FileDrop(*this), &FileDrop::dropped, this, &CMainFrame::calibrationFilesDropped);
     connect(shutdown_, &Shutdown::postponed, statusBar_,
             [this] { statusBar_->setNotice("Calvane closes when the running command has ended."); });
     connect(shutdown_, &Shutdown::refused, statusBar_, [this] { statusBar_->setNotice(""); });
@@ -135,10 +144,14 @@ void CMainFrame::makeKeys() {
         addAction(action);
     };
     addKeys("file_save", {QKeySequence("Ctrl+S")}, [this] { emit saveRequested(); });
-    // Of two panes the next is also the previous one.
-    addKeys("pane_switch", {QKeySequence("F6"), QKeySequence("Shift+F6")}, [this] {
+    addKeys("pane_switch", {QKeySequence("F6")}, [this] {
         if (CSplitterFrame* frame = activeFrame()) {
-            frame->switchPane();
+            frame->switchPane(1);
+        }
+    });
+    addKeys("pane_back", {QKeySequence("Shift+F6")}, [this] {
+        if (CSplitterFrame* frame = activeFrame()) {
+            frame->switchPane(-1);
         }
     });
 }
@@ -160,109 +173,10 @@ void CMainFrame::makeToolbar() {
             [this] { actions_[CommandId::kViewToolbar]->setChecked(!toolbar_->isHidden()); });
 }
 
-void CMainFrame::showMenus(bool forDocument) {
-    documentMenus_ = forDocument;
-    const auto old = menuBar()->findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly);
-    menuBar()->clear();
-    menuBar()->setObjectName(forDocument ? "menu_136" : "menu_128");
-    for (QMenu* menu : old) {
-        menu->deleteLater(); // this may run in one of its own actions
-    }
-    for (const MenuInfo& info : forDocument ? documentMenus() : emptyMenus()) {
-        fillMenu(menuBar()->addMenu(text(info.title)), info);
-    }
-}
-
-void CMainFrame::fillMenu(QMenu* menu, const MenuInfo& info) {
-    QMenu* target = menu;
-    for (const MenuEntry& entry : info.entries) {
-        switch (entry.kind) {
-        case MenuEntry::Kind::kSeparator:
-            target->addSeparator();
-            break;
-        case MenuEntry::Kind::kSubmenu:
-            target = menu->addMenu(text(entry.text));
-            break;
-        case MenuEntry::Kind::kEndOfSubmenu:
-            target = menu;
-            break;
-        case MenuEntry::Kind::kRecentFiles:
-            fillRecentFiles(menu);
-            break;
-        case MenuEntry::Kind::kWindowList:
-            connect(menu, &QMenu::aboutToShow, this, [this, menu] { listWindows(menu); });
-            break;
-        case MenuEntry::Kind::kCommand:
-            // A command has the text of the menu in which it stands now. Setting it must not lose the tooltip.
-            QAction* action = actions_[entry.id];
-            const QString toolTip = action->toolTip();
-            action->setText(text(entry.text));
-            action->setToolTip(toolTip);
-            target->addAction(action);
-            break;
-        }
-    }
-}
-
-void CMainFrame::fillRecentFiles(QMenu* menu) {
-    if (recentFiles_.isEmpty()) {
-        QAction* none = menu->addAction("Recent File");
-        none->setProperty("commandId", static_cast<int>(CommandId::kRecentFiles));
-        none->setEnabled(false);
-    }
-    for (qsizetype i = 0; i < recentFiles_.size(); ++i) {
-        const QString path = recentFiles_[i];
-        QString shown = path;
-        QAction* file = menu->addAction(QString("&%1 %2").arg(i + 1).arg(shown.replace('&', "&&")));
-        const int id = static_cast<int>(CommandId::kRecentFiles) + static_cast<int>(i);
-        file->setObjectName("cmd_" + QString::number(id));
-        file->setProperty("commandId", id);
-        connect(file, &QAction::triggered, this, [this, path] { emit recentRequested(path); });
-    }
-}
-
-void CMainFrame::listWindows(QMenu* menu) {
-    while (!menu->actions().constLast()->isSeparator()) {
-        delete menu->actions().constLast();
-    }
-    const auto addLine = [&](const QString& text, QMdiSubWindow* window) {
-        QAction* line = menu->addAction(text);
-        line->setCheckable(true);
-        line->setChecked(window == area_->currentSubWindow());
-        connect(line, &QAction::triggered, window, [this, window] { area_->setActiveSubWindow(window); });
-    };
-    int number = 0;
-    for (QMdiSubWindow* window : area_->subWindowList(QMdiArea::CreationOrder)) {
-        auto* frame = qobject_cast<CSplitterFrame*>(window);
-        if (frame == nullptr || frame->isClosing()) {
-            continue;
-        }
-        ++number;
-        const CCalvaneDoc& document = frame->document();
-        QStringList parts{frame->windowTitle(), QString::fromStdString(document.comPort())};
-        if (!document.fileName().empty()) {
-            parts << QFileInfo(QString::fromStdString(document.fileName())).fileName();
-        }
-        addLine(QString(number < 10 ? "&%1 %2" : "%1 %2").arg(number).arg(parts.join(" - ").replace('&', "&&")), frame);
-    }
-    for (QMdiSubWindow* window : area_->subWindowList(QMdiArea::CreationOrder)) {
-        if (const auto* compare = qobject_cast<CompareWindow*>(window); compare != nullptr && !compare->isClosing()) {
-            addLine(window->windowTitle().replace('&', "&&"), window);
-        }
-    }
-}
-
 QMenu* CMainFrame::createPopupMenu() {
     auto* menu = new QMenu(this);
     menu->addActions({actions_[CommandId::kViewToolbar], actions_[CommandId::kViewStatusBar]});
     return menu;
-}
-
-void CMainFrame::setRecentFiles(const QStringList& files) {
-    recentFiles_ = files;
-    if (!documentMenus_) {
-        showMenus(false);
-    }
 }
 
 QAction* CMainFrame::action(CommandId id) const {
@@ -345,8 +259,8 @@ void CMainFrame::refresh() {
     CSplitterFrame* frame = activeFrame();
     // A compare window outlives its document; the Window menu leads away from it.
     const bool hasWindow = frame != nullptr || qobject_cast<CompareWindow*>(area_->currentSubWindow()) != nullptr;
-    if (hasWindow != documentMenus_) {
-        showMenus(hasWindow);
+    if (hasWindow != menus_->isForDocument()) {
+        menus_->show(hasWindow);
     }
     for (const CommandInfo& info : commandTable()) {
         const bool isForWindows = info.id == CommandId::kNextWindow || info.id == CommandId::kPreviousWindow ||
@@ -362,6 +276,9 @@ void CMainFrame::refresh() {
     if (frame == nullptr || !frame->canReadMissing()) {
         actions_[CommandId::kReadMissingItems]->setEnabled(false);
     }
+    for (CSplitterFrame* one : CSplitterFrame::allIn(*this)) {
+        one->showPhone();
+    }
     statusBar_->showDocument(frame != nullptr ? &frame->document() : nullptr);
     showPhone(frame);
     statusBar_->showKeyboardLocks();
@@ -372,7 +289,6 @@ void CMainFrame::showPhone(CSplitterFrame* frame) {
         statusBar_->showPhone({}, {});
         return;
     }
-    frame->showPhone();
     statusBar_->showPhone(frame->phoneText(), frame->reportText());
 }
 
@@ -391,6 +307,12 @@ void CMainFrame::runCommand(CommandId id) {
         break;
     case CommandId::kAbout:
         showAbout(this);
+        break;
+    case CommandId::kLicences:
+        showVersions();
+        break;
+    case CommandId::kHelpOnFocus:
+        FocusHelp::show(programDirectory_, helpPartOf(QApplication::focusWidget()), this);
         break;
     case CommandId::kExit:
         close();
@@ -427,6 +349,15 @@ void CMainFrame::runCommand(CommandId id) {
         refresh();
         break;
     }
+}
+
+void CMainFrame::showVersions() {
+    CSplitterFrame* frame = activeFrame();
+    std::optional<std::size_t> itemCount;
+    if (frame != nullptr && !frame->isBusy()) { // else the catalog is the read's
+        itemCount = frame->document().catalog().getSupportedNvItems().size();
+    }
+    showLicences(this, programDirectory_ / CCalvaneDoc::kDecoderRingFileName, itemCount);
 }
 
 void CMainFrame::restorePlaces() {

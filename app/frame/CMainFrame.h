@@ -8,12 +8,11 @@
 #include <map>
 
 class CSplitterFrame;
+class MainMenus;
 class MainStatusBar;
 class Shutdown;
 class QMdiArea;
 class QMdiSubWindow;
-class QMenu;
-struct MenuInfo;
 
 /// The program's window: menus, toolbar and status bar around the area of the document windows. Hands the commands of
 /// the document menu to the active document window, and carries out the others with the application's help (signals).
@@ -34,9 +33,6 @@ public:
     QAction* action(CommandId id) const;
     void runCommand(CommandId id);
 
-    /// The last files opened, newest first.
-    void setRecentFiles(const QStringList& files);
-
     /// Brings texts of the panes and states of the commands up to date.
     void refresh();
 
@@ -44,7 +40,10 @@ signals:
     void newRequested();
     void openRequested();
     void saveRequested();
+    /// A file that names a port was chosen from the last ones.
     void recentRequested(const QString& path);
+    void recentCalibrationFileRequested(const QString& path);
+    void calibrationFilesDropped(const QStringList& paths);
     /// The last document has been destroyed and the window is hidden: the program is to end.
     void closed();
 
@@ -59,26 +58,21 @@ private:
     void makeActions();
     void makeKeys();
     void makeToolbar();
-    void showMenus(bool forDocument);
-    void fillMenu(QMenu* menu, const MenuInfo& info);
-    void fillRecentFiles(QMenu* menu);
-    /// Lists the document windows behind the last separator of `menu`.
-    void listWindows(QMenu* menu);
     void activated(QMdiSubWindow* window);
     void showTitle(bool withDocument);
     void showPhone(CSplitterFrame* frame);
+    void showVersions();
     void restorePlaces();
     void savePlaces();
 
     const std::filesystem::path programDirectory_;
     QMdiArea* area_;
     std::map<CommandId, QAction*> actions_;
+    MainMenus* menus_;
     QToolBar* toolbar_ = nullptr;
-    QStringList recentFiles_;
     QPointer<CSplitterFrame> lastActive_;
     QString title_;
     MainStatusBar* statusBar_;
-    bool documentMenus_ = false;
     bool started_ = false;
     Shutdown* shutdown_;
 };

@@ -1,12 +1,14 @@
 #include "app/frame/CSplitterFrame.h"
 
 #include "app/dialogs/CProgressDlg.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
-#include "app/dialogs/ShellOpen.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/ComparePart.h"
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
 #endif
+#include "app/frame/DocumentPropertiesPart.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
@@ -15,6 +17,7 @@
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
+#include "workbench/NumberTexts.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -26,7 +29,6 @@
 namespace {
 
 constexpr int kPaneWidth = 300;
-constexpr const char* kHelpFileName = "CALVANE.HLP";
 
 /// Makes a part of the window; a failure is shown with `message`.
 template <typename Make>
@@ -122,9 +124,6 @@ void CSplitterFrame::makePanes() {
         splitter_->addWidget(editor_);
     });
     connectEdits();
-    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
-    filter_ = filter.get();
-    parts_.push_back(std::move(filter));
     // As with a click on a line, the editor stores what was typed before a search selects another item.
     connect(list_, &CNvItemList::aboutToSelect, this, &CSplitterFrame::makeListActive);
     splitter_->setStretchFactor(0, 0);
@@ -135,11 +134,17 @@ void CSplitterFrame::makePanes() {
 }
 
 void CSplitterFrame::makeParts() {
+    parts_.push_back(std::make_unique<DocumentPropertiesPart>(*this, *document_));
+    auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
+    filter_ = filter.get();
+    parts_.push_back(std::move(filter));
+    parts_.push_back(
+        std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
+    const std::string ring = (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string();
     auto compare = std::make_unique<ComparePart>(
-        ComparePart::Document{*this, *editor_, *history_,
-                              (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string(),
+        ComparePart::Document{*this, *editor_, *history_, ring,
                               [this](WriteRequest request) { review(std::move(request)); }},
-        [this] { emit comparedSetChanged(); });
+        [this] { showCompared(); });
     compare_ = compare.get();
     parts_.push_back(std::move(compare));
 #ifdef CALVANE_CURVES
@@ -150,8 +155,20 @@ void CSplitterFrame::makeParts() {
         editor_->store();
         return true;
     };
-    parts_.push_back(
-        std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped));
+    auto curve = std::make_unique<CurvePart>(*splitter_, *editor_, *document_, *history_, *userInterface_, storeTyped);
+    curve_ = curve.get();
+    parts_.push_back(std::move(curve));
+#endif
+}
+
+void CSplitterFrame::showCompared() {
+#ifdef CALVANE_CURVES
+    const auto set = compare_->comparedSet();
+    if (set == nullptr) {
+        curve_->setCompared({});
+    } else {
+        curve_->setCompared({[set](std::uint16_t number) { return set->find(number); }, set->about().label});
+    }
 #endif
 }
 
@@ -165,8 +182,6 @@ void CSplitterFrame::connectEdits() {
         emit stateChanged();
     });
     connect(editor_, &CNvParam::writeRequested, this, &CSplitterFrame::writeSelectedItem);
-    parts_.push_back(
-        std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
 }
 
 void CSplitterFrame::focusMoved(QWidget* to) {
@@ -205,13 +220,27 @@ void CSplitterFrame::safeHandsChanged() {
     editor_->forgetHeld();
 }
 
-void CSplitterFrame::switchPane() {
-    if (activePane_ == Pane::kEditor) {
-        makeListActive();
-        return;
+void CSplitterFrame::switchPane(int way) {
+    std::vector<QWidget*> panes{list_, editor_};
+    for (const auto& part : parts_) {
+        if (QWidget* pane = part->pane()) {
+            panes.push_back(pane);
+        }
     }
-    editor_->focusEditing();
-    setActivePane(Pane::kEditor);
+    const QWidget* focus = QApplication::focusWidget();
+    const auto hasFocus = [focus](const QWidget* pane) { return pane == focus || pane->isAncestorOf(focus); };
+    const auto found = std::ranges::find_if(panes, hasFocus);
+    const auto now = found != panes.end() ? found - panes.begin() : activePane_ == Pane::kEditor ? 1 : 0;
+    const auto count = std::ssize(panes);
+    QWidget* next = panes[static_cast<std::size_t>((now + way + count) % count)];
+    if (next == list_) {
+        makeListActive();
+    } else if (next == editor_) {
+        editor_->focusEditing();
+        setActivePane(Pane::kEditor);
+    } else {
+        next->setFocus(Qt::ShortcutFocusReason);
+    }
 }
 
 void CSplitterFrame::setFrameActive(bool active) {
@@ -305,7 +334,11 @@ void CSplitterFrame::review(WriteRequest request) {
 }
 
 QString CSplitterFrame::reportText() const {
-    return busy_ ? QString("Reading...") : QString::fromStdString(desk_->report().line);
+    return busy_ ? QString("Reading...") : shownText(desk_->report().line);
+}
+
+QString CSplitterFrame::phoneText() const {
+    return shownText(desk_->paneText());
 }
 
 void CSplitterFrame::showReport() {
@@ -324,19 +357,14 @@ void CSplitterFrame::showReport() {
 }
 
 void CSplitterFrame::showPhone() {
-    const QString title = QString::fromStdString(desk_->title());
+    const QString title = shownText(desk_->title());
     if (title != windowTitle()) {
         setWindowTitle(title);
     }
 }
 
-std::shared_ptr<const workbench::ItemSet> CSplitterFrame::comparedSet() const {
-    return compare_->comparedSet();
-}
-
 CommandPart* CSplitterFrame::partOf(CommandId command) const {
-    const auto found =
-        std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
+    const auto found = std::ranges::find_if(parts_, [command](const auto& part) { return part->owns(command); });
     return found == parts_.end() ? nullptr : found->get();
 }
 
@@ -372,6 +400,14 @@ void CSplitterFrame::runCommand(CommandId command) {
     emit stateChanged();
 }
 
+bool CSplitterFrame::readCalibrationFile(const QString& path) {
+    const bool isRead = guard_->mayRun(CommandId::kReadFromMox, [this, path] { readCalibrationFile(path); }) &&
+                        document_->readMoxFile(path.toStdString());
+    focusMoved(QApplication::focusWidget());
+    emit stateChanged();
+    return isRead;
+}
+
 bool CSplitterFrame::canRun(CommandId command) const {
     const CommandPart* part = partOf(command);
     return part != nullptr ? part->canRun(command) : guard_->canEdit(command);
@@ -391,8 +427,8 @@ void CSplitterFrame::writeSelectedItem() {
         return;
     }
     if (!item->isWritable()) {
-        showMessageBox(window(), QString::fromStdString(item->getName()) + " is read-only: it can't be written.",
-                       "Write NV", MessageIcon::kExclamation);
+        showMessageBox(window(), shownText(item->getName()) + " is read-only: it can't be written.", "Write NV",
+                       MessageIcon::kExclamation);
         return;
     }
     review(requestForOne(*document_, *userInterface_, static_cast<std::size_t>(document_->selectedIndex())));
@@ -411,16 +447,28 @@ void CSplitterFrame::runDocumentCommand(CommandId command) {
         if (command == CommandId::kReadSupportedItems) {
             progress_->setWindowTitle("Processing...");
         }
-        if (!safeHands_.isOn() || !runSafely(command, known.run)) {
+        if (!safeHands_.isOn()) {
             known.run(*document_);
+        } else if (!runSafely(command, known.run)) {
+            const auto before = document_->baseline().lastSource();
+            known.run(*document_);
+            if (command == CommandId::kReadFromMox && document_->baseline().lastSource() != before) {
+                tellRepeated();
+            }
         }
     }
 }
 
+void CSplitterFrame::tellRepeated() {
+    if (const auto repeated = repeatedNumbers(*document_); !repeated.empty()) {
+        const std::string text = workbench::repeatedText(document_->fileName(), repeated);
+        userInterface_->showMessage(text + "\nNobody can say which value is meant, so that none is written to a phone.",
+                                    "Read From MOX", MessageIcon::kExclamation);
+    }
+}
+
 void CSplitterFrame::showHelp() {
-    std::error_code ignored; // as the result of showing the help is
-    std::filesystem::current_path(programDirectory_, ignored);
-    shellOpen(QString::fromStdString((programDirectory_ / kHelpFileName).string()), window());
+    FocusHelp::show(programDirectory_, {}, window());
 }
 
 void CSplitterFrame::closeWhenIdle() {

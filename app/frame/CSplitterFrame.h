@@ -6,7 +6,6 @@
 #include "app/frame/CommandPart.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/ReviewSwitch.h"
-#include "workbench/ItemSet.h"
 
 #include <QMdiSubWindow>
 
@@ -14,6 +13,7 @@ class CNvItemList;
 class CNvParam;
 class CProgressDlg;
 class ComparePart;
+class CurvePart;
 class EditGuard;
 class EditHistory;
 class FilterPart;
@@ -58,7 +58,7 @@ public:
     bool canReadMissing() const { return !busy_ && desk_->canReadMissing(); }
 
     /// What is known of the phone on the document's port, and how many items are changed.
-    QString phoneText() const { return QString::fromStdString(desk_->paneText()); }
+    QString phoneText() const;
     /// What the last read or write came to, or that a read runs; empty where there is nothing to tell.
     QString reportText() const;
     /// Shows more of that: the progress window, or the items that the last read has left out.
@@ -66,8 +66,10 @@ public:
     /// Brings the title up to date.
     void showPhone();
 
-    /// What the document is compared with in the compare window that was opened last; null where there is none.
-    std::shared_ptr<const workbench::ItemSet> comparedSet() const;
+    /// Whether it lists nothing and no command runs, so that a file may be read into it without a question.
+    bool isUnused() const { return !busy_ && !closing_ && !isWaiting() && document_->nvItems().empty(); }
+    /// Reads a calibration file as Read From MOX does. False, after a message, where that fails.
+    bool readCalibrationFile(const QString& path);
 
     void runCommand(CommandId command);
     /// Whether the command would do anything now, as far as edits decide that.
@@ -77,8 +79,8 @@ public:
 
     /// To be called when the user has chosen safe hands or the bare commands.
     void safeHandsChanged();
-    /// Makes the other pane the active one.
-    void switchPane();
+    /// Goes to the next pane (1) or to the one before (-1): the list, the editor, and those of the parts.
+    void switchPane(int way);
     /// To be called when the window becomes the one that gets the commands, and when it ceases to be.
     void setFrameActive(bool active);
 
@@ -93,8 +95,6 @@ signals:
     /// A read has begun or ended, or the document's texts may have changed.
     void stateChanged();
     void readEnded();
-    /// comparedSet() may be another one.
-    void comparedSetChanged();
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -105,6 +105,8 @@ private:
 
     void makePanes();
     void makeParts();
+    /// Shows in the curves what the document is compared with.
+    void showCompared();
     void connectEdits();
     void focusMoved(QWidget* to);
     void setActivePane(Pane pane);
@@ -121,6 +123,8 @@ private:
     /// The part that the command belongs to; null for none.
     CommandPart* partOf(CommandId command) const;
     void runDocumentCommand(CommandId command);
+    /// Tells of items that the file just read has more than once.
+    void tellRepeated();
     /// Writes the selected item, whose edits are stored.
     void writeSelectedItem();
     void showHelp();
@@ -138,8 +142,9 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
-    ComparePart* compare_ = nullptr; ///< one of them
-    FilterPart* filter_ = nullptr; ///< one of them
+    FilterPart* filter_ = nullptr;   ///< one of them
+    ComparePart* compare_ = nullptr; ///< likewise
+    CurvePart* curve_ = nullptr;     ///< likewise; null where the program is built without curves
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

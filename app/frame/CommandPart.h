@@ -2,6 +2,8 @@
 
 #include "app/frame/CommandTable.h"
 
+class QWidget;
+
 /// Some of the commands of a document's window, carried out beside the document and its panes: those of the filter, of
 /// the curve and so on. Owned by the window. User-interface thread.
 class CommandPart {
@@ -16,4 +18,6 @@ public:
     virtual bool canRun(CommandId) const { return true; }
     /// Whether what the command shows or hides is shown.
     virtual bool isChecked(CommandId) const { return false; }
+    /// What gets the focus when the user goes from pane to pane by key; null while there is nothing.
+    virtual QWidget* pane() const { return nullptr; }
 };

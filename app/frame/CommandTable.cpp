@@ -51,8 +51,8 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kFillDown, "Give the first selected value to all selected boxes", "", true, false},
     CommandInfo{CommandId::kAddOrMultiply, "Add a number to the selected values, or multiply them by it", "", true,
                 false},
-    CommandInfo{CommandId::kInterpolate, "Fill the values between the first and the last selected one evenly", "",
-                true, false},
+    CommandInfo{CommandId::kInterpolate, "Fill the values between the first and the last selected one evenly", "", true,
+                false},
     CommandInfo{CommandId::kHelpOnFocus, "Show the help on what has the focus", "", false, false},
     CommandInfo{CommandId::kLicences, "Show the licences and versions of the program's parts", "", false, false},
     CommandInfo{CommandId::kNew, "Open a new document window", "New", false, false},
@@ -69,6 +69,7 @@ constexpr MenuEntry command(std::string_view text, CommandId id) {
     return {kCommand, text, id};
 }
 constexpr MenuEntry kLine{kSeparator, ""};
+constexpr MenuEntry kCalibrationFiles{kRecentCalibrationFiles, "Recent Calibration &Files"};
 
 constexpr std::array kFile{
     command("Read From Phone", CommandId::kReadFromPhone),
@@ -80,6 +81,8 @@ constexpr std::array kFile{
     command("Write Only Listed NV Items To Text", CommandId::kWriteListedToText),
     kLine,
     command("Read Supported RF NV Items", CommandId::kReadSupportedItems),
+    kLine,
+    kCalibrationFiles,
     kLine,
     command("Exit", CommandId::kExit),
 };
@@ -124,7 +127,7 @@ constexpr std::array kHelp{
     command("About Calvane...", CommandId::kAbout),
     command("Help Topic", CommandId::kHelpTopic),
     kLine,
-    command("Help on This &Part", CommandId::kHelpOnFocus),
+    command("Help on This &Part\tF1", CommandId::kHelpOnFocus),
     command("&Licences and Versions...", CommandId::kLicences),
 };
 constexpr std::array kEdit{
@@ -160,6 +163,7 @@ constexpr std::array kEmptyFile{
     command("&Open...\tCtrl+O", CommandId::kOpen),
     kLine,
     MenuEntry{kRecentFiles, ""},
+    kCalibrationFiles,
     kLine,
     command("E&xit", CommandId::kExit),
 };

@@ -68,7 +68,15 @@ struct CommandInfo {
 
 /// One line of a menu.
 struct MenuEntry {
-    enum class Kind { kCommand, kSeparator, kRecentFiles, kSubmenu, kEndOfSubmenu, kWindowList };
+    enum class Kind {
+        kCommand,
+        kSeparator,
+        kRecentFiles,
+        kRecentCalibrationFiles, ///< a submenu
+        kSubmenu,
+        kEndOfSubmenu,
+        kWindowList
+    };
 
     Kind kind;
     std::string_view text; ///< of a command or submenu

@@ -1,7 +1,11 @@
 #include "app/frame/CurvePart.h"
 
 #include "app/curve/CurvePlot.h"
+#include "app/dialogs/DialogTemplate.h"
+#include "app/views/CNvParam.h"
 
+#include <QApplication>
+#include <QLineEdit>
 #include <QSettings>
 #include <QSplitter>
 
@@ -9,10 +13,11 @@ namespace {
 
 constexpr const char* kShownSetting = "curve/shown";
 constexpr const char* kSplitSetting = "curve/split";
+constexpr int kFirstRowId = 7000; // of the editor's first box
 
 } // namespace
 
-CurvePart::CurvePart(QSplitter& panes, QWidget& editor, CCalvaneDoc& document, EditHistory& history,
+CurvePart::CurvePart(QSplitter& panes, CNvParam& editor, CCalvaneDoc& document, EditHistory& history,
                      UserInterface& userInterface, std::function<bool()> storeTyped)
     : panes_(panes), editor_(editor), makePane_([&document, &history, &userInterface, storeTyped] {
           return new CurvePane(document, history, userInterface, storeTyped);
@@ -57,14 +62,31 @@ void CurvePart::show() {
     pane_->setCompared(compared_);
     split_->addWidget(pane_);
     split_->setStretchFactor(0, 1);
-    split_->setSizes({1, 1});
+    split_->setSizes({3 * panes_.height() / 5, 2 * panes_.height() / 5});
     split_->restoreState(QSettings().value(kSplitSetting).toByteArray());
     panes_.setStretchFactor(index, 1);
     panes_.setSizes(sizes);
     connect(split_, &QSplitter::splitterMoved, this, &CurvePart::savePlace);
+    connectPlot();
     if (focus != nullptr) {
         focus->setFocus();
     }
+}
+
+void CurvePart::connectPlot() {
+    CurvePlot& plot = pane_->plot();
+    connect(&plot, &CurvePlot::changed, this, [this, &plot] {
+        if (plot.chosen() && plot.hasFocus()) {
+            const std::size_t field = plot.set().curves[plot.chosen()->curve].points[plot.chosen()->point].field;
+            editor_.ensureWidgetVisible(&control<QLineEdit>(editor_, kFirstRowId + static_cast<int>(field)));
+        }
+    });
+    connect(qApp, &QApplication::focusChanged, &plot, [this, &plot](QWidget*, QWidget* to) {
+        const auto row = editor_.focusedRow();
+        if (row && to != nullptr && editor_.isAncestorOf(to)) {
+            plot.chooseField(*row);
+        }
+    });
 }
 
 void CurvePart::savePlace() const {
@@ -84,6 +106,6 @@ void CurvePart::refresh() {
     }
 }
 
-QWidget* CurvePart::plot() const {
+QWidget* CurvePart::pane() const {
     return isChecked(CommandId::kCurve) ? &pane_->plot() : nullptr;
 }

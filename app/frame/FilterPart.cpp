@@ -91,7 +91,7 @@ std::size_t FilterPart::hiddenOf(CommandId command) const {
     case CommandId::kWriteListedToPhone:
     case CommandId::kWriteListedToMox:
     case CommandId::kWriteListedToText:
-        return list_.hiddenCount();
+        return list_.filter().hiddenCount();
     case CommandId::kWriteChangedToPhone:
         return static_cast<std::size_t>(std::ranges::count_if(
             document_.changedItems(), [this](std::size_t position) { return !list_.filter().shows(position); }));

@@ -1,5 +1,6 @@
 #include "app/frame/MainStatusBar.h"
 
+#include "app/dialogs/ShownText.h"
 #include "app/document/CCalvaneDoc.h"
 #include "app/frame/KeyboardLocks.h"
 #include "app/frame/StatusButton.h"
@@ -69,8 +70,8 @@ StatusPane* MainStatusBar::addIndicator(const char* indicator) {
 void MainStatusBar::showDocument(const CCalvaneDoc* document) {
     filePane_->setEnabled(document != nullptr || !filePane_->prompt().isEmpty());
     portPane_->setEnabled(document != nullptr);
-    filePane_->setFullText(document != nullptr ? QString::fromStdString(document->fileName()) : QString());
-    portPane_->setFullText(document != nullptr ? QString::fromStdString(document->comPort()) : QString());
+    filePane_->setFullText(document != nullptr ? shownText(document->fileName()) : QString());
+    portPane_->setFullText(document != nullptr ? shownText(document->comPort()) : QString());
 }
 
 void MainStatusBar::showPhone(const QString& phone, const QString& report) {

@@ -5,8 +5,11 @@
 #include "app/dialogs/CFilePropertiesDlg.h"
 #include "app/dialogs/FileDialog.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/dialogs/ShownText.h"
 #include "app/frame/MainStatusBar.h"
+#include "app/frame/RecentFiles.h"
 #include "platform/kernel/Thread.h"
+#include "workbench/MessageText.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -92,7 +95,8 @@ QWidget* QtUserInterface::owner() const {
 }
 
 void QtUserInterface::showMessage(const std::string& text, const std::string& caption, MessageIcon icon) {
-    showMessageBox(owner(), QString::fromStdString(text), QString::fromStdString(caption), icon);
+    // Bytes that are no UTF-8 are shown before the toolkit replaces them.
+    showMessageBox(owner(), QString::fromStdString(workbench::shownMessage(text)), shownText(caption), icon);
 }
 
 std::optional<std::string> QtUserInterface::askFileToOpen(const FileQuestion& question) {
@@ -107,8 +111,13 @@ void QtUserInterface::fileWritten(const std::string& path) {
     rememberFolderOf(path);
 }
 
-std::optional<FileProperties> QtUserInterface::askFileProperties() {
+void QtUserInterface::calibrationFileUsed(const std::string& path) {
+    recentCalibrationFiles().add(QString::fromStdString(path));
+}
+
+std::optional<FileProperties> QtUserInterface::askFileProperties(const OfferedProperties& offered) {
     CFilePropertiesDlg dialog(owner());
+    dialog.setOffered(offered);
     if (dialog.exec() != QDialog::Accepted) {
         return std::nullopt;
     }

@@ -17,7 +17,8 @@ public:
     std::optional<std::string> askFileToOpen(const FileQuestion& question) override;
     std::optional<std::string> askFileToSave(const FileQuestion& question) override;
     void fileWritten(const std::string& path) override;
-    std::optional<FileProperties> askFileProperties() override;
+    void calibrationFileUsed(const std::string& path) override;
+    std::optional<FileProperties> askFileProperties(const OfferedProperties& offered) override;
     std::optional<std::string> askComPort(const std::vector<std::string>& portNames) override;
     std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>& available,
                                                          const std::vector<NvItem>& customized) override;

@@ -11,18 +11,16 @@ constexpr int kFrame = 12; ///< around the text and its margin, as styles draw i
 
 } // namespace
 
-StatusButton::StatusButton(QWidget* parent) : QToolButton(parent) {
+StatusButton::StatusButton(QWidget* parent) : QToolButton(parent), text_(*this, Qt::ElideRight) {
     setAutoRaise(true);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     hide();
 }
 
 void StatusButton::setFullText(const QString& text) {
-    if (text == fullText_) {
+    if (!text_.set(text)) {
         return;
     }
-    fullText_ = text;
-    setToolTip(text.toHtmlEscaped());
     setAccessibleName(text);
     setHidden(text.isEmpty());
     updateGeometry();
@@ -30,7 +28,7 @@ void StatusButton::setFullText(const QString& text) {
 }
 
 QSize StatusButton::sizeHint() const {
-    const int needed = fontMetrics().horizontalAdvance(fullText_) + kTextMargin + kFrame;
+    const int needed = text_.width() + kTextMargin + kFrame;
     return {std::min(needed, kLargestWidth), QToolButton::sizeHint().height()};
 }
 
@@ -44,5 +42,5 @@ void StatusButton::resizeEvent(QResizeEvent* event) {
 }
 
 void StatusButton::showText() {
-    setText(fontMetrics().elidedText(fullText_, Qt::ElideRight, width() - kTextMargin).replace('&', "&&"));
+    setText(text_.cut(text_.whole(), width() - kTextMargin).replace('&', "&&"));
 }

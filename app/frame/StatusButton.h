@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/frame/StatusText.h"
+
 #include <QToolButton>
 
 /// A flat button of the status bar. Where there is less room than its text takes, the text is cut at its end; the whole
@@ -20,5 +22,5 @@ protected:
 private:
     void showText();
 
-    QString fullText_;
+    StatusText text_;
 };

@@ -1,6 +1,5 @@
 #include "app/frame/StatusPane.h"
 
-#include <QTextDocument>
 #include <algorithm>
 
 namespace {
@@ -12,7 +11,7 @@ constexpr int kTextMargin = 12;
 } // namespace
 
 StatusPane::StatusPane(int id, const QString& text, int widthPixels, QWidget* parent)
-    : QLabel(parent), widthPixels_(widthPixels) {
+    : QLabel(parent), widthPixels_(widthPixels), text_(*this, Qt::ElideMiddle) {
     setObjectName("pane_" + QString::number(id));
     setProperty("paneId", id);
     setTextFormat(Qt::PlainText);
@@ -21,14 +20,11 @@ StatusPane::StatusPane(int id, const QString& text, int widthPixels, QWidget* pa
 }
 
 void StatusPane::setFullText(const QString& text) {
-    if (text == fullText_) {
+    if (!text_.set(text)) {
         return;
     }
-    fullText_ = text;
-    // A tooltip has no plain format: a text that looks like markup is escaped.
-    setToolTip(Qt::mightBeRichText(text) ? "<span style='white-space:pre'>" + text.toHtmlEscaped() + "</span>" : text);
     // A narrow pane grows with its text; a wide one shortens it.
-    const int needed = fontMetrics().horizontalAdvance(text) + kTextMargin;
+    const int needed = text_.width() + kTextMargin;
     currentWidth_ = std::max(widthPixels_, wholeTextShown_ ? needed : std::min(needed, kSmallestWidth));
     setMaximumWidth(currentWidth_);
     updateGeometry();
@@ -56,7 +52,6 @@ void StatusPane::resizeEvent(QResizeEvent* event) {
 
 void StatusPane::showText() {
     if (pixmap().isNull()) {
-        setText(
-            fontMetrics().elidedText(prompt_.isEmpty() ? fullText_ : prompt_, Qt::ElideMiddle, contentsRect().width()));
+        setText(text_.cut(prompt_.isEmpty() ? text_.whole() : prompt_, contentsRect().width()));
     }
 }

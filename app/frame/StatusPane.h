@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/frame/StatusText.h"
+
 #include <QLabel>
 
 /// One pane of the status bar: sunken, of a wanted width. Where there is less room its text is shortened in the middle.
@@ -10,7 +12,7 @@ public:
 
     /// Replaces the text; the whole of it is also the tooltip.
     void setFullText(const QString& text);
-    const QString& fullText() const { return fullText_; }
+    const QString& fullText() const { return text_.whole(); }
     /// Lets the pane grow to the width of its text, and not shrink below it.
     void setWholeTextShown() { wholeTextShown_ = true; }
     /// Stands in place of the text until it is empty again. The pane keeps its width.
@@ -29,6 +31,6 @@ private:
     const int widthPixels_;
     int currentWidth_ = 0;
     bool wholeTextShown_ = false;
-    QString fullText_;
+    StatusText text_;
     QString prompt_;
 };

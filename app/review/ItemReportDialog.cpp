@@ -1,6 +1,6 @@
 #include "app/review/ItemReportDialog.h"
 
-#include "workbench/MessageText.h"
+#include "app/dialogs/ShownText.h"
 
 #include <QDialogButtonBox>
 #include <QHeaderView>
@@ -21,7 +21,7 @@ ItemReportDialog::ItemReportDialog(const PhoneReport& report, QWidget* parent) :
     setObjectName("item_report");
     setWindowTitle("Report");
     resize(kFirstSize);
-    auto* label = new QLabel(QString::fromStdString(report.line));
+    auto* label = new QLabel(shownText(report.line));
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     auto* list = new QTreeWidget;
@@ -31,8 +31,8 @@ ItemReportDialog::ItemReportDialog(const PhoneReport& report, QWidget* parent) :
     list->setHeaderLabels({"Item", "Name", "Result"});
     QList<QTreeWidgetItem*> items;
     for (const PhoneReport::Item& item : report.items) {
-        const QString text = QString::fromStdString(workbench::shownMessage(item.text)).simplified();
-        items << new QTreeWidgetItem({QString::number(item.number), QString::fromStdString(item.name), text});
+        const QString text = shownLines(item.text).simplified();
+        items << new QTreeWidgetItem({QString::number(item.number), shownText(item.name), text});
     }
     list->addTopLevelItems(items);
     list->setColumnWidth(0, kNumberWidth);

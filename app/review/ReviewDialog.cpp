@@ -1,7 +1,7 @@
 #include "app/review/ReviewDialog.h"
 
+#include "app/dialogs/ShownText.h"
 #include "app/review/ReviewRowsModel.h"
-#include "workbench/MessageText.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>
@@ -136,12 +136,11 @@ void ReviewDialog::showTexts() {
     setWindowTitle(shownStage_ == Stage::kWriting ? "Writing To The Phone"
                    : shownStage_ == Stage::kEnded ? "Result Of The Write"
                                                   : "Review Before Writing");
-    phone_->setText(hasPlan ? "Phone: " + QString::fromStdString(review_.phoneText())
-                            : QString("Reading what the phone has..."));
+    phone_->setText(hasPlan ? "Phone: " + shownText(review_.phoneText()) : QString("Reading what the phone has..."));
     phone_->setVisible(shownStage_ != Stage::kNoValues);
     const auto& text = shownStage_ == Stage::kEnded ? review_.report().summary() : review_.plan().summary();
-    counts_->setText(hasPlan ? QString::fromStdString(text) : QString());
-    message_->setText(QString::fromStdString(workbench::shownMessage(review_.message())));
+    counts_->setText(hasPlan ? shownText(text) : QString());
+    message_->setText(shownLines(review_.message()));
     message_->setVisible(!review_.message().empty());
     progress_->setVisible(review_.isBusy());
     progress_->setRange(0, static_cast<int>(review_.progress().count));
@@ -154,7 +153,7 @@ void ReviewDialog::showButtons() {
     write_->setVisible(isReviewing || shownStage_ == Stage::kReading);
     write_->setEnabled(isReviewing && review_.plan().count(workbench::LeftOut::kNothing) > 0);
     verifyAfterReset_->setEnabled(isReviewing);
-    again_->setVisible(shownStage_ == Stage::kNoValues || review_.mayRetry());
+    again_->setVisible(review_.mayReadAgain() || review_.mayRetry());
     code_->setVisible(review_.mayRetry());
     skip_->setVisible(review_.maySkip());
     for (QPushButton* button : {again_, code_, skip_}) {
@@ -166,7 +165,7 @@ void ReviewDialog::showButtons() {
 
 bool ReviewDialog::isAgreed() {
     for (const std::string& question : review_.questions()) {
-        QMessageBox box(QMessageBox::Warning, "Review Before Writing", QString::fromStdString(question),
+        QMessageBox box(QMessageBox::Warning, "Review Before Writing", shownLines(question),
                         QMessageBox::Yes | QMessageBox::Cancel, this);
         box.setTextFormat(Qt::PlainText);
         box.setDefaultButton(QMessageBox::Cancel);

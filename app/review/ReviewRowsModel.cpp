@@ -1,8 +1,8 @@
 #include "app/review/ReviewRowsModel.h"
 
+#include "app/dialogs/ShownText.h"
 #include "app/document/SubFieldText.h"
 #include "app/document/WriteReview.h"
-#include "workbench/MessageText.h"
 
 #include <QFont>
 #include <algorithm>
@@ -41,6 +41,15 @@ QString valuesOf(const NvItem& item) {
         }
     }
     return text;
+}
+
+QString withUnit(const std::string& value, const workbench::FieldUnit* unit) {
+    bool isNumber = false;
+    const QString text = QString::fromStdString(value);
+    const double raw = text.toDouble(&isNumber);
+    return unit == nullptr || !isNumber
+               ? text
+               : QString("%1 (%2)").arg(text, QString::fromStdString(workbench::judgedText(*unit, raw)));
 }
 
 QString oldValues(const PlanRow& row) {
@@ -92,9 +101,12 @@ const ReviewRowsModel::SubFields& ReviewRowsModel::subFields(std::size_t planRow
     if (isNew) {
         const PlanRow& row = review_.plan().rows[planRow];
         const auto old = oldItem(row);
-        found->second = workbench::compareSubFields(old ? &*old : nullptr, &row.item);
-        if (differencesOnly_) {
-            std::erase_if(found->second, [](const SubFieldRow& field) { return field.state == RowState::kEqual; });
+        const auto compared = workbench::compareSubFields(old ? &*old : nullptr, &row.item);
+        for (std::size_t i = 0; i < compared.size(); ++i) {
+            const bool hasUnit = i < row.item.getSubItemCount() && !row.item.isTime();
+            if (!differencesOnly_ || compared[i].state != RowState::kEqual) {
+                found->second.push_back({compared[i], hasUnit ? review_.units().find(row.item.getId(), i) : nullptr});
+            }
         }
     }
     return found->second;
@@ -150,19 +162,20 @@ QVariant ReviewRowsModel::itemData(std::size_t planRow, int column, int role) co
     }
     switch (column) {
     case kItem:
-        return QString("%1  %2").arg(row.item.getId()).arg(QString::fromStdString(row.item.getName()));
+        return QString("%1  %2").arg(row.item.getId()).arg(shownText(row.item.getName()));
     case kOnPhone:
         return oldValues(row);
     case kToBeWritten:
         return valuesOf(row.item);
     case kResult:
-        return QString::fromStdString(workbench::shownMessage(review_.rowText(planRow))).simplified();
+        return shownLines(review_.rowText(planRow)).simplified();
     default:
         return {};
     }
 }
 
-QVariant ReviewRowsModel::subFieldData(const SubFieldRow& field, int column, int role) const {
+QVariant ReviewRowsModel::subFieldData(const SubField& subField, int column, int role) const {
+    const SubFieldRow& field = subField.row;
     if (role == Qt::FontRole && column != kItem && field.state != RowState::kEqual) {
         QFont bold;
         bold.setBold(true);
@@ -173,11 +186,11 @@ QVariant ReviewRowsModel::subFieldData(const SubFieldRow& field, int column, int
     }
     switch (column) {
     case kItem:
-        return QString::fromStdString(field.description);
+        return shownText(field.description);
     case kOnPhone:
-        return QString::fromStdString(field.left);
+        return withUnit(field.left, subField.unit);
     case kToBeWritten:
-        return QString::fromStdString(field.right);
+        return withUnit(field.right, subField.unit);
     case kResult:
         return field.state == RowState::kEqual ? "equal" : "differs";
     default:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "workbench/Comparison.h"
+#include "workbench/Units.h"
 
 #include <QAbstractItemModel>
 #include <cstddef>
@@ -37,13 +38,17 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    using SubFields = std::vector<workbench::SubFieldRow>;
+    struct SubField {
+        workbench::SubFieldRow row;
+        const workbench::FieldUnit* unit = nullptr; ///< null where its values have none
+    };
+    using SubFields = std::vector<SubField>;
 
     std::size_t planRow(const QModelIndex& index) const;
     /// The sub-fields that are shown of a row; made when somebody looks.
     const SubFields& subFields(std::size_t planRow) const;
     QVariant itemData(std::size_t planRow, int column, int role) const;
-    QVariant subFieldData(const workbench::SubFieldRow& field, int column, int role) const;
+    QVariant subFieldData(const SubField& subField, int column, int role) const;
 
     WriteReview& review_;
     bool differencesOnly_ = true;

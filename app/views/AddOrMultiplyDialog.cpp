@@ -34,6 +34,7 @@ AddOrMultiplyDialog::AddOrMultiplyDialog(std::size_t count, Calculate calculate,
 void AddOrMultiplyDialog::onInit() {
     item<QLabel>(kCount).setText(count_ == 1 ? QString("1 value; rounded to the nearest number")
                                              : QString("%1 values; rounded to the nearest number").arg(count_));
+    item<DialogComboBox>(kOperation).setCurrentIndex(0);
     item<QLineEdit>(kNumber).setFocus();
 }
 

@@ -1,6 +1,7 @@
 #include "app/views/CNvItemList.h"
 
 #include "app/dialogs/CSearchDlg.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/document/ItemSearch.h"
 #include "app/views/ChangedLines.h"
 #include "app/views/FilterBar.h"
@@ -17,11 +18,8 @@ namespace {
 constexpr int kListBoxId = 1000;
 constexpr const char* kBarSetting = "frame/filterBar";
 
-/// What is said of a search that has found less than was asked for.
-QString missedText(const std::string& asked, const std::string& found) {
-    const QString all = QString::fromStdString(asked);
-    return found.empty() ? QString("No item with \"%1\".").arg(all)
-                         : QString("No item with \"%1\": found \"%2\".").arg(all, QString::fromStdString(found));
+QString quoted(const char* text, const std::string& sought) {
+    return QString(text).arg(QString::fromStdString(sought));
 }
 
 } // namespace
@@ -65,6 +63,7 @@ CNvItemList::CNvItemList(CCalvaneDoc& document, const SafeHands* safeHands, QWid
     listBox_->setItemDelegate(new ChangeMarkDelegate(listBox_->itemDelegate(), filter_->query(), listBox_));
     listBox_->setModel(lines_);
     setFocusProxy(listBox_);
+    setHelpPart(*bar_, "filter");
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -108,9 +107,12 @@ void CNvItemList::showMarks() {
 }
 
 void CNvItemList::showFiltered() {
-    const int top = std::max(lines_->positionOf(listBox_->indexAt(QPoint(0, 0)).row()), 0);
-    const QRect viewport = listBox_->viewport()->rect();
-    const bool wasInSight = viewport.intersects(listBox_->visualRect(lines_->index(lines_->rowOf(marked_), 0)));
+    if (lines_->rowCount() > 0) {
+        top_ = lines_->positionOf(listBox_->indexAt(QPoint(0, 0)).row());
+    }
+    const int before = lines_->rowOf(marked_);
+    const bool wasOutOfSight =
+        before >= 0 && !listBox_->viewport()->rect().intersects(listBox_->visualRect(lines_->index(before, 0)));
     lines_->setShown(filter_->shown());
     const int row = lines_->rowOf(marked_);
     telling_ = false;
@@ -118,8 +120,8 @@ void CNvItemList::showFiltered() {
         listBox_->selectionModel()->setCurrentIndex(lines_->index(row, 0), QItemSelectionModel::ClearAndSelect);
     }
     telling_ = true;
-    listBox_->scrollTo(lines_->index(lines_->firstRowFrom(top), 0), QAbstractItemView::PositionAtTop);
-    if (row >= 0 && wasInSight) {
+    listBox_->scrollTo(lines_->index(lines_->firstRowFrom(top_), 0), QAbstractItemView::PositionAtTop);
+    if (row >= 0 && !wasOutOfSight) {
         listBox_->scrollTo(lines_->index(row, 0));
     }
     emit filterChanged();
@@ -205,10 +207,11 @@ void CNvItemList::search() {
     const auto find = [&] { return findLongest(listedItems(), asked); };
     const auto first = find();
     sought_ = first ? asked.substr(0, first->length) : "";
-    emit searchNotice(!first || first->length == asked.size() ? QString() : missedText(asked, sought_));
     if (!first) {
+        emit searchNotice({});
         return;
     }
+    emit searchNotice(sought_ == asked ? QString() : quoted("Only \"%1\" was found", sought_));
     clearFilter();
     emit aboutToSelect();
     // While a message about what was typed was shown, a read may have replaced the list.
@@ -220,7 +223,7 @@ void CNvItemList::search() {
 void CNvItemList::findAgain(bool forward) {
     const auto find = [&] { return findNext(listedItems(), sought_, document_.selectedIndex(), forward); };
     if (!find()) {
-        emit searchNotice(missedText(sought_, ""));
+        emit searchNotice(quoted("No item with \"%1\"", sought_));
         return;
     }
     emit searchNotice({});
@@ -229,10 +232,6 @@ void CNvItemList::findAgain(bool forward) {
     if (const auto found = find()) {
         select(static_cast<int>(*found));
     }
-}
-
-std::size_t CNvItemList::hiddenCount() const {
-    return filter_->hiddenCount(listedItems().size());
 }
 
 void CNvItemList::clearFilter() {

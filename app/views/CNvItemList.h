@@ -28,9 +28,9 @@ protected:
 
 /// The left pane of a document window: the document's items, one line each, the search among them, and the filter over
 /// them, which hides lines and leaves everything else as it is. Tells the document which item is selected: by its
-/// position among the document's items, which is its row only while all are shown. In safe hands the selection follows its item when the list is ordered or replaced,
-/// and an item is left only with what was typed into it stored; otherwise the selected position stays, whatever item
-/// comes to stand there, and no line is selected.
+/// position among the document's items, which is its row only while all are shown. In safe hands the selection follows
+/// its item when the list is ordered or replaced, and an item is left only with what was typed into it stored;
+/// otherwise the selected position stays, whatever item comes to stand there, and no line is selected.
 ///
 /// Owned by the window; the document outlives it.
 class CNvItemList : public QWidget, public DocumentView {
@@ -56,8 +56,6 @@ public:
     void findAgain(bool forward);
 
     const ListFilter& filter() const { return *filter_; }
-    /// How many of the listed items the filter hides.
-    std::size_t hiddenCount() const;
     void clearFilter();
     /// Puts the focus into the filter bar, which is shown if it is not.
     void editFilter();
@@ -99,6 +97,7 @@ private:
     std::function<bool()> mayLeave_;
     std::optional<std::uint16_t> selectedNumber_; ///< of the document's selected item, when its list last changed
     int marked_ = -1;     ///< position of the item whose line is selected, or would be if the filter showed it
+    int top_ = 0;         ///< position of the item in the first line, when there last was one
     bool telling_ = true; ///< whether a change of the selection is the user's
     CSearchDlg* searchDialog_ = nullptr; ///< a child; kept, with the text last searched for
     std::string sought_;                 ///< what the last search has found, of that which was asked for

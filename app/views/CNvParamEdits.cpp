@@ -1,6 +1,7 @@
 // How what was typed into the editor gets into the document: with messages, and in safe hands.
 
 #include "app/dialogs/MessageBox.h"
+#include "app/dialogs/ShownText.h"
 #include "app/views/CNvParam.h"
 #include "app/views/EditorHeader.h"
 #include "app/views/EditorTable.h"
@@ -129,9 +130,8 @@ void CNvParam::writeRows() {
         if (history_.writeItem(name, joinedRows().toStdString())) {
             forgetHistory();
         } else {
-            showMessageBox(
-                this, "Error: unable to find NV item '" + QString::fromStdString(name) + "' in the document object.",
-                "You should never get here!!", MessageIcon::kError);
+            showMessageBox(this, "Error: unable to find NV item '" + shownText(name) + "' in the document object.",
+                           "You should never get here!!", MessageIcon::kError);
         }
     } catch (const Calvane::Exception& failure) {
         showMessageBox(this, failure.what(), "Exception Thrown!!!", MessageIcon::kError);

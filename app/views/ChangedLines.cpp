@@ -81,15 +81,16 @@ void ChangeMarkDelegate::paintParts(QPainter& painter, const QStyleOptionViewIte
     const auto widthOf = [&](std::size_t bytes) {
         return metrics.size(Qt::TextExpandTabs, QString::fromUtf8(text.data(), static_cast<qsizetype>(bytes))).width();
     };
-    painter.save();
+    const bool selected = line.state.testFlag(QStyle::State_Selected);
+    const QColor pen = line.palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
     for (const auto& part : parts) {
         const int from = widthOf(part.begin);
         const QRect place(line.rect.left() + DialogListBox::kTextIndent + from, line.rect.top(),
                           widthOf(part.begin + part.size) - from, line.rect.height());
-        painter.fillRect(place, matchVeil());
-        painter.setPen(line.palette.color(line.state.testFlag(QStyle::State_Selected) ? QPalette::HighlightedText
-                                                                                       : QPalette::Text));
-        painter.drawLine(place.bottomLeft(), place.bottomRight());
+        if (!selected) {
+            painter.fillRect(place, matchVeil());
+        }
+        const int width = selected ? 2 : 1; // a veil would take the contrast from the colours of a selected line
+        painter.fillRect(place.adjusted(0, place.height() - width, 0, 0), pen);
     }
-    painter.restore();
 }

@@ -1,5 +1,6 @@
 #include "app/views/EditHistory.h"
 
+#include "app/dialogs/ShownText.h"
 #include "app/document/LoadedDate.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ bool hasBytesOf(const NvItem& left, const NvItem& right) {
 }
 
 QString nameOf(const NvItem& item) {
-    return QString::fromStdString(item.getName());
+    return shownText(item.getName());
 }
 
 /// Why the user could not type these values into `listed`, which the list may lack; null where he could.

@@ -1,5 +1,6 @@
 #include "app/views/EditorHeader.h"
 
+#include "app/dialogs/ShownText.h"
 #include "engine/NvItem.h"
 
 #include <QHBoxLayout>
@@ -23,7 +24,7 @@ QLabel* makeLabel(QWidget* parent, const char* name, bool bold) {
 
 QString stateText(const NvItem& item, std::size_t differing, bool isKnown) {
     const std::size_t count = item.getSubItemCount();
-    QString text = QString::fromStdString(item.getAccess()) + ", ";
+    QString text = shownText(item.getAccess()) + ", ";
     if (!isKnown) {
         return text + "never had a value";
     }
@@ -51,13 +52,13 @@ EditorHeader::EditorHeader(QWidget* parent)
 
 void EditorHeader::showItem(const NvItem* item, std::size_t differing, bool isKnown) {
     name_->setText(item == nullptr ? QString("No item is selected")
-                                   : QString::number(item->getId()) + " " + QString::fromStdString(item->getName()));
+                                   : QString::number(item->getId()) + " " + shownText(item->getName()));
     state_->setText(item == nullptr ? QString() : stateText(*item, differing, isKnown));
-    name_->setToolTip(name_->text().toHtmlEscaped());
-    state_->setToolTip(state_->text().toHtmlEscaped());
+    name_->setToolTip(plainToolTip(name_->text()));
+    state_->setToolTip(plainToolTip(state_->text()));
 }
 
 void EditorHeader::showNotice(const QString& notice) {
     notice_->setText(notice);
-    notice_->setToolTip(notice.toHtmlEscaped());
+    notice_->setToolTip(plainToolTip(notice));
 }

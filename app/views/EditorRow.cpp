@@ -1,5 +1,6 @@
 #include "app/views/EditorRow.h"
 
+#include "app/dialogs/ShownText.h"
 #include "app/document/SubFieldText.h"
 #include "app/views/MatchColours.h"
 #include "app/views/UnitLabel.h"
@@ -88,7 +89,7 @@ void EditorRow::show(const SubItem& subItem, SubItemType type, const std::string
     type_ = type;
     agreed_.clear();
     edit_->showValue(QString::fromStdString(shown), shown != subItem.value);
-    label_->setText(QString::fromStdString(typeLabel(subItem.typeName) + subItem.description));
+    label_->setText(shownText(typeLabel(subItem.typeName) + subItem.description));
     edit_->setAccessibleName(label_->text());
     release();
 }
@@ -195,7 +196,7 @@ void EditorRow::showMarks() {
     if (hint_ != nullptr) {
         hint_->setVisible(shown && held_);
     }
-    if (const QString tip = (held_ ? hint() : changeText_).toHtmlEscaped(); edit_->toolTip() != tip) {
+    if (const QString tip = plainToolTip(held_ ? hint() : changeText_); edit_->toolTip() != tip) {
         edit_->setToolTip(tip);
         edit_->setAccessibleDescription(held_ ? "Not stored: " + hint() : changeText_);
     }

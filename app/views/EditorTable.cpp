@@ -11,6 +11,7 @@
 #include <QMenu>
 #include <QMouseEvent>
 #include <algorithm>
+#include <utility>
 
 using workbench::TableCell;
 
@@ -26,6 +27,7 @@ void EditorTable::addRow(EditorRow& row) {
 
 void EditorTable::itemShown() {
     clearSelection();
+    left_.reset();
     const NvItem* item = editor_.shownItem();
     runs_ = item == nullptr ? std::vector<workbench::FieldRun>() : workbench::fieldRuns(*item);
 }
@@ -105,6 +107,11 @@ bool EditorTable::eventFilter(QObject* watched, QEvent* event) {
         }
         return false;
     }
+    case QEvent::FocusOut:
+        if (static_cast<QFocusEvent*>(event)->reason() == Qt::MouseFocusReason) {
+            left_ = rowOf(watched);
+        }
+        return false;
     case QEvent::ContextMenu:
         if (rowOf(watched)) {
             showMenu(watched, *static_cast<QContextMenuEvent*>(event));
@@ -122,8 +129,9 @@ bool EditorTable::mousePressed(QObject* watched, const QMouseEvent& event) {
         return false;
     }
     const bool isLabel = qobject_cast<QLabel*>(watched) != nullptr;
-    const auto from = anchor_ ? anchor_ : editor_.focusedRow();
-    if ((event.modifiers() & Qt::ShiftModifier) && from && (isLabel || *from != *row || anchor_)) {
+    // A click on a box has given it the focus already.
+    const auto from = anchor_ ? anchor_ : isLabel ? editor_.focusedRow() : std::exchange(left_, std::nullopt);
+    if ((event.modifiers() & Qt::ShiftModifier) && from) {
         select(*from, *row);
     } else if (isLabel) {
         select(*row, *row);

@@ -94,4 +94,5 @@ private:
     std::vector<workbench::FieldRun> runs_; ///< of the item that is shown
     std::optional<std::size_t> anchor_;     ///< where the selection began; none without one
     std::size_t current_ = 0;               ///< its other end
+    std::optional<std::size_t> left_;       ///< the box that a click elsewhere has taken the focus from
 };

@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <algorithm>
+#include <span>
 
 namespace {
 
@@ -25,16 +26,15 @@ bool ListFilter::shows(std::size_t position) const {
     return !shown_ || std::ranges::binary_search(*shown_, static_cast<std::uint32_t>(position));
 }
 
-std::size_t ListFilter::hiddenCount(std::size_t listed) const {
-    if (!shown_) {
-        return 0;
-    }
-    const auto end = std::ranges::lower_bound(*shown_, static_cast<std::uint32_t>(listed));
-    return listed - static_cast<std::size_t>(end - shown_->begin());
+std::size_t ListFilter::hiddenCount() const {
+    return shown_ ? listed_ - shown_->size() : 0;
 }
 
 void ListFilter::barEdited() {
     query_ = workbench::ItemQuery(bar_.text().toStdString());
+    if (document_.listChanged()) {
+        return; // listChanged() is about to be called
+    }
     if (work()) {
         emit shownChanged();
     } else {
@@ -43,8 +43,8 @@ void ListFilter::barEdited() {
 }
 
 void ListFilter::listChanged() {
+    listed_ = document_.nvItems().size();
     filter_.setStale();
-    version_ = document_.baseline().version();
     if (!work()) {
         shown_.reset();
         later_.start(0);
@@ -52,13 +52,8 @@ void ListFilter::listChanged() {
 }
 
 void ListFilter::valuesChanged() {
-    if (version_ == document_.baseline().version()) {
-        return;
-    }
-    version_ = document_.baseline().version();
-    filter_.setStale();
     // Not at once: this may be in the midst of a selection, whose lines must stay where they are.
-    if (!bar_.isEmpty()) {
+    if (version_ != document_.baseline().version() && !bar_.isEmpty()) {
         later_.start(0);
     }
 }
@@ -66,10 +61,8 @@ void ListFilter::valuesChanged() {
 void ListFilter::workOn() {
     if (QApplication::activeModalWidget() != nullptr || document_.isWaiting()) {
         later_.start(kRetryMs);
-    } else if (work()) {
-        emit shownChanged();
     } else {
-        later_.start(0);
+        barEdited();
     }
 }
 
@@ -80,13 +73,18 @@ bool ListFilter::work() {
         bar_.showNoCount();
         return true;
     }
-    if (!filter_.renew(document_.nvItems(), kSlice)) {
+    if (version_ != document_.baseline().version()) {
+        version_ = document_.baseline().version();
+        filter_.setStale();
+    }
+    // An item that was appended since the list was last told has no line.
+    const std::span<const NvItem> items(document_.nvItems().data(), std::min(listed_, document_.nvItems().size()));
+    if (!filter_.renew(items, kSlice)) {
         return false;
     }
     later_.stop();
-    const auto fits = [this](std::size_t position) { return fitsSwitches(document_.nvItems()[position]); };
-    shown_ = filter_.find(query_, fits);
-    bar_.showCount(shown_->size(), document_.nvItems().size());
+    shown_ = filter_.find(query_, [&](std::size_t position) { return fitsSwitches(items[position]); });
+    bar_.showCount(shown_->size(), listed_);
     return true;
 }
 

@@ -25,8 +25,8 @@ public:
     /// The positions of the items to show, ascending; nothing for all, also while their texts are still being made.
     const Positions& shown() const { return shown_; }
     bool shows(std::size_t position) const;
-    /// How many of the first `listed` items it hides.
-    std::size_t hiddenCount(std::size_t listed) const;
+    /// How many of the listed items it hides.
+    std::size_t hiddenCount() const;
     /// What the words of the bar mark in lines and rows; empty while nothing is filtered.
     const workbench::ItemQuery& query() const { return query_; }
 
@@ -52,6 +52,7 @@ private:
     workbench::ItemFilter filter_;
     workbench::ItemQuery query_;
     Positions shown_;
+    std::size_t listed_ = 0;    ///< how many items the list had when it was last told to have changed
     std::uint64_t version_ = 0; ///< of the values that the texts have, or will have
     QTimer later_;
 };

@@ -1,16 +1,18 @@
 #include "app/views/SourceText.h"
 
+#include "app/dialogs/ShownText.h"
+
 #include <QDateTime>
-#include <QFileInfo>
+#include <filesystem>
 
 namespace {
 
 QString placeText(const workbench::PhoneSource& source) {
-    return QString::fromStdString(workbench::shortName(source.phone) + " on " + source.comPort);
+    return shownText(workbench::shortName(source.phone) + " on " + source.comPort);
 }
 
 QString placeText(const workbench::FileSource& source) {
-    return QFileInfo(QString::fromStdString(source.path)).fileName();
+    return shownText(std::filesystem::path(source.path).filename().string());
 }
 
 } // namespace

@@ -6,7 +6,7 @@
 #include <QLabel>
 
 /// The value of a sub-field's box in its unit, at the right end of the box: "-12.5 dBm", while one types too. One that
-/// is not permitted is red and says so: "-12.5 dBm, low". The band stands in the tooltip.
+/// is not permitted is red and says so: "-12.5 dBm, low". The tooltip says it whole, with the permitted band.
 ///
 /// Belongs to the box, to which its clicks go. User-interface thread.
 class UnitLabel : public QLabel {
@@ -30,5 +30,6 @@ private:
     SubFieldEdit& edit_;
     const workbench::FieldUnit* unit_ = nullptr;
     SubItemType type_{};
+    QStringList texts_; ///< from the whole one to the shortest; empty where the box holds no number
     bool permitted_ = true;
 };

@@ -16,7 +16,9 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <QLineEdit>
 #include <QListView>
+#include <QToolButton>
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
@@ -27,15 +29,21 @@ namespace {
 
 constexpr int kItems = 65536;
 constexpr int kPhoneItems = 2000;
+constexpr int kUsualSubFields = 16;
 constexpr int kSubFields = 128;
 
-/// A ring of 65,536 items whose names are in no order, the last one of 128 sub-fields, and a phone with some of them.
+/// A ring of 65,536 items of 16 sub-fields whose names are in no order, the last one of 128, and a phone with some of
+/// them.
 std::filesystem::path makeFolder() {
     auto folder = std::filesystem::temp_directory_path() / ("calvane-window-bench-" + std::to_string(::getpid()));
     std::filesystem::create_directories(folder);
     std::ofstream ring(folder / "NV Decoder.vrk");
     for (int number = 0; number < kItems - 1; ++number) {
-        ring << "NV_" << (number * 40503LL) % 65536 << "_ITEM_I," << number << ",ReadWrite,<SIGNED_WORD,offset>#\n";
+        ring << "NV_" << (number * 40503LL) % 65536 << "_ITEM_I," << number << ",ReadWrite,";
+        for (int i = 0; i < kUsualSubFields; ++i) {
+            ring << "<SIGNED_WORD,gain " << (number % 2 == 0 ? "offset" : "slope") << " at point " << i << ">#";
+        }
+        ring << "\n";
     }
     ring << "NV_LONG_I," << kItems - 1 << ",ReadWrite,";
     for (int i = 0; i < kSubFields; ++i) {
@@ -146,6 +154,55 @@ void searchList(benchmark::State& state) {
     }
 }
 BENCHMARK(searchList)->Name("ListSearch")->UseRealTime()->Unit(benchmark::kMillisecond);
+
+/// From a query typed to its lines painted; back to another one, which is not timed. The texts that are looked through
+/// have been made.
+void filterKey(benchmark::State& state, const char* query) {
+    program->document().sortItems(false);
+    program->frame().runCommand(CommandId::kFilter);
+    auto& line = *program->frame().findChild<QLineEdit*>("filter_line");
+    const auto settle = [&](const QString& text) {
+        line.setText(text);
+        program->show();
+    };
+    settle("absent");
+    while (program->listBox().model()->rowCount() > 0) {
+        QCoreApplication::processEvents();
+    }
+    for (auto _ : state) {
+        settle(query);
+        state.PauseTiming();
+        settle("absent");
+        state.ResumeTiming();
+    }
+    line.clear();
+    program->frame().runCommand(CommandId::kFilterBar);
+    program->show();
+}
+BENCHMARK_CAPTURE(filterKey, none, "missing")->Name("FilterKey_none")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(filterKey, one, "nv_long_i")->Name("FilterKey_one")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(filterKey, half, "slope")->Name("FilterKey_half")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(filterKey, all, "_i")->Name("FilterKey_all")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(filterKey, half3, "gain slope 15")
+    ->Name("FilterKey_half3")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+void filterChanged(benchmark::State& state) {
+    program->frame().runCommand(CommandId::kFilter);
+    auto& changed = *program->frame().findChild<QToolButton*>("filter_changed");
+    for (auto _ : state) {
+        changed.setChecked(true);
+        program->show();
+        state.PauseTiming();
+        changed.setChecked(false);
+        program->show();
+        state.ResumeTiming();
+    }
+    program->frame().runCommand(CommandId::kFilterBar);
+    program->show();
+}
+BENCHMARK(filterChanged)->Name("FilterKey_changed")->UseRealTime()->Unit(benchmark::kMillisecond);
 
 void selectLongItem(benchmark::State& state) {
     CCalvaneDoc& document = program->document();

@@ -1,5 +1,5 @@
-// How long the filter takes with 65,536 items of 16 sub-fields, beside a bare search for one byte through as many bytes:
-// each query anew, as at the first key stroke of a word, with none, one, half and all of the items fitting.
+// How long the filter takes with 65,536 items of 16 sub-fields, beside a bare search for one byte through as many
+// bytes: each query anew, as at the first key stroke of a word, with none, one, half and all of the items fitting.
 
 #include "workbench/ItemFilter.h"
 

@@ -59,29 +59,35 @@ inline std::string upperCase(std::string_view text) {
     return upper;
 }
 
+/// How many bytes the well-formed character of UTF-8 has with which `text` begins; 0 where it begins with none.
+constexpr std::size_t utf8Length(std::string_view text) {
+    const auto byteAt = [text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    if (text.empty()) {
+        return 0;
+    }
+    const unsigned char first = byteAt(0);
+    const std::size_t bytes = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    if ((first >= 0x80 && first < 0xC2) || first > 0xF4 || text.size() < bytes) {
+        return 0;
+    }
+    for (std::size_t next = 1; next < bytes; ++next) {
+        if ((byteAt(next) & 0xC0) != 0x80) {
+            return 0;
+        }
+    }
+    // The forms that are too long, the halves of pairs of UTF-16, and what lies above U+10FFFF.
+    const unsigned char second = bytes > 1 ? byteAt(1) : 0;
+    const bool isNone = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
+                        (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
+    return isNone ? 0 : bytes;
+}
+
 /// Whether `text` is well-formed UTF-8.
 constexpr bool isUtf8(std::string_view text) {
-    const auto byteAt = [text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-    for (std::size_t at = 0; at < text.size();) {
-        const unsigned char first = byteAt(at);
-        const std::size_t bytes = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-        if ((first >= 0x80 && first < 0xC2) || first > 0xF4 || text.size() - at < bytes) {
-            return false;
-        }
-        for (std::size_t next = at + 1; next < at + bytes; ++next) {
-            if ((byteAt(next) & 0xC0) != 0x80) {
-                return false;
-            }
-        }
-        // The forms that are too long, the halves of pairs of UTF-16, and what lies above U+10FFFF.
-        const unsigned char second = bytes > 1 ? byteAt(at + 1) : 0;
-        if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) || (first == 0xF0 && second < 0x90) ||
-            (first == 0xF4 && second > 0x8F)) {
-            return false;
-        }
-        at += bytes;
+    while (const std::size_t bytes = utf8Length(text)) {
+        text.remove_prefix(bytes);
     }
-    return true;
+    return text.empty();
 }
 
 /// `text`, or its first `maxBytes` at most with dots behind them. A character of UTF-8 is not torn.

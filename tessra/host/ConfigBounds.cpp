@@ -15,20 +15,27 @@ constexpr std::size_t kMaxLevels = 32;
 
 // Walks over a text of TOML, or of what claims to be that, and keeps account of its levels. It need not understand more
 // than the parser, which ends at the first mistake.
-class LevelCounter {
+class TextWalk {
 public:
-    explicit LevelCounter(std::string_view text) : rest_(text) {}
+    explicit TextWalk(std::string_view text) : rest_(text) {
+        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+        rest_.remove_prefix(rest_.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+    }
 
-    // The line in which the text gets deeper than it may; 0 where it never does.
-    std::size_t tooDeepLine() {
+    // What the parser must not see, at line(); empty where there is nothing.
+    std::string findFault() {
         while (!rest_.empty()) {
             step();
             if (tableLevels_ + dotsAtOpening_.size() + dotsBelow_ + dots_ > kMaxLevels) {
-                return line_;
+                return "nested deeper than " + std::to_string(kMaxLevels) + " levels";
+            }
+            if (isForeign_) {
+                return "a character that is no ASCII stands outside quotation marks";
             }
         }
-        return 0;
+        return {};
     }
+    std::size_t line() const { return line_; }
 
 private:
     void step() {
@@ -48,6 +55,7 @@ private:
         } else if (!kernel::isWhiteSpace(character)) {
             count(character);
             atLineStart_ = false;
+            isForeign_ = static_cast<unsigned char>(character) >= 0x80;
         }
     }
 
@@ -105,6 +113,7 @@ private:
     std::size_t line_ = 1;
     bool atLineStart_ = true;
     bool inTableName_ = false;
+    bool isForeign_ = false;
     std::size_t tableLevels_ = 0;            // of the table in which the keys stand
     std::size_t dots_ = 0;                   // since the last comma between the innermost brackets
     std::vector<std::size_t> dotsAtOpening_; // of each open bracket, those of the key in front of it
@@ -125,8 +134,9 @@ void requireModestText(const std::filesystem::path& file, std::string_view text)
         }
         at = end + 1;
     }
-    if (const std::size_t deepLine = LevelCounter(text).tooDeepLine(); deepLine != 0) {
-        throw ConfigError(file, deepLine, "nested deeper than " + std::to_string(kMaxLevels) + " levels");
+    TextWalk walk(text);
+    if (const std::string fault = walk.findFault(); !fault.empty()) {
+        throw ConfigError(file, walk.line(), fault);
     }
 }
 

@@ -1,19 +1,20 @@
 #pragma once
 
+#include "platform/kernel/MessageException.h"
+
 #include <cstddef>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 
 namespace tessra {
 
 /// A file of the service that says what it must not: what() is "file:line: reason", or "file: reason" where the file as
 /// a whole is meant (line 0).
-class ConfigError : public std::runtime_error {
+class ConfigError : public kernel::MessageException {
 public:
     ConfigError(const std::filesystem::path& file, std::size_t line, const std::string& reason)
-        : std::runtime_error(file.string() + (line == 0 ? "" : ":" + std::to_string(line)) + ": " + reason),
-          line_(line) {}
+        : MessageException(file.string() + (line == 0 ? "" : ":" + std::to_string(line)) + ": " + reason), line_(line) {
+    }
 
     std::size_t line() const { return line_; }
 

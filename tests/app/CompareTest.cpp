@@ -70,7 +70,7 @@ protected:
         const QAbstractItemModel& model = *tree().model();
         for (int row = 0; row < model.rowCount(parent); ++row) {
             std::string text;
-            for (int column = 0; column < model.columnCount(); ++column) {
+            for (int column = 0; column < CompareModel::kUnits; ++column) {
                 text += (column == 0 ? "" : "|") + model.index(row, column, parent).data().toString().toStdString();
             }
             texts.push_back(text);

@@ -26,7 +26,7 @@ public:
     std::optional<std::string> askFileToOpen(const FileQuestion&) override { return file; }
     std::optional<std::string> askFileToSave(const FileQuestion&) override { return file; }
     void fileWritten(const std::string& path) override { filesWritten.push_back(path); }
-    std::optional<FileProperties> askFileProperties() override { return std::nullopt; }
+    std::optional<FileProperties> askFileProperties(const OfferedProperties&) override { return std::nullopt; }
     std::optional<std::string> askComPort(const std::vector<std::string>&) override { return comPort; }
     std::optional<std::vector<NvItem>> askCustomizedList(const std::vector<NvItem>&,
                                                          const std::vector<NvItem>&) override {

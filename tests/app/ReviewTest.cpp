@@ -330,6 +330,21 @@ TEST_F(Review, EachWriteCommandIsBareOrReviewed) {
     }
 }
 
+TEST_F(Review, AnItemThatTheListHasTwiceIsNotWritten) {
+    startAndRead();
+    enter(0, "6");
+    doc().appendItem(doc().nvItems()[0]);
+    for (const CommandId command : {CommandId::kWriteChangedToPhone, CommandId::kWriteListedToPhone}) {
+        review(command, {[](QWidget& window) {
+                   EXPECT_EQ(textOf(window, "review_message"), "The list has item 10 more than once: nobody can say "
+                                                               "which value is meant.\nNothing is written from it.");
+                   EXPECT_TRUE(button(window, "review_write").isHidden());
+                   EXPECT_TRUE(button(window, "review_retry").isHidden());
+               }});
+    }
+    EXPECT_EQ(numbersWritten(), Numbers{});
+}
+
 TEST_F(Review, AnItemThatCannotBeWrittenIsToldRatherThanTheDateWritten) {
     startAndRead();
     clickLine(2);

@@ -168,6 +168,25 @@ TEST_F(BatchTool, PortsNamesABrokenFileWithItsLineAndGoesOn) {
     EXPECT_EQ(run("ports").status, 0) << "a line without a device has no phone, which is no failure";
 }
 
+TEST_F(BatchTool, WhatATerminalWouldObeyIsShown) {
+    const std::string escape = "\x1B[2J";
+    write("ring.vrk", "NV_" + escape + ",10,ReadWrite,<BYTE,L\xE4rm\r\a" + std::string(1, '\0') + "\u202E>#\n");
+    EXPECT_EQ(run("list").out,
+              "   10  NV_\\x1b[2J  (readwrite)\n       BYTE          L\\xe4rm\\x0d\\x07\\x00\\u202e\n");
+    EXPECT_NE(run("read --json -").out.find("NV_\\u001b[2J"), std::string::npos) << "for a program";
+    EXPECT_EQ(run("read --text -").out, "NV_" + escape + "\r\n244, \r\n\r\n") << "for a program";
+    for (const std::string arguments :
+         {"list ", "list --ids ", "show ", "read --port ", "set 10 ", "read --mox /no/"}) {
+        const Outcome outcome = run(arguments + "'" + escape + "'");
+        EXPECT_EQ((outcome.out + outcome.err).find('\x1B'), std::string::npos) << arguments;
+        EXPECT_NE(outcome.err.find("\\x1b[2J"), std::string::npos) << arguments;
+    }
+    write("ring.vrk", "NV,10,ReadWrite,<BYTE" + std::string(1, '\0') + ",x>#\n");
+    EXPECT_NE(run("list").err.find("<BYTE\\x00,x>#' processing of"), std::string::npos) << "not cut short";
+    service("[[port]]\nname = \"CO\\u001bM\\n2\"\nnumber = 2\ninitial = \"phone.nvmem\"\n");
+    EXPECT_EQ(run("ports").out, "COM1\nCO\\x1bM\\x0a2\n");
+}
+
 TEST_F(BatchTool, TheSamplePhoneFitsTheSampleRing) {
     const std::filesystem::path samples = std::filesystem::path(CALVANE_BATCH).parent_path();
     write("ring.vrk", readText(samples / "NV Decoder.vrk"));

@@ -148,12 +148,17 @@ TEST_F(BatchWrite, AnInterruptWaitsForTheItemAndGivesTheAccount) {
         EXPECT_EQ(outcome.err, "Interrupted.\n" + kPhone + "2 written and verified, 1 not tried.\n" +
                                    "Written and verified: 10, 30.\nNot tried: 40.\n" + kSkipped);
     }
-    // A shell lets its jobs ignore this signal, until the tool listens for it.
-    service("[[port.fault]]\ncall = \"send\"\nitem = 20\ndelay_ms = 1000\n");
-    const Outcome read = run("read --text t", " --port COM1",
-                             "for i in $(seq 20); do kill -INT $tool 2>err2 || break; sleep 0.05; done");
-    EXPECT_EQ(read.status, 130);
-    EXPECT_TRUE(read.err.starts_with("Interrupted.\n")) << read.err;
+    // A shell lets its jobs ignore this signal, before it empties their files and until the tool listens for it.
+    fault("delay_ms = 1000\n");
+    for (const std::string verb : {"read --text t", "set 30 8"}) {
+        const Outcome outcome = run(verb, " --port COM1",
+                                    "while [ -s err ]; do sleep 0.01; done; for i in $(seq 20); do kill -INT $tool "
+                                    "2>err2 || break; sleep 0.05; done");
+        EXPECT_EQ(outcome.status, 130) << verb;
+        EXPECT_EQ(outcome.err, verb == "set 30 8" ? "Interrupted.\n" + kPhone + "1 not tried.\nNot tried: 30.\n"
+                                                  : "Interrupted.\nStopped at 30 NV_B, item 3 of 4.\nNothing was "
+                                                    "printed or written to a file.\n");
+    }
     EXPECT_FALSE(std::filesystem::exists(folder / "t"));
 }
 

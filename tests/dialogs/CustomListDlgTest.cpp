@@ -1,9 +1,13 @@
 #include "app/dialogs/CCustomListDlg.h"
 #include "app/dialogs/DialogControls.h"
 #include "tests/dialogs/DialogDriver.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <string>
 
@@ -16,6 +20,8 @@ constexpr int kAdd = 1015;
 constexpr int kRemove = 1016;
 constexpr int kRemoveAll = 1017;
 constexpr int kSort = 1018;
+constexpr int kOpenList = 1110;
+constexpr int kSaveList = 1111;
 
 /// Items numbered 100, 99, 98, ... whose names ascend: A, B, C, ...
 std::vector<NvItem> items(int count) {
@@ -108,6 +114,43 @@ TEST_F(CustomListDialog, SelectsLinesAsShiftCtrlAndKeysSay) {
         EXPECT_EQ(selected(), "....x.x.") << "each list has its own selection";
         clickLine(kAvailable, 5, Qt::ShiftModifier);
         EXPECT_EQ(selected(), "....xxx.");
+    });
+}
+
+TEST_F(CustomListDialog, OpensAndSavesLists) {
+    const TemporaryFolder folder;
+    const QString path = QString::fromStdString((folder / "mine.txt").string());
+    // Modal windows in turn: the file's name is typed, a message is read.
+    std::string said;
+    const auto choose = [&](const std::function<void()>& rest) {
+        whenAsked<QFileDialog>([path, rest](QFileDialog& files) {
+            files.findChild<QLineEdit*>("fileNameEdit")->setText(path);
+            rest();
+            QTest::keyClick(&files, Qt::Key_Return);
+        });
+    };
+    const auto read = [&] {
+        whenAsked<QMessageBox>([&](QMessageBox& box) {
+            said = (box.text() + "|" + box.informativeText() + "|" + box.detailedText()).toStdString();
+        });
+    };
+    runDialog(dialog, [&] {
+        choose([] {});
+        click(dialog, kSaveList);
+        EXPECT_EQ(readText(folder / "mine.txt"), "# NV items of a list: number, name\n10 Q\n20 P\n30 P\n");
+        writeText(folder / "mine.txt", "99 B\n100 X\n10\n5 Y\n");
+        choose(read);
+        click(dialog, kOpenList);
+        EXPECT_EQ(lines(kCustomized), "10:Q 99:B 100:A") << "one of the list's own stays, what no side has is left out";
+        EXPECT_EQ(said, "3 lines do not fit the decoder ring.|The other items are listed, and those with other names "
+                        "too. Line 2: item 100 is A in the decoder ring, not X. ...|"
+                        "Line 2: item 100 is A in the decoder ring, not X.\nLine 3: item 10 is not in the decoder "
+                        "ring.\nLine 4: item 5 is not in the decoder ring.");
+        writeText(folder / "mine.txt", "99 B\nX\n");
+        choose(read);
+        click(dialog, kOpenList);
+        EXPECT_NE(said.find("line 2: 'X' is no item number"), std::string::npos) << said;
+        EXPECT_EQ(lines(kCustomized), "10:Q 99:B 100:A") << "nothing is taken";
     });
 }
 

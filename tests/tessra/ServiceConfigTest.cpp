@@ -116,6 +116,8 @@ TEST(ServiceConfig, WhatIsTooLargeOrTooDeepNeverReachesTheParser) {
     const std::pair<std::string, std::string> rows[] = {
         {"x" + times(32, ".x") + " = 1", ":1: unknown key 'x' in the file"},
         {"\nx" + times(33, ".x") + " = 1", ":2" + deep},
+        {"# \u00e4\nx = \"\u00e4\"\n\u00e4 = 1", ":3: a character that is no ASCII stands outside quotation marks"},
+        {"\xEF\xBB\xBFx = 1", ":1: unknown key 'x' in the file"},
         {"[x" + times(20, ".x") + "]\ny = 1\nx" + times(12, ".x") + " = 1", ":3" + deep},
         {"x = " + times(33, "["), ":1" + deep},
         {"x = " + times(11, "{ x.y.z = [\n"), ":9" + deep},

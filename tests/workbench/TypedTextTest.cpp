@@ -57,15 +57,33 @@ TEST(MessageText, ShowsAMessageAsATextAndNeverAsACommand) {
         const char* shown;
     } cases[] = {
         {"The file %1 is bad.\r\n", "/a/%1.mox", "", "The file /a/%1.mox is bad.\n"},
-        {"%1 and %1", "x\n\x1B[2J", "", "x??[2J and x??[2J"},
+        {"%1 and %1", "x\n\x1B[2J", "", "x\\x0a\\x1b[2J and x\\x0a\\x1b[2J"},
         {"Error\n\a\tCode = 5\n", "", "No such device", "Error\n\tCode = 5\nNo such device"},
-        {"No path for %1\r", "", "", "No path for %1?"},
-        {"\xC3\xA4 \xC2\x9B"
-         "2J \x7F",
-         "", "", "\xC3\xA4 ?2J ?"},
+        {"No path for %1\r", "", "", "No path for %1\\x0d"},
+        {"\u00E4 \u009B2J \x7F \u00A0", "", "", "\u00E4 \\x9b2J \\x7f \u00A0"},
+        {"\u202Ex\u2069 \u202F \u2065", "", "", "\\u202ex\\u2069 \u202F \u2065"},
+        {"L\xE4rm \xC3", "", "\xE2\x82", "L\\xe4rm \\xc3\n\\xe2\\x82"},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(workbench::shownMessage(row.message, row.path, row.reason), row.shown);
+    }
+    EXPECT_EQ(workbench::shownText(std::string_view("a\0\tb\a\r\n", 7)), "a\\x00\\x09b\\x07\\x0d\\x0a");
+}
+
+TEST(MessageText, LeavesOutTheMiddleOfWhatIsTooMuchToBeDrawn) {
+    const struct {
+        const char* text;
+        workbench::TextBounds bounds;
+        const char* shortened;
+    } cases[] = {
+        {"\u00E4\u00F6\u00FC\u00DF", {4, 1}, "\u00E4\u00F6\u00FC\u00DF"},
+        {"\u00E4\u00F6o\u00FC\u00DF", {3, 1}, "\u00E4[3 characters left out]\u00DF"},
+        {"1\n2\n3\n4\n", {100, 5}, "1\n2\n3\n4\n"},
+        {"1\n2\n3\n4\n5", {100, 3}, "1\n[3 lines left out]\n5"},
+        {"12345\n67", {6, 2}, "1[3 characters left out]5\n67"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(workbench::shortened(row.text, row.bounds), row.shortened);
     }
 }
 

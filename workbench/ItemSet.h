@@ -21,7 +21,7 @@ public:
 
     struct About {
         Origin origin = Origin::kDocument;
-        std::string label;                         ///< short, for people: "This document", "bench.mox"
+        std::string label = {};                    ///< short, for people: "This document", "bench.mox"
         std::shared_ptr<const Source> source = {}; ///< where the newest values come from; null where nobody knows
         bool bringsAllBytes = false;               ///< the bytes behind the sub-fields are meant, too
         std::string remark = {};                   ///< what is to be known before one trusts it; empty: nothing

@@ -1,7 +1,7 @@
 #include "app/compare/CompareModel.h"
 
+#include "app/dialogs/ShownText.h"
 #include "app/document/SubFieldText.h"
-#include "workbench/MessageText.h"
 
 #include <QFont>
 #include <algorithm>
@@ -15,10 +15,6 @@ using workbench::SubFieldRow;
 namespace {
 
 constexpr std::size_t kLongestValues = 60;
-
-QString shownText(std::string_view text) {
-    return QString::fromStdString(workbench::shownMessage(text));
-}
 
 /// All values of an item in a line, as far as they fit.
 QString valuesOf(const NvItem* item) {
@@ -57,8 +53,28 @@ QString differenceText(const ItemRow& row, const RowSummary& summary) {
     return summary.fields == 1 || summary.differing < 2 ? number : "up to " + number;
 }
 
+double rawValue(const workbench::WideNumber& number) {
+    const auto magnitude = static_cast<double>(number.magnitude);
+    return number.isNegative ? -magnitude : magnitude;
+}
+
+/// How many sub-fields of the item have a value that is not permitted.
+int countForbidden(const workbench::Units& units, const NvItem* item) {
+    int count = 0;
+    std::size_t offset = 0;
+    std::size_t position = 0;
+    for (const SubItemType type : item == nullptr ? std::vector<SubItemType>() : item->getSubItemTypes()) {
+        const workbench::FieldUnit* unit = units.find(item->getId(), position);
+        const double raw = rawValue(workbench::numberAt(type, item->getData() + offset));
+        count += unit != nullptr && !unit->permits(unit->physical(raw)) ? 1 : 0;
+        offset += subItemTypeInfo(type).bytes;
+        ++position;
+    }
+    return count;
+}
+
 workbench::ComparisonOrder orderOf(int column) {
-    return static_cast<workbench::ComparisonOrder>(std::clamp(column, 0, CompareModel::kColumns - 1));
+    return static_cast<workbench::ComparisonOrder>(std::clamp(column, 0, int{CompareModel::kDifference}));
 }
 
 } // namespace
@@ -208,10 +224,36 @@ QVariant CompareModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid()) {
         return {};
     }
-    if (role == Qt::TextAlignmentRole && index.column() >= kLeft) {
+    if (role == Qt::TextAlignmentRole && index.column() >= kLeft && index.column() <= kDifference) {
         return QVariant(Qt::AlignRight | Qt::AlignVCenter);
     }
     return isItem(index) ? itemData(index, role) : fieldData(index, role);
+}
+
+QString CompareModel::unitsText(std::uint16_t number, const ShownField& field) const {
+    const workbench::FieldUnit* unit = units_.find(number, field.position);
+    if (unit == nullptr || field.field.typeName.empty() || field.field.state == RowState::kOtherLayout) {
+        return {};
+    }
+    const auto judged = [unit](const std::string& text) {
+        const auto value = workbench::numberOf(text);
+        return value ? judgedText(*unit, rawValue(*value)) : std::string();
+    };
+    const std::string left = judged(field.field.left);
+    const std::string right = judged(field.field.right);
+    return shownText(left == right || right.empty() ? left : left.empty() ? right : left + " / " + right);
+}
+
+QString CompareModel::unitsText(const ItemRow& row) const {
+    if (units_.isEmpty() || row.state == RowState::kOtherLayout) {
+        return {};
+    }
+    if (anyItem(row).getSubItemCount() == 1) {
+        return unitsText(row.number, {0, comparison()->subFieldsOf(row).front()});
+    }
+    const int left = countForbidden(units_, row.left);
+    const int right = countForbidden(units_, row.right);
+    return left + right == 0 ? QString() : QString("not permitted: %1 left, %2 right").arg(left).arg(right);
 }
 
 QString CompareModel::itemText(const ItemRow& row, int column) const {
@@ -226,6 +268,8 @@ QString CompareModel::itemText(const ItemRow& row, int column) const {
         return valuesOf(row.left);
     case kRight:
         return valuesOf(row.right);
+    case kUnits:
+        return unitsText(row);
     default:
         return differenceText(row, comparison()->summaryOf(row));
     }
@@ -242,8 +286,10 @@ QVariant CompareModel::itemData(const QModelIndex& index, int role) const {
 }
 
 QVariant CompareModel::fieldData(const QModelIndex& index, int role) const {
-    const SubFieldRow& field = fieldsOf(positionAt(index))[static_cast<std::size_t>(index.row())].field;
-    if (role == Qt::FontRole && index.column() >= kLeft && field.state != RowState::kEqual) {
+    const ShownField& shown = fieldsOf(positionAt(index))[static_cast<std::size_t>(index.row())];
+    const SubFieldRow& field = shown.field;
+    if (role == Qt::FontRole && index.column() >= kLeft && index.column() <= kDifference &&
+        field.state != RowState::kEqual) {
         QFont bold;
         bold.setBold(true);
         return bold;
@@ -264,6 +310,8 @@ QVariant CompareModel::fieldData(const QModelIndex& index, int role) const {
         const std::string number = workbench::differenceText(field);
         return number.empty() ? QString::fromUtf8(stateText(field.state).data()) : QString::fromStdString(number);
     }
+    case kUnits:
+        return unitsText(numberAt(index), shown);
     default:
         return {};
     }
@@ -292,7 +340,8 @@ QVariant CompareModel::headerData(int section, Qt::Orientation orientation, int 
         const auto& set = section == kLeft ? comparison()->left() : comparison()->right();
         return shownText((section == kLeft ? "Left: " : "Right: ") + set->about().label);
     }
-    static const char* const kHeaders[kColumns] = {"Item", "Name", "Sub-field", "Left", "Right", "Difference"};
+    static const char* const kHeaders[kColumns] = {"Item",  "Name",       "Sub-field", "Left",
+                                                   "Right", "Difference", "In Units"};
     if (orientation == Qt::Horizontal && role == Qt::DisplayRole && section < kColumns) {
         return kHeaders[section];
     }

@@ -2,6 +2,7 @@
 
 #include "workbench/ComparisonRows.h"
 #include "workbench/ComparisonText.h"
+#include "workbench/Units.h"
 
 #include <QAbstractItemModel>
 #include <cstdint>
@@ -15,9 +16,13 @@
 class CompareModel : public QAbstractItemModel {
     Q_OBJECT
 public:
-    enum Column { kNumber, kName, kSubField, kLeft, kRight, kDifference, kColumns };
+    enum Column { kNumber, kName, kSubField, kLeft, kRight, kDifference, kUnits, kColumns };
 
-    explicit CompareModel(QObject* parent = nullptr) : QAbstractItemModel(parent) {}
+    /// `units`: of the sub-fields; the column of values in their units is empty without them.
+    explicit CompareModel(workbench::Units units = {}, QObject* parent = nullptr)
+        : QAbstractItemModel(parent), units_(std::move(units)) {}
+
+    bool hasUnits() const { return !units_.isEmpty(); }
 
     /// The ticks stay with their items.
     void setComparison(std::shared_ptr<const workbench::SetComparison> comparison);
@@ -72,10 +77,13 @@ private:
     const workbench::ItemRow& rowAt(const QModelIndex& index) const { return comparison()->rows()[positionAt(index)]; }
     /// The sub-fields that are shown of an item; made when somebody looks.
     const std::vector<ShownField>& fieldsOf(std::uint32_t position) const;
+    QString unitsText(std::uint16_t number, const ShownField& field) const;
+    QString unitsText(const workbench::ItemRow& row) const;
     QString itemText(const workbench::ItemRow& row, int column) const;
     QVariant itemData(const QModelIndex& index, int role) const;
     QVariant fieldData(const QModelIndex& index, int role) const;
 
+    const workbench::Units units_;
     std::optional<workbench::ComparisonRows> rows_;
     workbench::ComparisonRows::Question question_;
     std::vector<std::uint32_t> shown_;

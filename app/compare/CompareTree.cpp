@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr int kColumnWidths[] = {90, 260, 180, 170, 170};
+/// Of 100 parts of the width.
+constexpr int kColumnShares[CompareModel::kColumns] = {9, 22, 18, 14, 14, 10, 13};
 
 } // namespace
 
@@ -22,9 +23,8 @@ CompareTree::CompareTree(CompareModel& model, QWidget* parent) : QTreeView(paren
     sortByColumn(CompareModel::kNumber, Qt::AscendingOrder);
     header()->setStretchLastSection(true);
     header()->setSectionsMovable(false);
-    for (int column = 0; column < CompareModel::kDifference; ++column) {
-        setColumnWidth(column, kColumnWidths[column]);
-    }
+    setColumnHidden(CompareModel::kUnits, !model.hasUnits());
+    connect(header(), &QHeaderView::sectionResized, this, [this] { isSizedByUser_ = isSizedByUser_ || !isFitting_; });
     connect(this, &QTreeView::expanded, this, [this](const QModelIndex& at) { open_.insert(model_.numberAt(at)); });
     connect(this, &QTreeView::collapsed, this, [this](const QModelIndex& at) { open_.erase(model_.numberAt(at)); });
     connect(&model, &QAbstractItemModel::modelAboutToBeReset, this, &CompareTree::remember);
@@ -110,6 +110,14 @@ void CompareTree::copySelected() const {
     }
 }
 
+bool CompareTree::event(QEvent* event) {
+    if (event->type() == QEvent::ShortcutOverride && static_cast<QKeyEvent*>(event)->matches(QKeySequence::Copy)) {
+        event->accept(); // rather than a command of the main window
+        return true;
+    }
+    return QTreeView::event(event);
+}
+
 void CompareTree::keyPressEvent(QKeyEvent* event) {
     if (event->matches(QKeySequence::Copy)) {
         copySelected();
@@ -117,4 +125,13 @@ void CompareTree::keyPressEvent(QKeyEvent* event) {
         return;
     }
     QTreeView::keyPressEvent(event);
+}
+
+void CompareTree::resizeEvent(QResizeEvent* event) {
+    isFitting_ = true;
+    QTreeView::resizeEvent(event);
+    for (int column = 0; !isSizedByUser_ && column < CompareModel::kUnits; ++column) {
+        setColumnWidth(column, viewport()->width() * kColumnShares[column] / 100);
+    }
+    isFitting_ = false;
 }

@@ -21,7 +21,10 @@ public:
     void copySelected() const;
 
 protected:
+    bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    /// The columns share the width, until the user gives one another.
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     /// The row shown below or above; invalid at the end.
@@ -34,4 +37,6 @@ private:
     std::set<std::uint16_t> open_; ///< numbers of the items whose rows are open
     std::optional<std::uint16_t> current_;
     int scrollPlace_ = 0;
+    bool isFitting_ = false;
+    bool isSizedByUser_ = false;
 };

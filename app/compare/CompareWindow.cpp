@@ -3,8 +3,8 @@
 #include "app/compare/CompareModel.h"
 #include "app/compare/CompareTree.h"
 #include "app/dialogs/FileDialog.h"
+#include "app/dialogs/ShownText.h"
 #include "platform/kernel/WholeFile.h"
-#include "workbench/MessageText.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -35,10 +35,6 @@ QLabel* plainLabel(const char* name) {
     return label;
 }
 
-QString shownText(const std::string& text) {
-    return QString::fromStdString(workbench::shownMessage(text));
-}
-
 QString itemCount(std::size_t count) {
     return count == 1 ? QString("1 item") : QString("%1 items").arg(count);
 }
@@ -59,9 +55,10 @@ Key keyOf(const QKeyEvent& event) {
 } // namespace
 
 CompareWindow::CompareWindow(std::shared_ptr<UserInterface> userInterface, QMdiSubWindow* documentWindow,
-                             CompareActions actions, std::string ringPath, std::array<CompareSource, 2> sources)
+                             CompareActions actions, std::string ringPath, workbench::Units units,
+                             std::array<CompareSource, 2> sources)
     : userInterface_(std::move(userInterface)), documentWindow_(documentWindow), actions_(std::move(actions)),
-      ringPath_(std::move(ringPath)), sources_(std::move(sources)), model_(new CompareModel(this)),
+      ringPath_(std::move(ringPath)), sources_(std::move(sources)), model_(new CompareModel(std::move(units), this)),
       tree_(new CompareTree(*model_)), sides_(plainLabel("compare_sides")), warning_(plainLabel("compare_warning")),
       counts_(plainLabel("compare_counts")), ticked_(plainLabel("compare_ticked")),
       message_(plainLabel("compare_message")), differencesOnly_(new QCheckBox("&Differences only")),
@@ -218,7 +215,7 @@ void CompareWindow::take(std::shared_ptr<const workbench::SetComparison> compari
             actions_.comparedChanged();
         }
     } else {
-        tell(failure.empty() ? "Cancelled: these are the values from before." : shownText(failure));
+        tell(failure.empty() ? "Cancelled: these are the values from before." : shownLines(failure));
     }
     showTexts();
 }
@@ -245,14 +242,14 @@ void CompareWindow::showTexts() {
         const workbench::ItemSet& left = *comparison_->left();
         const workbench::ItemSet& right = *comparison_->right();
         setWindowTitle(shownText("Compare: " + left.about().label + " - " + right.about().label));
-        sides_->setText(shownText("Left: " + longLabel(left) + "\nRight: " + longLabel(right)));
+        sides_->setText(shownLines("Left: " + longLabel(left) + "\nRight: " + longLabel(right)));
         std::string warning = comparison_->identities();
         for (const auto& [side, set] : {std::pair("Left: ", &left), std::pair("Right: ", &right)}) {
             if (!set->about().remark.empty()) {
                 warning += (warning.empty() ? "" : "\n") + (side + set->about().remark);
             }
         }
-        warning_->setText(shownText(warning));
+        warning_->setText(shownLines(warning));
         counts_->setText(QString::fromStdString(comparison_->counts()));
         valuesOf_->setItemText(0, shownText("Left: " + left.about().label));
         valuesOf_->setItemText(1, shownText("Right: " + right.about().label));
@@ -354,7 +351,7 @@ void CompareWindow::writeFile(const std::string& path) {
         if (failure.empty()) {
             rememberFolderOf(path);
         }
-        tell(shownText(failure.empty() ? "Saved what is shown to " + path : failure));
+        tell(shownLines(failure.empty() ? "Saved what is shown to " + path : failure));
         showTexts();
     };
     jobs_.start(work, ended);

@@ -2,6 +2,7 @@
 
 #include "app/compare/CompareLoad.h"
 #include "app/document/PhoneJobs.h"
+#include "workbench/Units.h"
 
 #include <QMdiSubWindow>
 #include <QPointer>
@@ -41,9 +42,10 @@ struct CompareActions {
 class CompareWindow : public QMdiSubWindow {
     Q_OBJECT
 public:
-    /// `ringPath`: of the decoder ring that items of phones and files get their layouts from. Begins to read.
+    /// `ringPath`: of the decoder ring that items of phones and files get their layouts from; `units`: of its
+    /// sub-fields. Begins to read.
     CompareWindow(std::shared_ptr<UserInterface> userInterface, QMdiSubWindow* documentWindow, CompareActions actions,
-                  std::string ringPath, std::array<CompareSource, 2> sources);
+                  std::string ringPath, workbench::Units units, std::array<CompareSource, 2> sources);
     ~CompareWindow() override;
 
     /// The window of the document to which values can be taken over; null once it is closed.

@@ -95,7 +95,7 @@ void ComparePart::run(CommandId) {
                                 bool isHome) { write(**asking, std::move(values), from, isHome); },
         .comparedChanged = [this] { compared_(); }};
     auto* window = new CompareWindow(std::make_shared<QtUserInterface>(home.window()), &home, actions,
-                                     document_.ringPath, dialog.sources());
+                                     document_.ringPath, home.document().units(), dialog.sources());
     *asking = window;
     windows_.removeAll(nullptr);
     windows_.push_back(window);

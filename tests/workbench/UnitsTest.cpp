@@ -32,10 +32,10 @@ TEST_F(UnitsFile, SaysOfEachSubFieldWhatItMeans) {
     const FieldUnit* level = units.find(7, 1);
     ASSERT_EQ(level, units.find(7, 2));
     EXPECT_EQ(physicalText(*level, -135), "-12.5 dBm");
-    EXPECT_EQ(bandText(*level), "-60.0 dBm to 33.5 dBm");
+    EXPECT_EQ(workbench::bandText(*level), "-60.0 dBm to 33.5 dBm");
     const FieldUnit* degrees = units.find(65535, 127);
     EXPECT_EQ(degrees->factor, 1);
-    EXPECT_EQ(bandText(*degrees), "15 \xC2\xB0\x43 to 25 \xC2\xB0\x43");
+    EXPECT_EQ(workbench::bandText(*degrees), "15 \xC2\xB0\x43 to 25 \xC2\xB0\x43");
 }
 
 TEST_F(UnitsFile, IsBesideTheRingOrThereAreNoUnits) {
@@ -96,8 +96,8 @@ TEST(UnitValues, ArePermittedUpToTheLimits) {
     EXPECT_FALSE(both.permits(both.physical(4)));
     EXPECT_TRUE(both.permits(both.physical(-5)));
     EXPECT_FALSE(both.permits(both.physical(-6)));
-    EXPECT_EQ(bandText(both), "-0.5 to 0.3");
-    EXPECT_EQ(bandText({"V", 1, 0, {}, 5, 4, {}}), "at most 5 V") << "a nominal value alone limits nothing";
+    EXPECT_EQ(workbench::bandText(both), "-0.5 to 0.3");
+    EXPECT_EQ(workbench::bandText({"V", 1, 0, {}, 5, 4, {}}), "at most 5 V") << "a nominal value alone limits nothing";
 }
 
 TEST(UnitsSample, IsWithoutFault) {

@@ -3,6 +3,7 @@
 #include "cli/ExitStatus.h"
 #include "engine/PhoneProperties.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -11,7 +12,7 @@
 
 /// What the batch tool was asked to do. Which fields count depends on the verb.
 struct Arguments {
-    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree };
+    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree, kDiff };
 
     Verb verb = Verb::kPorts;
     std::string ringPath;
@@ -30,6 +31,12 @@ struct Arguments {
     std::uint16_t itemNumber = 0;                          ///< set
     std::string values;                                    ///< set: one text per sub-field, separated by commas
     std::string inputPath;                                 ///< write: the JSON file; tree: the compound file
+    struct Side {
+        std::string name;
+        bool isPort = false; ///< settled when the arguments are carried out
+    };
+    std::array<Side, 2> sides; ///< diff
+    bool namesOnly = false;    ///< diff: numbers and names of the items that differ are enough
     /// set, write:
     std::string accessCode; ///< sent to the phone before; see accessCodeOf()
     std::string accessCodePath;

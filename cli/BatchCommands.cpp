@@ -77,7 +77,33 @@ constexpr VerbEntry kVerbs[] = {
     {showMox, true, false},
     {[](Calvane&, const Arguments& arguments) { return pruneMox(arguments); }, false, false},
     {[](Calvane&, const Arguments& arguments) { return printTree(arguments.inputPath); }, false, false},
+    {printDiff, true, true},
 };
+
+/// Settles which sides of a comparison are ports: those that the service's file names so. One of them is the arguments'
+/// port then. Without that file there are none, which is told only where a side is no file either.
+void findPorts(Arguments& arguments) {
+    if (arguments.verb != Arguments::Verb::kDiff) {
+        return;
+    }
+    tessra::ServiceConfig config;
+    std::string problem;
+    try {
+        config = tessra::loadServiceConfig(arguments.servicePath);
+    } catch (const tessra::ConfigError& error) {
+        problem = error.message();
+    }
+    for (Arguments::Side& side : arguments.sides) {
+        side.isPort = std::ranges::find(config.ports, side.name, &tessra::PortConfig::name) != config.ports.end();
+        if (side.isPort) {
+            arguments.comPort = side.name;
+        } else if (std::error_code error; side.name != "-" && !std::filesystem::exists(side.name, error) && !error) {
+            throw BatchFailure(ExitStatus::kFile,
+                               ::quoted(side.name) + " is no file, and no port of " + ::quoted(arguments.servicePath) +
+                                   (problem.empty() ? "" : ", which can't be used: " + problem) + ".");
+        }
+    }
+}
 
 /// Takes the numbers of the arguments' list, where there is one, as if they had been named one by one.
 workbench::ItemList takeList(Arguments& arguments) {
@@ -108,8 +134,9 @@ ExitStatus runBatch(const Arguments& given) {
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
-    // The service talks to its lines as soon as it is there; a dry run that names no port is to touch none.
-    const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
+    findPorts(arguments);
+    // The service talks to its lines as soon as it is there; a verb that names no port is to touch none.
+    const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
     const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
     refuseFilesOfTwoUses(arguments, config);
     if (isHost) {

@@ -1,6 +1,7 @@
 #include "cli/CommandText.h"
 
 #include "platform/kernel/MessageException.h"
+#include "platform/kernel/RegularFile.h"
 #include "platform/kernel/WholeFile.h"
 #include "workbench/MessageText.h"
 
@@ -12,6 +13,13 @@
 #include <set>
 #include <system_error>
 
+namespace {
+
+/// 65,536 items of 128 sub-fields each stay below this as JSON.
+constexpr std::size_t kMaxInputBytes = std::size_t{1} << 30;
+
+} // namespace
+
 std::string quoted(const std::string& name) {
     return "'" + workbench::shownText(name) + "'";
 }
@@ -21,6 +29,19 @@ void flushOutput() {
     if (!std::cout) {
         throw BatchFailure(ExitStatus::kFile, "Can't write to standard output.");
     }
+}
+
+std::string inputName(const std::string& path) {
+    return path == "-" ? "standard input" : path;
+}
+
+std::string readInput(const std::string& path) {
+    std::string text;
+    if (const int error = kernel::readInput(path, kMaxInputBytes, text); error != 0) {
+        throw BatchFailure(ExitStatus::kFile,
+                           "Can't read " + quoted(inputName(path)) + ": " + std::generic_category().message(error));
+    }
+    return text;
 }
 
 void writeOutput(const std::filesystem::path& path, const std::string& content) {

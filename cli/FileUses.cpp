@@ -46,6 +46,8 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
         useOf("the file of the service's ports", arguments.servicePath),
         useOf("the file of the service programming code", arguments.accessCodePath),
         useOf("the command's input", arguments.inputPath),
+        useOf("the left side", arguments.sides[0].isPort ? "" : arguments.sides[0].name),
+        useOf("the right side", arguments.sides[1].isPort ? "" : arguments.sides[1].name),
         useOf("the list of items", arguments.listPath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
     };

@@ -1,6 +1,30 @@
 #include "cli/OptionKinds.h"
 #include "cli/VerbOptions.h"
 
+namespace {
+
+void describeDiff(CLI::App& program, Arguments& arguments) {
+    CLI::App* diff = addVerb(program, arguments, Arguments::Verb::kDiff, "diff",
+                             "Compare the items of two phones or files, sub-field by sub-field",
+                             "calvane-batch diff before.json COM1 --ids 1000-1099\n"
+                             "  calvane-batch diff golden.mox COM1 --changed-only-names");
+    const char* const sides[] = {"left", "right"};
+    for (std::size_t i = 0; i < arguments.sides.size(); ++i) {
+        addName(*diff, sides[i], arguments.sides[i].name,
+                "A port of the phone service, or else a calibration file or JSON (- for standard input)")
+            ->required();
+    }
+    addService(*diff, arguments);
+    addRing(*diff, arguments);
+    addItems(*diff, arguments, "Compare");
+    addRetries(*diff, arguments);
+    addFlag(*diff, "--changed-only-names", arguments.namesOnly,
+            "Print numbers and names of the items that differ, a line each");
+    addName(*diff, "--json", arguments.jsonPath, "Write the differences to this JSON file (- for standard output)");
+}
+
+} // namespace
+
 void describeFileVerbs(CLI::App& program, Arguments& arguments) {
     using Verb = Arguments::Verb;
     CLI::App* list = addVerb(program, arguments, Verb::kList, "list", "Print the items that the decoder ring describes",
@@ -16,6 +40,8 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments) {
     addFlag(*show, "--hex", arguments.hex,
             "Print the bytes of all items, also of those that the decoder ring does not describe");
     addName(*show, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+
+    describeDiff(program, arguments);
 
     CLI::App* prune = addVerb(program, arguments, Verb::kPrune, "prune",
                               "Remove items from a calibration file; those that it keeps are not touched",

@@ -74,3 +74,8 @@ void addItems(CLI::App& verb, Arguments& arguments, const std::string& what) {
     CLI::Option* numbers = addItemNumbers(verb, arguments, "--ids", what + " these items alone, such as 10,20-30");
     addName(verb, "--list", arguments.listPath, what + " the items of this list alone, a text file")->excludes(numbers);
 }
+
+void addRetries(CLI::App& verb, Arguments& arguments) {
+    addNumber(verb, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
+              [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
+}

@@ -67,8 +67,7 @@ void describeRead(CLI::App& program, Arguments& arguments) {
     addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
     addName(*read, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
     addItems(*read, arguments, "Read");
-    addNumber(*read, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
-              [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
+    addRetries(*read, arguments);
     addMoxOutput(*read, arguments);
 }
 

@@ -26,6 +26,10 @@ ExitStatus showMox(Calvane& catalog, const Arguments& arguments);
 /// would stay.
 ExitStatus pruneMox(const Arguments& arguments);
 
+/// Prints how the two sides of the arguments differ, each a port or a file; kDifferent where they do. Items that can't
+/// be compared make it kIncomplete, or what else is wrong with a side.
+ExitStatus printDiff(Calvane& catalog, const Arguments& arguments);
+
 /// Prints the storages and streams of a compound file of any kind, a line each with the size of a stream in bytes, in
 /// the order in which the container enumerates them. What can't be opened is named on standard error and passed over.
 ExitStatus printTree(const std::string& path);

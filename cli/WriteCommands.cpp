@@ -7,33 +7,17 @@
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "platform/com/Status.h"
-#include "platform/kernel/RegularFile.h"
 #include "workbench/FieldValues.h"
 #include "workbench/ItemJson.h"
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PortReason.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <iostream>
-#include <system_error>
 
 namespace {
 
 using workbench::ReadState;
-
-/// 65,536 items of 128 sub-fields each stay below this.
-constexpr std::size_t kMaxJsonBytes = std::size_t{1} << 30;
-
-std::string readFile(const std::string& path) {
-    std::string text;
-    if (const int error = kernel::readRegularFile(path, kMaxJsonBytes, text); error != 0) {
-        throw BatchFailure(ExitStatus::kFile,
-                           "Can't read " + quoted(path) + ": " +
-                               (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
-    }
-    return text;
-}
 
 /// Leaves the items that the arguments name, where they name some. One that is named and not there is refused: it would
 /// stay unwritten unseen.
@@ -45,7 +29,7 @@ void keepNamed(std::vector<workbench::WantedItem>& wanted, const Arguments& argu
     for (const auto& item : wanted) {
         found.push_back(item.item.getId());
     }
-    const std::string& path = arguments.moxPath.empty() ? arguments.inputPath : arguments.moxPath;
+    const std::string path = arguments.moxPath.empty() ? inputName(arguments.inputPath) : arguments.moxPath;
     if (const auto missing = missingNumbers(arguments.singleNumbers, found); !missing.empty()) {
         throw BatchFailure(ExitStatus::kValues, "'" + path + "' lacks " + joined(missing) + ". Nothing was written.");
     }
@@ -243,8 +227,8 @@ ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
     std::vector<workbench::WantedItem> wanted;
     if (arguments.moxPath.empty()) {
         const std::string& path = arguments.inputPath;
-        const std::string text = readFile(path);
-        wanted = takingValues([&] { return workbench::itemsFromJson(text, path, catalog, arguments.wrap); });
+        const std::string text = readInput(path);
+        wanted = takingValues([&] { return workbench::itemsFromJson(text, inputName(path), catalog, arguments.wrap); });
     } else {
         for (NvItem& item : itemsOfMox(catalog, arguments.moxPath)) {
             wanted.push_back({std::move(item), true, true});

@@ -12,7 +12,7 @@
 
 /// What the batch tool was asked to do. Which fields count depends on the verb.
 struct Arguments {
-    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree, kDiff };
+    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree, kDiff, kCheck };
 
     Verb verb = Verb::kPorts;
     std::string ringPath;
@@ -37,6 +37,7 @@ struct Arguments {
     };
     std::array<Side, 2> sides; ///< diff
     bool namesOnly = false;    ///< diff: numbers and names of the items that differ are enough
+    std::string unitsPath;     ///< check: the file of units and limits; empty for that beside the ring
     /// set, write:
     std::string accessCode; ///< sent to the phone before; see accessCodeOf()
     std::string accessCodePath;

@@ -78,6 +78,7 @@ constexpr VerbEntry kVerbs[] = {
     {[](Calvane&, const Arguments& arguments) { return pruneMox(arguments); }, false, false},
     {[](Calvane&, const Arguments& arguments) { return printTree(arguments.inputPath); }, false, false},
     {printDiff, true, true},
+    {checkItems, true, true},
 };
 
 /// Settles which sides of a comparison are ports: those that the service's file names so. One of them is the arguments'

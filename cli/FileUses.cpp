@@ -48,6 +48,7 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
         useOf("the command's input", arguments.inputPath),
         useOf("the left side", arguments.sides[0].isPort ? "" : arguments.sides[0].name),
         useOf("the right side", arguments.sides[1].isPort ? "" : arguments.sides[1].name),
+        useOf("the file of units", arguments.unitsPath),
         useOf("the list of items", arguments.listPath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
     };

@@ -23,6 +23,25 @@ void describeDiff(CLI::App& program, Arguments& arguments) {
     addName(*diff, "--json", arguments.jsonPath, "Write the differences to this JSON file (- for standard output)");
 }
 
+void describeCheck(CLI::App& program, Arguments& arguments) {
+    CLI::App* check = addVerb(program, arguments, Arguments::Verb::kCheck, "check",
+                              "Hold the values of a phone or a file against their limits",
+                              "calvane-batch check --port COM1 --ids 2000-2399\n"
+                              "  calvane-batch check --from golden.mox --units line3.units --json -");
+    CLI::Option_group* source = check->add_option_group("Source", "Where the values come from");
+    addName(*source, "--port", arguments.comPort, "Port of the phone, such as COM1");
+    addName(*source, "--from", arguments.inputPath, "Calibration file or JSON (- for standard input)");
+    source->require_option(1);
+    addService(*check, arguments);
+    addRing(*check, arguments);
+    addName(*check, "--units", arguments.unitsPath,
+            "File of units and limits (default: that beside the ring, with its name and .units)");
+    addItems(*check, arguments, "Check");
+    addRetries(*check, arguments);
+    addName(*check, "--json", arguments.jsonPath,
+            "Write all values with limits to this JSON file (- for standard output)");
+}
+
 } // namespace
 
 void describeFileVerbs(CLI::App& program, Arguments& arguments) {
@@ -42,6 +61,7 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments) {
     addName(*show, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
 
     describeDiff(program, arguments);
+    describeCheck(program, arguments);
 
     CLI::App* prune = addVerb(program, arguments, Verb::kPrune, "prune",
                               "Remove items from a calibration file; those that it keeps are not touched",

@@ -28,10 +28,6 @@ std::shared_ptr<const workbench::Source> fileSource(const std::string& path, std
         workbench::Source{workbench::FileSource{inputName(path), std::move(record)}, when});
 }
 
-bool isNamed(const Arguments& arguments, std::uint16_t number) {
-    return !arguments.itemNumbers || std::ranges::binary_search(*arguments.itemNumbers, number);
-}
-
 /// "'p.mox' has items that the decoder ring does not describe, which are left out: 7, 9."
 void tellUndescribed(const std::string& path, const std::vector<std::uint16_t>& numbers) {
     if (!numbers.empty()) {
@@ -64,6 +60,7 @@ ItemSide sideOfJson(Calvane& catalog, const std::string& path) {
         for (auto& wanted : workbench::itemsFromJson(text, inputName(path), catalog, false)) {
             side.about.bringsAllBytes = side.about.bringsAllBytes && wanted.bringsAllBytes;
             side.items.push_back(std::move(wanted.item));
+            side.items.back().setRawData(side.items.back().rawData()); // values as the bytes have them, not as typed
         }
     } catch (const workbench::ValuesRefused& refusal) {
         const bool isText = refusal.kind() == workbench::ValuesRefused::Kind::kText;
@@ -73,6 +70,10 @@ ItemSide sideOfJson(Calvane& catalog, const std::string& path) {
 }
 
 } // namespace
+
+bool isNamed(const Arguments& arguments, std::uint16_t number) {
+    return !arguments.itemNumbers || std::ranges::binary_search(*arguments.itemNumbers, number);
+}
 
 bool isCalibrationFile(const std::string& path) {
     std::string start;

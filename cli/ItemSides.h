@@ -19,6 +19,9 @@ struct ItemSide {
     ExitStatus status = ExitStatus::kDone; ///< how what is wrong with the side ends the program; no refusal counts
 };
 
+/// Whether the item is among those that the arguments name; each is where they name none.
+bool isNamed(const Arguments& arguments, std::uint16_t number);
+
 /// Whether the file has the signature of calibration files, or the ending of their names. Of a pipe nothing is taken.
 bool isCalibrationFile(const std::string& path);
 

@@ -30,6 +30,10 @@ ExitStatus pruneMox(const Arguments& arguments);
 /// be compared make it kIncomplete, or what else is wrong with a side.
 ExitStatus printDiff(Calvane& catalog, const Arguments& arguments);
 
+/// Prints the values of a phone or file that are outside the limits of the file of units; kOutside where there are any,
+/// kIncomplete where one can't be checked.
+ExitStatus checkItems(Calvane& catalog, const Arguments& arguments);
+
 /// Prints the storages and streams of a compound file of any kind, a line each with the size of a stream in bytes, in
 /// the order in which the container enumerates them. What can't be opened is named on standard error and passed over.
 ExitStatus printTree(const std::string& path);

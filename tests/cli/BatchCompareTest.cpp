@@ -57,4 +57,52 @@ TEST_F(BatchCompare, WhatCantBeComparedIsNoDifference) {
     expectRun("diff p.mox COM9", 6, "'COM9' is no file, and no port of 'Tessra.toml'.\n");
 }
 
+TEST_F(BatchCompare, ACheckNamesWhatIsOutsideItsLimits) {
+    ASSERT_EQ(run("read --json j").status, 0);
+    const std::string outside = "10 NV_A [1] offset: -1.2 dBm, low; permitted: -1.0 dBm to 2.0 dBm (raw -12)\n";
+    const struct {
+        const char* units;
+        const char* arguments;
+        int status;
+        std::string out;
+        std::string err;
+    } cases[] = {
+        {"10 1 dBm 0.1 - -1.2 2\n30 1 - 1 0 - 7\n", "check --port COM1", 0, "",
+         "Checked 2 values of 2 items: 0 outside their limits.\n"},
+        {"10 1 dBm 0.1 - -1 2\n10 2 V\n40 1 - 1 0 1 2\n", "check --from - <j", 11, outside,
+         "Checked 1 value of 1 item: 1 outside their limits.\nWithout a value: 40.\n"},
+        {"10 1 dBm 0.1 - -1 2\n", "check --from j --ids 30", 9, "",
+         "Checked 0 values of 0 items: 0 outside their limits.\n"},
+        {"# none\n", "check --from j", 6, "", "'ring.units' has no units and limits, or is not there.\n"},
+        {"10 1 dBm 0.1 - -1 2\n", "check --from j --json -", 11,
+         R"({
+  "source": "",
+  "values": [
+    {"id":10,"name":"NV_A","field":1,"description":"offset","raw":"-12","value":-1.2000000000000002,"unit":"dBm",)"
+         R"("least":-1.0,"most":2.0,"state":"low"}
+  ],
+  "checked": 1,
+  "outside": 1,
+  "without": [],
+  "unknown": []
+}
+)",
+         "Checked 1 value of 1 item: 1 outside their limits.\n"},
+    };
+    for (const auto& row : cases) {
+        write("ring.units", row.units);
+        Outcome outcome = run(row.arguments);
+        if (const auto label = outcome.out.find("\"j ("); label != std::string::npos) {
+            outcome.out.erase(label + 1, outcome.out.find(')') - label); // it has the time
+        }
+        EXPECT_EQ(outcome.status, row.status) << row.arguments;
+        EXPECT_EQ(outcome.out, row.out);
+        EXPECT_EQ(outcome.err, row.err);
+    }
+    service("[[port.fault]]\ncall = \"send\"\nitem = 10\nnv_status = 4\n");
+    const Outcome failed = run("check --port COM1");
+    EXPECT_EQ(failed.status, 9);
+    EXPECT_TRUE(failed.err.ends_with("Not known: 10.\n")) << failed.err;
+}
+
 } // namespace

@@ -29,6 +29,19 @@ std::string exitStatusHelp() {
     return text + ".\n";
 }
 
+/// The words of the command line, the last one first, as the parser takes them. It would take no more words of a list
+/// behind "--", which is to keep a value from being an option; one with a digit behind the minus is none anyhow.
+std::vector<std::string> wordsOf(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (std::ranges::find(words, "set") != words.end()) {
+        if (const auto mark = std::ranges::find(words, "--"); mark != words.end()) {
+            words.erase(mark);
+        }
+    }
+    std::ranges::reverse(words);
+    return words;
+}
+
 /// The library knows no option that another one makes dispensable.
 void requirePort(const Arguments& arguments) {
     const bool isWrite = arguments.verb == Arguments::Verb::kSet || arguments.verb == Arguments::Verb::kWrite;
@@ -60,7 +73,7 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     describePhoneVerbs(program, arguments);
     describeFileVerbs(program, arguments);
     try {
-        program.parse(argc, argv);
+        program.parse(wordsOf(argc, argv));
         requirePort(arguments);
     } catch (const CLI::ParseError& outcome) {
         return {std::nullopt, program.exit(outcome) == 0 ? ExitStatus::kDone : ExitStatus::kWrongUsage};

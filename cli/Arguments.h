@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/ExitStatus.h"
+#include "cli/SetRequest.h"
 #include "engine/PhoneProperties.h"
 
 #include <array>
@@ -28,8 +29,7 @@ struct Arguments {
     std::uint16_t phoneModelId = 0;                        ///< read: of a calibration file that is created
     std::optional<PhoneProperties> properties;             ///< read: for the calibration file, where one is wanted
     bool hex = false;                                      ///< show
-    std::uint16_t itemNumber = 0;                          ///< set
-    std::string values;                                    ///< set: one text per sub-field, separated by commas
+    std::vector<SetRequest> requests;                      ///< set
     std::string inputPath;                                 ///< write: the JSON file; tree: the compound file
     struct Side {
         std::string name;

@@ -33,7 +33,8 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
             return true;
         }
         if (workbench::portReason(session, comPort).empty()) {
-            std::cerr << "No phone is present on " << comPort << ". `calvane-batch ports` tells where there are some.\n";
+            std::cerr << "No phone is present on " << comPort
+                      << ". `calvane-batch ports` tells where there are some.\n";
         }
         return false;
     } catch (const std::exception&) {
@@ -65,7 +66,7 @@ constexpr VerbEntry kVerbs[] = {
     {[](Calvane& catalog, const Arguments&) { return printPorts(catalog); }, false, true},
     {readPhone, true, true},
     {listItems, true, false},
-    {setItem, true, true},
+    {setItems, true, true},
     {writePhone, true, true},
     {resetPhone, false, true},
     {showMox, true, false},

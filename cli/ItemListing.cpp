@@ -31,8 +31,10 @@ void printItems(std::ostream& out, std::span<const NvItem> items, const std::set
         for (const SubItem& subItem : subItems) {
             valueWidth = std::max(valueWidth, subItem.value.size());
         }
-        for (const SubItem& subItem : subItems) {
-            out << "       " << std::left << std::setw(kTypeWidth) << subItem.typeName << "  " << std::right
+        for (std::size_t at = 0; at < subItems.size(); ++at) {
+            const SubItem& subItem = subItems[at];
+            out << std::setw(kNumberWidth) << "[" + std::to_string(at + 1) + "]"
+                << "  " << std::left << std::setw(kTypeWidth) << subItem.typeName << "  " << std::right
                 << std::setw(static_cast<int>(valueWidth)) << subItem.value << (valueWidth == 0 ? "" : "  ")
                 << shownText(subItem.description) << '\n';
         }

@@ -9,7 +9,7 @@
 #include <string>
 
 /// Prints the items for a reader at a terminal: a line with number, name and access mark each, then a line per
-/// sub-field with its type, its value (where the item has one) and its description.
+/// sub-field with its number from 1, its type, its value (where the item has one) and its description.
 /// Those whose numbers are in `repeated` are marked as being there more than once.
 void printItems(std::ostream& out, std::span<const NvItem> items, const std::set<std::uint16_t>& repeated = {});
 

@@ -73,17 +73,24 @@ void describeRead(CLI::App& program, Arguments& arguments) {
 
 void describeSet(CLI::App& program, Arguments& arguments) {
     CLI::App* set = addVerb(program, arguments, Arguments::Verb::kSet, "set",
-                            "Change one item on a phone: read it, write it, and read it back",
-                            "calvane-batch set --port COM1 1007 \"5,11,307\"");
+                            "Change items on a phone: read them, write them, and read them back",
+                            "calvane-batch set --port COM1 1007 \"5,11,307\"\n"
+                            "  calvane-batch set --port COM1 1007[3]=0x133 NV_AFC_SLOPE_I=412,418,421");
     addWriting(*set, arguments);
-    // As text: the library would take a leading zero for an octal number, and another item would be written.
-    addNumbers(*set, "item", "Item number", [&arguments](const ItemNumbers& numbers) {
-        if (numbers.all.size() != 1) {
-            throw std::invalid_argument("one item at a time");
-        }
-        arguments.itemNumber = numbers.all.front();
-    })->required();
-    set->add_option("values", arguments.values, "One decimal value per sub-field, separated by commas")->required();
+    set->add_option_function<std::vector<std::string>>(
+           "items",
+           [&arguments](const std::vector<std::string>& words) {
+               try {
+                   arguments.requests = parseSetRequests(words);
+               } catch (const std::invalid_argument& error) {
+                   throw CLI::ValidationError("items", error.what());
+               }
+           },
+           "ITEM=VALUES or ITEM[N]=VALUE, also several of them; or ITEM VALUES. An item is its number or its name, "
+           "a value decimal or hexadecimal behind 0x. Without [N] there is one value per sub-field, separated by "
+           "commas; "
+           "N is the number of a sub-field as show and list print it, and the others keep what the phone has")
+        ->required();
 }
 
 void describeWrite(CLI::App& program, Arguments& arguments) {

@@ -18,7 +18,7 @@ ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments);
 
 /// These write to a phone and read back what they wrote: what counts is the value that the phone has then, not the one
 /// that it was sent. With arguments.isDryRun they print what they would do.
-ExitStatus setItem(Calvane& catalog, const Arguments& arguments);
+ExitStatus setItems(Calvane& catalog, const Arguments& arguments);
 ExitStatus writePhone(Calvane& catalog, const Arguments& arguments);
 
 ExitStatus showMox(Calvane& catalog, const Arguments& arguments);

@@ -15,8 +15,8 @@ TEST_F(BatchFiles, ARoundTripThroughAFileIsWhatThePhoneHad) {
                         "decoder ring.\nWrote 2 "
                         "items to 'p.mox'. Left out 1 item whose access mark does not allow a write: 20.\n");
     EXPECT_EQ(run("show p.mox").out,
-              "   10  NV_A  (readwrite)\n       SIGNED WORD   -12  offset\n"
-              "       BYTE            1  flag\n   30  NV_B  (readwrite)\n       BYTE          7  x\n");
+              "   10  NV_A  (readwrite)\n  [1]  SIGNED WORD   -12  offset\n"
+              "  [2]  BYTE            1  flag\n   30  NV_B  (readwrite)\n  [1]  BYTE          7  x\n");
     write("phone.nvmem", "10 0 0000000000cc\n");
     EXPECT_EQ(run("write --from-mox p.mox").err,
               "'p.mox' holds 2 items.\nCOM1 (Sample 0000000001): 2 written and verified.\n");

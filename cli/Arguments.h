@@ -29,6 +29,7 @@ struct Arguments {
     std::uint16_t phoneModelId = 0;                        ///< read: of a calibration file that is created
     std::optional<PhoneProperties> properties;             ///< read: for the calibration file, where one is wanted
     bool hex = false;                                      ///< show
+    bool info = false;                                     ///< show: of the file itself, not of its items
     std::vector<SetRequest> requests;                      ///< set
     std::string inputPath;                                 ///< write: the JSON file; tree: the compound file
     struct Side {

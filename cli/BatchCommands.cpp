@@ -63,7 +63,7 @@ struct VerbEntry {
 
 /// In the order of Arguments::Verb.
 constexpr VerbEntry kVerbs[] = {
-    {[](Calvane& catalog, const Arguments&) { return printPorts(catalog); }, false, true},
+    {printPorts, false, true},
     {readPhone, true, true},
     {listItems, true, false},
     {setItems, true, true},
@@ -71,7 +71,7 @@ constexpr VerbEntry kVerbs[] = {
     {resetPhone, false, true},
     {showMox, true, false},
     {[](Calvane&, const Arguments& arguments) { return pruneMox(arguments); }, false, false},
-    {[](Calvane&, const Arguments& arguments) { return printTree(arguments.inputPath); }, false, false},
+    {[](Calvane&, const Arguments& arguments) { return printTree(arguments); }, false, false},
     {printDiff, true, true},
     {checkItems, true, true},
 };

@@ -20,7 +20,7 @@ void describeDiff(CLI::App& program, Arguments& arguments) {
     addRetries(*diff, arguments);
     addFlag(*diff, "--changed-only-names", arguments.namesOnly,
             "Print numbers and names of the items that differ, a line each");
-    addName(*diff, "--json", arguments.jsonPath, "Write the differences to this JSON file (- for standard output)");
+    addJson(*diff, arguments, "Write the differences");
 }
 
 void describeCheck(CLI::App& program, Arguments& arguments) {
@@ -38,8 +38,7 @@ void describeCheck(CLI::App& program, Arguments& arguments) {
             "File of units and limits (default: that beside the ring, with its name and .units)");
     addItems(*check, arguments, "Check");
     addRetries(*check, arguments);
-    addName(*check, "--json", arguments.jsonPath,
-            "Write all values with limits to this JSON file (- for standard output)");
+    addJson(*check, arguments, "Write all values that have limits");
 }
 
 } // namespace
@@ -50,15 +49,20 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments) {
                              "calvane-batch list --ids 1000-1099");
     addRing(*list, arguments);
     addItems(*list, arguments, "Print");
+    addJson(*list, arguments, "Write the layouts of the items");
 
     CLI::App* show = addVerb(program, arguments, Verb::kShow, "show", "Print the items of a calibration file",
                              "calvane-batch show phone.mox --ids 1000-1099");
     addRing(*show, arguments);
     addName(*show, "file", arguments.moxPath, "Calibration file")->required();
     addItems(*show, arguments, "Show");
+    CLI::Option* info = addFlag(*show, "--info", arguments.info,
+                                "Print what the file says of itself: phone model id, ESN, versions, client");
+    info->excludes("--ids")->excludes("--list");
     addFlag(*show, "--hex", arguments.hex,
-            "Print the bytes of all items, also of those that the decoder ring does not describe");
-    addName(*show, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+            "Print the bytes of all items, also of those that the decoder ring does not describe")
+        ->excludes(info);
+    addJson(*show, arguments, "Write this");
 
     describeDiff(program, arguments);
     describeCheck(program, arguments);
@@ -76,4 +80,5 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments) {
                              "Print the storages and streams of any compound file, with their sizes",
                              "calvane-batch tree phone.mox");
     addName(*tree, "file", arguments.inputPath, "Compound file")->required();
+    addJson(*tree, arguments, "Write the tree");
 }

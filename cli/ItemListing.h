@@ -13,6 +13,11 @@
 /// Those whose numbers are in `repeated` are marked as being there more than once.
 void printItems(std::ostream& out, std::span<const NvItem> items, const std::set<std::uint16_t>& repeated = {});
 
+/// The layouts of items without values:
+/// { "items": [ { "id": 10, "name": "NV_A", "access": "readwrite", "fields": [ { "field": 1, "type": "BYTE",
+/// "description": "flag" } ] } ] }
+std::string layoutsToJson(std::span<const NvItem> items);
+
 /// Prints the bytes of an item, sixteen to a line behind their offset, under a line with its number and its name (empty
 /// for an item that no ring describes). `repeated` as above.
 void printItemBytes(std::ostream& out, std::uint16_t number, const std::string& name,

@@ -34,6 +34,7 @@ struct MoxContent {
     std::vector<MoxFile::NvRecord> records; ///< also those that the ring does not describe
     std::vector<std::string> failures;      ///< of items that can't be read
     std::optional<mox::Properties> properties;
+    std::uint16_t phoneModelId = 0;
     bool isWhole = true;
 };
 
@@ -44,6 +45,7 @@ MoxContent contentOf(const std::string& path) {
         file.open(path);
         content.properties = file.readMobilePropertyInfo();
         auto record = file.begin();
+        content.phoneModelId = file.readPhoneModelId();
         const auto end = file.end();
         // After an item that can't be read, the walk goes on behind it.
         for (bool isRead = true; !isRead || record != end;) {
@@ -174,6 +176,7 @@ MoxItems readMoxItems(Calvane& catalog, const std::string& path, bool withUndesc
     complain(path, content);
     MoxItems found;
     found.repeated = repeatedIn(content.records);
+    found.phoneModelId = content.phoneModelId;
     found.isSound = content.isWhole && found.repeated.empty();
     if (const auto& record = content.properties) {
         found.properties = {record->esn, record->nvMajorVersion, record->nvMinorVersion, record->softwareVersion,
@@ -233,6 +236,9 @@ std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const 
 }
 
 ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
+    if (arguments.info) {
+        return showMoxInfo(catalog, arguments);
+    }
     const std::string& path = arguments.moxPath;
     const auto& wanted = arguments.itemNumbers;
     const Ring ring = ringOf(catalog);

@@ -21,6 +21,7 @@ struct MoxItems {
     std::vector<std::uint16_t> undescribed; ///< the numbers of the others
     std::set<std::uint16_t> repeated;       ///< the numbers that stand there more than once, which are left out
     std::optional<PhoneProperties> properties;
+    std::uint16_t phoneModelId = 0;
     bool isSound = true; ///< all of it could be read, and no item stands there more than once
 };
 /// Says on standard error what is wrong with the file. With `withUndescribed`, the items that the ring does not

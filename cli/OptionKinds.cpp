@@ -79,3 +79,7 @@ void addRetries(CLI::App& verb, Arguments& arguments) {
     addNumber(verb, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
               [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
 }
+
+void addJson(CLI::App& verb, Arguments& arguments, const std::string& what) {
+    addName(verb, "--json", arguments.jsonPath, what + " to this JSON file (- for standard output)");
+}

@@ -37,6 +37,8 @@ CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::str
                             const std::string& description);
 /// The two ways to name several items. The file is read when the arguments are carried out.
 void addItems(CLI::App& verb, Arguments& arguments, const std::string& what);
+/// --json: `what` to a file.
+void addJson(CLI::App& verb, Arguments& arguments, const std::string& what);
 void addRetries(CLI::App& verb, Arguments& arguments);
 
 /// The whole of `text` as a number, which may be hexadecimal behind 0x. Otherwise `number` stays as it is.

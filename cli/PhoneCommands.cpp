@@ -10,6 +10,8 @@
 #include "workbench/MessageText.h"
 #include "workbench/PortReason.h"
 
+#include <nlohmann/json.hpp>
+
 #include <iostream>
 #include <sstream>
 
@@ -61,10 +63,15 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
 
 } // namespace
 
-ExitStatus printPorts(Calvane& catalog) {
+ExitStatus printPorts(Calvane& catalog, const Arguments& arguments) {
     const auto ports = catalog.getTessraServer()->getActiveComPorts();
+    auto json = nlohmann::ordered_json::array();
     for (const std::string& port : ports) {
-        std::cout << workbench::shownText(port) << '\n';
+        json.push_back({{"name", workbench::utf8Text(port)}});
+        std::cout << (arguments.jsonPath.empty() ? workbench::shownText(port) + "\n" : "");
+    }
+    if (!arguments.jsonPath.empty()) {
+        writeOutput(arguments.jsonPath, nlohmann::ordered_json{{"ports", std::move(json)}}.dump(2) + "\n");
     }
     if (ports.empty()) {
         std::cerr << "No phone is present on any port.\n";
@@ -95,7 +102,11 @@ ExitStatus listItems(Calvane& catalog, const Arguments& arguments) {
             items.push_back(failingWith(ExitStatus::kValues, [&] { return catalog.getSupportedNvItem(number); }));
         }
     }
-    printItems(std::cout, items);
+    if (arguments.jsonPath.empty()) {
+        printItems(std::cout, items);
+    } else {
+        writeOutput(arguments.jsonPath, layoutsToJson(items));
+    }
     std::cerr << "The decoder ring describes " << counted(described) << ".\n";
     return ExitStatus::kDone;
 }

@@ -32,7 +32,10 @@ void addWriting(CLI::App& verb, Arguments& arguments) {
 /// the others are 0 or empty.
 void addMoxOutput(CLI::App& verb, Arguments& arguments) {
     CLI::Option* mox =
-        addName(verb, "--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay");
+        addName(verb, "--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay")
+            ->check([](const std::string& path) {
+                return std::string(path == "-" ? "a calibration file can't go to standard output" : "");
+            });
     const auto add = [&](const std::string& name, const std::string& description, auto take) {
         addNumber(verb, name, description, take)->needs(mox);
     };
@@ -65,7 +68,7 @@ void describeRead(CLI::App& program, Arguments& arguments) {
     addPort(*read, arguments)->required();
     addRing(*read, arguments);
     addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
-    addName(*read, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+    addJson(*read, arguments, "Write the items");
     addItems(*read, arguments, "Read");
     addRetries(*read, arguments);
     addMoxOutput(*read, arguments);
@@ -100,7 +103,7 @@ void describeWrite(CLI::App& program, Arguments& arguments) {
                 "  calvane-batch write --port COM1 --from-mox phone.mox --changed-only --dry-run");
     addWriting(*write, arguments);
     CLI::App* source = write->add_option_group("Source", "Where the items come from");
-    addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
+    addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them (- for standard input)");
     addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
     addItems(*write, arguments, "Write");
@@ -117,6 +120,7 @@ void describePhoneVerbs(CLI::App& program, Arguments& arguments) {
     CLI::App* ports = addVerb(program, arguments, Arguments::Verb::kPorts, "ports",
                               "Print the ports on which a phone is present", "calvane-batch ports");
     addService(*ports, arguments);
+    addJson(*ports, arguments, "Write their names");
     describeRead(program, arguments);
     describeSet(program, arguments);
     describeWrite(program, arguments);

@@ -11,7 +11,7 @@ ExitStatus runBatch(const Arguments& arguments);
 
 /// The verbs. Each answers how the program ends, and throws what the catalog or a file refuses; a BatchFailure says
 /// how it ends then.
-ExitStatus printPorts(Calvane& catalog);
+ExitStatus printPorts(Calvane& catalog, const Arguments& arguments);
 ExitStatus readPhone(Calvane& catalog, const Arguments& arguments);
 ExitStatus listItems(Calvane& catalog, const Arguments& arguments);
 ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments);
@@ -21,6 +21,8 @@ ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments);
 ExitStatus setItems(Calvane& catalog, const Arguments& arguments);
 ExitStatus writePhone(Calvane& catalog, const Arguments& arguments);
 
+/// What a calibration file says of itself: model id, number of items, record of the phone.
+ExitStatus showMoxInfo(Calvane& catalog, const Arguments& arguments);
 ExitStatus showMox(Calvane& catalog, const Arguments& arguments);
 /// Removes all items from the file but those of arguments.itemNumbers; these are not touched. Refuses where nothing
 /// would stay.
@@ -36,4 +38,4 @@ ExitStatus checkItems(Calvane& catalog, const Arguments& arguments);
 
 /// Prints the storages and streams of a compound file of any kind, a line each with the size of a stream in bytes, in
 /// the order in which the container enumerates them. What can't be opened is named on standard error and passed over.
-ExitStatus printTree(const std::string& path);
+ExitStatus printTree(const Arguments& arguments);

@@ -134,9 +134,11 @@ TEST_F(BatchTool, TheAccessCodeNeedNotStandAmongTheArguments) {
 
 TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
     std::istringstream wrongUsage(
-        "nothing;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set 30x 1;set 30 1 40 1;set 30=1 40;set 30[0]=1;set 30[1]=1,2;set =1;"
+        "nothing;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set 30x 1;set 30 1 40 1;set "
+        "30=1 40;set 30[0]=1;set 30[1]=1,2;set =1;"
         "read --ids 3-2;read --ids 1,12x;read --esn 1;read --mox x --esn 12x;read --mox x --esn 4294967296;"
-        "read --mox x --model-id 0x;read --mox x --model-id 5x;read --mox x --nv-version 1;read --retries x;"
+        "read --mox x --model-id 0x;read --mox x --model-id 5x;read --mox x --nv-version 1;read --retries x;read --mox "
+        "-;show x --info --hex;"
         "read --mox x --nv-version 1.2x;read --mox x --nv-version 1.256;show x --hex=5x;prune x;prune x --keep 5x;"
         "write;write --from-mox a --from-json b;write --from-mox a --tolerate 7x;write --from-mox a "
         "--offline-first=5x;list --ring '';ports --service '';read --port '';read --text '';read --json '';read --mox "

@@ -16,6 +16,7 @@ struct Arguments {
     enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree, kDiff, kCheck };
 
     Verb verb = Verb::kPorts;
+    bool isVerbose = false; ///< failures with the functions in which they were noticed
     std::string ringPath;
     std::string servicePath;
     std::string comPort;

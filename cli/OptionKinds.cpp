@@ -7,6 +7,7 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
                   const std::string& description, const std::string& example) {
     CLI::App* added = program.add_subcommand(name, description);
     added->footer("Example:\n  " + example);
+    addVerbose(*added, arguments);
     added->callback([&arguments, verb] { arguments.verb = verb; });
     return added;
 }
@@ -45,6 +46,10 @@ CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::strin
             }
         },
         description);
+}
+
+void addVerbose(CLI::App& program, Arguments& arguments) {
+    addFlag(program, "--verbose", arguments.isVerbose, "Name the functions in which failures were noticed");
 }
 
 void addRing(CLI::App& verb, Arguments& arguments) {

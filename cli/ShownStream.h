@@ -11,6 +11,8 @@ public:
     explicit ShownStream(std::ostream& stream);
     /// Gives the stream back its own buffer.
     ~ShownStream() override;
+    /// Whether the names of functions at the front of messages are left out: workbench::withoutFunctions().
+    void hideFunctions(bool hidden) { hidesFunctions_ = hidden; }
     ShownStream(const ShownStream&) = delete;
     ShownStream& operator=(const ShownStream&) = delete;
 
@@ -21,4 +23,5 @@ private:
 
     std::ostream& stream_;
     std::streambuf* const buffer_;
+    bool hidesFunctions_ = false;
 };

@@ -15,11 +15,13 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     const ShownStream out(std::cout);
-    const ShownStream err(std::cerr);
-    kernel::setErrorLog([](std::string_view line) { std::cerr << std::string(line) + "\n"; });
+    ShownStream err(std::cerr);
+    err.hideFunctions(true);
+    kernel::setErrorLog([](std::string_view line) { tellFailure(std::string(line)); });
     try {
         const ParsedArguments parsed = parseArguments(argc, argv);
         if (parsed.arguments) {
+            err.hideFunctions(!parsed.arguments->isVerbose);
             return static_cast<int>(runBatch(*parsed.arguments));
         }
         flushOutput();

@@ -65,6 +65,17 @@ void requirePort(const Arguments& arguments) {
 
 } // namespace
 
+void describeProgram(CLI::App& program, Arguments& arguments) {
+    program.name("calvane-batch");
+    program.description("Reads, shows and writes the radio-frequency calibration items of phones.");
+    program.set_version_flag("--version", "Calvane 1.4.34");
+    program.require_subcommand(1);
+    program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
+    addVerbose(program, arguments);
+    describePhoneVerbs(program, arguments);
+    describeFileVerbs(program, arguments);
+}
+
 ParsedArguments parseArguments(int argc, const char* const* argv) {
     Arguments arguments;
     const auto directory = kernel::programDirectory();
@@ -78,13 +89,8 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
             return {std::nullopt, ExitStatus::kWrongUsage};
         }
     }
-    CLI::App program{"Reads, shows and writes the radio-frequency calibration items of phones.", "calvane-batch"};
-    program.set_version_flag("--version", "Calvane 1.4.34");
-    program.require_subcommand(1);
-    program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
-    addVerbose(program, arguments);
-    describePhoneVerbs(program, arguments);
-    describeFileVerbs(program, arguments);
+    CLI::App program;
+    describeProgram(program, arguments);
     const std::vector<std::string> words = wordsOf(argc, argv);
     try {
         program.parse(std::vector<std::string>(words.rbegin(), words.rend()));

@@ -13,7 +13,8 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
 }
 
 CLI::Option* addName(CLI::App& verb, const std::string& option, std::string& name, const std::string& description) {
-    return verb.add_option(option, name, description)->check([](const std::string& text) {
+    CLI::Option* added = verb.add_option(option, name, description)->type_name("FILE");
+    return added->check([](const std::string& text) {
         // In a message it would stand for a line of ours.
         if (text.find_first_of("\n\r\t\a") != std::string::npos) {
             return std::string("it has a line end, a tab or a bell");
@@ -28,7 +29,7 @@ CLI::Option* addFlag(CLI::App& verb, const std::string& name, bool& flag, const 
 
 CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::string& description,
                         const std::function<void(const ItemNumbers&)>& take) {
-    return verb.add_option_function<std::string>(
+    CLI::Option* added = verb.add_option_function<std::string>(
         name,
         [name, take](const std::string& text) {
             try {
@@ -38,11 +39,12 @@ CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::stri
             }
         },
         description);
+    return added->type_name("IDS");
 }
 
 CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::string& description,
                        const std::function<bool(const std::string&)>& take) {
-    return verb.add_option_function<std::string>(
+    CLI::Option* added = verb.add_option_function<std::string>(
         name,
         [name, take](const std::string& text) {
             if (!take(text)) {
@@ -50,6 +52,7 @@ CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::strin
             }
         },
         description);
+    return added->type_name("VALUE");
 }
 
 void addVerbose(CLI::App& program, Arguments& arguments) {
@@ -66,7 +69,8 @@ void addService(CLI::App& verb, Arguments& arguments) {
 }
 
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
-    CLI::Option* port = addName(verb, "--port", arguments.comPort, "Port of the phone, such as COM1");
+    CLI::Option* port =
+        addName(verb, "--port", arguments.comPort, "Port of the phone, such as COM1")->type_name("PORT");
     addService(verb, arguments);
     return port;
 }

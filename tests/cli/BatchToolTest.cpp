@@ -196,6 +196,25 @@ TEST_F(BatchTool, WrongUsageNamesTheWordAndTheNearestOne) {
               "calvane-batch: 'none': MoxFile::setupStgPointers() - Trying to read 'none' that doesn't exists\n");
 }
 
+TEST_F(BatchTool, TheShellCompletesVerbsOptionsAndFiles) {
+    write("complete", CALVANE_PAGES R"( bash >script && bash -n script && . ./script
+        try() { COMP_WORDS=(calvane-batch "$@"); COMP_CWORD=$#; _calvane_batch; echo "${COMPREPLY[@]}"; }
+        try re; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js)");
+    EXPECT_EQ(std::system(("cd '" + folder.path.string() + "' && bash complete >out").c_str()), 0);
+    EXPECT_EQ(readText(folder / "out"), "read reset\n--json\n--changed-only-names\nring.vrk\n\n\n");
+}
+
+TEST_F(BatchTool, APageForManIsTheHelp) {
+    write("help", "Does it.\nUsage: /x/tool [OPTIONS]\n\nOptions:\n  -h,--help    Print \\n\n  --rate N:0 to 1\n"
+                  "               .5 at most\n               or more\n");
+    ASSERT_EQ(std::system(("cd '" + folder.path.string() + "' && " CALVANE_PAGES " man 'V 1' tool <help >out").c_str()),
+              0);
+    EXPECT_EQ(readText(folder / "out"),
+              ".\\\" Made from the program's own --help.\n.TH \"TOOL\" 1 \"\" \"V 1\" \"User Commands\"\n.SH NAME\n"
+              "tool \\- Does it\n.SH SYNOPSIS\n.B \"tool\"\n[OPTIONS]\n.SH DESCRIPTION\nDoes it.\n.SH \"OPTIONS\"\n"
+              ".TP\n.B \"\\-h,\\-\\-help\"\nPrint \\en\n.TP\n.B \"\\-\\-rate N:0 to 1\"\n\\&.5 at most or more\n");
+}
+
 TEST_F(BatchTool, PortsNamesABrokenFileWithItsLineAndGoesOn) {
     write("Tessra.toml", "[[port]]\nname = \n");
     const Outcome broken = run("ports");

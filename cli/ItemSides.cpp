@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <iostream>
 
 namespace {
@@ -77,7 +78,11 @@ bool isNamed(const Arguments& arguments, std::uint16_t number) {
 
 bool isCalibrationFile(const std::string& path) {
     std::string start;
-    const int error = path == "-" ? EINVAL : kernel::readRegularFile(path, kCompoundSignature.size(), start);
+    // A pipe is not even opened: whoever writes into it would take the end of a first look for that of its reader.
+    std::error_code noFile;
+    const int error = !std::filesystem::is_regular_file(path, noFile)
+                          ? EINVAL
+                          : kernel::readRegularFile(path, kCompoundSignature.size(), start);
     const bool hasSignature = (error == 0 || error == EFBIG) && start.starts_with(kCompoundSignature);
     return hasSignature || kernel::lowerCase(path).ends_with(".mox");
 }

@@ -57,6 +57,49 @@ TEST_F(BatchCompare, WhatCantBeComparedIsNoDifference) {
     expectRun("diff p.mox COM9", 6, "calvane-batch: 'COM9' is no file, and no port of 'Tessra.toml'.\n");
 }
 
+TEST_F(BatchCompare, ADiffOfTwoPhonesSaysThatTheyAreTwo) {
+    const std::string second = "[[port]]\nname = \"COM2\"\ninitial = \"second.nvmem\"\n";
+    write("second.nvmem", "10 0 f4ff01aabc\n20 0 05\n30 0 07\n");
+    service(second + "serial = \"2\"\n");
+    const Outcome outcome = run("diff COM1 COM2");
+    EXPECT_EQ(outcome.status, 10);
+    EXPECT_NE(outcome.out.find("@@ 10 NV_A @@\n-  bytes behind the sub-fields: aabb00"), std::string::npos)
+        << outcome.out;
+    EXPECT_EQ(outcome.err, "The values are of two phones: Sample 0000000001 on COM1 (left) and Sample 2 on COM2 "
+                           "(right).\n2 equal, 1 different, 0 only left, 0 only right.\n");
+    service(second + "[[port.fault]]\ncall = \"send\"\nvanish = true\n");
+    EXPECT_EQ(run("diff COM1 COM2").status, 3) << "a failure outweighs a difference";
+}
+
+TEST_F(BatchCompare, ADiffOfADamagedFileIsAFailure) {
+    ASSERT_EQ(run("read --mox p.mox --model-id 5").status, 0);
+    std::string bytes = readText(folder / "p.mox");
+    std::string stream;
+    for (int digit = 0; digit < 8; ++digit) {
+        stream += std::string("0\0", 2);
+    }
+    bytes[bytes.rfind(stream) + 0x78] = '\x20'; // the length of an item
+    write("q.mox", bytes);
+    const Outcome outcome = run("diff p.mox q.mox");
+    EXPECT_EQ(outcome.status, 6);
+    EXPECT_NE(outcome.err.find("'q.mox' is damaged: it may have had more items.\n"), std::string::npos) << outcome.err;
+}
+
+TEST_F(BatchCompare, JsonComesThroughPipes) {
+    ASSERT_EQ(run("read --json j").status, 0);
+    ASSERT_EQ(std::system(("mkfifo '" + (folder / "pipe").string() + "'").c_str()), 0);
+    for (const std::string verb : {"diff j pipe", "check --from pipe --units u", "write --from-json pipe"}) {
+        write("u", "30 1 - 1 0 - 7\n");
+        EXPECT_EQ(run(verb, " --port COM1", "cat j >pipe").status, 0) << verb;
+        EXPECT_EQ(run("list >list; cat j | " CALVANE_BATCH " " + verb.substr(0, verb.find("pipe")) +
+                      "- --ring ring.vrk" + (verb.starts_with("write") ? " --port COM1 --service Tessra.toml" : "") +
+                      (verb.starts_with("check") ? " --units u" : ""))
+                      .status,
+                  0)
+            << verb;
+    }
+}
+
 TEST_F(BatchCompare, ACheckNamesWhatIsOutsideItsLimits) {
     ASSERT_EQ(run("read --json j").status, 0);
     const std::string outside = "10 NV_A [1] offset: -1.2 dBm, low; permitted: -1.0 dBm to 2.0 dBm (raw -12)\n";

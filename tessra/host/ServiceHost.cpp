@@ -3,6 +3,7 @@
 #include "tessra/ServiceObjects.h"
 #include "tessra/serial/SerialLine.h"
 #include "tessra/simulator/SimulatedPhone.h"
+#include "tessra/trace/TracedLink.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -18,40 +19,46 @@ bool wantsFaults(const ServiceConfig& config) {
     });
 }
 
-// The way to the phone of a port; where there are faults, one that can be told to misbehave.
-std::shared_ptr<PhoneLink> makeLink(const PortConfig& port, ServiceFaults* faults) {
+// The way to the phone of a port; where there are faults, one that can be told to misbehave. A line records what goes
+// over it; of a simulated phone's packets those are recorded that clients send and see, faults included.
+std::shared_ptr<PhoneLink> makeLink(const PortConfig& port, ServiceFaults* faults,
+                                    const std::shared_ptr<PacketRecorder>& recorder) {
+    const bool isLine = !port.line.device.empty();
+    const auto tap = recorder ? std::optional(PacketTap(port.name, recorder)) : std::nullopt;
     std::shared_ptr<PhoneLink> link;
     std::function<void()> putBack = [] {};
-    if (port.line.device.empty()) {
+    if (!isLine) {
         const auto phone = std::make_shared<SimulatedPhone>(port.name, port.phone, port.memory, port.initial);
         putBack = [phone] { phone->restart(); };
         link = phone;
     } else {
-        link = std::make_shared<SerialLine>(port.name, port.line);
+        link = std::make_shared<SerialLine>(port.name, port.line, tap);
     }
-    if (faults == nullptr) {
-        return link;
+    if (faults != nullptr) {
+        const auto wrapped = std::make_shared<FaultyLink>(link, port.present, port.faults, putBack);
+        faults->phones.emplace(port.number, wrapped);
+        link = wrapped;
     }
-    const auto wrapped = std::make_shared<FaultyLink>(link, port.present, port.faults, putBack);
-    faults->phones.emplace(port.number, wrapped);
-    return wrapped;
+    return tap && !isLine ? std::make_shared<TracedLink>(link, *tap) : link;
 }
 
-std::shared_ptr<Service> makeService(const ServiceConfig& config, ServiceFaults* faults) {
+std::shared_ptr<Service> makeService(const ServiceConfig& config, ServiceFaults* faults,
+                                     const std::shared_ptr<PacketRecorder>& recorder) {
     std::vector<std::shared_ptr<Port>> ports;
     for (const PortConfig& port : config.ports) {
-        ports.push_back(std::make_shared<Port>(port.name, port.number, makeLink(port, faults)));
+        ports.push_back(std::make_shared<Port>(port.name, port.number, makeLink(port, faults, recorder)));
     }
     return std::make_shared<Service>(std::move(ports));
 }
 
 } // namespace
 
-ServiceHost::ServiceHost(const ServiceConfig& config, Wrapping wrapping) {
+ServiceHost::ServiceHost(const ServiceConfig& config, Wrapping wrapping,
+                         const std::shared_ptr<PacketRecorder>& recorder) {
     if (wrapping == Wrapping::kAlways || wantsFaults(config)) {
         faults_ = std::make_shared<ServiceFaults>(config.faults);
     }
-    service_ = makeService(config, faults_.get());
+    service_ = makeService(config, faults_.get(), recorder);
     com::ClassFactory servers = [service = service_](ComPtr<com::Unknown>& out) { return makeServer(service, out); };
     com::ClassFactory registries = [service = service_](ComPtr<com::Unknown>& out) {
         return makeClientRegistry(service, out);

@@ -5,6 +5,7 @@
 #include "tessra/Service.h"
 #include "tessra/host/ServiceConfig.h"
 #include "tessra/simulator/FaultyObjects.h"
+#include "tessra/trace/PacketRecorder.h"
 
 #include <memory>
 #include <optional>
@@ -23,8 +24,10 @@ public:
     enum class Wrapping : std::uint8_t { kWhereConfigured, kAlways };
 
     /// A port whose phone can't be had (its memory is wrong, or in use) is there without it; the error log says why.
-    /// std::invalid_argument for a configuration with a rule that has a faultProblem().
-    explicit ServiceHost(const ServiceConfig& config, Wrapping wrapping = Wrapping::kWhereConfigured);
+    /// std::invalid_argument for a configuration with a rule that has a faultProblem(). `recorder`, if there is one,
+    /// gets the packets of all ports.
+    explicit ServiceHost(const ServiceConfig& config, Wrapping wrapping = Wrapping::kWhereConfigured,
+                         const std::shared_ptr<PacketRecorder>& recorder = nullptr);
     ~ServiceHost();
     ServiceHost(const ServiceHost&) = delete;
     ServiceHost& operator=(const ServiceHost&) = delete;

@@ -1,0 +1,121 @@
+#include "cli/OptionKinds.h"
+#include "cli/VerbOptions.h"
+
+#include <stdexcept>
+
+namespace {
+
+/// What set and write have in common.
+void addWriting(CLI::App& verb, Arguments& arguments) {
+    addPort(verb, arguments);
+    addRing(verb, arguments);
+    CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
+                               "Service programming code to send first, for items that the phone protects with it; "
+                               "all users of the machine can see it");
+    addName(verb, "--spc-file", arguments.accessCodePath,
+            "File whose first line is that code (default: that of the environment's CALVANE_SPC)")
+        ->excludes(spc);
+    verb.add_option("--expect-serial", arguments.expectedSerial,
+                    "Send nothing to a phone with another serial number, or with none");
+    addFlag(verb, "--dry-run", arguments.isDryRun,
+            "Print what would be written, and write nothing; the phone is read only where --port is given");
+    addFlag(verb, "--changed-only", arguments.changedOnly, "Leave out what the phone has already");
+    addFlag(verb, "--keep-going", arguments.keepGoing,
+            "Go on behind an item that the phone refuses, and without items that can't be read before");
+    addFlag(verb, "--verify-after-reset", arguments.verifyAfterReset,
+            "Reset the phone at the end, and read everything back once more");
+    addFlag(verb, "--wrap", arguments.wrap,
+            "Take values that their types store as others, such as -1 for 65535 in a WORD");
+}
+
+/// The options for the calibration file that a read writes. Any of the last four asks for a property record, in which
+/// the others are 0 or empty.
+void addMoxOutput(CLI::App& verb, Arguments& arguments) {
+    CLI::Option* mox =
+        addName(verb, "--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay");
+    const auto add = [&](const std::string& name, const std::string& description, auto take) {
+        addNumber(verb, name, description, take)->needs(mox);
+    };
+    const auto record = [&arguments]() -> PhoneProperties& {
+        return arguments.properties ? *arguments.properties : arguments.properties.emplace();
+    };
+    add("--model-id", "Phone model id of a new calibration file (0 to 65535)",
+        [&arguments](const std::string& text) { return parseNumber(text, arguments.phoneModelId); });
+    add("--esn", "ESN for the file's record of the phone, such as 0x1A2B3C4D",
+        [record](const std::string& text) { return parseNumber(text, record().esn); });
+    add("--nv-version", "NV version for that record, such as 1.2", [record](const std::string& text) {
+        const auto dot = text.find('.');
+        return dot != std::string::npos && parseNumber(text.substr(0, dot), record().nvMajorVersion) &&
+               parseNumber(text.substr(dot + 1), record().nvMinorVersion);
+    });
+    add("--software-version", "Software version for that record", [record](const std::string& text) {
+        record().softwareVersion = text;
+        return true;
+    });
+    add("--client-name", "Client name for that record", [record](const std::string& text) {
+        record().clientName = text;
+        return true;
+    });
+}
+
+void describeRead(CLI::App& program, Arguments& arguments) {
+    CLI::App* read = addVerb(program, arguments, Arguments::Verb::kRead, "read", "Read the items of a phone",
+                             "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json\n"
+                             "  calvane-batch read --port COM1 --mox phone.mox --model-id 123 --nv-version 1.2");
+    addPort(*read, arguments)->required();
+    addRing(*read, arguments);
+    addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
+    addName(*read, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+    addItems(*read, arguments, "Read");
+    addNumber(*read, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
+              [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
+    addMoxOutput(*read, arguments);
+}
+
+void describeSet(CLI::App& program, Arguments& arguments) {
+    CLI::App* set = addVerb(program, arguments, Arguments::Verb::kSet, "set",
+                            "Change one item on a phone: read it, write it, and read it back",
+                            "calvane-batch set --port COM1 1007 \"5,11,307\"");
+    addWriting(*set, arguments);
+    // As text: the library would take a leading zero for an octal number, and another item would be written.
+    addNumbers(*set, "item", "Item number", [&arguments](const ItemNumbers& numbers) {
+        if (numbers.all.size() != 1) {
+            throw std::invalid_argument("one item at a time");
+        }
+        arguments.itemNumber = numbers.all.front();
+    })->required();
+    set->add_option("values", arguments.values, "One decimal value per sub-field, separated by commas")->required();
+}
+
+void describeWrite(CLI::App& program, Arguments& arguments) {
+    CLI::App* write =
+        addVerb(program, arguments, Arguments::Verb::kWrite, "write", "Write the items of a file to a phone",
+                "calvane-batch write --port COM1 --from-json before.json --tolerate 7,9\n"
+                "  calvane-batch write --port COM1 --from-mox phone.mox --changed-only --dry-run");
+    addWriting(*write, arguments);
+    CLI::App* source = write->add_option_group("Source", "Where the items come from");
+    addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
+    addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");
+    source->require_option(1);
+    addItems(*write, arguments, "Write");
+    addFlag(*write, "--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
+    addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9, and count it as done",
+               [&arguments](const ItemNumbers& numbers) {
+                   arguments.toleratedNumbers = {numbers.all.begin(), numbers.all.end()};
+               });
+}
+
+} // namespace
+
+void describePhoneVerbs(CLI::App& program, Arguments& arguments) {
+    CLI::App* ports = addVerb(program, arguments, Arguments::Verb::kPorts, "ports",
+                              "Print the ports on which a phone is present", "calvane-batch ports");
+    addService(*ports, arguments);
+    describeRead(program, arguments);
+    describeSet(program, arguments);
+    describeWrite(program, arguments);
+    CLI::App* reset =
+        addVerb(program, arguments, Arguments::Verb::kReset, "reset",
+                "Reset a phone and wait until it has come back (100 s at most)", "calvane-batch reset --port COM1");
+    addPort(*reset, arguments)->required();
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "cli/Arguments.h"
+
+namespace CLI {
+class App;
+}
+
+/// Adds the verbs to the program, with their options. What the command line says of them goes into `arguments`, which
+/// outlives the program.
+
+void describePhoneVerbs(CLI::App& program, Arguments& arguments);
+/// Those that need no phone.
+void describeFileVerbs(CLI::App& program, Arguments& arguments);

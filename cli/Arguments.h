@@ -16,6 +16,7 @@ struct Arguments {
     Verb verb = Verb::kPorts;
     std::string ringPath;
     std::string servicePath;
+    std::string tracePath; ///< where the packets of its ports are recorded; empty for nowhere
     std::string comPort;
     std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show, write: these alone; prune: to keep
     std::vector<std::uint16_t> singleNumbers;              ///< of these, the ones named outside ranges

@@ -1,5 +1,6 @@
 #include "cli/CommandText.h"
 #include "cli/FileUses.h"
+#include "cli/RunTrace.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
@@ -112,8 +113,9 @@ ExitStatus runBatch(const Arguments& given) {
     const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
     const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
     refuseFilesOfTwoUses(arguments, config);
+    const RunTrace trace(arguments.tracePath);
     if (isHost) {
-        service.emplace(config);
+        service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());
     }
     Calvane catalog;
     try {
@@ -132,5 +134,5 @@ ExitStatus runBatch(const Arguments& given) {
     if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments.comPort)) {
         status = worse(status, ExitStatus::kNoPhone);
     }
-    return status;
+    return worse(status, trace.status());
 }

@@ -62,7 +62,8 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
         return useOf(option + " '" + path + "'", path);
     };
     return {named("--text", arguments.textPath), named("--json", arguments.jsonPath),
-            named("--mox", arguments.verb == Verb::kRead ? arguments.moxPath : "")};
+            named("--mox", arguments.verb == Verb::kRead ? arguments.moxPath : ""),
+            named("--trace", arguments.tracePath)};
 }
 
 [[noreturn]] void refuse(const std::string& output, const std::string& other) {

@@ -54,6 +54,8 @@ void addRing(CLI::App& verb, Arguments& arguments) {
 void addService(CLI::App& verb, Arguments& arguments) {
     addName(verb, "--service", arguments.servicePath,
             "Ports of the phone service (default: Tessra.toml beside the program)");
+    addName(verb, "--trace", arguments.tracePath,
+            "Record every packet in this file (- for standard output), the service programming code blanked out");
 }
 
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {

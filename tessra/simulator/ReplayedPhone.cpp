@@ -161,7 +161,10 @@ void ReplayedPhone::noteReset(Request request) {
     const bool isReset = request.size() == kModePacketBytes && hasCommand(request, Command::kChangeMode) &&
                          kernel::get16(request.data() + 1) == static_cast<std::uint16_t>(PhoneMode::kReset);
     const bool isAgreed = !exchange.answers.empty() && isEqual(exchange.answers.back(), request);
-    if (isReset && isAgreed && nextCommand(sectionBegin_) == sectionBegin_) {
+    const auto section = std::span(exchanges_).subspan(sectionBegin_, nextCommand(sectionBegin_) - sectionBegin_);
+    const bool isWatched = std::ranges::any_of(
+        section, [](const Exchange& each) { return hasCommand(each.request.bytes, Command::kQueryMode); });
+    if (isReset && isAgreed && !isWatched) {
         awayUntil_ = Clock::now() + kAway;
     }
 }

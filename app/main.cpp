@@ -16,9 +16,11 @@
 namespace {
 
 /// The phone service of this process; without it, where its configuration can't be used, there are no ports.
-std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& programDirectory) {
+std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& programDirectory,
+                                                  const std::shared_ptr<tessra::PacketRecorder>& recorder) {
     try {
-        return std::make_unique<tessra::ServiceHost>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"));
+        return std::make_unique<tessra::ServiceHost>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"),
+                                                     tessra::ServiceHost::Wrapping::kWhereConfigured, recorder);
     } catch (const std::exception& failure) {
         const std::string shown = workbench::shownMessage(kernel::messageOf(failure));
         showMessageBox(nullptr, QString::fromStdString(shown), kExceptionCaption, MessageIcon::kError);
@@ -70,7 +72,9 @@ int main(int argc, char** argv) {
 
     try {
         const std::filesystem::path programDirectory = kernel::programDirectory();
-        const auto service = startService(programDirectory);
+        const TraceSource trace;
+        app.setTraceSource(trace);
+        const auto service = startService(programDirectory, trace.recorder);
         const bool started =
             app.initInstance(programDirectory, parser.positionalArguments().value(0), parser.value(calibrationFile));
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;

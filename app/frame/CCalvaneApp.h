@@ -1,8 +1,11 @@
 #pragma once
 
+#include "app/trace/TraceSource.h"
+
 #include <QApplication>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 class CMainFrame;
 
@@ -26,6 +29,11 @@ public:
     /// Destroys the main window with all documents, which write their configuration.
     void end();
 
+    /// Where the packets of the ports come from, for the window that shows them; without one there is no such window.
+    /// To be set before initInstance().
+    void setTraceSource(const TraceSource& source) { traceSource_ = source; }
+    const std::optional<TraceSource>& traceSource() const { return traceSource_; }
+
     CMainFrame* mainFrame() { return mainFrame_.get(); }
 
     bool newDocument();
@@ -43,5 +51,6 @@ private:
     /// A file that is gone is told and leaves the list.
     void openRecentCalibrationFile(const QString& path);
 
+    std::optional<TraceSource> traceSource_;
     std::unique_ptr<CMainFrame> mainFrame_;
 };

@@ -13,6 +13,7 @@
 #include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/frame/TableCommands.h"
+#include "app/frame/TracePart.h"
 #include "app/review/ItemReportDialog.h"
 #include "app/review/ReviewDialog.h"
 #include "app/views/CNvItemList.h"
@@ -135,6 +136,7 @@ void CSplitterFrame::makePanes() {
 
 void CSplitterFrame::makeParts() {
     parts_.push_back(std::make_unique<DocumentPropertiesPart>(*this, *document_));
+    parts_.push_back(std::make_unique<TracePart>(*this));
     auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
     filter_ = filter.get();
     parts_.push_back(std::move(filter));

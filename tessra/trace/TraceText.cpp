@@ -10,7 +10,6 @@ namespace tessra {
 namespace {
 
 constexpr std::string_view kDigits = "0123456789abcdef";
-constexpr std::string_view kWays = "><!";
 
 std::string shownPort(std::string_view name) {
     std::string text;
@@ -41,10 +40,15 @@ std::string traceHeadLine(std::chrono::system_clock::time_point begin) {
     return std::string(kTraceHead) + std::string(text.data(), length) + padded(us % 1'000'000, 6) + "Z\n";
 }
 
+char waySign(TraceWay way) {
+    constexpr std::string_view kSigns = "><!";
+    return kSigns[static_cast<std::size_t>(way)];
+}
+
 std::string traceLineFront(const TraceRecord& record) {
     const TraceWords words = wordsOf(record);
     return std::to_string(record.timeUs / 1'000'000) + '.' + padded(record.timeUs % 1'000'000, 6) + ' ' +
-           shownPort(record.port) + ' ' + kWays[static_cast<std::size_t>(record.way)] + ' ' + words.command + ' ' +
+           shownPort(record.port) + ' ' + waySign(record.way) + ' ' + words.command + ' ' +
            words.item + ' ' + words.status + ' ';
 }
 

@@ -20,6 +20,9 @@ std::string traceLine(const TraceRecord& record);
 /// characters other than visible ones of ASCII, and per cent signs, as a per cent sign and two hexadecimal digits.
 std::string traceLineFront(const TraceRecord& record);
 
+/// '>' to the phone, '<' from it, '!' damaged.
+char waySign(TraceWay way);
+
 /// The bytes in lower-case hexadecimal digits, "**" for each that is blanked out, "-" for none.
 std::string traceBytes(const TraceRecord& record, std::string_view between = "");
 

@@ -5,6 +5,24 @@
 
 #include <algorithm>
 
+namespace {
+
+// A digit that is alone stands for the upper half of a byte; nothing where there is another character.
+std::vector<std::uint8_t> bytesOf(std::string_view digits) {
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t at = 0; at < digits.size(); at += 2) {
+        const bool isHalf = at + 1 == digits.size();
+        const auto byte = kernel::wholeNumber<std::uint8_t>(digits.substr(at, 2), 16);
+        if (!byte) {
+            return {};
+        }
+        bytes.push_back(static_cast<std::uint8_t>(isHalf ? *byte << 4 : *byte));
+    }
+    return bytes;
+}
+
+} // namespace
+
 PacketFilter::PacketFilter(std::string_view line) {
     constexpr std::string_view kStatus = "status=";
     constexpr std::string_view kBytes = "bytes=";
@@ -17,13 +35,14 @@ PacketFilter::PacketFilter(std::string_view line) {
         line = kernel::trimmedFront(line).substr(next.size());
         const std::string word = kernel::lowerCase(next);
         if (word.starts_with(kStatus)) {
-            words_.push_back({Kind::kStatus, word.substr(kStatus.size())});
+            words_.push_back({Kind::kStatus, word.substr(kStatus.size()), {}});
         } else if (word.starts_with(kBytes)) {
-            words_.push_back({Kind::kBytes, word.substr(kBytes.size())});
+            const std::string digits = word.substr(kBytes.size());
+            words_.push_back({Kind::kBytes, digits, bytesOf(digits)});
         } else if (word.find_first_not_of(kDigits) == std::string::npos) {
-            words_.push_back({Kind::kItem, word});
+            words_.push_back({Kind::kItem, word, {}});
         } else {
-            words_.push_back({word == ">" || word == "<" || word == "!" ? Kind::kWay : Kind::kName, word});
+            words_.push_back({word == ">" || word == "<" || word == "!" ? Kind::kWay : Kind::kName, word, {}});
         }
     }
 }
@@ -42,15 +61,8 @@ bool PacketFilter::fits(const Word& word, const tessra::TraceRecord& record, con
         return words.item == word.text;
     case Kind::kStatus:
         return words.status == word.text;
-    case Kind::kBytes: {
-        const std::string bytes = tessra::traceBytes(record);
-        for (auto at = bytes.find(word.text); at != std::string::npos; at = bytes.find(word.text, at + 1)) {
-            if (at % 2 == 0) { // else it begins within a byte
-                return true;
-            }
-        }
-        return false;
-    }
+    case Kind::kBytes:
+        return hasBytes(record, word);
     case Kind::kWay:
         return tessra::waySign(record.way) == word.text.front();
     case Kind::kName:
@@ -58,4 +70,19 @@ bool PacketFilter::fits(const Word& word, const tessra::TraceRecord& record, con
                kernel::lowerCase(record.port).find(word.text) != std::string::npos;
     }
     return false;
+}
+
+// Bytes that are blanked out are not known to be anything.
+bool PacketFilter::hasBytes(const tessra::TraceRecord& record, const Word& word) {
+    if (word.bytes.empty()) {
+        return word.text.empty(); // nothing is wanted yet
+    }
+    const auto end = record.bytes.begin() +
+                     static_cast<std::ptrdiff_t>(std::min(record.blankFrom, record.bytes.size()));
+    const std::uint8_t* const last = &word.bytes.back();
+    const unsigned lastMask = word.text.size() % 2 == 0 ? 0xFF : 0xF0;
+    const auto isSame = [&](std::uint8_t own, const std::uint8_t& wanted) {
+        return (own & (&wanted == last ? lastMask : 0xFF)) == wanted;
+    };
+    return std::search(record.bytes.begin(), end, word.bytes.begin(), word.bytes.end(), isSame) != end;
 }

@@ -11,7 +11,7 @@
 namespace {
 
 /// A cell shows no more bytes; the box below the table has all of them.
-constexpr std::size_t kCellBytes = 160;
+constexpr std::size_t kCellBytes = 64;
 
 constexpr const char* kTitles[TraceModel::kColumns] = {"Time",   "Port",   "Direction", "Command",
                                                        "Item",   "Status", "Bytes"};

@@ -203,7 +203,7 @@ void TraceWindow::clear() {
 }
 
 void TraceWindow::save() {
-    const auto path = askFileToSave(this, {"Save Trace", "Trace ( *.trace ) |*.trace|All Files ( *.* )|*.*||", "trace"});
+    const auto path = askFileToSave(this, {"Save Trace", "Trace ( *.trc ) |*.trc|All Files ( *.* )|*.*||", "trc"});
     if (path && !jobs_.isRunning()) {
         writeFile(*path);
     }

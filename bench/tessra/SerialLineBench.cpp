@@ -1,5 +1,6 @@
 // What a serial line costs on top of the terminal that it goes through: reads of an NV item through SerialLine, with
-// the phone model at the other end, beside the same frame sent through a terminal that echoes it. And what the service
+// the phone model at the other end, beside the same frame sent through a terminal that echoes it, and with a recorder
+// that is off, keeps the packets for a window, or writes them to a file. And what the service
 // costs when nobody asks it anything: processor time in its own process, with phones in another.
 
 #include "tessra/Packet.h"
@@ -8,6 +9,8 @@
 #include "tessra/serial/SerialLine.h"
 #include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
+#include "tessra/trace/TraceBuffer.h"
+#include "tessra/trace/TraceFile.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -38,7 +41,7 @@ Bytes readRequest(std::uint16_t item) {
     return request;
 }
 
-void exchange(benchmark::State& state) {
+void readItems(benchmark::State& state, const std::shared_ptr<tessra::PacketRecorder>& recorder) {
     tessra::NvMemoryFile memory({}, {});
     tessra::PhoneModel phone({}, memory);
     tessra::PhoneTerminal terminal(phone);
@@ -46,7 +49,11 @@ void exchange(benchmark::State& state) {
     {
         tessra::LineSetup setup;
         setup.device = terminal.device();
-        tessra::SerialLine line("COM1", setup);
+        std::optional<tessra::PacketTap> tap;
+        if (recorder) {
+            tap.emplace("COM1", recorder);
+        }
+        tessra::SerialLine line("COM1", setup, tap);
         line.start([] {});
         line.awaitFirstView();
         // As in a transfer: a request that equals the one before costs a question.
@@ -61,6 +68,30 @@ void exchange(benchmark::State& state) {
     }
     terminal.stop();
     runner.join();
+}
+
+void exchangeUnrecorded(benchmark::State& state) {
+    readItems(state, nullptr);
+}
+
+void exchangeOff(benchmark::State& state) {
+    readItems(state, std::make_shared<tessra::PacketRecorder>([](const tessra::TraceRecord&) {}, false));
+}
+
+void exchangeToBuffer(benchmark::State& state) {
+    tessra::TraceBuffer buffer;
+    readItems(state, std::make_shared<tessra::PacketRecorder>(
+                        [&buffer](tessra::TraceRecord&& record) { buffer.add(std::move(record)); }));
+}
+
+void exchangeToFile(benchmark::State& state) {
+    const auto path = std::filesystem::temp_directory_path() / ("calvane-bench-" + std::to_string(::getpid()));
+    {
+        tessra::TraceFile file(path, std::chrono::system_clock::now());
+        readItems(state, std::make_shared<tessra::PacketRecorder>(
+                            [&file](const tessra::TraceRecord& record) { file.add(record); }));
+    }
+    std::filesystem::remove(path);
 }
 
 // Both ends of a terminal; bytes written to one come out of the other as they are.
@@ -175,7 +206,10 @@ void idleService(benchmark::State& state) {
     std::filesystem::remove_all(folder);
 }
 
-BENCHMARK(exchange)->Name("SerialExchange")->UseRealTime();
+BENCHMARK(exchangeUnrecorded)->Name("SerialExchange")->UseRealTime();
+BENCHMARK(exchangeOff)->Name("SerialExchange_off")->UseRealTime();
+BENCHMARK(exchangeToBuffer)->Name("SerialExchange_buffer")->UseRealTime();
+BENCHMARK(exchangeToFile)->Name("SerialExchange_file")->UseRealTime();
 BENCHMARK(echo)->Name("SerialExchange_echo")->UseRealTime();
 BENCHMARK(idleService)->Name("IdleService/4_ports")->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 

@@ -55,6 +55,7 @@ void readItems(benchmark::State& state, const std::shared_ptr<tessra::PacketReco
         }
         tessra::SerialLine line("COM1", setup, tap);
         line.start([] {});
+        line.open();
         line.awaitFirstView();
         // As in a transfer: a request that equals the one before costs a question.
         const Bytes requests[] = {readRequest(1007), readRequest(1008)};

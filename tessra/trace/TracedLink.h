@@ -15,6 +15,8 @@ public:
     TracedLink(std::shared_ptr<PhoneLink> link, PacketTap tap) : link_(std::move(link)), tap_(std::move(tap)) {}
 
     void start(std::function<void()> changed) override { link_->start(std::move(changed)); }
+    void open() override { link_->open(); }
+    void release() override { link_->release(); }
     void close() override { link_->close(); }
     PhoneView look() override { return link_->look(); }
     void awaitFirstView() override { link_->awaitFirstView(); }

@@ -17,11 +17,13 @@
 namespace tessra {
 namespace {
 
-// Words that may be anything are shown no longer than this.
+// Words that may be anything are shown no longer than this, and what no terminal should get as a question mark.
 constexpr std::size_t kShownBytes = 60;
 
 std::string shown(std::string_view word) {
-    return "'" + kernel::shortened(word, kShownBytes) + "'";
+    std::string text = kernel::shortened(word, kShownBytes);
+    std::ranges::replace_if(text, [](char c) { return c < ' ' || c > '~'; }, '?');
+    return "'" + text + "'";
 }
 
 // Cuts the text up to the next blank off the front of `line`. Words are parted by one blank each.
@@ -161,7 +163,7 @@ std::vector<TraceRecord> loadTrace(const std::filesystem::path& file, std::strin
     if (!isKnown) {
         std::string names;
         for (const std::string& name : ports) {
-            names += (names.empty() ? "" : ", ") + name;
+            names += (names.empty() ? "" : ", ") + shown(name);
         }
         throw ConfigError(file, 0,
                           ports.empty()  ? "it has no packets"

@@ -78,7 +78,7 @@ TEST(TraceText, NamesTheLineOfAFault) {
         {"-1.000001 COM1 > query-mode - - 2a\n", "t:3: the time '-1.000001' is no number of seconds with six decimals"},
         {"1.000001 COM% > query-mode - - 2a\n",
          "t:3: a per cent sign in the port needs two hexadecimal digits behind it"},
-        {"1.000001 COM1 >> query-mode - - 2a\n", "t:3: the way '>>' is none of >, < and !"},
+        {"1.000001 COM1 >\x1b query-mode - - 2a\n", "t:3: the way '>?' is none of >, < and !"},
         {"1.000001 COM1 > query-mode - -\n", "t:3: the packet is missing"},
         {"1.000001 COM1 > query-mode - - 2A\n", "t:3: '2A' is no byte in two lower-case hexadecimal digits"},
         {"1.000001 COM1 > query-mode - - 2\n",
@@ -97,8 +97,8 @@ TEST(TraceText, NamesTheLineOfAFault) {
     writeText(folder / "t", kHead + two);
     const std::string path = (folder / "t").string();
     EXPECT_EQ(messageOf([&] { loadTrace(path, ""); }),
-              path + ": it has the packets of several ports, and one is to be chosen: COM1, COM2");
-    EXPECT_EQ(messageOf([&] { loadTrace(path, "COM3"); }), path + ": it has no packets of 'COM3', but of COM1, COM2");
+              path + ": it has the packets of several ports, and one is to be chosen: 'COM1', 'COM2'");
+    EXPECT_EQ(messageOf([&] { loadTrace(path, "COM3"); }), path + ": it has no packets of 'COM3', but of 'COM1', 'COM2'");
     EXPECT_EQ(loadTrace(path, "COM2").size(), 1U);
 }
 
@@ -249,6 +249,7 @@ TEST(TraceBuffer, IsFilledAndEmptiedByTwoThreads) {
         [&buffer](TraceRecord&& record) { buffer.add(std::move(record)); }, false);
     SerialLine line("COM1", {.device = folder / "a"}, PacketTap("COM1", recorder));
     line.start([] {});
+    line.open();
     line.awaitFirstView();
     std::atomic<bool> isOver = false;
     std::thread client([&] {

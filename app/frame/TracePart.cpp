@@ -22,6 +22,7 @@ void TracePart::run(CommandId) {
     if (trace == nullptr) {
         trace = new TraceWindow(std::make_shared<QtUserInterface>(mainWindow), *source(), mainWindow);
     }
+    trace->setWindowState(trace->windowState() & ~Qt::WindowMinimized);
     trace->show();
     trace->raise();
     trace->activateWindow();

@@ -77,8 +77,8 @@ bool PacketFilter::hasBytes(const tessra::TraceRecord& record, const Word& word)
     if (word.bytes.empty()) {
         return word.text.empty(); // nothing is wanted yet
     }
-    const auto end = record.bytes.begin() +
-                     static_cast<std::ptrdiff_t>(std::min(record.blankFrom, record.bytes.size()));
+    const auto end =
+        record.bytes.begin() + static_cast<std::ptrdiff_t>(std::min(record.blankFrom, record.bytes.size()));
     const std::uint8_t* const last = &word.bytes.back();
     const unsigned lastMask = word.text.size() % 2 == 0 ? 0xFF : 0xF0;
     const auto isSame = [&](std::uint8_t own, const std::uint8_t& wanted) {

@@ -13,8 +13,8 @@ namespace {
 /// A cell shows no more bytes; the box below the table has all of them.
 constexpr std::size_t kCellBytes = 64;
 
-constexpr const char* kTitles[TraceModel::kColumns] = {"Time",   "Port",   "Direction", "Command",
-                                                       "Item",   "Status", "Bytes"};
+constexpr const char* kTitles[TraceModel::kColumns] = {"Time", "Port",   "Direction", "Command",
+                                                       "Item", "Status", "Bytes"};
 constexpr const char* kWays[] = {"to phone", "from phone", "damaged"};
 
 QString cellBytes(const tessra::TraceRecord& record) {

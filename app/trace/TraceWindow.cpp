@@ -34,8 +34,8 @@ constexpr int kDetailLines = 5;
 constexpr QSize kFirstSize{940, 560};
 
 /// As wide as what usually stands in the column, and some more.
-constexpr const char* kWidest[TraceModel::kColumns] = {"00:00:00.000000", "COM10", "from phone", "bad-parameters",
-                                                       "65535",           "65535", ""};
+constexpr const char* kWidest[TraceModel::kColumns] = {
+    "00:00:00.000000", "COM10", "from phone", "bad-parameters", "65535", "65535", ""};
 
 QString counted(std::uint64_t count, const QString& what) {
     return QLocale().toString(static_cast<qulonglong>(count)) + ' ' + what + (count == 1 ? "" : "s");

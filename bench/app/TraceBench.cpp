@@ -75,7 +75,10 @@ void filter(benchmark::State& state, const char* one, const char* other) {
         table.paint();
     }
 }
-BENCHMARK_CAPTURE(filter, name, "read", "write")->Name("TraceFilter_name")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(filter, name, "read", "write")
+    ->Name("TraceFilter_name")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(filter, bytes, "bytes=26ef", "bytes=0000")
     ->Name("TraceFilter_bytes")
     ->UseRealTime()

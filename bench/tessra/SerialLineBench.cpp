@@ -82,7 +82,7 @@ void exchangeOff(benchmark::State& state) {
 void exchangeToBuffer(benchmark::State& state) {
     tessra::TraceBuffer buffer;
     readItems(state, std::make_shared<tessra::PacketRecorder>(
-                        [&buffer](tessra::TraceRecord&& record) { buffer.add(std::move(record)); }));
+                         [&buffer](tessra::TraceRecord&& record) { buffer.add(std::move(record)); }));
 }
 
 void exchangeToFile(benchmark::State& state) {
@@ -90,7 +90,7 @@ void exchangeToFile(benchmark::State& state) {
     {
         tessra::TraceFile file(path, std::chrono::system_clock::now());
         readItems(state, std::make_shared<tessra::PacketRecorder>(
-                            [&file](const tessra::TraceRecord& record) { file.add(record); }));
+                             [&file](const tessra::TraceRecord& record) { file.add(record); }));
     }
     std::filesystem::remove(path);
 }

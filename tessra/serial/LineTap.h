@@ -17,7 +17,7 @@ public:
     using Bytes = std::span<const std::uint8_t>;
 
     /// So many bytes of no packet are recorded between two packets; a line that babbles has no end of them.
-    static constexpr std::size_t kMaxNoiseBytes = 16 * 1024;
+    static constexpr std::size_t kMaxNoiseBytes = std::size_t{16} * 1024;
 
     explicit LineTap(std::optional<PacketTap> tap) : tap_(std::move(tap)) {}
 

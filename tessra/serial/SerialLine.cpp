@@ -85,7 +85,8 @@ private:
 
 SerialLine::SerialLine(std::string name, LineSetup setup, std::optional<PacketTap> tap)
     : name_(std::move(name)), setup_(std::move(setup)),
-      exchange_(setup_, holderWake_, [this] { return interruption(); }, std::move(tap)) {}
+      exchange_(
+          setup_, holderWake_, [this] { return interruption(); }, std::move(tap)) {}
 
 void SerialLine::start(std::function<void()> changed) {
     changed_ = std::move(changed);

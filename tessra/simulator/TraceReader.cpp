@@ -22,7 +22,8 @@ constexpr std::size_t kShownBytes = 60;
 
 std::string shown(std::string_view word) {
     std::string text = kernel::shortened(word, kShownBytes);
-    std::ranges::replace_if(text, [](char c) { return c < ' ' || c > '~'; }, '?');
+    std::ranges::replace_if(
+        text, [](char c) { return c < ' ' || c > '~'; }, '?');
     return "'" + text + "'";
 }
 

@@ -48,8 +48,8 @@ char waySign(TraceWay way) {
 std::string traceLineFront(const TraceRecord& record) {
     const TraceWords words = wordsOf(record);
     return std::to_string(record.timeUs / 1'000'000) + '.' + padded(record.timeUs % 1'000'000, 6) + ' ' +
-           shownPort(record.port) + ' ' + waySign(record.way) + ' ' + words.command + ' ' +
-           words.item + ' ' + words.status + ' ';
+           shownPort(record.port) + ' ' + waySign(record.way) + ' ' + words.command + ' ' + words.item + ' ' +
+           words.status + ' ';
 }
 
 std::string traceBytes(const TraceRecord& record, std::string_view between) {

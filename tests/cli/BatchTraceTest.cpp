@@ -32,7 +32,8 @@ TEST_F(BatchTrace, AWriteComesToTheSameWhenItIsReplayed) {
         {"--spc 314159", "set 10 5,7 --spc 314159", 0},
         {"--spc 314159", "set 10 5,7 --spc 271828", 4},
         {"--spc 314159 --away-ms 300", "set 10 5,7 --spc 314159 --verify-after-reset", 0},
-        {"--bit-errors 4e-4 --seed 5 --garbage 3 --doubled-answers 0.3", "write --from-json items.json --keep-going", 4},
+        {"--bit-errors 4e-4 --seed 5 --garbage 3 --doubled-answers 0.3", "write --from-json items.json --keep-going",
+         4},
         {"", "set 30 9", 9},
     };
     for (const Row& row : rows) {
@@ -51,10 +52,10 @@ TEST_F(BatchTrace, AWriteComesToTheSameWhenItIsReplayed) {
 TEST_F(BatchTrace, AFileThatCantBeWrittenIsTold) {
     const Outcome refused = run("set 10 5,7 --trace none/t.trc");
     EXPECT_EQ(refused.status, 6);
-    EXPECT_EQ(refused.err,
-              "Can't write 'none/t.trc': No such file or directory. Nothing was sent to a phone.\n");
+    EXPECT_EQ(refused.err, "Can't write 'none/t.trc': No such file or directory. Nothing was sent to a phone.\n");
     EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem"));
-    const std::string line = "( ulimit -f 1; cd '" + folder.path.string() + "'; " CALVANE_BATCH
+    const std::string line = "( ulimit -f 1; cd '" + folder.path.string() +
+                             "'; " CALVANE_BATCH
                              " read --service Tessra.toml --ring ring.vrk --port COM1 --trace t.trc >out 2>err )";
     const int status = std::system(line.c_str());
     EXPECT_EQ(WEXITSTATUS(status), 6);

@@ -1,4 +1,5 @@
-// What goes over a port in a trace: its text, what is blanked out, what a line makes of noise, and what a replay answers.
+// What goes over a port in a trace: its text, what is blanked out, what a line makes of noise, and what a replay
+// answers.
 
 #include "RunningPhone.h"
 #include "ServiceClient.h"
@@ -29,7 +30,8 @@ std::vector<TraceRecord> recordsOf(const std::vector<std::string>& lines) {
         for (std::size_t at = 2; at < line.size(); at += 2) {
             const bool isBlank = line[at] == '*';
             record.blankFrom = isBlank ? std::min(record.blankFrom, record.bytes.size()) : record.blankFrom;
-            record.bytes.push_back(static_cast<std::uint8_t>(isBlank ? 0 : std::stoul(line.substr(at, 2), nullptr, 16)));
+            record.bytes.push_back(
+                static_cast<std::uint8_t>(isBlank ? 0 : std::stoul(line.substr(at, 2), nullptr, 16)));
         }
     }
     return records;
@@ -81,12 +83,10 @@ TEST(TraceText, NamesTheLineOfAFault) {
         {"1.000001 COM1 >\x1b query-mode - - 2a\n", "t:3: the way '>?' is none of >, < and !"},
         {"1.000001 COM1 > query-mode - -\n", "t:3: the packet is missing"},
         {"1.000001 COM1 > query-mode - - 2A\n", "t:3: '2A' is no byte in two lower-case hexadecimal digits"},
-        {"1.000001 COM1 > query-mode - - 2\n",
-         "t:3: the bytes must be \"-\" or up to 256 pairs of hexadecimal digits"},
+        {"1.000001 COM1 > query-mode - - 2\n", "t:3: the bytes must be \"-\" or up to 256 pairs of hexadecimal digits"},
         {"1.000001 COM1 > access-code - - 41**00\n",
          "t:3: '00' is no byte in two lower-case hexadecimal digits, as all behind ** must be **"},
-        {"1.000001 COM1 > version - - 2a\n",
-         "t:3: 'version - -' does not fit the bytes, which are 'query-mode - -'"},
+        {"1.000001 COM1 > version - - 2a\n", "t:3: 'version - -' does not fit the bytes, which are 'query-mode - -'"},
         {"1.000001 COM1 > query-mode - - 2a 00\n", "t:3: more follows behind the bytes"},
     };
     for (const auto& [line, message] : rows) {
@@ -98,7 +98,8 @@ TEST(TraceText, NamesTheLineOfAFault) {
     const std::string path = (folder / "t").string();
     EXPECT_EQ(messageOf([&] { loadTrace(path, ""); }),
               path + ": it has the packets of several ports, and one is to be chosen: 'COM1', 'COM2'");
-    EXPECT_EQ(messageOf([&] { loadTrace(path, "COM3"); }), path + ": it has no packets of 'COM3', but of 'COM1', 'COM2'");
+    EXPECT_EQ(messageOf([&] { loadTrace(path, "COM3"); }),
+              path + ": it has no packets of 'COM3', but of 'COM1', 'COM2'");
     EXPECT_EQ(loadTrace(path, "COM2").size(), 1U);
 }
 
@@ -158,7 +159,8 @@ TEST(LineTap, RecordsEachByteOnceAndInOrder) {
         {"a damaged frame", {"7e2a01017e" + good}, {"! 7e2a01017e", "< 2a0100"}},
         {"flags alone", {"7e7e7e", ">"}, {"> 00"}},
         {"noise that nothing follows", {"7e2a", ">"}, {"! 7e2a", "> 00"}},
-        {"a frame whose end is late", {good.substr(0, 6), ">", rest, good},
+        {"a frame whose end is late",
+         {good.substr(0, 6), ">", rest, good},
          {"! " + good.substr(0, 6), "> 00", "! " + rest, "< 2a0100"}},
     };
     for (const Row& row : rows) {
@@ -194,7 +196,8 @@ std::string packetsIn(const Bytes& bytes) {
     for (std::span<const std::uint8_t> rest(bytes); !rest.empty();) {
         if (const FrameResult result = decoder.next(rest); result != FrameResult::kMore) {
             const Bytes packet(decoder.packet().begin(), decoder.packet().end());
-            text += (text.empty() ? "" : " ") + (result == FrameResult::kPacket ? traceBytes({.port = {}, .bytes = packet}) : "?");
+            text += (text.empty() ? "" : " ") +
+                    (result == FrameResult::kPacket ? traceBytes({.port = {}, .bytes = packet}) : "?");
         }
     }
     return text;
@@ -212,12 +215,16 @@ TEST(ReplayedPhone, AnswersAsThePhoneOfTheTraceDid) {
     const Row rows[] = {
         {"each record once, the next of equal bytes first",
          {"> " + nv("27070001"), "< 2701", "> " + nv("27070002"), "< 2702", "> " + nv("27070002"), "< 2703"},
-         {{nv("27070002"), "2702"}, {nv("27070002"), "2703"}, {nv("27070009"), "2701"}, {nv("27070009"), "13" + nv("27070009")}}},
+         {{nv("27070002"), "2702"},
+          {nv("27070002"), "2703"},
+          {nv("27070009"), "2701"},
+          {nv("27070009"), "13" + nv("27070009")}}},
         {"else the next of equal command and item",
          {"> " + item8, "< 2608", "> " + item7, "< 2607"},
          {{nv("260700", "0900"), "2607"}, {item7, "13" + item7}, {item8, "2608"}}},
         {"unknown requests are bad commands", {"> 00", "< 0076"}, {{"7f01", "137f01"}, {item7, "13" + item7}}},
-        {"silence, several answers and damage", {"> 3b01", "> 3b02", "< 3b", "! 7e55557e", "< 3b02"},
+        {"silence, several answers and damage",
+         {"> 3b01", "> 3b02", "< 3b", "! 7e55557e", "< 3b02"},
          {{"3b01", ""}, {"3b02", "3b ? 3b02"}}},
         {"any code fits one that is blanked out, and is repeated",
          {"> 41************", "< 1341************", "> 41************", "! ******", "> 41************", "< 4101"},
@@ -226,10 +233,13 @@ TEST(ReplayedPhone, AnswersAsThePhoneOfTheTraceDid) {
          {"> 2a", "< 2a0100", "> 290500", "< 290500", "> 2a", "> 2a", "< 2a0200"},
          {{"2a", "2a0100"}, {"2a", "2a0100"}, {"290500", "290500"}, {"2a", ""}, {"2a", "2a0200"}, {"2a", "2a0200"}}},
         {"questions that come early or are not in the trace",
-         {"> " + item7, "< 2607", "> 00", "< 0076"}, {{"00", "0076"}, {"2a", "2a0100"}}},
+         {"> " + item7, "< 2607", "> 00", "< 0076"},
+         {{"00", "0076"}, {"2a", "2a0100"}}},
         {"an answer that came when the line was used again",
-         {"> 2a", "> " + item7, "< 2a0100", "< 2607"}, {{"2a", "2a0100"}, {item7, "2607"}}},
-        {"a reset that nobody watched", {"> 2a", "< 2a0100", "> 290500", "< 290500"},
+         {"> 2a", "> " + item7, "< 2a0100", "< 2607"},
+         {{"2a", "2a0100"}, {item7, "2607"}}},
+        {"a reset that nobody watched",
+         {"> 2a", "< 2a0100", "> 290500", "< 290500"},
          {{"290500", "290500"}, {"2a", ""}, {"00", ""}}},
     };
     for (const Row& row : rows) {
@@ -245,8 +255,8 @@ TEST(TraceBuffer, IsFilledAndEmptiedByTwoThreads) {
     const TemporaryFolder folder;
     const RunningPhone phone(folder / "a");
     TraceBuffer buffer;
-    const auto recorder = std::make_shared<PacketRecorder>(
-        [&buffer](TraceRecord&& record) { buffer.add(std::move(record)); }, false);
+    const auto recorder =
+        std::make_shared<PacketRecorder>([&buffer](TraceRecord&& record) { buffer.add(std::move(record)); }, false);
     SerialLine line("COM1", {.device = folder / "a"}, PacketTap("COM1", recorder));
     line.start([] {});
     line.open();

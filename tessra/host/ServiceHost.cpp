@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace tessra {
 namespace {
@@ -53,12 +54,12 @@ std::shared_ptr<Service> makeService(const ServiceConfig& config, ServiceFaults*
 
 } // namespace
 
-ServiceHost::ServiceHost(const ServiceConfig& config, Wrapping wrapping,
-                         const std::shared_ptr<PacketRecorder>& recorder) {
+ServiceHost::ServiceHost(const ServiceConfig& config, Wrapping wrapping, std::shared_ptr<PacketRecorder> recorder)
+    : recorder_(std::move(recorder)) {
     if (wrapping == Wrapping::kAlways || wantsFaults(config)) {
         faults_ = std::make_shared<ServiceFaults>(config.faults);
     }
-    service_ = makeService(config, faults_.get(), recorder);
+    service_ = makeService(config, faults_.get(), recorder_);
     com::ClassFactory servers = [service = service_](ComPtr<com::Unknown>& out) { return makeServer(service, out); };
     com::ClassFactory registries = [service = service_](ComPtr<com::Unknown>& out) {
         return makeClientRegistry(service, out);

@@ -28,7 +28,7 @@ public:
     /// std::invalid_argument for a configuration with a rule that has a faultProblem(). `recorder`, if there is one,
     /// gets the packets of all ports.
     explicit ServiceHost(const ServiceConfig& config, Wrapping wrapping = Wrapping::kWhereConfigured,
-                         const std::shared_ptr<PacketRecorder>& recorder = nullptr);
+                         std::shared_ptr<PacketRecorder> recorder = nullptr);
     ~ServiceHost();
     ServiceHost(const ServiceHost&) = delete;
     ServiceHost& operator=(const ServiceHost&) = delete;
@@ -42,7 +42,8 @@ public:
     FaultyLink& phone(const std::string& portName);
 
 private:
-    std::shared_ptr<ServiceFaults> faults_; ///< null: the service is not wrapped
+    const std::shared_ptr<PacketRecorder> recorder_; ///< null: nothing is recorded
+    std::shared_ptr<ServiceFaults> faults_;          ///< null: the service is not wrapped
     std::shared_ptr<Service> service_;
     std::optional<com::ClassRegistration> server_;
     std::optional<com::ClassRegistration> registry_;

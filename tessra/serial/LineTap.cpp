@@ -14,6 +14,7 @@ void LineTap::sent(Bytes packet) {
 void LineTap::took(FrameResult result, Bytes packet, Bytes raw, bool isInFrame) {
     if (!tap_ || !tap_->isListening()) {
         raw_.clear();
+        isTorn_ = false;
         return;
     }
     if (raw_.empty()) {

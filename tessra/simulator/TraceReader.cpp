@@ -151,8 +151,9 @@ std::vector<TraceRecord> parseTrace(std::string_view text, const std::filesystem
 std::vector<TraceRecord> loadTrace(const std::filesystem::path& file, std::string_view port) {
     std::string text;
     if (const int error = kernel::readRegularFile(file, kMaxTraceBytes, text); error != 0) {
-        const std::string reason = error == EFBIG ? "it is longer than " + std::to_string(kMaxTraceBytes) + " bytes"
-                                                  : std::generic_category().message(error);
+        const std::string reason = error == EFBIG    ? "it is longer than " + std::to_string(kMaxTraceBytes) + " bytes"
+                                   : error == EINVAL ? "it is no regular file"
+                                                     : std::generic_category().message(error);
         throw ConfigError(file, 0, "can't be read: " + reason);
     }
     auto records = parseTrace(text, file);

@@ -34,7 +34,8 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
             return true;
         }
         if (workbench::portReason(session, comPort).empty()) {
-            std::cerr << "No phone is present on " << comPort << ". `calvane-batch ports` tells where there are some.\n";
+            std::cerr << "No phone is present on " << comPort
+                      << ". `calvane-batch ports` tells where there are some.\n";
         }
         return false;
     } catch (const std::exception&) {

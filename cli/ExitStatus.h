@@ -41,7 +41,7 @@ inline constexpr std::array<ExitStatusRow, 12> kExitStatuses{{
     {ExitStatus::kOtherPhone, 8, "another phone than expected, or one that can't be told from others"},
     {ExitStatus::kIncomplete, 5, "incomplete: items are missing, failed or not known"},
     {ExitStatus::kInterrupted, 10, "interrupted (SIGINT)"},
-    {ExitStatus::kTerminated, 11, "terminated (SIGTERM, SIGHUP)"},
+    {ExitStatus::kTerminated, 11, "terminated (SIGTERM, SIGHUP, SIGPIPE)"},
 }};
 
 /// The one of the two that counts.

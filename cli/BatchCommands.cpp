@@ -1,5 +1,6 @@
 #include "cli/CommandText.h"
 #include "cli/FileUses.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
@@ -68,7 +69,7 @@ struct VerbEntry {
 
 /// In the order of Arguments::Verb.
 constexpr VerbEntry kVerbs[] = {
-    {[](Calvane& catalog, const Arguments&) { return printPorts(catalog); }, false, true},
+    {printPorts, false, true},
     {readPhone, true, true},
     {listItems, true, false},
     {setItem, true, true},
@@ -119,6 +120,7 @@ ExitStatus runBatch(const Arguments& given) {
     try {
         if (verb.needsRing) {
             failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
+            arguments.run->useRing(arguments.ringPath, catalog);
             tellNames(list, catalog, arguments.listPath);
         }
         status = worse(status, verb.run(catalog, arguments));

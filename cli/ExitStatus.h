@@ -52,6 +52,11 @@ constexpr ExitStatus worse(ExitStatus left, ExitStatus right) {
     return weightOf(left) < weightOf(right) ? right : left;
 }
 
+/// What it means, in a few words.
+constexpr const char* meaningOf(ExitStatus status) {
+    return std::ranges::find(kExitStatuses, status, &ExitStatusRow::status)->meaning;
+}
+
 /// A failure that decides how the program ends.
 class BatchFailure : public kernel::MessageException {
 public:

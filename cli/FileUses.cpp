@@ -62,7 +62,8 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
         return useOf(option + " '" + path + "'", path);
     };
     return {named("--text", arguments.textPath), named("--json", arguments.jsonPath),
-            named("--mox", arguments.verb == Verb::kRead ? arguments.moxPath : "")};
+            named("--mox", arguments.verb == Verb::kRead ? arguments.moxPath : ""),
+            named("--report", arguments.reportPath), named("--log", arguments.logPath)};
 }
 
 [[noreturn]] void refuse(const std::string& output, const std::string& other) {
@@ -72,6 +73,9 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
 } // namespace
 
 void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfig& service) {
+    if (arguments.reportPath == "-" && (arguments.textPath == "-" || arguments.jsonPath == "-")) {
+        refuse("Standard output", "the file of --report and of another result");
+    }
     auto outputs = outputsOf(arguments);
     for (auto left = outputs.begin(); left != outputs.end(); ++left) {
         for (auto right = outputs.begin(); right != left; ++right) {

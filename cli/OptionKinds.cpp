@@ -7,7 +7,10 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
                   const std::string& description, const std::string& example) {
     CLI::App* added = program.add_subcommand(name, description);
     added->footer("Example:\n  " + example);
-    added->callback([&arguments, verb] { arguments.verb = verb; });
+    added->callback([&arguments, verb, name] {
+        arguments.verb = verb;
+        arguments.verbName = name;
+    });
     return added;
 }
 
@@ -60,6 +63,20 @@ CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
     CLI::Option* port = addName(verb, "--port", arguments.comPort, "Port of the phone, such as COM1");
     addService(verb, arguments);
     return port;
+}
+
+void addReporting(CLI::App& verb, Arguments& arguments) {
+    addName(verb, "--report", arguments.reportPath,
+            "Write what was done, item by item, to this JSON file at the end, also after a failure (- for standard "
+            "output)");
+    addName(verb, "--log", arguments.logPath, "Append what happens to this file, a line of JSON each");
+    verb.add_option("--progress", arguments.progress,
+                    "How standard error tells how far it has got: bar (at a terminal), json (a line for each item, and "
+                    "for each message) or none (default: bar)")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, Progress>{
+            {"bar", Progress::kBar}, {"json", Progress::kJson}, {"none", Progress::kNone}}))
+        ->type_name("bar|json|none");
+    addFlag(verb, "--quiet", arguments.isQuiet, "Tell failures alone on standard error");
 }
 
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,

@@ -4,6 +4,7 @@
 #include "cli/MoxCommands.h"
 #include "cli/PhoneAccount.h"
 #include "cli/PhoneProgress.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
@@ -46,15 +47,25 @@ std::vector<std::uint16_t> numbersToRead(Calvane& catalog, const Arguments& argu
 workbench::ReadReport readItems(Calvane& catalog, const Arguments& arguments) {
     const auto numbers = numbersToRead(catalog, arguments);
     const Interruption interruption;
-    PhoneProgress progress(catalog);
+    PhoneProgress progress(*arguments.run, "read");
     workbench::PhoneReader reader(*catalog.getTessraServer(), arguments.comPort,
                                   {.repeats = arguments.retries, .expected = {}});
     auto report = reader.read(numbers, progress.control());
+    arguments.run->report().setRead(report);
     if (const ExitStatus end = endOf(report); end != ExitStatus::kDone) {
         throw BatchFailure(end, failureOf(report) + "\n" + progress.stoppedAt() +
                                     "\nNothing was printed or written to a file.");
     }
     return report;
+}
+
+/// Who the phone is, for a report. One that does not say it may need its reset all the more.
+workbench::PhoneIdentity identityOf(TessraServer& session) {
+    try {
+        return workbench::askIdentity(session);
+    } catch (const TessraServer::Exception&) {
+        return {};
+    }
 }
 
 /// "Missing: 20, 31: Timeout waiting for response"; a line for each reason.
@@ -88,7 +99,8 @@ std::string accountOf(const workbench::ReadReport& report, bool ofAll) {
 
 /// Writes the items to the files that were asked for, or prints them where none was. Answers an account for the user.
 /// A failure says which of the files were written before it.
-std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, const Arguments& arguments) {
+std::string writeResults(Calvane& catalog, const workbench::ReadReport& read, const Arguments& arguments) {
+    const std::vector<NvItem> items = workbench::itemsOf(read, catalog);
     std::string written;
     std::string report;
     try {
@@ -99,7 +111,7 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
             written += " " + quoted(arguments.textPath);
         }
         if (!arguments.jsonPath.empty()) {
-            writeOutput(arguments.jsonPath, workbench::itemsToJson(items));
+            writeOutput(arguments.jsonPath, workbench::itemsToJson(items, arguments.run->ring(), &read));
             written += " " + quoted(arguments.jsonPath);
         }
         if (!arguments.moxPath.empty()) {
@@ -110,7 +122,8 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
         throw BatchFailure(failure == nullptr ? ExitStatus::kFile : failure->status(),
                            kernel::messageOf(error) + (written.empty() ? "" : "\nWritten before it:" + written));
     }
-    if (arguments.textPath.empty() && arguments.jsonPath.empty() && arguments.moxPath.empty()) {
+    const bool isReport = arguments.reportPath == "-"; // which has the values
+    if (!isReport && arguments.textPath.empty() && arguments.jsonPath.empty() && arguments.moxPath.empty()) {
         printItems(std::cout, items);
     }
     flushOutput();
@@ -119,13 +132,15 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
 
 } // namespace
 
-ExitStatus printPorts(Calvane& catalog) {
-    const auto ports = catalog.getTessraServer()->getActiveComPorts();
+ExitStatus printPorts(Calvane& catalog, const Arguments& arguments) {
+    std::vector<std::string> ports;
+    arguments.run->giveUpWhenInterrupted([&] { ports = catalog.getTessraServer()->getActiveComPorts(); });
+    arguments.run->report().setPresentPorts(ports);
     for (const std::string& port : ports) {
         std::cout << workbench::shownText(port) << '\n';
     }
     if (ports.empty()) {
-        std::cerr << "No phone is present on any port.\n";
+        arguments.run->note("No phone is present on any port.\n");
     }
     return ExitStatus::kDone;
 }
@@ -136,11 +151,11 @@ ExitStatus readPhone(Calvane& catalog, const Arguments& arguments) {
     ExitStatus status = report.isComplete() ? ExitStatus::kDone : ExitStatus::kIncomplete;
     std::string account = accountOf(report, !arguments.itemNumbers);
     try {
-        account += writeResults(catalog, workbench::itemsOf(report, catalog), arguments);
+        account += writeResults(catalog, report, arguments);
     } catch (const std::exception& failure) {
         status = worse(status, ::report(failure));
     }
-    std::cerr << account;
+    arguments.run->account(account, status);
     return status;
 }
 
@@ -154,7 +169,7 @@ ExitStatus listItems(Calvane& catalog, const Arguments& arguments) {
         }
     }
     printItems(std::cout, items);
-    std::cerr << "The decoder ring describes " << counted(described) << ".\n";
+    arguments.run->note("The decoder ring describes " + counted(described) + ".\n");
     return ExitStatus::kDone;
 }
 
@@ -164,8 +179,11 @@ ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments) {
     try {
         session.connect(arguments.comPort);
         status = ExitStatus::kOtherFailure;
-        std::cerr << "Waiting for the phone on " << arguments.comPort << " to go and come back...\n";
-        catalog.resetPhone();
+        if (!arguments.reportPath.empty()) {
+            arguments.run->report().setPhone(identityOf(session));
+        }
+        arguments.run->note("Waiting for the phone on " + arguments.comPort + " to go and come back...\n");
+        arguments.run->giveUpWhenInterrupted([&] { catalog.resetPhone(); });
     } catch (const std::exception& failure) {
         throw BatchFailure(status, workbench::withPortReason(kernel::messageOf(failure), session, arguments.comPort));
     }

@@ -8,6 +8,7 @@ namespace {
 /// What set and write have in common.
 void addWriting(CLI::App& verb, Arguments& arguments) {
     addPort(verb, arguments);
+    addReporting(verb, arguments);
     addRing(verb, arguments);
     CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
                                "Service programming code to send first, for items that the phone protects with it; "
@@ -63,6 +64,7 @@ void describeRead(CLI::App& program, Arguments& arguments) {
                              "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json\n"
                              "  calvane-batch read --port COM1 --mox phone.mox --model-id 123 --nv-version 1.2");
     addPort(*read, arguments)->required();
+    addReporting(*read, arguments);
     addRing(*read, arguments);
     addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
     addName(*read, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
@@ -111,6 +113,7 @@ void describePhoneVerbs(CLI::App& program, Arguments& arguments) {
     CLI::App* ports = addVerb(program, arguments, Arguments::Verb::kPorts, "ports",
                               "Print the ports on which a phone is present", "calvane-batch ports");
     addService(*ports, arguments);
+    addReporting(*ports, arguments);
     describeRead(program, arguments);
     describeSet(program, arguments);
     describeWrite(program, arguments);
@@ -118,4 +121,5 @@ void describePhoneVerbs(CLI::App& program, Arguments& arguments) {
         addVerb(program, arguments, Arguments::Verb::kReset, "reset",
                 "Reset a phone and wait until it has come back (100 s at most)", "calvane-batch reset --port COM1");
     addPort(*reset, arguments)->required();
+    addReporting(*reset, arguments);
 }

@@ -11,7 +11,7 @@ ExitStatus runBatch(const Arguments& arguments);
 
 /// The verbs. Each answers how the program ends, and throws what the catalog or a file refuses; a BatchFailure says
 /// how it ends then.
-ExitStatus printPorts(Calvane& catalog);
+ExitStatus printPorts(Calvane& catalog, const Arguments& arguments);
 ExitStatus readPhone(Calvane& catalog, const Arguments& arguments);
 ExitStatus listItems(Calvane& catalog, const Arguments& arguments);
 ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments);

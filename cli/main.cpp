@@ -1,6 +1,6 @@
 #include "cli/CommandText.h"
+#include "cli/Run.h"
 #include "cli/ShownStream.h"
-#include "cli/Verbs.h"
 #include "platform/kernel/StandardDescriptors.h"
 #include "platform/kernel/Trace.h"
 
@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
     try {
         const ParsedArguments parsed = parseArguments(argc, argv);
         if (parsed.arguments) {
-            return static_cast<int>(runBatch(*parsed.arguments));
+            return static_cast<int>(runRecorded(*parsed.arguments));
         }
         flushOutput();
         return static_cast<int>(parsed.exitStatus);

@@ -29,6 +29,24 @@ std::string exitStatusHelp() {
     return text + ".\n";
 }
 
+/// Several ports are named with commas between them.
+void takePorts(Arguments& arguments) {
+    std::string_view rest(arguments.comPort);
+    std::vector<std::string> ports;
+    while (!rest.empty()) {
+        const std::string_view port = rest.substr(0, rest.find(','));
+        if (port.empty() || rest.ends_with(',') || std::ranges::find(ports, port) != ports.end()) {
+            throw CLI::ValidationError("--port", "'" + arguments.comPort + "' names a port twice, or none");
+        }
+        ports.emplace_back(port);
+        rest.remove_prefix(std::min(port.size() + 1, rest.size()));
+    }
+    if (ports.size() > 1) {
+        arguments.comPorts = std::move(ports);
+        arguments.comPort.clear();
+    }
+}
+
 /// The library knows no option that another one makes dispensable.
 void requirePort(const Arguments& arguments) {
     const bool isWrite = arguments.verb == Arguments::Verb::kSet || arguments.verb == Arguments::Verb::kWrite;
@@ -62,6 +80,7 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     try {
         program.parse(argc, argv);
         requirePort(arguments);
+        takePorts(arguments);
     } catch (const CLI::ParseError& outcome) {
         return {std::nullopt, program.exit(outcome) == 0 ? ExitStatus::kDone : ExitStatus::kWrongUsage};
     }

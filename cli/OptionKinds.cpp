@@ -76,6 +76,8 @@ void addReporting(CLI::App& verb, Arguments& arguments) {
         ->transform(CLI::CheckedTransformer(std::map<std::string, Progress>{
             {"bar", Progress::kBar}, {"json", Progress::kJson}, {"none", Progress::kNone}}))
         ->type_name("bar|json|none");
+    // Of a process of several that run side by side: which port it is for.
+    verb.add_option("--only-port", arguments.onlyPort)->group("");
     addFlag(verb, "--quiet", arguments.isQuiet, "Tell failures alone on standard error");
 }
 

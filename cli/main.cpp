@@ -1,13 +1,32 @@
 #include "cli/CommandText.h"
+#include "cli/PortFiles.h"
 #include "cli/Run.h"
 #include "cli/ShownStream.h"
+#include "cli/SideBySide.h"
 #include "platform/kernel/StandardDescriptors.h"
 #include "platform/kernel/Trace.h"
 
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <string>
 #include <string_view>
+#include <vector>
+
+namespace {
+
+ExitStatus run(const Arguments& arguments, const std::vector<std::string>& commandLine) {
+    if (!arguments.onlyPort.empty()) {
+        endWithStarter();
+        Arguments own = forPort(arguments, arguments.onlyPort);
+        own.progress = Progress::kJson;
+        return runRecorded(own);
+    }
+    return arguments.comPorts.empty() ? runRecorded(forPort(arguments, arguments.comPort))
+                                      : runSideBySide(arguments, commandLine);
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     kernel::openStandardDescriptors();
@@ -20,7 +39,7 @@ int main(int argc, char** argv) {
     try {
         const ParsedArguments parsed = parseArguments(argc, argv);
         if (parsed.arguments) {
-            return static_cast<int>(runRecorded(*parsed.arguments));
+            return static_cast<int>(run(*parsed.arguments, {argv, argv + argc}));
         }
         flushOutput();
         return static_cast<int>(parsed.exitStatus);

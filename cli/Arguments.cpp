@@ -29,6 +29,14 @@ std::string exitStatusHelp() {
     return text + ".\n";
 }
 
+/// A read that goes on does so in its file. The items themselves are nothing to print.
+void takeRawFile(Arguments& arguments) {
+    arguments.jsonPath = arguments.jsonPath.empty() ? arguments.resumePath : arguments.jsonPath;
+    if (arguments.verb == Arguments::Verb::kRead && arguments.raw && arguments.jsonPath.empty()) {
+        throw CLI::RequiredError("--json, with --raw,");
+    }
+}
+
 /// Several ports are named with commas between them.
 void takePorts(Arguments& arguments) {
     std::string_view rest(arguments.comPort);
@@ -81,6 +89,7 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
         program.parse(argc, argv);
         requirePort(arguments);
         takePorts(arguments);
+        takeRawFile(arguments);
     } catch (const CLI::ParseError& outcome) {
         return {std::nullopt, program.exit(outcome) == 0 ? ExitStatus::kDone : ExitStatus::kWrongUsage};
     }

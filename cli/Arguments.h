@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/ExitStatus.h"
+#include "cli/ShownStream.h"
 #include "engine/PhoneProperties.h"
 
 #include <cstdint>
@@ -29,6 +30,7 @@ struct Arguments {
     std::string reportPath;            ///< of the report, on verbs with a phone; empty for none
     std::string logPath;               ///< of the log that is appended to; empty for none
     Progress progress = Progress::kBar;
+    ColourChoice colour = ColourChoice::kAuto;
     bool isQuiet = false;                                  ///< on standard error failures alone
     std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show, write: these alone; prune: to keep
     std::vector<std::uint16_t> singleNumbers;              ///< of these, the ones named outside ranges

@@ -47,6 +47,7 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
         useOf("the file of the service programming code", arguments.accessCodePath),
         useOf("the command's input", arguments.inputPath),
         useOf("the list of items", arguments.listPath),
+        useOf("the read to go on with", arguments.resumePath == arguments.jsonPath ? "" : arguments.resumePath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
     };
     for (const tessra::PortConfig& port : service.ports) {

@@ -65,6 +65,15 @@ CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
     return port;
 }
 
+void addColour(CLI::App& verb, Arguments& arguments) {
+    verb.add_option("--color", arguments.colour,
+                    "Whether differences and failures are coloured: auto (at a terminal, unless the environment has "
+                    "NO_COLOR), always or never (default: auto)")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, ColourChoice>{
+            {"auto", ColourChoice::kAuto}, {"always", ColourChoice::kAlways}, {"never", ColourChoice::kNever}}))
+        ->type_name("auto|always|never");
+}
+
 void addReporting(CLI::App& verb, Arguments& arguments) {
     addName(verb, "--report", arguments.reportPath,
             "Write what was done, item by item, to this JSON file at the end, also after a failure (- for standard "
@@ -78,6 +87,7 @@ void addReporting(CLI::App& verb, Arguments& arguments) {
         ->type_name("bar|json|none");
     // Of a process of several that run side by side: which port it is for.
     verb.add_option("--only-port", arguments.onlyPort)->group("");
+    addColour(verb, arguments);
     addFlag(verb, "--quiet", arguments.isQuiet, "Tell failures alone on standard error");
 }
 

@@ -32,7 +32,8 @@ void addRing(CLI::App& verb, Arguments& arguments);
 void addService(CLI::App& verb, Arguments& arguments);
 /// --port, with --service.
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments);
-/// --report, --log, --progress and --quiet.
+void addColour(CLI::App& verb, Arguments& arguments);
+/// --report, --log, --progress, --quiet and --color.
 void addReporting(CLI::App& verb, Arguments& arguments);
 /// The item numbers of the arguments, as an option of this name.
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,

@@ -4,6 +4,7 @@
 #include "cli/MoxCommands.h"
 #include "cli/PhoneAccount.h"
 #include "cli/PhoneProgress.h"
+#include "cli/RawRead.h"
 #include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "engine/TextExport.h"
@@ -146,6 +147,9 @@ ExitStatus printPorts(Calvane& catalog, const Arguments& arguments) {
 }
 
 ExitStatus readPhone(Calvane& catalog, const Arguments& arguments) {
+    if (arguments.raw) {
+        return readRaw(catalog, arguments);
+    }
     const auto report = readItems(catalog, arguments);
     // What came is worth having, also where something is missing.
     ExitStatus status = report.isComplete() ? ExitStatus::kDone : ExitStatus::kIncomplete;

@@ -59,6 +59,18 @@ void addMoxOutput(CLI::App& verb, Arguments& arguments) {
     });
 }
 
+void addRaw(CLI::App& read, Arguments& arguments) {
+    CLI::Option* raw = addFlag(read, "--raw", arguments.raw,
+                               "Read the bytes of all numbers, or of those of --ids, also where the decoder ring does "
+                               "not describe them, into the file of --json");
+    for (const char* other : {"--text", "--mox"}) {
+        raw->excludes(read.get_option(other));
+    }
+    addName(read, "--resume", arguments.resumePath,
+            "Go on with the --raw read that has left this JSON file (written there again, unless --json is given)")
+        ->needs(raw);
+}
+
 void describeRead(CLI::App& program, Arguments& arguments) {
     CLI::App* read = addVerb(program, arguments, Arguments::Verb::kRead, "read", "Read the items of a phone",
                              "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json\n"
@@ -72,6 +84,7 @@ void describeRead(CLI::App& program, Arguments& arguments) {
     addNumber(*read, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
               [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
     addMoxOutput(*read, arguments);
+    addRaw(*read, arguments);
 }
 
 void describeSet(CLI::App& program, Arguments& arguments) {
@@ -99,6 +112,9 @@ void describeWrite(CLI::App& program, Arguments& arguments) {
     addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
     addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
+    addFlag(*write, "--raw", arguments.raw,
+            "Take the bytes of a JSON of \"read --raw\", also of items that the decoder ring does not describe")
+        ->needs(source->get_option("--from-json"));
     addItems(*write, arguments, "Write");
     addFlag(*write, "--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
     addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9, and count it as done",

@@ -69,7 +69,11 @@ void Run::itemBegins(const char* stage, std::size_t position, std::size_t count,
 
 void Run::account(const std::string& text, ExitStatus status) {
     if (!isQuiet_ || status != ExitStatus::kDone) {
-        std::cerr << text;
+        if (status == ExitStatus::kDone) {
+            std::cerr << text;
+        } else {
+            std::cerr << Colour::kFailure << text << Colour::kPlain;
+        }
         return;
     }
     std::string_view rest(text);

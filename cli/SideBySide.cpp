@@ -77,8 +77,10 @@ private:
     };
 
     void print(const std::string& port, const std::string& line) {
-        bar_.clear();
-        std::cerr << workbench::shownText(port) + ": " + line + "\n";
+        if (!line.empty()) {
+            bar_.clear();
+            std::cerr << workbench::shownText(port) + ": " + line + "\n";
+        }
     }
 
     void showBar() {

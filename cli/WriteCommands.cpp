@@ -8,33 +8,17 @@
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "platform/com/Status.h"
-#include "platform/kernel/RegularFile.h"
 #include "workbench/FieldValues.h"
 #include "workbench/ItemJson.h"
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PortReason.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <iostream>
-#include <system_error>
 
 namespace {
 
 using workbench::ReadState;
-
-/// 65,536 items of 128 sub-fields each stay below this.
-constexpr std::size_t kMaxJsonBytes = std::size_t{1} << 30;
-
-std::string readFile(const std::string& path) {
-    std::string text;
-    if (const int error = kernel::readRegularFile(path, kMaxJsonBytes, text); error != 0) {
-        throw BatchFailure(ExitStatus::kFile,
-                           "Can't read " + quoted(path) + ": " +
-                               (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
-    }
-    return text;
-}
 
 /// Leaves the items that the arguments name, where they name some. One that is named and not there is refused: it would
 /// stay unwritten unseen.
@@ -249,8 +233,9 @@ ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
     std::vector<workbench::WantedItem> wanted;
     if (arguments.moxPath.empty()) {
         const std::string& path = arguments.inputPath;
-        const std::string text = readFile(path);
-        wanted = takingValues([&] { return workbench::itemsFromJson(text, path, catalog, arguments.wrap); });
+        const std::string text = readInput(path);
+        const auto itemsFrom = arguments.raw ? workbench::rawItemsFromJson : workbench::itemsFromJson;
+        wanted = takingValues([&] { return itemsFrom(text, path, catalog, arguments.wrap); });
     } else {
         for (NvItem& item : itemsOfMox(catalog, *arguments.run, arguments.moxPath)) {
             wanted.push_back({std::move(item), true, true});

@@ -25,23 +25,17 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
     }
 }
 
-/// Says on which ports phones are, unless the port has one: the failures of a connect do not say it. They do say why a
-/// port can't be used, and then that is all of it. Answers whether it has a phone.
+/// Says that the port has no phone, if so: the failures of a connect do not say it. They do say why a port can't be
+/// used, and then that is all of it. Answers whether it has a phone. Looks at no other port, which others may be using.
 bool explainPort(Calvane& catalog, const std::string& comPort) {
     try {
-        const auto ports = catalog.getTessraServer()->getActiveComPorts();
-        if (std::find(ports.begin(), ports.end(), comPort) != ports.end()) {
+        TessraServer& session = *catalog.getTessraServer();
+        if (session.connect(comPort, 0)) {
             return true;
         }
-        const bool isExplained = !workbench::portReason(*catalog.getTessraServer(), comPort).empty();
-        const std::string absent = isExplained ? "" : "No phone is present on " + comPort + ".";
-        std::string present;
-        for (const std::string& port : ports) {
-            present += (present.empty() ? "Phones are present on: " : ", ") + port;
+        if (workbench::portReason(session, comPort).empty()) {
+            std::cerr << "No phone is present on " << comPort << ". `calvane-batch ports` tells where there are some.\n";
         }
-        present += present.empty() ? "" : ".";
-        std::cerr << absent << (absent.empty() || present.empty() ? "" : " ") << present
-                  << (isExplained && present.empty() ? "" : "\n");
         return false;
     } catch (const std::exception&) {
         return true; // it was an explanation; the failure itself has been told
@@ -109,7 +103,7 @@ ExitStatus runBatch(const Arguments& given) {
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
-    // The service talks to its lines as soon as it is there; a dry run that names no port is to touch none.
+    // A dry run that names no port needs none.
     const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
     const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
     refuseFilesOfTwoUses(arguments, config);

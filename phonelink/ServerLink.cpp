@@ -35,6 +35,8 @@ void ServerLink::releaseServer() {
         serverConnection->detach();
     }
     agent.reset();
+    ownPort_.clear();
+    ownNumbers_.clear();
     phoneConnection.reset();
     port.reset();
     serverConnection.reset();
@@ -60,11 +62,47 @@ std::uint16_t ServerLink::portNumber(const std::string& comPort) const {
 
 void ServerLink::attachPort(const std::string& comPort) {
     const std::uint16_t number = portNumber(comPort);
+    keepOwnPort(comPort, number);
     if (!port->select(server(), number)) {
         // The selection keeps the number of the port before; a fresh one lets the user go back to that port.
         port = std::make_unique<CTESSRAPort>();
     }
     phoneConnection->attach(port->phone());
+}
+
+void ServerLink::openOwnPort(const std::string& comPort) {
+    if (comPort == ownPort_) {
+        return;
+    }
+    try {
+        keepOwnPort(comPort, portNumber(comPort));
+    } catch (const com::ComError& error) {
+        if (error.code() != com::kFail) {
+            throw;
+        }
+    }
+}
+
+void ServerLink::openAllPorts() {
+    std::vector<std::uint16_t> numbers;
+    com::throwIfFailed(agent->portNumbers(numbers));
+    com::throwIfFailed(agent->keepOpen(numbers));
+}
+
+void ServerLink::closeOtherPorts() noexcept {
+    try {
+        if (agent) {
+            agent->keepOpen(ownNumbers_); // fails where the service has ended, and has closed them
+        }
+    } catch (...) {
+        logFailure("ports stay open"); // memory is short; the next change of port tries again
+    }
+}
+
+void ServerLink::keepOwnPort(const std::string& comPort, std::uint16_t number) {
+    com::throwIfFailed(agent->keepOpen({number}));
+    ownPort_ = comPort;
+    ownNumbers_ = {number};
 }
 
 std::string ServerLink::portProblem(const std::string& comPort) const {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// All that one session holds of the phone service. Made by the session and touched on the COM worker thread alone.
 ///
@@ -29,9 +30,16 @@ public:
     /// The server's root object; com::ComError with com::kPointer where none is attached.
     com::ComPtr<tessra::IServer> server() const;
 
-    /// Selects the port named `comPort` and attaches its phone to `phoneConnection`, which must exist. Throws
-    /// com::ComError, or CTESSRAPort::CTESSRAPortException where the port has no phone.
+    /// Selects the port named `comPort` and attaches its phone to `phoneConnection`, which must exist. The port is the
+    /// session's own from now on, also where this fails. Throws com::ComError, or CTESSRAPort::CTESSRAPortException
+    /// where the port has no phone.
     void attachPort(const std::string& comPort);
+
+    /// The service keeps the session's own port open, the one that it last asked for. These change which one that is,
+    /// if there is a port of that name, open all others too, and let these go again. The first two throw com::ComError.
+    void openOwnPort(const std::string& comPort);
+    void openAllPorts();
+    void closeOtherPorts() noexcept;
 
     /// What the service says keeps the port named `comPort` from being used; empty where it knows nothing of the kind.
     /// Throws com::ComError.
@@ -50,4 +58,10 @@ public:
     EventSubscription eventSubscription;
     com::ComPtr<tessra::IConfigurationAgent> agent;
     std::optional<std::uint16_t> agentHandle; ///< while the server has an agent of ours
+
+private:
+    void keepOwnPort(const std::string& comPort, std::uint16_t number);
+
+    std::string ownPort_;                   ///< the name of the session's own port
+    std::vector<std::uint16_t> ownNumbers_; ///< and its number; empty while it has none
 };

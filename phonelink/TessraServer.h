@@ -66,7 +66,8 @@ public:
 
     /// Waits up to `timeoutMs` for a phone on one port, any port, and attaches it; its port becomes the session's.
     /// Answers whether there was one. Two phones at once are a failure that names their ports. Polls every 20 ms; a
-    /// time-out of 0 polls once.
+    /// time-out of 0 polls once. Meanwhile the service has all its ports open; else it has those alone for which
+    /// sessions have asked last, and those to which they are attached.
     virtual bool connect(std::uint32_t timeoutMs);
     /// Waits up to `timeoutMs` for a phone on `comPort` and attaches it. Answers whether there was one.
     virtual bool connect(const std::string comPort, std::uint32_t timeoutMs);
@@ -74,13 +75,14 @@ public:
     virtual void connect(const std::string comPort);
     /// Whether the operations on a phone may be called. Waits for nobody.
     bool isConnected() const { return connected_; }
-    /// The names of the ports on which the service sees a phone, in the service's order.
+    /// The names of the ports on which the service sees a phone, in the service's order. It opens all ports for that.
     virtual std::vector<std::string> getActiveComPorts();
-    /// Looks once and answers the phones that the service sees, in the order of their ports.
+    /// Looks once and answers the phones that the service sees, in the order of their ports. It opens all ports for
+    /// that, but for a session that is connected: then ports that nobody has opened are ports without a phone.
     virtual std::vector<PhoneRecord> waitForActivePhone();
     /// Why `comPort` can't be used, such as "/dev/ttyUSB0: can't be opened: Permission denied", for whoever has to tell
     /// of a failure there; empty where the service knows of nothing or has not been attached, and while another caller
-    /// has the session. Sends no packet.
+    /// has the session. Sends no packet and opens nothing.
     std::string portProblem(const std::string& comPort);
 
     /// Sends one packet of `requestLength` bytes (256 at most) and waits up to `timeoutMs` for the answer.
@@ -147,6 +149,7 @@ protected:
     virtual void connectWithTimeoutAndComPortImpl();
     virtual void getActiveComPortsImpl();
     virtual void waitForActivePhoneImpl();
+    void closeOtherPortsImpl();
     /// `comPort`: the address of the std::string that names the port.
     void portProblemImpl(std::uintptr_t comPort);
 
@@ -198,6 +201,8 @@ private:
     /// Takes the lock itself.
     void runOperation(const char* name, const Operation& operation, Member member);
     void attachWith(bool wasConnected);
+    /// On the worker: the phone scan among the ports that `open` has opened.
+    void scanPhones(const std::function<void()>& open);
     bool connectWithin(std::uint32_t timeoutMs, std::uint32_t startTick, bool onPort);
     void exchangeNv(const char* name, tessra::Command command, std::uint16_t number, const std::uint8_t* requestData,
                     std::uint8_t* responseData, std::uint16_t& status);

@@ -52,6 +52,8 @@ bool TessraServer::connectWithin(std::uint32_t timeoutMs, std::uint32_t startTic
     }
     if (phoneFound_) {
         attachWith(wasConnected);
+    } else if (!onPort) {
+        runOnWorker(&TessraServer::closeOtherPortsImpl);
     }
     return phoneFound_;
 }
@@ -91,20 +93,21 @@ void TessraServer::portProblemImpl(std::uintptr_t comPort) {
 }
 
 void TessraServer::connectWithTimeoutAndComPortImpl(std::uintptr_t comPort) {
-    waitForActivePhoneImpl();
+    const auto& wanted = *reinterpret_cast<const std::string*>(comPort);
+    scanPhones([&] { link_->openOwnPort(wanted); });
     if (errorPending_) {
         errorMessage_ = kTimedConnectPrefix + errorMessage_;
         return;
     }
-    const auto& wanted = *reinterpret_cast<const std::string*>(comPort);
     phoneFound_ = std::any_of(activePhones_.begin(), activePhones_.end(),
                               [&wanted](const PhoneRecord& phone) { return phone.portName == wanted; });
 }
 
 void TessraServer::connectWithTimeoutAndComPortImpl() {
     phoneFound_ = false;
-    waitForActivePhoneImpl();
+    scanPhones([this] { link_->openAllPorts(); });
     if (errorPending_) {
+        link_->closeOtherPorts();
         errorMessage_ = kTimedConnectPrefix + errorMessage_;
         return;
     }
@@ -116,6 +119,7 @@ void TessraServer::connectWithTimeoutAndComPortImpl() {
         for (const PhoneRecord& phone : activePhones_) {
             ports += (ports.empty() ? "" : " ") + phone.portName;
         }
+        link_->closeOtherPorts();
         recordFailure(kTimedConnectPrefix + ("More than one phone is active on COM ports: " + ports));
     }
 }
@@ -123,14 +127,30 @@ void TessraServer::connectWithTimeoutAndComPortImpl() {
 void TessraServer::getActiveComPortsImpl() {
     activeComPorts_.clear();
     recordServerFailures("TessraServer::getActiveComPortsImpl", kUnknownException, [this] {
+        link_->openAllPorts();
         link_->forEachPortWithPhone(
             [this](std::uint16_t, const tessra::PortDescription& port) { activeComPorts_.push_back(port.portName); });
     });
+    link_->closeOtherPorts();
 }
 
 void TessraServer::waitForActivePhoneImpl() {
+    if (connected_) {
+        scanPhones([] {}); // a reset watches its own phone: others' devices are none of its business
+        return;
+    }
+    scanPhones([this] { link_->openAllPorts(); });
+    link_->closeOtherPorts();
+}
+
+void TessraServer::closeOtherPortsImpl() {
+    link_->closeOtherPorts();
+}
+
+void TessraServer::scanPhones(const std::function<void()>& open) {
     activePhones_.clear();
-    recordServerFailures("TessraServer::waitForActivePhoneImpl", kUnknownException, [this] {
+    recordServerFailures("TessraServer::waitForActivePhoneImpl", kUnknownException, [this, &open] {
+        open();
         link_->forEachPortWithPhone([this](std::uint16_t number, const tessra::PortDescription& port) {
             tessra::PhoneDescription phone;
             const com::Status described = link_->agent->describePhone(number, phone);

@@ -60,9 +60,9 @@ enum class PhoneState : std::uint16_t {
 inline constexpr std::uint16_t kPortWithPhone = 2;
 
 struct PortDescription {
-    std::uint16_t state = 0; ///< 0 no phone, 1 the port can't be used now, 2 a phone is present
+    std::uint16_t state = 0; ///< 0 no phone, 1 the port is not open or can't be used now, 2 a phone is present
     std::string portName;    ///< such as "COM3"
-    std::string problem;     ///< why the port can't be used, where it knows: "DEVICE: can't be opened: ..."
+    std::string problem;     ///< why it can't be used, or could not be when last open: "DEVICE: can't be opened: ..."
 };
 
 struct PhoneDescription {
@@ -176,8 +176,8 @@ class IPortCollection : public com::Unknown {
 public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d07, 0xa7c3194e08d25f31};
     virtual Status translator(ComPtr<IPortNameTranslator>& out) = 0;
-    /// The phone on the port with this number. kPhoneNotPresent where the port has none, com::kInvalidArgument for a
-    /// number that no port has.
+    /// The phone on the port with this number, which is open as long as the client has it. kPhoneNotPresent where the
+    /// port has none, com::kInvalidArgument for a number that no port has.
     virtual Status portByNumber(std::uint16_t number, ComPtr<IPhonePort>& out) = 0;
 
 protected:
@@ -189,6 +189,10 @@ public:
     static constexpr com::InterfaceId kId{0x6b1f0c52e7a94d08, 0xa7c3194e08d25f31};
     /// The numbers of all ports that the service owns, in the order of its configuration.
     virtual Status portNumbers(std::vector<std::uint16_t>& numbers) = 0;
+    /// The ports that this agent keeps open from now on: these, and no others. A port's device or memory is taken when
+    /// the first agent or client wants it, and let go with the last; one that is not open is described without a phone.
+    /// com::kInvalidArgument, with nothing changed, where a number is no port's.
+    virtual Status keepOpen(const std::vector<std::uint16_t>& numbers) = 0;
     virtual Status describePort(std::uint16_t number, PortDescription& description) = 0;
     /// kPhoneNotPresent where the port has no phone.
     virtual Status describePhone(std::uint16_t number, PhoneDescription& description) = 0;

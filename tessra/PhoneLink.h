@@ -21,7 +21,8 @@ struct PhoneView {
     std::string problem;                  ///< what keeps the line or the memory from being used, in words
 };
 
-/// The way to the phone on one port, such as a serial line. A port owns it. Any thread may call any method.
+/// The way to the phone on one port, such as a serial line. A port owns it. Any thread may call any method. It has no
+/// device and no memory file but between open() and release().
 class PhoneLink {
 public:
     virtual ~PhoneLink() = default;
@@ -31,6 +32,11 @@ public:
     /// Called once, before all else. The link calls `changed` from then on, on a thread of its own and with no lock
     /// held, whenever the view has changed without a call. std::system_error where there is no thread to be had.
     virtual void start(std::function<void()> changed) = 0;
+    /// Takes the device or the memory, and goes on trying where it can't be had; returns at once. In turns with
+    /// release(), which lets go of it again, and returns when others can have it. Neither is called on the link's own
+    /// thread, nor while the other runs.
+    virtual void open() = 0;
+    virtual void release() = 0;
     /// Ends what the link does, and lets go of its device or memory; `changed` is not called any more. An exchange
     /// under way, and each later one, fails. Not to be called on the link's own thread.
     virtual void close() = 0;

@@ -28,7 +28,7 @@ private:
 class PhonePortObject final : public com::Implements<IPhonePort, ISyncSend, IEventSubscription>, private ServiceObject {
 public:
     PhonePortObject(std::shared_ptr<Service> service, std::shared_ptr<Port> port)
-        : ServiceObject(std::move(service)), port_(std::move(port)), client_(port_->newClient()) {}
+        : ServiceObject(std::move(service)), port_(std::move(port)), use_(port_), client_(port_->newClient()) {}
 
     Status changeMode(std::uint16_t mode) override {
         const Status status = checkCaller();
@@ -122,6 +122,7 @@ private:
     ~PhonePortObject() override { port_->forget(client_); }
 
     const std::shared_ptr<Port> port_;
+    const PortUse use_;
     const ClientId client_;
 };
 

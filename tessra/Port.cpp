@@ -36,7 +36,6 @@ std::span<const std::uint8_t> partForOthers(std::span<const std::uint8_t> reques
 
 Port::Port(std::string name, std::uint16_t number, std::shared_ptr<PhoneLink> link)
     : name_(std::move(name)), number_(number), link_(std::move(link)) {
-    seen_ = link_->look();
     link_->start([this] {
         const std::lock_guard guard(lock_);
         lookLocked();
@@ -55,6 +54,36 @@ void Port::close() {
     }
 }
 
+void Port::addUser() {
+    const std::lock_guard uses(useLock_);
+    if (users_++ > 0) {
+        return;
+    }
+    const auto link = currentLink();
+    if (link) {
+        link->open();
+    }
+    const std::lock_guard guard(lock_);
+    isOpen_ = true;
+    seen_ = link ? link->look() : PhoneView{};
+}
+
+// Nobody listens to a port that nobody uses, so its phone leaves without a word.
+void Port::removeUser() {
+    const std::lock_guard uses(useLock_);
+    if (--users_ > 0) {
+        return;
+    }
+    {
+        const std::lock_guard guard(lock_);
+        isOpen_ = false;
+        seen_ = {};
+    }
+    if (const auto link = currentLink()) {
+        link->release();
+    }
+}
+
 ClientId Port::newClient() {
     const std::lock_guard guard(lock_);
     return ++lastClient_;
@@ -65,7 +94,7 @@ Status Port::describe(PortDescription& description) {
     const std::lock_guard guard(lock_);
     const PhoneView view = lookLocked();
     description.portName = name_;
-    description.problem = view.problem;
+    description.problem = !isOpen_ && link_ ? link_->look().problem : view.problem;
     description.state = isPhoneThere(view) ? kPortWithPhone : static_cast<std::uint16_t>(view.usable ? 0 : 1);
     return com::kOk;
 }
@@ -252,7 +281,7 @@ void Port::awaitFirstView() {
 // Looks at the phone, and tells the subscribers of what has changed since the last look.
 PhoneView Port::lookLocked() {
     const PhoneView before = seen_;
-    seen_ = link_ ? link_->look() : PhoneView{};
+    seen_ = link_ && isOpen_ ? link_->look() : PhoneView{};
     const bool isSamePhone = seen_.appearance == before.appearance;
     if (isPhoneThere(before) && !(isPhoneThere(seen_) && isSamePhone)) {
         fireNamedLocked(EventKind::kPhoneLeft, before.mode);

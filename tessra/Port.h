@@ -20,7 +20,8 @@ inline Status failWith(Status status, std::string_view description) {
 }
 
 /// One port of the service with the phone behind it: what all its clients share. The service owns it and closes it when
-/// it ends; clients' objects keep it alive, closed. Any thread may call any method.
+/// it ends; clients' objects keep it alive, closed. Any thread may call any method. It is open while somebody has a
+/// PortUse of it; before and after, it has no phone.
 class Port {
 public:
     Port(std::string name, std::uint16_t number, std::shared_ptr<PhoneLink> link);
@@ -52,6 +53,10 @@ public:
     void forget(ClientId client);
 
 private:
+    friend class PortUse;
+
+    void addUser();
+    void removeUser();
     std::shared_ptr<PhoneLink> currentLink();
     void awaitFirstView();
     PhoneView lookLocked();
@@ -63,13 +68,28 @@ private:
     const std::string name_;
     const std::uint16_t number_;
 
-    std::mutex lock_;                 ///< guards all that follows; never held during an exchange with the phone
+    std::mutex useLock_; ///< guards users_, also while the link opens or lets go; taken before lock_
+    unsigned users_ = 0;
+    std::mutex lock_; ///< guards all that follows; never held during an exchange with the phone
+    bool isOpen_ = false;
     std::shared_ptr<PhoneLink> link_; ///< null once closed
     PhoneView seen_;                  ///< the link's view when it was last looked at
     std::uint32_t answered_ = 0;      ///< packets that the phone has answered since it appeared
     ClientId lastClient_ = 0;
     ClientId locker_ = 0; ///< 0: nobody
     EventHub events_;
+};
+
+/// Keeps a port open while it lives.
+class PortUse {
+public:
+    explicit PortUse(std::shared_ptr<Port> port) : port_(std::move(port)) { port_->addUser(); }
+    ~PortUse() { port_->removeUser(); }
+    PortUse(const PortUse&) = delete;
+    PortUse& operator=(const PortUse&) = delete;
+
+private:
+    const std::shared_ptr<Port> port_;
 };
 
 } // namespace tessra

@@ -1,5 +1,6 @@
 #include "tessra/ServiceObjects.h"
 
+#include <map>
 #include <utility>
 
 namespace tessra {
@@ -49,9 +50,11 @@ public:
         out.reset();
         Status status = checkCaller();
         const auto port = findPort(*service_, number, status);
-        if (port) {
-            status = port->requirePhone();
+        if (!port) {
+            return status;
         }
+        const PortUse use(port);
+        status = port->requirePhone();
         if (com::succeeded(status)) {
             out = makePhonePort(service_, port);
         }
@@ -74,6 +77,21 @@ public:
         return com::kOk;
     }
 
+    Status keepOpen(const std::vector<std::uint16_t>& numbers) override {
+        Status status = checkCaller();
+        Uses wanted;
+        for (const std::uint16_t number : numbers) {
+            const auto port = findPort(*service_, number, status);
+            if (!port) {
+                return status;
+            }
+            const auto kept = kept_.find(number);
+            wanted.emplace(number, kept != kept_.end() ? kept->second : std::make_shared<PortUse>(port));
+        }
+        kept_ = std::move(wanted);
+        return status;
+    }
+
     Status describePort(std::uint16_t number, PortDescription& description) override {
         description = {};
         Status status = checkCaller();
@@ -87,6 +105,10 @@ public:
         const auto port = findPort(*service_, number, status);
         return port ? port->describePhone(description) : status;
     }
+
+private:
+    using Uses = std::map<std::uint16_t, std::shared_ptr<PortUse>>;
+    Uses kept_;
 };
 
 // An object whose other methods wait for the client to tell the version of the interfaces that it was built for.

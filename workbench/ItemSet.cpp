@@ -40,8 +40,8 @@ ItemSet::ItemSet(About about, std::vector<NvItem> items) : about_(std::move(abou
     if (!std::ranges::is_sorted(items_, {}, &NvItem::getId)) {
         std::ranges::stable_sort(items_, {}, &NvItem::getId);
     }
-    const auto again = std::ranges::unique(items_, {}, &NvItem::getId);
-    items_.erase(again.begin(), again.end());
+    const auto isSame = [](const NvItem& left, const NvItem& right) { return left.getId() == right.getId(); };
+    items_.erase(std::unique(items_.begin(), items_.end(), isSame), items_.end());
 }
 
 const NvItem* ItemSet::find(std::uint16_t number) const {

@@ -1,6 +1,7 @@
 #include "app/compare/CompareDialog.h"
 
 #include "app/dialogs/FileDialog.h"
+#include "app/dialogs/FocusHelp.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -39,6 +40,7 @@ CompareDialog::CompareDialog(std::vector<CompareSource> documents, const std::st
     : QDialog(parent), choices_(withPlaces(std::move(documents))), comPort_(QString::fromStdString(comPort)) {
     setObjectName("compare_sources");
     setWindowTitle("Compare");
+    setHelpPart(*this, "compare");
     auto* grid = new QGridLayout;
     makeSide(sides_[0], "&Left:", *grid, 0);
     makeSide(sides_[1], "&Right:", *grid, 2);

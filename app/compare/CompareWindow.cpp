@@ -3,6 +3,7 @@
 #include "app/compare/CompareModel.h"
 #include "app/compare/CompareTree.h"
 #include "app/dialogs/FileDialog.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/ShownText.h"
 #include "platform/kernel/WholeFile.h"
 
@@ -66,6 +67,7 @@ CompareWindow::CompareWindow(std::shared_ptr<UserInterface> userInterface, QMdiS
     setObjectName("compare");
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle("Compare");
+    setHelpPart(*this, "compare");
     resize(kFirstSize);
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
@@ -374,6 +376,9 @@ void CompareWindow::previous() {
 
 void CompareWindow::closeEvent(QCloseEvent* event) {
     if (!jobs_.isRunning()) {
+        if (mdiArea() != nullptr && documentWindow_ != nullptr) {
+            mdiArea()->setActiveSubWindow(documentWindow_); // not whichever window was active before
+        }
         QMdiSubWindow::closeEvent(event);
         return;
     }

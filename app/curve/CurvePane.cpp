@@ -7,14 +7,14 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
+#include <QPushButton>
 #include <QStackedWidget>
-#include <QToolButton>
 #include <system_error>
 
 namespace {
 
 constexpr QSize kPictureSize{960, 540};
-constexpr int kLeastHeight = 120;
+constexpr int kLeastHeight = 180;
 
 FileQuestion questionFor(PictureFormat format) {
     if (format == PictureFormat::kSvg) {
@@ -40,7 +40,7 @@ CurvePane::CurvePane(CCalvaneDoc& document, EditHistory& history, UserInterface&
                      std::function<bool()> storeTyped, QWidget* parent)
     : QWidget(parent), document_(document), history_(history), userInterface_(userInterface),
       storeTyped_(std::move(storeTyped)), plot_(new CurvePlot), stack_(new QStackedWidget), note_(new QLabel),
-      readout_(new QLabel), whole_(new QToolButton), save_(new QToolButton) {
+      readout_(new QLabel), whole_(new QPushButton), save_(new QPushButton) {
     setObjectName("curve_pane");
     setHelpPart(*this, "curve");
     setMinimumHeight(kLeastHeight);
@@ -74,7 +74,7 @@ void CurvePane::makeRow(QWidget* row) {
     whole_->setObjectName("curve_whole");
     whole_->setText("Reset &Zoom");
     whole_->setToolTip("Show the whole curve (0)");
-    connect(whole_, &QToolButton::clicked, plot_, &CurvePlot::showWhole);
+    connect(whole_, &QPushButton::clicked, plot_, &CurvePlot::showWhole);
     auto* formats = new QMenu(save_);
     connect(formats->addAction("&SVG..."), &QAction::triggered, this, [this] { savePicture(PictureFormat::kSvg); });
     connect(formats->addAction("&PNG..."), &QAction::triggered, this, [this] { savePicture(PictureFormat::kPng); });
@@ -82,11 +82,10 @@ void CurvePane::makeRow(QWidget* row) {
     save_->setText("Save Pict&ure");
     save_->setToolTip("Save what is shown as a picture");
     save_->setMenu(formats);
-    save_->setPopupMode(QToolButton::InstantPopup);
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(6, 2, 6, 2);
     layout->addWidget(readout_, 1);
-    for (QToolButton* button : {whole_, save_}) {
+    for (QPushButton* button : {whole_, save_}) {
         button->setFocusPolicy(Qt::TabFocus);
         layout->addWidget(button);
     }

@@ -10,7 +10,7 @@
 class CurvePlot;
 class QLabel;
 class QStackedWidget;
-class QToolButton;
+class QPushButton;
 
 /// What of other sets a curve is held against. `item` may be empty, and gives null for an item that the set lacks.
 struct ComparedItems {
@@ -56,6 +56,6 @@ private:
     QStackedWidget* stack_;
     QLabel* note_;
     QLabel* readout_;
-    QToolButton* whole_;
-    QToolButton* save_;
+    QPushButton* whole_;
+    QPushButton* save_;
 };

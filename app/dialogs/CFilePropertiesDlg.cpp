@@ -1,6 +1,7 @@
 #include "app/dialogs/CFilePropertiesDlg.h"
 
 #include "app/dialogs/FileDialog.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/ShownText.h"
 
 #include <QFileInfo>
@@ -68,6 +69,7 @@ std::string withMoxExtension(std::string fileName) {
 }
 
 CFilePropertiesDlg::CFilePropertiesDlg(QWidget* parent) : TemplateDialog(kTemplate, parent) {
+    setHelpPart(*this, "mox");
     connect(&item<QPushButton>(kBrowse), &QPushButton::clicked, this, &CFilePropertiesDlg::browse);
     connect(&item<QPushButton>(kFromPhone), &QPushButton::clicked, this,
             [this] { fillIn(offered_.fromPhone->properties); });

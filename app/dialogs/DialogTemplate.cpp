@@ -1,6 +1,7 @@
 #include "app/dialogs/DialogTemplate.h"
 
 #include "app/dialogs/DialogControls.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/TemplateLayout.h"
 
 #include <QCheckBox>
@@ -123,6 +124,7 @@ QWidget* findControl(const QWidget& parent, int id) {
 TemplateDialog::TemplateDialog(const DialogTemplate& form, QWidget* parent)
     : QDialog(parent), form_(form), page_(new QWidget) {
     setWindowTitle(QString::fromUtf8(form.caption));
+    setHelpPart(*this, "commands"); // where most of them have a row
     // A frame with a caption and a close box, without the question mark and the buttons of a main window.
     setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
                    Qt::WindowCloseButtonHint);

@@ -1,5 +1,6 @@
 #include "app/dialogs/MessageBox.h"
 
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/ShownText.h"
 #include "workbench/MessageText.h"
 
@@ -39,6 +40,7 @@ void showMessageBox(QWidget* owner, const QString& message, const QString& capti
         box.setDetailedText(QString::fromStdString(workbench::shortened(whole, kDetails)));
     }
     box.setWindowTitle(caption);
+    setHelpPart(box, "messages");
     box.setStandardButtons(QMessageBox::Ok);
     switch (icon) {
     case MessageIcon::kNone:

@@ -257,8 +257,9 @@ bool CMainFrame::event(QEvent* event) {
 
 void CMainFrame::refresh() {
     CSplitterFrame* frame = activeFrame();
-    // A compare window outlives its document; the Window menu leads away from it.
-    const bool hasWindow = frame != nullptr || qobject_cast<CompareWindow*>(area_->currentSubWindow()) != nullptr;
+    // From a compare window the Window menu leads to the documents; it may outlive them, and then there are none.
+    const bool hasWindow = frame != nullptr || (qobject_cast<CompareWindow*>(area_->currentSubWindow()) != nullptr &&
+                                                !CSplitterFrame::allIn(*this).empty());
     if (hasWindow != menus_->isForDocument()) {
         menus_->show(hasWindow);
     }

@@ -122,6 +122,8 @@ private:
     void review(WriteRequest request);
     /// The part that the command belongs to; null for none.
     CommandPart* partOf(CommandId command) const;
+    /// Makes the list the active pane where the command wants it, so that the editor stores what was typed into it.
+    void leaveEditorFor(CommandId command);
     void runDocumentCommand(CommandId command);
     /// Tells of items that the file just read has more than once.
     void tellRepeated();

@@ -13,6 +13,7 @@ namespace {
 
 constexpr const char* kShownSetting = "curve/shown";
 constexpr const char* kSplitSetting = "curve/split";
+constexpr int kFirstShares[] = {3, 2}; ///< of the boxes and the curves, until the user has moved the border
 constexpr int kFirstRowId = 7000; // of the editor's first box
 
 } // namespace
@@ -61,8 +62,10 @@ void CurvePart::show() {
     pane_ = makePane_();
     pane_->setCompared(compared_);
     split_->addWidget(pane_);
-    split_->setStretchFactor(0, 1);
-    split_->setSizes({3 * panes_.height() / 5, 2 * panes_.height() / 5});
+    for (const int place : {0, 1}) {
+        split_->setStretchFactor(place, kFirstShares[place]);
+    }
+    split_->setSizes({100 * kFirstShares[0], 100 * kFirstShares[1]}); // shares, whatever the height will be
     split_->restoreState(QSettings().value(kSplitSetting).toByteArray());
     panes_.setStretchFactor(index, 1);
     panes_.setSizes(sizes);
@@ -81,7 +84,7 @@ void CurvePart::connectPlot() {
             editor_.ensureWidgetVisible(&control<QLineEdit>(editor_, kFirstRowId + static_cast<int>(field)));
         }
     });
-    connect(qApp, &QApplication::focusChanged, &plot, [this, &plot](QWidget*, QWidget* to) {
+    connect(qApp, &QApplication::focusChanged, this, [this, &plot](QWidget*, QWidget* to) {
         const auto row = editor_.focusedRow();
         if (row && to != nullptr && editor_.isAncestorOf(to)) {
             plot.chooseField(*row);

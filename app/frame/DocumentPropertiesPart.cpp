@@ -1,5 +1,6 @@
 #include "app/frame/DocumentPropertiesPart.h"
 
+#include "app/dialogs/FocusHelp.h"
 #include "app/document/DocumentProperties.h"
 
 #include <QApplication>
@@ -40,6 +41,7 @@ void DocumentPropertiesPart::run(CommandId) {
     QDialog dialog(&window_);
     dialog.setObjectName("document_properties");
     dialog.setWindowTitle("Document Properties");
+    setHelpPart(dialog, "documents");
     auto* lines = new QFormLayout;
     for (const DocumentProperty& property : properties) {
         lines->addRow(QString::fromStdString(property.label) + ":", makeLine(property, &dialog));

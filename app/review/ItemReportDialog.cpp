@@ -1,5 +1,6 @@
 #include "app/review/ItemReportDialog.h"
 
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/ShownText.h"
 
 #include <QDialogButtonBox>
@@ -20,6 +21,7 @@ constexpr int kNameWidth = 280;
 ItemReportDialog::ItemReportDialog(const PhoneReport& report, QWidget* parent) : QDialog(parent) {
     setObjectName("item_report");
     setWindowTitle("Report");
+    setHelpPart(*this, "review");
     resize(kFirstSize);
     auto* label = new QLabel(shownText(report.line));
     label->setTextFormat(Qt::PlainText);

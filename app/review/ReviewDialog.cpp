@@ -1,5 +1,6 @@
 #include "app/review/ReviewDialog.h"
 
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/ShownText.h"
 #include "app/review/ReviewRowsModel.h"
 
@@ -38,6 +39,7 @@ ReviewDialog::ReviewDialog(WriteReview& review, QWidget* parent)
       differencesOnly_(new QCheckBox("&Differences only")), verifyAfterReset_(new QCheckBox("&Verify after reset")),
       progress_(new QProgressBar) {
     setObjectName("review");
+    setHelpPart(*this, "review");
     resize(kFirstSize);
     auto* layout = new QVBoxLayout(this);
     QFont bold = phone_->font();

@@ -1,6 +1,7 @@
 #include "app/views/AddOrMultiplyDialog.h"
 
 #include "app/dialogs/DialogControls.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
 
 #include <QLabel>
@@ -28,6 +29,7 @@ constexpr DialogTemplate kTemplate{160, "Add or Multiply", 214, 61, kControls};
 AddOrMultiplyDialog::AddOrMultiplyDialog(std::size_t count, Calculate calculate, QWidget* parent)
     : TemplateDialog(kTemplate, parent), count_(count), calculate_(std::move(calculate)) {
     item<DialogComboBox>(kOperation).setAccessibleName("Operation");
+    setHelpPart(*this, "tables");
     item<QLineEdit>(kNumber).setAccessibleName("Number");
 }
 

@@ -1,6 +1,7 @@
 #include "app/views/CNvParam.h"
 
 #include "app/dialogs/DialogTemplate.h"
+#include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/TemplateLayout.h"
 #include "app/document/LoadedDate.h"
 #include "app/document/SubFieldText.h"
@@ -46,6 +47,7 @@ CNvParam::CNvParam(CCalvaneDoc& document, EditHistory& history, const SafeHands*
     : QScrollArea(parent), document_(document), history_(history), safeHands_(safeHands),
       header_(new EditorHeader(this)), table_(new EditorTable(*this)), form_(new QWidget) {
     setObjectName("form_103");
+    setHelpPart(*this, "edit");
     setFocusPolicy(Qt::ClickFocus);
     createControls(*form_, kTemplate);
     writeButton_ = &control<QPushButton>(*form_, kWriteButtonId);

@@ -359,6 +359,9 @@ QString EditorTable::change(Span span, const NewValues& newValues) {
             edit.putText(text);
         }
     }
-    editor_.settle();
+    // At once, so that undo takes it back as a whole; without the review boxes are stored when the pane is left.
+    if (editor_.settle()) {
+        editor_.store();
+    }
     return {};
 }

@@ -48,6 +48,7 @@ void exchange(benchmark::State& state) {
         setup.device = terminal.device();
         tessra::SerialLine line("COM1", setup);
         line.start([] {});
+        line.open();
         line.awaitFirstView();
         // As in a transfer: a request that equals the one before costs a question.
         const Bytes requests[] = {readRequest(1007), readRequest(1008)};

@@ -22,7 +22,8 @@ public:
     /// Whether the service is wrapped so that its calls and phones can be told to misbehave.
     enum class Wrapping : std::uint8_t { kWhereConfigured, kAlways };
 
-    /// A port whose phone can't be had (its memory is wrong, or in use) is there without it; the error log says why.
+    /// Opens no port: each is opened when a client wants it. One whose phone can't be had then (its memory is wrong, or
+    /// in use) is there without it; the error log says why.
     /// std::invalid_argument for a configuration with a rule that has a faultProblem().
     explicit ServiceHost(const ServiceConfig& config, Wrapping wrapping = Wrapping::kWhereConfigured);
     ~ServiceHost();

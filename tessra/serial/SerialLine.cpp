@@ -72,7 +72,7 @@ public:
 
 private:
     void take() {
-        isHeld_ = !line_.held_ && !line_.closed_;
+        isHeld_ = !line_.held_ && !line_.closed_ && line_.wanted_;
         line_.held_ = line_.held_ || isHeld_;
         if (isHeld_) {
             line_.holderWake_.clear();
@@ -90,6 +90,27 @@ SerialLine::SerialLine(std::string name, LineSetup setup)
 void SerialLine::start(std::function<void()> changed) {
     changed_ = std::move(changed);
     keeper_.emplace([this] { keep(); });
+}
+
+void SerialLine::open() {
+    const Guard guard(lock_);
+    wanted_ = true;
+    known_ = false;
+    nextAsk_ = Clock::now();
+    keeperWake_.signal();
+}
+
+void SerialLine::release() {
+    Guard guard(lock_);
+    wanted_ = false;
+    open_ = false;
+    trouble_ = com::kOk;
+    phone_.forget(PhoneState::kNone);
+    phone_.takeChange(); // nobody is there to be told
+    holderWake_.signal();
+    keeperWake_.signal();
+    viewKnown_.notify_all();
+    viewKnown_.wait(guard, [this] { return !isTaken_ || closed_; });
 }
 
 void SerialLine::close() {
@@ -121,7 +142,7 @@ PhoneView SerialLine::look() {
 
 void SerialLine::awaitFirstView() {
     Guard guard(lock_);
-    viewKnown_.wait_for(guard, milliseconds(3 * setup_.answerMs), [this] { return known_ || closed_; });
+    viewKnown_.wait_for(guard, milliseconds(3 * setup_.answerMs), [this] { return known_ || closed_ || !wanted_; });
 }
 
 std::optional<std::vector<std::uint8_t>> SerialLine::knownVersion() {
@@ -164,7 +185,7 @@ Status SerialLine::exchange(Request request, std::uint32_t timeoutMs, Bytes& ans
 Status SerialLine::interruption() {
     const Guard guard(lock_);
     holderWake_.clear();
-    if (closed_) {
+    if (closed_ || !wanted_) {
         return com::kDisconnected;
     }
     return keeperAsks_ && waiting_ > 0 ? kGaveWay : com::kOk;
@@ -211,16 +232,16 @@ void SerialLine::learnFromExchange(Status status, bool isSilence, Request reques
 
 void SerialLine::keep() {
     for (;;) {
-        closeLostDevice();
-        Clock::time_point due;
+        closeDevice();
+        bool isDue = false;
         {
             const Guard guard(lock_);
             if (closed_) {
                 break;
             }
-            due = nextAsk_;
+            isDue = wanted_ && nextAsk_ <= Clock::now();
         }
-        if (due <= Clock::now()) {
+        if (isDue) {
             if (!exchange_.isOpen()) {
                 openDevice();
             }
@@ -237,12 +258,13 @@ void SerialLine::keep() {
     exchange_.close();
 }
 
-void SerialLine::closeLostDevice() {
+// Closes the device where it has left or is not wanted any more.
+void SerialLine::closeDevice() {
     Guard guard(lock_);
-    if (!lost_) {
+    if (!isToCloseLocked()) {
         return;
     }
-    lineFree_.wait(guard, [this] { return !held_ || closed_; }); // soon: who holds it notices the loss too
+    lineFree_.wait(guard, [this] { return !held_ || closed_; }); // soon: who holds it notices too
     if (closed_) {
         return;
     }
@@ -255,7 +277,9 @@ void SerialLine::closeLostDevice() {
     exchange_.close();
     guard.lock();
     held_ = false;
+    isTaken_ = false;
     lineFree_.notify_one();
+    viewKnown_.notify_all();
 }
 
 void SerialLine::openDevice() {
@@ -265,10 +289,21 @@ void SerialLine::openDevice() {
         nextAsk_ = Clock::now() + milliseconds(1);
         return;
     }
+    Guard guard(lock_);
+    if (!wanted_) {
+        return;
+    }
+    isTaken_ = true;
+    guard.unlock();
     std::string problem;
     const Status status = exchange_.open(problem);
-    const Guard guard(lock_);
-    open_ = com::succeeded(status);
+    guard.lock();
+    isTaken_ = com::succeeded(status);
+    viewKnown_.notify_all();
+    if (!wanted_) {
+        return;
+    }
+    open_ = isTaken_;
     trouble_ = status == kInvalidBaudRate ? status : com::kOk;
     phone_.forget(open_ ? PhoneState::kSearching : PhoneState::kNone);
     if (!open_) {
@@ -311,7 +346,7 @@ void SerialLine::learnFromQuestions(Status status, const Bytes& mode, const Byte
     const Guard guard(lock_);
     lastAskEnd_ = Clock::now();
     nextAsk_ = lastAskEnd_ + milliseconds(setup_.askEveryMs);
-    if (status == kGaveWay) {
+    if (status == kGaveWay || !wanted_) {
         return;
     }
     if (com::succeeded(status)) {
@@ -337,14 +372,16 @@ void SerialLine::tellChange() {
 
 // Sleeps until the next question is due, somebody wakes the keeper, or the device has left.
 void SerialLine::sleepUntilDue() {
-    Clock::time_point due;
+    int waitMs = -1;
     {
         const Guard guard(lock_);
-        due = nextAsk_;
+        if (wanted_) {
+            const auto left = std::max(nextAsk_ - Clock::now(), Clock::duration::zero());
+            waitMs = static_cast<int>(std::chrono::ceil<milliseconds>(left).count());
+        }
     }
-    const auto left = std::chrono::ceil<milliseconds>(std::max(due - Clock::now(), Clock::duration::zero()));
     pollfd files[2] = {{keeperWake_.number(), POLLIN, 0}, {exchange_.deviceNumber(), 0, 0}};
-    const int count = ::poll(files, 2, static_cast<int>(left.count()));
+    const int count = ::poll(files, 2, waitMs);
     keeperWake_.clear();
     if (count > 0 && files[1].revents != 0) {
         const Guard guard(lock_);

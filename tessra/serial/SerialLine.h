@@ -30,6 +30,8 @@ public:
     ~SerialLine() override { close(); }
 
     void start(std::function<void()> changed) override;
+    void open() override;
+    void release() override;
     void close() override;
     PhoneView look() override;
     void awaitFirstView() override;
@@ -54,7 +56,8 @@ private:
     void learnFromExchange(Status status, bool isSilence, Request request, const Bytes& answer);
 
     void keep();
-    void closeLostDevice();
+    bool isToCloseLocked() const { return isTaken_ && (lost_ || !wanted_); }
+    void closeDevice();
     void openDevice();
     void askForPhone();
     bool isAnswerRecent();
@@ -77,8 +80,10 @@ private:
 
     std::mutex lock_; ///< guards all that follows
     std::condition_variable lineFree_;
-    std::condition_variable viewKnown_;
+    std::condition_variable viewKnown_; ///< also: the device was closed
     bool closed_ = false;
+    bool wanted_ = false;     ///< between open() and release()
+    bool isTaken_ = false;    ///< the keeper opens the device, or has it open
     bool held_ = false;       ///< somebody holds the line
     bool keeperAsks_ = false; ///< and it is the keeper, with a question
     unsigned waiting_ = 0;    ///< clients that wait for the line

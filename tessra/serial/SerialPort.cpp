@@ -1,5 +1,7 @@
 #include "tessra/serial/SerialPort.h"
 
+#include "platform/kernel/FileUsers.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/file.h>
@@ -64,7 +66,8 @@ Status SerialPort::open(const LineSetup& setup, std::string& problem) {
     }
     kernel::FileDescriptor device(::open(setup.device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!device) {
-        problem = reason("can't be opened");
+        const bool isBusy = errno == EBUSY;
+        problem = reason("can't be opened") + (isBusy ? "; " + kernel::useText(setup.device) : "");
         return com::kFail;
     }
     if (::isatty(device.number()) == 0) {
@@ -72,7 +75,7 @@ Status SerialPort::open(const LineSetup& setup, std::string& problem) {
         return com::kFail;
     }
     if (::flock(device.number(), LOCK_EX | LOCK_NB) != 0) {
-        problem = "another program uses it";
+        problem = kernel::useText(setup.device);
         return com::kFail;
     }
     if (::ioctl(device.number(), TIOCEXCL) != 0) {

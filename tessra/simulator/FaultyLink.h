@@ -25,6 +25,8 @@ public:
                std::function<void()> putBack);
 
     void start(std::function<void()> changed) override;
+    void open() override { link_->open(); }
+    void release() override { link_->release(); }
     void close() override;
     PhoneView look() override;
     void awaitFirstView() override { link_->awaitFirstView(); }

@@ -173,6 +173,7 @@ public:
     Status portNumbers(std::vector<std::uint16_t>& numbers) override {
         return pass(*gate_, inner_, Call::kPortNumbers, &IConfigurationAgent::portNumbers, numbers);
     }
+    Status keepOpen(const std::vector<std::uint16_t>& numbers) override { return inner_->keepOpen(numbers); }
     Status describePort(std::uint16_t number, PortDescription& description) override {
         description = {};
         Fault fault;

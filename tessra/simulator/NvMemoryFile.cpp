@@ -1,5 +1,6 @@
 #include "tessra/simulator/NvMemoryFile.h"
 
+#include "platform/kernel/FileUsers.h"
 #include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Trace.h"
 #include "platform/kernel/WholeFile.h"
@@ -33,9 +34,10 @@ std::filesystem::path realPath(const std::filesystem::path& path) {
     return path.empty() ? path : std::filesystem::weakly_canonical(kernel::endOfLinks(std::filesystem::absolute(path)));
 }
 
-void takeLock(const kernel::FileDescriptor& file, const std::filesystem::path& path) {
+// `file` is open under the name `name`, for the memory at `path`.
+void takeLock(const kernel::FileDescriptor& file, const std::string& name, const std::filesystem::path& path) {
     if (::flock(file.number(), LOCK_EX | LOCK_NB) != 0) {
-        failUnavailable(path, errno == EWOULDBLOCK ? "another program uses this phone memory"
+        failUnavailable(path, errno == EWOULDBLOCK ? "this phone memory is in use: " + kernel::useText(name)
                                                    : "can't be locked: " + reasonOf(errno));
     }
 }
@@ -52,7 +54,7 @@ kernel::FileDescriptor lockBeside(const std::filesystem::path& path) {
     if (!lock) {
         failUnavailable(path, "its lock file can't be opened: " + reasonOf(errno));
     }
-    takeLock(lock, path);
+    takeLock(lock, name, path);
     return lock;
 }
 
@@ -63,7 +65,7 @@ kernel::FileDescriptor lockItself(const std::filesystem::path& path) {
     if (kernel::openRegularFile(path, true, file) != 0 && kernel::openRegularFile(path, false, file) != 0) {
         return {};
     }
-    takeLock(file, path);
+    takeLock(file, path.string(), path);
     return file;
 }
 

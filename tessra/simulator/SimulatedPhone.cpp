@@ -16,6 +16,19 @@ void SimulatedPhone::start(std::function<void()> changed) {
     watcher_.emplace([this, changed = std::move(changed)] { watch(changed); });
 }
 
+void SimulatedPhone::open() {
+    const std::lock_guard guard(lock_);
+    isOpen_ = true;
+}
+
+void SimulatedPhone::release() {
+    const std::lock_guard guard(lock_);
+    isOpen_ = false;
+    if (!memoryPath_.empty()) {
+        memory_.reset();
+    }
+}
+
 void SimulatedPhone::close() {
     {
         const std::lock_guard guard(lock_);
@@ -32,7 +45,7 @@ void SimulatedPhone::close() {
 PhoneView SimulatedPhone::look() {
     const std::lock_guard guard(lock_);
     openMemory();
-    if (!phone_) {
+    if (!memory_) {
         return {.problem = reported_};
     }
     return {.usable = true,
@@ -46,7 +59,8 @@ Status SimulatedPhone::exchange(std::span<const std::uint8_t> request, std::uint
                                 std::vector<std::uint8_t>& answer) {
     const std::lock_guard guard(lock_);
     answer.clear();
-    if (phone_) {
+    openMemory();
+    if (memory_) {
         answer = phone_->answer(request);
     }
     if (hasCommand(request, Command::kChangeMode)) {
@@ -78,12 +92,15 @@ void SimulatedPhone::watch(const std::function<void()>& changed) {
 }
 
 void SimulatedPhone::openMemory() {
-    if (phone_ || isMemoryWrong_ || closed_) {
+    if (memory_ || isMemoryWrong_ || closed_ || (!isOpen_ && !memoryPath_.empty())) {
         return;
     }
     try {
         memory_.emplace(memoryPath_, initialPath_);
-        phone_.emplace(setup_, *memory_);
+        if (!phone_) {
+            phone_.emplace(setup_, *memory_);
+        }
+        reported_.clear();
     } catch (const NvMemoryUnavailable& problem) {
         report(problem.what());
     } catch (const std::exception& problem) {

@@ -15,6 +15,9 @@ namespace tessra {
 /// A phone in this process, with its memory. Where the memory is in use elsewhere, look() tries again each time; a
 /// memory file with a wrong line leaves the port without a phone for good. Both are logged once. A thread of the link
 /// watches for the moments at which a phone that is reset leaves and returns.
+///
+/// A phone that is let go goes on living: opened again, it is in the mode in which it was, with what its file holds by
+/// then. One without a file has nothing to let go of.
 class SimulatedPhone final : public PhoneLink {
 public:
     /// `name` is the port's, for the log. `memory` and `initial` as NvMemoryFile takes them.
@@ -22,6 +25,8 @@ public:
     ~SimulatedPhone() override { close(); }
 
     void start(std::function<void()> changed) override;
+    void open() override;
+    void release() override;
     void close() override;
     PhoneView look() override;
     Status exchange(std::span<const std::uint8_t> request, std::uint32_t timeoutMs,
@@ -43,10 +48,11 @@ private:
     std::mutex lock_; ///< guards all that follows
     std::condition_variable changeIsNear_;
     bool closed_ = false;
+    bool isOpen_ = false;
     bool isMemoryWrong_ = false; ///< and stays so
     std::string reported_;
-    std::optional<NvMemoryFile> memory_;
-    std::optional<PhoneModel> phone_;
+    std::optional<NvMemoryFile> memory_; ///< while none, the phone can't be talked to
+    std::optional<PhoneModel> phone_;    ///< works on memory_, whichever is there
 };
 
 } // namespace tessra

@@ -10,7 +10,7 @@
 #include <QMenu>
 #include <QSettings>
 #include <QSplitter>
-#include <QToolButton>
+#include <QPushButton>
 #include <QXmlStreamReader>
 
 namespace {
@@ -214,7 +214,7 @@ TEST_F(DocumentFixture, SavesCurvesAsPicturesOrSaysWhyNot) {
     pane.show();
     const auto save = [&](int format, const char* name) {
         ui.file = (folder / name).string();
-        pane.findChild<QToolButton*>("curve_save")->menu()->actions()[format]->trigger();
+        pane.findChild<QPushButton*>("curve_save")->menu()->actions()[format]->trigger();
         return ui.takeMessages();
     };
     EXPECT_EQ(save(0, "gain.svg"), "");

@@ -47,14 +47,17 @@ TEST_F(BatchTool, AFailureTellsHowFarItGotAndWhereThePhonesAre) {
     service("[[port.fault]]\ncall = \"send\"\nitem = 20\nvanish = true\n");
     const Outcome vanished = run("read --text t");
     EXPECT_EQ(vanished.status, 3);
-    EXPECT_TRUE(vanished.err.ends_with("\nStopped at 20 NV_LOCKED, item 2 of 4.\nNothing was printed or written to a "
-                                       "file.\nNo phone is present on COM1.\n"))
+    EXPECT_TRUE(
+        vanished.err.ends_with("\nStopped at 20 NV_LOCKED, item 2 of 4.\nNothing was printed or written to a "
+                               "file.\nNo phone is present on COM1. `calvane-batch ports` tells where there are "
+                               "some.\n"))
         << vanished.err;
     EXPECT_FALSE(std::filesystem::exists(folder / "t"));
     service("");
     const Outcome elsewhere = run("read --port COM2");
     EXPECT_EQ(elsewhere.status, 3);
-    EXPECT_TRUE(elsewhere.err.ends_with("No phone is present on COM2. Phones are present on: COM1.\n"));
+    EXPECT_TRUE(
+        elsewhere.err.ends_with("No phone is present on COM2. `calvane-batch ports` tells where there are some.\n"));
     EXPECT_TRUE(run("read --text t --json /nowhere/j")
                     .err.starts_with("Can't write '/nowhere/j': No such file or directory\nWritten before it: 't'\n"));
 }
@@ -69,6 +72,24 @@ TEST_F(BatchTool, WhyAPortCantBeUsedIsToldOnce) {
         EXPECT_EQ(outcome.err.find(reason), outcome.err.rfind(reason)) << outcome.err;
         EXPECT_EQ(outcome.err.find("No phone is present"), std::string::npos) << outcome.err;
     }
+}
+
+TEST_F(BatchTool, TwoToolsUseTwoPortsAtOnceAndAThirdIsToldWhoHasIt) {
+    service("[[port.fault]]\ncall = \"send\"\ndelay_ms = 300\n[[port]]\nname = \"COM2\"\nmemory = \"COM2.nvmem\"\n"
+            "initial = \"phone.nvmem\"\n");
+    const std::string again = CALVANE_BATCH " read --service Tessra.toml --ring ring.vrk --ids 10 --port ";
+    const Outcome slow = run("read --ids 10,20,30", " --port COM1",
+                             "echo $tool >pid; until [ -e COM1.nvmem.lock ]; do :; done; " + again + "COM2 >other; " +
+                                 again + "COM1 2>refused; echo $? >>refused");
+    EXPECT_EQ(slow.status, 0) << slow.err;
+    EXPECT_NE(readText(folder / "other").find("NV_A"), std::string::npos);
+    std::string pid = readText(folder / "pid");
+    pid.pop_back();
+    const std::string refused = readText(folder / "refused");
+    EXPECT_NE(refused.find("COM1.nvmem: this phone memory is in use: calvane-batch (process " + pid + ") uses it\n"),
+              std::string::npos)
+        << refused;
+    EXPECT_TRUE(refused.ends_with("\n3\n")) << refused;
 }
 
 TEST_F(BatchTool, ProtectedItemsNeedTheAccessCode) {

@@ -143,7 +143,7 @@ TEST(NvMemoryFile, IsLockedUnderEachOfItsNames) {
         for (const std::uint8_t value : {std::uint8_t{2}, std::uint8_t{3}}) {
             EXPECT_EQ(messageOf<NvMemoryUnavailable>([&] { const NvMemoryFile other(folder / "other", ""); }),
                       std::filesystem::weakly_canonical(folder / (row.isHardLink ? "other" : "m")).string() +
-                          ": another program uses this phone memory");
+                          ": this phone memory is in use: this program uses it already");
             ASSERT_EQ(memory.store(1, bytesOf(value)), kNvDone);
         }
         EXPECT_EQ(cellsIn(folder / "other").at(1).data, bytesOf(3));

@@ -90,6 +90,7 @@ protected:
     void start(std::uint32_t askEveryMs, std::uint32_t baud, std::uint32_t answerMs) {
         line_.emplace("COM1", LineSetup{folder_ / "line", baud, askEveryMs, answerMs, 20});
         line_->start([] {});
+        line_->open();
     }
     void open(std::uint32_t askEveryMs = 600000, std::uint32_t baud = 115200, std::uint32_t answerMs = 100) {
         start(askEveryMs, baud, answerMs);
@@ -384,6 +385,26 @@ TEST_F(SerialLineTest, TheLineIsSharedByManyThreads) {
     EXPECT_EQ(exchange(nvRead(5)), com::kDisconnected);
 }
 
+TEST_F(SerialLineTest, ADeviceThatIsLetGoIsFreeAndCanBeHadAgain) {
+    open(1);
+    for (int round = 0; round < 20; ++round) { // most of them in the middle of a question
+        line_->release();
+        EXPECT_FALSE(line_->look().usable);
+        EXPECT_EQ(exchange(nvRead(5)), kPhoneNotPresent);
+        SerialPort other;
+        std::string problem;
+        EXPECT_EQ(other.open({.device = folder_ / "line"}, problem), com::kOk) << problem;
+        const auto before = phone_.terminal.packets();
+        line_->awaitFirstView();
+        EXPECT_EQ(phone_.terminal.packets(), before) << "it asks on";
+        other.close();
+        line_->open();
+        line_->awaitFirstView();
+        EXPECT_EQ(line_->look().state, PhoneState::kPresent);
+        EXPECT_EQ(exchange(nvRead(5), 5000), com::kOk);
+    }
+}
+
 TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
     open(600000, 12345);
     EXPECT_FALSE(line_->look().usable);
@@ -392,6 +413,7 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
     SerialPort second;
     std::string problem;
     EXPECT_EQ(second.open({.device = folder_ / "line"}, problem), com::kFail) << "opened twice";
+    EXPECT_EQ(problem, "this program uses it already");
     writeText(folder_ / "file", "keep me");
     EXPECT_EQ(second.open({.device = folder_ / "file"}, problem), com::kFail);
     EXPECT_EQ(problem, "is no serial device");
@@ -402,6 +424,7 @@ TEST_F(SerialLineTest, AnUnusableLineSaysWhy) {
 TEST_F(SerialLineTest, NoWrongValueIsEverAccepted) {
     line_.emplace("COM1", LineSetup{folder_ / "line", 115200, 20, 40, 2});
     line_->start([] {});
+    line_->open();
     ASSERT_TRUE(comesTo(PhoneState::kPresent));
     // As much damage in few packets as in many.
     phone_.terminal.setFaults(

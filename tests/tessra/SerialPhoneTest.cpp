@@ -57,6 +57,46 @@ TEST_F(SerialPhone, TwoSessionsReadTwoPhonesByteForByte) {
     }
 }
 
+// Others may use the other ports: nothing is sent there, and nothing of theirs is locked.
+TEST_F(SerialPhone, OnlyThePortsThatAreAskedForAreOpen) {
+    const RunningPhone first(folder_ / "a", {.awayMs = 300});
+    const RunningPhone second(folder_ / "b");
+    ServiceConfig config = linesTo({folder_ / "a", folder_ / "b", {}}, 100);
+    config.ports[2].memory = folder_ / "m";
+    const ServiceHost service(config);
+    const auto problemOf = [](const std::filesystem::path& device) {
+        SerialPort port;
+        std::string problem;
+        port.open({.device = device}, problem);
+        return problem;
+    };
+    const auto isMemoryFree = [&] { return messageOf([&] { const NvMemoryFile memory(folder_ / "m", ""); }).empty(); };
+    const std::string inUse = "this program uses it already";
+    TessraServer session("Test");
+    EXPECT_TRUE(session.connect("COM1", 0));
+    EXPECT_EQ(messageOf([&] { session.reset(10000); }), "");
+    EXPECT_EQ(second.terminal.packets(), 0U);
+    EXPECT_EQ(problemOf(folder_ / "a") + "/" + problemOf(folder_ / "b"), inUse + "/");
+    EXPECT_TRUE(isMemoryFree());
+    EXPECT_EQ(session.getActiveComPorts(), (std::vector<std::string>{"COM1", "COM2", "COM3"}));
+    EXPECT_GT(second.terminal.packets(), 0U);
+    EXPECT_EQ(problemOf(folder_ / "a") + "/" + problemOf(folder_ / "b"), inUse + "/") << "let go after the scan";
+    EXPECT_TRUE(isMemoryFree());
+    {
+        TessraServer unattached("Test");
+        EXPECT_NE(messageOf([&] { unattached.connect(0U); }), "") << "three phones";
+        EXPECT_EQ(unattached.waitForActivePhone().size(), 3U);
+        EXPECT_EQ(problemOf(folder_ / "b"), "");
+        session.connect("COM2");
+        EXPECT_EQ(problemOf(folder_ / "a") + "/" + problemOf(folder_ / "b"), "/" + inUse);
+        unattached.connect("COM2");
+        session.connect("COM3");
+        EXPECT_EQ(problemOf(folder_ / "b"), inUse) << "the other session has it";
+    }
+    EXPECT_EQ(problemOf(folder_ / "b"), "");
+    EXPECT_FALSE(isMemoryFree());
+}
+
 // Whatever a phone answers to a version request, one that has told its mode is found, and seen to come back.
 TEST_F(SerialPhone, APhoneWithoutAVersionIsFoundAndSeenToComeBack) {
     const RunningPhone phone(folder_ / "a", {.versionBytes = 0, .awayMs = 300});

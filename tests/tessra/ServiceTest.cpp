@@ -32,6 +32,10 @@ TEST_F(ServiceTest, APortIsDescribedAsItIs) {
     const Client client;
     PortDescription port;
     EXPECT_EQ(client.agent->describePort(1, port), com::kOk);
+    EXPECT_EQ(port.portName + std::to_string(port.state), "COM11") << "not open";
+    EXPECT_EQ(client.agent->keepOpen({1, 3}), com::kInvalidArgument);
+    EXPECT_EQ(client.agent->keepOpen({1, 2}), com::kOk);
+    EXPECT_EQ(client.agent->describePort(1, port), com::kOk);
     EXPECT_EQ(port.portName + std::to_string(port.state), "COM12");
     EXPECT_EQ(client.agent->describePort(2, port), com::kOk);
     EXPECT_EQ(port.portName + std::to_string(port.state), "COM20");
@@ -57,6 +61,8 @@ class FixedAnswer final : public PhoneLink {
 public:
     explicit FixedAnswer(Bytes answer) : answer_(std::move(answer)) {}
     void start(std::function<void()>) override {}
+    void open() override {}
+    void release() override {}
     void close() override {}
     PhoneView look() override { return {true, PhoneState::kPresent, PhoneMode::kOnline, 1, com::kOk, ""}; }
     Status exchange(std::span<const std::uint8_t>, std::uint32_t, Bytes& answer) override {
@@ -74,9 +80,10 @@ TEST(ChangeOfMode, IsAgreedToByTheSamePacketAlone) {
         {{0x29, 4, 0, 0}, kDifferentMode}, {{24, 0x29, 4, 0}, kDifferentMode}, {{}, kDifferentMode},
     };
     for (const auto& [answer, status] : rows) {
-        Port port("COM1", 1, std::make_shared<FixedAnswer>(answer));
-        EXPECT_EQ(port.changeMode(port.newClient(), 4), status) << testing::PrintToString(answer);
-        port.close();
+        const auto port = std::make_shared<Port>("COM1", 1, std::make_shared<FixedAnswer>(answer));
+        const PortUse use(port);
+        EXPECT_EQ(port->changeMode(port->newClient(), 4), status) << testing::PrintToString(answer);
+        port->close();
     }
 }
 
@@ -132,13 +139,14 @@ TEST_F(ServiceTest, WrittenItemsLastAndOneServiceHoldsAMemory) {
     memory.ports[0].memory = folder / "m";
     const ErrorLog log;
     service_.emplace(memory);
-    EXPECT_EQ(send(Client().phone(), nvWrite(500, 0x5A)).status, com::kOk);
+    auto phone = Client().phone();
+    EXPECT_EQ(send(phone, nvWrite(500, 0x5A)).status, com::kOk);
     const HostedService other(memory); // hides the first in the class table
     const Client client;
     ComPtr<IPhonePort> none;
     EXPECT_EQ(client.ports->portByNumber(1, none), kPhoneNotPresent);
-    EXPECT_TRUE(log.contains("another program uses this phone memory"));
-    service_.reset();
+    EXPECT_TRUE(log.contains("this phone memory is in use: this program uses it already"));
+    phone.reset();
     EXPECT_EQ(send(client.phone(), nvRead(500)).bytes.at(kNvDataOffset), 0x5A) << "the memory stays locked";
 }
 

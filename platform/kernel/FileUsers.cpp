@@ -1,0 +1,173 @@
+#include "platform/kernel/FileUsers.h"
+
+#include "platform/kernel/Text.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <sstream>
+
+namespace kernel {
+namespace {
+
+using Who = FileUser::Who;
+
+struct CloseFolder {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+using Folder = std::unique_ptr<DIR, CloseFolder>;
+
+// What makes two names those of one file; a device's nodes are all the same device.
+bool isSame(const struct stat& a, const struct stat& b) {
+    if (S_ISCHR(a.st_mode) && S_ISCHR(b.st_mode)) {
+        return a.st_rdev == b.st_rdev;
+    }
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// The next entry whose name is a number; nothing at the end.
+std::optional<pid_t> nextNumber(DIR* folder) {
+    while (const dirent* entry = ::readdir(folder)) { // NOLINT(concurrency-mt-unsafe): each caller has a folder alone
+        if (const auto number = wholeNumber<pid_t>(entry->d_name)) {
+            return number;
+        }
+    }
+    return std::nullopt;
+}
+
+// A program names itself, so the name may have any byte in it.
+std::string programOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    for (char& c : name) {
+        c = c < ' ' || c > '~' ? '?' : c;
+    }
+    return name;
+}
+
+FileUser userWith(pid_t process) {
+    if (process == ::getpid()) {
+        return {Who::kThisProcess, process, {}};
+    }
+    return {Who::kOtherProcess, process, programOf(process)};
+}
+
+class Search {
+public:
+    explicit Search(const std::vector<std::filesystem::path>& files) : stats_(files.size()), users_(files.size()) {
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            if (::stat(files[i].c_str(), &stats_[i]) != 0) {
+                stats_[i] = {};
+            }
+        }
+    }
+
+    std::vector<FileUser> run() {
+        lookAtLocks();
+        lookAtProcesses();
+        for (FileUser& user : users_) {
+            if (user.who == Who::kNobody && isPartial_) {
+                user.who = Who::kNobodySeen;
+            }
+        }
+        return std::move(users_);
+    }
+
+private:
+    template <class IsIt>
+    void take(pid_t process, const IsIt& isIt) {
+        for (std::size_t i = 0; i < users_.size(); ++i) {
+            FileUser& user = users_[i];
+            const bool isOpen = user.who == Who::kNobody || user.who == Who::kThisProcess; // another one says more
+            if (stats_[i].st_ino != 0 && isOpen && isIt(stats_[i])) {
+                user = userWith(process);
+            }
+        }
+    }
+
+    // "1: FLOCK  ADVISORY  WRITE 4711 00:05:678 0 EOF": the process, the device in hexadecimal, the file's number.
+    void lookAtLocks() {
+        std::ifstream locks("/proc/locks");
+        for (std::string line; std::getline(locks, line);) {
+            std::istringstream words(line);
+            std::string ordinal;
+            std::string kind;
+            std::string ignored;
+            pid_t process = 0;
+            std::string place;
+            if (!(words >> ordinal >> kind >> ignored >> ignored >> process >> place) || kind != "FLOCK") {
+                continue; // one that waits has an arrow for its kind
+            }
+            if (process > 0) {
+                take(process, [&place](const struct stat& file) {
+                    return place == hexDigits(major(file.st_dev), 2) + ":" + hexDigits(minor(file.st_dev), 2) + ":" +
+                                        std::to_string(file.st_ino);
+                });
+            }
+        }
+    }
+
+    void lookAtProcesses() {
+        const Folder processes(::opendir("/proc"));
+        if (!processes) {
+            isPartial_ = true;
+            return;
+        }
+        while (const auto process = nextNumber(processes.get())) {
+            lookAt(*process);
+        }
+    }
+
+    void lookAt(pid_t process) {
+        const Folder files(::opendir(("/proc/" + std::to_string(process) + "/fd").c_str()));
+        if (!files) {
+            isPartial_ = isPartial_ || errno == EACCES || errno == EPERM;
+            return;
+        }
+        while (const auto number = nextNumber(files.get())) {
+            struct stat file {};
+            if (::fstatat(::dirfd(files.get()), std::to_string(*number).c_str(), &file, 0) == 0) {
+                take(process, [&file](const struct stat& wanted) { return isSame(wanted, file); });
+            }
+        }
+    }
+
+    std::vector<struct stat> stats_;
+    std::vector<FileUser> users_;
+    bool isPartial_ = false; ///< there are processes that may not be looked at
+};
+
+} // namespace
+
+std::vector<FileUser> usersOf(const std::vector<std::filesystem::path>& files) {
+    return Search(files).run();
+}
+
+std::string useText(const FileUser& user) {
+    switch (user.who) {
+    case Who::kNobody:
+        return "another program uses it"; // which has gone meanwhile
+    case Who::kNobodySeen:
+        return "a program of another user uses it";
+    case Who::kThisProcess:
+        return "this program uses it already";
+    case Who::kOtherProcess:
+        break;
+    }
+    const std::string process = "process " + std::to_string(user.process);
+    return (user.program.empty() ? process : user.program + " (" + process + ")") + " uses it";
+}
+
+std::string useText(const std::filesystem::path& file) {
+    return useText(usersOf({file}).front());
+}
+
+} // namespace kernel

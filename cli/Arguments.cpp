@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <iostream>
 #include <string_view>
@@ -39,6 +40,11 @@ void takeRawFile(Arguments& arguments) {
 
 /// Several ports are named with commas between them.
 void takePorts(Arguments& arguments) {
+    using Verb = Arguments::Verb;
+    constexpr std::array kVerbs{Verb::kRead, Verb::kWrite, Verb::kSet, Verb::kReset};
+    if (std::ranges::find(kVerbs, arguments.verb) == kVerbs.end()) {
+        return;
+    }
     std::string_view rest(arguments.comPort);
     std::vector<std::string> ports;
     while (!rest.empty()) {
@@ -53,6 +59,19 @@ void takePorts(Arguments& arguments) {
         arguments.comPorts = std::move(ports);
         arguments.comPort.clear();
     }
+}
+
+/// The words of the command line, the last one first, as the parser takes them. It would take no more words of a list
+/// behind "--", which is to keep a value from being an option; one with a digit behind the minus is none anyhow.
+std::vector<std::string> wordsOf(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (std::ranges::find(words, "set") != words.end()) {
+        if (const auto mark = std::ranges::find(words, "--"); mark != words.end()) {
+            words.erase(mark);
+        }
+    }
+    std::ranges::reverse(words);
+    return words;
 }
 
 /// The library knows no option that another one makes dispensable.
@@ -86,7 +105,7 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     describePhoneVerbs(program, arguments);
     describeFileVerbs(program, arguments);
     try {
-        program.parse(argc, argv);
+        program.parse(wordsOf(argc, argv));
         requirePort(arguments);
         takePorts(arguments);
         takeRawFile(arguments);

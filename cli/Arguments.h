@@ -1,9 +1,11 @@
 #pragma once
 
 #include "cli/ExitStatus.h"
+#include "cli/SetRequest.h"
 #include "cli/ShownStream.h"
 #include "engine/PhoneProperties.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -17,7 +19,7 @@ enum class Progress { kBar, kJson, kNone };
 
 /// What the batch tool was asked to do. Which fields count depends on the verb.
 struct Arguments {
-    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree };
+    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree, kDiff, kCheck };
 
     Verb verb = Verb::kPorts;
     std::string verbName;
@@ -41,12 +43,19 @@ struct Arguments {
     std::string moxPath;                                   ///< read, write, show, prune: the calibration file
     std::uint16_t phoneModelId = 0;                        ///< read: of a calibration file that is created
     std::optional<PhoneProperties> properties;             ///< read: for the calibration file, where one is wanted
-    bool raw = false;             ///< read, write: bytes alone, also of items that the ring does not describe
-    std::string resumePath;       ///< read: the JSON of a raw read that this one goes on with
-    bool hex = false;             ///< show
-    std::uint16_t itemNumber = 0; ///< set
-    std::string values;           ///< set: one text per sub-field, separated by commas
-    std::string inputPath;        ///< write: the JSON file; tree: the compound file
+    bool raw = false;                 ///< read, write: bytes alone, also of items that the ring lacks
+    std::string resumePath;           ///< read: the JSON of a raw read that this one goes on with
+    bool hex = false;                 ///< show
+    bool info = false;                ///< show: of the file itself, not of its items
+    std::vector<SetRequest> requests; ///< set
+    std::string inputPath;            ///< write: the JSON file; tree: the compound file
+    struct Side {
+        std::string name;
+        bool isPort = false; ///< settled when the arguments are carried out
+    };
+    std::array<Side, 2> sides; ///< diff
+    bool namesOnly = false;    ///< diff: numbers and names of the items that differ are enough
+    std::string unitsPath;     ///< check: the file of units and limits; empty for that beside the ring
     /// set, write:
     std::string accessCode; ///< sent to the phone before; see accessCodeOf()
     std::string accessCodePath;

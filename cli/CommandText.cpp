@@ -16,8 +16,8 @@
 
 namespace {
 
-/// 65,536 items of 128 sub-fields each stay below this.
-constexpr std::size_t kMaxJsonBytes = std::size_t{1} << 30;
+/// 65,536 items of 128 sub-fields each stay below this as JSON.
+constexpr std::size_t kMaxInputBytes = std::size_t{1} << 30;
 
 } // namespace
 
@@ -32,12 +32,15 @@ void flushOutput() {
     }
 }
 
+std::string inputName(const std::string& path) {
+    return path == "-" ? "standard input" : path;
+}
+
 std::string readInput(const std::string& path) {
     std::string text;
-    if (const int error = kernel::readRegularFile(path, kMaxJsonBytes, text); error != 0) {
+    if (const int error = kernel::readInput(path, kMaxInputBytes, text); error != 0) {
         throw BatchFailure(ExitStatus::kFile,
-                           "Can't read " + quoted(path) + ": " +
-                               (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
+                           "Can't read " + quoted(inputName(path)) + ": " + std::generic_category().message(error));
     }
     return text;
 }

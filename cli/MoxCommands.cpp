@@ -34,6 +34,8 @@ auto withPath(const std::string& path, Step step) {
 struct MoxContent {
     std::vector<MoxFile::NvRecord> records; ///< also those that the ring does not describe
     std::vector<std::string> failures;      ///< of items that can't be read
+    std::optional<mox::Properties> properties;
+    std::uint16_t phoneModelId = 0;
     bool isWhole = true;
 };
 
@@ -42,7 +44,9 @@ MoxContent contentOf(const std::string& path) {
         MoxContent content;
         MoxFile file;
         file.open(path);
+        content.properties = file.readMobilePropertyInfo();
         auto record = file.begin();
+        content.phoneModelId = file.readPhoneModelId();
         const auto end = file.end();
         // After an item that can't be read, the walk goes on behind it.
         for (bool isRead = true; !isRead || record != end;) {
@@ -168,6 +172,31 @@ std::vector<NvItem> itemsOfMox(Calvane& catalog, Run& run, const std::string& pa
     return describedItems(records, ring);
 }
 
+MoxItems readMoxItems(Calvane& catalog, const std::string& path, bool withUndescribed) {
+    const MoxContent content = contentOf(path);
+    complain(path, content);
+    MoxItems found;
+    found.repeated = repeatedIn(content.records);
+    found.phoneModelId = content.phoneModelId;
+    found.isSound = content.isWhole && found.repeated.empty();
+    if (const auto& record = content.properties) {
+        found.properties = {record->esn, record->nvMajorVersion, record->nvMinorVersion, record->softwareVersion,
+                            record->clientName};
+    }
+    const Ring ring = ringOf(catalog);
+    for (const MoxFile::NvRecord& record : content.records) {
+        const bool isDescribed = ring.contains(record.id);
+        if (!isDescribed) {
+            found.undescribed.push_back(record.id);
+        }
+        if (!found.repeated.contains(record.id) && (isDescribed || withUndescribed)) {
+            found.items.push_back(catalog.describedItem(record.id));
+            found.items.back().setRawData(record.data);
+        }
+    }
+    return found;
+}
+
 std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const Arguments& arguments) {
     const std::string& path = arguments.moxPath;
     const Ring ring = ringOf(catalog);
@@ -208,6 +237,9 @@ std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const 
 }
 
 ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
+    if (arguments.info) {
+        return showMoxInfo(catalog, arguments);
+    }
     const std::string& path = arguments.moxPath;
     const auto& wanted = arguments.itemNumbers;
     const Ring ring = ringOf(catalog);

@@ -1,9 +1,7 @@
 #include "cli/CommandText.h"
-#include "cli/Interruption.h"
 #include "cli/ItemListing.h"
 #include "cli/MoxCommands.h"
-#include "cli/PhoneAccount.h"
-#include "cli/PhoneProgress.h"
+#include "cli/PhoneItems.h"
 #include "cli/RawRead.h"
 #include "cli/Run.h"
 #include "cli/Verbs.h"
@@ -12,53 +10,14 @@
 #include "platform/kernel/MessageException.h"
 #include "workbench/ItemJson.h"
 #include "workbench/MessageText.h"
-#include "workbench/PhoneReader.h"
 #include "workbench/PortReason.h"
 
-#include <algorithm>
+#include <nlohmann/json.hpp>
+
 #include <iostream>
-#include <iterator>
-#include <map>
 #include <sstream>
-#include <utility>
 
 namespace {
-
-/// The items to ask for. A number that the ring does not describe is refused like a value that does not fit it, before
-/// the phone is asked for anything: nobody could tell what its bytes mean. Of a range, the described ones are meant.
-std::vector<std::uint16_t> numbersToRead(Calvane& catalog, const Arguments& arguments) {
-    std::vector<std::uint16_t> described;
-    for (const NvItem& item : catalog.getSupportedNvItems()) {
-        described.push_back(item.getId());
-    }
-    if (!arguments.itemNumbers) {
-        return described;
-    }
-    if (const auto unknown = missingNumbers(arguments.singleNumbers, described); !unknown.empty()) {
-        throw BatchFailure(ExitStatus::kValues, "The decoder ring does not describe " + joined(unknown) + ".");
-    }
-    std::vector<std::uint16_t> numbers;
-    std::ranges::set_intersection(*arguments.itemNumbers, described, std::back_inserter(numbers));
-    if (numbers.empty()) {
-        throw BatchFailure(ExitStatus::kValues, "The decoder ring describes none of these items.");
-    }
-    return numbers;
-}
-
-workbench::ReadReport readItems(Calvane& catalog, const Arguments& arguments) {
-    const auto numbers = numbersToRead(catalog, arguments);
-    const Interruption interruption;
-    PhoneProgress progress(*arguments.run, "read");
-    workbench::PhoneReader reader(*catalog.getTessraServer(), arguments.comPort,
-                                  {.repeats = arguments.retries, .expected = {}});
-    auto report = reader.read(numbers, progress.control());
-    arguments.run->report().setRead(report);
-    if (const ExitStatus end = endOf(report); end != ExitStatus::kDone) {
-        throw BatchFailure(end, failureOf(report) + "\n" + progress.stoppedAt() +
-                                    "\nNothing was printed or written to a file.");
-    }
-    return report;
-}
 
 /// Who the phone is, for a report. One that does not say it may need its reset all the more.
 workbench::PhoneIdentity identityOf(TessraServer& session) {
@@ -67,22 +26,6 @@ workbench::PhoneIdentity identityOf(TessraServer& session) {
     } catch (const TessraServer::Exception&) {
         return {};
     }
-}
-
-/// "Missing: 20, 31: Timeout waiting for response"; a line for each reason.
-std::string gapsOf(const workbench::ReadReport& report) {
-    std::map<std::pair<workbench::ReadState, std::string>, std::vector<std::uint16_t>> gaps;
-    for (const auto& reading : report.readings) {
-        if (reading.state == workbench::ReadState::kMissing || reading.state == workbench::ReadState::kFailed) {
-            gaps[{reading.state, reading.reason}].push_back(reading.number);
-        }
-    }
-    std::string text;
-    for (const auto& [kind, numbers] : gaps) {
-        text += (kind.first == workbench::ReadState::kMissing ? "Missing: " : "Failed: ") + joined(numbers) + ": " +
-                kind.second + "\n";
-    }
-    return text;
 }
 
 /// What was read, and what was not.
@@ -137,8 +80,13 @@ ExitStatus printPorts(Calvane& catalog, const Arguments& arguments) {
     std::vector<std::string> ports;
     arguments.run->giveUpWhenInterrupted([&] { ports = catalog.getTessraServer()->getActiveComPorts(); });
     arguments.run->report().setPresentPorts(ports);
+    auto json = nlohmann::ordered_json::array();
     for (const std::string& port : ports) {
-        std::cout << workbench::shownText(port) << '\n';
+        json.push_back({{"name", workbench::utf8Text(port)}});
+        std::cout << (arguments.jsonPath.empty() ? workbench::shownText(port) + "\n" : "");
+    }
+    if (!arguments.jsonPath.empty()) {
+        writeOutput(arguments.jsonPath, nlohmann::ordered_json{{"ports", std::move(json)}}.dump(2) + "\n");
     }
     if (ports.empty()) {
         arguments.run->note("No phone is present on any port.\n");
@@ -172,7 +120,11 @@ ExitStatus listItems(Calvane& catalog, const Arguments& arguments) {
             items.push_back(failingWith(ExitStatus::kValues, [&] { return catalog.getSupportedNvItem(number); }));
         }
     }
-    printItems(std::cout, items);
+    if (arguments.jsonPath.empty()) {
+        printItems(std::cout, items);
+    } else {
+        writeOutput(arguments.jsonPath, layoutsToJson(items));
+    }
     arguments.run->note("The decoder ring describes " + counted(described) + ".\n");
     return ExitStatus::kDone;
 }

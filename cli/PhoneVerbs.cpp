@@ -33,7 +33,10 @@ void addWriting(CLI::App& verb, Arguments& arguments) {
 /// the others are 0 or empty.
 void addMoxOutput(CLI::App& verb, Arguments& arguments) {
     CLI::Option* mox =
-        addName(verb, "--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay");
+        addName(verb, "--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay")
+            ->check([](const std::string& path) {
+                return std::string(path == "-" ? "a calibration file can't go to standard output" : "");
+            });
     const auto add = [&](const std::string& name, const std::string& description, auto take) {
         addNumber(verb, name, description, take)->needs(mox);
     };
@@ -79,27 +82,33 @@ void describeRead(CLI::App& program, Arguments& arguments) {
     addReporting(*read, arguments);
     addRing(*read, arguments);
     addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
-    addName(*read, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+    addJson(*read, arguments, "Write the items");
     addItems(*read, arguments, "Read");
-    addNumber(*read, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
-              [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
+    addRetries(*read, arguments);
     addMoxOutput(*read, arguments);
     addRaw(*read, arguments);
 }
 
 void describeSet(CLI::App& program, Arguments& arguments) {
     CLI::App* set = addVerb(program, arguments, Arguments::Verb::kSet, "set",
-                            "Change one item on a phone: read it, write it, and read it back",
-                            "calvane-batch set --port COM1 1007 \"5,11,307\"");
+                            "Change items on a phone: read them, write them, and read them back",
+                            "calvane-batch set --port COM1 1007 \"5,11,307\"\n"
+                            "  calvane-batch set --port COM1 1007[3]=0x133 NV_AFC_SLOPE_I=412,418,421");
     addWriting(*set, arguments);
-    // As text: the library would take a leading zero for an octal number, and another item would be written.
-    addNumbers(*set, "item", "Item number", [&arguments](const ItemNumbers& numbers) {
-        if (numbers.all.size() != 1) {
-            throw std::invalid_argument("one item at a time");
-        }
-        arguments.itemNumber = numbers.all.front();
-    })->required();
-    set->add_option("values", arguments.values, "One decimal value per sub-field, separated by commas")->required();
+    set->add_option_function<std::vector<std::string>>(
+           "items",
+           [&arguments](const std::vector<std::string>& words) {
+               try {
+                   arguments.requests = parseSetRequests(words);
+               } catch (const std::invalid_argument& error) {
+                   throw CLI::ValidationError("items", error.what());
+               }
+           },
+           "ITEM=VALUES or ITEM[N]=VALUE, also several of them; or ITEM VALUES. An item is its number or its name, "
+           "a value decimal or hexadecimal behind 0x. Without [N] there is one value per sub-field, separated by "
+           "commas; "
+           "N is the number of a sub-field as show and list print it, and the others keep what the phone has")
+        ->required();
 }
 
 void describeWrite(CLI::App& program, Arguments& arguments) {
@@ -109,7 +118,7 @@ void describeWrite(CLI::App& program, Arguments& arguments) {
                 "  calvane-batch write --port COM1 --from-mox phone.mox --changed-only --dry-run");
     addWriting(*write, arguments);
     CLI::App* source = write->add_option_group("Source", "Where the items come from");
-    addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
+    addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them (- for standard input)");
     addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
     addFlag(*write, "--raw", arguments.raw,
@@ -130,6 +139,7 @@ void describePhoneVerbs(CLI::App& program, Arguments& arguments) {
                               "Print the ports on which a phone is present", "calvane-batch ports");
     addService(*ports, arguments);
     addReporting(*ports, arguments);
+    addJson(*ports, arguments, "Write their names");
     describeRead(program, arguments);
     describeSet(program, arguments);
     describeWrite(program, arguments);

@@ -2,6 +2,7 @@
 
 #include "cli/VerbOptions.h"
 #include "platform/kernel/Process.h"
+#include "workbench/ResultJson.h"
 
 #include <CLI/CLI.hpp>
 
@@ -99,7 +100,7 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
         }
     }
     CLI::App program{"Reads, shows and writes the radio-frequency calibration items of phones.", "calvane-batch"};
-    program.set_version_flag("--version", "Calvane 1.4.34");
+    program.set_version_flag("--version", workbench::kProgramVersion);
     program.require_subcommand(1);
     program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
     describePhoneVerbs(program, arguments);

@@ -84,6 +84,7 @@ int ChildProcesses::start(const std::string& program, const std::vector<std::str
     ::posix_spawnattr_setsigmask(&setup.attributes, &oldMask_);
     ::posix_spawnattr_setflags(&setup.attributes, POSIX_SPAWN_SETSIGMASK);
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) {
         pointers.push_back(const_cast<char*>(argument.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast)
     }

@@ -76,8 +76,12 @@ private:
                 throw BatchFailure(ExitStatus::kOtherPhone,
                                    quoted(path) + " does not say by a serial number which phone it is of.");
             }
-            addAnswered(readings_, earlier.withoutValue, ReadState::kNoValue);
-            addAnswered(readings_, earlier.failed, ReadState::kFailed);
+            try {
+                addAnswered(readings_, earlier.withoutValue, ReadState::kNoValue);
+                addAnswered(readings_, earlier.failed, ReadState::kFailed);
+            } catch (const std::invalid_argument& error) {
+                throw BatchFailure(ExitStatus::kFile, quoted(path) + ": " + error.what());
+            }
             for (const ItemReading& reading : earlier.items) {
                 readings_[reading.number] = reading;
             }

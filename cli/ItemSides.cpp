@@ -64,7 +64,7 @@ ItemSide sideOfJson(Calvane& catalog, const std::string& path) {
         }
     } catch (const workbench::ValuesRefused& refusal) {
         const bool isText = refusal.kind() == workbench::ValuesRefused::Kind::kText;
-        throw BatchFailure(isText ? ExitStatus::kFile : ExitStatus::kValues, refusal.what());
+        throw BatchFailure(isText ? ExitStatus::kFile : ExitStatus::kValues, refusal.message());
     }
     return side;
 }

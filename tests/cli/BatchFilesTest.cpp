@@ -49,6 +49,7 @@ TEST_F(BatchFiles, PruneKeepsWhatWasNamedAndNeverEverythingAway) {
     const Outcome none = run("prune p.mox --keep 20,40");
     EXPECT_EQ(none.status, 6);
     EXPECT_EQ(none.err, "'p.mox' is left as it is: it holds none of the items to keep.\n");
+    expectRun("prune p.mox --keep 10,31", 7, "'p.mox' is left as it is. It has no item 31.\n");
     expectRun("prune p.mox --keep 30-32", 0, "Kept 1 of 2 items in 'p.mox'. It has no item 31, 32.\n");
     EXPECT_EQ(run("show p.mox --ids 10,30").err, "'p.mox' holds 1 item. It has no item 10.\n");
 }
@@ -206,6 +207,7 @@ TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
         {"show p.mox --json p.mox", "--json 'p.mox' is the calibration file, which is read"},
         {"show p.mox --json ./ring.vrk", "--json './ring.vrk' is the decoder ring, which is read"},
         {"show p.mox >>p.mox", "Standard output is the calibration file, which is read"},
+        {"read --json - --text y >y", "Standard output is the file of --text 'y'"},
         {"read --text ./x --mox to-x", "--mox 'to-x' is the file of --text './x'"},
         {"read --text p.mox --mox second", "--mox 'second' is the file of --text 'p.mox'"},
         {"read --json Tessra.toml", "--json 'Tessra.toml' is the file of the service's ports, which is read"},

@@ -1,7 +1,33 @@
 #include "cli/OptionKinds.h"
 
+#include <map>
 #include <stdexcept>
 #include <utility>
+
+namespace {
+
+/// An option whose text is one of the names.
+template <class Choice>
+void addChoice(CLI::App& verb, const std::string& name, Choice& choice, const std::string& description,
+               const std::map<std::string, Choice>& choices) {
+    std::string names;
+    for (const auto& [text, value] : choices) {
+        names += (names.empty() ? "" : "|") + text;
+    }
+    verb.add_option_function<std::string>(
+            name,
+            [name, names, &choice, choices](const std::string& text) {
+                const auto found = choices.find(text);
+                if (found == choices.end()) {
+                    throw CLI::ValidationError(name, "'" + text + "' is none of " + names);
+                }
+                choice = found->second;
+            },
+            description)
+        ->type_name(names);
+}
+
+} // namespace
 
 CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb, const std::string& name,
                   const std::string& description, const std::string& example) {
@@ -64,25 +90,23 @@ void addService(CLI::App& verb, Arguments& arguments) {
 }
 
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
-    CLI::Option* port = addName(verb, "--port", arguments.comPort, "Port of the phone, such as COM1");
+    CLI::Option* port = addName(verb, "--port", arguments.comPort,
+                                "Port of the phone, such as COM1; of several, such as COM1,COM2, side by side");
     addService(verb, arguments);
     return port;
 }
 
 void addTelling(CLI::App& verb, Arguments& arguments) {
     addName(verb, "--log", arguments.logPath, "Append what happens to this file, a line of JSON each");
-    verb.add_option("--progress", arguments.progress,
-                    "How standard error tells how far it has got: bar (at a terminal), json (a line for each item, and "
-                    "for each message) or none (default: bar)")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, Progress>{
-            {"bar", Progress::kBar}, {"json", Progress::kJson}, {"none", Progress::kNone}}))
-        ->type_name("bar|json|none");
-    verb.add_option("--color", arguments.colour,
-                    "Whether differences and failures are coloured: auto (at a terminal, unless the environment has "
-                    "NO_COLOR), always or never (default: auto)")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, ColourChoice>{
-            {"auto", ColourChoice::kAuto}, {"always", ColourChoice::kAlways}, {"never", ColourChoice::kNever}}))
-        ->type_name("auto|always|never");
+    addChoice<Progress>(verb, "--progress", arguments.progress,
+                        "How standard error tells how far it has got: bar (at a terminal), json (a line for each item, "
+                        "and for each message) or none (default: bar)",
+                        {{"bar", Progress::kBar}, {"json", Progress::kJson}, {"none", Progress::kNone}});
+    addChoice<ColourChoice>(
+        verb, "--color", arguments.colour,
+        "Whether differences and failures are coloured: auto (at a terminal, unless the environment has NO_COLOR), "
+        "always or never (default: auto)",
+        {{"auto", ColourChoice::kAuto}, {"always", ColourChoice::kAlways}, {"never", ColourChoice::kNever}});
     addFlag(verb, "--quiet", arguments.isQuiet, "Tell failures alone on standard error");
 }
 

@@ -33,12 +33,16 @@ protected:
                 second);
     }
 
+    /// `files`: each behind "-i".
+    void expectAllowed(const std::string& files, const std::string& schema) const {
+        EXPECT_EQ(outputOf("cd '" + folder.path.string() + "' && /usr/bin/python3 -W ignore -m jsonschema" + files +
+                           " " CALVANE_SOURCE_DIR "/docs/schema/" + schema + ".json 2>&1"),
+                  "");
+    }
+
     /// The JSON of a file, which the schema of this name allows.
     Json json(const std::string& file, const std::string& schema) const {
-        const std::string complaint =
-            outputOf("cd '" + folder.path.string() + "' && /usr/bin/python3 -W ignore -m jsonschema -i '" + file +
-                     "' " CALVANE_SOURCE_DIR "/docs/schema/" + schema + ".json 2>&1");
-        EXPECT_EQ(complaint, "") << file << ":\n" << readText(folder / file);
+        expectAllowed(" -i " + file, schema);
         return Json::parse(readText(folder / file), nullptr, false);
     }
 
@@ -46,10 +50,14 @@ protected:
     std::string events(const std::string& lines) const {
         std::istringstream stream(lines);
         std::string kinds;
+        std::string files;
         for (std::string line; std::getline(stream, line);) {
-            write("line.json", line);
-            kinds += (kinds.empty() ? "" : " ") + json("line.json", "event").value("event", "none");
+            const std::string file = "line" + std::to_string(kinds.size());
+            write(file, line);
+            files += " -i " + file;
+            kinds += (kinds.empty() ? "" : " ") + Json::parse(line).value("event", "none");
         }
+        expectAllowed(files, "event");
         return kinds;
     }
 
@@ -136,6 +144,24 @@ TEST_F(BatchLine, EventsAreLinesAndALogIsNoConditionOfTheRun) {
     }
     EXPECT_EQ(run("diff COM1 items.json --ids 30 --quiet --color always").out.substr(0, 8), "\x1B[31m---");
     EXPECT_EQ(run("read --progress some").status, 2);
+}
+
+TEST_F(BatchLine, ATerminalHasColoursAndOneBarForAllPorts) {
+    twoPorts("", "");
+    const auto atTerminal = [this](const std::string& environment, const std::string& arguments) {
+        return outputOf("cd '" + folder.path.string() + "' && env -u NO_COLOR TERM=vt100 " + environment +
+                        " script -qec '" CALVANE_BATCH " " + arguments +
+                        " --service Tessra.toml --ring ring.vrk' /dev/null </dev/null");
+    };
+    const std::string plan = "set --port COM1 30 8 --dry-run --progress none";
+    EXPECT_EQ(atTerminal("", plan), "30 NV_B\r\n       x: \x1B[31m7\x1B[0m -> \x1B[32m8\x1B[0m\r\n1 to be written. "
+                                    "Nothing was written.\r\n");
+    const std::string plain = "30 NV_B\r\n       x: 7 -> 8\r\n1 to be written. Nothing was written.\r\n";
+    EXPECT_EQ(atTerminal("NO_COLOR=1", plan), plain);
+    EXPECT_EQ(atTerminal("", plan + " --color never"), plain);
+    const std::string read = atTerminal("", "read --port COM1,COM2 --json {port}");
+    EXPECT_NE(read.find("] 8/8 COM1 4, COM2 4\x1B[K"), std::string::npos) << read;
+    EXPECT_NE(read.find("\r\x1B[KCOM2: Read 3 items from COM2 (Sample 0000000002)."), std::string::npos) << read;
 }
 
 TEST_F(BatchLine, AReadSaysWhatItIsAndALaterSchemaIsRefused) {

@@ -97,6 +97,17 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
     throw BatchFailure(ExitStatus::kWrongUsage, output + " is " + other + ". Nothing was done.");
 }
 
+void refuseTwoReaders(const std::vector<FileUse>& inputs) {
+    for (auto left = inputs.begin(); left != inputs.end(); ++left) {
+        for (auto right = inputs.begin(); right != left; ++right) {
+            const bool isOnce = left->isDevice || (left->isStandard && right->isStandard);
+            if (left->identity && isOnce && left->identity == right->identity) {
+                refuse(left->what, right->what + " as well, which can be read once");
+            }
+        }
+    }
+}
+
 } // namespace
 
 void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfig& service) {
@@ -119,15 +130,7 @@ void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfi
             }
         }
     }
-    const auto inputs = namedInputs(arguments);
-    for (auto left = inputs.begin(); left != inputs.end(); ++left) {
-        for (auto right = inputs.begin(); right != left; ++right) {
-            const bool isOnce = left->isDevice || (left->isStandard && right->isStandard);
-            if (left->identity && isOnce && left->identity == right->identity) {
-                refuse(left->what, right->what + " as well, which can be read once");
-            }
-        }
-    }
+    refuseTwoReaders(namedInputs(arguments));
     for (const FileUse& input : inputsOf(arguments, service)) {
         for (const FileUse& output : outputs) {
             if (output.identity && output.identity == input.identity) {

@@ -33,6 +33,7 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
                   const std::string& description, const std::string& example) {
     CLI::App* added = program.add_subcommand(name, description);
     added->footer("Example:\n  " + example);
+    addVerbose(*added, arguments);
     added->callback([&arguments, verb, name] {
         arguments.verb = verb;
         arguments.verbName = name;
@@ -41,7 +42,8 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
 }
 
 CLI::Option* addName(CLI::App& verb, const std::string& option, std::string& name, const std::string& description) {
-    return verb.add_option(option, name, description)->check([](const std::string& text) {
+    CLI::Option* added = verb.add_option(option, name, description)->type_name("FILE");
+    return added->check([](const std::string& text) {
         // In a message it would stand for a line of ours.
         if (text.find_first_of("\n\r\t\a") != std::string::npos) {
             return std::string("it has a line end, a tab or a bell");
@@ -56,7 +58,7 @@ CLI::Option* addFlag(CLI::App& verb, const std::string& name, bool& flag, const 
 
 CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::string& description,
                         const std::function<void(const ItemNumbers&)>& take) {
-    return verb.add_option_function<std::string>(
+    CLI::Option* added = verb.add_option_function<std::string>(
         name,
         [name, take](const std::string& text) {
             try {
@@ -66,11 +68,12 @@ CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::stri
             }
         },
         description);
+    return added->type_name("IDS");
 }
 
 CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::string& description,
                        const std::function<bool(const std::string&)>& take) {
-    return verb.add_option_function<std::string>(
+    CLI::Option* added = verb.add_option_function<std::string>(
         name,
         [name, take](const std::string& text) {
             if (!take(text)) {
@@ -78,6 +81,11 @@ CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::strin
             }
         },
         description);
+    return added->type_name("VALUE");
+}
+
+void addVerbose(CLI::App& program, Arguments& arguments) {
+    addFlag(program, "--verbose", arguments.isVerbose, "Name the functions in which failures were noticed");
 }
 
 void addRing(CLI::App& verb, Arguments& arguments) {
@@ -91,7 +99,8 @@ void addService(CLI::App& verb, Arguments& arguments) {
 
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
     CLI::Option* port = addName(verb, "--port", arguments.comPort,
-                                "Port of the phone, such as COM1; of several, such as COM1,COM2, side by side");
+                                "Port of the phone, such as COM1; of several, such as COM1,COM2, side by side")
+                            ->type_name("PORT");
     addService(verb, arguments);
     return port;
 }

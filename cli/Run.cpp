@@ -89,7 +89,7 @@ void Run::begin() {
     const std::string failure = logPath_.empty() ? "" : events_.openLog(logPath_);
     events_.start(verbName_);
     if (!failure.empty()) {
-        std::cerr << "Can't write " + quoted(logPath_) + ": " + failure + "\nGoing on without a log.\n";
+        tellFailure("Can't write " + quoted(logPath_) + ": " + failure + "\nGoing on without a log.");
     }
 }
 
@@ -104,7 +104,7 @@ ExitStatus Run::finish(ExitStatus status) {
     }
     events_.end(static_cast<int>(status), meaningOf(status));
     if (const std::string failure = events_.takeLogFailure(); !failure.empty()) {
-        std::cerr << "The log " + quoted(logPath_) + " lacks what came last: " + failure + "\n";
+        tellFailure("The log " + quoted(logPath_) + " lacks what came last: " + failure);
     }
     return status;
 }

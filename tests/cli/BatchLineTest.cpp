@@ -132,13 +132,15 @@ TEST_F(BatchLine, AReportHasTheBytesBeforeWantedAndAfter) {
 TEST_F(BatchLine, EventsAreLinesAndALogIsNoConditionOfTheRun) {
     const Outcome told = run("read --ids 10,20 --text t --progress json --log log");
     EXPECT_EQ(events(told.err), "start item item message end");
-    EXPECT_EQ(run("set 30 1x --log log --quiet").err, "'1x' for 'x' is no decimal number: a BYTE is from 0 to 255.\n");
+    EXPECT_EQ(run("set 30 1x --log log --quiet").err,
+              "calvane-batch: '1x' for 'x' is no decimal number: a BYTE is from 0 to 255.\n");
     EXPECT_EQ(run("read --text t --log log --quiet").err, "");
     EXPECT_EQ(events(readText(folder / "log")),
               "start item item message end start message end start item item item item message end");
     const std::pair<const char*, const char*> rows[] = {
-        {"/nowhere/log", "Can't write '/nowhere/log': No such file or directory\nGoing on without a log.\n"},
-        {"/dev/full", "The log '/dev/full' lacks what came last: No space left on device\n"}};
+        {"/nowhere/log",
+         "calvane-batch: Can't write '/nowhere/log': No such file or directory. Going on without a log.\n"},
+        {"/dev/full", "calvane-batch: The log '/dev/full' lacks what came last: No space left on device\n"}};
     for (const auto& [log, err] : rows) {
         expectRun("set 30 8 --quiet --log " + std::string(log), 0, err);
     }
@@ -172,7 +174,8 @@ TEST_F(BatchLine, AReadSaysWhatItIsAndALaterSchemaIsRefused) {
     EXPECT_EQ(items["phone"]["model"], "Sample");
     EXPECT_EQ(run("write --from-json j --changed-only").status, 0);
     write("later.json", R"({"schema":2,"items":[]})");
-    expectRun("write --from-json later.json", 6, "later.json: its schema is 2, and this program knows none above 1\n");
+    expectRun("write --from-json later.json", 6,
+              "calvane-batch: later.json: its schema is 2, and this program knows none above 1\n");
     write("ring.units", "10 1 dBm 0.1 - -1.2 2\n");
     ASSERT_EQ(run("read --ids 10,30 --mox m --quiet").status, 0);
     const std::pair<const char*, const char*> others[] = {{"ports", "ports"},         {"list", "list"},
@@ -225,7 +228,7 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
     const Outcome ended = run(arguments, "", whenBoth + "kill -TERM $tool");
     EXPECT_EQ(ended.status, 143) << ended.err;
     for (const std::string port : {"COM1", "COM2"}) {
-        EXPECT_NE(ended.err.find(port + ": Interrupted.\n"), std::string::npos) << ended.err;
+        EXPECT_NE(ended.err.find(port + ": calvane-batch: Interrupted. "), std::string::npos) << ended.err;
         EXPECT_EQ(results(json("r-" + port, "report")), "10 read, 20 read, 30 read, 40 not_tried");
         std::filesystem::remove(folder / ("r-" + port));
     }

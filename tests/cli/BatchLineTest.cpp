@@ -33,6 +33,12 @@ protected:
                 second);
     }
 
+    /// For the shell: waits until so many lines of the log have this text.
+    static std::string whenLogged(const std::string& text, int lines = 1) {
+        return "for i in $(seq 2000); do [ $(cat log 2>&1 | grep -c '" + text + "') -ge " + std::to_string(lines) +
+               " ] && break; sleep 0.01; done; ";
+    }
+
     /// `files`: each behind "-i".
     void expectAllowed(const std::string& files, const std::string& schema) const {
         EXPECT_EQ(outputOf("cd '" + folder.path.string() + "' && /usr/bin/python3 -W ignore -m jsonschema" + files +
@@ -73,7 +79,6 @@ protected:
 
 TEST_F(BatchLine, AReportTellsEachItemWhateverTheEnd) {
     const std::string fault = "[[port.fault]]\ncall = \"send\"\nitem = 30\n";
-    const std::string whenWritten = "for i in $(seq 1000); do [ -s COM1.nvmem ] && break; sleep 0.01; done; kill $tool";
     const struct {
         std::string fault;
         const char* arguments;
@@ -87,22 +92,25 @@ TEST_F(BatchLine, AReportTellsEachItemWhateverTheEnd) {
         {fault + "on = 2\nnv_status = 3\n", "write --from-json items.json", "", 4,
          "10 verified, 20 read_only, 30 refused, 40 not_tried"},
         {fault + "on = 2\nnv_status = 11\n", "set 30 8", "", 5, "30 different"},
-        {fault + "on = 2\ndelay_ms = 1500\n", "write --from-json items.json", whenWritten, 143,
+        {fault + "on = 2\ndelay_ms = 1500\n", "write --from-json items.json",
+         whenLogged("\"write\",\"position\":2") + "kill $tool", 143,
          "10 verified, 20 read_only, 30 verified, 40 not_tried"},
         {fault + "nv_status = 4\n", "set 30 8", "", 9, "30 unreadable"},
         {fault + "vanish = true\n", "read", "", 3, "10 read, 20 read, 30 not_tried, 40 not_tried"},
         {"", "read --text /nowhere/t", "", 6, "10 read, 20 read, 30 read, 40 no_value"},
         {"", "read --ids 11", "", 7, ""},
-        {"", "reset", "sleep 0.02; kill $tool", 143, ""},
+        {"", "reset", whenLogged("Waiting for") + "kill $tool", 143, ""},
         {"", "ports", "", 0, ""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.arguments);
         std::filesystem::remove(folder / "COM1.nvmem");
         write("r", "an old one");
+        write("log", "");
         service((row.arguments == std::string("reset") ? "leave_after_ms = 30000\n" : "spc = \"121212\"\n") +
                 row.fault);
-        const Outcome outcome = run(row.arguments + std::string(" --report r"), " --port COM1", row.meanwhile);
+        const Outcome outcome =
+            run(row.arguments + std::string(" --report r --log log"), " --port COM1", row.meanwhile);
         EXPECT_EQ(outcome.status, row.status) << outcome.err;
         const Json report = json("r", "report");
         EXPECT_EQ(results(report), row.results);
@@ -212,9 +220,8 @@ TEST_F(BatchLine, SeveralPortsEachHaveTheirOwnEnd) {
 
 TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
     twoPorts(kTwoSeconds, kTwoSeconds);
-    const std::string whenBoth = "for i in $(seq 1000); do [ $(pgrep -c -P $tool) = 2 ] && break; sleep 0.01; done; "
-                                 "sleep 0.5; ";
-    const std::string arguments = "read --port COM1,COM2 --json 'j-{port}' --report 'r-{port}'";
+    const std::string whenBoth = whenLogged("\"id\":30,", 2);
+    const std::string arguments = "read --port COM1,COM2 --json 'j-{port}' --report 'r-{port}' --log log";
     const Outcome crashed = run(arguments, "", whenBoth + "kill -SEGV $(pgrep -n -P $tool)");
     EXPECT_EQ(crashed.status, 1) << crashed.err;
     EXPECT_NE(
@@ -225,6 +232,7 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
     EXPECT_EQ(json("r-COM1", "report").value("exitStatus", 0) + json("r-COM2", "report").value("exitStatus", 0), 1);
     EXPECT_NE(std::filesystem::exists(folder / "j-COM1"), std::filesystem::exists(folder / "j-COM2"));
 
+    write("log", "");
     const Outcome ended = run(arguments, "", whenBoth + "kill -TERM $tool");
     EXPECT_EQ(ended.status, 143) << ended.err;
     for (const std::string port : {"COM1", "COM2"}) {
@@ -232,6 +240,7 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
         EXPECT_EQ(results(json("r-" + port, "report")), "10 read, 20 read, 30 read, 40 not_tried");
         std::filesystem::remove(folder / ("r-" + port));
     }
+    write("log", "");
     run(arguments, "", whenBoth + "child=$(pgrep -o -P $tool); kill -KILL $tool; tail -f /dev/null --pid=$child");
     EXPECT_EQ(json("r-COM1", "report").value("exitStatus", 0), 143) << "nobody is left to follow it";
 }
@@ -239,8 +248,8 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
 TEST_F(BatchLine, ARawReadGoesOnWhereItEnded) {
     write("phone.nvmem", "10 0 f4ff01aabb\n25 0 0102\n30 0 07\n3000 0 09\n");
     twoPorts("[[port.fault]]\ncall = \"send\"\nitem = 30\non = 1\ndelay_ms = 1500\n", "");
-    const Outcome cut = run("read --raw --json raw --ids 0-3100", " --port COM1",
-                            "while [ -s err ]; do sleep 0.01; done; sleep 0.7; kill -INT $tool");
+    const Outcome cut = run("read --raw --json raw --ids 0-3100 --log log", " --port COM1",
+                            whenLogged("\"id\":30,") + "kill -INT $tool");
     EXPECT_EQ(cut.status, 130) << cut.err;
     EXPECT_EQ(json("raw", "raw-items")["missing"]["notTried"], "31-3100") << cut.err;
     const Outcome rest = run("read --raw --resume raw --ids 0-3100");

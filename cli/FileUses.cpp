@@ -74,6 +74,9 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
     for (const tessra::PortConfig& port : service.ports) {
         inputs.push_back(useOf("the device of " + port.name, port.line.device));
         inputs.push_back(useOf("the memory of the phone on " + port.name, port.memory));
+        if (!port.memory.empty()) {
+            inputs.push_back(useOf("the lock of that memory", port.memory.string() + ".lock"));
+        }
         inputs.push_back(useOf("the initial memory of the phone on " + port.name, port.initial));
     }
     return inputs;

@@ -30,10 +30,17 @@ std::string exitStatusHelp() {
 }
 
 /// The library knows no option that another one makes dispensable.
-void requirePort(const Arguments& arguments) {
-    const bool isWrite = arguments.verb == Arguments::Verb::kSet || arguments.verb == Arguments::Verb::kWrite;
+void requirePort(Arguments& arguments) {
+    using Verb = Arguments::Verb;
+    if (!arguments.devicePath.empty()) {
+        arguments.comPort = arguments.devicePath;
+    }
+    const bool isWrite = arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite;
     if (isWrite && arguments.comPort.empty() && !arguments.isDryRun) {
-        throw CLI::RequiredError("--port, unless --dry-run is given,");
+        throw CLI::RequiredError("--port or --device, unless --dry-run is given,");
+    }
+    if ((arguments.verb == Verb::kRead || arguments.verb == Verb::kReset) && arguments.comPort.empty()) {
+        throw CLI::RequiredError("--port or --device");
     }
 }
 

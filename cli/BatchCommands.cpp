@@ -12,11 +12,20 @@
 
 namespace {
 
-/// The service's ports as its file describes them. A file that can't be used is reported, and the program goes on
-/// without ports, since the failures that follow say more of a port than silence does.
-tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& status) {
+/// The service's ports as its file describes them, or the one of a device that was named. A file that can't be used is
+/// reported, and the program goes on without ports, since the failures that follow say more of a port than silence
+/// does.
+tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& status) {
+    tessra::ServiceConfig config;
+    if (!arguments.devicePath.empty()) {
+        tessra::PortConfig& port = config.ports.emplace_back();
+        port.name = arguments.comPort;
+        port.number = 1;
+        port.line = {.device = arguments.devicePath, .baud = arguments.baud};
+        return config;
+    }
     try {
-        return tessra::loadServiceConfig(path);
+        return tessra::loadServiceConfig(arguments.servicePath);
     } catch (const tessra::ConfigError& error) {
         std::cerr << error.message() << "\nGoing on without ports.\n";
         status = ExitStatus::kFile;
@@ -33,7 +42,8 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
             return true;
         }
         if (workbench::portReason(session, comPort).empty()) {
-            std::cerr << "No phone is present on " << comPort << ". `calvane-batch ports` tells where there are some.\n";
+            std::cerr << "No phone is present on " << comPort
+                      << ". `calvane-batch ports` tells where there are some.\n";
         }
         return false;
     } catch (const std::exception&) {
@@ -97,6 +107,9 @@ void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::str
 } // namespace
 
 ExitStatus runBatch(const Arguments& given) {
+    if (given.allDevices) {
+        return printDevices(given);
+    }
     const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
     ExitStatus status = ExitStatus::kDone;
     Arguments arguments = given;
@@ -104,7 +117,7 @@ ExitStatus runBatch(const Arguments& given) {
     std::optional<tessra::ServiceHost> service;
     // A dry run that names no port needs none.
     const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
-    const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
+    const auto config = isHost ? configuredPorts(arguments, status) : tessra::ServiceConfig();
     refuseFilesOfTwoUses(arguments, config);
     if (isHost) {
         service.emplace(config);

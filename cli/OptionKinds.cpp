@@ -59,7 +59,17 @@ void addService(CLI::App& verb, Arguments& arguments) {
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
     CLI::Option* port = addName(verb, "--port", arguments.comPort, "Port of the phone, such as COM1");
     addService(verb, arguments);
+    CLI::Option* device =
+        addName(verb, "--device", arguments.devicePath,
+                "Serial device of the phone, such as /dev/ttyUSB0, instead of a port: no file with ports is needed");
+    device->excludes(port);
+    addBaud(verb, arguments)->needs(device);
     return port;
+}
+
+CLI::Option* addBaud(CLI::App& verb, Arguments& arguments) {
+    return addNumber(verb, "--baud", "Speed of that device (default: 115200)",
+                     [&arguments](const std::string& text) { return parseNumber(text, arguments.baud); });
 }
 
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,

@@ -30,8 +30,9 @@ CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::strin
 
 void addRing(CLI::App& verb, Arguments& arguments);
 void addService(CLI::App& verb, Arguments& arguments);
-/// --port, with --service.
+/// --port, with --service; or --device, with --baud.
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments);
+CLI::Option* addBaud(CLI::App& verb, Arguments& arguments);
 /// The item numbers of the arguments, as an option of this name.
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,
                             const std::string& description);

@@ -8,6 +8,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <memory>
@@ -32,6 +33,14 @@ bool isSame(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+// The numbers that Linux has given to /dev/ptmx and to what stands in /dev/pts.
+bool isTerminalMaker(const struct stat& file) {
+    return S_ISCHR(file.st_mode) && file.st_rdev == makedev(5, 2);
+}
+bool isPseudoTerminal(const struct stat& file) {
+    return S_ISCHR(file.st_mode) && major(file.st_rdev) >= 136 && major(file.st_rdev) <= 143;
+}
+
 // The next entry whose name is a number; nothing at the end.
 std::optional<pid_t> nextNumber(DIR* folder) {
     while (const dirent* entry = ::readdir(folder)) { // NOLINT(concurrency-mt-unsafe): each caller has a folder alone
@@ -40,17 +49,6 @@ std::optional<pid_t> nextNumber(DIR* folder) {
         }
     }
     return std::nullopt;
-}
-
-// A program names itself, so the name may have any byte in it.
-std::string programOf(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
-    std::string name;
-    std::getline(file, name);
-    for (char& c : name) {
-        c = c < ' ' || c > '~' ? '?' : c;
-    }
-    return name;
 }
 
 FileUser userWith(pid_t process) {
@@ -132,12 +130,19 @@ private:
             isPartial_ = isPartial_ || errno == EACCES || errno == EPERM;
             return;
         }
+        std::vector<struct stat> open;
         while (const auto number = nextNumber(files.get())) {
             struct stat file {};
             if (::fstatat(::dirfd(files.get()), std::to_string(*number).c_str(), &file, 0) == 0) {
-                take(process, [&file](const struct stat& wanted) { return isSame(wanted, file); });
+                open.push_back(file);
             }
         }
+        // Who makes a pseudo-terminal keeps it open, and is the other end of it, not its user.
+        const bool isOtherEnd = std::ranges::any_of(open, isTerminalMaker);
+        take(process, [&](const struct stat& wanted) {
+            return !(isOtherEnd && isPseudoTerminal(wanted)) &&
+                   std::ranges::any_of(open, [&wanted](const struct stat& file) { return isSame(wanted, file); });
+        });
     }
 
     std::vector<struct stat> stats_;
@@ -149,6 +154,17 @@ private:
 
 std::vector<FileUser> usersOf(const std::vector<std::filesystem::path>& files) {
     return Search(files).run();
+}
+
+// A program names itself, so the name may have any byte in it.
+std::string programOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    for (char& c : name) {
+        c = c < ' ' || c > '~' ? '?' : c;
+    }
+    return name;
 }
 
 std::string useText(const FileUser& user) {

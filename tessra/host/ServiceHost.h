@@ -30,6 +30,9 @@ public:
     ServiceHost(const ServiceHost&) = delete;
     ServiceHost& operator=(const ServiceHost&) = delete;
 
+    /// Takes up one more port, which clients find from now on. False where there is one of its name or number already.
+    bool addPort(const PortConfig& port);
+
     /// The registered clients, by ascending handle.
     std::vector<RegisteredClient> clients() const { return service_->clients(); }
 

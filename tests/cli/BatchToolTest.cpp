@@ -141,11 +141,14 @@ TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
         "write;write --from-mox a --from-json b;write --from-mox a --tolerate 7x;write --from-mox a "
         "--offline-first=5x;list --ring '';ports --service '';read --port '';read --text '';read --json '';read --mox "
         "'';show '';prune '' --keep 1;tree '';set 30 1 --spc '';write --from-json '';write --port COM1 x '';write "
-        "--from-mox ''");
+        "--from-mox '';ports --json;ports --probe x;ports --all --baud 9600;read --port A --device B;read --port A "
+        "--baud 9600");
     for (std::string wrong; std::getline(wrongUsage, wrong, ';');) {
         EXPECT_EQ(run(wrong).status, 2) << wrong;
     }
-    EXPECT_EQ(run("set 30 1", "").status, 2) << "without a port";
+    for (const char* const noPort : {"set 30 1", "read", "reset"}) {
+        EXPECT_EQ(run(noPort, "").status, 2) << noPort;
+    }
     const std::pair<const char*, int> failures[] = {
         {"list >/dev/full", 6},
         {"read --text /dev/full", 6},

@@ -22,8 +22,7 @@ public:
             std::error_code ignored;
             const auto type = entry->status(ignored).type();
             if (type == std::filesystem::file_type::character || type == std::filesystem::file_type::not_found) {
-                devices.push_back(
-                    {.path = entry->path(), .byId = entry->path(), .product = {}, .user = {}, .group = {}});
+                devices.push_back({.path = entry->path(), .byId = entry->path()});
             }
         }
         std::ranges::sort(devices, {}, &SerialDevice::path);

@@ -3,12 +3,10 @@
 #include "platform/kernel/Text.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <fstream>
 
@@ -28,25 +26,13 @@ void lookForNote(const std::filesystem::path& device, kernel::FileUser& user) {
     }
 }
 
-std::string groupOf(const struct stat& file) {
-    constexpr mode_t kReadAndWrite = S_IRGRP | S_IWGRP;
-    std::array<char, 16384> buffer{};
-    group entry{};
-    group* found = nullptr;
-    if ((file.st_mode & kReadAndWrite) != kReadAndWrite ||
-        ::getgrgid_r(file.st_gid, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
-        return {};
-    }
-    return found->gr_name;
-}
-
 void lookUpState(SerialDevice& device) {
     struct stat file {};
     if (::stat(device.path.c_str(), &file) != 0 || !S_ISCHR(file.st_mode)) {
         device.state = DeviceState::kGone;
     } else if (::faccessat(AT_FDCWD, device.path.c_str(), R_OK | W_OK, AT_EACCESS) != 0) {
         device.state = DeviceState::kNoPermission;
-        device.group = groupOf(file);
+        device.group = kernel::groupOf(device.path);
     } else {
         if (device.user.process == 0) {
             lookForNote(device.path, device.user);
@@ -75,8 +61,7 @@ std::string stateText(const SerialDevice& device) {
     if (device.state == DeviceState::kInUse) {
         text += ": " + kernel::useText(device.user);
     } else if (device.state == DeviceState::kNoPermission) {
-        text += device.group.empty() ? ": no group may use it, only its owner"
-                                     : ": only members of the group " + device.group + " may use it";
+        text += ": " + kernel::permissionText(device.group);
     }
     return text;
 }

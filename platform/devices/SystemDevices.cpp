@@ -64,8 +64,7 @@ std::optional<SerialDevice> describe(udev* udev, const char* systemPath) {
     if (node.empty() || !isHardware(device.get())) { // or it has left since it was enumerated
         return std::nullopt;
     }
-    return SerialDevice{
-        .path = node, .byId = byIdOf(device.get()), .product = productOf(device.get()), .user = {}, .group = {}};
+    return SerialDevice{.path = node, .byId = byIdOf(device.get()), .product = productOf(device.get())};
 }
 
 class SystemDevices final : public DeviceSource {

@@ -4,11 +4,14 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <grp.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fstream>
 #include <memory>
@@ -104,7 +107,8 @@ private:
             if (!(words >> ordinal >> kind >> ignored >> ignored >> process >> place) || kind != "FLOCK") {
                 continue; // one that waits has an arrow for its kind
             }
-            if (process > 0) {
+            // Who has taken a lock may have ended, and left it to a child.
+            if (process > 0 && (::kill(process, 0) == 0 || errno == EPERM)) {
                 take(process, [&place](const struct stat& file) {
                     return place == hexDigits(major(file.st_dev), 2) + ":" + hexDigits(minor(file.st_dev), 2) + ":" +
                                         std::to_string(file.st_ino);
@@ -184,6 +188,23 @@ std::string useText(const FileUser& user) {
 
 std::string useText(const std::filesystem::path& file) {
     return useText(usersOf({file}).front());
+}
+
+std::string groupOf(const std::filesystem::path& file) {
+    constexpr mode_t kReadAndWrite = S_IRGRP | S_IWGRP;
+    struct stat found {};
+    std::array<char, 16384> buffer{};
+    group entry{};
+    group* row = nullptr;
+    if (::stat(file.c_str(), &found) != 0 || (found.st_mode & kReadAndWrite) != kReadAndWrite ||
+        ::getgrgid_r(found.st_gid, &entry, buffer.data(), buffer.size(), &row) != 0 || row == nullptr) {
+        return {};
+    }
+    return row->gr_name;
+}
+
+std::string permissionText(const std::string& group) {
+    return group.empty() ? "no group may use it, only its owner" : "only members of the group " + group + " may use it";
 }
 
 } // namespace kernel

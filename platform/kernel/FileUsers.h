@@ -39,4 +39,9 @@ std::string useText(const FileUser& user);
 /// The same for one file.
 std::string useText(const std::filesystem::path& file);
 
+/// The group whose members may read and write a file, through links; empty where no group may.
+std::string groupOf(const std::filesystem::path& file);
+/// Who may use a file of this group: "only members of the group dialout may use it".
+std::string permissionText(const std::string& group);
+
 } // namespace kernel

@@ -2,9 +2,12 @@
 
 namespace tessra {
 
-ProbeResult DeviceProbe::run() {
+DeviceProbe::DeviceProbe(const LineSetup& setup) : line_(setup.device.string(), setup) {
     line_.start([] {});
     line_.open();
+}
+
+ProbeResult DeviceProbe::run() {
     line_.awaitFirstView();
     const PhoneView view = line_.look();
     ProbeResult result;

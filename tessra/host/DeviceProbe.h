@@ -18,11 +18,12 @@ struct ProbeResult {
 /// device and sends it a few bytes, so it is for a device that somebody has chosen, and for no other.
 class DeviceProbe {
 public:
-    explicit DeviceProbe(const LineSetup& setup) : line_(setup.device.string(), setup) {}
+    /// Begins to ask. Throws std::system_error where there is no thread to be had.
+    explicit DeviceProbe(const LineSetup& setup);
 
-    /// Takes 1.5 s at most. To be called once. Throws std::system_error where there is no thread to be had.
+    /// Waits for the answer, 1.5 s at most, and lets go of the device. To be called once.
     ProbeResult run();
-    /// Ends run(), which then finds nobody. Any thread may call it, once run() has begun or later.
+    /// Ends run(), which then finds nobody. Any thread may call it, before, during and after.
     void cancel() { line_.close(); }
 
 private:

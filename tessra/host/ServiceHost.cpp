@@ -82,6 +82,11 @@ bool ServiceHost::addPort(const PortConfig& port) {
            service_->addPort(std::make_shared<Port>(port.name, port.number, makeLink(port, faults_.get())));
 }
 
+bool ServiceHost::hasPort(const std::string& name, std::uint16_t number) const {
+    const auto port = service_->portNamed(name);
+    return port && port->number() == number;
+}
+
 FaultGate& ServiceHost::faults() {
     if (!faults_) {
         throw std::logic_error("the phone service is not wrapped in faults");

@@ -35,7 +35,8 @@ tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& st
 
 /// Says that the port has no phone, if so: the failures of a connect do not say it. They do say why a port can't be
 /// used, and then that is all of it. Answers whether it has a phone. Looks at no other port, which others may be using.
-bool explainPort(Calvane& catalog, const std::string& comPort) {
+bool explainPort(Calvane& catalog, const Arguments& arguments) {
+    const std::string& comPort = arguments.comPort;
     try {
         TessraServer& session = *catalog.getTessraServer();
         if (session.connect(comPort, 0)) {
@@ -43,7 +44,8 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
         }
         if (workbench::portReason(session, comPort).empty()) {
             std::cerr << "No phone is present on " << comPort
-                      << ". `calvane-batch ports` tells where there are some.\n";
+                      << (arguments.devicePath.empty() ? ". `calvane-batch ports` tells where there are some.\n"
+                                                       : ". Is it the right speed, and is the phone on?\n");
         }
         return false;
     } catch (const std::exception&) {
@@ -136,7 +138,7 @@ ExitStatus runBatch(const Arguments& given) {
     } catch (const std::exception& error) {
         status = worse(status, report(error));
     }
-    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments.comPort)) {
+    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments)) {
         status = worse(status, ExitStatus::kNoPhone);
     }
     return status;

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -17,6 +18,9 @@ using Verb = Arguments::Verb;
 
 /// Which file it is: device, inode, and below a folder the name of a file that is not there yet.
 using Identity = std::tuple<dev_t, ino_t, std::string>;
+
+constexpr std::pair<int, const char*> kStreams[] = {{STDOUT_FILENO, "Standard output"},
+                                                    {STDERR_FILENO, "Standard error"}};
 
 struct FileUse {
     std::string what; ///< such as "--json 'p.mox'" or "the decoder ring"
@@ -73,16 +77,20 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
 
 void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfig& service) {
     auto outputs = outputsOf(arguments);
+    const auto named = static_cast<std::ptrdiff_t>(outputs.size());
+    for (const auto& [descriptor, what] : kStreams) {
+        struct stat status {};
+        if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+            outputs.push_back({what, Identity(status.st_dev, status.st_ino, "")});
+        }
+    }
     for (auto left = outputs.begin(); left != outputs.end(); ++left) {
-        for (auto right = outputs.begin(); right != left; ++right) {
+        // Both streams may go to one file.
+        for (auto right = outputs.begin(); right != left && right != outputs.begin() + named; ++right) {
             if (left->identity && !left->isDevice && left->identity == right->identity) {
                 refuse(left->what, "the file of " + right->what);
             }
         }
-    }
-    struct stat status {};
-    if (::fstat(STDOUT_FILENO, &status) == 0 && S_ISREG(status.st_mode)) {
-        outputs.push_back({"Standard output", Identity(status.st_dev, status.st_ino, "")});
     }
     for (const FileUse& input : inputsOf(arguments, service)) {
         for (const FileUse& output : outputs) {

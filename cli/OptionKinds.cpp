@@ -13,6 +13,10 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
 
 CLI::Option* addName(CLI::App& verb, const std::string& option, std::string& name, const std::string& description) {
     return verb.add_option(option, name, description)->check([](const std::string& text) {
+        // In a message it would stand for a line of ours.
+        if (text.find_first_of("\n\r\t\a") != std::string::npos) {
+            return std::string("it has a line end, a tab or a bell");
+        }
         return std::string(text.empty() ? "it is empty" : "");
     });
 }

@@ -65,7 +65,7 @@ auto takingValues(Step step) {
     } catch (const workbench::ValuesRefused& refusal) {
         const bool isText = refusal.kind() == workbench::ValuesRefused::Kind::kText;
         throw BatchFailure(isText ? ExitStatus::kFile : ExitStatus::kValues,
-                           std::string(refusal.what()) + (refusal.wouldWrap() ? " If it is meant, say --wrap." : ""));
+                           refusal.message() + (refusal.wouldWrap() ? " If it is meant, say --wrap." : ""));
     }
 }
 

@@ -1,14 +1,14 @@
 #pragma once
 
 #include "engine/NvItem.h"
+#include "platform/kernel/MessageException.h"
 
-#include <stdexcept>
 #include <string>
 
 namespace workbench {
 
 /// Values, or the text that holds them, that are not taken.
-class ValuesRefused : public std::runtime_error {
+class ValuesRefused : public kernel::MessageException {
 public:
     enum class Kind {
         kText,   ///< the text is none of its kind
@@ -16,7 +16,7 @@ public:
     };
 
     ValuesRefused(Kind kind, const std::string& message, bool wouldWrap = false)
-        : std::runtime_error(message), kind_(kind), wouldWrap_(wouldWrap) {}
+        : MessageException(message), kind_(kind), wouldWrap_(wouldWrap) {}
 
     Kind kind() const { return kind_; }
     /// Whether they are taken where wrapping is allowed.

@@ -34,9 +34,9 @@ struct Place {
         try {
             return step();
         } catch (const ValuesRefused& refusal) {
-            refuse(refusal.kind(), refusal.what(), refusal.wouldWrap());
+            refuse(refusal.kind(), refusal.message(), refusal.wouldWrap());
         } catch (const std::exception& error) {
-            refuseValue(error.what());
+            refuseValue(kernel::messageOf(error));
         }
     }
 };

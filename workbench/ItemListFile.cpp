@@ -3,6 +3,7 @@
 #include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Text.h"
 #include "platform/kernel/WholeFile.h"
+#include "workbench/MessageText.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -25,7 +26,7 @@ ItemList::Entry parseLine(std::string_view text, std::size_t line) {
     const std::string_view word = kernel::firstWord(text);
     const auto number = kernel::wholeNumber<std::uint16_t>(word);
     if (!number) {
-        refuse(line, "'" + kernel::shortened(word, kMaxShownBytes) + "' is no item number (0 to 65535)");
+        refuse(line, "'" + shownText(kernel::shortened(word, kMaxShownBytes)) + "' is no item number (0 to 65535)");
     }
     const std::string_view name = kernel::trimmed(text.substr(word.size()));
     return {*number, std::string(name), line};
@@ -111,7 +112,10 @@ std::vector<std::string> doubtsOf(const ItemList& list, std::span<const NvItem> 
         if (found == ring.end() || found->getId() != entry.number) {
             doubts.push_back(doubt.append("not in the decoder ring."));
         } else if (const std::string name = found->getName(); !entry.name.empty() && entry.name != name) {
-            doubts.push_back(doubt.append(name).append(" in the decoder ring, not ").append(entry.name).append("."));
+            doubts.push_back(doubt.append(name)
+                                 .append(" in the decoder ring, not ")
+                                 .append(shortened(shownText(entry.name), {200, 1}))
+                                 .append("."));
         }
     }
     return doubts;

@@ -37,6 +37,9 @@ void requireModestText(std::string_view text, const std::string& source) {
         const char character = text[at];
         line += character == '\n' ? 1 : 0;
         ++tokenBytes;
+        if (character == '\0') {
+            refuseLine(source, line, "a zero byte"); // which the parser takes for the end
+        }
         if (inText) {
             inText = character != '"';
             at += character == '\\' ? 1 : 0;

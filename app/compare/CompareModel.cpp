@@ -241,7 +241,9 @@ QString CompareModel::unitsText(std::uint16_t number, const ShownField& field) c
     };
     const std::string left = judged(field.field.left);
     const std::string right = judged(field.field.right);
-    return shownText(left == right || right.empty() ? left : left.empty() ? right : left + " / " + right);
+    const std::string values = left == right || right.empty() ? left : left.empty() ? right : left + " / " + right;
+    const std::string band = bandText(*unit);
+    return shownText(values + (band.empty() ? "" : "; permitted: " + band));
 }
 
 QString CompareModel::unitsText(const ItemRow& row) const {
@@ -282,7 +284,8 @@ QVariant CompareModel::itemData(const QModelIndex& index, int role) const {
     if (role != Qt::DisplayRole && (role != Qt::ToolTipRole || index.column() == kNumber)) {
         return {};
     }
-    return itemText(rowAt(index), index.column());
+    const QString text = itemText(rowAt(index), index.column());
+    return role == Qt::ToolTipRole ? plainToolTip(text) : text;
 }
 
 QVariant CompareModel::fieldData(const QModelIndex& index, int role) const {
@@ -297,15 +300,25 @@ QVariant CompareModel::fieldData(const QModelIndex& index, int role) const {
     if (role != Qt::DisplayRole && role != Qt::ToolTipRole) {
         return {};
     }
+    const QString text = fieldText(index, shown);
+    return role == Qt::ToolTipRole ? plainToolTip(text) : text;
+}
+
+QString CompareModel::fieldText(const QModelIndex& index, const ShownField& shown) const {
+    const SubFieldRow& field = shown.field;
+    const auto valueText = [&](const std::string& value) {
+        const bool isDate = anyItem(rowAt(index)).isTime() && workbench::numberOf(value);
+        return shownText(isDate ? dateText(value) : value);
+    };
     switch (index.column()) {
     case kName:
         return shownText(field.typeName);
     case kSubField:
         return shownText(field.description);
     case kLeft:
-        return shownText(field.left);
+        return valueText(field.left);
     case kRight:
-        return shownText(field.right);
+        return valueText(field.right);
     case kDifference: {
         const std::string number = workbench::differenceText(field);
         return number.empty() ? QString::fromUtf8(stateText(field.state).data()) : QString::fromStdString(number);
@@ -340,8 +353,8 @@ QVariant CompareModel::headerData(int section, Qt::Orientation orientation, int 
         const auto& set = section == kLeft ? comparison()->left() : comparison()->right();
         return shownText((section == kLeft ? "Left: " : "Right: ") + set->about().label);
     }
-    static const char* const kHeaders[kColumns] = {"Item",  "Name",       "Sub-field", "Left",
-                                                   "Right", "Difference", "In Units"};
+    static const char* const kHeaders[kColumns] = {"Number", "Name",       "Sub-field", "Left",
+                                                   "Right",  "Difference", "In Units"};
     if (orientation == Qt::Horizontal && role == Qt::DisplayRole && section < kColumns) {
         return kHeaders[section];
     }

@@ -82,6 +82,7 @@ private:
     QString itemText(const workbench::ItemRow& row, int column) const;
     QVariant itemData(const QModelIndex& index, int role) const;
     QVariant fieldData(const QModelIndex& index, int role) const;
+    QString fieldText(const QModelIndex& index, const ShownField& shown) const;
 
     const workbench::Units units_;
     std::optional<workbench::ComparisonRows> rows_;

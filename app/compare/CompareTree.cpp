@@ -5,6 +5,7 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QScrollBar>
+#include <QStyle>
 #include <algorithm>
 
 namespace {
@@ -127,11 +128,18 @@ void CompareTree::keyPressEvent(QKeyEvent* event) {
     QTreeView::keyPressEvent(event);
 }
 
+int CompareTree::numberWidth() const {
+    // An arrow, a box for the tick, and room around the number.
+    return indentation() + style()->pixelMetric(QStyle::PM_IndicatorWidth, nullptr, this) +
+           fontMetrics().horizontalAdvance("65535") + 3 * fontMetrics().averageCharWidth();
+}
+
 void CompareTree::resizeEvent(QResizeEvent* event) {
     isFitting_ = true;
     QTreeView::resizeEvent(event);
     for (int column = 0; !isSizedByUser_ && column < CompareModel::kUnits; ++column) {
-        setColumnWidth(column, viewport()->width() * kColumnShares[column] / 100);
+        const int share = viewport()->width() * kColumnShares[column] / 100;
+        setColumnWidth(column, std::max(share, column == CompareModel::kNumber ? numberWidth() : 0));
     }
     isFitting_ = false;
 }

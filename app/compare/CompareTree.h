@@ -30,6 +30,8 @@ private:
     /// The row shown below or above; invalid at the end.
     QModelIndex following(const QModelIndex& at, bool forward) const;
     QModelIndex lastIn(const QModelIndex& item) const;
+    /// What the column of the numbers takes at least, in pixels.
+    int numberWidth() const;
     void remember();
     void restore();
 

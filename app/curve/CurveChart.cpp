@@ -1,5 +1,7 @@
 #include "app/curve/CurveChart.h"
 
+#include "app/dialogs/ShownText.h"
+
 #include <QAreaSeries>
 #include <QGraphicsLayout>
 #include <QLegend>
@@ -69,8 +71,9 @@ AxisRange rangeOf(const std::vector<const Curve*>& curves) {
     return {range.low - margin, range.high + margin};
 }
 
+/// The chart takes its texts for markup.
 QString text(const std::string& string) {
-    return QString::fromStdString(string);
+    return shownText(string).toHtmlEscaped();
 }
 
 QPen penOf(const QColor& color, double width, Qt::PenStyle style = Qt::SolidLine) {
@@ -84,7 +87,6 @@ QPen penOf(const QColor& color, double width, Qt::PenStyle style = Qt::SolidLine
 CurveChart::CurveChart() : QChart(nullptr), positions_(new QValueAxis(this)) {
     positions_->setLabelFormat("%.0f");
     positions_->setTitleText("position");
-    positions_->setTickType(QValueAxis::TicksDynamic);
     addAxis(positions_, Qt::AlignBottom);
     legend()->setAlignment(Qt::AlignTop);
     legend()->setShowToolTips(true);
@@ -118,7 +120,6 @@ void CurveChart::makeAxes(const CurveSet& set, const QPalette& palette) {
         if (index == axes_.size()) {
             auto* axis = new QValueAxis(this);
             axis->setTitleText(text(set.curves[i].axis));
-            axis->setTickType(QValueAxis::TicksDynamic);
             addAxis(axis, axes_.empty() ? Qt::AlignLeft : Qt::AlignRight);
             axes_.push_back({set.curves[i].axis, axis, {}, color, false});
         } else {
@@ -302,11 +303,14 @@ void CurveChart::setCompact(bool compact) {
 
 void CurveChart::setView(const PlotView& view) {
     view_ = view;
-    const AxisRange across = partOf({0.5, static_cast<double>(count_) + 0.5}, view.across);
-    positions_->setRange(across.low, across.high);
+    // With the old distance of ticks, a range that is many times larger would be given as many of them.
+    const auto setRange = [](QValueAxis& axis, const AxisRange& range) {
+        axis.setTickType(QValueAxis::TicksFixed);
+        axis.setRange(range.low, range.high);
+    };
+    setRange(*positions_, partOf({0.5, static_cast<double>(count_) + 0.5}, view.across));
     for (const Axis& axis : axes_) {
-        const AxisRange seen = partOf(axis.whole, view.upward);
-        axis.axis->setRange(seen.low, seen.high);
+        setRange(*axis.axis, partOf(axis.whole, view.upward));
     }
     fitTicks();
 }
@@ -314,13 +318,17 @@ void CurveChart::setView(const PlotView& view) {
 void CurveChart::fitTicks() {
     const QRectF area = plotArea();
     const int across = std::max(2, static_cast<int>(area.width()) / kPixelsPerPosition);
-    positions_->setTickInterval(std::max(1.0, niceStep(positions_->max() - positions_->min(), across)));
+    const auto setStep = [](QValueAxis& axis, double step) {
+        axis.setTickInterval(step);
+        axis.setTickType(QValueAxis::TicksDynamic);
+    };
+    setStep(*positions_, std::max(1.0, niceStep(positions_->max() - positions_->min(), across)));
     for (const Axis& axis : axes_) {
         const int upward = std::max(2, static_cast<int>(area.height()) / kPixelsPerLine);
         const double step = niceStep(axis.axis->max() - axis.axis->min(), upward);
         const bool isHuge = std::max(std::abs(axis.axis->max()), std::abs(axis.axis->min())) >= 1e8;
         axis.axis->setLabelFormat(isHuge ? QString("%.6g") : QString("%.%1f").arg(decimalsOf(step)));
-        axis.axis->setTickInterval(step);
+        setStep(*axis.axis, step);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "app/curve/CurvePicture.h"
 
+#include "app/dialogs/ShownText.h"
+
 #include <QBuffer>
 #include <QGraphicsLayout>
 #include <QGraphicsScene>
@@ -25,7 +27,7 @@ QByteArray curvePicture(const CurveSet& set, const PlotView& view, QSize size, P
     QGraphicsScene scene;
     auto* chart = new CurveChart;
     scene.addItem(chart); // takes it over
-    chart->setTitle(QString::fromStdString(set.title));
+    chart->setTitle(shownText(set.title).toHtmlEscaped());
     chart->showSet(set, paper());
     chart->resize(size);
     chart->layout()->activate();

@@ -1,5 +1,7 @@
 #include "app/curve/CurvePlot.h"
 
+#include "app/dialogs/ShownText.h"
+
 #include <QAccessible>
 #include <QApplication>
 #include <QKeyEvent>
@@ -93,7 +95,7 @@ QStringList CurvePlot::textsOf(CurvePlace place) const {
     const std::string text = move_ && place == chosen_ ? move_->text : pointOf(place).text;
     QStringList texts;
     for (const std::string& one : pointTexts(curveOf(place), place.point, text)) {
-        texts << QString::fromStdString(one);
+        texts << shownText(one);
     }
     return texts;
 }
@@ -170,7 +172,7 @@ void CurvePlot::mouseMoveEvent(QMouseEvent* event) {
             const double y = move_->from->y();
             const double value = chart_->valueAt(chosen_->curve, y + way) - chart_->valueAt(chosen_->curve, y);
             moveChosen(curveOf(*chosen_).stepsIn(pointOf(*chosen_), value));
-            QToolTip::showText(event->globalPosition().toPoint(), textsOf(*chosen_).join('\n'), viewport());
+            QToolTip::showText(event->globalPosition().toPoint(), plainToolTip(textsOf(*chosen_).join('\n')), viewport());
         }
     } else if (bandFrom_) {
         band_->setGeometry(QRect(*bandFrom_, event->pos()).normalized());
@@ -183,7 +185,7 @@ void CurvePlot::mouseMoveEvent(QMouseEvent* event) {
                  moved(view.upward, way.y() / area.height() * view.upward.span())});
     } else if (const auto point = pointAt(event->position())) {
         viewport()->setCursor(set_.editable ? Qt::SizeVerCursor : Qt::PointingHandCursor);
-        QToolTip::showText(event->globalPosition().toPoint(), textsOf(*point).join('\n'), viewport());
+        QToolTip::showText(event->globalPosition().toPoint(), plainToolTip(textsOf(*point).join('\n')), viewport());
     } else {
         viewport()->unsetCursor();
         QToolTip::hideText();

@@ -267,21 +267,14 @@ void CCustomListDlg::takeList(const workbench::ItemList& list) {
 }
 
 void CCustomListDlg::showDoubts(const std::vector<std::string>& doubts) {
-    const std::size_t count = doubts.size();
-    QStringList lines;
+    std::string text = doubts.size() == 1
+                           ? std::string("1 line does not fit the decoder ring.")
+                           : std::to_string(doubts.size()) + " lines do not fit the decoder ring.";
+    text += " The other items are listed, and those with other names too.\n";
     for (const std::string& doubt : doubts) {
-        lines << QString::fromStdString(doubt);
+        text += '\n' + doubt;
     }
-    QMessageBox box(QMessageBox::Warning, "Open List",
-                    count == 1 ? "1 line does not fit the decoder ring."
-                               : QString("%1 lines do not fit the decoder ring.").arg(count),
-                    QMessageBox::Ok, this);
-    box.setInformativeText("The other items are listed, and those with other names too. " + lines.first() +
-                           (count > 1 ? " ..." : ""));
-    if (count > 1) {
-        box.setDetailedText(lines.join('\n'));
-    }
-    box.exec();
+    showMessageBox(this, QString::fromStdString(text), "Open List", MessageIcon::kExclamation);
 }
 
 void CCustomListDlg::saveList() {

@@ -15,7 +15,8 @@ namespace {
 /// What is shown on demand of a longer text: a window takes no second for it.
 constexpr workbench::TextBounds kDetails{20000, 200};
 
-/// Makes a box wide enough for its caption, which the desktop draws in a bold font beside its buttons.
+} // namespace
+
 void makeRoomForCaption(QMessageBox& box) {
     constexpr int kButtonsPixels = 140;
     QFont bold = box.font();
@@ -26,8 +27,6 @@ void makeRoomForCaption(QMessageBox& box) {
         grid->addItem(new QSpacerItem(width, 0), grid->rowCount(), 0, 1, grid->columnCount());
     }
 }
-
-} // namespace
 
 void showMessageBox(QWidget* owner, const QString& message, const QString& caption, MessageIcon icon) {
     std::string whole = workbench::shownMessage(message.toStdString());

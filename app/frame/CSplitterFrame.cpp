@@ -164,6 +164,8 @@ void CSplitterFrame::focusMoved(QWidget* to) {
         setActivePane(Pane::kList);
     } else if (to == editor_ || editor_->isAncestorOf(to)) {
         setActivePane(Pane::kEditor);
+    } else if (std::ranges::any_of(parts_, [to](const auto& part) { return part->pane() == to; })) {
+        setActivePane(Pane::kList); // what was typed is stored as on the way to the list
     }
 }
 

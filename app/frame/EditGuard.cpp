@@ -141,8 +141,8 @@ bool EditGuard::runEdit(CommandId command) {
 
 void EditGuard::undo() {
     QLineEdit* box = typingBox();
-    if (box != nullptr && box->isUndoAvailable()) {
-        box->undo();
+    if (box != nullptr && (box->isUndoAvailable() || !editor_.isAncestorOf(box))) {
+        box->undo(); // in a box beside the editor, such as the filter's, Undo is never about the values
         return;
     }
     // What was typed in another box is the newest edit.
@@ -154,7 +154,7 @@ void EditGuard::undo() {
 
 void EditGuard::redo() {
     QLineEdit* box = typingBox();
-    if (box != nullptr && box->isRedoAvailable()) {
+    if (box != nullptr && (box->isRedoAvailable() || !editor_.isAncestorOf(box))) {
         box->redo();
         return;
     }

@@ -1,5 +1,6 @@
 #include "app/frame/FilterPart.h"
 
+#include "app/dialogs/MessageBox.h"
 #include "app/document/CCalvaneDoc.h"
 #include "app/frame/MainStatusBar.h"
 #include "app/views/CNvItemList.h"
@@ -115,6 +116,7 @@ bool FilterPart::agreesToHidden(CommandId command) {
     const QPushButton* go = box.addButton("Continue", QMessageBox::AcceptRole);
     const QPushButton* clear = box.addButton("Clear Filter", QMessageBox::ActionRole);
     box.setDefaultButton(QMessageBox::Cancel);
+    makeRoomForCaption(box);
     box.exec();
     if (box.clickedButton() == clear) {
         list_.clearFilter();

@@ -10,6 +10,7 @@
 #include <QEvent>
 #include <QFile>
 #include <QIcon>
+#include <QToolTip>
 #include <algorithm>
 #include <utility>
 
@@ -87,6 +88,11 @@ void MainStatusBar::setPrompt(const QString& prompt) {
 void MainStatusBar::setNotice(const QString& notice) {
     notice_ = notice;
     showPrompt();
+    // Between long texts about the phone the pane may be too narrow for it.
+    const bool fits = fontMetrics().horizontalAdvance(notice) + 2 * kIndicatorMargin < filePane_->width();
+    if (!notice.isEmpty() && !fits) {
+        QToolTip::showText(filePane_->mapToGlobal(QPoint(0, -2 * height())), plainToolTip(notice), filePane_);
+    }
 }
 
 void MainStatusBar::showPrompt() {

@@ -107,7 +107,8 @@ void CNvItemList::showMarks() {
 }
 
 void CNvItemList::showFiltered() {
-    if (lines_->rowCount() > 0) {
+    // The place in the whole list, to which it goes back when the filter is emptied.
+    if (lines_->rowCount() > 0 && lines_->rowCount() == lines_->listed()) {
         top_ = lines_->positionOf(listBox_->indexAt(QPoint(0, 0)).row());
     }
     const int before = lines_->rowOf(marked_);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tessra {
@@ -12,6 +13,10 @@ namespace {
 
 constexpr std::size_t kMaxLineBytes = 4096;
 constexpr std::size_t kMaxLevels = 32;
+
+bool isAscii(char character) {
+    return static_cast<unsigned char>(character) < 0x80;
+}
 
 // Walks over a text of TOML, or of what claims to be that, and keeps account of its levels. It need not understand more
 // than the parser, which ends at the first mistake.
@@ -29,8 +34,8 @@ public:
             if (tableLevels_ + dotsAtOpening_.size() + dotsBelow_ + dots_ > kMaxLevels) {
                 return "nested deeper than " + std::to_string(kMaxLevels) + " levels";
             }
-            if (isForeign_) {
-                return "a character that is no ASCII stands outside quotation marks";
+            if (fault_ != nullptr) {
+                return fault_;
             }
         }
         return {};
@@ -40,7 +45,12 @@ public:
 private:
     void step() {
         const char character = rest_.front();
+        const char before = std::exchange(before_, character);
         if (character == '"' || character == '\'') {
+            // The parser takes a sign in a word for one of its letters.
+            if (std::string_view("\n\t =[{,.").find(before) == std::string_view::npos) {
+                fault_ = "a quotation mark stands in the middle of a word";
+            }
             skipText(character);
             atLineStart_ = false;
             return;
@@ -55,7 +65,11 @@ private:
         } else if (!kernel::isWhiteSpace(character)) {
             count(character);
             atLineStart_ = false;
-            isForeign_ = static_cast<unsigned char>(character) >= 0x80;
+            if (!isAscii(character)) {
+                fault_ = "a character that is no ASCII stands outside quotation marks";
+            } else if (character < ' ') {
+                fault_ = "a control character";
+            }
         }
     }
 
@@ -100,6 +114,10 @@ private:
                 }
                 ++line_;
             }
+            // What the parser makes of a letter behind the backslash that ends a line is not defined.
+            if (isLong && !isAscii(rest_.front())) {
+                fault_ = "a character that is no ASCII stands between three quotation marks";
+            }
             const bool isEscape = sign == '"' && rest_.front() == '\\' && rest_.size() > 1 && rest_[1] != '\n';
             rest_.remove_prefix(isEscape ? 2 : 1);
         }
@@ -113,7 +131,8 @@ private:
     std::size_t line_ = 1;
     bool atLineStart_ = true;
     bool inTableName_ = false;
-    bool isForeign_ = false;
+    const char* fault_ = nullptr;            // of the last step
+    char before_ = '\n';                     // the character in front of rest_; of a text, its first sign
     std::size_t tableLevels_ = 0;            // of the table in which the keys stand
     std::size_t dots_ = 0;                   // since the last comma between the innermost brackets
     std::vector<std::size_t> dotsAtOpening_; // of each open bracket, those of the key in front of it

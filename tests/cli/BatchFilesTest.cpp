@@ -182,6 +182,7 @@ TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
         {"show p.mox --json p.mox", "--json 'p.mox' is the calibration file, which is read"},
         {"show p.mox --json ./ring.vrk", "--json './ring.vrk' is the decoder ring, which is read"},
         {"show p.mox >>p.mox", "Standard output is the calibration file, which is read"},
+        {"read --json - --text y >y", "Standard output is the file of --text 'y'"},
         {"read --text ./x --mox to-x", "--mox 'to-x' is the file of --text './x'"},
         {"read --text p.mox --mox second", "--mox 'second' is the file of --text 'p.mox'"},
         {"read --json Tessra.toml", "--json 'Tessra.toml' is the file of the service's ports, which is read"},

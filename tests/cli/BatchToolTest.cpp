@@ -119,6 +119,8 @@ TEST_F(BatchTool, TheAccessCodeNeedNotStandAmongTheArguments) {
         {"123456", " --spc-file .", 6},
         {"123456", " --spc-file /dev/zero", 6},
         {"123456", " --spc-file ''", 2},
+        {"123456", " --spc 12345x", 2},
+        {"1234567", "", 2},
         {"123456", " --spc-file code --spc 123456", 2},
         {"", " --dry-run --spc-file none", 6},
     };

@@ -138,8 +138,10 @@ TEST_F(CustomListDialog, OpensAndSavesLists) {
         writeText(folder / "l.txt", "99 B\n100 X\n10\n5 Y\n");
         press(kOpenList, true);
         EXPECT_EQ(lines(kCustomized), "10:Q 99:B 100:A") << "one of the list's own stays, what no side has is left out";
-        EXPECT_EQ(said, "3 lines do not fit the decoder ring.\nLine 2: item 100 is A in the decoder ring, not X.\n"
-                        "Line 3: item 10 is not in the decoder ring.\nLine 4: item 5 is not in the decoder ring.");
+        EXPECT_EQ(said,
+                  "3 lines do not fit the decoder ring. The other items are listed, and those with other names too."
+                  "\n\nLine 2: item 100 is A in the decoder ring, not X.\n"
+                  "Line 3: item 10 is not in the decoder ring.\nLine 4: item 5 is not in the decoder ring.\n");
         writeText(folder / "l.txt", "99 B\nX\n");
         press(kOpenList, true);
         EXPECT_NE(said.find("line 2: 'X' is no item number"), std::string::npos) << said;

@@ -47,6 +47,7 @@ TEST_F(ItemJson, WhatDoesNotFitTheRingOrHasNoMeasureIsRefusedWithItsPlace) {
          "item 20 stands in it twice"},
         {R"({"items":[{"id":20,"fields":[{"value":1,"value":1}]}]})",
          "item 20: the key \"value\" stands twice in one object"},
+        {std::string("{\"items\":[]}\n\0x", 15), "line 2: a zero byte"},
         {R"({"items":[],"items":[]})", "the key \"items\" stands twice in one object"},
         {R"({"items":[{"id":20,"fields":[{"value":[[1]]}]}]})",
          "item 20: the value a list is neither a whole number nor the text of one"},

@@ -9,7 +9,7 @@ namespace {
 
 class FolderDevices final : public DeviceSource {
 public:
-    explicit FolderDevices(std::filesystem::path folder) : folder_(std::filesystem::absolute(folder)) {
+    explicit FolderDevices(const std::filesystem::path& folder) : folder_(std::filesystem::absolute(folder)) {
         watch_.addFolder(folder_);
     }
 

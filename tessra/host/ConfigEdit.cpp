@@ -41,7 +41,7 @@ std::string readText(const std::filesystem::path& file) {
 
 std::string freePortName(const ServiceConfig& config) {
     for (std::uint32_t number = 1; number <= 0xFFFF; ++number) {
-        const std::string name = "COM" + std::to_string(number);
+        std::string name = "COM" + std::to_string(number);
         if (std::ranges::none_of(config.ports,
                                  [&](const PortConfig& port) { return port.number == number || port.name == name; })) {
             return name;

@@ -250,6 +250,12 @@ ExitStatus pruneMox(const Arguments& arguments) {
     if (unwanted.size() == numbers.size()) {
         throw BatchFailure(ExitStatus::kFile, quoted(path) + " is left as it is: it holds none of the items to keep.");
     }
+    // With a slip in one number, its item would go with all the others. Ranges and lists name more than a file has.
+    if (const auto absent = missingNumbers(arguments.singleNumbers, numbers);
+        !absent.empty() && arguments.listPath.empty()) {
+        throw BatchFailure(ExitStatus::kValues,
+                           quoted(path) + " is left as it is." + missingText(arguments.singleNumbers, numbers));
+    }
     if (!unwanted.empty()) {
         withPath(path, [&] {
             MoxFile file;

@@ -40,7 +40,7 @@ QByteArray curvePicture(const CurveSet& set, const PlotView& view, QSize size, P
         svg.setOutputDevice(&content);
         svg.setSize(size);
         svg.setViewBox(all);
-        svg.setTitle(chart->title());
+        svg.setTitle(shownText(set.title));
         QPainter painter(&svg);
         scene.render(&painter, all, all);
     } else {

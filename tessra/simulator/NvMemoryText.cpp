@@ -14,6 +14,7 @@ constexpr std::string_view kHeader =
     "// The phone service rewrites this file; edit it only while no program uses the phone.\n";
 constexpr std::string_view kReadOnlyMark = "readonly";
 constexpr std::string_view kProtectedMark = "protected";
+constexpr std::size_t kMaxShownBytes = 40; // of a wrong word
 constexpr std::string_view kHexDigits = "0123456789abcdef";
 
 // Cuts the text up to the next blank off the front of `line`; empty at the line's end.
@@ -26,7 +27,7 @@ std::string_view nextWord(std::string_view& line) {
 std::uint16_t parseNumber(std::string_view word, const char* what) {
     const auto number = kernel::wholeNumber<std::uint16_t>(word);
     if (!number) {
-        throw std::invalid_argument(std::string("the ") + what + " '" + std::string(word) +
+        throw std::invalid_argument(std::string("the ") + what + " '" + kernel::shortened(word, kMaxShownBytes) +
                                     "' is not a number from 0 to 65535");
     }
     return *number;
@@ -58,7 +59,7 @@ void parseMarks(std::string_view word, NvCell& cell) {
         } else if (mark == kProtectedMark) {
             cell.isProtected = true;
         } else {
-            throw std::invalid_argument("unknown mark '" + std::string(mark) + "'");
+            throw std::invalid_argument("unknown mark '" + kernel::shortened(mark, kMaxShownBytes) + "'");
         }
     }
 }

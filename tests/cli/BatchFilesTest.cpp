@@ -47,6 +47,7 @@ TEST_F(BatchFiles, PruneKeepsWhatWasNamedAndNeverEverythingAway) {
     const Outcome none = run("prune p.mox --keep 20,40");
     EXPECT_EQ(none.status, 6);
     EXPECT_EQ(none.err, "'p.mox' is left as it is: it holds none of the items to keep.\n");
+    expectRun("prune p.mox --keep 10,31", 7, "'p.mox' is left as it is. It has no item 31.\n");
     expectRun("prune p.mox --keep 30-32", 0, "Kept 1 of 2 items in 'p.mox'. It has no item 31, 32.\n");
     EXPECT_EQ(run("show p.mox --ids 10,30").err, "'p.mox' holds 1 item. It has no item 10.\n");
 }

@@ -9,7 +9,8 @@ namespace {
 
 class FolderDevices final : public DeviceSource {
 public:
-    explicit FolderDevices(const std::filesystem::path& folder) : folder_(std::filesystem::absolute(folder)) {
+    explicit FolderDevices(const std::filesystem::path& folder)
+        : folder_(std::filesystem::absolute(folder).lexically_normal()) {
         watch_.addFolder(folder_);
     }
 

@@ -79,8 +79,8 @@ TEST_F(BatchTool, TwoToolsUseTwoPortsAtOnceAndAThirdIsToldWhoHasIt) {
             "initial = \"phone.nvmem\"\n");
     const std::string again = CALVANE_BATCH " read --service Tessra.toml --ring ring.vrk --ids 10 --port ";
     const Outcome slow = run("read --ids 10,20,30", " --port COM1",
-                             "echo $tool >pid; until [ -e COM1.nvmem.lock ]; do :; done; " + again + "COM2 >other; " +
-                                 again + "COM1 2>refused; echo $? >>refused");
+                             "echo $tool >pid; while kill -0 $tool && ! [ -e COM1.nvmem.lock ]; do :; done; " + again +
+                                 "COM1 2>refused; echo $? >>refused; " + again + "COM2 >other");
     EXPECT_EQ(slow.status, 0) << slow.err;
     EXPECT_NE(readText(folder / "other").find("NV_A"), std::string::npos);
     std::string pid = readText(folder / "pid");

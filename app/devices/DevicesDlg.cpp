@@ -128,6 +128,23 @@ void DevicesDlg::makeControls() {
     message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     message_->setMinimumHeight(2 * message_->fontMetrics().lineSpacing());
 
+    auto* speed = new QHBoxLayout;
+    speed->addWidget(baudLabel);
+    speed->addWidget(baud_);
+    speed->addStretch();
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(list_);
+    layout->addWidget(message_);
+    layout->addLayout(speed);
+    layout->addWidget(makeButtons());
+    resize(kLeastWidth, kLeastHeight);
+    refresh_ = new QTimer(this);
+    refresh_->setSingleShot(true);
+    refresh_->setInterval(kSettleMs);
+    connect(refresh_, &QTimer::timeout, this, &DevicesDlg::refresh);
+}
+
+QWidget* DevicesDlg::makeButtons() {
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     buttons->button(QDialogButtonBox::Close)->setAutoDefault(false); // Enter in the list would leave it
     ask_ = buttons->addButton("&Ask", QDialogButtonBox::ActionRole);
@@ -141,21 +158,7 @@ void DevicesDlg::makeControls() {
     connect(ask_, &QPushButton::clicked, this, &DevicesDlg::ask);
     connect(use_, &QPushButton::clicked, this, &DevicesDlg::makePort);
     connect(buttons, &QDialogButtonBox::rejected, this, &DevicesDlg::reject);
-
-    auto* speed = new QHBoxLayout;
-    speed->addWidget(baudLabel);
-    speed->addWidget(baud_);
-    speed->addStretch();
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(list_);
-    layout->addWidget(message_);
-    layout->addLayout(speed);
-    layout->addWidget(buttons);
-    resize(kLeastWidth, kLeastHeight);
-    refresh_ = new QTimer(this);
-    refresh_->setSingleShot(true);
-    refresh_->setInterval(kSettleMs);
-    connect(refresh_, &QTimer::timeout, this, &DevicesDlg::refresh);
+    return buttons;
 }
 
 void DevicesDlg::watch() {

@@ -30,6 +30,7 @@ private:
     struct Question; ///< one that is under way, with its thread
 
     void makeControls();
+    QWidget* makeButtons();
     void watch();
     void refresh();
     void showDevices(const std::vector<devices::SerialDevice>& listed);

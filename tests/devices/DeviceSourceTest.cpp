@@ -112,7 +112,10 @@ TEST_F(FolderOfDevices, APermissionThatIsMissingNamesTheGroupThatHasIt) {
     for (const auto& [mode, state] : rows) {
         ASSERT_EQ(::chmod(terminal_.name.c_str(), mode), 0);
         ASSERT_EQ(::chmod(folder_.path.c_str(), 0755), 0);
-        EXPECT_EQ(inChild([&] { return ::setgid(65534) + ::setuid(65534) == 0 && listed() == state ? 0 : 1; }), 0)
+        EXPECT_EQ(inChild([this, expected = state] {
+                      return ::setgid(65534) + ::setuid(65534) == 0 && listed() == expected ? 0 : 1;
+                  }),
+                  0)
             << state;
     }
 }

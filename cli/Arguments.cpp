@@ -43,7 +43,7 @@ void takeRawFile(Arguments& arguments) {
 void takePorts(Arguments& arguments) {
     using Verb = Arguments::Verb;
     constexpr std::array kVerbs{Verb::kRead, Verb::kWrite, Verb::kSet, Verb::kReset};
-    if (std::ranges::find(kVerbs, arguments.verb) == kVerbs.end()) {
+    if (std::ranges::find(kVerbs, arguments.verb) == kVerbs.end() || !arguments.devicePath.empty()) {
         return;
     }
     std::string_view rest(arguments.comPort);
@@ -89,10 +89,17 @@ void tellWrongUsage(const CLI::App& program, const std::vector<std::string>& wor
 }
 
 /// The library knows no option that another one makes dispensable.
-void requirePort(const Arguments& arguments) {
-    const bool isWrite = arguments.verb == Arguments::Verb::kSet || arguments.verb == Arguments::Verb::kWrite;
+void requirePort(Arguments& arguments) {
+    using Verb = Arguments::Verb;
+    if (!arguments.devicePath.empty()) {
+        arguments.comPort = arguments.devicePath;
+    }
+    const bool isWrite = arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite;
     if (isWrite && arguments.comPort.empty() && !arguments.isDryRun) {
-        throw CLI::RequiredError("--port, unless --dry-run is given,");
+        throw CLI::RequiredError("--port or --device, unless --dry-run is given,");
+    }
+    if ((arguments.verb == Verb::kRead || arguments.verb == Verb::kReset) && arguments.comPort.empty()) {
+        throw CLI::RequiredError("--port or --device");
     }
 }
 

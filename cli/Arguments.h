@@ -35,6 +35,11 @@ struct Arguments {
     Progress progress = Progress::kBar;
     ColourChoice colour = ColourChoice::kAuto;
     bool isQuiet = false;                                  ///< on standard error failures alone
+    std::string devicePath;      ///< of a phone that needs no configured port; comPort is the same then
+    std::uint32_t baud = 115200; ///< of this device
+    bool allDevices = false;     ///< ports: the serial devices of the system instead
+    std::string probedDevice;    ///< ports: the one to be asked; empty for none
+    std::string deviceFolder;    ///< ports: stands in for the system; empty for none
     std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show, write: these alone; prune: to keep
     std::vector<std::uint16_t> singleNumbers;              ///< of these, the ones named outside ranges
     std::string listPath;                                  ///< the file with these numbers; empty for none

@@ -13,11 +13,20 @@
 
 namespace {
 
-/// The service's ports as its file describes them. A file that can't be used is reported, and the program goes on
-/// without ports, since the failures that follow say more of a port than silence does.
-tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& status) {
+/// The service's ports as its file describes them, or the one of a device that was named. A file that can't be used is
+/// reported, and the program goes on without ports, since the failures that follow say more of a port than silence
+/// does.
+tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& status) {
+    tessra::ServiceConfig config;
+    if (!arguments.devicePath.empty()) {
+        tessra::PortConfig& port = config.ports.emplace_back();
+        port.name = arguments.comPort;
+        port.number = 1;
+        port.line = {.device = arguments.devicePath, .baud = arguments.baud};
+        return config;
+    }
     try {
-        return tessra::loadServiceConfig(path);
+        return tessra::loadServiceConfig(arguments.servicePath);
     } catch (const tessra::ConfigError& error) {
         tellFailure(error.message() + "\nGoing on without ports.");
         status = ExitStatus::kFile;
@@ -27,7 +36,8 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
 
 /// Says that the port has no phone, if so: the failures of a connect do not say it. They do say why a port can't be
 /// used, and then that is all of it. Answers whether it has a phone. Looks at no other port, which others may be using.
-bool explainPort(Calvane& catalog, const std::string& comPort) {
+bool explainPort(Calvane& catalog, const Arguments& arguments) {
+    const std::string& comPort = arguments.comPort;
     try {
         TessraServer& session = *catalog.getTessraServer();
         if (session.connect(comPort, 0)) {
@@ -35,7 +45,8 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
         }
         if (workbench::portReason(session, comPort).empty()) {
             std::cerr << "No phone is present on " << comPort
-                      << ". `calvane-batch ports` tells where there are some.\n";
+                      << (arguments.devicePath.empty() ? ". `calvane-batch ports` tells where there are some.\n"
+                                                       : ". Is it the right speed, and is the phone on?\n");
         }
         return false;
     } catch (const std::exception&) {
@@ -126,6 +137,9 @@ void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::str
 } // namespace
 
 ExitStatus runBatch(const Arguments& given) {
+    if (given.allDevices) {
+        return printDevices(given);
+    }
     const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
     ExitStatus status = ExitStatus::kDone;
     Arguments arguments = given;
@@ -134,7 +148,7 @@ ExitStatus runBatch(const Arguments& given) {
     findPorts(arguments);
     // A verb that names no port, as a dry run may do, needs none.
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
-    const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
+    const auto config = isHost ? configuredPorts(arguments, status) : tessra::ServiceConfig();
     refuseFilesOfTwoUses(arguments, config);
     if (isHost) {
         service.emplace(config);
@@ -154,7 +168,7 @@ ExitStatus runBatch(const Arguments& given) {
     } catch (const std::exception& error) {
         status = worse(status, report(error, arguments.comPort));
     }
-    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments.comPort)) {
+    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments)) {
         status = worse(status, ExitStatus::kNoPhone);
     }
     return status;

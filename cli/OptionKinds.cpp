@@ -102,6 +102,11 @@ CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
                                 "Port of the phone, such as COM1; of several, such as COM1,COM2, side by side")
                             ->type_name("PORT");
     addService(verb, arguments);
+    CLI::Option* device =
+        addName(verb, "--device", arguments.devicePath,
+                "Serial device of the phone, such as /dev/ttyUSB0, instead of a port: no file with ports is needed");
+    device->excludes(port);
+    addBaud(verb, arguments)->needs(device);
     return port;
 }
 
@@ -126,6 +131,11 @@ void addReporting(CLI::App& verb, Arguments& arguments) {
     addTelling(verb, arguments);
     // Of a process of several that run side by side: which port it is for.
     verb.add_option("--only-port", arguments.onlyPort)->group("");
+}
+
+CLI::Option* addBaud(CLI::App& verb, Arguments& arguments) {
+    return addNumber(verb, "--baud", "Speed of that device (default: 115200)",
+                     [&arguments](const std::string& text) { return parseNumber(text, arguments.baud); });
 }
 
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,

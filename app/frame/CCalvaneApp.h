@@ -5,6 +5,7 @@
 #include <memory>
 
 class CMainFrame;
+class DeviceDesk;
 
 /// The program: makes the main window and the first document at the start, and the documents that New and Open ask
 /// for. Lives as long as the process does.
@@ -26,6 +27,11 @@ public:
     /// Destroys the main window with all documents, which write their configuration.
     void end();
 
+    /// Where documents find what is done with serial devices; null, as at the start: nothing can be. `desk` outlives
+    /// the windows.
+    void setDeviceDesk(DeviceDesk* desk) { deviceDesk_ = desk; }
+    DeviceDesk* deviceDesk() const { return deviceDesk_; }
+
     CMainFrame* mainFrame() { return mainFrame_.get(); }
 
     bool newDocument();
@@ -43,5 +49,6 @@ private:
     /// A file that is gone is told and leaves the list.
     void openRecentCalibrationFile(const QString& path);
 
+    DeviceDesk* deviceDesk_ = nullptr;
     std::unique_ptr<CMainFrame> mainFrame_;
 };

@@ -1,3 +1,4 @@
+#include "app/devices/DeviceDesk.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
 #include "platform/kernel/MessageException.h"
@@ -62,7 +63,9 @@ int main(int argc, char** argv) {
     parser.addPositionalArgument("file", "A file whose first line names the port of the phone, or a calibration file.",
                                  "[file]");
     const QCommandLineOption calibrationFile("calibration-file", "Reads this calibration file.", "FILE");
-    parser.addOption(calibrationFile);
+    const QCommandLineOption deviceFolder("device-folder", "Takes the devices in this folder for those of the system.",
+                                          "FOLDER");
+    parser.addOptions({calibrationFile, deviceFolder});
     // The parser would print what is wrong with the arguments, and quote them, by itself.
     if (!parser.parse(QCoreApplication::arguments())) {
         std::cerr << workbench::shownMessage(parser.errorText().toStdString()) + '\n';
@@ -75,6 +78,8 @@ int main(int argc, char** argv) {
         const TraceSource trace;
         app.setTraceSource(trace);
         const auto service = startService(programDirectory, trace.recorder);
+        DeviceDesk desk(programDirectory / "Tessra.toml", parser.value(deviceFolder).toStdString(), service.get());
+        app.setDeviceDesk(&desk);
         const bool started =
             app.initInstance(programDirectory, parser.positionalArguments().value(0), parser.value(calibrationFile));
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;

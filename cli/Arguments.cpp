@@ -1,13 +1,15 @@
 #include "cli/Arguments.h"
 
+#include "cli/CommandText.h"
+#include "cli/OptionKinds.h"
+#include "cli/UnknownWords.h"
 #include "cli/VerbOptions.h"
 #include "platform/kernel/Process.h"
-
-#include <CLI/CLI.hpp>
+#include "workbench/ResultJson.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
-#include <iostream>
 #include <string_view>
 
 namespace {
@@ -29,15 +31,90 @@ std::string exitStatusHelp() {
     return text + ".\n";
 }
 
+/// A read that goes on does so in its file. The items themselves are nothing to print.
+void takeRawFile(Arguments& arguments) {
+    arguments.jsonPath = arguments.jsonPath.empty() ? arguments.resumePath : arguments.jsonPath;
+    if (arguments.verb == Arguments::Verb::kRead && arguments.raw && arguments.jsonPath.empty()) {
+        throw CLI::RequiredError("--json, with --raw,");
+    }
+}
+
+/// Several ports are named with commas between them.
+void takePorts(Arguments& arguments) {
+    using Verb = Arguments::Verb;
+    constexpr std::array kVerbs{Verb::kRead, Verb::kWrite, Verb::kSet, Verb::kReset};
+    if (std::ranges::find(kVerbs, arguments.verb) == kVerbs.end() || !arguments.devicePath.empty()) {
+        return;
+    }
+    std::string_view rest(arguments.comPort);
+    std::vector<std::string> ports;
+    while (!rest.empty()) {
+        const std::string_view port = rest.substr(0, rest.find(','));
+        if (port.empty() || rest.ends_with(',') || std::ranges::find(ports, port) != ports.end()) {
+            throw CLI::ValidationError("--port", "'" + arguments.comPort + "' names a port twice, or none");
+        }
+        ports.emplace_back(port);
+        rest.remove_prefix(std::min(port.size() + 1, rest.size()));
+    }
+    if (ports.size() > 1) {
+        arguments.comPorts = std::move(ports);
+        arguments.comPort.clear();
+    }
+}
+
+/// The words of the command line. The parser would take no more words of a list behind "--", which is to keep a value
+/// from being an option; one with a digit behind the minus is none anyhow.
+std::vector<std::string> wordsOf(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (std::ranges::find(words, "set") != words.end()) {
+        if (const auto mark = std::ranges::find(words, "--"); mark != words.end()) {
+            words.erase(mark);
+        }
+    }
+    return words;
+}
+
+/// One line for what is wrong with the command line: "calvane-batch: --port is required (calvane-batch read --help says
+/// more)".
+void tellWrongUsage(const CLI::App& program, const std::vector<std::string>& words, const CLI::ParseError& error) {
+    const std::string unknown = unknownWord(program, words);
+    std::string name = program.get_name();
+    for (const CLI::App* verb : program.get_subcommands()) {
+        name += " " + verb->get_name();
+    }
+    const bool lacksVerb =
+        program.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    const std::string known = lacksVerb ? "no verb is given" : error.what();
+    tellFailure((unknown.empty() ? known : unknown) + " (" + name + " --help says more)");
+}
+
 /// The library knows no option that another one makes dispensable.
-void requirePort(const Arguments& arguments) {
-    const bool isWrite = arguments.verb == Arguments::Verb::kSet || arguments.verb == Arguments::Verb::kWrite;
+void requirePort(Arguments& arguments) {
+    using Verb = Arguments::Verb;
+    if (!arguments.devicePath.empty()) {
+        arguments.comPort = arguments.devicePath;
+    }
+    const bool isWrite = arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite;
     if (isWrite && arguments.comPort.empty() && !arguments.isDryRun) {
-        throw CLI::RequiredError("--port, unless --dry-run is given,");
+        throw CLI::RequiredError("--port or --device, unless --dry-run is given,");
+    }
+    if ((arguments.verb == Verb::kRead || arguments.verb == Verb::kReset) && arguments.comPort.empty()) {
+        throw CLI::RequiredError("--port or --device");
     }
 }
 
 } // namespace
+
+void describeProgram(CLI::App& program, Arguments& arguments) {
+    program.name("calvane-batch");
+    program.description("Reads, shows and writes the radio-frequency calibration items of phones.");
+    program.set_version_flag("--version", workbench::kProgramVersion);
+    program.require_subcommand(1);
+    program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
+    addVerbose(program, arguments);
+    describePhoneVerbs(program, arguments);
+    describeFileVerbs(program, arguments);
+}
 
 ParsedArguments parseArguments(int argc, const char* const* argv) {
     Arguments arguments;
@@ -48,22 +125,24 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     for (int at = 1; at < argc; ++at) {
         // The parser never comes back from an empty operand of a command that needs one option of several.
         if (*argv[at] == '\0' && std::string_view(argv[at - 1]) != "--expect-serial") {
-            std::cerr << "Argument " << at << " is empty: was a variable never set?\n"
-                      << "Run with --help for more information.\n";
+            tellFailure("argument " + std::to_string(at) + " is empty: was a variable never set?");
             return {std::nullopt, ExitStatus::kWrongUsage};
         }
     }
-    CLI::App program{"Reads, shows and writes the radio-frequency calibration items of phones.", "calvane-batch"};
-    program.set_version_flag("--version", "Calvane 1.4.34");
-    program.require_subcommand(1);
-    program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
-    describePhoneVerbs(program, arguments);
-    describeFileVerbs(program, arguments);
+    CLI::App program;
+    describeProgram(program, arguments);
+    const std::vector<std::string> words = wordsOf(argc, argv);
     try {
-        program.parse(argc, argv);
+        program.parse(std::vector<std::string>(words.rbegin(), words.rend()));
         requirePort(arguments);
-    } catch (const CLI::ParseError& outcome) {
-        return {std::nullopt, program.exit(outcome) == 0 ? ExitStatus::kDone : ExitStatus::kWrongUsage};
+        takePorts(arguments);
+        takeRawFile(arguments);
+    } catch (const CLI::Success& help) {
+        program.exit(help);
+        return {std::nullopt, ExitStatus::kDone};
+    } catch (const CLI::ParseError& error) {
+        tellWrongUsage(program, words, error);
+        return {std::nullopt, ExitStatus::kWrongUsage};
     }
     return {arguments, ExitStatus::kDone};
 }

@@ -1,5 +1,6 @@
 #include "cli/CommandText.h"
 #include "cli/FileUses.h"
+#include "cli/Run.h"
 #include "cli/RunTrace.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
@@ -13,13 +14,22 @@
 
 namespace {
 
-/// The service's ports as its file describes them. A file that can't be used is reported, and the program goes on
-/// without ports, since the failures that follow say more of a port than silence does.
-tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& status) {
+/// The service's ports as its file describes them, or the one of a device that was named. A file that can't be used is
+/// reported, and the program goes on without ports, since the failures that follow say more of a port than silence
+/// does.
+tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& status) {
+    tessra::ServiceConfig config;
+    if (!arguments.devicePath.empty()) {
+        tessra::PortConfig& port = config.ports.emplace_back();
+        port.name = arguments.comPort;
+        port.number = 1;
+        port.line = {.device = arguments.devicePath, .baud = arguments.baud};
+        return config;
+    }
     try {
-        return tessra::loadServiceConfig(path);
+        return tessra::loadServiceConfig(arguments.servicePath);
     } catch (const tessra::ConfigError& error) {
-        std::cerr << error.message() << "\nGoing on without ports.\n";
+        tellFailure(error.message() + "\nGoing on without ports.");
         status = ExitStatus::kFile;
         return {};
     }
@@ -27,7 +37,8 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
 
 /// Says that the port has no phone, if so: the failures of a connect do not say it. They do say why a port can't be
 /// used, and then that is all of it. Answers whether it has a phone. Looks at no other port, which others may be using.
-bool explainPort(Calvane& catalog, const std::string& comPort) {
+bool explainPort(Calvane& catalog, const Arguments& arguments) {
+    const std::string& comPort = arguments.comPort;
     try {
         TessraServer& session = *catalog.getTessraServer();
         if (session.connect(comPort, 0)) {
@@ -35,7 +46,8 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
         }
         if (workbench::portReason(session, comPort).empty()) {
             std::cerr << "No phone is present on " << comPort
-                      << ". `calvane-batch ports` tells where there are some.\n";
+                      << (arguments.devicePath.empty() ? ". `calvane-batch ports` tells where there are some.\n"
+                                                       : ". Is it the right speed, and is the phone on?\n");
         }
         return false;
     } catch (const std::exception&) {
@@ -64,16 +76,43 @@ struct VerbEntry {
 
 /// In the order of Arguments::Verb.
 constexpr VerbEntry kVerbs[] = {
-    {[](Calvane& catalog, const Arguments&) { return printPorts(catalog); }, false, true},
+    {printPorts, false, true},
     {readPhone, true, true},
     {listItems, true, false},
-    {setItem, true, true},
+    {setItems, true, true},
     {writePhone, true, true},
     {resetPhone, false, true},
     {showMox, true, false},
     {[](Calvane&, const Arguments& arguments) { return pruneMox(arguments); }, false, false},
-    {[](Calvane&, const Arguments& arguments) { return printTree(arguments.inputPath); }, false, false},
+    {[](Calvane&, const Arguments& arguments) { return printTree(arguments); }, false, false},
+    {printDiff, true, true},
+    {checkItems, true, true},
 };
+
+/// Settles which sides of a comparison are ports: those that the service's file names so. One of them is the arguments'
+/// port then. Without that file there are none, which is told only where a side is no file either.
+void findPorts(Arguments& arguments) {
+    if (arguments.verb != Arguments::Verb::kDiff) {
+        return;
+    }
+    tessra::ServiceConfig config;
+    std::string problem;
+    try {
+        config = tessra::loadServiceConfig(arguments.servicePath);
+    } catch (const tessra::ConfigError& error) {
+        problem = error.message();
+    }
+    for (Arguments::Side& side : arguments.sides) {
+        side.isPort = std::ranges::find(config.ports, side.name, &tessra::PortConfig::name) != config.ports.end();
+        if (side.isPort) {
+            arguments.comPort = side.name;
+        } else if (std::error_code error; side.name != "-" && !std::filesystem::exists(side.name, error) && !error) {
+            throw BatchFailure(ExitStatus::kFile,
+                               ::quoted(side.name) + " is no file, and no port of " + ::quoted(arguments.servicePath) +
+                                   (problem.empty() ? "" : ", which can't be used: " + problem) + ".");
+        }
+    }
+}
 
 /// Takes the numbers of the arguments' list, where there is one, as if they had been named one by one.
 workbench::ItemList takeList(Arguments& arguments) {
@@ -99,14 +138,18 @@ void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::str
 } // namespace
 
 ExitStatus runBatch(const Arguments& given) {
+    if (given.allDevices) {
+        return printDevices(given);
+    }
     const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
     ExitStatus status = ExitStatus::kDone;
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
-    // A dry run that names no port needs none.
-    const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
-    const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
+    findPorts(arguments);
+    // A verb that names no port, as a dry run may do, needs none.
+    const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
+    const auto config = isHost ? configuredPorts(arguments, status) : tessra::ServiceConfig();
     refuseFilesOfTwoUses(arguments, config);
     const RunTrace trace(arguments.tracePath);
     if (isHost) {
@@ -116,6 +159,7 @@ ExitStatus runBatch(const Arguments& given) {
     try {
         if (verb.needsRing) {
             failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
+            arguments.run->useRing(arguments.ringPath, catalog);
             tellNames(list, catalog, arguments.listPath);
         }
         status = worse(status, verb.run(catalog, arguments));
@@ -124,9 +168,9 @@ ExitStatus runBatch(const Arguments& given) {
         }
         flushOutput();
     } catch (const std::exception& error) {
-        status = worse(status, report(error));
+        status = worse(status, report(error, arguments.comPort));
     }
-    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments.comPort)) {
+    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments)) {
         status = worse(status, ExitStatus::kNoPhone);
     }
     return worse(status, trace.status());

@@ -1,6 +1,9 @@
 #include "cli/CommandText.h"
 
+#include "cli/ShownStream.h"
 #include "platform/kernel/MessageException.h"
+#include "platform/kernel/RegularFile.h"
+#include "platform/kernel/Text.h"
 #include "platform/kernel/WholeFile.h"
 #include "workbench/MessageText.h"
 
@@ -12,6 +15,13 @@
 #include <set>
 #include <system_error>
 
+namespace {
+
+/// 65,536 items of 128 sub-fields each stay below this as JSON.
+constexpr std::size_t kMaxInputBytes = std::size_t{1} << 30;
+
+} // namespace
+
 std::string quoted(const std::string& name) {
     return "'" + workbench::shownText(name) + "'";
 }
@@ -21,6 +31,19 @@ void flushOutput() {
     if (!std::cout) {
         throw BatchFailure(ExitStatus::kFile, "Can't write to standard output.");
     }
+}
+
+std::string inputName(const std::string& path) {
+    return path == "-" ? "standard input" : path;
+}
+
+std::string readInput(const std::string& path) {
+    std::string text;
+    if (const int error = kernel::readInput(path, kMaxInputBytes, text); error != 0) {
+        throw BatchFailure(ExitStatus::kFile,
+                           "Can't read " + quoted(inputName(path)) + ": " + std::generic_category().message(error));
+    }
+    return text;
 }
 
 void writeOutput(const std::filesystem::path& path, const std::string& content) {
@@ -47,10 +70,28 @@ std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& want
     return missing;
 }
 
-ExitStatus report(const std::exception& failure) {
-    std::string message = kernel::messageOf(failure);
-    message.erase(message.find_last_not_of("\r\n") + 1);
-    std::cerr << message << '\n';
+void tellFailure(const std::string& text) {
+    const std::string shown = workbench::shownMessage(text);
+    std::string line;
+    for (std::string_view rest = shown; !rest.empty();) {
+        const std::string_view next = rest.substr(0, rest.find('\n'));
+        const bool isIndented = next.starts_with('\t');
+        const std::string_view words = kernel::trimmed(next);
+        if (!line.empty() && !words.empty()) {
+            const bool isEnded = std::string_view(".:;,").find(line.back()) != std::string_view::npos;
+            line += isEnded ? " " : isIndented ? ", " : ". ";
+        }
+        line += words;
+        rest.remove_prefix(std::min(next.size() + 1, rest.size()));
+    }
+    std::cerr << Colour::kFailure << "calvane-batch: " + line + "\n" << Colour::kPlain;
+}
+
+ExitStatus report(const std::exception& failure, const std::string& port) {
     const auto* known = dynamic_cast<const BatchFailure*>(&failure);
-    return known == nullptr ? ExitStatus::kOtherFailure : known->status();
+    const ExitStatus status = known == nullptr ? ExitStatus::kOtherFailure : known->status();
+    const bool isOfPort = status == ExitStatus::kNoPhone || status == ExitStatus::kRefused;
+    const std::string message = kernel::messageOf(failure);
+    tellFailure((isOfPort && message.find(port) == std::string::npos ? port + ": " : "") + message);
+    return status;
 }

@@ -89,7 +89,41 @@ void appendLine(std::string& text, std::string_view line, std::size_t most) {
     text += line.substr(offsetOf(characters - half));
 }
 
+bool isNamePart(char character) {
+    const char lower = kernel::lowerCase(character);
+    return (lower >= 'a' && lower <= 'z') || (character >= '0' && character <= '9') || character == '_' ||
+           character == '~' || character == ':';
+}
+
+/// How long the function at the front of `text` is, with its arguments and the dash behind it; 0 for none.
+std::size_t functionLength(std::string_view text) {
+    constexpr std::string_view kDash = " - ";
+    const auto name = static_cast<std::size_t>(std::ranges::find_if_not(text, isNamePart) - text.begin());
+    const std::size_t scope = text.substr(0, name).find("::");
+    if (scope == std::string_view::npos || scope == 0) {
+        return 0;
+    }
+    const bool hasArguments = text.substr(name).starts_with('(');
+    const std::size_t end = hasArguments ? text.find(')', name) : name - 1;
+    const bool isEnd = end != std::string_view::npos && text.substr(end + 1).starts_with(kDash);
+    return isEnd ? end + 1 + kDash.size() : 0;
+}
+
 } // namespace
+
+std::string withoutFunctions(std::string_view message) {
+    std::string text;
+    bool isStart = true; // of a word
+    while (!message.empty()) {
+        const std::size_t length = isStart ? functionLength(message) : 0;
+        if (length == 0) {
+            text += message.front();
+            isStart = kernel::isWhiteSpace(message.front());
+        }
+        message.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return text;
+}
 
 std::string shownText(std::string_view text) {
     std::string shown;

@@ -16,6 +16,10 @@ std::string shownText(std::string_view text);
 /// and the carriage returns of line ends are dropped; `reason`, where it is known, is a second line.
 std::string shownMessage(std::string_view message, std::string_view path = {}, std::string_view reason = {});
 
+/// The message without the functions that noticed the failure, which stand before the words for it, as
+/// "MoxFile::begin() - " does: they are for those who mend the program.
+std::string withoutFunctions(std::string_view message);
+
 /// How much of a text is drawn. A window needs seconds for 100,000 characters.
 struct TextBounds {
     std::size_t characters; ///< of UTF-8; each of the lines may have an equal share of them

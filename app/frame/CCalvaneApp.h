@@ -8,6 +8,7 @@
 #include <optional>
 
 class CMainFrame;
+class DeviceDesk;
 
 /// The program: makes the main window and the first document at the start, and the documents that New and Open ask
 /// for. Lives as long as the process does.
@@ -34,6 +35,11 @@ public:
     void setTraceSource(const TraceSource& source) { traceSource_ = source; }
     const std::optional<TraceSource>& traceSource() const { return traceSource_; }
 
+    /// Where documents find what is done with serial devices; null, as at the start: nothing can be. `desk` outlives
+    /// the windows.
+    void setDeviceDesk(DeviceDesk* desk) { deviceDesk_ = desk; }
+    DeviceDesk* deviceDesk() const { return deviceDesk_; }
+
     CMainFrame* mainFrame() { return mainFrame_.get(); }
 
     bool newDocument();
@@ -52,5 +58,6 @@ private:
     void openRecentCalibrationFile(const QString& path);
 
     std::optional<TraceSource> traceSource_;
+    DeviceDesk* deviceDesk_ = nullptr;
     std::unique_ptr<CMainFrame> mainFrame_;
 };

@@ -126,11 +126,7 @@ private:
     Names<std::string> devices_;
 };
 
-toml::table parse(const std::filesystem::path& file) {
-    std::string text;
-    if (const int error = kernel::readRegularFile(file, kMaxConfigBytes, text); error != 0 && error != EFBIG) {
-        throw ConfigError(file, 0, "can't be read: " + std::generic_category().message(error));
-    }
+toml::table parse(const std::string& text, const std::filesystem::path& file) {
     requireModestText(file, text);
     try {
         return toml::parse(text, file.string());
@@ -142,7 +138,15 @@ toml::table parse(const std::filesystem::path& file) {
 } // namespace
 
 ServiceConfig loadServiceConfig(const std::filesystem::path& file) {
-    const toml::table parsed = parse(file);
+    std::string text;
+    if (const int error = kernel::readRegularFile(file, kMaxConfigBytes, text); error != 0 && error != EFBIG) {
+        throw ConfigError(file, 0, "can't be read: " + std::generic_category().message(error));
+    }
+    return parseServiceConfig(text, file);
+}
+
+ServiceConfig parseServiceConfig(const std::string& text, const std::filesystem::path& file) {
+    const toml::table parsed = parse(text, file);
     ServiceConfig config;
     PortsByKey byKey;
     ConfigTable table(file, parsed, "the file");

@@ -35,5 +35,7 @@ struct ServiceConfig {
 /// its folder. ConfigError, naming file and line, for a file that can't be read, is no TOML, has a key that this
 /// service does not know or a value that a key can't have.
 ServiceConfig loadServiceConfig(const std::filesystem::path& file);
+/// The same for a text that is, or is to be, what the file holds.
+ServiceConfig parseServiceConfig(const std::string& text, const std::filesystem::path& file);
 
 } // namespace tessra

@@ -37,7 +37,7 @@ std::shared_ptr<PhoneLink> makeLink(const PortConfig& port, ServiceFaults* fault
     }
     if (faults != nullptr) {
         const auto wrapped = std::make_shared<FaultyLink>(link, port.present, port.faults, putBack);
-        faults->phones.emplace(port.number, wrapped);
+        faults->addPhone(port.number, wrapped);
         link = wrapped;
     }
     return tap && !isLine ? std::make_shared<TracedLink>(link, *tap) : link;
@@ -85,6 +85,16 @@ ServiceHost::~ServiceHost() {
     service_->close();
 }
 
+bool ServiceHost::addPort(const PortConfig& port) {
+    return !service_->portNamed(port.name) && !service_->portNumbered(port.number) &&
+           service_->addPort(std::make_shared<Port>(port.name, port.number, makeLink(port, faults_.get(), recorder_)));
+}
+
+bool ServiceHost::hasPort(const std::string& name, std::uint16_t number) const {
+    const auto port = service_->portNamed(name);
+    return port && port->number() == number;
+}
+
 FaultGate& ServiceHost::faults() {
     if (!faults_) {
         throw std::logic_error("the phone service is not wrapped in faults");
@@ -97,7 +107,7 @@ FaultyLink& ServiceHost::phone(const std::string& portName) {
     if (!port || !faults_) {
         throw std::logic_error("the phone service has no faults for a port '" + portName + "'");
     }
-    return *faults_->phones.at(port->number());
+    return *faults_->phone(port->number());
 }
 
 } // namespace tessra

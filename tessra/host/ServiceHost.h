@@ -33,6 +33,11 @@ public:
     ServiceHost(const ServiceHost&) = delete;
     ServiceHost& operator=(const ServiceHost&) = delete;
 
+    /// Takes up one more port, which clients find from now on. False where there is one of its name or number already.
+    bool addPort(const PortConfig& port);
+    /// Whether clients find a port of that name and number.
+    bool hasPort(const std::string& name, std::uint16_t number) const;
+
     /// The registered clients, by ascending handle.
     std::vector<RegisteredClient> clients() const { return service_->clients(); }
 

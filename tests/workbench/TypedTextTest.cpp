@@ -71,6 +71,17 @@ TEST(MessageText, ShowsAMessageAsATextAndNeverAsACommand) {
     EXPECT_EQ(workbench::shownText(std::string_view("a\0\tb\a\r\n", 7)), "a\\x00\\x09b\\x07\\x0d\\x0a");
 }
 
+TEST(MessageText, LeavesOutTheFunctionsInFrontOfAReason) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"'p': A::f() - x\nB::~B - C::D::g( const string& s ) - y", "'p': x\ny"},
+        {"a - b, ::c - d, 'A::f - x', A::f(), A::f( - A::f() x",
+         "a - b, ::c - d, 'A::f - x', A::f(), A::f( - A::f() x"},
+    };
+    for (const auto& [message, without] : cases) {
+        EXPECT_EQ(workbench::withoutFunctions(message), without);
+    }
+}
+
 TEST(MessageText, LeavesOutTheMiddleOfWhatIsTooMuchToBeDrawn) {
     const struct {
         const char* text;

@@ -52,7 +52,8 @@ TEST_F(BatchTrace, AWriteComesToTheSameWhenItIsReplayed) {
 TEST_F(BatchTrace, AFileThatCantBeWrittenIsTold) {
     const Outcome refused = run("set 10 5,7 --trace none/t.trc");
     EXPECT_EQ(refused.status, 6);
-    EXPECT_EQ(refused.err, "Can't write 'none/t.trc': No such file or directory. Nothing was sent to a phone.\n");
+    EXPECT_EQ(refused.err,
+              "calvane-batch: Can't write 'none/t.trc': No such file or directory. Nothing was sent to a phone.\n");
     EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem"));
     const std::string line = "( ulimit -f 1; cd '" + folder.path.string() +
                              "'; " CALVANE_BATCH
@@ -60,7 +61,7 @@ TEST_F(BatchTrace, AFileThatCantBeWrittenIsTold) {
     const int status = std::system(line.c_str());
     EXPECT_EQ(WEXITSTATUS(status), 6);
     EXPECT_EQ(readText(folder / "err"),
-              "The trace 't.trc' ends here, as it can't be written: File too large. The run goes on.\n"
+              "calvane-batch: The trace 't.trc' ends here, as it can't be written: File too large. The run goes on.\n"
               "Read 3 items from COM1 (Sample 0000000001). The phone has no value for the other 1 of the decoder "
               "ring.\n");
     EXPECT_TRUE(readText(folder / "t.trc").ends_with("\n")) << "a line is whole or not there";

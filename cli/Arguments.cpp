@@ -2,10 +2,12 @@
 
 #include "cli/VerbOptions.h"
 #include "platform/kernel/Process.h"
+#include "workbench/ResultJson.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <iostream>
 #include <string_view>
@@ -27,6 +29,50 @@ std::string exitStatusHelp() {
         }
     }
     return text + ".\n";
+}
+
+/// A read that goes on does so in its file. The items themselves are nothing to print.
+void takeRawFile(Arguments& arguments) {
+    arguments.jsonPath = arguments.jsonPath.empty() ? arguments.resumePath : arguments.jsonPath;
+    if (arguments.verb == Arguments::Verb::kRead && arguments.raw && arguments.jsonPath.empty()) {
+        throw CLI::RequiredError("--json, with --raw,");
+    }
+}
+
+/// Several ports are named with commas between them.
+void takePorts(Arguments& arguments) {
+    using Verb = Arguments::Verb;
+    constexpr std::array kVerbs{Verb::kRead, Verb::kWrite, Verb::kSet, Verb::kReset};
+    if (std::ranges::find(kVerbs, arguments.verb) == kVerbs.end()) {
+        return;
+    }
+    std::string_view rest(arguments.comPort);
+    std::vector<std::string> ports;
+    while (!rest.empty()) {
+        const std::string_view port = rest.substr(0, rest.find(','));
+        if (port.empty() || rest.ends_with(',') || std::ranges::find(ports, port) != ports.end()) {
+            throw CLI::ValidationError("--port", "'" + arguments.comPort + "' names a port twice, or none");
+        }
+        ports.emplace_back(port);
+        rest.remove_prefix(std::min(port.size() + 1, rest.size()));
+    }
+    if (ports.size() > 1) {
+        arguments.comPorts = std::move(ports);
+        arguments.comPort.clear();
+    }
+}
+
+/// The words of the command line, the last one first, as the parser takes them. It would take no more words of a list
+/// behind "--", which is to keep a value from being an option; one with a digit behind the minus is none anyhow.
+std::vector<std::string> wordsOf(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (std::ranges::find(words, "set") != words.end()) {
+        if (const auto mark = std::ranges::find(words, "--"); mark != words.end()) {
+            words.erase(mark);
+        }
+    }
+    std::ranges::reverse(words);
+    return words;
 }
 
 /// The library knows no option that another one makes dispensable.
@@ -54,14 +100,16 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
         }
     }
     CLI::App program{"Reads, shows and writes the radio-frequency calibration items of phones.", "calvane-batch"};
-    program.set_version_flag("--version", "Calvane 1.4.34");
+    program.set_version_flag("--version", workbench::kProgramVersion);
     program.require_subcommand(1);
     program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
     describePhoneVerbs(program, arguments);
     describeFileVerbs(program, arguments);
     try {
-        program.parse(argc, argv);
+        program.parse(wordsOf(argc, argv));
         requirePort(arguments);
+        takePorts(arguments);
+        takeRawFile(arguments);
     } catch (const CLI::ParseError& outcome) {
         return {std::nullopt, program.exit(outcome) == 0 ? ExitStatus::kDone : ExitStatus::kWrongUsage};
     }

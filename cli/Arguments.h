@@ -1,22 +1,39 @@
 #pragma once
 
 #include "cli/ExitStatus.h"
+#include "cli/SetRequest.h"
+#include "cli/ShownStream.h"
 #include "engine/PhoneProperties.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+class Run;
+
+/// How the tool tells on standard error how far it has got.
+enum class Progress { kBar, kJson, kNone };
+
 /// What the batch tool was asked to do. Which fields count depends on the verb.
 struct Arguments {
-    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree };
+    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree, kDiff, kCheck };
 
     Verb verb = Verb::kPorts;
+    std::string verbName;
+    Run* run = nullptr; ///< this run of the verb; set by runRecorded(), which owns it
     std::string ringPath;
     std::string servicePath;
     std::string comPort;
+    std::vector<std::string> comPorts; ///< where several are named: these side by side, and no comPort
+    std::string onlyPort;              ///< the one of them that this process is for; empty in the one that was started
+    std::string reportPath;            ///< of the report, on verbs with a phone; empty for none
+    std::string logPath;               ///< of the log that is appended to; empty for none
+    Progress progress = Progress::kBar;
+    ColourChoice colour = ColourChoice::kAuto;
+    bool isQuiet = false;                                  ///< on standard error failures alone
     std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show, write: these alone; prune: to keep
     std::vector<std::uint16_t> singleNumbers;              ///< of these, the ones named outside ranges
     std::string listPath;                                  ///< the file with these numbers; empty for none
@@ -26,10 +43,19 @@ struct Arguments {
     std::string moxPath;                                   ///< read, write, show, prune: the calibration file
     std::uint16_t phoneModelId = 0;                        ///< read: of a calibration file that is created
     std::optional<PhoneProperties> properties;             ///< read: for the calibration file, where one is wanted
-    bool hex = false;                                      ///< show
-    std::uint16_t itemNumber = 0;                          ///< set
-    std::string values;                                    ///< set: one text per sub-field, separated by commas
-    std::string inputPath;                                 ///< write: the JSON file; tree: the compound file
+    bool raw = false;                 ///< read, write: bytes alone, also of items that the ring lacks
+    std::string resumePath;           ///< read: the JSON of a raw read that this one goes on with
+    bool hex = false;                 ///< show
+    bool info = false;                ///< show: of the file itself, not of its items
+    std::vector<SetRequest> requests; ///< set
+    std::string inputPath;            ///< write: the JSON file; tree: the compound file
+    struct Side {
+        std::string name;
+        bool isPort = false; ///< settled when the arguments are carried out
+    };
+    std::array<Side, 2> sides; ///< diff
+    bool namesOnly = false;    ///< diff: numbers and names of the items that differ are enough
+    std::string unitsPath;     ///< check: the file of units and limits; empty for that beside the ring
     /// set, write:
     std::string accessCode; ///< sent to the phone before; see accessCodeOf()
     std::string accessCodePath;

@@ -1,5 +1,6 @@
 #include "cli/CommandText.h"
 #include "cli/FileUses.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "tessra/host/ServiceHost.h"
@@ -33,7 +34,8 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
             return true;
         }
         if (workbench::portReason(session, comPort).empty()) {
-            std::cerr << "No phone is present on " << comPort << ". `calvane-batch ports` tells where there are some.\n";
+            std::cerr << "No phone is present on " << comPort
+                      << ". `calvane-batch ports` tells where there are some.\n";
         }
         return false;
     } catch (const std::exception&) {
@@ -62,16 +64,43 @@ struct VerbEntry {
 
 /// In the order of Arguments::Verb.
 constexpr VerbEntry kVerbs[] = {
-    {[](Calvane& catalog, const Arguments&) { return printPorts(catalog); }, false, true},
+    {printPorts, false, true},
     {readPhone, true, true},
     {listItems, true, false},
-    {setItem, true, true},
+    {setItems, true, true},
     {writePhone, true, true},
     {resetPhone, false, true},
     {showMox, true, false},
     {[](Calvane&, const Arguments& arguments) { return pruneMox(arguments); }, false, false},
-    {[](Calvane&, const Arguments& arguments) { return printTree(arguments.inputPath); }, false, false},
+    {[](Calvane&, const Arguments& arguments) { return printTree(arguments); }, false, false},
+    {printDiff, true, true},
+    {checkItems, true, true},
 };
+
+/// Settles which sides of a comparison are ports: those that the service's file names so. One of them is the arguments'
+/// port then. Without that file there are none, which is told only where a side is no file either.
+void findPorts(Arguments& arguments) {
+    if (arguments.verb != Arguments::Verb::kDiff) {
+        return;
+    }
+    tessra::ServiceConfig config;
+    std::string problem;
+    try {
+        config = tessra::loadServiceConfig(arguments.servicePath);
+    } catch (const tessra::ConfigError& error) {
+        problem = error.message();
+    }
+    for (Arguments::Side& side : arguments.sides) {
+        side.isPort = std::ranges::find(config.ports, side.name, &tessra::PortConfig::name) != config.ports.end();
+        if (side.isPort) {
+            arguments.comPort = side.name;
+        } else if (std::error_code error; side.name != "-" && !std::filesystem::exists(side.name, error) && !error) {
+            throw BatchFailure(ExitStatus::kFile,
+                               ::quoted(side.name) + " is no file, and no port of " + ::quoted(arguments.servicePath) +
+                                   (problem.empty() ? "" : ", which can't be used: " + problem) + ".");
+        }
+    }
+}
 
 /// Takes the numbers of the arguments' list, where there is one, as if they had been named one by one.
 workbench::ItemList takeList(Arguments& arguments) {
@@ -102,8 +131,9 @@ ExitStatus runBatch(const Arguments& given) {
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
-    // A dry run that names no port needs none.
-    const bool isHost = verb.needsPhone && !(arguments.isDryRun && arguments.comPort.empty());
+    findPorts(arguments);
+    // A verb that names no port, as a dry run may do, needs none.
+    const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
     const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
     refuseFilesOfTwoUses(arguments, config);
     if (isHost) {
@@ -113,6 +143,7 @@ ExitStatus runBatch(const Arguments& given) {
     try {
         if (verb.needsRing) {
             failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
+            arguments.run->useRing(arguments.ringPath, catalog);
             tellNames(list, catalog, arguments.listPath);
         }
         status = worse(status, verb.run(catalog, arguments));

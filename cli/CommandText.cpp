@@ -1,6 +1,8 @@
 #include "cli/CommandText.h"
 
+#include "cli/ShownStream.h"
 #include "platform/kernel/MessageException.h"
+#include "platform/kernel/RegularFile.h"
 #include "platform/kernel/WholeFile.h"
 #include "workbench/MessageText.h"
 
@@ -12,6 +14,13 @@
 #include <set>
 #include <system_error>
 
+namespace {
+
+/// 65,536 items of 128 sub-fields each stay below this as JSON.
+constexpr std::size_t kMaxInputBytes = std::size_t{1} << 30;
+
+} // namespace
+
 std::string quoted(const std::string& name) {
     return "'" + workbench::shownText(name) + "'";
 }
@@ -21,6 +30,19 @@ void flushOutput() {
     if (!std::cout) {
         throw BatchFailure(ExitStatus::kFile, "Can't write to standard output.");
     }
+}
+
+std::string inputName(const std::string& path) {
+    return path == "-" ? "standard input" : path;
+}
+
+std::string readInput(const std::string& path) {
+    std::string text;
+    if (const int error = kernel::readInput(path, kMaxInputBytes, text); error != 0) {
+        throw BatchFailure(ExitStatus::kFile,
+                           "Can't read " + quoted(inputName(path)) + ": " + std::generic_category().message(error));
+    }
+    return text;
 }
 
 void writeOutput(const std::filesystem::path& path, const std::string& content) {
@@ -50,7 +72,7 @@ std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& want
 ExitStatus report(const std::exception& failure) {
     std::string message = kernel::messageOf(failure);
     message.erase(message.find_last_not_of("\r\n") + 1);
-    std::cerr << message << '\n';
+    std::cerr << Colour::kFailure << message << Colour::kPlain << '\n';
     const auto* known = dynamic_cast<const BatchFailure*>(&failure);
     return known == nullptr ? ExitStatus::kOtherFailure : known->status();
 }

@@ -17,6 +17,10 @@ using workbench::joined;
 std::string quoted(const std::string& name);
 /// Throws a BatchFailure unless everything printed so far has reached standard output.
 void flushOutput();
+/// The path, or "standard input" for "-".
+std::string inputName(const std::string& path);
+/// All of a JSON file, or of standard input for "-", or of a pipe. Throws a BatchFailure with the name and the reason.
+std::string readInput(const std::string& path);
 /// Writes `content` to the file at `path` as kernel::writeWholeFile() does (a full disk leaves the old one as it was),
 /// or to standard output for "-". Throws a BatchFailure with the path and the system's reason.
 void writeOutput(const std::filesystem::path& path, const std::string& content);

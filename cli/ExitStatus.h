@@ -7,7 +7,7 @@
 #include <new>
 #include <string>
 
-/// How the program ended, for the script that has called it. 10 and 11 are kept free for verbs to come.
+/// How the program ended, for the script that has called it.
 enum class ExitStatus {
     kDone = 0,
     kOtherFailure = 1,
@@ -19,6 +19,8 @@ enum class ExitStatus {
     kValues = 7,
     kOtherPhone = 8,
     kIncomplete = 9,
+    kDifferent = 10,
+    kOutside = 11,
     kInterrupted = 130,
     kTerminated = 143,
 };
@@ -29,19 +31,21 @@ struct ExitStatusRow {
     const char* meaning;
 };
 
-inline constexpr std::array<ExitStatusRow, 12> kExitStatuses{{
+inline constexpr std::array<ExitStatusRow, 14> kExitStatuses{{
     {ExitStatus::kDone, 0, "done"},
-    {ExitStatus::kOtherFailure, 1, "another failure"},
-    {ExitStatus::kWrongUsage, 12, "wrong usage"}, // nothing else has happened then
-    {ExitStatus::kNoPhone, 4, "no phone, or its port is busy"},
-    {ExitStatus::kRefused, 6, "refused by the phone"},
-    {ExitStatus::kReadBackDifferent, 7, "written, but read back different"},
-    {ExitStatus::kFile, 2, "a file can't be read or written, or is damaged"},
-    {ExitStatus::kValues, 3, "values or numbers that don't fit the decoder ring"},
-    {ExitStatus::kOtherPhone, 8, "another phone than expected, or one that can't be told from others"},
-    {ExitStatus::kIncomplete, 5, "incomplete: items are missing, failed or not known"},
-    {ExitStatus::kInterrupted, 10, "interrupted (SIGINT)"},
-    {ExitStatus::kTerminated, 11, "terminated (SIGTERM, SIGHUP)"},
+    {ExitStatus::kOtherFailure, 3, "another failure"},
+    {ExitStatus::kWrongUsage, 14, "wrong usage"}, // nothing else has happened then
+    {ExitStatus::kNoPhone, 6, "no phone, or its port is busy"},
+    {ExitStatus::kRefused, 8, "refused by the phone"},
+    {ExitStatus::kReadBackDifferent, 9, "written, but read back different"},
+    {ExitStatus::kFile, 4, "a file can't be read or written, or is damaged"},
+    {ExitStatus::kValues, 5, "values or numbers that don't fit the decoder ring"},
+    {ExitStatus::kOtherPhone, 10, "another phone than expected, or one that can't be told from others"},
+    {ExitStatus::kIncomplete, 7, "incomplete: items are missing, failed or not known"},
+    {ExitStatus::kDifferent, 1, "the two sides are different"},
+    {ExitStatus::kOutside, 2, "values are outside their limits"},
+    {ExitStatus::kInterrupted, 12, "interrupted (SIGINT)"},
+    {ExitStatus::kTerminated, 13, "terminated (SIGTERM, SIGHUP)"},
 }};
 
 /// The one of the two that counts.
@@ -50,6 +54,11 @@ constexpr ExitStatus worse(ExitStatus left, ExitStatus right) {
         return std::ranges::find(kExitStatuses, status, &ExitStatusRow::status)->weight;
     };
     return weightOf(left) < weightOf(right) ? right : left;
+}
+
+/// What it means, in a few words.
+constexpr const char* meaningOf(ExitStatus status) {
+    return std::ranges::find(kExitStatuses, status, &ExitStatusRow::status)->meaning;
 }
 
 /// A failure that decides how the program ends.

@@ -4,12 +4,16 @@
 #include "platform/storage/Storage.h"
 #include "workbench/MessageText.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
 #include <vector>
 
 namespace {
+
+using Json = nlohmann::ordered_json;
 
 constexpr std::uint32_t kForReading = storage::kRead | storage::kShareExclusive;
 constexpr int kSizeWidth = 10;
@@ -41,9 +45,8 @@ void appendUtf8(std::string& text, char32_t code) {
     byte(0x80 | (code & 0x3F));
 }
 
-// The name in UTF-8, shown: names often begin with a control character. Half of a surrogate pair without the other
-// becomes bytes that are no character.
-std::string printable(std::u16string_view name) {
+// Half of a surrogate pair without the other becomes bytes that are no character.
+std::string utf8Of(std::u16string_view name) {
     const auto isHalf = [&](std::size_t at, char16_t first) {
         return at < name.size() && name[at] >= first && name[at] < first + 0x400;
     };
@@ -56,12 +59,22 @@ std::string printable(std::u16string_view name) {
             appendUtf8(text, unit);
         }
     }
-    return workbench::shownText(text);
+    return text;
+}
+
+// The name, shown: names often begin with a control character.
+std::string printable(std::u16string_view name) {
+    return workbench::shownText(utf8Of(name));
 }
 
 // Walks a tree with a stack of its own, so that no file decides how deep the program's goes.
 class TreePrinter {
 public:
+    explicit TreePrinter(bool asJson) : asJson_(asJson) {}
+
+    // The elements as JSON, in the order in which they would be printed; a storage's are behind it, one deeper.
+    const std::string& json() const { return json_; }
+
     bool print(const storage::ComPtr<storage::IStorage>& root) {
         enter(root, "the root");
         while (!levels_.empty()) {
@@ -109,9 +122,18 @@ private:
         }
     }
 
-    void show(const storage::ElementInfo& child) const {
+    void show(const storage::ElementInfo& child) {
         const std::size_t depth = levels_.size() - 1;
         const bool isStream = child.kind == storage::ElementKind::kStream;
+        if (asJson_) {
+            Json element{{"depth", depth}, {"kind", isStream ? "stream" : "storage"}, {"name", utf8Of(child.name)}};
+            if (isStream) {
+                element["size"] = child.size;
+            }
+            json_ +=
+                (json_.empty() ? "\n    " : ",\n    ") + element.dump(-1, ' ', false, Json::error_handler_t::replace);
+            return;
+        }
         std::cout << std::setw(kSizeWidth) << (isStream ? std::to_string(child.size) : "") << "  "
                   << std::string(2 * std::min(depth, kMaxIndentedDepth), ' ');
         if (depth > kMaxIndentedDepth) {
@@ -125,13 +147,16 @@ private:
         complete_ = false;
     }
 
+    const bool asJson_;
+    std::string json_;
     std::vector<Level> levels_;
     bool complete_ = true;
 };
 
 } // namespace
 
-ExitStatus printTree(const std::string& path) {
+ExitStatus printTree(const Arguments& arguments) {
+    const std::string& path = arguments.inputPath;
     storage::ComPtr<storage::IStorage> root;
     const com::Status status = storage::stgOpenStorage(path, kForReading, root);
     if (com::failed(status)) {
@@ -139,6 +164,11 @@ ExitStatus printTree(const std::string& path) {
         throw BatchFailure(ExitStatus::kFile,
                            text.find(quoted(path)) == std::string::npos ? quoted(path) + ": " + text : text);
     }
-    const bool isComplete = TreePrinter().print(root);
-    return isComplete && root->isWhole() ? ExitStatus::kDone : ExitStatus::kFile;
+    TreePrinter printer(!arguments.jsonPath.empty());
+    const bool isComplete = printer.print(root) && root->isWhole();
+    if (!arguments.jsonPath.empty()) {
+        writeOutput(arguments.jsonPath, "{\n  \"elements\": [" + printer.json() +
+                                            "\n  ],\n  \"complete\": " + (isComplete ? "true" : "false") + "\n}\n");
+    }
+    return isComplete ? ExitStatus::kDone : ExitStatus::kFile;
 }

@@ -25,7 +25,8 @@ constexpr std::pair<int, const char*> kStreams[] = {{STDOUT_FILENO, "Standard ou
 struct FileUse {
     std::string what; ///< such as "--json 'p.mox'" or "the decoder ring"
     std::optional<Identity> identity;
-    bool isDevice = false; ///< or a pipe: it may be written to twice
+    bool isDevice = false;   ///< or a pipe: it may be written to twice, and read once
+    bool isStandard = false; ///< standard input or output, named "-"
 };
 
 FileUse useOf(const std::string& what, const std::filesystem::path& path) {
@@ -44,15 +45,32 @@ FileUse useOf(const std::string& what, const std::filesystem::path& path) {
     return {what, Identity(status.st_dev, status.st_ino, end.filename())};
 }
 
-std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceConfig& service) {
-    std::vector<FileUse> inputs{
+/// An input that may be standard input.
+FileUse streamUse(const std::string& what, const std::string& path) {
+    struct stat status {};
+    if (path != "-" || ::fstat(STDIN_FILENO, &status) != 0) {
+        return useOf(what, path);
+    }
+    return {what, Identity(status.st_dev, status.st_ino, ""), !S_ISREG(status.st_mode), true};
+}
+
+std::vector<FileUse> namedInputs(const Arguments& arguments) {
+    return {
         useOf("the decoder ring", arguments.ringPath),
         useOf("the file of the service's ports", arguments.servicePath),
         useOf("the file of the service programming code", arguments.accessCodePath),
-        useOf("the command's input", arguments.inputPath),
+        streamUse("the command's input", arguments.inputPath),
+        streamUse("the left side", arguments.sides[0].isPort ? "" : arguments.sides[0].name),
+        streamUse("the right side", arguments.sides[1].isPort ? "" : arguments.sides[1].name),
+        useOf("the file of units", arguments.unitsPath),
         useOf("the list of items", arguments.listPath),
+        useOf("the read to go on with", arguments.resumePath == arguments.jsonPath ? "" : arguments.resumePath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
     };
+}
+
+std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceConfig& service) {
+    auto inputs = namedInputs(arguments);
     for (const tessra::PortConfig& port : service.ports) {
         inputs.push_back(useOf("the device of " + port.name, port.line.device));
         inputs.push_back(useOf("the memory of the phone on " + port.name, port.memory));
@@ -63,10 +81,16 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
 
 std::vector<FileUse> outputsOf(const Arguments& arguments) {
     const auto named = [](const std::string& option, const std::string& path) {
-        return useOf(option + " '" + path + "'", path);
+        FileUse use = useOf(option + " '" + path + "'", path);
+        use.isStandard = path == "-";
+        return use;
     };
-    return {named("--text", arguments.textPath), named("--json", arguments.jsonPath),
-            named("--mox", arguments.verb == Verb::kRead ? arguments.moxPath : "")};
+    return {named("--text", arguments.textPath),
+            named("--json", arguments.jsonPath),
+            named("--mox", arguments.verb == Verb::kRead ? arguments.moxPath : ""),
+            named("--report", arguments.reportPath),
+            named("--log", arguments.logPath),
+            {"--hex", std::nullopt, false, arguments.hex}};
 }
 
 [[noreturn]] void refuse(const std::string& output, const std::string& other) {
@@ -89,6 +113,18 @@ void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfi
         for (auto right = outputs.begin(); right != left && right != outputs.begin() + named; ++right) {
             if (left->identity && !left->isDevice && left->identity == right->identity) {
                 refuse(left->what, "the file of " + right->what);
+            }
+            if (left->isStandard && right->isStandard) {
+                refuse(left->what, "standard output, as " + right->what + " is");
+            }
+        }
+    }
+    const auto inputs = namedInputs(arguments);
+    for (auto left = inputs.begin(); left != inputs.end(); ++left) {
+        for (auto right = inputs.begin(); right != left; ++right) {
+            const bool isOnce = left->isDevice || (left->isStandard && right->isStandard);
+            if (left->identity && isOnce && left->identity == right->identity) {
+                refuse(left->what, right->what + " as well, which can be read once");
             }
         }
     }

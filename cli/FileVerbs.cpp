@@ -1,21 +1,73 @@
 #include "cli/OptionKinds.h"
 #include "cli/VerbOptions.h"
 
+namespace {
+
+void describeDiff(CLI::App& program, Arguments& arguments) {
+    CLI::App* diff = addVerb(program, arguments, Arguments::Verb::kDiff, "diff",
+                             "Compare the items of two phones or files, sub-field by sub-field",
+                             "calvane-batch diff before.json COM1 --ids 1000-1099\n"
+                             "  calvane-batch diff golden.mox COM1 --changed-only-names");
+    const char* const sides[] = {"left", "right"};
+    for (std::size_t i = 0; i < arguments.sides.size(); ++i) {
+        addName(*diff, sides[i], arguments.sides[i].name,
+                "A port of the phone service, or else a calibration file or JSON (- for standard input)")
+            ->required();
+    }
+    addService(*diff, arguments);
+    addRing(*diff, arguments);
+    addItems(*diff, arguments, "Compare");
+    addRetries(*diff, arguments);
+    addFlag(*diff, "--changed-only-names", arguments.namesOnly,
+            "Print numbers and names of the items that differ, a line each");
+    addJson(*diff, arguments, "Write the differences");
+    addTelling(*diff, arguments);
+}
+
+void describeCheck(CLI::App& program, Arguments& arguments) {
+    CLI::App* check = addVerb(program, arguments, Arguments::Verb::kCheck, "check",
+                              "Hold the values of a phone or a file against their limits",
+                              "calvane-batch check --port COM1 --ids 2000-2399\n"
+                              "  calvane-batch check --from golden.mox --units line3.units --json -");
+    CLI::Option_group* source = check->add_option_group("Source", "Where the values come from");
+    addName(*source, "--port", arguments.comPort, "Port of the phone, such as COM1");
+    addName(*source, "--from", arguments.inputPath, "Calibration file or JSON (- for standard input)");
+    source->require_option(1);
+    addService(*check, arguments);
+    addRing(*check, arguments);
+    addName(*check, "--units", arguments.unitsPath,
+            "File of units and limits (default: that beside the ring, with its name and .units)");
+    addItems(*check, arguments, "Check");
+    addRetries(*check, arguments);
+    addJson(*check, arguments, "Write all values that have limits");
+    addTelling(*check, arguments);
+}
+
+} // namespace
+
 void describeFileVerbs(CLI::App& program, Arguments& arguments) {
     using Verb = Arguments::Verb;
     CLI::App* list = addVerb(program, arguments, Verb::kList, "list", "Print the items that the decoder ring describes",
                              "calvane-batch list --ids 1000-1099");
     addRing(*list, arguments);
     addItems(*list, arguments, "Print");
+    addJson(*list, arguments, "Write the layouts of the items");
 
     CLI::App* show = addVerb(program, arguments, Verb::kShow, "show", "Print the items of a calibration file",
                              "calvane-batch show phone.mox --ids 1000-1099");
     addRing(*show, arguments);
     addName(*show, "file", arguments.moxPath, "Calibration file")->required();
     addItems(*show, arguments, "Show");
+    CLI::Option* info = addFlag(*show, "--info", arguments.info,
+                                "Print what the file says of itself: phone model id, ESN, versions, client");
+    info->excludes("--ids")->excludes("--list");
     addFlag(*show, "--hex", arguments.hex,
-            "Print the bytes of all items, also of those that the decoder ring does not describe");
-    addName(*show, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+            "Print the bytes of all items, also of those that the decoder ring does not describe")
+        ->excludes(info);
+    addJson(*show, arguments, "Write this");
+
+    describeDiff(program, arguments);
+    describeCheck(program, arguments);
 
     CLI::App* prune = addVerb(program, arguments, Verb::kPrune, "prune",
                               "Remove items from a calibration file; those that it keeps are not touched",
@@ -30,4 +82,5 @@ void describeFileVerbs(CLI::App& program, Arguments& arguments) {
                              "Print the storages and streams of any compound file, with their sizes",
                              "calvane-batch tree phone.mox");
     addName(*tree, "file", arguments.inputPath, "Compound file")->required();
+    addJson(*tree, arguments, "Write the tree");
 }

@@ -38,6 +38,10 @@ bool Interruption::came() {
     return signalCame != 0;
 }
 
+int Interruption::signal() {
+    return signalCame;
+}
+
 ExitStatus Interruption::status() {
     return !came() ? ExitStatus::kDone : signalCame == SIGINT ? ExitStatus::kInterrupted : ExitStatus::kTerminated;
 }

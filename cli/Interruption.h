@@ -15,6 +15,8 @@ public:
 
     /// Whether a signal came.
     static bool came();
+    /// Which one; 0 for none.
+    static int signal();
     /// How the program ends because of it: kDone where none came.
     static ExitStatus status();
 

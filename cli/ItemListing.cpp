@@ -1,7 +1,10 @@
 #include "cli/ItemListing.h"
 
 #include "platform/kernel/Text.h"
+#include "workbench/ItemJson.h"
 #include "workbench/MessageText.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <iomanip>
@@ -31,12 +34,35 @@ void printItems(std::ostream& out, std::span<const NvItem> items, const std::set
         for (const SubItem& subItem : subItems) {
             valueWidth = std::max(valueWidth, subItem.value.size());
         }
-        for (const SubItem& subItem : subItems) {
-            out << "       " << std::left << std::setw(kTypeWidth) << subItem.typeName << "  " << std::right
+        for (std::size_t at = 0; at < subItems.size(); ++at) {
+            const SubItem& subItem = subItems[at];
+            out << std::setw(kNumberWidth) << "[" + std::to_string(at + 1) + "]"
+                << "  " << std::left << std::setw(kTypeWidth) << subItem.typeName << "  " << std::right
                 << std::setw(static_cast<int>(valueWidth)) << subItem.value << (valueWidth == 0 ? "" : "  ")
                 << shownText(subItem.description) << '\n';
         }
     }
+}
+
+std::string layoutsToJson(std::span<const NvItem> items) {
+    // One item at a time: the tree of all of them would be large.
+    std::string text = "{\n  \"items\": [";
+    for (const NvItem& item : items) {
+        auto fields = nlohmann::ordered_json::array();
+        for (const SubItem& subItem : item.getSubItems()) {
+            const std::string_view type = subItemTypeInfo(item.getSubItemTypes()[fields.size()]).displaySpelling;
+            fields.push_back({{"field", fields.size() + 1},
+                              {"type", type},
+                              {"description", workbench::utf8Text(subItem.description)}});
+        }
+        text += std::string(&item == &items.front() ? "\n    " : ",\n    ") +
+                nlohmann::ordered_json{{"id", item.getId()},
+                                       {"name", workbench::utf8Text(item.getName())},
+                                       {"access", workbench::utf8Text(item.getAccess())},
+                                       {"fields", std::move(fields)}}
+                    .dump();
+    }
+    return text + "\n  ]\n}\n";
 }
 
 void printItemBytes(std::ostream& out, std::uint16_t number, const std::string& name,

@@ -3,6 +3,7 @@
 #include "calfile/MoxFile.h"
 #include "cli/CommandText.h"
 #include "cli/ItemListing.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "workbench/ItemJson.h"
 #include "workbench/MessageText.h"
@@ -33,6 +34,8 @@ auto withPath(const std::string& path, Step step) {
 struct MoxContent {
     std::vector<MoxFile::NvRecord> records; ///< also those that the ring does not describe
     std::vector<std::string> failures;      ///< of items that can't be read
+    std::optional<mox::Properties> properties;
+    std::uint16_t phoneModelId = 0;
     bool isWhole = true;
 };
 
@@ -41,7 +44,9 @@ MoxContent contentOf(const std::string& path) {
         MoxContent content;
         MoxFile file;
         file.open(path);
+        content.properties = file.readMobilePropertyInfo();
         auto record = file.begin();
+        content.phoneModelId = file.readPhoneModelId();
         const auto end = file.end();
         // After an item that can't be read, the walk goes on behind it.
         for (bool isRead = true; !isRead || record != end;) {
@@ -156,15 +161,40 @@ std::string missingText(const std::vector<std::uint16_t>& wanted, const std::vec
 
 } // namespace
 
-std::vector<NvItem> itemsOfMox(Calvane& catalog, const std::string& path) {
+std::vector<NvItem> itemsOfMox(Calvane& catalog, Run& run, const std::string& path) {
     const auto records = wholeContentOf(path);
     if (const auto repeated = repeatedIn(records); !repeated.empty()) {
         throw BatchFailure(ExitStatus::kFile,
                            workbench::repeatedText(path, repeated) + "\nNothing is written from it.");
     }
     const Ring ring = ringOf(catalog);
-    std::cerr << accountOf(path, numbersOfRecords(records), ring) << '\n';
+    run.note(accountOf(path, numbersOfRecords(records), ring) + "\n");
     return describedItems(records, ring);
+}
+
+MoxItems readMoxItems(Calvane& catalog, const std::string& path, bool withUndescribed) {
+    const MoxContent content = contentOf(path);
+    complain(path, content);
+    MoxItems found;
+    found.repeated = repeatedIn(content.records);
+    found.phoneModelId = content.phoneModelId;
+    found.isSound = content.isWhole && found.repeated.empty();
+    if (const auto& record = content.properties) {
+        found.properties = {record->esn, record->nvMajorVersion, record->nvMinorVersion, record->softwareVersion,
+                            record->clientName};
+    }
+    const Ring ring = ringOf(catalog);
+    for (const MoxFile::NvRecord& record : content.records) {
+        const bool isDescribed = ring.contains(record.id);
+        if (!isDescribed) {
+            found.undescribed.push_back(record.id);
+        }
+        if (!found.repeated.contains(record.id) && (isDescribed || withUndescribed)) {
+            found.items.push_back(catalog.describedItem(record.id));
+            found.items.back().setRawData(record.data);
+        }
+    }
+    return found;
 }
 
 std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const Arguments& arguments) {
@@ -207,6 +237,9 @@ std::string saveToMox(Calvane& catalog, const std::vector<NvItem>& items, const 
 }
 
 ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
+    if (arguments.info) {
+        return showMoxInfo(catalog, arguments);
+    }
     const std::string& path = arguments.moxPath;
     const auto& wanted = arguments.itemNumbers;
     const Ring ring = ringOf(catalog);
@@ -219,7 +252,7 @@ ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
     });
     const auto items = describedItems(records, ring);
     if (!arguments.jsonPath.empty()) {
-        writeOutput(arguments.jsonPath, workbench::itemsToJson(items));
+        writeOutput(arguments.jsonPath, workbench::itemsToJson(items, arguments.run->ring()));
     }
     if (arguments.hex) {
         for (const MoxFile::NvRecord& record : records) {

@@ -7,7 +7,10 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
                   const std::string& description, const std::string& example) {
     CLI::App* added = program.add_subcommand(name, description);
     added->footer("Example:\n  " + example);
-    added->callback([&arguments, verb] { arguments.verb = verb; });
+    added->callback([&arguments, verb, name] {
+        arguments.verb = verb;
+        arguments.verbName = name;
+    });
     return added;
 }
 
@@ -66,6 +69,32 @@ CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
     return port;
 }
 
+void addTelling(CLI::App& verb, Arguments& arguments) {
+    addName(verb, "--log", arguments.logPath, "Append what happens to this file, a line of JSON each");
+    verb.add_option("--progress", arguments.progress,
+                    "How standard error tells how far it has got: bar (at a terminal), json (a line for each item, and "
+                    "for each message) or none (default: bar)")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, Progress>{
+            {"bar", Progress::kBar}, {"json", Progress::kJson}, {"none", Progress::kNone}}))
+        ->type_name("bar|json|none");
+    verb.add_option("--color", arguments.colour,
+                    "Whether differences and failures are coloured: auto (at a terminal, unless the environment has "
+                    "NO_COLOR), always or never (default: auto)")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, ColourChoice>{
+            {"auto", ColourChoice::kAuto}, {"always", ColourChoice::kAlways}, {"never", ColourChoice::kNever}}))
+        ->type_name("auto|always|never");
+    addFlag(verb, "--quiet", arguments.isQuiet, "Tell failures alone on standard error");
+}
+
+void addReporting(CLI::App& verb, Arguments& arguments) {
+    addName(verb, "--report", arguments.reportPath,
+            "Write what was done, item by item, to this JSON file at the end, also after a failure (- for standard "
+            "output)");
+    addTelling(verb, arguments);
+    // Of a process of several that run side by side: which port it is for.
+    verb.add_option("--only-port", arguments.onlyPort)->group("");
+}
+
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,
                             const std::string& description) {
     return addNumbers(verb, name, description, [&arguments](const ItemNumbers& numbers) {
@@ -77,4 +106,13 @@ CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::str
 void addItems(CLI::App& verb, Arguments& arguments, const std::string& what) {
     CLI::Option* numbers = addItemNumbers(verb, arguments, "--ids", what + " these items alone, such as 10,20-30");
     addName(verb, "--list", arguments.listPath, what + " the items of this list alone, a text file")->excludes(numbers);
+}
+
+void addRetries(CLI::App& verb, Arguments& arguments) {
+    addNumber(verb, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
+              [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
+}
+
+void addJson(CLI::App& verb, Arguments& arguments, const std::string& what) {
+    addName(verb, "--json", arguments.jsonPath, what + " to this JSON file (- for standard output)");
 }

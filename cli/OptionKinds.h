@@ -32,11 +32,18 @@ void addRing(CLI::App& verb, Arguments& arguments);
 void addService(CLI::App& verb, Arguments& arguments);
 /// --port, with --service.
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments);
+/// --log, --progress, --quiet and --color.
+void addTelling(CLI::App& verb, Arguments& arguments);
+/// The same and --report, for verbs that may also be for one of several ports.
+void addReporting(CLI::App& verb, Arguments& arguments);
 /// The item numbers of the arguments, as an option of this name.
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,
                             const std::string& description);
 /// The two ways to name several items. The file is read when the arguments are carried out.
 void addItems(CLI::App& verb, Arguments& arguments, const std::string& what);
+/// --json: `what` to a file.
+void addJson(CLI::App& verb, Arguments& arguments, const std::string& what);
+void addRetries(CLI::App& verb, Arguments& arguments);
 
 /// The whole of `text` as a number, which may be hexadecimal behind 0x. Otherwise `number` stays as it is.
 template <class Number>

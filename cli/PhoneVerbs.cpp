@@ -8,6 +8,7 @@ namespace {
 /// What set and write have in common.
 void addWriting(CLI::App& verb, Arguments& arguments) {
     addPort(verb, arguments);
+    addReporting(verb, arguments);
     addRing(verb, arguments);
     CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
                                "Service programming code to send first, for items that the phone protects with it; "
@@ -32,7 +33,10 @@ void addWriting(CLI::App& verb, Arguments& arguments) {
 /// the others are 0 or empty.
 void addMoxOutput(CLI::App& verb, Arguments& arguments) {
     CLI::Option* mox =
-        addName(verb, "--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay");
+        addName(verb, "--mox", arguments.moxPath, "Write the items to this calibration file; other items in it stay")
+            ->check([](const std::string& path) {
+                return std::string(path == "-" ? "a calibration file can't go to standard output" : "");
+            });
     const auto add = [&](const std::string& name, const std::string& description, auto take) {
         addNumber(verb, name, description, take)->needs(mox);
     };
@@ -58,33 +62,53 @@ void addMoxOutput(CLI::App& verb, Arguments& arguments) {
     });
 }
 
+void addRaw(CLI::App& read, Arguments& arguments) {
+    CLI::Option* raw = addFlag(read, "--raw", arguments.raw,
+                               "Read the bytes of all numbers, or of those of --ids, also where the decoder ring does "
+                               "not describe them, into the file of --json");
+    for (const char* other : {"--text", "--mox"}) {
+        raw->excludes(read.get_option(other));
+    }
+    addName(read, "--resume", arguments.resumePath,
+            "Go on with the --raw read that has left this JSON file (written there again, unless --json is given)")
+        ->needs(raw);
+}
+
 void describeRead(CLI::App& program, Arguments& arguments) {
     CLI::App* read = addVerb(program, arguments, Arguments::Verb::kRead, "read", "Read the items of a phone",
                              "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json\n"
                              "  calvane-batch read --port COM1 --mox phone.mox --model-id 123 --nv-version 1.2");
     addPort(*read, arguments)->required();
+    addReporting(*read, arguments);
     addRing(*read, arguments);
     addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
-    addName(*read, "--json", arguments.jsonPath, "Write the items to this JSON file (- for standard output)");
+    addJson(*read, arguments, "Write the items");
     addItems(*read, arguments, "Read");
-    addNumber(*read, "--retries", "How often an item is asked for again whose answer is lost or damaged (default: 5)",
-              [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
+    addRetries(*read, arguments);
     addMoxOutput(*read, arguments);
+    addRaw(*read, arguments);
 }
 
 void describeSet(CLI::App& program, Arguments& arguments) {
     CLI::App* set = addVerb(program, arguments, Arguments::Verb::kSet, "set",
-                            "Change one item on a phone: read it, write it, and read it back",
-                            "calvane-batch set --port COM1 1007 \"5,11,307\"");
+                            "Change items on a phone: read them, write them, and read them back",
+                            "calvane-batch set --port COM1 1007 \"5,11,307\"\n"
+                            "  calvane-batch set --port COM1 1007[3]=0x133 NV_AFC_SLOPE_I=412,418,421");
     addWriting(*set, arguments);
-    // As text: the library would take a leading zero for an octal number, and another item would be written.
-    addNumbers(*set, "item", "Item number", [&arguments](const ItemNumbers& numbers) {
-        if (numbers.all.size() != 1) {
-            throw std::invalid_argument("one item at a time");
-        }
-        arguments.itemNumber = numbers.all.front();
-    })->required();
-    set->add_option("values", arguments.values, "One decimal value per sub-field, separated by commas")->required();
+    set->add_option_function<std::vector<std::string>>(
+           "items",
+           [&arguments](const std::vector<std::string>& words) {
+               try {
+                   arguments.requests = parseSetRequests(words);
+               } catch (const std::invalid_argument& error) {
+                   throw CLI::ValidationError("items", error.what());
+               }
+           },
+           "ITEM=VALUES or ITEM[N]=VALUE, also several of them; or ITEM VALUES. An item is its number or its name, "
+           "a value decimal or hexadecimal behind 0x. Without [N] there is one value per sub-field, separated by "
+           "commas; "
+           "N is the number of a sub-field as show and list print it, and the others keep what the phone has")
+        ->required();
 }
 
 void describeWrite(CLI::App& program, Arguments& arguments) {
@@ -94,9 +118,12 @@ void describeWrite(CLI::App& program, Arguments& arguments) {
                 "  calvane-batch write --port COM1 --from-mox phone.mox --changed-only --dry-run");
     addWriting(*write, arguments);
     CLI::App* source = write->add_option_group("Source", "Where the items come from");
-    addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them");
+    addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them (- for standard input)");
     addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
+    addFlag(*write, "--raw", arguments.raw,
+            "Take the bytes of a JSON of \"read --raw\", also of items that the decoder ring does not describe")
+        ->needs(source->get_option("--from-json"));
     addItems(*write, arguments, "Write");
     addFlag(*write, "--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
     addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9, and count it as done",
@@ -111,6 +138,8 @@ void describePhoneVerbs(CLI::App& program, Arguments& arguments) {
     CLI::App* ports = addVerb(program, arguments, Arguments::Verb::kPorts, "ports",
                               "Print the ports on which a phone is present", "calvane-batch ports");
     addService(*ports, arguments);
+    addReporting(*ports, arguments);
+    addJson(*ports, arguments, "Write their names");
     describeRead(program, arguments);
     describeSet(program, arguments);
     describeWrite(program, arguments);
@@ -118,4 +147,5 @@ void describePhoneVerbs(CLI::App& program, Arguments& arguments) {
         addVerb(program, arguments, Arguments::Verb::kReset, "reset",
                 "Reset a phone and wait until it has come back (100 s at most)", "calvane-batch reset --port COM1");
     addPort(*reset, arguments)->required();
+    addReporting(*reset, arguments);
 }

@@ -10,5 +10,5 @@ class App;
 /// outlives the program.
 
 void describePhoneVerbs(CLI::App& program, Arguments& arguments);
-/// Those that need no phone.
+/// Those that can do without a phone.
 void describeFileVerbs(CLI::App& program, Arguments& arguments);

@@ -11,21 +11,31 @@ ExitStatus runBatch(const Arguments& arguments);
 
 /// The verbs. Each answers how the program ends, and throws what the catalog or a file refuses; a BatchFailure says
 /// how it ends then.
-ExitStatus printPorts(Calvane& catalog);
+ExitStatus printPorts(Calvane& catalog, const Arguments& arguments);
 ExitStatus readPhone(Calvane& catalog, const Arguments& arguments);
 ExitStatus listItems(Calvane& catalog, const Arguments& arguments);
 ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments);
 
 /// These write to a phone and read back what they wrote: what counts is the value that the phone has then, not the one
 /// that it was sent. With arguments.isDryRun they print what they would do.
-ExitStatus setItem(Calvane& catalog, const Arguments& arguments);
+ExitStatus setItems(Calvane& catalog, const Arguments& arguments);
 ExitStatus writePhone(Calvane& catalog, const Arguments& arguments);
 
+/// What a calibration file says of itself: model id, number of items, record of the phone.
+ExitStatus showMoxInfo(Calvane& catalog, const Arguments& arguments);
 ExitStatus showMox(Calvane& catalog, const Arguments& arguments);
 /// Removes all items from the file but those of arguments.itemNumbers; these are not touched. Refuses where nothing
 /// would stay.
 ExitStatus pruneMox(const Arguments& arguments);
 
+/// Prints how the two sides of the arguments differ, each a port or a file; kDifferent where they do. Items that can't
+/// be compared make it kIncomplete, or what else is wrong with a side.
+ExitStatus printDiff(Calvane& catalog, const Arguments& arguments);
+
+/// Prints the values of a phone or file that are outside the limits of the file of units; kOutside where there are any,
+/// kIncomplete where one can't be checked.
+ExitStatus checkItems(Calvane& catalog, const Arguments& arguments);
+
 /// Prints the storages and streams of a compound file of any kind, a line each with the size of a stream in bytes, in
 /// the order in which the container enumerates them. What can't be opened is named on standard error and passed over.
-ExitStatus printTree(const std::string& path);
+ExitStatus printTree(const Arguments& arguments);

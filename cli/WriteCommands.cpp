@@ -4,36 +4,21 @@
 #include "cli/MoxCommands.h"
 #include "cli/PhoneAccount.h"
 #include "cli/PhoneProgress.h"
+#include "cli/Run.h"
+#include "cli/SetItems.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "platform/com/Status.h"
-#include "platform/kernel/RegularFile.h"
-#include "workbench/FieldValues.h"
 #include "workbench/ItemJson.h"
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PortReason.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <iostream>
-#include <system_error>
 
 namespace {
 
 using workbench::ReadState;
-
-/// 65,536 items of 128 sub-fields each stay below this.
-constexpr std::size_t kMaxJsonBytes = std::size_t{1} << 30;
-
-std::string readFile(const std::string& path) {
-    std::string text;
-    if (const int error = kernel::readRegularFile(path, kMaxJsonBytes, text); error != 0) {
-        throw BatchFailure(ExitStatus::kFile,
-                           "Can't read " + quoted(path) + ": " +
-                               (error == EINVAL ? "it is no regular file" : std::generic_category().message(error)));
-    }
-    return text;
-}
 
 /// Leaves the items that the arguments name, where they name some. One that is named and not there is refused: it would
 /// stay unwritten unseen.
@@ -45,7 +30,7 @@ void keepNamed(std::vector<workbench::WantedItem>& wanted, const Arguments& argu
     for (const auto& item : wanted) {
         found.push_back(item.item.getId());
     }
-    const std::string& path = arguments.moxPath.empty() ? arguments.inputPath : arguments.moxPath;
+    const std::string path = arguments.moxPath.empty() ? inputName(arguments.inputPath) : arguments.moxPath;
     if (const auto missing = missingNumbers(arguments.singleNumbers, found); !missing.empty()) {
         throw BatchFailure(ExitStatus::kValues, "'" + path + "' lacks " + joined(missing) + ". Nothing was written.");
     }
@@ -54,18 +39,6 @@ void keepNamed(std::vector<workbench::WantedItem>& wanted, const Arguments& argu
     });
     if (wanted.empty()) {
         throw BatchFailure(ExitStatus::kValues, "'" + path + "' has none of these items. Nothing was written.");
-    }
-}
-
-/// Runs `step`, and ends the program with the values that it refuses.
-template <class Step>
-auto takingValues(Step step) {
-    try {
-        return step();
-    } catch (const workbench::ValuesRefused& refusal) {
-        const bool isText = refusal.kind() == workbench::ValuesRefused::Kind::kText;
-        throw BatchFailure(isText ? ExitStatus::kFile : ExitStatus::kValues,
-                           refusal.message() + (refusal.wouldWrap() ? " If it is meant, say --wrap." : ""));
     }
 }
 
@@ -83,21 +56,25 @@ std::vector<std::uint16_t> writableNumbers(const std::vector<workbench::WantedIt
 class PhoneWrite {
 public:
     PhoneWrite(Calvane& catalog, const Arguments& arguments)
-        : catalog_(catalog), session_(*catalog.getTessraServer()), arguments_(arguments),
-          accessCode_(accessCodeOf(arguments)) {}
+        : session_(*catalog.getTessraServer()), arguments_(arguments), accessCode_(accessCodeOf(arguments)) {}
 
-    ExitStatus run(std::vector<workbench::WantedItem> wanted) {
+    /// `changes`: of the wanted items that are given by sub-fields alone; with any there is a port.
+    ExitStatus run(std::vector<workbench::WantedItem> wanted, const FieldChanges& changes = {}) {
         const Interruption interruption;
         workbench::ReadReport onPhone;
         if (!arguments_.comPort.empty()) {
             prepare();
             onPhone = read(writableNumbers(wanted));
         }
-        makePlan(std::move(wanted), onPhone);
+        takeOthers(wanted, changes, onPhone);
+        makePlan(std::move(wanted), changes, onPhone);
+        arguments_.run->report().setPlan(plan_, arguments_.isDryRun);
         if (arguments_.isDryRun) {
             printPlan(std::cout, plan_);
-            std::cerr << unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_);
-            return unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
+            const ExitStatus status = unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
+            arguments_.run->account(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_),
+                                    status);
+            return status;
         }
         return write();
     }
@@ -130,16 +107,44 @@ private:
 
     /// What the phone has now of these items; who it is, also without any.
     workbench::ReadReport read(const std::vector<std::uint16_t>& numbers) {
-        PhoneProgress progress(catalog_);
+        PhoneProgress progress(*arguments_.run, "read");
         workbench::PhoneReader reader(session_, arguments_.comPort, {.expected = expected_});
         auto onPhone = reader.read(numbers, progress.control());
+        arguments_.run->report().setRead(onPhone);
         if (const ExitStatus end = endOf(onPhone); end != ExitStatus::kDone) {
             throw BatchFailure(end, failureOf(onPhone) + "\nNothing was written.");
         }
         return onPhone;
     }
 
-    void makePlan(std::vector<workbench::WantedItem> wanted, const workbench::ReadReport& onPhone) {
+    /// The sub-fields that are not given are the phone's. Of what it did not tell, nothing is written.
+    void takeOthers(std::vector<workbench::WantedItem>& wanted, const FieldChanges& changes,
+                    const workbench::ReadReport& onPhone) const {
+        for (auto& [item, hasValue, bringsAllBytes] : wanted) {
+            const auto reading = std::ranges::find(onPhone.readings, item.getId(), &workbench::ItemReading::number);
+            const auto fields = changes.find(item.getId());
+            if (fields != changes.end() && reading != onPhone.readings.end() && reading->state == ReadState::kRead) {
+                item.setRawData(reading->data);
+                workbench::setTypedFields(item, fields->second, arguments_.wrap);
+            }
+        }
+    }
+
+    /// Why the row can't be written without what the phone has of it; empty where it can be.
+    static std::string unknownRest(const workbench::PlanRow& row, bool isChange, bool isCut) {
+        const bool isLost = row.onPhone.state == ReadState::kMissing || row.onPhone.state == ReadState::kFailed;
+        if (isLost && (isChange || isCut)) {
+            return std::string(" can't be read, so that ") +
+                   (isChange ? "its other sub-fields" : "the bytes behind its sub-fields") +
+                   " are not known: " + row.onPhone.reason;
+        }
+        return isChange && row.onPhone.state != ReadState::kRead
+                   ? " has no value on the phone, so that all of its sub-fields are needed."
+                   : "";
+    }
+
+    void makePlan(std::vector<workbench::WantedItem> wanted, const FieldChanges& changes,
+                  const workbench::ReadReport& onPhone) {
         std::set<std::uint16_t> withoutRest;
         for (const auto& item : wanted) {
             if (!item.bringsAllBytes && item.item.describedBytes() < items::kItemDataBytes) {
@@ -149,16 +154,14 @@ private:
         plan_ = workbench::makePlan(std::move(wanted), onPhone);
         for (std::size_t index = 0; index < plan_.rows.size(); ++index) {
             const auto& row = plan_.rows[index];
-            const bool isLost = row.onPhone.state == ReadState::kMissing || row.onPhone.state == ReadState::kFailed;
+            const std::uint16_t number = row.item.getId();
+            const std::string unknown = unknownRest(row, changes.contains(number), withoutRest.contains(number));
             if (row.leftOut == workbench::LeftOut::kUnchanged && !arguments_.changedOnly) {
                 plan_.setTicked(index, true);
-            } else if (row.isWritten() && isLost && withoutRest.contains(row.item.getId())) {
-                // Its bytes behind the sub-fields would be zeros of ours.
+            } else if (row.isWritten() && !unknown.empty()) {
+                // What is not known would be zeros of ours.
                 plan_.setTicked(index, false);
-                unreadable_ +=
-                    std::to_string(row.item.getId()) + " " + row.item.getName() +
-                    " can't be read, so that the bytes behind its sub-fields are not known: " + row.onPhone.reason +
-                    "\n";
+                unreadable_ += std::to_string(number) + " " + row.item.getName() + unknown + "\n";
             }
         }
     }
@@ -174,17 +177,19 @@ private:
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial;
         const auto report = writeWith(options);
-        std::cerr << unreadable_ + accountOf(plan_, report);
-        const ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
-        return unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
+        ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
+        status = unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
+        arguments_.run->account(unreadable_ + accountOf(plan_, report), status);
+        return status;
     }
 
     workbench::WriteReport writeWith(const workbench::WriteOptions& options) {
-        PhoneProgress progress(catalog_);
-        return workbench::PhoneWriter(session_, plan_, options).write(progress.control());
+        PhoneProgress progress(*arguments_.run, "write");
+        workbench::WriteReport& report = arguments_.run->report().write();
+        workbench::PhoneWriter(session_, plan_, options).write(report, progress.control());
+        return report;
     }
 
-    Calvane& catalog_;
     TessraServer& session_;
     const Arguments& arguments_;
     const std::string accessCode_;
@@ -217,23 +222,19 @@ std::string valuesOnPhone(const workbench::PlanRow& row) {
 
 } // namespace
 
-ExitStatus setItem(Calvane& catalog, const Arguments& arguments) {
-    workbench::WantedItem wanted;
-    failingWith(ExitStatus::kValues, [&] {
-        wanted.item = catalog.getSupportedNvItem(arguments.itemNumber);
-        takingValues([&] { workbench::setTypedValues(wanted.item, arguments.values, arguments.wrap); });
-    });
-    const std::string what = std::to_string(wanted.item.getId()) + " " + wanted.item.getName();
-    if (!wanted.item.isWritable()) {
-        throw BatchFailure(ExitStatus::kValues,
-                           what + " can't be written: its access mark is '" + wanted.item.getAccess() + "'.");
+ExitStatus setItems(Calvane& catalog, const Arguments& arguments) {
+    const SetItems wanted(catalog, arguments);
+    if (arguments.comPort.empty() && !wanted.changes().empty()) {
+        throw BatchFailure(ExitStatus::kWrongUsage,
+                           "A sub-field alone needs --port, as the others are to be what the phone has.");
     }
     PhoneWrite write(catalog, arguments);
-    const ExitStatus status = write.run({std::move(wanted)});
+    const ExitStatus status = write.run(wanted.items(), wanted.changes());
     if (status == ExitStatus::kDone && !arguments.isDryRun) {
-        const auto& row = write.plan().rows.front();
-        std::cout << what << ": " << valuesOnPhone(row)
-                  << (row.isWritten() ? " -> " + valuesOf(row.item) : ", as it was") << '\n';
+        for (const auto& row : write.plan().rows) {
+            std::cout << row.item.getId() << " " << row.item.getName() << ": " << valuesOnPhone(row)
+                      << (row.isWritten() ? " -> " + valuesOf(row.item) : ", as it was") << '\n';
+        }
     }
     return status;
 }
@@ -243,10 +244,11 @@ ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
     std::vector<workbench::WantedItem> wanted;
     if (arguments.moxPath.empty()) {
         const std::string& path = arguments.inputPath;
-        const std::string text = readFile(path);
-        wanted = takingValues([&] { return workbench::itemsFromJson(text, path, catalog, arguments.wrap); });
+        const std::string text = readInput(path);
+        const auto itemsFrom = arguments.raw ? workbench::rawItemsFromJson : workbench::itemsFromJson;
+        wanted = takingValues([&] { return itemsFrom(text, inputName(path), catalog, arguments.wrap); });
     } else {
-        for (NvItem& item : itemsOfMox(catalog, arguments.moxPath)) {
+        for (NvItem& item : itemsOfMox(catalog, *arguments.run, arguments.moxPath)) {
             wanted.push_back({std::move(item), true, true});
         }
     }

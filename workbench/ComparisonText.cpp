@@ -1,6 +1,7 @@
 #include "workbench/ComparisonText.h"
 
 #include "workbench/ItemJson.h"
+#include "workbench/MessageText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -68,13 +69,22 @@ void appendCsv(std::string& text, const Cells& cells) {
 
 Json jsonOf(const SetComparison& comparison, const ItemRow& row, bool differencesOnly) {
     Json fields = Json::array();
-    for (const SubFieldRow& field : shownFields(comparison, row, differencesOnly)) {
-        fields.push_back({{"description", utf8Text(field.description)},
-                          {"type", field.typeName},
-                          {"left", field.left},
-                          {"right", field.right},
-                          {"difference", differenceText(field)},
-                          {"state", stateText(field.state)}});
+    const auto all = comparison.subFieldsOf(row);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const SubFieldRow& field = all[i];
+        if (differencesOnly && field.state == RowState::kEqual) {
+            continue;
+        }
+        Json entry{{"description", utf8Text(field.description)},
+                   {"type", field.typeName},
+                   {"left", field.left},
+                   {"right", field.right},
+                   {"difference", differenceText(field)},
+                   {"state", stateText(field.state)}};
+        if (!field.typeName.empty()) {
+            entry["field"] = i + 1;
+        }
+        fields.push_back(std::move(entry));
     }
     return {{"id", row.number},
             {"name", utf8Text(anyItem(row).getName())},
@@ -118,6 +128,29 @@ std::string comparisonCsv(const SetComparison& comparison, std::span<const std::
         }
     }
     return text;
+}
+
+std::string comparisonUnified(const SetComparison& comparison, std::span<const std::uint32_t> rows) {
+    std::string text;
+    for (const std::uint32_t position : rows) {
+        const ItemRow& row = comparison.rows()[position];
+        const bool isOneSided = row.left == nullptr || row.right == nullptr;
+        text += "@@ " + std::to_string(row.number) + " " + shownText(anyItem(row).getName()) +
+                (isOneSided ? ", " + std::string(stateText(row.state)) : "") + " @@\n";
+        const auto fields = comparison.subFieldsOf(row);
+        for (std::size_t i = 0; i < fields.size(); ++i) {
+            const SubFieldRow& field = fields[i];
+            const std::string number = field.typeName.empty() ? "" : "[" + std::to_string(i + 1) + "] ";
+            const std::string label = number + shownText(field.description) + ": ";
+            if (field.state != RowState::kEqual) {
+                text += row.left == nullptr ? "" : "-  " + label + field.left + "\n";
+                text += row.right == nullptr ? "" : "+  " + label + field.right + "\n";
+            }
+        }
+    }
+    return text.empty() ? text
+                        : "--- " + shownText(longLabel(*comparison.left())) + "\n+++ " +
+                              shownText(longLabel(*comparison.right())) + "\n" + text;
 }
 
 std::string comparisonJson(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly) {

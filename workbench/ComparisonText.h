@@ -28,8 +28,13 @@ std::string comparisonCells(const SetComparison& comparison, std::span<const Com
 /// front; numbers are left alone. So do the cells of comparisonCells().
 std::string comparisonCsv(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly);
 
+/// For people: two lines that say what is compared, then for each item a line with number and name, and below it what
+/// each sub-field is on the left (-) and on the right (+), behind its number from 1.
+std::string comparisonUnified(const SetComparison& comparison, std::span<const std::uint32_t> rows);
+
 /// { "left": "...", "right": "...", "items": [ { "id": 10, "name": "...", "state": "different", "fields": [ {
-/// "description": "...", "type": "WORD", "left": "1", "right": "3", "difference": "2", "state": "different" } ] } ] }
+/// "field": 1, "description": "...", "type": "WORD", "left": "1", "right": "3", "difference": "2", "state": "different"
+/// } ] } ] } "field" is the sub-field's number from 1; the bytes behind the sub-fields have none.
 std::string comparisonJson(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly);
 
 } // namespace workbench

@@ -41,4 +41,16 @@ void setTypedValues(NvItem& item, const std::string& values, bool wrap) {
     item.setData(values);
 }
 
+void setTypedFields(NvItem& item, const std::map<std::size_t, std::string>& values, bool wrap) {
+    NvItem whole = item;
+    whole.setRawData(item.rawData());
+    std::string text;
+    std::size_t position = 0;
+    for (const SubItem& field : whole.getSubItems()) {
+        const auto given = values.find(position);
+        text += (position++ == 0 ? "" : ",") + (given == values.end() ? field.value : given->second);
+    }
+    setTypedValues(item, text, wrap);
+}
+
 } // namespace workbench

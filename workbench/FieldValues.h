@@ -3,6 +3,8 @@
 #include "engine/NvItem.h"
 #include "platform/kernel/MessageException.h"
 
+#include <cstddef>
+#include <map>
 #include <string>
 
 namespace workbench {
@@ -32,5 +34,9 @@ private:
 /// range. With `wrap` the latter is stored as the type table says, where that takes it. What NvItem::setData() throws
 /// comes through.
 void setTypedValues(NvItem& item, const std::string& values, bool wrap);
+
+/// The same for some of the sub-fields, by their positions, which the item has; the others keep what the item's bytes
+/// say.
+void setTypedFields(NvItem& item, const std::map<std::size_t, std::string>& values, bool wrap);
 
 } // namespace workbench

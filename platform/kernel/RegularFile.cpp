@@ -66,4 +66,12 @@ int readRegularFile(const std::filesystem::path& path, std::size_t maxBytes, std
     return error != 0 ? error : readAll(file.number(), maxBytes, text);
 }
 
+int readInput(const std::filesystem::path& path, std::size_t maxBytes, std::string& text) {
+    if (path == "-") {
+        return readAll(STDIN_FILENO, maxBytes, text);
+    }
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
+    return file ? readAll(file.number(), maxBytes, text) : errno;
+}
+
 } // namespace kernel

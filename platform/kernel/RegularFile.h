@@ -18,4 +18,8 @@ int openRegularFile(const std::filesystem::path& path, bool forWriting, FileDesc
 /// more. `text` is unspecified after any other failure.
 int readRegularFile(const std::filesystem::path& path, std::size_t maxBytes, std::string& text);
 
+/// The same for what a user names at a terminal: also a pipe or a device, whose other end is waited for, and standard
+/// input under the name "-".
+int readInput(const std::filesystem::path& path, std::size_t maxBytes, std::string& text);
+
 } // namespace kernel

@@ -3,6 +3,8 @@
 #include "platform/storage/Storage.h"
 #include "tests/cli/BatchTool.h"
 
+#include <regex>
+
 namespace {
 
 using BatchFiles = BatchTool;
@@ -15,8 +17,8 @@ TEST_F(BatchFiles, ARoundTripThroughAFileIsWhatThePhoneHad) {
                         "decoder ring.\nWrote 2 "
                         "items to 'p.mox'. Left out 1 item whose access mark does not allow a write: 20.\n");
     EXPECT_EQ(run("show p.mox").out,
-              "   10  NV_A  (readwrite)\n       SIGNED WORD   -12  offset\n"
-              "       BYTE            1  flag\n   30  NV_B  (readwrite)\n       BYTE          7  x\n");
+              "   10  NV_A  (readwrite)\n  [1]  SIGNED WORD   -12  offset\n"
+              "  [2]  BYTE            1  flag\n   30  NV_B  (readwrite)\n  [1]  BYTE          7  x\n");
     write("phone.nvmem", "10 0 0000000000cc\n");
     EXPECT_EQ(run("write --from-mox p.mox").err,
               "'p.mox' holds 2 items.\nCOM1 (Sample 0000000001): 2 written and verified.\n");
@@ -174,6 +176,28 @@ TEST_F(BatchFiles, TreeIsNotFooledByNames) {
     EXPECT_EQ(run("tree p.mox").out, "         0  \\x05A\\x9bz\u00E4\n");
 }
 
+TEST_F(BatchFiles, ProgramsAreToldTheSame) {
+    ASSERT_EQ(run("read --mox p.mox --model-id 123 --esn 0x10 --nv-version 1.2 --client-name me").status, 0);
+    EXPECT_EQ(run("show p.mox --info").out, "Phone model id: 123\nItems: 2\nESN: 16 (0x00000010)\nNV version: 1.2\n"
+                                            "Software version: \nClient name: me\n");
+    const std::pair<const char*, const char*> cases[] = {
+        {"show p.mox --info --json -",
+         R"({ "file": "p.mox", "phoneModelId": 123, "items": 2, "record": { "esn": 16, "nvVersion": "1.2", )"
+         R"("softwareVersion": "", "clientName": "me" } })"},
+        {"list --ids 10 --json -",
+         R"({ "items": [ {"id":10,"name":"NV_A","access":"readwrite","fields":[)"
+         R"({"field":1,"type":"SIGNED WORD","description":"offset"},{"field":2,"type":"BYTE","description":"flag"}]} ] })"},
+        {"ports --json -", R"({ "ports": [ { "name": "COM1" } ] })"},
+        {"tree p.mox --json t; sed '4,8d' t >out",
+         R"({ "elements": [ {"depth":0,"kind":"storage","name":"00000123"}, )"
+         R"({"depth":2,"kind":"stream","name":"Mobile_Property_Info","size":14}, )"
+         R"({"depth":0,"kind":"stream","name":"File_Version","size":6} ], "complete": true })"},
+    };
+    for (const auto& [arguments, json] : cases) {
+        EXPECT_EQ(std::regex_replace(run(arguments).out, std::regex("\n *"), " "), json + std::string(" "));
+    }
+}
+
 TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
     namespace fs = std::filesystem;
     ASSERT_EQ(run("read --mox p.mox").status, 0);
@@ -189,6 +213,9 @@ TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
         {"read --json Tessra.toml", "--json 'Tessra.toml' is the file of the service's ports, which is read"},
         {"read --text COM1.nvmem", "--text 'COM1.nvmem' is the memory of the phone on COM1, which is read"},
         {"read --mox phone.nvmem", "--mox 'phone.nvmem' is the initial memory of the phone on COM1, which is read"},
+        {"read --text - --json -", "--json '-' is standard output, as --text '-' is"},
+        {"diff - /dev/stdin </dev/null", "the right side is the left side as well, which can be read once"},
+        {"diff - - <ring.vrk", "the right side is the left side as well, which can be read once"},
         {"tree p.mox >>second", "Standard output is the command's input, which is read"},
     };
     const std::string mox = readText(folder / "p.mox");

@@ -40,10 +40,11 @@ protected:
                 const std::string& meanwhile = "") const {
         const std::string verb = arguments.substr(0, arguments.find(' '));
         const bool phone = verb == "read" || verb == "set" || verb == "write" || verb == "reset";
-        const bool ring = (phone && verb != "reset") || verb == "list" || verb == "show";
+        const bool sides = verb == "diff" || verb == "check";
+        const bool ring = (phone && verb != "reset") || verb == "list" || verb == "show" || sides;
         const bool takesPort = phone && arguments.find("--port") == std::string::npos;
         const std::string command = "cd '" + folder.path.string() + "' || exit 99; " CALVANE_BATCH " >out 2>err " +
-                                    verb + (phone || verb == "ports" ? " --service Tessra.toml" : "") +
+                                    verb + (phone || sides || verb == "ports" ? " --service Tessra.toml" : "") +
                                     (ring ? " --ring ring.vrk" : "") + (takesPort ? port : "") +
                                     arguments.substr(verb.size()) +
                                     (meanwhile.empty() ? "" : " & tool=$!; " + meanwhile + "; wait $tool");

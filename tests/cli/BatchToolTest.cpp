@@ -11,12 +11,12 @@ TEST_F(BatchTool, ReadPrintsTheItemsAndTellsWhatIsMissing) {
     const Outcome outcome = run("read");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "   10  NV_A  (readwrite)\n"
-                           "       SIGNED WORD   -12  offset\n"
-                           "       BYTE            1  flag\n"
+                           "  [1]  SIGNED WORD   -12  offset\n"
+                           "  [2]  BYTE            1  flag\n"
                            "   20  NV_LOCKED  (readonly)\n"
-                           "       BYTE          5  x\n"
+                           "  [1]  BYTE          5  x\n"
                            "   30  NV_B  (readwrite)\n"
-                           "       BYTE          7  x\n");
+                           "  [1]  BYTE          7  x\n");
     EXPECT_EQ(outcome.err, "Read 3 items from COM1 (Sample 0000000001). The phone has no value for the other 1 of the "
                            "decoder ring.\n");
     EXPECT_EQ(run("ports").out, "COM1\n");
@@ -136,9 +136,11 @@ TEST_F(BatchTool, TheAccessCodeNeedNotStandAmongTheArguments) {
 
 TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
     std::istringstream wrongUsage(
-        "nothing;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set 30x 1;"
+        "nothing;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set 30x 1;set 30 1 40 1;set "
+        "30=1 40;set 30[0]=1;set 30[1]=1,2;set =1;"
         "read --ids 3-2;read --ids 1,12x;read --esn 1;read --mox x --esn 12x;read --mox x --esn 4294967296;"
-        "read --mox x --model-id 0x;read --mox x --model-id 5x;read --mox x --nv-version 1;read --retries x;"
+        "read --mox x --model-id 0x;read --mox x --model-id 5x;read --mox x --nv-version 1;read --retries x;read --mox "
+        "-;show x --info --hex;"
         "read --mox x --nv-version 1.2x;read --mox x --nv-version 1.256;show x --hex=5x;prune x;prune x --keep 5x;"
         "write;write --from-mox a --from-json b;write --from-mox a --tolerate 7x;write --from-mox a "
         "--offline-first=5x;list --ring '';ports --service '';read --port '';read --text '';read --json '';read --mox "
@@ -195,7 +197,7 @@ TEST_F(BatchTool, WhatATerminalWouldObeyIsShown) {
     const std::string escape = "\x1B[2J";
     write("ring.vrk", "NV_" + escape + ",10,ReadWrite,<BYTE,L\xE4rm\r\a" + std::string(1, '\0') + "\u202E>#\n");
     EXPECT_EQ(run("list").out,
-              "   10  NV_\\x1b[2J  (readwrite)\n       BYTE          L\\xe4rm\\x0d\\x07\\x00\\u202e\n");
+              "   10  NV_\\x1b[2J  (readwrite)\n  [1]  BYTE          L\\xe4rm\\x0d\\x07\\x00\\u202e\n");
     EXPECT_NE(run("read --json -").out.find("NV_\\u001b[2J"), std::string::npos) << "for a program";
     EXPECT_EQ(run("read --text -").out, "NV_" + escape + "\r\n244, \r\n\r\n") << "for a program";
     for (const std::string arguments :

@@ -37,6 +37,34 @@ TEST_F(BatchWrite, SetKeepsTheBytesThatTheRingDoesNotKnow) {
     EXPECT_EQ(run("set 30 --wrap -- -1").out, "30 NV_B: 7 -> 255\n");
 }
 
+TEST_F(BatchWrite, SetTakesItemsNamesAndSubFields) {
+    EXPECT_EQ(run("set NV_B=0x10 40=4 '10[2]=0xff'").out,
+              "30 NV_B: 7 -> 16\n40 NV_NONE: no value -> 4\n10 NV_A: -12, 1 -> -12, 255\n");
+    EXPECT_EQ(onPhone("10"), "f4ffffaabb") << "the other bytes stay";
+    EXPECT_EQ(run("set '10[1]=5' '10[2]=6'").out, "10 NV_A: -12, 255 -> 5, 6\n");
+    const std::string memory = readText(folder / "COM1.nvmem");
+    write("ring.vrk", readText(folder / "ring.vrk") + "NV_B,31,ReadWrite,<BYTE,x>#\n");
+    const struct {
+        const char* arguments;
+        int status;
+        const char* err;
+    } refused[] = {
+        {"set 30=1 '10[2]=0x100'", 7,
+         "'256' for 'flag' would be stored as 0: a BYTE is from 0 to 255. If it is meant, say --wrap.\n"},
+        {"set 30=1 '10[3]=1'", 7, "10 NV_A has 2 sub-fields, and no 3.\n"},
+        {"set 30=1 10=1,2 '10[1]=1'", 2, "10 NV_A is given twice. Nothing was written.\n"},
+        {"set 10=1,2 NV_LOCKED=1", 7, "20 NV_LOCKED can't be written: its access mark is 'readonly'.\n"},
+        {"set 10=1,2 NV_B=1", 7, "'NV_B' is the name of 2 items: 30, 31. Say which number is meant.\n"},
+        {"set 10=1,2 '31[1]=1'", 9,
+         "31 NV_B has no value on the phone, so that all of its sub-fields are needed.\nNothing was written.\n"},
+    };
+    for (const auto& row : refused) {
+        expectRun(row.arguments, row.status, row.err);
+    }
+    EXPECT_EQ(run("set '10[1]=1' --dry-run", "").status, 2) << "without a port";
+    EXPECT_EQ(readText(folder / "COM1.nvmem"), memory);
+}
+
 TEST_F(BatchWrite, APlanIsPrintedAndNothingWritten) {
     const struct {
         const char* port;

@@ -1,0 +1,70 @@
+#include "cli/RunEvents.h"
+
+#include "platform/kernel/WriteAll.h"
+#include "workbench/ItemJson.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+using Json = nlohmann::ordered_json;
+
+std::string RunEvents::openLog(const std::string& path) {
+    constexpr mode_t kAnyone = 0666; // as far as the process gives rights to new files
+    const std::scoped_lock lock(mutex_);
+    log_ = kernel::FileDescriptor(::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, kAnyone));
+    return log_ ? "" : std::generic_category().message(errno);
+}
+
+std::string RunEvents::takeLogFailure() {
+    const std::scoped_lock lock(mutex_);
+    return std::exchange(logFailure_, {});
+}
+
+void RunEvents::start(const std::string& verb) {
+    tell("start", {{"program", workbench::kProgramVersion}, {"verb", verb}}, false);
+}
+
+void RunEvents::item(const char* stage, std::size_t position, std::size_t count, std::uint16_t number,
+                     const std::string& name) {
+    tell("item",
+         {{"stage", stage},
+          {"position", position},
+          {"count", count},
+          {"id", number},
+          {"name", workbench::utf8Text(name)}},
+         false);
+}
+
+void RunEvents::message(std::string_view line, bool isShown) {
+    tell("message", {{"text", line}}, isShown);
+}
+
+void RunEvents::end(int exitStatus, const std::string& meaning) {
+    tell("end", {{"exitStatus", exitStatus}, {"meaning", meaning}}, false);
+}
+
+void RunEvents::tell(const char* event, const Json& more, bool logAlone) {
+    const bool isShown = toStandardError_ && !logAlone;
+    const std::scoped_lock lock(mutex_);
+    if (!isShown && !log_) {
+        return;
+    }
+    Json line{{"event", event},
+              {"schema", workbench::kResultSchema},
+              {"time", workbench::utcText(std::chrono::system_clock::now())},
+              {"port", port_.empty() ? Json() : Json(workbench::utf8Text(port_))}};
+    line.update(more);
+    const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    if (isShown) {
+        (void)kernel::writeAll(STDERR_FILENO, text); // nobody is left to be told
+    }
+    if (log_) {
+        if (const int error = kernel::writeAll(log_.number(), text); error != 0) {
+            log_ = kernel::FileDescriptor();
+            logFailure_ = std::generic_category().message(error);
+        }
+    }
+}

@@ -1,0 +1,108 @@
+// The batch tool's verbs that compare items with others, or with limits.
+
+#include "tests/cli/BatchTool.h"
+
+namespace {
+
+using BatchCompare = BatchTool;
+
+TEST_F(BatchCompare, ADiffSaysWhatEachSideHas) {
+    ASSERT_EQ(run("read --json j --mox p.mox --esn 1").status, 0);
+    ASSERT_EQ(run("set '10' '-300,1'").status, 0);
+    ASSERT_EQ(run("read --ids 10-30 --mox q.mox --esn 2").status, 0);
+    ASSERT_EQ(run("set 40 9").status, 0);
+    const struct {
+        const char* arguments;
+        int status;
+        const char* out; ///< behind the two lines of the sides
+        const char* err;
+    } cases[] = {
+        {"diff j j", 0, "", "3 equal, 0 different, 0 only left, 0 only right.\n"},
+        {"diff j COM1", 10,
+         "@@ 10 NV_A @@\n-  [1] offset: -12\n+  [1] offset: -300\n@@ 40 NV_NONE, only right @@\n+  [1] x: 9\n",
+         "2 equal, 1 different, 0 only left, 1 only right.\n"},
+        {"diff p.mox - --ids 20-30 <j", 10, "@@ 20 NV_LOCKED, only right @@\n+  [1] x: 5\n",
+         "1 equal, 0 different, 0 only left, 1 only right.\n"},
+        {"diff p.mox q.mox --ids 10", 10, "@@ 10 NV_A @@\n-  [1] offset: -12\n+  [1] offset: -300\n",
+         "The values are of two phones: ESN 1 (left) and ESN 2 (right).\n"
+         "0 equal, 1 different, 0 only left, 0 only right.\n"},
+    };
+    for (const auto& row : cases) {
+        const Outcome outcome = run(row.arguments);
+        EXPECT_EQ(outcome.status, row.status) << row.arguments;
+        EXPECT_EQ(outcome.err, row.err) << row.arguments;
+        const auto head = outcome.out.find("@@");
+        EXPECT_EQ(outcome.out.starts_with("--- "), head != std::string::npos);
+        EXPECT_EQ(head == std::string::npos ? outcome.out : outcome.out.substr(head), row.out) << row.arguments;
+    }
+    EXPECT_EQ(run("diff j COM1 --changed-only-names").out, "10 NV_A\n40 NV_NONE\n");
+    EXPECT_NE(run("diff j COM1 --json -").out.find(R"("left":"-12","right":"-300","difference":"-288")"),
+              std::string::npos);
+}
+
+TEST_F(BatchCompare, WhatCantBeComparedIsNoDifference) {
+    ASSERT_EQ(run("read --json j --mox p.mox").status, 0);
+    const std::string told = "Failed: 30: Command failed, reason other than NVM was full\n";
+    service("[[port.fault]]\ncall = \"send\"\nitem = 30\nnv_status = 4\n");
+    expectRun("diff j COM1", 9, told + "2 equal, 0 different, 0 only left, 0 only right, not compared: item 30.\n");
+    ASSERT_EQ(run("read --json without").status, 9);
+    expectRun("diff COM1 without", 0,
+              told + "2 equal, 0 different, 0 only left, 0 only right, not compared: item 30.\n");
+    write("ring.vrk", "NV_A,10,ReadWrite,<SIGNED_WORD,offset>#<BYTE,flag>#\n");
+    service("");
+    expectRun("diff p.mox COM1", 9,
+              "'p.mox' has 1 item that the decoder ring does not describe, left out: 30.\n"
+              "1 equal, 0 different, 0 only left, 0 only right, not compared: item 30.\n");
+    expectRun("diff p.mox p.mox", 0, "2 equal, 0 different, 0 only left, 0 only right.\n");
+    expectRun("diff p.mox COM9", 6, "'COM9' is no file, and no port of 'Tessra.toml'.\n");
+}
+
+TEST_F(BatchCompare, ACheckNamesWhatIsOutsideItsLimits) {
+    ASSERT_EQ(run("read --json j").status, 0);
+    const std::string outside = "10 NV_A [1] offset: -1.2 dBm, low; permitted: -1.0 dBm to 2.0 dBm (raw -12)\n";
+    const struct {
+        const char* units;
+        const char* arguments;
+        int status;
+        std::string out;
+        std::string err;
+    } cases[] = {
+        {"10 1 dBm 0.1 - -1.2 2\n30 1 - 1 0 - 7\n", "check --port COM1", 0, "",
+         "Checked 2 values of 2 items: 0 outside their limits.\n"},
+        {"10 1 dBm 0.1 - -1 2\n10 2 V\n40 1 - 1 0 1 2\n", "check --from - <j", 11, outside,
+         "Checked 1 value of 1 item: 1 outside their limits.\nWithout a value: 40.\n"},
+        {"10 1 dBm 0.1 - -1 2\n", "check --from j --ids 30", 9, "",
+         "Checked 0 values of 0 items: 0 outside their limits.\n"},
+        {"# none\n", "check --from j", 6, "", "'ring.units' has no units and limits, or is not there.\n"},
+        {"10 1 dBm 0.1 - -1 2\n", "check --from j --json -", 11,
+         R"({
+  "source": "",
+  "values": [
+    {"id":10,"name":"NV_A","field":1,"description":"offset","raw":"-12","value":-1.2000000000000002,"unit":"dBm",)"
+         R"("least":-1.0,"most":2.0,"state":"low"}
+  ],
+  "checked": 1,
+  "outside": 1,
+  "without": [],
+  "unknown": []
+}
+)",
+         "Checked 1 value of 1 item: 1 outside their limits.\n"},
+    };
+    for (const auto& row : cases) {
+        write("ring.units", row.units);
+        Outcome outcome = run(row.arguments);
+        if (const auto label = outcome.out.find("\"j ("); label != std::string::npos) {
+            outcome.out.erase(label + 1, outcome.out.find(')') - label); // it has the time
+        }
+        EXPECT_EQ(outcome.status, row.status) << row.arguments;
+        EXPECT_EQ(outcome.out, row.out);
+        EXPECT_EQ(outcome.err, row.err);
+    }
+    service("[[port.fault]]\ncall = \"send\"\nitem = 10\nnv_status = 4\n");
+    const Outcome failed = run("check --port COM1");
+    EXPECT_EQ(failed.status, 9);
+    EXPECT_TRUE(failed.err.ends_with("Not known: 10.\n")) << failed.err;
+}
+
+} // namespace

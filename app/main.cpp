@@ -1,11 +1,14 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
+#include "app/frame/CMainFrame.h"
 #include "platform/kernel/MessageException.h"
 #include "platform/kernel/Process.h"
 #include "platform/kernel/StandardDescriptors.h"
 #include "platform/kernel/Trace.h"
 #include "tessra/host/ServiceHost.h"
 #include "workbench/MessageText.h"
+#include "workbench/ProgramFiles.h"
+#include "workbench/RingInfo.h"
 
 #include <QCommandLineParser>
 #include <csignal>
@@ -18,7 +21,8 @@ namespace {
 /// The phone service of this process; without it, where its configuration can't be used, there are no ports.
 std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& programDirectory) {
     try {
-        return std::make_unique<tessra::ServiceHost>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"));
+        return std::make_unique<tessra::ServiceHost>(
+            tessra::loadServiceConfig(programDirectory / workbench::kServiceFileName));
     } catch (const std::exception& failure) {
         const std::string shown = workbench::shownMessage(kernel::messageOf(failure));
         showMessageBox(nullptr, QString::fromStdString(shown), kExceptionCaption, MessageIcon::kError);
@@ -41,6 +45,19 @@ void tellStart(QtMsgType type, const QMessageLogContext& context, const QString&
     tellMessage(type, context, message);
 }
 
+/// A desktop names several calibration files behind the option for one. What else is named is the one file that the
+/// program is started with.
+void takeFiles(const QStringList& named, QString& file, QStringList& calibrationFiles) {
+    const bool areCalibrationFiles = !calibrationFiles.isEmpty();
+    for (const QString& path : named) {
+        if (areCalibrationFiles && path.endsWith(".mox", Qt::CaseInsensitive)) {
+            calibrationFiles << path;
+        } else if (file.isEmpty()) {
+            file = path;
+        }
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -59,20 +76,34 @@ int main(int argc, char** argv) {
     parser.addVersionOption();
     parser.addPositionalArgument("file", "A file whose first line names the port of the phone, or a calibration file.",
                                  "[file]");
-    const QCommandLineOption calibrationFile("calibration-file", "Reads this calibration file.", "FILE");
+    const QCommandLineOption calibrationFile("calibration-file",
+                                             "Reads this calibration file, and those named *.mox behind it.", "FILE");
     parser.addOption(calibrationFile);
+    QStringList words = QCoreApplication::arguments();
+    if (words.endsWith("--calibration-file")) {
+        words.removeLast(); // a desktop says so where it starts the program without a file
+    }
     // The parser would print what is wrong with the arguments, and quote them, by itself.
-    if (!parser.parse(QCoreApplication::arguments())) {
+    if (!parser.parse(words)) {
         std::cerr << workbench::shownMessage(parser.errorText().toStdString()) + '\n';
         return EXIT_FAILURE;
     }
-    parser.process(app);
+    if (parser.isSet("version")) {
+        const auto ring = workbench::ringFile(kernel::programDirectory());
+        std::cout << CMainFrame::kTitle << '\n' << workbench::ringLine(ring) << '\n';
+        return EXIT_SUCCESS;
+    }
+    parser.process(words);
 
     try {
-        const std::filesystem::path programDirectory = kernel::programDirectory();
+        const kernel::ProgramFolders folders = kernel::programFolders();
+        workbench::bringUpToDate(folders);
+        const std::filesystem::path& programDirectory = folders.own;
         const auto service = startService(programDirectory);
-        const bool started =
-            app.initInstance(programDirectory, parser.positionalArguments().value(0), parser.value(calibrationFile));
+        QString file;
+        QStringList calibrationFiles = parser.values(calibrationFile);
+        takeFiles(parser.positionalArguments(), file, calibrationFiles);
+        const bool started = app.initInstance(programDirectory, file, calibrationFiles);
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
         app.end(); // while the service that its sessions use is still there
         return status;

@@ -4,9 +4,7 @@
 #include "cli/Interruption.h"
 #include "cli/MessageLines.h"
 #include "cli/Verbs.h"
-#include "platform/kernel/Process.h"
 #include "platform/kernel/Thread.h"
-#include "workbench/ProgramFiles.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -143,7 +141,6 @@ ExitStatus runRecorded(const Arguments& arguments) {
         run.events().message(line, isText);
         run.report().addMessage(line);
     });
-    workbench::bringUpToDate(kernel::programFolders());
     const OutputKept kept(arguments.reportPath == "-");
     const ExitStatus status = runWithFailures(arguments, run);
     std::cout.flush();

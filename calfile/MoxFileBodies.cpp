@@ -86,8 +86,11 @@ void MoxFile::prepareToWrite() {
     requestedMode_ = OpenMode::kWrite;
     setupStgPointers();
     if (errorPending_ && !defaultStorage_) {
-        kernel::logError("'" + fileName_ +
-                         "' can't be written: " + errorMessage_.substr(0, errorMessage_.find_last_not_of("\r\n") + 1));
+        std::string reason = errorMessage_.substr(0, errorMessage_.find_last_not_of("\r\n") + 1);
+        if (const auto place = reason.find("%1"); place != std::string::npos) {
+            reason.replace(place, 2, "'" + fileName_ + "'");
+        }
+        kernel::logError("'" + fileName_ + "' can't be written: " + reason);
     }
 }
 

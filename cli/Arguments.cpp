@@ -1,16 +1,16 @@
 #include "cli/Arguments.h"
 
+#include "cli/CommandText.h"
+#include "cli/OptionKinds.h"
+#include "cli/UnknownWords.h"
 #include "cli/VerbOptions.h"
 #include "platform/kernel/Process.h"
 #include "workbench/ProgramFiles.h"
 #include "workbench/ResultJson.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <array>
 #include <functional>
-#include <iostream>
 #include <string_view>
 
 namespace {
@@ -63,8 +63,8 @@ void takePorts(Arguments& arguments) {
     }
 }
 
-/// The words of the command line, the last one first, as the parser takes them. It would take no more words of a list
-/// behind "--", which is to keep a value from being an option; one with a digit behind the minus is none anyhow.
+/// The words of the command line. The parser would take no more words of a list behind "--", which is to keep a value
+/// from being an option; one with a digit behind the minus is none anyhow.
 std::vector<std::string> wordsOf(int argc, const char* const* argv) {
     std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
     if (std::ranges::find(words, "set") != words.end()) {
@@ -72,8 +72,21 @@ std::vector<std::string> wordsOf(int argc, const char* const* argv) {
             words.erase(mark);
         }
     }
-    std::ranges::reverse(words);
     return words;
+}
+
+/// One line for what is wrong with the command line: "calvane-batch: --port is required (calvane-batch read --help says
+/// more)".
+void tellWrongUsage(const CLI::App& program, const std::vector<std::string>& words, const CLI::ParseError& error) {
+    const std::string unknown = unknownWord(program, words);
+    std::string name = program.get_name();
+    for (const CLI::App* verb : program.get_subcommands()) {
+        name += " " + verb->get_name();
+    }
+    const bool lacksVerb =
+        program.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    const std::string known = lacksVerb ? "no verb is given" : error.what();
+    tellFailure((unknown.empty() ? known : unknown) + " (" + name + " --help says more)");
 }
 
 /// The library knows no option that another one makes dispensable.
@@ -86,6 +99,19 @@ void requirePort(const Arguments& arguments) {
 
 } // namespace
 
+void describeProgram(CLI::App& program, Arguments& arguments) {
+    program.name("calvane-batch");
+    program.description("Reads, shows and writes the radio-frequency calibration items of phones.");
+    program.set_version_flag("--version", [ring = arguments.ringPath] {
+        return workbench::kProgramVersion + ("\n" + workbench::ringLine(ring));
+    });
+    program.require_subcommand(1);
+    program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
+    addVerbose(program, arguments);
+    describePhoneVerbs(program, arguments);
+    describeFileVerbs(program, arguments);
+}
+
 ParsedArguments parseArguments(int argc, const char* const* argv) {
     Arguments arguments;
     const kernel::ProgramFolders folders = kernel::programFolders();
@@ -95,26 +121,24 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     for (int at = 1; at < argc; ++at) {
         // The parser never comes back from an empty operand of a command that needs one option of several.
         if (*argv[at] == '\0' && std::string_view(argv[at - 1]) != "--expect-serial") {
-            std::cerr << "Argument " << at << " is empty: was a variable never set?\n"
-                      << "Run with --help for more information.\n";
+            tellFailure("argument " + std::to_string(at) + " is empty: was a variable never set?");
             return {std::nullopt, ExitStatus::kWrongUsage};
         }
     }
-    CLI::App program{"Reads, shows and writes the radio-frequency calibration items of phones.", "calvane-batch"};
-    program.set_version_flag("--version", [ring = arguments.ringPath] {
-        return workbench::kProgramVersion + ("\n" + workbench::ringLine(ring));
-    });
-    program.require_subcommand(1);
-    program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
-    describePhoneVerbs(program, arguments);
-    describeFileVerbs(program, arguments);
+    CLI::App program;
+    describeProgram(program, arguments);
+    const std::vector<std::string> words = wordsOf(argc, argv);
     try {
-        program.parse(wordsOf(argc, argv));
+        program.parse(std::vector<std::string>(words.rbegin(), words.rend()));
         requirePort(arguments);
         takePorts(arguments);
         takeRawFile(arguments);
-    } catch (const CLI::ParseError& outcome) {
-        return {std::nullopt, program.exit(outcome) == 0 ? ExitStatus::kDone : ExitStatus::kWrongUsage};
+    } catch (const CLI::Success& help) {
+        program.exit(help);
+        return {std::nullopt, ExitStatus::kDone};
+    } catch (const CLI::ParseError& error) {
+        tellWrongUsage(program, words, error);
+        return {std::nullopt, ExitStatus::kWrongUsage};
     }
     return {arguments, ExitStatus::kDone};
 }

@@ -23,7 +23,8 @@ struct Arguments {
 
     Verb verb = Verb::kPorts;
     std::string verbName;
-    Run* run = nullptr; ///< this run of the verb; set by runRecorded(), which owns it
+    Run* run = nullptr;     ///< this run of the verb; set by runRecorded(), which owns it
+    bool isVerbose = false; ///< failures with the functions in which they were noticed
     std::string ringPath;
     std::string servicePath;
     std::string comPort;

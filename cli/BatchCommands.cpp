@@ -29,7 +29,7 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
     try {
         return tessra::loadServiceConfig(path);
     } catch (const tessra::ConfigError& error) {
-        std::cerr << error.message() << "\nGoing on without ports.\n";
+        tellFailure(error.message() + "\nGoing on without ports.");
         status = ExitStatus::kFile;
         return {};
     }
@@ -163,7 +163,7 @@ ExitStatus runBatch(const Arguments& given) {
         }
         flushOutput();
     } catch (const std::exception& error) {
-        status = worse(status, report(error));
+        status = worse(status, report(error, arguments.comPort));
     }
     if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments.comPort)) {
         status = worse(status, ExitStatus::kNoPhone);

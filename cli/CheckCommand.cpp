@@ -17,7 +17,7 @@ using State = workbench::LimitedField::State;
 workbench::Units loadUnits(const Arguments& arguments) {
     const std::filesystem::path path = arguments.unitsPath.empty() ? workbench::Units::pathBeside(arguments.ringPath)
                                                                    : std::filesystem::path(arguments.unitsPath);
-    const auto units = failingWith(ExitStatus::kFile, [&] { return workbench::Units::load(path); });
+    auto units = failingWith(ExitStatus::kFile, [&] { return workbench::Units::load(path); });
     if (units.isEmpty()) {
         throw BatchFailure(ExitStatus::kFile, ::quoted(path.string()) + " has no units and limits, or is not there.");
     }

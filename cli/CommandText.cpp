@@ -3,6 +3,7 @@
 #include "cli/ShownStream.h"
 #include "platform/kernel/MessageException.h"
 #include "platform/kernel/RegularFile.h"
+#include "platform/kernel/Text.h"
 #include "platform/kernel/WholeFile.h"
 #include "workbench/MessageText.h"
 
@@ -69,10 +70,28 @@ std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& want
     return missing;
 }
 
-ExitStatus report(const std::exception& failure) {
-    std::string message = kernel::messageOf(failure);
-    message.erase(message.find_last_not_of("\r\n") + 1);
-    std::cerr << Colour::kFailure << message << Colour::kPlain << '\n';
+void tellFailure(const std::string& text) {
+    const std::string shown = workbench::shownMessage(text);
+    std::string line;
+    for (std::string_view rest = shown; !rest.empty();) {
+        const std::string_view next = rest.substr(0, rest.find('\n'));
+        const bool isIndented = next.starts_with('\t');
+        const std::string_view words = kernel::trimmed(next);
+        if (!line.empty() && !words.empty()) {
+            const bool isEnded = std::string_view(".:;,").find(line.back()) != std::string_view::npos;
+            line += isEnded ? " " : isIndented ? ", " : ". ";
+        }
+        line += words;
+        rest.remove_prefix(std::min(next.size() + 1, rest.size()));
+    }
+    std::cerr << Colour::kFailure << "calvane-batch: " + line + "\n" << Colour::kPlain;
+}
+
+ExitStatus report(const std::exception& failure, const std::string& port) {
     const auto* known = dynamic_cast<const BatchFailure*>(&failure);
-    return known == nullptr ? ExitStatus::kOtherFailure : known->status();
+    const ExitStatus status = known == nullptr ? ExitStatus::kOtherFailure : known->status();
+    const bool isOfPort = status == ExitStatus::kNoPhone || status == ExitStatus::kRefused;
+    const std::string message = kernel::messageOf(failure);
+    tellFailure((isOfPort && message.find(port) == std::string::npos ? port + ": " : "") + message);
+    return status;
 }

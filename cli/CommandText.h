@@ -27,5 +27,7 @@ void writeOutput(const std::filesystem::path& path, const std::string& content);
 /// The numbers of `wanted` that are not among `found`.
 std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& wanted,
                                           const std::vector<std::uint16_t>& found);
-/// Tells the failure on standard error, and answers how it ends the program.
-ExitStatus report(const std::exception& failure);
+/// Tells a failure on standard error, in one line behind the program's name, whatever lines the text has.
+void tellFailure(const std::string& text);
+/// Tells the failure so, one of a phone with its port, and answers how it ends the program.
+ExitStatus report(const std::exception& failure, const std::string& port = "");

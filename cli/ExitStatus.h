@@ -45,7 +45,7 @@ inline constexpr std::array<ExitStatusRow, 14> kExitStatuses{{
     {ExitStatus::kDifferent, 1, "the two sides are different"},
     {ExitStatus::kOutside, 2, "values are outside their limits"},
     {ExitStatus::kInterrupted, 12, "interrupted (SIGINT)"},
-    {ExitStatus::kTerminated, 13, "terminated (SIGTERM, SIGHUP)"},
+    {ExitStatus::kTerminated, 13, "terminated (SIGTERM, SIGHUP, SIGPIPE)"},
 }};
 
 /// The one of the two that counts.

@@ -74,6 +74,9 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
     for (const tessra::PortConfig& port : service.ports) {
         inputs.push_back(useOf("the device of " + port.name, port.line.device));
         inputs.push_back(useOf("the memory of the phone on " + port.name, port.memory));
+        if (!port.memory.empty()) {
+            inputs.push_back(useOf("the lock of that memory", port.memory.string() + ".lock"));
+        }
         inputs.push_back(useOf("the initial memory of the phone on " + port.name, port.initial));
     }
     return inputs;
@@ -95,6 +98,17 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
 
 [[noreturn]] void refuse(const std::string& output, const std::string& other) {
     throw BatchFailure(ExitStatus::kWrongUsage, output + " is " + other + ". Nothing was done.");
+}
+
+void refuseTwoReaders(const std::vector<FileUse>& inputs) {
+    for (auto left = inputs.begin(); left != inputs.end(); ++left) {
+        for (auto right = inputs.begin(); right != left; ++right) {
+            const bool isOnce = left->isDevice || (left->isStandard && right->isStandard);
+            if (left->identity && isOnce && left->identity == right->identity) {
+                refuse(left->what, right->what + " as well, which can be read once");
+            }
+        }
+    }
 }
 
 } // namespace
@@ -119,15 +133,7 @@ void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfi
             }
         }
     }
-    const auto inputs = namedInputs(arguments);
-    for (auto left = inputs.begin(); left != inputs.end(); ++left) {
-        for (auto right = inputs.begin(); right != left; ++right) {
-            const bool isOnce = left->isDevice || (left->isStandard && right->isStandard);
-            if (left->identity && isOnce && left->identity == right->identity) {
-                refuse(left->what, right->what + " as well, which can be read once");
-            }
-        }
-    }
+    refuseTwoReaders(namedInputs(arguments));
     for (const FileUse& input : inputsOf(arguments, service)) {
         for (const FileUse& output : outputs) {
             if (output.identity && output.identity == input.identity) {

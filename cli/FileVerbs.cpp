@@ -12,7 +12,8 @@ void describeDiff(CLI::App& program, Arguments& arguments) {
     for (std::size_t i = 0; i < arguments.sides.size(); ++i) {
         addName(*diff, sides[i], arguments.sides[i].name,
                 "A port of the phone service, or else a calibration file or JSON (- for standard input)")
-            ->required();
+            ->required()
+            ->type_name("PORT|FILE");
     }
     addService(*diff, arguments);
     addRing(*diff, arguments);
@@ -30,7 +31,7 @@ void describeCheck(CLI::App& program, Arguments& arguments) {
                               "calvane-batch check --port COM1 --ids 2000-2399\n"
                               "  calvane-batch check --from golden.mox --units line3.units --json -");
     CLI::Option_group* source = check->add_option_group("Source", "Where the values come from");
-    addName(*source, "--port", arguments.comPort, "Port of the phone, such as COM1");
+    addName(*source, "--port", arguments.comPort, "Port of the phone, such as COM1")->type_name("PORT");
     addName(*source, "--from", arguments.inputPath, "Calibration file or JSON (- for standard input)");
     source->require_option(1);
     addService(*check, arguments);

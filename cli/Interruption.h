@@ -4,7 +4,7 @@
 
 #include <array>
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP wait for the item that is under way, so that the account of a read or a
+/// While it lives, SIGINT, SIGTERM, SIGHUP and SIGPIPE wait for the item that is under way, so that the account of a read or a
 /// write is complete. A SIGHUP that the program was started to ignore stays ignored. One at a time.
 class Interruption {
 public:
@@ -21,5 +21,5 @@ public:
     static ExitStatus status();
 
 private:
-    std::array<void (*)(int), 3> oldHandlers_{};
+    std::array<void (*)(int), 4> oldHandlers_{};
 };

@@ -1,12 +1,39 @@
 #include "cli/OptionKinds.h"
 
+#include <map>
 #include <stdexcept>
 #include <utility>
+
+namespace {
+
+/// An option whose text is one of the names.
+template <class Choice>
+void addChoice(CLI::App& verb, const std::string& name, Choice& choice, const std::string& description,
+               const std::map<std::string, Choice>& choices) {
+    std::string names;
+    for (const auto& [text, value] : choices) {
+        names += (names.empty() ? "" : "|") + text;
+    }
+    verb.add_option_function<std::string>(
+            name,
+            [name, names, &choice, choices](const std::string& text) {
+                const auto found = choices.find(text);
+                if (found == choices.end()) {
+                    throw CLI::ValidationError(name, "'" + text + "' is none of " + names);
+                }
+                choice = found->second;
+            },
+            description)
+        ->type_name(names);
+}
+
+} // namespace
 
 CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb, const std::string& name,
                   const std::string& description, const std::string& example) {
     CLI::App* added = program.add_subcommand(name, description);
     added->footer("Example:\n  " + example);
+    addVerbose(*added, arguments);
     added->callback([&arguments, verb, name] {
         arguments.verb = verb;
         arguments.verbName = name;
@@ -15,7 +42,8 @@ CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb,
 }
 
 CLI::Option* addName(CLI::App& verb, const std::string& option, std::string& name, const std::string& description) {
-    return verb.add_option(option, name, description)->check([](const std::string& text) {
+    CLI::Option* added = verb.add_option(option, name, description)->type_name("FILE");
+    return added->check([](const std::string& text) {
         // In a message it would stand for a line of ours.
         if (text.find_first_of("\n\r\t\a") != std::string::npos) {
             return std::string("it has a line end, a tab or a bell");
@@ -30,7 +58,7 @@ CLI::Option* addFlag(CLI::App& verb, const std::string& name, bool& flag, const 
 
 CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::string& description,
                         const std::function<void(const ItemNumbers&)>& take) {
-    return verb.add_option_function<std::string>(
+    CLI::Option* added = verb.add_option_function<std::string>(
         name,
         [name, take](const std::string& text) {
             try {
@@ -40,11 +68,12 @@ CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::stri
             }
         },
         description);
+    return added->type_name("IDS");
 }
 
 CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::string& description,
                        const std::function<bool(const std::string&)>& take) {
-    return verb.add_option_function<std::string>(
+    CLI::Option* added = verb.add_option_function<std::string>(
         name,
         [name, take](const std::string& text) {
             if (!take(text)) {
@@ -52,6 +81,11 @@ CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::strin
             }
         },
         description);
+    return added->type_name("VALUE");
+}
+
+void addVerbose(CLI::App& program, Arguments& arguments) {
+    addFlag(program, "--verbose", arguments.isVerbose, "Name the functions in which failures were noticed");
 }
 
 void addRing(CLI::App& verb, Arguments& arguments) {
@@ -64,25 +98,24 @@ void addService(CLI::App& verb, Arguments& arguments) {
 }
 
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
-    CLI::Option* port = addName(verb, "--port", arguments.comPort, "Port of the phone, such as COM1");
+    CLI::Option* port = addName(verb, "--port", arguments.comPort,
+                                "Port of the phone, such as COM1; of several, such as COM1,COM2, side by side")
+                            ->type_name("PORT");
     addService(verb, arguments);
     return port;
 }
 
 void addTelling(CLI::App& verb, Arguments& arguments) {
     addName(verb, "--log", arguments.logPath, "Append what happens to this file, a line of JSON each");
-    verb.add_option("--progress", arguments.progress,
-                    "How standard error tells how far it has got: bar (at a terminal), json (a line for each item, and "
-                    "for each message) or none (default: bar)")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, Progress>{
-            {"bar", Progress::kBar}, {"json", Progress::kJson}, {"none", Progress::kNone}}))
-        ->type_name("bar|json|none");
-    verb.add_option("--color", arguments.colour,
-                    "Whether differences and failures are coloured: auto (at a terminal, unless the environment has "
-                    "NO_COLOR), always or never (default: auto)")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, ColourChoice>{
-            {"auto", ColourChoice::kAuto}, {"always", ColourChoice::kAlways}, {"never", ColourChoice::kNever}}))
-        ->type_name("auto|always|never");
+    addChoice<Progress>(verb, "--progress", arguments.progress,
+                        "How standard error tells how far it has got: bar (at a terminal), json (a line for each item, "
+                        "and for each message) or none (default: bar)",
+                        {{"bar", Progress::kBar}, {"json", Progress::kJson}, {"none", Progress::kNone}});
+    addChoice<ColourChoice>(
+        verb, "--color", arguments.colour,
+        "Whether differences and failures are coloured: auto (at a terminal, unless the environment has NO_COLOR), "
+        "always or never (default: auto)",
+        {{"auto", ColourChoice::kAuto}, {"always", ColourChoice::kAlways}, {"never", ColourChoice::kNever}});
     addFlag(verb, "--quiet", arguments.isQuiet, "Tell failures alone on standard error");
 }
 

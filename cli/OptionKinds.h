@@ -30,6 +30,8 @@ CLI::Option* addNumber(CLI::App& verb, const std::string& name, const std::strin
 
 void addRing(CLI::App& verb, Arguments& arguments);
 void addService(CLI::App& verb, Arguments& arguments);
+/// --verbose, which may stand before the verb and behind it.
+void addVerbose(CLI::App& program, Arguments& arguments);
 /// --port, with --service.
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments);
 /// --log, --progress, --quiet and --color.

@@ -133,11 +133,13 @@ ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments) {
     TessraServer& session = *catalog.getTessraServer();
     ExitStatus status = ExitStatus::kNoPhone;
     try {
-        session.connect(arguments.comPort);
+        workbench::PhoneIdentity phone;
+        arguments.run->giveUpWhenInterrupted([&] {
+            session.connect(arguments.comPort);
+            phone = arguments.reportPath.empty() ? phone : identityOf(session);
+        });
         status = ExitStatus::kOtherFailure;
-        if (!arguments.reportPath.empty()) {
-            arguments.run->report().setPhone(identityOf(session));
-        }
+        arguments.run->report().setPhone(phone);
         arguments.run->note("Waiting for the phone on " + arguments.comPort + " to go and come back...\n");
         arguments.run->giveUpWhenInterrupted([&] { catalog.resetPhone(); });
     } catch (const std::exception& failure) {

@@ -12,12 +12,14 @@ void addWriting(CLI::App& verb, Arguments& arguments) {
     addRing(verb, arguments);
     CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
                                "Service programming code to send first, for items that the phone protects with it; "
-                               "all users of the machine can see it");
+                               "all users of the machine can see it")
+                           ->type_name("CODE");
     addName(verb, "--spc-file", arguments.accessCodePath,
             "File whose first line is that code (default: that of the environment's CALVANE_SPC)")
         ->excludes(spc);
     verb.add_option("--expect-serial", arguments.expectedSerial,
-                    "Send nothing to a phone with another serial number, or with none");
+                    "Send nothing to a phone with another serial number, or with none")
+        ->type_name("SERIAL");
     addFlag(verb, "--dry-run", arguments.isDryRun,
             "Print what would be written, and write nothing; the phone is read only where --port is given");
     addFlag(verb, "--changed-only", arguments.changedOnly, "Leave out what the phone has already");
@@ -108,7 +110,8 @@ void describeSet(CLI::App& program, Arguments& arguments) {
            "a value decimal or hexadecimal behind 0x. Without [N] there is one value per sub-field, separated by "
            "commas; "
            "N is the number of a sub-field as show and list print it, and the others keep what the phone has")
-        ->required();
+        ->required()
+        ->type_name("ITEM");
 }
 
 void describeWrite(CLI::App& program, Arguments& arguments) {

@@ -87,10 +87,10 @@ void Run::account(const std::string& text, ExitStatus status) {
 
 void Run::begin() {
     const std::string failure = logPath_.empty() ? "" : events_.openLog(logPath_);
-    if (!failure.empty()) {
-        std::cerr << "Can't write " + quoted(logPath_) + ": " + failure + "\nGoing on without a log.\n";
-    }
     events_.start(verbName_);
+    if (!failure.empty()) {
+        tellFailure("Can't write " + quoted(logPath_) + ": " + failure + "\nGoing on without a log.");
+    }
 }
 
 // A run that is refused as wrong usage has touched nothing, and may have named an input for its report.
@@ -104,7 +104,7 @@ ExitStatus Run::finish(ExitStatus status) {
     }
     events_.end(static_cast<int>(status), meaningOf(status));
     if (const std::string failure = events_.takeLogFailure(); !failure.empty()) {
-        std::cerr << "The log " + quoted(logPath_) + " lacks what came last: " + failure + "\n";
+        tellFailure("The log " + quoted(logPath_) + " lacks what came last: " + failure);
     }
     return status;
 }
@@ -135,12 +135,12 @@ void Run::giveUpWhenInterrupted(const std::function<void()>& step) {
 
 ExitStatus runRecorded(const Arguments& arguments) {
     Run run(arguments);
-    run.begin();
     const bool isText = arguments.progress != Progress::kJson;
     const MessageLines lines(std::cerr, isText, [&](const std::string& line) {
         run.events().message(line, isText);
         run.report().addMessage(line);
     });
+    run.begin();
     const OutputKept kept(arguments.reportPath == "-");
     const ExitStatus status = runWithFailures(arguments, run);
     std::cout.flush();

@@ -6,10 +6,31 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 #include <utility>
 
 using Json = nlohmann::ordered_json;
+
+namespace {
+
+/// Appends to the log. A reader who has left its pipe is a failure of the log alone, and no reason to end the run.
+int append(int file, std::string_view text) {
+    sigset_t pipe{};
+    sigset_t before{};
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    ::pthread_sigmask(SIG_BLOCK, &pipe, &before);
+    const int error = kernel::writeAll(file, text);
+    if (error == EPIPE) {
+        const timespec now{};
+        ::sigtimedwait(&pipe, nullptr, &now);
+    }
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return error;
+}
+
+} // namespace
 
 std::string RunEvents::openLog(const std::string& path) {
     constexpr mode_t kAnyone = 0666; // as far as the process gives rights to new files
@@ -62,7 +83,7 @@ void RunEvents::tell(const char* event, const Json& more, bool logAlone) {
         (void)kernel::writeAll(STDERR_FILENO, text); // nobody is left to be told
     }
     if (log_) {
-        if (const int error = kernel::writeAll(log_.number(), text); error != 0) {
+        if (const int error = append(log_.number(), text); error != 0) {
             log_ = kernel::FileDescriptor();
             logFailure_ = std::generic_category().message(error);
         }

@@ -159,7 +159,10 @@ std::string RunReport::json(ExitStatus status, const Names& names) const {
     }
     report["items"] = std::move(items);
     report["totals"] = std::move(totals);
-    report["messages"] = messages_;
+    {
+        const std::scoped_lock lock(messagesMutex_);
+        report["messages"] = messages_;
+    }
     report["exitStatus"] = static_cast<int>(status);
     report["meaning"] = meaningOf(status);
     return workbench::textOf(report);

@@ -7,12 +7,14 @@
 
 #include <chrono>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 /// What a run of the tool on one port came to, for --report: filled while it runs, so that it also says what was done
-/// before a failure. The service programming code has no place in it. docs/schema/report.json has the form.
+/// before a failure. Belongs to one thread, but for the messages. The service programming code has no place in it.
+/// docs/schema/report.json has the form.
 class RunReport {
 public:
     using Names = std::map<std::uint16_t, std::string>;
@@ -29,8 +31,11 @@ public:
     workbench::WriteReport& write() { return write_; }
     void setPhone(const workbench::PhoneIdentity& phone) { phone_ = phone; }
     void setPresentPorts(std::vector<std::string> ports) { presentPorts_ = std::move(ports); }
-    /// A line that people were told on standard error.
-    void addMessage(std::string line) { messages_.push_back(std::move(line)); }
+    /// A line that people were told on standard error. Any thread may tell one.
+    void addMessage(std::string line) {
+        const std::scoped_lock lock(messagesMutex_);
+        messages_.push_back(std::move(line));
+    }
 
     std::string json(ExitStatus status, const Names& names) const;
 
@@ -45,5 +50,6 @@ private:
     std::optional<workbench::WritePlan> plan_;
     bool isDryRun_ = false;
     workbench::WriteReport write_;
+    mutable std::mutex messagesMutex_;
     std::vector<std::string> messages_;
 };

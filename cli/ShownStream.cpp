@@ -54,7 +54,9 @@ ShownStream::~ShownStream() {
 }
 
 std::streamsize ShownStream::xsputn(const char* text, std::streamsize size) {
-    const std::string shown = workbench::shownMessage({text, static_cast<std::size_t>(size)});
+    const std::string_view piece(text, static_cast<std::size_t>(size));
+    const std::string shown =
+        workbench::shownMessage(hidesFunctions_ ? workbench::withoutFunctions(piece) : std::string(piece));
     const auto shownSize = static_cast<std::streamsize>(shown.size());
     return buffer_->sputn(shown.data(), shownSize) == shownSize ? size : 0;
 }

@@ -20,6 +20,8 @@ public:
     explicit ShownStream(std::ostream& stream);
     /// Gives the stream back its own buffer.
     ~ShownStream() override;
+    /// Whether the names of functions at the front of messages are left out: workbench::withoutFunctions().
+    void hideFunctions(bool hidden) { hidesFunctions_ = hidden; }
     ShownStream(const ShownStream&) = delete;
     ShownStream& operator=(const ShownStream&) = delete;
 
@@ -36,4 +38,5 @@ private:
     std::ostream& stream_;
     std::streambuf* const buffer_;
     bool isColoured_ = false;
+    bool hidesFunctions_ = false;
 };

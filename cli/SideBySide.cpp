@@ -160,7 +160,7 @@ ExitStatus runSideBySide(const Arguments& arguments, const std::vector<std::stri
         }
     }
     children.wait([&](std::size_t child, auto output, const std::string& line) { display.take(child, output, line); },
-                  Interruption::signal);
+                  [] { return Interruption::signal() == SIGPIPE ? SIGTERM : Interruption::signal(); });
     for (std::size_t child = 0; child < children.count(); ++child) {
         const int waitStatus = children.statusOf(child);
         const auto own = statusOf(waitStatus);

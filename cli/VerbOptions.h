@@ -6,6 +6,9 @@ namespace CLI {
 class App;
 }
 
+/// All of the command line, verbs included, as --help tells it.
+void describeProgram(CLI::App& program, Arguments& arguments);
+
 /// Adds the verbs to the program, with their options. What the command line says of them goes into `arguments`, which
 /// outlives the program.
 

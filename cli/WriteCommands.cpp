@@ -168,7 +168,9 @@ private:
 
     ExitStatus write() {
         if (!unreadable_.empty() && !arguments_.keepGoing) {
-            throw BatchFailure(ExitStatus::kIncomplete, unreadable_ + "Nothing was written.");
+            std::cerr << unreadable_;
+            throw BatchFailure(ExitStatus::kIncomplete,
+                               "Nothing was written, as not all is known of what the phone has.");
         }
         workbench::WriteOptions options;
         options.goOnAfterRefusal = arguments_.keepGoing;

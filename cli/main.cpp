@@ -37,7 +37,8 @@ int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN);
     ShownStream out(std::cout);
     ShownStream err(std::cerr);
-    kernel::setErrorLog([](std::string_view line) { std::cerr << std::string(line) + "\n"; });
+    err.hideFunctions(true);
+    kernel::setErrorLog([](std::string_view line) { tellFailure(std::string(line)); });
     try {
         const ParsedArguments parsed = parseArguments(argc, argv);
         if (parsed.arguments) {
@@ -46,6 +47,7 @@ int main(int argc, char** argv) {
             const ColourChoice colour = isOneOfSeveral ? ColourChoice::kNever : parsed.arguments->colour;
             out.setColoured(wantsColour(colour, STDOUT_FILENO));
             err.setColoured(wantsColour(colour, STDERR_FILENO));
+            err.hideFunctions(!parsed.arguments->isVerbose);
             return static_cast<int>(run(*parsed.arguments, {argv, argv + argc}));
         }
         flushOutput();

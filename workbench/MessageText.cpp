@@ -12,10 +12,14 @@ unsigned char byteOf(std::string_view text, std::size_t at) {
     return static_cast<unsigned char>(text[at]);
 }
 
-/// U+202A to U+202E, U+2066 to U+2069: text behind them is drawn from the other side.
-bool turnsDirection(std::string_view character) {
-    return (character >= "\xE2\x80\xAA" && character <= "\xE2\x80\xAE") ||
-           (character >= "\xE2\x81\xA6" && character <= "\xE2\x81\xA9");
+/// U+200B to U+200F, U+2028 to U+202E, U+2060 to U+2064, U+2066 to U+2069: what has no width, ends the line, or draws
+/// the text behind it from the other side.
+bool isUnseen(std::string_view character) {
+    const auto isFrom = [character](std::string_view first, std::string_view last) {
+        return character >= first && character <= last;
+    };
+    return isFrom("\xE2\x80\x8B", "\xE2\x80\x8F") || isFrom("\xE2\x80\xA8", "\xE2\x80\xAE") ||
+           isFrom("\xE2\x81\xA0", "\xE2\x81\xA4") || isFrom("\xE2\x81\xA6", "\xE2\x81\xA9");
 }
 
 /// What stands in place of the `length` bytes at the front of `text`, which are a character, or none with 0; empty
@@ -29,7 +33,7 @@ std::string standInFor(std::string_view text, std::size_t length) {
     if (length == 2 && first == 0xC2 && byteOf(text, 1) < 0xA0) {
         return "\\x" + kernel::hexDigits(byteOf(text, 1), 2);
     }
-    if (length == 3 && turnsDirection(text.substr(0, length))) {
+    if (length == 3 && isUnseen(text.substr(0, length))) {
         const unsigned code = 0x2000U | (byteOf(text, 1) & 0x3FU) << 6 | (byteOf(text, 2) & 0x3FU);
         return "\\u" + kernel::hexDigits(code, 4);
     }
@@ -85,7 +89,41 @@ void appendLine(std::string& text, std::string_view line, std::size_t most) {
     text += line.substr(offsetOf(characters - half));
 }
 
+bool isNamePart(char character) {
+    const char lower = kernel::lowerCase(character);
+    return (lower >= 'a' && lower <= 'z') || (character >= '0' && character <= '9') || character == '_' ||
+           character == '~' || character == ':';
+}
+
+/// How long the function at the front of `text` is, with its arguments and the dash behind it; 0 for none.
+std::size_t functionLength(std::string_view text) {
+    constexpr std::string_view kDash = " - ";
+    const auto name = static_cast<std::size_t>(std::ranges::find_if_not(text, isNamePart) - text.begin());
+    const std::size_t scope = text.substr(0, name).find("::");
+    if (scope == std::string_view::npos || scope == 0) {
+        return 0;
+    }
+    const bool hasArguments = text.substr(name).starts_with('(');
+    const std::size_t end = hasArguments ? text.find(')', name) : name - 1;
+    const bool isEnd = end != std::string_view::npos && text.substr(end + 1).starts_with(kDash);
+    return isEnd ? end + 1 + kDash.size() : 0;
+}
+
 } // namespace
+
+std::string withoutFunctions(std::string_view message) {
+    std::string text;
+    bool isStart = true; // of a word
+    while (!message.empty()) {
+        const std::size_t length = isStart ? functionLength(message) : 0;
+        if (length == 0) {
+            text += message.front();
+            isStart = kernel::isWhiteSpace(message.front());
+        }
+        message.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return text;
+}
 
 std::string shownText(std::string_view text) {
     std::string shown;

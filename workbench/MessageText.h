@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// How texts from rings, files, arguments and phones are shown in a window, at a terminal, in a log. What these would
-/// obey stands there to be read: a control character as "\x1b", one that turns the direction of writing as "\u202e", a
+/// obey stands there to be read: a control character as "\x1b", one that is not seen or turns the direction of writing as "\u202e", a
 /// byte that is no UTF-8 as "\xe9". What is shown already stays as it is.
 namespace workbench {
 
@@ -15,6 +15,10 @@ std::string shownText(std::string_view text);
 /// A message of the layers below: `path`, where there is one, stands in place of "%1"; tabs and line feeds stay, bells
 /// and the carriage returns of line ends are dropped; `reason`, where it is known, is a second line.
 std::string shownMessage(std::string_view message, std::string_view path = {}, std::string_view reason = {});
+
+/// The message without the functions that noticed the failure, which stand before the words for it, as
+/// "MoxFile::begin() - " does: they are for those who mend the program.
+std::string withoutFunctions(std::string_view message);
 
 /// How much of a text is drawn. A window needs seconds for 100,000 characters.
 struct TextBounds {

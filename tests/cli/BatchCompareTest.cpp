@@ -54,7 +54,7 @@ TEST_F(BatchCompare, WhatCantBeComparedIsNoDifference) {
               "'p.mox' has 1 item that the decoder ring does not describe, left out: 30.\n"
               "1 equal, 0 different, 0 only left, 0 only right, not compared: item 30.\n");
     expectRun("diff p.mox p.mox", 0, "2 equal, 0 different, 0 only left, 0 only right.\n");
-    expectRun("diff p.mox COM9", 6, "'COM9' is no file, and no port of 'Tessra.toml'.\n");
+    expectRun("diff p.mox COM9", 6, "calvane-batch: 'COM9' is no file, and no port of 'Tessra.toml'.\n");
 }
 
 TEST_F(BatchCompare, ACheckNamesWhatIsOutsideItsLimits) {
@@ -73,7 +73,8 @@ TEST_F(BatchCompare, ACheckNamesWhatIsOutsideItsLimits) {
          "Checked 1 value of 1 item: 1 outside their limits.\nWithout a value: 40.\n"},
         {"10 1 dBm 0.1 - -1 2\n", "check --from j --ids 30", 9, "",
          "Checked 0 values of 0 items: 0 outside their limits.\n"},
-        {"# none\n", "check --from j", 6, "", "'ring.units' has no units and limits, or is not there.\n"},
+        {"# none\n", "check --from j", 6, "",
+         "calvane-batch: 'ring.units' has no units and limits, or is not there.\n"},
         {"10 1 dBm 0.1 - -1 2\n", "check --from j --json -", 11,
          R"({
   "source": "",

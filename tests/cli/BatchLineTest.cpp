@@ -33,12 +33,22 @@ protected:
                 second);
     }
 
+    /// For the shell: waits until so many lines of the log have this text.
+    static std::string whenLogged(const std::string& text, int lines = 1) {
+        return "for i in $(seq 2000); do [ $(cat log 2>&1 | grep -c '" + text + "') -ge " + std::to_string(lines) +
+               " ] && break; sleep 0.01; done; ";
+    }
+
+    /// `files`: each behind "-i".
+    void expectAllowed(const std::string& files, const std::string& schema) const {
+        EXPECT_EQ(outputOf("cd '" + folder.path.string() + "' && /usr/bin/python3 -W ignore -m jsonschema" + files +
+                           " " CALVANE_SOURCE_DIR "/docs/schema/" + schema + ".json 2>&1"),
+                  "");
+    }
+
     /// The JSON of a file, which the schema of this name allows.
     Json json(const std::string& file, const std::string& schema) const {
-        const std::string complaint =
-            outputOf("cd '" + folder.path.string() + "' && /usr/bin/python3 -W ignore -m jsonschema -i '" + file +
-                     "' " CALVANE_SOURCE_DIR "/docs/schema/" + schema + ".json 2>&1");
-        EXPECT_EQ(complaint, "") << file << ":\n" << readText(folder / file);
+        expectAllowed(" -i " + file, schema);
         return Json::parse(readText(folder / file), nullptr, false);
     }
 
@@ -46,10 +56,14 @@ protected:
     std::string events(const std::string& lines) const {
         std::istringstream stream(lines);
         std::string kinds;
+        std::string files;
         for (std::string line; std::getline(stream, line);) {
-            write("line.json", line);
-            kinds += (kinds.empty() ? "" : " ") + json("line.json", "event").value("event", "none");
+            const std::string file = "line" + std::to_string(kinds.size());
+            write(file, line);
+            files += " -i " + file;
+            kinds += (kinds.empty() ? "" : " ") + Json::parse(line).value("event", "none");
         }
+        expectAllowed(files, "event");
         return kinds;
     }
 
@@ -65,7 +79,6 @@ protected:
 
 TEST_F(BatchLine, AReportTellsEachItemWhateverTheEnd) {
     const std::string fault = "[[port.fault]]\ncall = \"send\"\nitem = 30\n";
-    const std::string whenWritten = "for i in $(seq 1000); do [ -s COM1.nvmem ] && break; sleep 0.01; done; kill $tool";
     const struct {
         std::string fault;
         const char* arguments;
@@ -79,22 +92,25 @@ TEST_F(BatchLine, AReportTellsEachItemWhateverTheEnd) {
         {fault + "on = 2\nnv_status = 3\n", "write --from-json items.json", "", 4,
          "10 verified, 20 read_only, 30 refused, 40 not_tried"},
         {fault + "on = 2\nnv_status = 11\n", "set 30 8", "", 5, "30 different"},
-        {fault + "on = 2\ndelay_ms = 1500\n", "write --from-json items.json", whenWritten, 143,
+        {fault + "on = 2\ndelay_ms = 1500\n", "write --from-json items.json",
+         whenLogged("\"write\",\"position\":2") + "kill $tool", 143,
          "10 verified, 20 read_only, 30 verified, 40 not_tried"},
         {fault + "nv_status = 4\n", "set 30 8", "", 9, "30 unreadable"},
         {fault + "vanish = true\n", "read", "", 3, "10 read, 20 read, 30 not_tried, 40 not_tried"},
         {"", "read --text /nowhere/t", "", 6, "10 read, 20 read, 30 read, 40 no_value"},
         {"", "read --ids 11", "", 7, ""},
-        {"", "reset", "sleep 0.02; kill $tool", 143, ""},
+        {"", "reset", whenLogged("Waiting for") + "kill $tool", 143, ""},
         {"", "ports", "", 0, ""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.arguments);
         std::filesystem::remove(folder / "COM1.nvmem");
         write("r", "an old one");
+        write("log", "");
         service((row.arguments == std::string("reset") ? "leave_after_ms = 30000\n" : "spc = \"121212\"\n") +
                 row.fault);
-        const Outcome outcome = run(row.arguments + std::string(" --report r"), " --port COM1", row.meanwhile);
+        const Outcome outcome =
+            run(row.arguments + std::string(" --report r --log log"), " --port COM1", row.meanwhile);
         EXPECT_EQ(outcome.status, row.status) << outcome.err;
         const Json report = json("r", "report");
         EXPECT_EQ(results(report), row.results);
@@ -124,18 +140,44 @@ TEST_F(BatchLine, AReportHasTheBytesBeforeWantedAndAfter) {
 TEST_F(BatchLine, EventsAreLinesAndALogIsNoConditionOfTheRun) {
     const Outcome told = run("read --ids 10,20 --text t --progress json --log log");
     EXPECT_EQ(events(told.err), "start item item message end");
-    EXPECT_EQ(run("set 30 1x --log log --quiet").err, "'1x' for 'x' is no decimal number: a BYTE is from 0 to 255.\n");
+    EXPECT_EQ(run("set 30 1x --log log --quiet").err,
+              "calvane-batch: '1x' for 'x' is no decimal number: a BYTE is from 0 to 255.\n");
     EXPECT_EQ(run("read --text t --log log --quiet").err, "");
     EXPECT_EQ(events(readText(folder / "log")),
               "start item item message end start message end start item item item item message end");
     const std::pair<const char*, const char*> rows[] = {
-        {"/nowhere/log", "Can't write '/nowhere/log': No such file or directory\nGoing on without a log.\n"},
-        {"/dev/full", "The log '/dev/full' lacks what came last: No space left on device\n"}};
+        {"/nowhere/log",
+         "calvane-batch: Can't write '/nowhere/log': No such file or directory. Going on without a log.\n"},
+        {"/dev/full", "calvane-batch: The log '/dev/full' lacks what came last: No space left on device\n"}};
     for (const auto& [log, err] : rows) {
         expectRun("set 30 8 --quiet --log " + std::string(log), 0, err);
     }
+    service(kTwoSeconds);
+    outputOf("mkfifo '" + (folder / "gone").string() + "'");
+    const Outcome outcome = run("read --ids 30 --text t --quiet --log gone", " --port COM1", "head -n 1 gone >line");
+    EXPECT_EQ(outcome.status, 0) << "the reader has left";
+    EXPECT_EQ(outcome.err, "calvane-batch: The log 'gone' lacks what came last: Broken pipe\n");
+    service("");
     EXPECT_EQ(run("diff COM1 items.json --ids 30 --quiet --color always").out.substr(0, 8), "\x1B[31m---");
     EXPECT_EQ(run("read --progress some").status, 2);
+}
+
+TEST_F(BatchLine, ATerminalHasColoursAndOneBarForAllPorts) {
+    twoPorts("", "");
+    const auto atTerminal = [this](const std::string& environment, const std::string& arguments) {
+        return outputOf("cd '" + folder.path.string() + "' && env -u NO_COLOR TERM=vt100 " + environment +
+                        " script -qec '" CALVANE_BATCH " " + arguments +
+                        " --service Tessra.toml --ring ring.vrk' /dev/null </dev/null");
+    };
+    const std::string plan = "set --port COM1 30 8 --dry-run --progress none";
+    EXPECT_EQ(atTerminal("", plan), "30 NV_B\r\n       x: \x1B[31m7\x1B[0m -> \x1B[32m8\x1B[0m\r\n1 to be written. "
+                                    "Nothing was written.\r\n");
+    const std::string plain = "30 NV_B\r\n       x: 7 -> 8\r\n1 to be written. Nothing was written.\r\n";
+    EXPECT_EQ(atTerminal("NO_COLOR=1", plan), plain);
+    EXPECT_EQ(atTerminal("", plan + " --color never"), plain);
+    const std::string read = atTerminal("", "read --port COM1,COM2 --json {port}");
+    EXPECT_NE(read.find("] 8/8 COM1 4, COM2 4\x1B[K"), std::string::npos) << read;
+    EXPECT_NE(read.find("\r\x1B[KCOM"), std::string::npos) << read;
 }
 
 TEST_F(BatchLine, AReadSaysWhatItIsAndALaterSchemaIsRefused) {
@@ -146,7 +188,8 @@ TEST_F(BatchLine, AReadSaysWhatItIsAndALaterSchemaIsRefused) {
     EXPECT_EQ(items["phone"]["model"], "Sample");
     EXPECT_EQ(run("write --from-json j --changed-only").status, 0);
     write("later.json", R"({"schema":2,"items":[]})");
-    expectRun("write --from-json later.json", 6, "later.json: its schema is 2, and this program knows none above 1\n");
+    expectRun("write --from-json later.json", 6,
+              "calvane-batch: later.json: its schema is 2, and this program knows none above 1\n");
     write("ring.units", "10 1 dBm 0.1 - -1.2 2\n");
     ASSERT_EQ(run("read --ids 10,30 --mox m --quiet").status, 0);
     const std::pair<const char*, const char*> others[] = {{"ports", "ports"},         {"list", "list"},
@@ -183,9 +226,8 @@ TEST_F(BatchLine, SeveralPortsEachHaveTheirOwnEnd) {
 
 TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
     twoPorts(kTwoSeconds, kTwoSeconds);
-    const std::string whenBoth = "for i in $(seq 1000); do [ $(pgrep -c -P $tool) = 2 ] && break; sleep 0.01; done; "
-                                 "sleep 0.5; ";
-    const std::string arguments = "read --port COM1,COM2 --json 'j-{port}' --report 'r-{port}'";
+    const std::string whenBoth = whenLogged("\"id\":30,", 2);
+    const std::string arguments = "read --port COM1,COM2 --json 'j-{port}' --report 'r-{port}' --log log";
     const Outcome crashed = run(arguments, "", whenBoth + "kill -SEGV $(pgrep -n -P $tool)");
     EXPECT_EQ(crashed.status, 1) << crashed.err;
     EXPECT_NE(
@@ -196,13 +238,15 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
     EXPECT_EQ(json("r-COM1", "report").value("exitStatus", 0) + json("r-COM2", "report").value("exitStatus", 0), 1);
     EXPECT_NE(std::filesystem::exists(folder / "j-COM1"), std::filesystem::exists(folder / "j-COM2"));
 
+    write("log", "");
     const Outcome ended = run(arguments, "", whenBoth + "kill -TERM $tool");
     EXPECT_EQ(ended.status, 143) << ended.err;
     for (const std::string port : {"COM1", "COM2"}) {
-        EXPECT_NE(ended.err.find(port + ": Interrupted.\n"), std::string::npos) << ended.err;
+        EXPECT_NE(ended.err.find(port + ": calvane-batch: Interrupted. "), std::string::npos) << ended.err;
         EXPECT_EQ(results(json("r-" + port, "report")), "10 read, 20 read, 30 read, 40 not_tried");
         std::filesystem::remove(folder / ("r-" + port));
     }
+    write("log", "");
     run(arguments, "", whenBoth + "child=$(pgrep -o -P $tool); kill -KILL $tool; tail -f /dev/null --pid=$child");
     EXPECT_EQ(json("r-COM1", "report").value("exitStatus", 0), 143) << "nobody is left to follow it";
 }
@@ -210,8 +254,8 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
 TEST_F(BatchLine, ARawReadGoesOnWhereItEnded) {
     write("phone.nvmem", "10 0 f4ff01aabb\n25 0 0102\n30 0 07\n3000 0 09\n");
     twoPorts("[[port.fault]]\ncall = \"send\"\nitem = 30\non = 1\ndelay_ms = 1500\n", "");
-    const Outcome cut = run("read --raw --json raw --ids 0-3100", " --port COM1",
-                            "while [ -s err ]; do sleep 0.01; done; sleep 0.7; kill -INT $tool");
+    const Outcome cut = run("read --raw --json raw --ids 0-3100 --log log", " --port COM1",
+                            whenLogged("\"id\":30,") + "kill -INT $tool");
     EXPECT_EQ(cut.status, 130) << cut.err;
     EXPECT_EQ(json("raw", "raw-items")["missing"]["notTried"], "31-3100") << cut.err;
     const Outcome rest = run("read --raw --resume raw --ids 0-3100");

@@ -1,6 +1,7 @@
-// Number lists of the batch tool.
+// Number lists and slips of the fingers.
 
 #include "cli/ItemNumbers.h"
+#include "cli/UnknownWords.h"
 #include "tests/support/MessageOf.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +17,13 @@ TEST(ItemNumbers, ReadsListsAndRefusesWhatIsNone) {
         EXPECT_EQ(messageOf([&] { parseItemNumbers("1," + part + ",2"); }),
                   "'" + part + "' is neither an item number (0 to 65535) nor a range such as 20-30");
     }
+}
+
+TEST(EditDistance, CountsSlipsOfTheFingers) {
+    EXPECT_EQ(editDistance("--jsno", "--json"), 1U);
+    EXPECT_EQ(editDistance("raed", "read"), 1U);
+    EXPECT_EQ(editDistance("", "ids"), 3U);
+    EXPECT_EQ(editDistance("--list", "--lits-x"), 3U);
 }
 
 } // namespace

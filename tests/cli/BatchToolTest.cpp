@@ -30,7 +30,7 @@ TEST_F(BatchTool, ReadAsksAgainAndNamesWhatStaysMissing) {
     expectRun("read --text t --json j --mox m", 9,
               "Read 1 item from COM1 (Sample 0000000001). The phone has no value for the other 1 of the "
               "decoder ring.\nFailed: 20: Command failed, reason other than NVM was full\n"
-              "Missing: 30: TessraServer::sendSyncImpl - Serial CRC error\nWrote 1 item to 'm'.\n");
+              "Missing: 30: Serial CRC error\nWrote 1 item to 'm'.\n");
     EXPECT_EQ(readText(folder / "t"), "NV_A\r\n-12, 1, \r\n\r\n") << "what came is kept";
     EXPECT_EQ(run("show m").err, "'m' holds 1 item.\n");
 }
@@ -38,7 +38,7 @@ TEST_F(BatchTool, ReadAsksAgainAndNamesWhatStaysMissing) {
 TEST_F(BatchTool, ReadRefusesANumberThatTheRingDoesNotDescribe) {
     const Outcome outcome = run("read --ids 7,10,11 --text t");
     EXPECT_EQ(outcome.status, 7);
-    EXPECT_EQ(outcome.err, "The decoder ring does not describe 7, 11.\n");
+    EXPECT_EQ(outcome.err, "calvane-batch: The decoder ring does not describe 7, 11.\n");
     EXPECT_FALSE(std::filesystem::exists(folder / "t"));
     EXPECT_EQ(run("read --ids 9-15 --text -").out, "NV_A\r\n-12, 1, \r\n\r\n") << "of a range, those that it describes";
 }
@@ -48,7 +48,7 @@ TEST_F(BatchTool, AFailureTellsHowFarItGotAndWhereThePhonesAre) {
     const Outcome vanished = run("read --text t");
     EXPECT_EQ(vanished.status, 3);
     EXPECT_TRUE(
-        vanished.err.ends_with("\nStopped at 20 NV_LOCKED, item 2 of 4.\nNothing was printed or written to a "
+        vanished.err.ends_with(" Stopped at 20 NV_LOCKED, item 2 of 4. Nothing was printed or written to a "
                                "file.\nNo phone is present on COM1. `calvane-batch ports` tells where there are "
                                "some.\n"))
         << vanished.err;
@@ -58,8 +58,10 @@ TEST_F(BatchTool, AFailureTellsHowFarItGotAndWhereThePhonesAre) {
     EXPECT_EQ(elsewhere.status, 3);
     EXPECT_TRUE(
         elsewhere.err.ends_with("No phone is present on COM2. `calvane-batch ports` tells where there are some.\n"));
-    EXPECT_TRUE(run("read --text t --json /nowhere/j")
-                    .err.starts_with("Can't write '/nowhere/j': No such file or directory\nWritten before it: 't'\n"));
+    EXPECT_TRUE(
+        run("read --text t --json /nowhere/j")
+            .err.starts_with(
+                "calvane-batch: Can't write '/nowhere/j': No such file or directory. Written before it: 't'\n"));
 }
 
 TEST_F(BatchTool, WhyAPortCantBeUsedIsToldOnce) {
@@ -67,7 +69,7 @@ TEST_F(BatchTool, WhyAPortCantBeUsedIsToldOnce) {
     for (const char* arguments : {"read", "reset", "set 30 8"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.status, 3) << arguments;
-        const std::string reason = "\nnone: can't be opened: No such file or directory\n"; // not the log's line
+        const std::string reason = ". none: can't be opened: No such file or directory"; // not the log's line
         EXPECT_NE(outcome.err.find(reason), std::string::npos) << arguments << ": " << outcome.err;
         EXPECT_EQ(outcome.err.find(reason), outcome.err.rfind(reason)) << outcome.err;
         EXPECT_EQ(outcome.err.find("No phone is present"), std::string::npos) << outcome.err;
@@ -173,6 +175,44 @@ TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
     EXPECT_NE(run("--help").out.find("\n    7  values or numbers that don't fit the decoder ring\n"),
               std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(folder / "x") || std::filesystem::exists(folder / "COM1.nvmem"));
+}
+
+TEST_F(BatchTool, WrongUsageNamesTheWordAndTheNearestOne) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"raed", "unknown verb 'raed'; did you mean read? (calvane-batch --help says more)"},
+        {"nothing", "unknown verb 'nothing' (calvane-batch --help says more)"},
+        {"read --jsno=x", "unknown option --jsno of read; did you mean --json? (calvane-batch read --help says more)"},
+        {"write --form-mox x",
+         "unknown option --form-mox of write; did you mean --from-mox? (calvane-batch write --help "
+         "says more)"},
+        {"tree a b", "unexpected word 'b' of tree (calvane-batch tree --help says more)"},
+        {"--xyz", "unknown option --xyz (calvane-batch --help says more)"},
+    };
+    for (const auto& [arguments, err] : cases) {
+        expectRun(arguments, 2, "calvane-batch: " + std::string(err) + "\n");
+    }
+    expectRun("show none", 6, "calvane-batch: 'none': Trying to read 'none' that doesn't exists\n");
+    expectRun("show none --verbose", 6,
+              "calvane-batch: 'none': MoxFile::setupStgPointers() - Trying to read 'none' that doesn't exists\n");
+}
+
+TEST_F(BatchTool, TheShellCompletesVerbsOptionsAndFiles) {
+    write("complete", CALVANE_PAGES R"( bash >script && bash -n script && . ./script
+        try() { COMP_WORDS=(calvane-batch "$@"); COMP_CWORD=$#; _calvane_batch; echo "${COMPREPLY[@]}"; }
+        try re; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js)");
+    EXPECT_EQ(std::system(("cd '" + folder.path.string() + "' && bash complete >out").c_str()), 0);
+    EXPECT_EQ(readText(folder / "out"), "read reset\n--json\n--changed-only-names\nring.vrk\n\n\n");
+}
+
+TEST_F(BatchTool, APageForManIsTheHelp) {
+    write("help", "Does it.\nUsage: /x/tool [OPTIONS]\n\nOptions:\n  -h,--help    Print \\n\n  --rate N:0 to 1\n"
+                  "               .5 at most\n               or more\n");
+    ASSERT_EQ(std::system(("cd '" + folder.path.string() + "' && " CALVANE_PAGES " man 'V 1' tool <help >out").c_str()),
+              0);
+    EXPECT_EQ(readText(folder / "out"),
+              ".\\\" Made from the program's own --help.\n.TH \"TOOL\" 1 \"\" \"V 1\" \"User Commands\"\n.SH NAME\n"
+              "tool \\- Does it\n.SH SYNOPSIS\n.B \"tool\"\n[OPTIONS]\n.SH DESCRIPTION\nDoes it.\n.SH \"OPTIONS\"\n"
+              ".TP\n.B \"\\-h,\\-\\-help\"\nPrint \\en\n.TP\n.B \"\\-\\-rate N:0 to 1\"\n\\&.5 at most or more\n");
 }
 
 TEST_F(BatchTool, PortsNamesABrokenFileWithItsLineAndGoesOn) {

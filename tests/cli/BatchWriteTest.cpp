@@ -32,8 +32,9 @@ TEST_F(BatchWrite, SetKeepsTheBytesThatTheRingDoesNotKnow) {
     EXPECT_EQ(run("set 010 '-300,2'").out, "10 NV_A: -12, 1 -> -300, 2\n") << "a number is decimal";
     EXPECT_EQ(onPhone("10"), "d4fe02aabb");
     EXPECT_EQ(run("set 40 9").out, "40 NV_NONE: no value -> 9\n");
-    expectRun("set 30 -- -1", 7,
-              "'-1' for 'x' would be stored as 255: a BYTE is from 0 to 255. If it is meant, say --wrap.\n");
+    expectRun(
+        "set 30 -- -1", 7,
+        "calvane-batch: '-1' for 'x' would be stored as 255: a BYTE is from 0 to 255. If it is meant, say --wrap.\n");
     EXPECT_EQ(run("set 30 --wrap -- -1").out, "30 NV_B: 7 -> 255\n");
 }
 
@@ -50,13 +51,15 @@ TEST_F(BatchWrite, SetTakesItemsNamesAndSubFields) {
         const char* err;
     } refused[] = {
         {"set 30=1 '10[2]=0x100'", 7,
-         "'256' for 'flag' would be stored as 0: a BYTE is from 0 to 255. If it is meant, say --wrap.\n"},
-        {"set 30=1 '10[3]=1'", 7, "10 NV_A has 2 sub-fields, and no 3.\n"},
-        {"set 30=1 10=1,2 '10[1]=1'", 2, "10 NV_A is given twice. Nothing was written.\n"},
-        {"set 10=1,2 NV_LOCKED=1", 7, "20 NV_LOCKED can't be written: its access mark is 'readonly'.\n"},
-        {"set 10=1,2 NV_B=1", 7, "'NV_B' is the name of 2 items: 30, 31. Say which number is meant.\n"},
+         "calvane-batch: '256' for 'flag' would be stored as 0: a BYTE is from 0 to 255. If it is meant, say "
+         "--wrap.\n"},
+        {"set 30=1 '10[3]=1'", 7, "calvane-batch: 10 NV_A has 2 sub-fields, and no 3.\n"},
+        {"set 30=1 10=1,2 '10[1]=1'", 2, "calvane-batch: 10 NV_A is given twice. Nothing was written.\n"},
+        {"set 10=1,2 NV_LOCKED=1", 7, "calvane-batch: 20 NV_LOCKED can't be written: its access mark is 'readonly'.\n"},
+        {"set 10=1,2 NV_B=1", 7, "calvane-batch: 'NV_B' is the name of 2 items: 30, 31. Say which number is meant.\n"},
         {"set 10=1,2 '31[1]=1'", 9,
-         "31 NV_B has no value on the phone, so that all of its sub-fields are needed.\nNothing was written.\n"},
+         "31 NV_B has no value on the phone, so that all of its sub-fields are needed.\n"
+         "calvane-batch: Nothing was written, as not all is known of what the phone has.\n"},
     };
     for (const auto& row : refused) {
         expectRun(row.arguments, row.status, row.err);
@@ -154,9 +157,10 @@ TEST_F(BatchWrite, AnItemThatCantBeReadBeforeIsNotCutShort) {
 TEST_F(BatchWrite, ThePhoneIsTheOneThatWasExpected) {
     EXPECT_EQ(run("set 30 8 --expect-serial 0000000001 --verify-after-reset").status, 0);
     forget();
-    expectRun("set 30 8 --expect-serial 0000000002", 8,
-              "The phone on COM1 is Sample 0000000001, software 1.0, not '0000000002'. Nothing was written to "
-              "it.\n");
+    expectRun(
+        "set 30 8 --expect-serial 0000000002", 8,
+        "calvane-batch: The phone on COM1 is Sample 0000000001, software 1.0, not '0000000002'. Nothing was written to "
+        "it.\n");
     service("serial = \" \"\n");
     EXPECT_EQ(run("set 30 8 --expect-serial ''").status, 8) << "one that tells none is no phone of that number";
     EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem"));
@@ -184,9 +188,10 @@ TEST_F(BatchWrite, AnInterruptWaitsForTheItemAndGivesTheAccount) {
                                     "while [ -s err ]; do sleep 0.01; done; for i in $(seq 20); do kill -INT $tool "
                                     "2>err2 || break; sleep 0.05; done");
         EXPECT_EQ(outcome.status, 130) << verb;
-        EXPECT_EQ(outcome.err, verb == "set 30 8" ? "Interrupted.\n" + kPhone + "1 not tried.\nNot tried: 30.\n"
-                                                  : "Interrupted.\nStopped at 30 NV_B, item 3 of 4.\nNothing was "
-                                                    "printed or written to a file.\n");
+        EXPECT_EQ(outcome.err, verb == "set 30 8"
+                                   ? "Interrupted.\n" + kPhone + "1 not tried.\nNot tried: 30.\n"
+                                   : "calvane-batch: Interrupted. Stopped at 30 NV_B, item 3 of 4. Nothing "
+                                     "was printed or written to a file.\n");
     }
     EXPECT_FALSE(std::filesystem::exists(folder / "t"));
 }

@@ -62,12 +62,24 @@ TEST(MessageText, ShowsAMessageAsATextAndNeverAsACommand) {
         {"No path for %1\r", "", "", "No path for %1\\x0d"},
         {"\u00E4 \u009B2J \x7F \u00A0", "", "", "\u00E4 \\x9b2J \\x7f \u00A0"},
         {"\u202Ex\u2069 \u202F \u2065", "", "", "\\u202ex\\u2069 \u202F \u2065"},
+        {"a\u2028b\u200B\u2064", "", "", "a\\u2028b\\u200b\\u2064"},
         {"L\xE4rm \xC3", "", "\xE2\x82", "L\\xe4rm \\xc3\n\\xe2\\x82"},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(workbench::shownMessage(row.message, row.path, row.reason), row.shown);
     }
     EXPECT_EQ(workbench::shownText(std::string_view("a\0\tb\a\r\n", 7)), "a\\x00\\x09b\\x07\\x0d\\x0a");
+}
+
+TEST(MessageText, LeavesOutTheFunctionsInFrontOfAReason) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"'p': A::f() - x\nB::~B - C::D::g( const string& s ) - y", "'p': x\ny"},
+        {"a - b, ::c - d, 'A::f - x', A::f(), A::f( - A::f() x",
+         "a - b, ::c - d, 'A::f - x', A::f(), A::f( - A::f() x"},
+    };
+    for (const auto& [message, without] : cases) {
+        EXPECT_EQ(workbench::withoutFunctions(message), without);
+    }
 }
 
 TEST(MessageText, LeavesOutTheMiddleOfWhatIsTooMuchToBeDrawn) {

@@ -11,6 +11,7 @@
 #include "workbench/RingInfo.h"
 
 #include <QCommandLineParser>
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
@@ -45,6 +46,11 @@ void tellStart(QtMsgType type, const QMessageLogContext& context, const QString&
     tellMessage(type, context, message);
 }
 
+void tellVersion() {
+    const auto ring = workbench::ringFile(kernel::programDirectory());
+    std::cout << CMainFrame::kTitle << '\n' << workbench::ringLine(ring) << '\n';
+}
+
 /// A desktop names several calibration files behind the option for one. What else is named is the one file that the
 /// program is started with.
 void takeFiles(const QStringList& named, QString& file, QStringList& calibrationFiles) {
@@ -67,6 +73,11 @@ int main(int argc, char** argv) {
     kernel::setErrorLog([](std::string_view message) {
         std::cerr << workbench::shownMessage(message) + '\n' << std::flush;
     });
+    if (std::any_of(argv, argv + argc,
+                    [](const std::string_view word) { return word == "--version" || word == "-v"; })) {
+        tellVersion(); // also where there is no display
+        return EXIT_SUCCESS;
+    }
     qInstallMessageHandler(tellStart);
     CCalvaneApp app(argc, argv);
     qInstallMessageHandler(tellMessage);
@@ -87,11 +98,6 @@ int main(int argc, char** argv) {
     if (!parser.parse(words)) {
         std::cerr << workbench::shownMessage(parser.errorText().toStdString()) + '\n';
         return EXIT_FAILURE;
-    }
-    if (parser.isSet("version")) {
-        const auto ring = workbench::ringFile(kernel::programDirectory());
-        std::cout << CMainFrame::kTitle << '\n' << workbench::ringLine(ring) << '\n';
-        return EXIT_SUCCESS;
     }
     parser.process(words);
 

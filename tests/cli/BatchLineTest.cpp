@@ -152,9 +152,9 @@ TEST_F(BatchLine, EventsAreLinesAndALogIsNoConditionOfTheRun) {
     for (const auto& [log, err] : rows) {
         expectRun("set 30 8 --quiet --log " + std::string(log), 0, err);
     }
-    service(kTwoSeconds);
+    service("[[port.fault]]\ncall = \"send\"\nitem = 10\ndelay_ms = 300\n");
     outputOf("mkfifo '" + (folder / "gone").string() + "'");
-    const Outcome outcome = run("read --ids 30 --text t --quiet --log gone", " --port COM1", "head -n 1 gone >line");
+    const Outcome outcome = run("read --text t --quiet --log gone", " --port COM1", "head -n 1 gone >line");
     EXPECT_EQ(outcome.status, 0) << "the reader has left";
     EXPECT_EQ(outcome.err, "calvane-batch: The log 'gone' lacks what came last: Broken pipe\n");
     service("");

@@ -70,7 +70,7 @@ bool isRingAsShipped(const fs::path& ring) {
 }
 
 bool isProgram(const fs::path& path) {
-    std::string head;
+    std::string head; // one more than the bytes that are asked for
     return isPlainFile(path) && kernel::readRegularFile(path, 3, head) == EFBIG &&
            head == "\x7F"
                    "ELF";
@@ -119,8 +119,7 @@ void removeOldCopies(const kernel::ProgramFolders& folders) {
     if (hadPrograms && isPlainFile(own / kHelpFileName)) {
         removeCopy(own / kHelpFileName);
     }
-    // A ring without units is still one as it was shipped, for a program that meets it now; units without a ring are
-    // not.
+    // In this order: a ring without units is still one as it was shipped, for a program that meets it now.
     if (isThere(folders.shipped / kRingFileName) && isRingAsShipped(own / kRingFileName)) {
         removeCopy(own / kUnitsFileName);
         removeCopy(own / kRingFileName);

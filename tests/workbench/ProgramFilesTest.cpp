@@ -70,9 +70,3 @@ TEST(ProgramFilesTest, WhatIsAsShippedGivesWayAndWhatIsTheUsersStays) {
         EXPECT_EQ(log.contains("Can't use"), std::string(row.name) == "units alone") << log.text();
     }
 }
-
-TEST(ProgramFilesTest, AFolderThatCantBeMadeIsTold) {
-    const ErrorLog log;
-    workbench::bringUpToDate({.program = "/", .shipped = "/", .own = "/proc/none/calvane"});
-    EXPECT_EQ(log.text(), "Can't make /proc/none/calvane: No such file or directory\n");
-}

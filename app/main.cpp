@@ -22,8 +22,7 @@ namespace {
 /// The phone service of this process; without it, where its configuration can't be used, there are no ports.
 std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& programDirectory) {
     try {
-        return std::make_unique<tessra::ServiceHost>(
-            tessra::loadServiceConfig(programDirectory / workbench::kServiceFileName));
+        return std::make_unique<tessra::ServiceHost>(tessra::loadServiceConfig(programDirectory / "Tessra.toml"));
     } catch (const std::exception& failure) {
         const std::string shown = workbench::shownMessage(kernel::messageOf(failure));
         showMessageBox(nullptr, QString::fromStdString(shown), kExceptionCaption, MessageIcon::kError);
@@ -100,15 +99,14 @@ int main(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     parser.process(words);
+    QString file;
+    QStringList calibrationFiles = parser.values(calibrationFile);
+    takeFiles(parser.positionalArguments(), file, calibrationFiles);
 
     try {
-        const kernel::ProgramFolders folders = kernel::programFolders();
-        workbench::bringUpToDate(folders);
-        const std::filesystem::path& programDirectory = folders.own;
+        workbench::bringUpToDate(kernel::programFolders());
+        const std::filesystem::path programDirectory = kernel::programDirectory();
         const auto service = startService(programDirectory);
-        QString file;
-        QStringList calibrationFiles = parser.values(calibrationFile);
-        takeFiles(parser.positionalArguments(), file, calibrationFiles);
         const bool started = app.initInstance(programDirectory, file, calibrationFiles);
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
         app.end(); // while the service that its sessions use is still there

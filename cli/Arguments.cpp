@@ -5,6 +5,7 @@
 #include "cli/UnknownWords.h"
 #include "cli/VerbOptions.h"
 #include "platform/kernel/Process.h"
+#include "workbench/ProgramFiles.h"
 #include "workbench/ResultJson.h"
 
 #include <algorithm>
@@ -108,7 +109,9 @@ void requirePort(Arguments& arguments) {
 void describeProgram(CLI::App& program, Arguments& arguments) {
     program.name("calvane-batch");
     program.description("Reads, shows and writes the radio-frequency calibration items of phones.");
-    program.set_version_flag("--version", workbench::kProgramVersion);
+    program.set_version_flag("--version", [ring = arguments.ringPath] {
+        return workbench::kProgramVersion + ("\n" + workbench::ringLine(ring));
+    });
     program.require_subcommand(1);
     program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
     addVerbose(program, arguments);
@@ -118,9 +121,9 @@ void describeProgram(CLI::App& program, Arguments& arguments) {
 
 ParsedArguments parseArguments(int argc, const char* const* argv) {
     Arguments arguments;
-    const auto directory = kernel::programDirectory();
-    arguments.ringPath = directory / "NV Decoder.vrk";
-    arguments.servicePath = directory / "Tessra.toml";
+    const kernel::ProgramFolders folders = kernel::programFolders();
+    arguments.ringPath = workbench::ringFile(folders.own, folders.shipped);
+    arguments.servicePath = folders.own / workbench::kServiceFileName;
 
     for (int at = 1; at < argc; ++at) {
         // The parser never comes back from an empty operand of a command that needs one option of several.

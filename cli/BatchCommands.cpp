@@ -4,15 +4,25 @@
 #include "cli/RunTrace.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
+#include "platform/kernel/Process.h"
 #include "tessra/host/ServiceHost.h"
 #include "workbench/ItemListFile.h"
 #include "workbench/PortReason.h"
+#include "workbench/ProgramFiles.h"
 
 #include <algorithm>
 #include <iostream>
 #include <optional>
 
 namespace {
+
+/// Makes the file of the user's ports where they are needed and nobody has made it yet.
+void makeOwnPorts(bool needsPhone, const std::filesystem::path& path) {
+    if (const kernel::ProgramFolders folders = kernel::programFolders();
+        needsPhone && path == folders.own / workbench::kServiceFileName) {
+        workbench::bringUpToDate(folders);
+    }
+}
 
 /// The service's ports as its file describes them, or the one of a device that was named. A file that can't be used is
 /// reported, and the program goes on without ports, since the failures that follow say more of a port than silence
@@ -146,6 +156,7 @@ ExitStatus runBatch(const Arguments& given) {
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
+    makeOwnPorts(verb.needsPhone, arguments.servicePath);
     findPorts(arguments);
     // A verb that names no port, as a dry run may do, needs none.
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);

@@ -60,13 +60,13 @@ ExitStatus probe(const Arguments& arguments) {
     const std::string name = shownText(arguments.probedDevice);
     const SerialDevice device = deviceAt(arguments.probedDevice);
     if (device.state != DeviceState::kFree) {
-        std::cerr << name << ": " << shownText(devices::stateText(device)) << '\n';
+        tellFailure(name + ": " + shownText(devices::stateText(device)));
         return ExitStatus::kNoPhone;
     }
     tessra::LineSetup setup{.device = arguments.probedDevice, .baud = arguments.baud};
     const auto result = tessra::DeviceProbe(setup).run();
     if (!result.phone) {
-        std::cerr << (result.problem.empty() ? name + ": no answer" : shownText(result.problem)) << '\n';
+        tellFailure(result.problem.empty() ? name + ": no answer" : shownText(result.problem));
         return ExitStatus::kNoPhone;
     }
     const workbench::PhoneIdentity phone{result.phone->serialNumber, result.phone->model,

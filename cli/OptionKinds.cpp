@@ -89,12 +89,12 @@ void addVerbose(CLI::App& program, Arguments& arguments) {
 }
 
 void addRing(CLI::App& verb, Arguments& arguments) {
-    addName(verb, "--ring", arguments.ringPath, "Decoder ring file (default: \"NV Decoder.vrk\" beside the program)");
+    addName(verb, "--ring", arguments.ringPath, "Decoder ring file (default: the one that --version names)");
 }
 
 void addService(CLI::App& verb, Arguments& arguments) {
     addName(verb, "--service", arguments.servicePath,
-            "Ports of the phone service (default: Tessra.toml beside the program)");
+            "Ports of the phone service (default: Tessra.toml in the program's folder)");
     addName(verb, "--trace", arguments.tracePath,
             "Record every packet in this file (- for standard output), the service programming code blanked out");
 }

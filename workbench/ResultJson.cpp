@@ -1,35 +1,13 @@
 #include "workbench/ResultJson.h"
 
-#include "engine/Calvane.h"
-#include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Text.h"
-
-#include <sha2.h>
 
 #include <array>
 #include <ctime>
 
 namespace workbench {
-namespace {
 
 using Json = nlohmann::ordered_json;
-
-/// A ring of 65,536 items with the longest lines stays below this.
-constexpr std::size_t kMaxRingBytes = std::size_t{1} << 30;
-
-} // namespace
-
-RingInfo ringInfo(const std::filesystem::path& path, Calvane& catalog) {
-    RingInfo info{.path = path, .sha256 = {}, .items = catalog.getSupportedNvItems().size()};
-    std::string text;
-    // What came through a pipe is gone by now.
-    if (kernel::readRegularFile(path, kMaxRingBytes, text) == 0) {
-        std::array<char, SHA256_DIGEST_STRING_LENGTH> digits{};
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the library takes unsigned bytes
-        info.sha256 = SHA256Data(reinterpret_cast<const std::uint8_t*>(text.data()), text.size(), digits.data());
-    }
-    return info;
-}
 
 std::string utcText(std::chrono::system_clock::time_point when) {
     using namespace std::chrono;

@@ -1,18 +1,15 @@
 #pragma once
 
 #include "workbench/PhoneIdentity.h"
+#include "workbench/RingInfo.h"
 
 #include <nlohmann/json.hpp>
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <span>
 #include <string>
-
-class Calvane;
 
 /// What the JSON that programs read has in common: it says of which form it is, who made it, with which ring, of which
 /// phone. docs/schema has a JSON Schema for each form, docs/automation.md the words.
@@ -21,15 +18,6 @@ namespace workbench {
 inline constexpr const char* kProgramVersion = "Calvane 1.4.34";
 /// Of all forms. A file of a later one is refused.
 inline constexpr int kResultSchema = 1;
-
-/// The decoder ring in use.
-struct RingInfo {
-    std::filesystem::path path;
-    std::string sha256; ///< of the file's bytes, 64 hexadecimal digits; empty where it is no regular file
-    std::size_t items = 0;
-};
-/// The ring at `path`, which `catalog` has loaded.
-RingInfo ringInfo(const std::filesystem::path& path, Calvane& catalog);
 
 /// "2026-11-23T23:50:12.123Z".
 std::string utcText(std::chrono::system_clock::time_point when);

@@ -22,10 +22,10 @@ public:
     bool notify(QObject* receiver, QEvent* event) override;
 
     /// Makes and shows the main window with one document: a new one, or `file` opened where it is not empty. Side files
-    /// are looked for in `programDirectory`. False, without a message box, ends the program. `calibrationFile`, or
-    /// `file` where it begins as a compound file does, is read into the document once the program runs.
+    /// are looked for in `programDirectory`. False, without a message box, ends the program. The `calibrationFiles`,
+    /// and `file` where it begins as a compound file does, are read into documents once the program runs.
     bool initInstance(const std::filesystem::path& programDirectory, const QString& file,
-                      const QString& calibrationFile = {});
+                      const QStringList& calibrationFiles = {});
 
     /// Destroys the main window with all documents, which write their configuration.
     void end();

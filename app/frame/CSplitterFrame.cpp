@@ -114,7 +114,7 @@ void CSplitterFrame::makeParts() {
     parts_.push_back(std::move(filter));
     parts_.push_back(
         std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
-    const std::string ring = (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string();
+    const std::string ring = document_->ring().path.string();
     auto compare = std::make_unique<ComparePart>(
         ComparePart::Document{*this, *editor_, *history_, ring,
                               [this](WriteRequest request) { review(std::move(request)); }},

@@ -33,11 +33,11 @@ TEST_F(BatchDevices, AreListedWithoutBeingOpenedAndAskedByChoiceAlone) {
         std::string text;
     } rows[] = {
         {"devices/phone --baud 9600", 0, "devices/phone: M7 42, software 1.0\n"},
-        {"devices/a", 3, "devices/a: gone\n"},
+        {"devices/a", 3, "calvane-batch: devices/a: gone\n"},
         {"devices/phone --baud 12345", 3,
-         "The serial line of devices/phone: devices/phone: 12345 baud is none of the speeds of a serial line from 1800 "
-         "to "
-         "4000000\ndevices/phone: 12345 baud is none of the speeds of a serial line from 1800 to 4000000\n"},
+         "calvane-batch: The serial line of devices/phone: devices/phone: 12345 baud is none of the speeds of a serial line "
+         "from 1800 to 4000000\ncalvane-batch: devices/phone: 12345 baud is none of the speeds of a serial line from 1800 "
+         "to 4000000\n"},
     };
     for (const auto& row : rows) {
         const Outcome outcome = run(all_ + " --probe " + row.device);
@@ -54,7 +54,7 @@ TEST_F(BatchDevices, APhoneOnADeviceNeedsNoFileOfPorts) {
     EXPECT_EQ(read.out, "NV_B\r\n8, \r\n\r\n") << read.err;
     const Outcome none = run("reset --device devices/none", "");
     EXPECT_EQ(none.status, 3);
-    EXPECT_NE(none.err.find("\ndevices/none: can't be opened: No such file or directory\n"), std::string::npos);
+    EXPECT_NE(none.err.find(" devices/none: can't be opened: No such file or directory\n"), std::string::npos);
 }
 
 } // namespace

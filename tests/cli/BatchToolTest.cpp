@@ -147,7 +147,7 @@ TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
         "write;write --from-mox a --from-json b;write --from-mox a --tolerate 7x;write --from-mox a "
         "--offline-first=5x;list --ring '';ports --service '';read --port '';read --text '';read --json '';read --mox "
         "'';show '';prune '' --keep 1;tree '';set 30 1 --spc '';write --from-json '';write --port COM1 x '';write "
-        "--from-mox '';ports --json;ports --probe x;ports --all --baud 9600;read --port A --device B;read --port A "
+        "--from-mox '';ports --probe x;ports --all --baud 9600;read --port A --device B;read --port A "
         "--baud 9600");
     for (std::string wrong; std::getline(wrongUsage, wrong, ';');) {
         EXPECT_EQ(run(wrong).status, 2) << wrong;

@@ -1,5 +1,4 @@
 #include "cli/CommandText.h"
-#include "cli/FileUses.h"
 #include "cli/Run.h"
 #include "cli/RunTrace.h"
 #include "cli/Verbs.h"
@@ -161,7 +160,6 @@ ExitStatus runBatch(const Arguments& given) {
     // A verb that names no port, as a dry run may do, needs none.
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
     const auto config = isHost ? configuredPorts(arguments, status) : tessra::ServiceConfig();
-    refuseFilesOfTwoUses(arguments, config);
     const RunTrace trace(arguments.tracePath);
     if (isHost) {
         service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());

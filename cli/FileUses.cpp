@@ -1,6 +1,7 @@
 #include "cli/FileUses.h"
 
 #include "platform/kernel/WholeFile.h"
+#include "tessra/host/ServiceConfig.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -94,7 +95,8 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
             named("--report", arguments.reportPath),
             named("--log", arguments.logPath),
             named("--trace", arguments.tracePath),
-            {"--hex", std::nullopt, false, arguments.hex}};
+            {"--hex", std::nullopt, false, arguments.hex},
+            {"--changed-only-names", std::nullopt, false, arguments.namesOnly}};
 }
 
 [[noreturn]] void refuse(const std::string& output, const std::string& other) {
@@ -112,9 +114,23 @@ void refuseTwoReaders(const std::vector<FileUse>& inputs) {
     }
 }
 
+/// The ports as far as they can be known; why not, is told by whoever needs them.
+tessra::ServiceConfig portsOf(const Arguments& arguments) {
+    tessra::ServiceConfig config;
+    if (!arguments.devicePath.empty()) {
+        config.ports.emplace_back().line.device = arguments.devicePath;
+        return config;
+    }
+    try {
+        return tessra::loadServiceConfig(arguments.servicePath);
+    } catch (const tessra::ConfigError&) {
+        return {};
+    }
+}
+
 } // namespace
 
-void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfig& service) {
+void refuseFilesOfTwoUses(const Arguments& arguments) {
     auto outputs = outputsOf(arguments);
     const auto named = static_cast<std::ptrdiff_t>(outputs.size());
     for (const auto& [descriptor, what] : kStreams) {
@@ -135,7 +151,7 @@ void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfi
         }
     }
     refuseTwoReaders(namedInputs(arguments));
-    for (const FileUse& input : inputsOf(arguments, service)) {
+    for (const FileUse& input : inputsOf(arguments, portsOf(arguments))) {
         for (const FileUse& output : outputs) {
             if (output.identity && output.identity == input.identity) {
                 refuse(output.what, input.what + ", which is read");

@@ -1,6 +1,7 @@
 #include "cli/Run.h"
 
 #include "cli/CommandText.h"
+#include "cli/FileUses.h"
 #include "cli/Interruption.h"
 #include "cli/MessageLines.h"
 #include "cli/Verbs.h"
@@ -134,6 +135,7 @@ void Run::giveUpWhenInterrupted(const std::function<void()>& step) {
 }
 
 ExitStatus runRecorded(const Arguments& arguments) {
+    refuseFilesOfTwoUses(arguments);
     Run run(arguments);
     const bool isText = arguments.progress != Progress::kJson;
     const MessageLines lines(std::cerr, isText, [&](const std::string& line) {

@@ -4,6 +4,7 @@
 #include "workbench/ItemJson.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -35,7 +36,9 @@ int append(int file, std::string_view text) {
 std::string RunEvents::openLog(const std::string& path) {
     constexpr mode_t kAnyone = 0666; // as far as the process gives rights to new files
     const std::scoped_lock lock(mutex_);
-    log_ = kernel::FileDescriptor(::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, kAnyone));
+    log_ = kernel::FileDescriptor(
+        path == "-" ? ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)
+                    : ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, kAnyone));
     return log_ ? "" : std::generic_category().message(errno);
 }
 

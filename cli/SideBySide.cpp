@@ -2,6 +2,7 @@
 
 #include "cli/ChildProcesses.h"
 #include "cli/CommandText.h"
+#include "cli/FileUses.h"
 #include "cli/Interruption.h"
 #include "cli/PortFiles.h"
 #include "cli/ProgressBar.h"
@@ -144,6 +145,9 @@ std::string crashText(int waitStatus) {
 
 ExitStatus runSideBySide(const Arguments& arguments, const std::vector<std::string>& commandLine) {
     refuseSharedFiles(arguments);
+    for (const std::string& port : arguments.comPorts) {
+        refuseFilesOfTwoUses(forPort(arguments, port));
+    }
     const Interruption interruption;
     RunEvents events("", arguments.progress == Progress::kJson);
     if (!arguments.logPath.empty() && arguments.logPath.find("{port}") == std::string::npos) {

@@ -41,7 +41,7 @@ void describeCheck(CLI::App& program, Arguments& arguments) {
     addItems(*check, arguments, "Check");
     addRetries(*check, arguments);
     addJson(*check, arguments, "Write all values that have limits");
-    addTelling(*check, arguments);
+    addReporting(*check, arguments);
 }
 
 } // namespace

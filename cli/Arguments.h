@@ -35,7 +35,7 @@ struct Arguments {
     std::string logPath;               ///< of the log that is appended to; empty for none
     Progress progress = Progress::kBar;
     ColourChoice colour = ColourChoice::kAuto;
-    bool isQuiet = false;                                  ///< on standard error failures alone
+    bool isQuiet = false;        ///< on standard error failures alone
     std::string devicePath;      ///< of a phone that needs no configured port; comPort is the same then
     std::uint32_t baud = 115200; ///< of this device
     bool allDevices = false;     ///< ports: the serial devices of the system instead

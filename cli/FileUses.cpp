@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -129,6 +131,27 @@ tessra::ServiceConfig portsOf(const Arguments& arguments) {
 }
 
 } // namespace
+
+void refuseFilesOfTwoUses(const std::vector<Arguments>& ports) {
+    for (const Arguments& port : ports) {
+        refuseFilesOfTwoUses(port);
+    }
+    for (auto left = ports.begin(); left != ports.end(); ++left) {
+        for (auto right = ports.begin(); right != ports.end(); ++right) {
+            Arguments other = *right;
+            other.logPath.clear(); // the lines of all ports may stand in one
+            auto uses = outputsOf(other);
+            std::ranges::move(namedInputs(*right), std::back_inserter(uses));
+            for (const FileUse& output : left == right ? std::vector<FileUse>() : outputsOf(*left)) {
+                for (const FileUse& use : uses) {
+                    if (output.identity && !output.isDevice && output.identity == use.identity) {
+                        refuse(output.what + " of " + left->comPort, use.what + " of " + right->comPort);
+                    }
+                }
+            }
+        }
+    }
+}
 
 void refuseFilesOfTwoUses(const Arguments& arguments) {
     auto outputs = outputsOf(arguments);

@@ -36,9 +36,13 @@ int append(int file, std::string_view text) {
 std::string RunEvents::openLog(const std::string& path) {
     constexpr mode_t kAnyone = 0666; // as far as the process gives rights to new files
     const std::scoped_lock lock(mutex_);
-    log_ = kernel::FileDescriptor(
-        path == "-" ? ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)
-                    : ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, kAnyone));
+    // A pipe that nobody reads is a failure, rather than a wait that nothing ends.
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY;
+    log_ = kernel::FileDescriptor(path == "-" ? ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)
+                                              : ::open(path.c_str(), kFlags | O_NONBLOCK, kAnyone));
+    if (log_ && path != "-") {
+        ::fcntl(log_.number(), F_SETFL, O_APPEND);
+    }
     return log_ ? "" : std::generic_category().message(errno);
 }
 

@@ -17,7 +17,9 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -35,6 +37,14 @@ std::vector<std::string> commandLineFor(std::vector<std::string> commandLine, co
                                    [](const std::string& argument) { return !argument.starts_with('-'); });
     commandLine.insert(verb + 1, "--only-port=" + port);
     return commandLine;
+}
+
+/// This program, by the name that others see when it uses a port.
+std::string programPath() {
+    const char* const self = "/proc/self/exe";
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::read_symlink(self, error);
+    return !error && std::filesystem::exists(path, error) ? path.string() : self;
 }
 
 /// What is shown of all ports.
@@ -145,9 +155,10 @@ std::string crashText(int waitStatus) {
 
 ExitStatus runSideBySide(const Arguments& arguments, const std::vector<std::string>& commandLine) {
     refuseSharedFiles(arguments);
-    for (const std::string& port : arguments.comPorts) {
-        refuseFilesOfTwoUses(forPort(arguments, port));
-    }
+    std::vector<Arguments> ports;
+    std::ranges::transform(arguments.comPorts, std::back_inserter(ports),
+                           [&](const std::string& port) { return forPort(arguments, port); });
+    refuseFilesOfTwoUses(ports);
     const Interruption interruption;
     RunEvents events("", arguments.progress == Progress::kJson);
     if (!arguments.logPath.empty() && arguments.logPath.find("{port}") == std::string::npos) {
@@ -157,7 +168,7 @@ ExitStatus runSideBySide(const Arguments& arguments, const std::vector<std::stri
     ExitStatus status = ExitStatus::kDone;
     ChildProcesses children(kPatience);
     for (const std::string& port : arguments.comPorts) {
-        if (const int error = children.start("/proc/self/exe", commandLineFor(commandLine, port)); error != 0) {
+        if (const int error = children.start(programPath(), commandLineFor(commandLine, port)); error != 0) {
             status = ExitStatus::kOtherFailure;
             tellCrash(arguments, port, "No process could be started for it: " + std::generic_category().message(error),
                       display);

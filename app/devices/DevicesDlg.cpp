@@ -217,6 +217,9 @@ void DevicesDlg::showDevices(const std::vector<SerialDevice>& listed) {
         (now->state != DeviceState::kFree || before->user.who != kernel::FileUser::Who::kThisProcess)) {
         tellState();
     }
+    if (now == nullptr && !question_) {
+        tellState(); // that there is none, or no longer so
+    }
     enableButtons();
 }
 

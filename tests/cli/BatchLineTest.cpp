@@ -5,6 +5,7 @@
 #include "tests/support/Processes.h"
 
 #include <nlohmann/json.hpp>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
@@ -214,14 +215,19 @@ TEST_F(BatchLine, SeveralPortsEachHaveTheirOwnEnd) {
     std::istringstream kinds(events(followed.err));
     EXPECT_EQ(std::distance(std::istream_iterator<std::string>(kinds), {}), 8) << followed.err;
     EXPECT_EQ(run("read --port COM1,COM9 --quiet --json '{port}'").status, 3);
-    std::istringstream wrong(
-        "read --port COM1,COM2 --json j;read --port COM1,COM2 --report -;set 30 1 --port COM1,COM1;"
-        "write --port COM1,COM2 --from-json -;write --port COM1,COM2 --from-json /dev/null;"
-        "set 30 1 --port COM1,");
+    std::filesystem::create_symlink("COM2-j", folder / "COM1-j");
+    std::istringstream wrong("read --port COM1,COM2 --json '{port}-j';read --port COM1,COM2 --json j;read --port "
+                             "COM1,COM2 --report -;set 30 1 --port COM1,COM1;"
+                             "write --port COM1,COM2 --from-json -;write --port COM1,COM2 --from-json /dev/null;"
+                             "set 30 1 --port COM1,");
     for (std::string arguments; std::getline(wrong, arguments, ';');) {
         EXPECT_EQ(run(arguments).status, 2) << arguments;
     }
-    EXPECT_FALSE(std::filesystem::exists(folder / "j"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "j") || std::filesystem::exists(folder / "COM2-j"));
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    const Outcome unread = run("read --port COM1,COM2 --ids 30 --json '{port}' --log pipe");
+    EXPECT_EQ(unread.status, 0) << "nobody waits for a reader of the log";
+    EXPECT_NE(unread.err.find("Can't write 'pipe'"), std::string::npos) << unread.err;
 }
 
 TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {

@@ -88,5 +88,9 @@ ExitStatus printDiff(Calvane& catalog, const Arguments& arguments) {
     }
     arguments.run->note(comparison->counts() +
                         (unknown.empty() ? "" : ", not compared: " + workbench::namedItems(unknown)) + ".\n");
+    if (comparison->rows().empty()) {
+        tellFailure("Nothing was compared."); // which is no proof that the sides are equal
+        return worse(status, ExitStatus::kIncomplete);
+    }
     return worse(status, rows.empty() ? ExitStatus::kDone : ExitStatus::kDifferent);
 }

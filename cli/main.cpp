@@ -1,4 +1,5 @@
 #include "cli/CommandText.h"
+#include "cli/Interruption.h"
 #include "cli/PortFiles.h"
 #include "cli/Run.h"
 #include "cli/ShownStream.h"
@@ -20,9 +21,10 @@ namespace {
 ExitStatus run(const Arguments& arguments, const std::vector<std::string>& commandLine) {
     if (!arguments.onlyPort.empty()) {
         endWithStarter();
+        const Interruption interruption; // from the start: a signal to all of them is no crash of this one
         Arguments own = forPort(arguments, arguments.onlyPort);
         own.progress = Progress::kJson;
-        return runRecorded(own);
+        return worse(runRecorded(own), Interruption::status());
     }
     return arguments.comPorts.empty() ? runRecorded(forPort(arguments, arguments.comPort))
                                       : runSideBySide(arguments, commandLine);

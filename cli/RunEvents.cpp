@@ -7,8 +7,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 using Json = nlohmann::ordered_json;
@@ -31,18 +33,28 @@ int append(int file, std::string_view text) {
     return error;
 }
 
+/// A pipe that nobody reads is a failure after a moment, rather than a wait that nothing ends.
+kernel::FileDescriptor openToAppend(const std::string& path) {
+    constexpr mode_t kAnyone = 0666; // as far as the process gives rights to new files
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    constexpr int kLooks = 100;
+    kernel::FileDescriptor file(::open(path.c_str(), kFlags, kAnyone));
+    for (int look = 0; !file && errno == ENXIO && look < kLooks; ++look) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        file = kernel::FileDescriptor(::open(path.c_str(), kFlags, kAnyone));
+    }
+    if (file) {
+        ::fcntl(file.number(), F_SETFL, O_APPEND);
+    }
+    return file;
+}
+
 } // namespace
 
 std::string RunEvents::openLog(const std::string& path) {
-    constexpr mode_t kAnyone = 0666; // as far as the process gives rights to new files
     const std::scoped_lock lock(mutex_);
-    // A pipe that nobody reads is a failure, rather than a wait that nothing ends.
-    constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY;
-    log_ = kernel::FileDescriptor(path == "-" ? ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)
-                                              : ::open(path.c_str(), kFlags | O_NONBLOCK, kAnyone));
-    if (log_ && path != "-") {
-        ::fcntl(log_.number(), F_SETFL, O_APPEND);
-    }
+    log_ = path == "-" ? kernel::FileDescriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1))
+                       : openToAppend(path);
     return log_ ? "" : std::generic_category().message(errno);
 }
 

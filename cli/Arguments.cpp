@@ -5,8 +5,11 @@
 #include "cli/UnknownWords.h"
 #include "cli/VerbOptions.h"
 #include "platform/kernel/Process.h"
+#include "workbench/ProgramFiles.h"
+#include "workbench/ResultJson.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <string_view>
 
@@ -27,6 +30,37 @@ std::string exitStatusHelp() {
         }
     }
     return text + ".\n";
+}
+
+/// A read that goes on does so in its file. The items themselves are nothing to print.
+void takeRawFile(Arguments& arguments) {
+    arguments.jsonPath = arguments.jsonPath.empty() ? arguments.resumePath : arguments.jsonPath;
+    if (arguments.verb == Arguments::Verb::kRead && arguments.raw && arguments.jsonPath.empty()) {
+        throw CLI::RequiredError("--json, with --raw,");
+    }
+}
+
+/// Several ports are named with commas between them.
+void takePorts(Arguments& arguments) {
+    using Verb = Arguments::Verb;
+    constexpr std::array kVerbs{Verb::kRead, Verb::kWrite, Verb::kSet, Verb::kReset};
+    if (std::ranges::find(kVerbs, arguments.verb) == kVerbs.end() || !arguments.devicePath.empty()) {
+        return;
+    }
+    std::string_view rest(arguments.comPort);
+    std::vector<std::string> ports;
+    while (!rest.empty()) {
+        const std::string_view port = rest.substr(0, rest.find(','));
+        if (port.empty() || rest.ends_with(',') || std::ranges::find(ports, port) != ports.end()) {
+            throw CLI::ValidationError("--port", "'" + arguments.comPort + "' names a port twice, or none");
+        }
+        ports.emplace_back(port);
+        rest.remove_prefix(std::min(port.size() + 1, rest.size()));
+    }
+    if (ports.size() > 1) {
+        arguments.comPorts = std::move(ports);
+        arguments.comPort.clear();
+    }
 }
 
 /// The words of the command line. The parser would take no more words of a list behind "--", which is to keep a value
@@ -56,10 +90,17 @@ void tellWrongUsage(const CLI::App& program, const std::vector<std::string>& wor
 }
 
 /// The library knows no option that another one makes dispensable.
-void requirePort(const Arguments& arguments) {
-    const bool isWrite = arguments.verb == Arguments::Verb::kSet || arguments.verb == Arguments::Verb::kWrite;
+void requirePort(Arguments& arguments) {
+    using Verb = Arguments::Verb;
+    if (!arguments.devicePath.empty()) {
+        arguments.comPort = arguments.devicePath;
+    }
+    const bool isWrite = arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite;
     if (isWrite && arguments.comPort.empty() && !arguments.isDryRun) {
-        throw CLI::RequiredError("--port, unless --dry-run is given,");
+        throw CLI::RequiredError("--port or --device, unless --dry-run is given,");
+    }
+    if ((arguments.verb == Verb::kRead || arguments.verb == Verb::kReset) && arguments.comPort.empty()) {
+        throw CLI::RequiredError("--port or --device");
     }
 }
 
@@ -68,7 +109,9 @@ void requirePort(const Arguments& arguments) {
 void describeProgram(CLI::App& program, Arguments& arguments) {
     program.name("calvane-batch");
     program.description("Reads, shows and writes the radio-frequency calibration items of phones.");
-    program.set_version_flag("--version", "Calvane 1.4.34");
+    program.set_version_flag("--version", [ring = arguments.ringPath] {
+        return workbench::kProgramVersion + ("\n" + workbench::ringLine(ring));
+    });
     program.require_subcommand(1);
     program.footer(exitStatusHelp() + "Each command has a --help of its own, with an example.");
     addVerbose(program, arguments);
@@ -78,9 +121,9 @@ void describeProgram(CLI::App& program, Arguments& arguments) {
 
 ParsedArguments parseArguments(int argc, const char* const* argv) {
     Arguments arguments;
-    const auto directory = kernel::programDirectory();
-    arguments.ringPath = directory / "NV Decoder.vrk";
-    arguments.servicePath = directory / "Tessra.toml";
+    const kernel::ProgramFolders folders = kernel::programFolders();
+    arguments.ringPath = workbench::ringFile(folders.own, folders.shipped);
+    arguments.servicePath = folders.own / workbench::kServiceFileName;
 
     for (int at = 1; at < argc; ++at) {
         // The parser never comes back from an empty operand of a command that needs one option of several.
@@ -95,6 +138,8 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     try {
         program.parse(std::vector<std::string>(words.rbegin(), words.rend()));
         requirePort(arguments);
+        takePorts(arguments);
+        takeRawFile(arguments);
     } catch (const CLI::Success& help) {
         program.exit(help);
         return {std::nullopt, ExitStatus::kDone};

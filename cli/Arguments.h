@@ -2,6 +2,7 @@
 
 #include "cli/ExitStatus.h"
 #include "cli/SetRequest.h"
+#include "cli/ShownStream.h"
 #include "engine/PhoneProperties.h"
 
 #include <array>
@@ -11,15 +12,35 @@
 #include <string>
 #include <vector>
 
+class Run;
+
+/// How the tool tells on standard error how far it has got.
+enum class Progress { kBar, kJson, kNone };
+
 /// What the batch tool was asked to do. Which fields count depends on the verb.
 struct Arguments {
     enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree, kDiff, kCheck };
 
     Verb verb = Verb::kPorts;
+    std::string verbName;
+    Run* run = nullptr;     ///< this run of the verb; set by runRecorded(), which owns it
     bool isVerbose = false; ///< failures with the functions in which they were noticed
     std::string ringPath;
     std::string servicePath;
+    std::string tracePath; ///< where the packets of its ports are recorded; empty for nowhere
     std::string comPort;
+    std::vector<std::string> comPorts; ///< where several are named: these side by side, and no comPort
+    std::string onlyPort;              ///< the one of them that this process is for; empty in the one that was started
+    std::string reportPath;            ///< of the report, on verbs with a phone; empty for none
+    std::string logPath;               ///< of the log that is appended to; empty for none
+    Progress progress = Progress::kBar;
+    ColourChoice colour = ColourChoice::kAuto;
+    bool isQuiet = false;        ///< on standard error failures alone
+    std::string devicePath;      ///< of a phone that needs no configured port; comPort is the same then
+    std::uint32_t baud = 115200; ///< of this device
+    bool allDevices = false;     ///< ports: the serial devices of the system instead
+    std::string probedDevice;    ///< ports: the one to be asked; empty for none
+    std::string deviceFolder;    ///< ports: stands in for the system; empty for none
     std::optional<std::vector<std::uint16_t>> itemNumbers; ///< read, list, show, write: these alone; prune: to keep
     std::vector<std::uint16_t> singleNumbers;              ///< of these, the ones named outside ranges
     std::string listPath;                                  ///< the file with these numbers; empty for none
@@ -29,10 +50,12 @@ struct Arguments {
     std::string moxPath;                                   ///< read, write, show, prune: the calibration file
     std::uint16_t phoneModelId = 0;                        ///< read: of a calibration file that is created
     std::optional<PhoneProperties> properties;             ///< read: for the calibration file, where one is wanted
-    bool hex = false;                                      ///< show
-    bool info = false;                                     ///< show: of the file itself, not of its items
-    std::vector<SetRequest> requests;                      ///< set
-    std::string inputPath;                                 ///< write: the JSON file; tree: the compound file
+    bool raw = false;                 ///< read, write: bytes alone, also of items that the ring lacks
+    std::string resumePath;           ///< read: the JSON of a raw read that this one goes on with
+    bool hex = false;                 ///< show
+    bool info = false;                ///< show: of the file itself, not of its items
+    std::vector<SetRequest> requests; ///< set
+    std::string inputPath;            ///< write: the JSON file; tree: the compound file
     struct Side {
         std::string name;
         bool isPort = false; ///< settled when the arguments are carried out

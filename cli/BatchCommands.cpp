@@ -1,10 +1,13 @@
 #include "cli/CommandText.h"
-#include "cli/FileUses.h"
+#include "cli/Run.h"
+#include "cli/RunTrace.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
+#include "platform/kernel/Process.h"
 #include "tessra/host/ServiceHost.h"
 #include "workbench/ItemListFile.h"
 #include "workbench/PortReason.h"
+#include "workbench/ProgramFiles.h"
 
 #include <algorithm>
 #include <iostream>
@@ -12,11 +15,28 @@
 
 namespace {
 
-/// The service's ports as its file describes them. A file that can't be used is reported, and the program goes on
-/// without ports, since the failures that follow say more of a port than silence does.
-tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& status) {
+/// Makes the file of the user's ports where they are needed and nobody has made it yet.
+void makeOwnPorts(bool needsPhone, const std::filesystem::path& path) {
+    if (const kernel::ProgramFolders folders = kernel::programFolders();
+        needsPhone && path == folders.own / workbench::kServiceFileName) {
+        workbench::bringUpToDate(folders);
+    }
+}
+
+/// The service's ports as its file describes them, or the one of a device that was named. A file that can't be used is
+/// reported, and the program goes on without ports, since the failures that follow say more of a port than silence
+/// does.
+tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& status) {
+    tessra::ServiceConfig config;
+    if (!arguments.devicePath.empty()) {
+        tessra::PortConfig& port = config.ports.emplace_back();
+        port.name = arguments.comPort;
+        port.number = 1;
+        port.line = {.device = arguments.devicePath, .baud = arguments.baud};
+        return config;
+    }
     try {
-        return tessra::loadServiceConfig(path);
+        return tessra::loadServiceConfig(arguments.servicePath);
     } catch (const tessra::ConfigError& error) {
         tellFailure(error.message() + "\nGoing on without ports.");
         status = ExitStatus::kFile;
@@ -26,7 +46,8 @@ tessra::ServiceConfig configuredPorts(const std::string& path, ExitStatus& statu
 
 /// Says that the port has no phone, if so: the failures of a connect do not say it. They do say why a port can't be
 /// used, and then that is all of it. Answers whether it has a phone. Looks at no other port, which others may be using.
-bool explainPort(Calvane& catalog, const std::string& comPort) {
+bool explainPort(Calvane& catalog, const Arguments& arguments) {
+    const std::string& comPort = arguments.comPort;
     try {
         TessraServer& session = *catalog.getTessraServer();
         if (session.connect(comPort, 0)) {
@@ -34,7 +55,8 @@ bool explainPort(Calvane& catalog, const std::string& comPort) {
         }
         if (workbench::portReason(session, comPort).empty()) {
             std::cerr << "No phone is present on " << comPort
-                      << ". `calvane-batch ports` tells where there are some.\n";
+                      << (arguments.devicePath.empty() ? ". `calvane-batch ports` tells where there are some.\n"
+                                                       : ". Is it the right speed, and is the phone on?\n");
         }
         return false;
     } catch (const std::exception&) {
@@ -125,23 +147,28 @@ void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::str
 } // namespace
 
 ExitStatus runBatch(const Arguments& given) {
+    if (given.allDevices) {
+        return printDevices(given);
+    }
     const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
     ExitStatus status = ExitStatus::kDone;
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
+    makeOwnPorts(verb.needsPhone, arguments.servicePath);
     findPorts(arguments);
     // A verb that names no port, as a dry run may do, needs none.
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
-    const auto config = isHost ? configuredPorts(arguments.servicePath, status) : tessra::ServiceConfig();
-    refuseFilesOfTwoUses(arguments, config);
+    const auto config = isHost ? configuredPorts(arguments, status) : tessra::ServiceConfig();
+    const RunTrace trace(arguments.tracePath);
     if (isHost) {
-        service.emplace(config);
+        service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());
     }
     Calvane catalog;
     try {
         if (verb.needsRing) {
             failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
+            arguments.run->useRing(arguments.ringPath, catalog);
             tellNames(list, catalog, arguments.listPath);
         }
         status = worse(status, verb.run(catalog, arguments));
@@ -152,8 +179,8 @@ ExitStatus runBatch(const Arguments& given) {
     } catch (const std::exception& error) {
         status = worse(status, report(error, arguments.comPort));
     }
-    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments.comPort)) {
+    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments)) {
         status = worse(status, ExitStatus::kNoPhone);
     }
-    return status;
+    return worse(status, trace.status());
 }

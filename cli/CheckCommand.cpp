@@ -1,5 +1,6 @@
 #include "cli/CommandText.h"
 #include "cli/ItemSides.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "workbench/ItemJson.h"
 #include "workbench/LimitCheck.h"
@@ -104,6 +105,7 @@ ExitStatus checkItems(Calvane& catalog, const Arguments& arguments) {
     } else {
         std::cout << check.text();
     }
-    std::cerr << check.account();
-    return worse(side.status, check.status());
+    const ExitStatus status = worse(side.status, check.status());
+    arguments.run->account(check.account(), status);
+    return status;
 }

@@ -1,5 +1,6 @@
 #include "cli/CommandText.h"
 
+#include "cli/ShownStream.h"
 #include "platform/kernel/MessageException.h"
 #include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Text.h"
@@ -83,7 +84,7 @@ void tellFailure(const std::string& text) {
         line += words;
         rest.remove_prefix(std::min(next.size() + 1, rest.size()));
     }
-    std::cerr << "calvane-batch: " + line + "\n";
+    std::cerr << Colour::kFailure << "calvane-batch: " + line + "\n" << Colour::kPlain;
 }
 
 ExitStatus report(const std::exception& failure, const std::string& port) {

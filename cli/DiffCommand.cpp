@@ -1,5 +1,7 @@
 #include "cli/CommandText.h"
 #include "cli/ItemSides.h"
+#include "cli/Run.h"
+#include "cli/ShownStream.h"
 #include "cli/Verbs.h"
 #include "workbench/ComparisonRows.h"
 #include "workbench/ComparisonText.h"
@@ -43,6 +45,22 @@ std::string namesOf(const workbench::SetComparison& comparison, const std::vecto
     return text;
 }
 
+/// What the left side alone has begins with a minus, what the right one has with a plus.
+void printColoured(std::string_view text) {
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        const Colour colour = line.starts_with('-')   ? Colour::kOld
+                              : line.starts_with('+') ? Colour::kNew
+                                                      : Colour::kPlain;
+        if (colour == Colour::kPlain) {
+            std::cout << line << '\n';
+        } else {
+            std::cout << colour << line << Colour::kPlain << '\n';
+        }
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    }
+}
+
 } // namespace
 
 ExitStatus printDiff(Calvane& catalog, const Arguments& arguments) {
@@ -63,12 +81,16 @@ ExitStatus printDiff(Calvane& catalog, const Arguments& arguments) {
     if (arguments.namesOnly) {
         std::cout << namesOf(*comparison, rows);
     } else if (arguments.jsonPath.empty()) {
-        std::cout << workbench::comparisonUnified(*comparison, rows);
+        printColoured(workbench::comparisonUnified(*comparison, rows));
     }
     if (const std::string identities = comparison->identities(); !identities.empty()) {
         std::cerr << identities << '\n';
     }
-    std::cerr << comparison->counts() << (unknown.empty() ? "" : ", not compared: " + workbench::namedItems(unknown))
-              << ".\n";
+    arguments.run->note(comparison->counts() +
+                        (unknown.empty() ? "" : ", not compared: " + workbench::namedItems(unknown)) + ".\n");
+    if (comparison->rows().empty()) {
+        tellFailure("Nothing was compared."); // which is no proof that the sides are equal
+        return worse(status, ExitStatus::kIncomplete);
+    }
     return worse(status, rows.empty() ? ExitStatus::kDone : ExitStatus::kDifferent);
 }

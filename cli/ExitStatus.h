@@ -35,17 +35,17 @@ inline constexpr std::array<ExitStatusRow, 14> kExitStatuses{{
     {ExitStatus::kDone, 0, "done"},
     {ExitStatus::kOtherFailure, 3, "another failure"},
     {ExitStatus::kWrongUsage, 14, "wrong usage"}, // nothing else has happened then
-    {ExitStatus::kNoPhone, 6, "no phone, or its port is busy"},
+    {ExitStatus::kNoPhone, 5, "no phone, or its port is busy"},
     {ExitStatus::kRefused, 8, "refused by the phone"},
     {ExitStatus::kReadBackDifferent, 9, "written, but read back different"},
-    {ExitStatus::kFile, 4, "a file can't be read or written, or is damaged"},
-    {ExitStatus::kValues, 5, "values or numbers that don't fit the decoder ring"},
+    {ExitStatus::kFile, 7, "a file can't be read or written, or is damaged"},
+    {ExitStatus::kValues, 4, "values or numbers that don't fit the decoder ring"},
     {ExitStatus::kOtherPhone, 10, "another phone than expected, or one that can't be told from others"},
-    {ExitStatus::kIncomplete, 7, "incomplete: items are missing, failed or not known"},
+    {ExitStatus::kIncomplete, 6, "incomplete: items are missing, failed or not known"},
     {ExitStatus::kDifferent, 1, "the two sides are different"},
     {ExitStatus::kOutside, 2, "values are outside their limits"},
     {ExitStatus::kInterrupted, 12, "interrupted (SIGINT)"},
-    {ExitStatus::kTerminated, 13, "terminated (SIGTERM, SIGHUP)"},
+    {ExitStatus::kTerminated, 13, "terminated (SIGTERM, SIGHUP, SIGPIPE)"},
 }};
 
 /// The one of the two that counts.
@@ -54,6 +54,11 @@ constexpr ExitStatus worse(ExitStatus left, ExitStatus right) {
         return std::ranges::find(kExitStatuses, status, &ExitStatusRow::status)->weight;
     };
     return weightOf(left) < weightOf(right) ? right : left;
+}
+
+/// What it means, in a few words.
+constexpr const char* meaningOf(ExitStatus status) {
+    return std::ranges::find(kExitStatuses, status, &ExitStatusRow::status)->meaning;
 }
 
 /// A failure that decides how the program ends.

@@ -1,11 +1,14 @@
 #include "cli/FileUses.h"
 
 #include "platform/kernel/WholeFile.h"
+#include "tessra/host/ServiceConfig.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -64,6 +67,7 @@ std::vector<FileUse> namedInputs(const Arguments& arguments) {
         streamUse("the right side", arguments.sides[1].isPort ? "" : arguments.sides[1].name),
         useOf("the file of units", arguments.unitsPath),
         useOf("the list of items", arguments.listPath),
+        useOf("the read to go on with", arguments.resumePath == arguments.jsonPath ? "" : arguments.resumePath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
     };
 }
@@ -73,6 +77,9 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
     for (const tessra::PortConfig& port : service.ports) {
         inputs.push_back(useOf("the device of " + port.name, port.line.device));
         inputs.push_back(useOf("the memory of the phone on " + port.name, port.memory));
+        if (!port.memory.empty()) {
+            inputs.push_back(useOf("the lock of that memory", port.memory.string() + ".lock"));
+        }
         inputs.push_back(useOf("the initial memory of the phone on " + port.name, port.initial));
     }
     return inputs;
@@ -87,7 +94,11 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
     return {named("--text", arguments.textPath),
             named("--json", arguments.jsonPath),
             named("--mox", arguments.verb == Verb::kRead ? arguments.moxPath : ""),
-            {"--hex", std::nullopt, false, arguments.hex}};
+            named("--report", arguments.reportPath),
+            named("--log", arguments.logPath),
+            named("--trace", arguments.tracePath),
+            {"--hex", std::nullopt, false, arguments.hex},
+            {"--changed-only-names", std::nullopt, false, arguments.namesOnly}};
 }
 
 [[noreturn]] void refuse(const std::string& output, const std::string& other) {
@@ -105,9 +116,44 @@ void refuseTwoReaders(const std::vector<FileUse>& inputs) {
     }
 }
 
+/// The ports as far as they can be known; why not, is told by whoever needs them.
+tessra::ServiceConfig portsOf(const Arguments& arguments) {
+    tessra::ServiceConfig config;
+    if (!arguments.devicePath.empty()) {
+        config.ports.emplace_back().line.device = arguments.devicePath;
+        return config;
+    }
+    try {
+        return tessra::loadServiceConfig(arguments.servicePath);
+    } catch (const tessra::ConfigError&) {
+        return {};
+    }
+}
+
 } // namespace
 
-void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfig& service) {
+void refuseFilesOfTwoUses(const std::vector<Arguments>& ports) {
+    for (const Arguments& port : ports) {
+        refuseFilesOfTwoUses(port);
+    }
+    for (auto left = ports.begin(); left != ports.end(); ++left) {
+        for (auto right = ports.begin(); right != ports.end(); ++right) {
+            Arguments other = *right;
+            other.logPath.clear(); // the lines of all ports may stand in one
+            auto uses = outputsOf(other);
+            std::ranges::move(namedInputs(*right), std::back_inserter(uses));
+            for (const FileUse& output : left == right ? std::vector<FileUse>() : outputsOf(*left)) {
+                for (const FileUse& use : uses) {
+                    if (output.identity && !output.isDevice && output.identity == use.identity) {
+                        refuse(output.what + " of " + left->comPort, use.what + " of " + right->comPort);
+                    }
+                }
+            }
+        }
+    }
+}
+
+void refuseFilesOfTwoUses(const Arguments& arguments) {
     auto outputs = outputsOf(arguments);
     const auto named = static_cast<std::ptrdiff_t>(outputs.size());
     for (const auto& [descriptor, what] : kStreams) {
@@ -128,7 +174,7 @@ void refuseFilesOfTwoUses(const Arguments& arguments, const tessra::ServiceConfi
         }
     }
     refuseTwoReaders(namedInputs(arguments));
-    for (const FileUse& input : inputsOf(arguments, service)) {
+    for (const FileUse& input : inputsOf(arguments, portsOf(arguments))) {
         for (const FileUse& output : outputs) {
             if (output.identity && output.identity == input.identity) {
                 refuse(output.what, input.what + ", which is read");

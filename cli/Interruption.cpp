@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 volatile std::sig_atomic_t signalCame = 0;
 
@@ -36,6 +36,10 @@ Interruption::~Interruption() {
 
 bool Interruption::came() {
     return signalCame != 0;
+}
+
+int Interruption::signal() {
+    return signalCame;
 }
 
 ExitStatus Interruption::status() {

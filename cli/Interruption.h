@@ -4,8 +4,8 @@
 
 #include <array>
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP wait for the item that is under way, so that the account of a read or a
-/// write is complete. A SIGHUP that the program was started to ignore stays ignored. One at a time.
+/// While it lives, SIGINT, SIGTERM, SIGHUP and SIGPIPE wait for the item that is under way, so that the account of a
+/// read or a write is complete. A SIGHUP that the program was started to ignore stays ignored. One at a time.
 class Interruption {
 public:
     Interruption();
@@ -15,9 +15,11 @@ public:
 
     /// Whether a signal came.
     static bool came();
+    /// Which one; 0 for none.
+    static int signal();
     /// How the program ends because of it: kDone where none came.
     static ExitStatus status();
 
 private:
-    std::array<void (*)(int), 3> oldHandlers_{};
+    std::array<void (*)(int), 4> oldHandlers_{};
 };

@@ -3,6 +3,7 @@
 #include "calfile/MoxFile.h"
 #include "cli/CommandText.h"
 #include "cli/ItemListing.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "workbench/ItemJson.h"
 #include "workbench/MessageText.h"
@@ -160,14 +161,14 @@ std::string missingText(const std::vector<std::uint16_t>& wanted, const std::vec
 
 } // namespace
 
-std::vector<NvItem> itemsOfMox(Calvane& catalog, const std::string& path) {
+std::vector<NvItem> itemsOfMox(Calvane& catalog, Run& run, const std::string& path) {
     const auto records = wholeContentOf(path);
     if (const auto repeated = repeatedIn(records); !repeated.empty()) {
         throw BatchFailure(ExitStatus::kFile,
                            workbench::repeatedText(path, repeated) + "\nNothing is written from it.");
     }
     const Ring ring = ringOf(catalog);
-    std::cerr << accountOf(path, numbersOfRecords(records), ring) << '\n';
+    run.note(accountOf(path, numbersOfRecords(records), ring) + "\n");
     return describedItems(records, ring);
 }
 
@@ -251,7 +252,7 @@ ExitStatus showMox(Calvane& catalog, const Arguments& arguments) {
     });
     const auto items = describedItems(records, ring);
     if (!arguments.jsonPath.empty()) {
-        writeOutput(arguments.jsonPath, workbench::itemsToJson(items));
+        writeOutput(arguments.jsonPath, workbench::itemsToJson(items, arguments.run->ring()));
     }
     if (arguments.hex) {
         for (const MoxFile::NvRecord& record : records) {

@@ -13,7 +13,7 @@
 
 /// The items of a whole file that the ring describes, each with all bytes that the file has of it. Says on standard
 /// error how many others the file has. Refuses a file of which something can't be read.
-std::vector<NvItem> itemsOfMox(Calvane& catalog, const std::string& path);
+std::vector<NvItem> itemsOfMox(Calvane& catalog, Run& run, const std::string& path);
 
 /// What a file has, damaged or not.
 struct MoxItems {

@@ -1,14 +1,43 @@
 #include "cli/OptionKinds.h"
 
+#include <map>
 #include <stdexcept>
 #include <utility>
+
+namespace {
+
+/// An option whose text is one of the names.
+template <class Choice>
+void addChoice(CLI::App& verb, const std::string& name, Choice& choice, const std::string& description,
+               const std::map<std::string, Choice>& choices) {
+    std::string names;
+    for (const auto& [text, value] : choices) {
+        names += (names.empty() ? "" : "|") + text;
+    }
+    verb.add_option_function<std::string>(
+            name,
+            [name, names, &choice, choices](const std::string& text) {
+                const auto found = choices.find(text);
+                if (found == choices.end()) {
+                    throw CLI::ValidationError(name, "'" + text + "' is none of " + names);
+                }
+                choice = found->second;
+            },
+            description)
+        ->type_name(names);
+}
+
+} // namespace
 
 CLI::App* addVerb(CLI::App& program, Arguments& arguments, Arguments::Verb verb, const std::string& name,
                   const std::string& description, const std::string& example) {
     CLI::App* added = program.add_subcommand(name, description);
     added->footer("Example:\n  " + example);
     addVerbose(*added, arguments);
-    added->callback([&arguments, verb] { arguments.verb = verb; });
+    added->callback([&arguments, verb, name] {
+        arguments.verb = verb;
+        arguments.verbName = name;
+    });
     return added;
 }
 
@@ -60,19 +89,55 @@ void addVerbose(CLI::App& program, Arguments& arguments) {
 }
 
 void addRing(CLI::App& verb, Arguments& arguments) {
-    addName(verb, "--ring", arguments.ringPath, "Decoder ring file (default: \"NV Decoder.vrk\" beside the program)");
+    addName(verb, "--ring", arguments.ringPath, "Decoder ring file (default: the one that --version names)");
 }
 
 void addService(CLI::App& verb, Arguments& arguments) {
     addName(verb, "--service", arguments.servicePath,
-            "Ports of the phone service (default: Tessra.toml beside the program)");
+            "Ports of the phone service (default: Tessra.toml in the program's folder)");
+    addName(verb, "--trace", arguments.tracePath,
+            "Record every packet in this file (- for standard output), the service programming code blanked out");
 }
 
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
-    CLI::Option* port =
-        addName(verb, "--port", arguments.comPort, "Port of the phone, such as COM1")->type_name("PORT");
+    CLI::Option* port = addName(verb, "--port", arguments.comPort,
+                                "Port of the phone, such as COM1; of several, such as COM1,COM2, side by side")
+                            ->type_name("PORT");
     addService(verb, arguments);
+    CLI::Option* device =
+        addName(verb, "--device", arguments.devicePath,
+                "Serial device of the phone, such as /dev/ttyUSB0, instead of a port: no file with ports is needed");
+    device->excludes(port);
+    addBaud(verb, arguments)->needs(device);
     return port;
+}
+
+void addTelling(CLI::App& verb, Arguments& arguments) {
+    addName(verb, "--log", arguments.logPath, "Append what happens to this file, a line of JSON each");
+    addChoice<Progress>(verb, "--progress", arguments.progress,
+                        "How standard error tells how far it has got: bar (at a terminal), json (a line for each item, "
+                        "and for each message) or none (default: bar)",
+                        {{"bar", Progress::kBar}, {"json", Progress::kJson}, {"none", Progress::kNone}});
+    addChoice<ColourChoice>(
+        verb, "--color", arguments.colour,
+        "Whether differences and failures are coloured: auto (at a terminal, unless the environment has NO_COLOR), "
+        "always or never (default: auto)",
+        {{"auto", ColourChoice::kAuto}, {"always", ColourChoice::kAlways}, {"never", ColourChoice::kNever}});
+    addFlag(verb, "--quiet", arguments.isQuiet, "Tell failures alone on standard error");
+}
+
+void addReporting(CLI::App& verb, Arguments& arguments) {
+    addName(verb, "--report", arguments.reportPath,
+            "Write what was done, item by item, to this JSON file at the end, also after a failure (- for standard "
+            "output)");
+    addTelling(verb, arguments);
+    // Of a process of several that run side by side: which port it is for.
+    verb.add_option("--only-port", arguments.onlyPort)->group("");
+}
+
+CLI::Option* addBaud(CLI::App& verb, Arguments& arguments) {
+    return addNumber(verb, "--baud", "Speed of that device (default: 115200)",
+                     [&arguments](const std::string& text) { return parseNumber(text, arguments.baud); });
 }
 
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,

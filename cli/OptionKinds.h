@@ -32,8 +32,13 @@ void addRing(CLI::App& verb, Arguments& arguments);
 void addService(CLI::App& verb, Arguments& arguments);
 /// --verbose, which may stand before the verb and behind it.
 void addVerbose(CLI::App& program, Arguments& arguments);
-/// --port, with --service.
+/// --port, with --service; or --device, with --baud.
 CLI::Option* addPort(CLI::App& verb, Arguments& arguments);
+CLI::Option* addBaud(CLI::App& verb, Arguments& arguments);
+/// --log, --progress, --quiet and --color.
+void addTelling(CLI::App& verb, Arguments& arguments);
+/// The same and --report, for verbs that may also be for one of several ports.
+void addReporting(CLI::App& verb, Arguments& arguments);
 /// The item numbers of the arguments, as an option of this name.
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,
                             const std::string& description);

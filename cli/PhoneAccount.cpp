@@ -2,6 +2,7 @@
 
 #include "cli/CommandText.h"
 #include "cli/Interruption.h"
+#include "cli/ShownStream.h"
 #include "workbench/Comparison.h"
 #include "workbench/MessageText.h"
 
@@ -127,8 +128,11 @@ void printPlan(std::ostream& out, const workbench::WritePlan& plan) {
         }
         out << nameOf(row.item) << noteOf(row) << '\n';
         for (const auto& field : changesOf(row)) {
-            out << kIndent << workbench::shownText(field.description) << ": "
-                << (field.state == RowState::kOnlyRight ? "" : field.left + " -> ") << field.right << '\n';
+            out << kIndent << workbench::shownText(field.description) << ": ";
+            if (field.state != RowState::kOnlyRight) {
+                out << Colour::kOld << field.left << Colour::kPlain << " -> ";
+            }
+            out << Colour::kNew << field.right << Colour::kPlain << '\n';
         }
     }
 }

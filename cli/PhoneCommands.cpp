@@ -2,6 +2,8 @@
 #include "cli/ItemListing.h"
 #include "cli/MoxCommands.h"
 #include "cli/PhoneItems.h"
+#include "cli/RawRead.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
@@ -16,6 +18,15 @@
 #include <sstream>
 
 namespace {
+
+/// Who the phone is, for a report. One that does not say it may need its reset all the more.
+workbench::PhoneIdentity identityOf(TessraServer& session) {
+    try {
+        return workbench::askIdentity(session);
+    } catch (const TessraServer::Exception&) {
+        return {};
+    }
+}
 
 /// What was read, and what was not.
 std::string accountOf(const workbench::ReadReport& report, bool ofAll) {
@@ -32,7 +43,8 @@ std::string accountOf(const workbench::ReadReport& report, bool ofAll) {
 
 /// Writes the items to the files that were asked for, or prints them where none was. Answers an account for the user.
 /// A failure says which of the files were written before it.
-std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, const Arguments& arguments) {
+std::string writeResults(Calvane& catalog, const workbench::ReadReport& read, const Arguments& arguments) {
+    const std::vector<NvItem> items = workbench::itemsOf(read, catalog);
     std::string written;
     std::string report;
     try {
@@ -43,7 +55,7 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
             written += " " + quoted(arguments.textPath);
         }
         if (!arguments.jsonPath.empty()) {
-            writeOutput(arguments.jsonPath, workbench::itemsToJson(items));
+            writeOutput(arguments.jsonPath, workbench::itemsToJson(items, arguments.run->ring(), &read));
             written += " " + quoted(arguments.jsonPath);
         }
         if (!arguments.moxPath.empty()) {
@@ -54,7 +66,8 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
         throw BatchFailure(failure == nullptr ? ExitStatus::kFile : failure->status(),
                            kernel::messageOf(error) + (written.empty() ? "" : "\nWritten before it:" + written));
     }
-    if (arguments.textPath.empty() && arguments.jsonPath.empty() && arguments.moxPath.empty()) {
+    const bool isReport = arguments.reportPath == "-"; // which has the values
+    if (!isReport && arguments.textPath.empty() && arguments.jsonPath.empty() && arguments.moxPath.empty()) {
         printItems(std::cout, items);
     }
     flushOutput();
@@ -64,7 +77,9 @@ std::string writeResults(Calvane& catalog, const std::vector<NvItem>& items, con
 } // namespace
 
 ExitStatus printPorts(Calvane& catalog, const Arguments& arguments) {
-    const auto ports = catalog.getTessraServer()->getActiveComPorts();
+    std::vector<std::string> ports;
+    arguments.run->giveUpWhenInterrupted([&] { ports = catalog.getTessraServer()->getActiveComPorts(); });
+    arguments.run->report().setPresentPorts(ports);
     auto json = nlohmann::ordered_json::array();
     for (const std::string& port : ports) {
         json.push_back({{"name", workbench::utf8Text(port)}});
@@ -74,22 +89,25 @@ ExitStatus printPorts(Calvane& catalog, const Arguments& arguments) {
         writeOutput(arguments.jsonPath, nlohmann::ordered_json{{"ports", std::move(json)}}.dump(2) + "\n");
     }
     if (ports.empty()) {
-        std::cerr << "No phone is present on any port.\n";
+        arguments.run->note("No phone is present on any port.\n");
     }
     return ExitStatus::kDone;
 }
 
 ExitStatus readPhone(Calvane& catalog, const Arguments& arguments) {
+    if (arguments.raw) {
+        return readRaw(catalog, arguments);
+    }
     const auto report = readItems(catalog, arguments);
     // What came is worth having, also where something is missing.
     ExitStatus status = report.isComplete() ? ExitStatus::kDone : ExitStatus::kIncomplete;
     std::string account = accountOf(report, !arguments.itemNumbers);
     try {
-        account += writeResults(catalog, workbench::itemsOf(report, catalog), arguments);
+        account += writeResults(catalog, report, arguments);
     } catch (const std::exception& failure) {
         status = worse(status, ::report(failure));
     }
-    std::cerr << account;
+    arguments.run->account(account, status);
     return status;
 }
 
@@ -107,7 +125,7 @@ ExitStatus listItems(Calvane& catalog, const Arguments& arguments) {
     } else {
         writeOutput(arguments.jsonPath, layoutsToJson(items));
     }
-    std::cerr << "The decoder ring describes " << counted(described) << ".\n";
+    arguments.run->note("The decoder ring describes " + counted(described) + ".\n");
     return ExitStatus::kDone;
 }
 
@@ -115,10 +133,15 @@ ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments) {
     TessraServer& session = *catalog.getTessraServer();
     ExitStatus status = ExitStatus::kNoPhone;
     try {
-        session.connect(arguments.comPort);
+        workbench::PhoneIdentity phone;
+        arguments.run->giveUpWhenInterrupted([&] {
+            session.connect(arguments.comPort);
+            phone = arguments.reportPath.empty() ? phone : identityOf(session);
+        });
         status = ExitStatus::kOtherFailure;
-        std::cerr << "Waiting for the phone on " << arguments.comPort << " to go and come back...\n";
-        catalog.resetPhone();
+        arguments.run->report().setPhone(phone);
+        arguments.run->note("Waiting for the phone on " + arguments.comPort + " to go and come back...\n");
+        arguments.run->giveUpWhenInterrupted([&] { catalog.resetPhone(); });
     } catch (const std::exception& failure) {
         throw BatchFailure(status, workbench::withPortReason(kernel::messageOf(failure), session, arguments.comPort));
     }

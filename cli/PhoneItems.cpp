@@ -4,6 +4,7 @@
 #include "cli/Interruption.h"
 #include "cli/PhoneAccount.h"
 #include "cli/PhoneProgress.h"
+#include "cli/Run.h"
 
 #include <algorithm>
 #include <iterator>
@@ -38,10 +39,11 @@ std::vector<std::uint16_t> numbersToRead(Calvane& catalog, const Arguments& argu
 workbench::ReadReport readItems(Calvane& catalog, const Arguments& arguments) {
     const auto numbers = numbersToRead(catalog, arguments);
     const Interruption interruption;
-    PhoneProgress progress(catalog);
+    PhoneProgress progress(*arguments.run, "read");
     workbench::PhoneReader reader(*catalog.getTessraServer(), arguments.comPort,
                                   {.repeats = arguments.retries, .expected = {}});
     auto report = reader.read(numbers, progress.control());
+    arguments.run->report().setRead(report);
     if (const ExitStatus end = endOf(report); end != ExitStatus::kDone) {
         throw BatchFailure(end, failureOf(report) + "\n" + progress.stoppedAt() +
                                     "\nNothing was printed or written to a file.");

@@ -1,18 +1,18 @@
 #pragma once
 
 #include "cli/ProgressBar.h"
-#include "engine/Calvane.h"
+#include "cli/Run.h"
 #include "workbench/PhoneWork.h"
 
 #include <cstdint>
-#include <map>
 #include <string>
 
 /// Shows how far a read or a write has got, and remembers it for the case that it gets no further. It ends the work
 /// where a signal came, see Interruption. It outlives what control() answers.
 class PhoneProgress {
 public:
-    explicit PhoneProgress(Calvane& catalog);
+    /// `stage`: "read" or "write", as the events tell it.
+    PhoneProgress(Run& run, const char* stage);
 
     workbench::WorkControl control();
 
@@ -20,9 +20,8 @@ public:
     std::string stoppedAt() const;
 
 private:
-    std::string label(std::uint16_t number) const;
-
-    std::map<std::uint16_t, std::string> names_;
+    Run& run_;
+    const char* const stage_;
     ProgressBar bar_;
     std::uint16_t number_ = 0;
     std::size_t position_ = 0; ///< from 1

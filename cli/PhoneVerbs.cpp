@@ -8,6 +8,7 @@ namespace {
 /// What set and write have in common.
 void addWriting(CLI::App& verb, Arguments& arguments) {
     addPort(verb, arguments);
+    addReporting(verb, arguments);
     addRing(verb, arguments);
     CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
                                "Service programming code to send first, for items that the phone protects with it; "
@@ -63,17 +64,55 @@ void addMoxOutput(CLI::App& verb, Arguments& arguments) {
     });
 }
 
+void addRaw(CLI::App& read, Arguments& arguments) {
+    CLI::Option* raw = addFlag(read, "--raw", arguments.raw,
+                               "Read the bytes of all numbers, or of those of --ids, also where the decoder ring does "
+                               "not describe them, into the file of --json");
+    for (const char* other : {"--text", "--mox"}) {
+        raw->excludes(read.get_option(other));
+    }
+    addName(read, "--resume", arguments.resumePath,
+            "Go on with the --raw read that has left this JSON file (written there again, unless --json is given)")
+        ->needs(raw);
+}
+
+void describePorts(CLI::App& program, Arguments& arguments) {
+    CLI::App* ports = addVerb(program, arguments, Arguments::Verb::kPorts, "ports",
+                              "Print the ports on which a phone is present, or all serial devices",
+                              "calvane-batch ports\n  calvane-batch ports --all\n"
+                              "  calvane-batch ports --all --probe /dev/ttyUSB0");
+    addService(*ports, arguments);
+    addReporting(*ports, arguments);
+    CLI::Option* all = ports->add_flag("--all", arguments.allDevices,
+                                       "Print the serial devices of the system instead, whether they can be used, and "
+                                       "who uses them; opens none of them");
+    CLI::Option* probe = addName(*ports, "--probe", arguments.probedDevice,
+                                 "Open this one device and ask whether there is a phone; this sends it a few bytes");
+    probe->needs(all);
+    addBaud(*ports, arguments)->needs(probe);
+    addName(*ports, "--json", arguments.jsonPath,
+            "Write their names, or with --all the devices, to this JSON file (- or nothing for standard output)")
+        ->expected(0, 1)
+        ->default_str("-")
+        ->excludes(probe);
+    addName(*ports, "--device-folder", arguments.deviceFolder,
+            "Take the devices in this folder, or links to devices, for those of the system")
+        ->needs(all);
+}
+
 void describeRead(CLI::App& program, Arguments& arguments) {
     CLI::App* read = addVerb(program, arguments, Arguments::Verb::kRead, "read", "Read the items of a phone",
                              "calvane-batch read --port COM1 --ids 10,1000-1099 --json before.json\n"
                              "  calvane-batch read --port COM1 --mox phone.mox --model-id 123 --nv-version 1.2");
-    addPort(*read, arguments)->required();
+    addPort(*read, arguments);
+    addReporting(*read, arguments);
     addRing(*read, arguments);
     addName(*read, "--text", arguments.textPath, "Write the values to this text file (- for standard output)");
     addJson(*read, arguments, "Write the items");
     addItems(*read, arguments, "Read");
     addRetries(*read, arguments);
     addMoxOutput(*read, arguments);
+    addRaw(*read, arguments);
 }
 
 void describeSet(CLI::App& program, Arguments& arguments) {
@@ -109,6 +148,9 @@ void describeWrite(CLI::App& program, Arguments& arguments) {
     addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them (- for standard input)");
     addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");
     source->require_option(1);
+    addFlag(*write, "--raw", arguments.raw,
+            "Take the bytes of a JSON of \"read --raw\", also of items that the decoder ring does not describe")
+        ->needs(source->get_option("--from-json"));
     addItems(*write, arguments, "Write");
     addFlag(*write, "--offline-first", arguments.offlineFirst, "Put the phone offline before the first write");
     addNumbers(*write, "--tolerate", "Go on when the phone refuses these items, such as 7,9, and count it as done",
@@ -120,15 +162,13 @@ void describeWrite(CLI::App& program, Arguments& arguments) {
 } // namespace
 
 void describePhoneVerbs(CLI::App& program, Arguments& arguments) {
-    CLI::App* ports = addVerb(program, arguments, Arguments::Verb::kPorts, "ports",
-                              "Print the ports on which a phone is present", "calvane-batch ports");
-    addService(*ports, arguments);
-    addJson(*ports, arguments, "Write their names");
+    describePorts(program, arguments);
     describeRead(program, arguments);
     describeSet(program, arguments);
     describeWrite(program, arguments);
     CLI::App* reset =
         addVerb(program, arguments, Arguments::Verb::kReset, "reset",
                 "Reset a phone and wait until it has come back (100 s at most)", "calvane-batch reset --port COM1");
-    addPort(*reset, arguments)->required();
+    addPort(*reset, arguments);
+    addReporting(*reset, arguments);
 }

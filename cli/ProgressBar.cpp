@@ -31,8 +31,13 @@ void draw(const std::string& text) {
 ProgressBar::ProgressBar() : visible_(::isatty(STDERR_FILENO) != 0) {}
 
 ProgressBar::~ProgressBar() {
+    clear();
+}
+
+void ProgressBar::clear() {
     if (drawn_) {
         draw("\r\033[K");
+        drawn_ = false;
     }
 }
 

@@ -15,6 +15,8 @@ public:
 
     /// `position` of `count` pieces are under way, the last of them called `label`.
     void show(std::uint32_t position, std::uint32_t count, const std::string& label);
+    /// Takes the line away, for one that stays; the next show() draws it anew.
+    void clear();
 
 private:
     const bool visible_;

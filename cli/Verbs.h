@@ -12,6 +12,8 @@ ExitStatus runBatch(const Arguments& arguments);
 /// The verbs. Each answers how the program ends, and throws what the catalog or a file refuses; a BatchFailure says
 /// how it ends then.
 ExitStatus printPorts(Calvane& catalog, const Arguments& arguments);
+/// The serial devices, as text or JSON; none of them is opened, but the one to be asked: see arguments.probedDevice.
+ExitStatus printDevices(const Arguments& arguments);
 ExitStatus readPhone(Calvane& catalog, const Arguments& arguments);
 ExitStatus listItems(Calvane& catalog, const Arguments& arguments);
 ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments);

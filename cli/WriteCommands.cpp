@@ -4,6 +4,7 @@
 #include "cli/MoxCommands.h"
 #include "cli/PhoneAccount.h"
 #include "cli/PhoneProgress.h"
+#include "cli/Run.h"
 #include "cli/SetItems.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
@@ -55,8 +56,7 @@ std::vector<std::uint16_t> writableNumbers(const std::vector<workbench::WantedIt
 class PhoneWrite {
 public:
     PhoneWrite(Calvane& catalog, const Arguments& arguments)
-        : catalog_(catalog), session_(*catalog.getTessraServer()), arguments_(arguments),
-          accessCode_(accessCodeOf(arguments)) {}
+        : session_(*catalog.getTessraServer()), arguments_(arguments), accessCode_(accessCodeOf(arguments)) {}
 
     /// `changes`: of the wanted items that are given by sub-fields alone; with any there is a port.
     ExitStatus run(std::vector<workbench::WantedItem> wanted, const FieldChanges& changes = {}) {
@@ -68,10 +68,13 @@ public:
         }
         takeOthers(wanted, changes, onPhone);
         makePlan(std::move(wanted), changes, onPhone);
+        arguments_.run->report().setPlan(plan_, arguments_.isDryRun);
         if (arguments_.isDryRun) {
             printPlan(std::cout, plan_);
-            std::cerr << unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_);
-            return unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
+            const ExitStatus status = unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
+            arguments_.run->account(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_),
+                                    status);
+            return status;
         }
         return write();
     }
@@ -104,9 +107,10 @@ private:
 
     /// What the phone has now of these items; who it is, also without any.
     workbench::ReadReport read(const std::vector<std::uint16_t>& numbers) {
-        PhoneProgress progress(catalog_);
+        PhoneProgress progress(*arguments_.run, "read");
         workbench::PhoneReader reader(session_, arguments_.comPort, {.expected = expected_});
         auto onPhone = reader.read(numbers, progress.control());
+        arguments_.run->report().setRead(onPhone);
         if (const ExitStatus end = endOf(onPhone); end != ExitStatus::kDone) {
             throw BatchFailure(end, failureOf(onPhone) + "\nNothing was written.");
         }
@@ -175,17 +179,19 @@ private:
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial;
         const auto report = writeWith(options);
-        std::cerr << unreadable_ + accountOf(plan_, report);
-        const ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
-        return unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
+        ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
+        status = unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
+        arguments_.run->account(unreadable_ + accountOf(plan_, report), status);
+        return status;
     }
 
     workbench::WriteReport writeWith(const workbench::WriteOptions& options) {
-        PhoneProgress progress(catalog_);
-        return workbench::PhoneWriter(session_, plan_, options).write(progress.control());
+        PhoneProgress progress(*arguments_.run, "write");
+        workbench::WriteReport& report = arguments_.run->report().write();
+        workbench::PhoneWriter(session_, plan_, options).write(report, progress.control());
+        return report;
     }
 
-    Calvane& catalog_;
     TessraServer& session_;
     const Arguments& arguments_;
     const std::string accessCode_;
@@ -241,9 +247,10 @@ ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
     if (arguments.moxPath.empty()) {
         const std::string& path = arguments.inputPath;
         const std::string text = readInput(path);
-        wanted = takingValues([&] { return workbench::itemsFromJson(text, inputName(path), catalog, arguments.wrap); });
+        const auto itemsFrom = arguments.raw ? workbench::rawItemsFromJson : workbench::itemsFromJson;
+        wanted = takingValues([&] { return itemsFrom(text, inputName(path), catalog, arguments.wrap); });
     } else {
-        for (NvItem& item : itemsOfMox(catalog, arguments.moxPath)) {
+        for (NvItem& item : itemsOfMox(catalog, *arguments.run, arguments.moxPath)) {
             wanted.push_back({std::move(item), true, true});
         }
     }

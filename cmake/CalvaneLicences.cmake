@@ -1,6 +1,7 @@
 # What the programs are under as they are built, in one text: the package's copyright file, which the window shows as well.
 if(CALVANE_WINDOWS AND CALVANE_CURVES)
     set(CALVANE_WINDOW_LICENCE "GPL-3")
+    set(CALVANE_WINDOW_SPDX "GPL-3.0-only")
     set(CALVANE_WINDOW_COMMENT
         " Its own source is under the Expat (MIT) licence. As built it uses Qt Charts, which is under the GPL 3, and so the program
  is under the GPL 3. One that is built without curves (-DCALVANE_CURVES=OFF) is under the Expat licence; Qt's other
@@ -14,6 +15,7 @@ if(CALVANE_WINDOWS AND CALVANE_CURVES)
 ")
 else()
     set(CALVANE_WINDOW_LICENCE "Expat")
+    set(CALVANE_WINDOW_SPDX "MIT")
     set(CALVANE_WINDOW_COMMENT " It is built without curves, and uses libraries of Qt that are under the LGPL 3.")
     set(CALVANE_WINDOW_TEXT "")
 endif()

@@ -24,6 +24,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string text(textOf(data, size));
     std::vector<NvItem> items;
     try {
+        const auto raw = workbench::rawItemsFromJson(text, "in", catalogOfTwo(), true);
+        require(std::ranges::all_of(raw, &workbench::WantedItem::bringsAllBytes));
+        require(workbench::earlierReadFromJson(text, "in").items.size() == raw.size());
+    } catch (const workbench::ValuesRefused& refusal) {
+        require(std::string_view(refusal.what()).starts_with("in: "));
+    }
+    try {
         for (auto& wanted : workbench::itemsFromJson(text, "in", catalogOfTwo(), true)) {
             NvItem& item = items.emplace_back(std::move(wanted.item));
             item.setRawData(NvItem(item).rawData()); // its texts are as typed until then, -1 for a QWORD too

@@ -19,19 +19,39 @@ std::uint16_t freeHandle(const Container& used) {
 } // namespace
 
 void Service::close() {
-    closed_ = true;
-    for (const auto& port : ports_) {
+    {
+        const std::lock_guard guard(lock_); // a port that is just being added is among them, or is refused
+        closed_ = true;
+    }
+    for (const auto& port : ports()) {
         port->close();
     }
 }
 
+bool Service::addPort(const std::shared_ptr<Port>& port) {
+    const std::lock_guard guard(lock_);
+    const bool isNew = std::ranges::none_of(
+        ports_, [&](const auto& other) { return other->name() == port->name() || other->number() == port->number(); });
+    if (isNew && !closed_) {
+        ports_.push_back(port);
+    }
+    return isNew && !closed_;
+}
+
+std::vector<std::shared_ptr<Port>> Service::ports() const {
+    const std::lock_guard guard(lock_);
+    return ports_;
+}
+
 std::shared_ptr<Port> Service::portNumbered(std::uint16_t number) const {
+    const std::lock_guard guard(lock_);
     const auto found =
         std::find_if(ports_.begin(), ports_.end(), [number](const auto& port) { return port->number() == number; });
     return found == ports_.end() ? nullptr : *found;
 }
 
 std::shared_ptr<Port> Service::portNamed(const std::string& name) const {
+    const std::lock_guard guard(lock_);
     const auto found =
         std::find_if(ports_.begin(), ports_.end(), [&](const auto& port) { return port->name() == name; });
     return found == ports_.end() ? nullptr : *found;

@@ -35,7 +35,10 @@ public:
     void close();
     bool isClosed() const { return closed_; }
 
-    const std::vector<std::shared_ptr<Port>>& ports() const { return ports_; }
+    /// The service's from now on. False, and nothing, where it has a port of that name or number, or has ended.
+    bool addPort(const std::shared_ptr<Port>& port);
+    /// In the order in which they were configured and added.
+    std::vector<std::shared_ptr<Port>> ports() const;
     /// Null where there is no such port.
     std::shared_ptr<Port> portNumbered(std::uint16_t number) const;
     std::shared_ptr<Port> portNamed(const std::string& name) const;
@@ -50,9 +53,9 @@ public:
     std::vector<RegisteredClient> clients() const;
 
 private:
-    const std::vector<std::shared_ptr<Port>> ports_;
     std::atomic<bool> closed_ = false;
     mutable std::mutex lock_; ///< guards all that follows
+    std::vector<std::shared_ptr<Port>> ports_;
     std::set<std::uint16_t> agents_;
     std::map<std::uint16_t, RegisteredClient> clients_;
 };

@@ -3,6 +3,7 @@
 #include "platform/kernel/Text.h"
 #include "workbench/FieldValues.h"
 #include "workbench/JsonItemList.h"
+#include "workbench/NumberTexts.h"
 
 #include <algorithm>
 #include <optional>
@@ -124,13 +125,27 @@ void requireSameAsRaw(const NvItem& item, const ItemData& raw, const Place& plac
     }
 }
 
-WantedItem itemFromJson(const Json& entry, Place place, Calvane& catalog, bool wrap) {
+/// The number of the item, which stands in the place from now on.
+std::uint16_t numberOf(const Json& entry, Place& place) {
     const auto id = entry.is_object() ? entry.find("id") : entry.end();
     if (id == entry.end() || !id->is_number_unsigned() || id->get<std::uint64_t>() > 0xFFFF) {
         place.refuseForm("each item needs an \"id\" from 0 to 65535");
     }
     place.item = "item " + id->dump();
-    NvItem item = place.refusing([&] { return catalog.getSupportedNvItem(id->get<unsigned short>()); });
+    return id->get<std::uint16_t>();
+}
+
+ItemData neededRawBytes(const Json& entry, const Place& place) {
+    const auto raw = rawBytes(entry, place);
+    if (!raw) {
+        place.refuseForm("it needs \"raw\"");
+    }
+    return *raw;
+}
+
+WantedItem itemFromJson(const Json& entry, Place place, Calvane& catalog, bool wrap) {
+    const std::uint16_t number = numberOf(entry, place);
+    NvItem item = place.refusing([&] { return catalog.getSupportedNvItem(number); });
     requireSame(entry, "name", item.getName(), place);
     const auto fields = entry.find("fields");
     const auto subItems = item.getSubItems();
@@ -157,12 +172,61 @@ WantedItem itemFromJson(const Json& entry, Place place, Calvane& catalog, bool w
     return wanted;
 }
 
-std::string rawDigits(const NvItem& item) {
-    std::string digits;
-    for (const std::uint8_t byte : item.rawData()) {
-        digits += kernel::hexDigits(byte, 2);
+/// Its bytes are meant, whatever they are. Fields that stand beside them must say the same.
+WantedItem rawItemFromJson(const Json& entry, Place place, Calvane& catalog, bool wrap) {
+    if (entry.is_object() && entry.contains("fields")) {
+        WantedItem wanted = itemFromJson(entry, place, catalog, wrap);
+        neededRawBytes(entry, place);
+        return wanted;
     }
-    return digits;
+    WantedItem wanted{.item = catalog.describedItem(numberOf(entry, place)), .bringsAllBytes = true};
+    wanted.item.setRawData(neededRawBytes(entry, place));
+    return wanted;
+}
+
+using TakeItem = WantedItem (*)(const Json&, Place, Calvane&, bool);
+
+std::vector<WantedItem> allItems(const std::string& text, const std::string& source, Calvane& catalog, bool wrap,
+                                 TakeItem takeItem) {
+    const Place place{source, {}};
+    std::vector<WantedItem> items;
+    std::set<std::uint16_t> seen;
+    readItemList(text, source, [&](const Json& entry) {
+        items.push_back(takeItem(entry, place, catalog, wrap));
+        const std::uint16_t number = items.back().item.getId();
+        if (!seen.insert(number).second) {
+            place.refuseForm("item " + std::to_string(number) + " stands in it twice");
+        }
+    });
+    return items;
+}
+
+/// What a list lacks of what was asked for, by reason.
+Json missingJson(const ReadReport& read) {
+    return {{"noValue", joined(read.numbers(ReadState::kNoValue))},
+            {"failed", joined(read.numbers(ReadState::kFailed))},
+            {"lost", joined(read.numbers(ReadState::kMissing))},
+            {"notTried", joined(read.numbers(ReadState::kNotTried))}};
+}
+
+Json readHead(const char* form, const std::optional<RingInfo>& ring, const ReadReport* read) {
+    Json head = headJson(form, ring);
+    if (read != nullptr) {
+        head["port"] = utf8Text(read->comPort);
+        head["phone"] = phoneJson(read->phone);
+        head["time"] = utcText(read->when);
+        head["missing"] = missingJson(*read);
+    }
+    return head;
+}
+
+/// A text of an object of the head; empty where it has none.
+std::string headText(const Json& head, const char* object, const char* key) {
+    const auto found = head.find(object);
+    const auto text = found != head.end() && found->is_object() ? found->find(key) : found;
+    return found != head.end() && found->is_object() && text != found->end() && text->is_string()
+               ? text->get<std::string>()
+               : "";
 }
 
 } // namespace
@@ -184,7 +248,7 @@ std::string utf8Text(const std::string& ringText) {
     return text;
 }
 
-std::string itemsToJson(std::span<const NvItem> items) {
+std::string itemsToJson(std::span<const NvItem> items, const std::optional<RingInfo>& ring, const ReadReport* read) {
     Json list = Json::array();
     for (const NvItem& item : items) {
         Json fields = Json::array();
@@ -196,23 +260,50 @@ std::string itemsToJson(std::span<const NvItem> items) {
                         {"name", utf8Text(item.getName())},
                         {"access", utf8Text(item.getAccess())},
                         {"fields", std::move(fields)},
-                        {"raw", rawDigits(item)}});
+                        {"raw", hexText(item.rawData())}});
     }
-    return Json{{"items", std::move(list)}}.dump(2) + "\n";
+    Json document = readHead("items", ring, read);
+    document["items"] = std::move(list);
+    return textOf(document);
 }
 
 std::vector<WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog, bool wrap) {
-    const Place place{source, {}};
-    std::vector<WantedItem> items;
-    std::set<std::uint16_t> seen;
-    readItemList(text, source, [&](const Json& entry) {
-        items.push_back(itemFromJson(entry, place, catalog, wrap));
-        const std::uint16_t number = items.back().item.getId();
-        if (!seen.insert(number).second) {
-            place.refuseForm("item " + std::to_string(number) + " stands in it twice");
+    return allItems(text, source, catalog, wrap, itemFromJson);
+}
+
+std::string rawItemsToJson(const ReadReport& read, const RingInfo& ring) {
+    Json list = Json::array();
+    for (const ItemReading& reading : read.readings) {
+        if (reading.state == ReadState::kRead) {
+            list.push_back({{"id", reading.number}, {"raw", hexText(reading.data)}});
         }
+    }
+    Json document = readHead("raw-items", ring, &read);
+    document["items"] = std::move(list);
+    return textOf(document);
+}
+
+std::vector<WantedItem> rawItemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
+                                         bool wrap) {
+    return allItems(text, source, catalog, wrap, rawItemFromJson);
+}
+
+EarlierRead earlierReadFromJson(const std::string& text, const std::string& source) {
+    EarlierRead read;
+    std::set<std::uint16_t> seen;
+    const Json head = readItemList(text, source, [&](const Json& entry) {
+        Place place{source, {}};
+        const std::uint16_t number = numberOf(entry, place);
+        if (!seen.insert(number).second) {
+            place.refuseForm("it stands in it twice");
+        }
+        read.items.push_back({.number = number, .state = ReadState::kRead, .data = neededRawBytes(entry, place)});
     });
-    return items;
+    read.phone = {headText(head, "phone", "serialNumber"), headText(head, "phone", "model"),
+                  headText(head, "phone", "softwareVersion")};
+    read.withoutValue = headText(head, "missing", "noValue");
+    read.failed = headText(head, "missing", "failed");
+    return read;
 }
 
 } // namespace workbench

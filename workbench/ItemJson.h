@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/Calvane.h"
+#include "workbench/ResultJson.h"
 #include "workbench/WritePlan.h"
 
 #include <span>
@@ -11,14 +12,17 @@ namespace workbench {
 
 /// Items as JSON, for programs and for a look at what changed between two reads:
 ///
-///     { "items": [ { "id": 1024, "name": "NV_TX_GAIN_OFFSET_I", "access": "readwrite",
+///     { "form": "items", "schema": 1, ..., "items": [ { "id": 1024, "name": "NV_TX_GAIN_OFFSET_I", "access":
+///     "readwrite",
 ///                    "fields": [ { "type": "SIGNED WORD", "description": "gain offset", "value": "-12" } ],
 ///                    "raw": "f4ff0000..." } ] }
 ///
 /// A value is its decimal text, since a number of JSON would lose digits of 64 bits on the way through many readers;
 /// whole numbers are read as well. "raw" has all 128 bytes of the item in 256 hexadecimal digits, also those that no
-/// field covers. Texts of a ring that are no UTF-8 are taken for Latin-1.
-std::string itemsToJson(std::span<const NvItem> items);
+/// field covers. Texts of a ring that are no UTF-8 are taken for Latin-1. Before the items stand the ring and, of a
+/// read, port, phone, time and the numbers that are missing by reason, where these are given.
+std::string itemsToJson(std::span<const NvItem> items, const std::optional<RingInfo>& ring = {},
+                        const ReadReport* read = nullptr);
 
 /// The items of such a text, with layouts from `catalog`'s ring and values from the text. "id" and the fields' "value"
 /// are needed. "raw", where it stands, gives the bytes, and the values must be the same; without it the values alone
@@ -27,6 +31,23 @@ std::string itemsToJson(std::span<const NvItem> items);
 /// the item and field where there are such: kText for an item that stands there twice and for what readItemList()
 /// refuses, kValues for what does not fit the ring, a type or "raw".
 std::vector<WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog, bool wrap);
+
+/// The items that were read, described or not, as { "id": 7, "raw": "f4ff0000..." }, with the same head.
+std::string rawItemsToJson(const ReadReport& read, const RingInfo& ring);
+/// The items of such a text; one that the ring does not describe is a "No Name" item. "raw" is needed. Items that have
+/// "fields" as well are taken as itemsFromJson() does it.
+std::vector<WantedItem> rawItemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
+                                         bool wrap);
+
+/// What such a text says of the read that it comes from.
+struct EarlierRead {
+    PhoneIdentity phone;
+    std::vector<ItemReading> items; ///< each kRead
+    std::string withoutValue;       ///< numbers and ranges, as joined() writes them
+    std::string failed;             ///< so, too
+};
+/// Refuses as readItemList() does, and a list with an item twice or without "raw".
+EarlierRead earlierReadFromJson(const std::string& text, const std::string& source);
 
 /// A text of the ring, which is plain bytes, as JSON and other files in UTF-8 have it. What is no UTF-8 is taken for
 /// Latin-1, so that each text becomes one of its own and is recognised when it comes back.

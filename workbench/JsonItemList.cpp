@@ -3,6 +3,7 @@
 #include "engine/SubItem.h"
 #include "platform/kernel/Text.h"
 #include "workbench/FieldValues.h"
+#include "workbench/ResultJson.h"
 
 #include <algorithm>
 #include <array>
@@ -21,7 +22,9 @@ constexpr std::size_t kMaxTokenBytes = std::size_t{1} << 20;
 constexpr std::size_t kMaxComplaintBytes = 300;
 /// Each field of an item has a byte of its own.
 constexpr std::size_t kMaxFields = items::kItemDataBytes;
-constexpr std::array<std::string_view, 8> kKeys{"items", "id", "name", "raw", "fields", "type", "description", "value"};
+constexpr std::array<std::string_view, 18> kKeys{
+    "items",  "id",      "name",  "raw",          "fields",          "type",    "description", "value", "form",
+    "schema", "missing", "phone", "serialNumber", "softwareVersion", "noValue", "failed",      "model", "time"};
 
 [[noreturn]] void refuseLine(const std::string& source, std::size_t line, const std::string& reason) {
     throw ValuesRefused(ValuesRefused::Kind::kText, source + ": line " + std::to_string(line) + ": " + reason);
@@ -67,6 +70,7 @@ public:
         : source_(source), take_(take) {}
 
     bool hasList() const { return hasList_; }
+    const Json& head() const { return head_; }
 
     bool null() override { return put(nullptr); }
     bool boolean(bool value) override { return put(value); }
@@ -122,7 +126,7 @@ public:
     }
 
 private:
-    enum class Place { kDocument, kItems, kItem, kFields, kField, kElsewhere };
+    enum class Place { kDocument, kHead, kItems, kItem, kFields, kField, kElsewhere };
 
     /// A list or an object that is open.
     struct Level {
@@ -152,7 +156,10 @@ private:
         switch (levels_.back().place) {
         case Place::kDocument:
             hasList_ = hasList_ || (key == "items" && value.is_array());
-            return key == "items" && value.is_array() ? Place::kItems : Place::kElsewhere;
+            return key == "items" && value.is_array() ? Place::kItems : keepInHead(key, std::move(value));
+        case Place::kHead:
+            keepAs(head_[std::string(headKey_)], key, std::move(value));
+            return Place::kElsewhere;
         case Place::kItems:
             if (value.is_object()) {
                 item_ = std::move(value);
@@ -170,6 +177,13 @@ private:
         default:
             return Place::kElsewhere;
         }
+    }
+
+    Place keepInHead(std::string_view key, Json value) {
+        const bool isObject = value.is_object();
+        keepAs(head_, key, std::move(value));
+        headKey_ = key;
+        return isObject && !key.empty() ? Place::kHead : Place::kElsewhere;
     }
 
     /// Answers whether it is a list.
@@ -200,19 +214,27 @@ private:
     const std::function<void(const Json&)>& take_;
     std::vector<Level> levels_;
     Json item_; ///< the one that is being read
+    Json head_ = Json::object();
+    std::string_view headKey_; ///< of the object in it that is being read
     bool hasList_ = false;
 };
 
 } // namespace
 
-void readItemList(const std::string& text, const std::string& source,
-                  const std::function<void(const nlohmann::ordered_json&)>& take) {
+Json readItemList(const std::string& text, const std::string& source, const std::function<void(const Json&)>& take) {
     requireModestText(text, source);
     ItemListReader reader(source, take);
     Json::sax_parse(text, &reader);
     if (!reader.hasList()) {
         throw ValuesRefused(ValuesRefused::Kind::kText, source + ": it has no list \"items\"");
     }
+    const auto schema = reader.head().find("schema");
+    if (schema != reader.head().end() && *schema > kResultSchema) {
+        throw ValuesRefused(ValuesRefused::Kind::kText,
+                            source + ": its schema is " + kernel::shortened(schema->dump(), 20) +
+                                ", and this program knows none above " + std::to_string(kResultSchema));
+    }
+    return reader.head();
 }
 
 } // namespace workbench

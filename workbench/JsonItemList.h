@@ -11,11 +11,13 @@ namespace workbench {
 /// element keeps what an item can have: its "id", "name", "raw" and "fields", of these a few more than any item has,
 /// and the "type", "description" and "value" of each. A list or an object where none belongs is kept without its
 /// content. All else is checked and forgotten, so that what is held at a time does not depend on what a file repeats.
+/// Answers what stands beside the list of the members that headJson() and itemsToJson() know; an empty object for a
+/// file that has none of them.
 ///
 /// Throws ValuesRefused with kText, whose message names `source`, for a text that is no JSON (with line and column),
 /// has something behind its end, no list "items", an object with a key twice, more than 32 levels, or a text or number
-/// of more than a megabyte. What `take` throws comes through.
-void readItemList(const std::string& text, const std::string& source,
-                  const std::function<void(const nlohmann::ordered_json&)>& take);
+/// of more than a megabyte, and for a schema of a later program. What `take` throws comes through.
+nlohmann::ordered_json readItemList(const std::string& text, const std::string& source,
+                                    const std::function<void(const nlohmann::ordered_json&)>& take);
 
 } // namespace workbench

@@ -12,10 +12,14 @@ unsigned char byteOf(std::string_view text, std::size_t at) {
     return static_cast<unsigned char>(text[at]);
 }
 
-/// U+202A to U+202E, U+2066 to U+2069: text behind them is drawn from the other side.
-bool turnsDirection(std::string_view character) {
-    return (character >= "\xE2\x80\xAA" && character <= "\xE2\x80\xAE") ||
-           (character >= "\xE2\x81\xA6" && character <= "\xE2\x81\xA9");
+/// U+200B to U+200F, U+2028 to U+202E, U+2060 to U+2064, U+2066 to U+2069: what has no width, ends the line, or draws
+/// the text behind it from the other side.
+bool isUnseen(std::string_view character) {
+    const auto isFrom = [character](std::string_view first, std::string_view last) {
+        return character >= first && character <= last;
+    };
+    return isFrom("\xE2\x80\x8B", "\xE2\x80\x8F") || isFrom("\xE2\x80\xA8", "\xE2\x80\xAE") ||
+           isFrom("\xE2\x81\xA0", "\xE2\x81\xA4") || isFrom("\xE2\x81\xA6", "\xE2\x81\xA9");
 }
 
 /// What stands in place of the `length` bytes at the front of `text`, which are a character, or none with 0; empty
@@ -29,7 +33,7 @@ std::string standInFor(std::string_view text, std::size_t length) {
     if (length == 2 && first == 0xC2 && byteOf(text, 1) < 0xA0) {
         return "\\x" + kernel::hexDigits(byteOf(text, 1), 2);
     }
-    if (length == 3 && turnsDirection(text.substr(0, length))) {
+    if (length == 3 && isUnseen(text.substr(0, length))) {
         const unsigned code = 0x2000U | (byteOf(text, 1) & 0x3FU) << 6 | (byteOf(text, 2) & 0x3FU);
         return "\\u" + kernel::hexDigits(code, 4);
     }

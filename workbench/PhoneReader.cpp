@@ -28,7 +28,9 @@ void readInto(ReadReport& report, const std::vector<std::size_t>& positions, Pho
         if (control.progress) {
             control.progress(index, positions.size(), number);
         }
+        const auto begin = std::chrono::steady_clock::now();
         ItemReading reading = contact.read(number);
+        reading.took = elapsedSince(begin);
         if (std::exchange(confirmations, contact.confirmations()) != contact.confirmations()) {
             unconfirmed.clear();
         }

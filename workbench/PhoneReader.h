@@ -28,9 +28,10 @@ enum class ReadState {
 struct ItemReading {
     std::uint16_t number = 0;
     ReadState state = ReadState::kNotTried;
-    ItemData data{};          ///< where state is kRead
-    std::uint16_t status = 0; ///< the phone's NV status, where it answered
-    std::string reason = {};  ///< for kFailed and kMissing: what the phone or the line said
+    ItemData data{};                  ///< where state is kRead
+    std::uint16_t status = 0;         ///< the phone's NV status, where it answered
+    std::string reason = {};          ///< for kFailed and kMissing: what the phone or the line said
+    std::chrono::microseconds took{}; ///< with all repeats
 };
 
 /// What came of a read, also of one that did not get to its end.

@@ -3,6 +3,7 @@
 #include "engine/SubItem.h"
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -21,6 +22,11 @@ struct WorkControl {
     /// Asked between two items, and while the work waits for a phone to return. True ends the work there.
     std::function<bool()> isCancelled = {};
 };
+
+/// How long ago `begin` was.
+inline std::chrono::microseconds elapsedSince(std::chrono::steady_clock::time_point begin) {
+    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
+}
 
 /// Adds "3 refused" to an account of such counts, separated by commas; a count of 0 is left out.
 inline void addCount(std::string& account, std::size_t count, const char* words) {

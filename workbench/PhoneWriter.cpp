@@ -150,7 +150,9 @@ void Run::writeRows() {
         if (control_.progress) {
             control_.progress(position, pending.size(), result.number);
         }
+        const auto begin = std::chrono::steady_clock::now();
         writeRow(result);
+        result.took += elapsedSince(begin);
         if (hasFailed_ || !contact_.isHeld()) {
             return;
         }
@@ -344,7 +346,9 @@ void Run::verifyAfterReset() {
             control_.progress(position, verified.size(), result.number);
         }
         const ItemData wanted = result.readBack.value();
+        const auto begin = std::chrono::steady_clock::now();
         const ItemReading reading = readItem(result.number);
+        result.took += elapsedSince(begin);
         if (reading.state != ReadState::kNotTried) {
             judge(result, reading, wanted);
         }

@@ -30,6 +30,7 @@ struct WriteResult {
     std::uint16_t status = 0;              ///< the phone's NV status, where it answered
     std::string reason = {};               ///< for all but kVerified, where there is more to say than the state does
     std::optional<ItemData> readBack = {}; ///< what the phone had when it was last read back
+    std::chrono::microseconds took{};      ///< of the write and all reads around it
 };
 
 struct WriteReport {

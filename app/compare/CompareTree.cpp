@@ -137,9 +137,13 @@ int CompareTree::numberWidth() const {
 void CompareTree::resizeEvent(QResizeEvent* event) {
     isFitting_ = true;
     QTreeView::resizeEvent(event);
-    for (int column = 0; !isSizedByUser_ && column < CompareModel::kUnits; ++column) {
-        const int share = viewport()->width() * kColumnShares[column] / 100;
-        setColumnWidth(column, std::max(share, column == CompareModel::kNumber ? numberWidth() : 0));
+    if (!isSizedByUser_) {
+        const int numbers = std::max(numberWidth(), viewport()->width() * kColumnShares[CompareModel::kNumber] / 100);
+        setColumnWidth(CompareModel::kNumber, numbers);
+        const int others = 100 - kColumnShares[CompareModel::kNumber];
+        for (int column = CompareModel::kNumber + 1; column < CompareModel::kUnits; ++column) {
+            setColumnWidth(column, (viewport()->width() - numbers) * kColumnShares[column] / others);
+        }
     }
     isFitting_ = false;
 }

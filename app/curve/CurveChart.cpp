@@ -324,7 +324,7 @@ void CurveChart::fitTicks() {
     };
     setStep(*positions_, std::max(1.0, niceStep(positions_->max() - positions_->min(), across)));
     for (const Axis& axis : axes_) {
-        const int upward = std::max(2, static_cast<int>(area.height()) / kPixelsPerLine);
+        const int upward = std::max(3, static_cast<int>(area.height()) / kPixelsPerLine);
         const double step = niceStep(axis.axis->max() - axis.axis->min(), upward);
         const bool isHuge = std::max(std::abs(axis.axis->max()), std::abs(axis.axis->min())) >= 1e8;
         axis.axis->setLabelFormat(isHuge ? QString("%.6g") : QString("%.%1f").arg(decimalsOf(step)));

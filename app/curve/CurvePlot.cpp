@@ -172,7 +172,8 @@ void CurvePlot::mouseMoveEvent(QMouseEvent* event) {
             const double y = move_->from->y();
             const double value = chart_->valueAt(chosen_->curve, y + way) - chart_->valueAt(chosen_->curve, y);
             moveChosen(curveOf(*chosen_).stepsIn(pointOf(*chosen_), value));
-            QToolTip::showText(event->globalPosition().toPoint(), plainToolTip(textsOf(*chosen_).join('\n')), viewport());
+            QToolTip::showText(event->globalPosition().toPoint(), plainToolTip(textsOf(*chosen_).join('\n')),
+                               viewport());
         }
     } else if (bandFrom_) {
         band_->setGeometry(QRect(*bandFrom_, event->pos()).normalized());

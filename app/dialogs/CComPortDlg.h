@@ -2,6 +2,8 @@
 
 #include "app/dialogs/DialogTemplate.h"
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,10 @@ public:
     /// The names that the box offers, in this order, from its next opening on.
     void setPortNames(std::vector<std::string> portNames) { portNames_ = std::move(portNames); }
 
+    /// Lets the user choose among all devices of the system too, by a further button. `choose` is given the dialog, and
+    /// answers the name of the port that is then chosen here.
+    void setDeviceChooser(std::function<std::optional<std::string>(QWidget*)> choose);
+
     /// After OK: what the box said, unchanged and unchecked; it may be empty. Empty before.
     const std::string& chosenPort() const { return chosenPort_; }
 
@@ -24,7 +30,9 @@ protected:
 
 private:
     void fillPortBox();
+    void chooseDevice();
 
     std::vector<std::string> portNames_;
     std::string chosenPort_;
+    std::function<std::optional<std::string>(QWidget*)> chooseDevice_; ///< empty: there is no such button
 };

@@ -267,9 +267,8 @@ void CCustomListDlg::takeList(const workbench::ItemList& list) {
 }
 
 void CCustomListDlg::showDoubts(const std::vector<std::string>& doubts) {
-    std::string text = doubts.size() == 1
-                           ? std::string("1 line does not fit the decoder ring.")
-                           : std::to_string(doubts.size()) + " lines do not fit the decoder ring.";
+    std::string text = doubts.size() == 1 ? std::string("1 line does not fit the decoder ring.")
+                                          : std::to_string(doubts.size()) + " lines do not fit the decoder ring.";
     text += " The other items are listed, and those with other names too.\n";
     for (const std::string& doubt : doubts) {
         text += '\n' + doubt;

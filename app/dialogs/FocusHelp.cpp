@@ -1,6 +1,7 @@
 #include "app/dialogs/FocusHelp.h"
 
 #include "app/dialogs/ShellOpen.h"
+#include "workbench/ProgramFiles.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -36,7 +37,7 @@ FocusHelp::FocusHelp(std::filesystem::path programDirectory, QObject* parent)
 void FocusHelp::show(const std::filesystem::path& programDirectory, const QString& anchor, QWidget* parent) {
     std::error_code ignored; // as the result of showing the help is
     std::filesystem::current_path(programDirectory, ignored);
-    shellOpen(QString::fromStdString((programDirectory / kHelpFileName).string()), parent, anchor);
+    shellOpen(QString::fromStdString(workbench::sideFile(kHelpFileName, programDirectory).string()), parent, anchor);
 }
 
 bool FocusHelp::eventFilter(QObject* watched, QEvent* event) {

@@ -11,6 +11,6 @@ class QWidget;
 /// confirms it. Of a very long one the middle is shown on demand.
 void showMessageBox(QWidget* owner, const QString& message, const QString& caption, MessageIcon icon);
 
-/// Makes a box wide enough for its caption, which the desktop draws in a bold font beside its buttons. To be called when
-/// the box has its texts.
+/// Makes a box wide enough for its caption, which the desktop draws in a bold font beside its buttons. To be called
+/// when the box has its texts.
 void makeRoomForCaption(QMessageBox& box);

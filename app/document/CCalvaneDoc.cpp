@@ -10,6 +10,7 @@
 #include "platform/kernel/WholeFile.h"
 #include "workbench/MessageText.h"
 #include "workbench/PortReason.h"
+#include "workbench/ProgramFiles.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -36,8 +37,12 @@ CCalvaneDoc::CCalvaneDoc(UserInterface& userInterface, std::filesystem::path pro
     if (error) {
         kernel::logError("CCalvaneDoc: can't change to " + programDirectory_.string() + ": " + error.message());
     }
-    runBusy([this] { catalog_->loadDecoderRingFile(kDecoderRingFileName); });
-    ringItemCount_ = catalog_->supportedCount();
+    ring_.path = workbench::ringFile(programDirectory_);
+    // The user's own by its bare name, under which it stands in messages.
+    const bool isOwn = ring_.path == programDirectory_ / workbench::kRingFileName;
+    const std::string ring = isOwn ? workbench::kRingFileName : ring_.path.string();
+    runBusy([&] { catalog_->loadDecoderRingFile(ring); });
+    ring_ = workbench::ringInfo(ring_.path, *catalog_);
     loadUnits();
     readConfiguration();
 }
@@ -52,13 +57,9 @@ CCalvaneDoc::~CCalvaneDoc() {
     }
 }
 
-std::filesystem::path CCalvaneDoc::ringPath() const {
-    return programDirectory_ / kDecoderRingFileName;
-}
-
 void CCalvaneDoc::loadUnits() {
     try {
-        units_ = workbench::Units::load(workbench::Units::pathBeside(ringPath()));
+        units_ = workbench::Units::load(workbench::Units::pathBeside(ring_.path));
     } catch (const Calvane::Exception& failure) {
         showWarning(failure.what());
     }

@@ -4,6 +4,7 @@
 #include "app/document/PhoneRead.h"
 #include "app/document/UserInterface.h"
 #include "engine/Calvane.h"
+#include "workbench/RingInfo.h"
 #include "workbench/Units.h"
 
 #include <cstddef>
@@ -36,8 +37,8 @@ public:
 class CCalvaneDoc {
 public:
     /// Makes the program's directory the current one, loads the decoder ring "NV Decoder.vrk" with the units beside it
-    /// and reads the configuration; failures are shown, and the document is made nevertheless. `userInterface` outlives
-    /// it.
+    /// (workbench/ProgramFiles.h says which) and reads the configuration; failures are shown, and the document is made
+    /// nevertheless. `userInterface` outlives it.
     CCalvaneDoc(UserInterface& userInterface, std::filesystem::path programDirectory,
                 std::unique_ptr<Calvane> catalog = std::make_unique<Calvane>());
     /// Writes the configuration. A read that still runs is cancelled and waited for.
@@ -46,8 +47,6 @@ public:
     CCalvaneDoc& operator=(const CCalvaneDoc&) = delete;
 
     static constexpr const char* kTitle = "RF NV ITEMS ONLY";
-    /// The ring's name in the program's directory.
-    static constexpr const char* kDecoderRingFileName = "NV Decoder.vrk";
 
     /// Takes the port name from the first line of a file that the user has opened. False, after a message, if the file
     /// can't be read or does not start with the name of a port.
@@ -163,9 +162,8 @@ public:
     const std::string& fileName() const { return fileName_; }
     /// The read from which the list comes; null for one of the catalog's items, and at first.
     const std::shared_ptr<const workbench::Source>& listSource() const { return listSource_; }
-    std::filesystem::path ringPath() const;
-    /// How many items the ring describes.
-    std::size_t ringItemCount() const { return ringItemCount_; }
+    /// The decoder ring as it was when the document was made.
+    const workbench::RingInfo& ring() const { return ring_; }
 
 private:
     void loadUnits();
@@ -216,7 +214,7 @@ private:
     std::vector<KeptEdit> droppedEdits_; ///< those that go although edits are kept
     int selectedIndex_ = -1;
     std::shared_ptr<const workbench::Source> listSource_;
-    std::size_t ringItemCount_ = 0;
+    workbench::RingInfo ring_;
     bool sortAlphabetical_ = false;
     bool listChanged_ = false;
     bool waiting_ = false;

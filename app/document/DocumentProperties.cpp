@@ -74,8 +74,8 @@ std::vector<DocumentProperty> documentProperties(const CCalvaneDoc& document) {
     }
     add(lines, "File last read or written", document.fileName().empty() ? "none" : document.fileName());
     add(lines, "Port", document.comPort());
-    add(lines, "Decoder ring", document.ringPath().string());
-    add(lines, "Items in the ring", std::to_string(document.ringItemCount()));
+    add(lines, "Decoder ring", document.ring().path.string());
+    add(lines, "Items in the ring", std::to_string(document.ring().items));
     add(lines, "Items listed", std::to_string(document.nvItems().size()));
     add(lines, "Items changed, not written", std::to_string(document.changedCount()));
     return lines;

@@ -63,12 +63,12 @@ bool CCalvaneApp::notify(QObject* receiver, QEvent* event) {
 }
 
 bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, const QString& file,
-                               const QString& calibrationFile) {
-    QStringList calibrationFiles;
+                               const QStringList& calibrationFiles) {
+    QStringList paths;
     const bool isCalibrationFile = isCompoundFile(file);
-    for (const QString& path : {calibrationFile, isCalibrationFile ? file : QString()}) {
+    for (const QString& path : isCalibrationFile ? calibrationFiles + QStringList(file) : calibrationFiles) {
         if (!path.isEmpty()) {
-            calibrationFiles << QFileInfo(path).absoluteFilePath(); // a document changes the current directory
+            paths << QFileInfo(path).absoluteFilePath(); // a document changes the current directory
         }
     }
     const QString portFile = isCalibrationFile ? QString() : file;
@@ -95,7 +95,7 @@ bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, co
     mainFrame_->show();
     mainFrame_->repaint();
     QMetaObject::invokeMethod(
-        mainFrame_.get(), [this, calibrationFiles] { openCalibrationFiles(calibrationFiles); }, Qt::QueuedConnection);
+        mainFrame_.get(), [this, paths] { openCalibrationFiles(paths); }, Qt::QueuedConnection);
     return true;
 }
 

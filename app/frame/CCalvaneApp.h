@@ -1,10 +1,14 @@
 #pragma once
 
+#include "app/trace/TraceSource.h"
+
 #include <QApplication>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 class CMainFrame;
+class DeviceDesk;
 
 /// The program: makes the main window and the first document at the start, and the documents that New and Open ask
 /// for. Lives as long as the process does.
@@ -18,13 +22,23 @@ public:
     bool notify(QObject* receiver, QEvent* event) override;
 
     /// Makes and shows the main window with one document: a new one, or `file` opened where it is not empty. Side files
-    /// are looked for in `programDirectory`. False, without a message box, ends the program. `calibrationFile`, or
-    /// `file` where it begins as a compound file does, is read into the document once the program runs.
+    /// are looked for in `programDirectory`. False, without a message box, ends the program. The `calibrationFiles`,
+    /// and `file` where it begins as a compound file does, are read into documents once the program runs.
     bool initInstance(const std::filesystem::path& programDirectory, const QString& file,
-                      const QString& calibrationFile = {});
+                      const QStringList& calibrationFiles = {});
 
     /// Destroys the main window with all documents, which write their configuration.
     void end();
+
+    /// Where the packets of the ports come from, for the window that shows them; without one there is no such window.
+    /// To be set before initInstance().
+    void setTraceSource(const TraceSource& source) { traceSource_ = source; }
+    const std::optional<TraceSource>& traceSource() const { return traceSource_; }
+
+    /// Where documents find what is done with serial devices; null, as at the start: nothing can be. `desk` outlives
+    /// the windows.
+    void setDeviceDesk(DeviceDesk* desk) { deviceDesk_ = desk; }
+    DeviceDesk* deviceDesk() const { return deviceDesk_; }
 
     CMainFrame* mainFrame() { return mainFrame_.get(); }
 
@@ -43,5 +57,7 @@ private:
     /// A file that is gone is told and leaves the list.
     void openRecentCalibrationFile(const QString& path);
 
+    std::optional<TraceSource> traceSource_;
+    DeviceDesk* deviceDesk_ = nullptr;
     std::unique_ptr<CMainFrame> mainFrame_;
 };

@@ -12,6 +12,7 @@
 #include "app/frame/MainStatusBar.h"
 #include "app/frame/ReviewSwitch.h"
 #include "app/frame/Shutdown.h"
+#include "workbench/ProgramFiles.h"
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
@@ -354,11 +355,8 @@ void CMainFrame::runCommand(CommandId id) {
 
 void CMainFrame::showVersions() {
     CSplitterFrame* frame = activeFrame();
-    std::optional<std::size_t> itemCount;
-    if (frame != nullptr && !frame->isBusy()) { // else the catalog is the read's
-        itemCount = frame->document().catalog().getSupportedNvItems().size();
-    }
-    showLicences(this, programDirectory_ / CCalvaneDoc::kDecoderRingFileName, itemCount);
+    showLicences(this, frame != nullptr ? workbench::ringLine(frame->document().ring())
+                                        : workbench::ringLine(workbench::ringFile(programDirectory_)));
 }
 
 void CMainFrame::restorePlaces() {

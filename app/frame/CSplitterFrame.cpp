@@ -13,6 +13,7 @@
 #include "app/frame/FilterPart.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/frame/TableCommands.h"
+#include "app/frame/TracePart.h"
 #include "app/review/ItemReportDialog.h"
 #include "app/views/CNvItemList.h"
 #include "app/views/CNvParam.h"
@@ -107,12 +108,13 @@ void CSplitterFrame::makePanes() {
 
 void CSplitterFrame::makeParts() {
     parts_.push_back(std::make_unique<DocumentPropertiesPart>(*this, *document_));
+    parts_.push_back(std::make_unique<TracePart>(*this));
     auto filter = std::make_unique<FilterPart>(*this, *document_, *list_, *editor_);
     filter_ = filter.get();
     parts_.push_back(std::move(filter));
     parts_.push_back(
         std::make_unique<TableCommands>(editor_->table(), [this](CommandId command) { runCommand(command); }));
-    const std::string ring = (programDirectory_ / CCalvaneDoc::kDecoderRingFileName).string();
+    const std::string ring = document_->ring().path.string();
     auto compare = std::make_unique<ComparePart>(
         ComparePart::Document{*this, *editor_, *history_, ring,
                               [this](WriteRequest request) { review(std::move(request)); }},

@@ -37,6 +37,7 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kRevertAll, "Give all listed items their last known values back", "", true, false},
     CommandInfo{CommandId::kCompare, "Compare two sets of items", "", true, false},
     CommandInfo{CommandId::kDocumentProperties, "Show where the document's items come from", "", true, false},
+    CommandInfo{CommandId::kTrace, "Show what goes over the ports, packet by packet", "", true, false},
     CommandInfo{CommandId::kFilterBar, "Show or hide the filter line over the item list", "", true, false, true},
     CommandInfo{CommandId::kFilter, "Show only the items that fit what is typed", "", true, false},
     CommandInfo{CommandId::kFindNext, "Go to the next item that the last search finds", "", true, false},
@@ -148,6 +149,7 @@ constexpr std::array kEdit{
 constexpr std::array kTools{
     command("&Compare...", CommandId::kCompare),
     command("Document &Properties", CommandId::kDocumentProperties),
+    command("&Trace...", CommandId::kTrace),
 };
 constexpr std::array<MenuInfo, 8> kDocumentMenus{{{"File", kFile},
                                                   {"View", kView},

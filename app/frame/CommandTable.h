@@ -31,6 +31,7 @@ enum class CommandId : std::uint32_t {
     kReviewBeforeWriting = 32811,
     kCompare = 32820,
     kDocumentProperties = 32821,
+    kTrace = 32822,
     kFilterBar = 32830,
     kFilter = 32831,
     kFindNext = 32832,

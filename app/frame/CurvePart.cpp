@@ -14,7 +14,7 @@ namespace {
 constexpr const char* kShownSetting = "curve/shown";
 constexpr const char* kSplitSetting = "curve/split";
 constexpr int kFirstShares[] = {3, 2}; ///< of the boxes and the curves, until the user has moved the border
-constexpr int kFirstRowId = 7000; // of the editor's first box
+constexpr int kFirstRowId = 7000;      // of the editor's first box
 
 } // namespace
 

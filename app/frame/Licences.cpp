@@ -22,14 +22,13 @@ constexpr const char* kWhole = "This program, built without curves, and its own 
 
 } // namespace
 
-QString versionText(const std::filesystem::path& ring, std::optional<std::size_t> itemCount) {
-    const QString items = itemCount ? ", " + QString::number(*itemCount) + " items" : QString();
-    return QString("%1\n%2\n\nQt %3, built with %4: %5\nCompiler: %6\nDecoder ring: %7%8\n")
+QString versionText(const std::string& ring) {
+    return QString("%1\n%2\n\nQt %3, built with %4: %5\nCompiler: %6\n%7\n")
         .arg(CMainFrame::kTitle, kWhole, qVersion(), QT_VERSION_STR, kQtParts, CALVANE_COMPILER,
-             QString::fromStdString(ring.string()), items);
+             QString::fromStdString(ring));
 }
 
-void showLicences(QWidget* owner, const std::filesystem::path& ring, std::optional<std::size_t> itemCount) {
+void showLicences(QWidget* owner, const std::string& ring) {
     QDialog dialog(owner);
     dialog.setObjectName("licences");
     dialog.setWindowTitle("Licences and Versions");
@@ -39,7 +38,7 @@ void showLicences(QWidget* owner, const std::filesystem::path& ring, std::option
     text->setReadOnly(true);
     text->setTabChangesFocus(true);
     text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    text->setPlainText(versionText(ring, itemCount) + "\n" + QString::fromUtf8(licenceText()));
+    text->setPlainText(versionText(ring) + "\n" + QString::fromUtf8(licenceText()));
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     buttons->button(QDialogButtonBox::Close)->setDefault(true);
     QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);

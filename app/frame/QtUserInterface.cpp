@@ -1,11 +1,13 @@
 #include "app/frame/QtUserInterface.h"
 
+#include "app/devices/DevicesDlg.h"
 #include "app/dialogs/CComPortDlg.h"
 #include "app/dialogs/CCustomListDlg.h"
 #include "app/dialogs/CFilePropertiesDlg.h"
 #include "app/dialogs/FileDialog.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShownText.h"
+#include "app/frame/CCalvaneApp.h"
 #include "app/frame/MainStatusBar.h"
 #include "app/frame/RecentFiles.h"
 #include "platform/kernel/Thread.h"
@@ -127,6 +129,13 @@ std::optional<FileProperties> QtUserInterface::askFileProperties(const OfferedPr
 std::optional<std::string> QtUserInterface::askComPort(const std::vector<std::string>& portNames) {
     CComPortDlg dialog(owner());
     dialog.setPortNames(portNames);
+    const auto* const app = qobject_cast<CCalvaneApp*>(QCoreApplication::instance());
+    if (app != nullptr && app->deviceDesk() != nullptr) {
+        dialog.setDeviceChooser([desk = app->deviceDesk()](QWidget* parent) -> std::optional<std::string> {
+            DevicesDlg devices(*desk, parent);
+            return devices.exec() == QDialog::Accepted ? std::optional(devices.chosenPort()) : std::nullopt;
+        });
+    }
     if (dialog.exec() != QDialog::Accepted) {
         return std::nullopt;
     }

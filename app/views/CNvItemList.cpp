@@ -82,6 +82,12 @@ void CNvItemList::connectFilter() {
     bar_->setVisible(QSettings().value(kBarSetting, false).toBool());
     connect(filter_, &ListFilter::shownChanged, this, &CNvItemList::showFiltered);
     connect(bar_, &FilterBar::left, listBox_, [this] { listBox_->setFocus(Qt::ShortcutFocusReason); });
+    connect(bar_, &FilterBar::accepted, listBox_, [this] {
+        listBox_->setFocus(Qt::ShortcutFocusReason);
+        if (!listBox_->selectionModel()->hasSelection() && lines_->rowCount() > 0) {
+            listBox_->selectionModel()->setCurrentIndex(lines_->index(0, 0), QItemSelectionModel::ClearAndSelect);
+        }
+    });
 }
 
 void CNvItemList::onUpdate() {

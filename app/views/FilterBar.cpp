@@ -132,7 +132,7 @@ bool FilterBar::eventFilter(QObject* watched, QEvent* event) {
             return true;
         }
         if (inLine && (key == Qt::Key_Down || key == Qt::Key_Return || key == Qt::Key_Enter)) {
-            emit left();
+            emit accepted();
             return true;
         }
     }

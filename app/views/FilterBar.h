@@ -34,6 +34,8 @@ signals:
     void edited();
     /// The user is done with it: the focus is to go to the list.
     void left();
+    /// The user goes to what was found.
+    void accepted();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

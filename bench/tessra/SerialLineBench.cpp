@@ -1,13 +1,17 @@
 // What a serial line costs on top of the terminal that it goes through: reads of an NV item through SerialLine, with
-// the phone model at the other end, beside the same frame sent through a terminal that echoes it. And what the service
-// costs when nobody asks it anything: processor time in its own process, with phones in another.
+// the phone model at the other end, beside the same frame sent through a terminal that echoes it; and what is added
+// where such a read is recorded. And what the service costs when nobody asks it anything: processor time in its own
+// process, with phones in another.
 
 #include "tessra/Packet.h"
 #include "tessra/Service.h"
 #include "tessra/serial/FrameCodec.h"
+#include "tessra/serial/LineTap.h"
 #include "tessra/serial/SerialLine.h"
 #include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
+#include "tessra/trace/TraceBuffer.h"
+#include "tessra/trace/TraceFile.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -62,6 +66,37 @@ void exchange(benchmark::State& state) {
     }
     terminal.stop();
     runner.join();
+}
+
+// A request and its answer, on their way past the tap of a line.
+void record(benchmark::State& state, const std::shared_ptr<tessra::PacketRecorder>& recorder) {
+    tessra::LineTap tap(tessra::PacketTap("COM1", recorder));
+    const Bytes packet = readRequest(1007);
+    const Bytes frame = tessra::encodeFrame(packet);
+    for (auto _ : state) {
+        tap.sent(packet);
+        tap.took(tessra::FrameResult::kPacket, packet, frame, false);
+    }
+}
+
+void recordOff(benchmark::State& state) {
+    record(state, std::make_shared<tessra::PacketRecorder>([](const tessra::TraceRecord&) {}, false));
+}
+
+void recordToBuffer(benchmark::State& state) {
+    tessra::TraceBuffer buffer;
+    record(state, std::make_shared<tessra::PacketRecorder>(
+                      [&buffer](tessra::TraceRecord&& each) { buffer.add(std::move(each)); }));
+}
+
+void recordToFile(benchmark::State& state) {
+    const auto path = std::filesystem::temp_directory_path() / ("calvane-bench-" + std::to_string(::getpid()));
+    {
+        tessra::TraceFile file(path, std::chrono::system_clock::now());
+        record(state,
+               std::make_shared<tessra::PacketRecorder>([&file](const tessra::TraceRecord& each) { file.add(each); }));
+    }
+    std::filesystem::remove(path);
 }
 
 // Both ends of a terminal; bytes written to one come out of the other as they are.
@@ -177,6 +212,9 @@ void idleService(benchmark::State& state) {
 }
 
 BENCHMARK(exchange)->Name("SerialExchange")->UseRealTime();
+BENCHMARK(recordOff)->Name("SerialRecord_off")->UseRealTime();
+BENCHMARK(recordToBuffer)->Name("SerialRecord_buffer")->UseRealTime();
+BENCHMARK(recordToFile)->Name("SerialRecord_file")->UseRealTime();
 BENCHMARK(echo)->Name("SerialExchange_echo")->UseRealTime();
 BENCHMARK(idleService)->Name("IdleService/4_ports")->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 

@@ -4,10 +4,14 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <grp.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fstream>
 #include <memory>
@@ -32,6 +36,14 @@ bool isSame(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+// The numbers that Linux has given to /dev/ptmx and to what stands in /dev/pts.
+bool isTerminalMaker(const struct stat& file) {
+    return S_ISCHR(file.st_mode) && file.st_rdev == makedev(5, 2);
+}
+bool isPseudoTerminal(const struct stat& file) {
+    return S_ISCHR(file.st_mode) && major(file.st_rdev) >= 136 && major(file.st_rdev) <= 143;
+}
+
 // The next entry whose name is a number; nothing at the end.
 std::optional<pid_t> nextNumber(DIR* folder) {
     while (const dirent* entry = ::readdir(folder)) { // NOLINT(concurrency-mt-unsafe): each caller has a folder alone
@@ -40,17 +52,6 @@ std::optional<pid_t> nextNumber(DIR* folder) {
         }
     }
     return std::nullopt;
-}
-
-// A program names itself, so the name may have any byte in it.
-std::string programOf(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
-    std::string name;
-    std::getline(file, name);
-    for (char& c : name) {
-        c = c < ' ' || c > '~' ? '?' : c;
-    }
-    return name;
 }
 
 FileUser userWith(pid_t process) {
@@ -106,7 +107,8 @@ private:
             if (!(words >> ordinal >> kind >> ignored >> ignored >> process >> place) || kind != "FLOCK") {
                 continue; // one that waits has an arrow for its kind
             }
-            if (process > 0) {
+            // Who has taken a lock may have ended, and left it to a child.
+            if (process > 0 && (::kill(process, 0) == 0 || errno == EPERM)) {
                 take(process, [&place](const struct stat& file) {
                     return place == hexDigits(major(file.st_dev), 2) + ":" + hexDigits(minor(file.st_dev), 2) + ":" +
                                         std::to_string(file.st_ino);
@@ -132,12 +134,19 @@ private:
             isPartial_ = isPartial_ || errno == EACCES || errno == EPERM;
             return;
         }
+        std::vector<struct stat> open;
         while (const auto number = nextNumber(files.get())) {
             struct stat file {};
             if (::fstatat(::dirfd(files.get()), std::to_string(*number).c_str(), &file, 0) == 0) {
-                take(process, [&file](const struct stat& wanted) { return isSame(wanted, file); });
+                open.push_back(file);
             }
         }
+        // Who makes a pseudo-terminal keeps it open, and is the other end of it, not its user.
+        const bool isOtherEnd = std::ranges::any_of(open, isTerminalMaker);
+        take(process, [&](const struct stat& wanted) {
+            return !(isOtherEnd && isPseudoTerminal(wanted)) &&
+                   std::ranges::any_of(open, [&wanted](const struct stat& file) { return isSame(wanted, file); });
+        });
     }
 
     std::vector<struct stat> stats_;
@@ -149,6 +158,17 @@ private:
 
 std::vector<FileUser> usersOf(const std::vector<std::filesystem::path>& files) {
     return Search(files).run();
+}
+
+// A program names itself, so the name may have any byte in it.
+std::string programOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    for (char& c : name) {
+        c = c < ' ' || c > '~' ? '?' : c;
+    }
+    return name;
 }
 
 std::string useText(const FileUser& user) {
@@ -168,6 +188,23 @@ std::string useText(const FileUser& user) {
 
 std::string useText(const std::filesystem::path& file) {
     return useText(usersOf({file}).front());
+}
+
+std::string groupOf(const std::filesystem::path& file) {
+    constexpr mode_t kReadAndWrite = S_IRGRP | S_IWGRP;
+    struct stat found {};
+    std::array<char, 16384> buffer{};
+    group entry{};
+    group* row = nullptr;
+    if (::stat(file.c_str(), &found) != 0 || (found.st_mode & kReadAndWrite) != kReadAndWrite ||
+        ::getgrgid_r(found.st_gid, &entry, buffer.data(), buffer.size(), &row) != 0 || row == nullptr) {
+        return {};
+    }
+    return row->gr_name;
+}
+
+std::string permissionText(const std::string& group) {
+    return group.empty() ? "no group may use it, only its owner" : "only members of the group " + group + " may use it";
 }
 
 } // namespace kernel

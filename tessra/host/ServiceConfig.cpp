@@ -1,5 +1,6 @@
 #include "tessra/host/ServiceConfig.h"
 
+#include "platform/kernel/Process.h"
 #include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Text.h"
 #include "tessra/host/ConfigBounds.h"
@@ -64,7 +65,18 @@ void readLine(ConfigTable& table, LineSetup& line) {
     }
 }
 
-PortConfig readPort(ConfigTable& table) {
+// A sample that is not beside the file is one that came with the program.
+std::filesystem::path initialOf(ConfigTable& table, const std::filesystem::path& folder) {
+    std::filesystem::path path = table.path("initial");
+    std::error_code ignored;
+    if (!path.empty() && path.parent_path() == folder && !std::filesystem::exists(path, ignored)) {
+        std::filesystem::path shipped = kernel::programFolders().shipped / path.filename();
+        return std::filesystem::exists(shipped, ignored) ? shipped : path;
+    }
+    return path;
+}
+
+PortConfig readPort(ConfigTable& table, const std::filesystem::path& folder) {
     PortConfig port;
     port.name = table.text("name").value_or("");
     if (port.name.empty()) {
@@ -80,7 +92,7 @@ PortConfig readPort(ConfigTable& table) {
         readLine(table, port.line);
     } else if (kind == "simulated") {
         port.memory = table.path("memory");
-        port.initial = table.path("initial");
+        port.initial = initialOf(table, folder);
         readPhone(table, port.phone);
     } else {
         table.fail("'kind' must be \"simulated\" or \"serial\"", "kind");
@@ -126,11 +138,7 @@ private:
     Names<std::string> devices_;
 };
 
-toml::table parse(const std::filesystem::path& file) {
-    std::string text;
-    if (const int error = kernel::readRegularFile(file, kMaxConfigBytes, text); error != 0 && error != EFBIG) {
-        throw ConfigError(file, 0, "can't be read: " + std::generic_category().message(error));
-    }
+toml::table parse(const std::string& text, const std::filesystem::path& file) {
     requireModestText(file, text);
     try {
         return toml::parse(text, file.string());
@@ -142,13 +150,21 @@ toml::table parse(const std::filesystem::path& file) {
 } // namespace
 
 ServiceConfig loadServiceConfig(const std::filesystem::path& file) {
-    const toml::table parsed = parse(file);
+    std::string text;
+    if (const int error = kernel::readRegularFile(file, kMaxConfigBytes, text); error != 0 && error != EFBIG) {
+        throw ConfigError(file, 0, "can't be read: " + std::generic_category().message(error));
+    }
+    return parseServiceConfig(text, file);
+}
+
+ServiceConfig parseServiceConfig(const std::string& text, const std::filesystem::path& file) {
+    const toml::table parsed = parse(text, file);
     ServiceConfig config;
     PortsByKey byKey;
     ConfigTable table(file, parsed, "the file");
     config.taskWindow = table.flag("task_window", true);
     table.tables("port", [&](ConfigTable& portTable) {
-        PortConfig port = readPort(portTable);
+        PortConfig port = readPort(portTable, file.parent_path());
         byKey.add(portTable, port);
         config.ports.push_back(std::move(port));
     });

@@ -32,8 +32,11 @@ struct ServiceConfig {
 };
 
 /// Reads the service's configuration file (data/Tessra.toml explains its keys). Paths in it that are relative start at
-/// its folder. ConfigError, naming file and line, for a file that can't be read, is no TOML, has a key that this
-/// service does not know or a value that a key can't have.
+/// its folder; an `initial` that is not there may be a sample that came with the program. ConfigError, naming file and
+/// line, for a file that can't be read, is no TOML, has a key that this service does not know or a value that a key
+/// can't have.
 ServiceConfig loadServiceConfig(const std::filesystem::path& file);
+/// The same for a text that is, or is to be, what the file holds.
+ServiceConfig parseServiceConfig(const std::string& text, const std::filesystem::path& file);
 
 } // namespace tessra

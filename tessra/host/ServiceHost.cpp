@@ -3,9 +3,11 @@
 #include "tessra/ServiceObjects.h"
 #include "tessra/serial/SerialLine.h"
 #include "tessra/simulator/SimulatedPhone.h"
+#include "tessra/trace/TracedLink.h"
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace tessra {
 namespace {
@@ -18,40 +20,46 @@ bool wantsFaults(const ServiceConfig& config) {
     });
 }
 
-// The way to the phone of a port; where there are faults, one that can be told to misbehave.
-std::shared_ptr<PhoneLink> makeLink(const PortConfig& port, ServiceFaults* faults) {
+// The way to the phone of a port; where there are faults, one that can be told to misbehave. A line records what goes
+// over it; of a simulated phone's packets those are recorded that clients send and see, faults included.
+std::shared_ptr<PhoneLink> makeLink(const PortConfig& port, ServiceFaults* faults,
+                                    const std::shared_ptr<PacketRecorder>& recorder) {
+    const bool isLine = !port.line.device.empty();
+    const auto tap = recorder ? std::optional(PacketTap(port.name, recorder)) : std::nullopt;
     std::shared_ptr<PhoneLink> link;
     std::function<void()> putBack = [] {};
-    if (port.line.device.empty()) {
+    if (!isLine) {
         const auto phone = std::make_shared<SimulatedPhone>(port.name, port.phone, port.memory, port.initial);
         putBack = [phone] { phone->restart(); };
         link = phone;
     } else {
-        link = std::make_shared<SerialLine>(port.name, port.line);
+        link = std::make_shared<SerialLine>(port.name, port.line, tap);
     }
-    if (faults == nullptr) {
-        return link;
+    if (faults != nullptr) {
+        const auto wrapped = std::make_shared<FaultyLink>(link, port.present, port.faults, putBack);
+        faults->addPhone(port.number, wrapped);
+        link = wrapped;
     }
-    const auto wrapped = std::make_shared<FaultyLink>(link, port.present, port.faults, putBack);
-    faults->phones.emplace(port.number, wrapped);
-    return wrapped;
+    return tap && !isLine ? std::make_shared<TracedLink>(link, *tap) : link;
 }
 
-std::shared_ptr<Service> makeService(const ServiceConfig& config, ServiceFaults* faults) {
+std::shared_ptr<Service> makeService(const ServiceConfig& config, ServiceFaults* faults,
+                                     const std::shared_ptr<PacketRecorder>& recorder) {
     std::vector<std::shared_ptr<Port>> ports;
     for (const PortConfig& port : config.ports) {
-        ports.push_back(std::make_shared<Port>(port.name, port.number, makeLink(port, faults)));
+        ports.push_back(std::make_shared<Port>(port.name, port.number, makeLink(port, faults, recorder)));
     }
     return std::make_shared<Service>(std::move(ports));
 }
 
 } // namespace
 
-ServiceHost::ServiceHost(const ServiceConfig& config, Wrapping wrapping) {
+ServiceHost::ServiceHost(const ServiceConfig& config, Wrapping wrapping, std::shared_ptr<PacketRecorder> recorder)
+    : recorder_(std::move(recorder)) {
     if (wrapping == Wrapping::kAlways || wantsFaults(config)) {
         faults_ = std::make_shared<ServiceFaults>(config.faults);
     }
-    service_ = makeService(config, faults_.get());
+    service_ = makeService(config, faults_.get(), recorder_);
     com::ClassFactory servers = [service = service_](ComPtr<com::Unknown>& out) { return makeServer(service, out); };
     com::ClassFactory registries = [service = service_](ComPtr<com::Unknown>& out) {
         return makeClientRegistry(service, out);
@@ -77,6 +85,16 @@ ServiceHost::~ServiceHost() {
     service_->close();
 }
 
+bool ServiceHost::addPort(const PortConfig& port) {
+    return !service_->portNamed(port.name) && !service_->portNumbered(port.number) &&
+           service_->addPort(std::make_shared<Port>(port.name, port.number, makeLink(port, faults_.get(), recorder_)));
+}
+
+bool ServiceHost::hasPort(const std::string& name, std::uint16_t number) const {
+    const auto port = service_->portNamed(name);
+    return port && port->number() == number;
+}
+
 FaultGate& ServiceHost::faults() {
     if (!faults_) {
         throw std::logic_error("the phone service is not wrapped in faults");
@@ -89,7 +107,7 @@ FaultyLink& ServiceHost::phone(const std::string& portName) {
     if (!port || !faults_) {
         throw std::logic_error("the phone service has no faults for a port '" + portName + "'");
     }
-    return *faults_->phones.at(port->number());
+    return *faults_->phone(port->number());
 }
 
 } // namespace tessra

@@ -5,6 +5,7 @@
 #include "tessra/Service.h"
 #include "tessra/host/ServiceConfig.h"
 #include "tessra/simulator/FaultyObjects.h"
+#include "tessra/trace/PacketRecorder.h"
 
 #include <memory>
 #include <optional>
@@ -24,11 +25,18 @@ public:
 
     /// Opens no port: each is opened when a client wants it. One whose phone can't be had then (its memory is wrong, or
     /// in use) is there without it; the error log says why.
-    /// std::invalid_argument for a configuration with a rule that has a faultProblem().
-    explicit ServiceHost(const ServiceConfig& config, Wrapping wrapping = Wrapping::kWhereConfigured);
+    /// std::invalid_argument for a configuration with a rule that has a faultProblem(). `recorder`, if there is one,
+    /// gets the packets of all ports.
+    explicit ServiceHost(const ServiceConfig& config, Wrapping wrapping = Wrapping::kWhereConfigured,
+                         std::shared_ptr<PacketRecorder> recorder = nullptr);
     ~ServiceHost();
     ServiceHost(const ServiceHost&) = delete;
     ServiceHost& operator=(const ServiceHost&) = delete;
+
+    /// Takes up one more port, which clients find from now on. False where there is one of its name or number already.
+    bool addPort(const PortConfig& port);
+    /// Whether clients find a port of that name and number.
+    bool hasPort(const std::string& name, std::uint16_t number) const;
 
     /// The registered clients, by ascending handle.
     std::vector<RegisteredClient> clients() const { return service_->clients(); }
@@ -39,7 +47,8 @@ public:
     FaultyLink& phone(const std::string& portName);
 
 private:
-    std::shared_ptr<ServiceFaults> faults_; ///< null: the service is not wrapped
+    const std::shared_ptr<PacketRecorder> recorder_; ///< null: nothing is recorded
+    std::shared_ptr<ServiceFaults> faults_;          ///< null: the service is not wrapped
     std::shared_ptr<Service> service_;
     std::optional<com::ClassRegistration> server_;
     std::optional<com::ClassRegistration> registry_;

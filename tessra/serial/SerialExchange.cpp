@@ -61,11 +61,16 @@ bool isDamage(Status status) {
 } // namespace
 
 Status SerialExchange::open(std::string& problem) {
-    decoder_.abandonFrame();
+    abandonFrame();
     isFresh_ = true;
     doubles_ = false;
     owed_.clear();
     return port_.open(setup_, problem);
+}
+
+void SerialExchange::close() {
+    tap_.flush();
+    port_.close();
 }
 
 Status SerialExchange::ask(Request request, Clock::time_point deadline, Bytes& answer) {
@@ -193,6 +198,7 @@ void SerialExchange::noteUnasked(const std::optional<Key>& key) {
 
 Status SerialExchange::sendOnce(Request request, Clock::time_point deadline, bool mayRepeat, Bytes& answer,
                                 std::vector<Key>& afterAnswer) {
+    tap_.sent(request);
     if (!port_.write(encodeFrame(request), deadline, wake_)) {
         return whyNotWritten();
     }
@@ -230,7 +236,7 @@ std::optional<Status> SerialExchange::receive(Request request, Clock::time_point
     std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(count));
     reception.bytes += bytes.size();
     bool answered = false;
-    for (auto result = decoder_.next(bytes); result != FrameResult::kMore; result = decoder_.next(bytes)) {
+    for (auto result = nextFrame(bytes); result != FrameResult::kMore; result = nextFrame(bytes)) {
         if (result != FrameResult::kPacket) {
             reception.damage = result == FrameResult::kDamaged ? kCheckSequenceError : kFramingError;
         } else if (isEchoedQuestion(decoder_.packet())) {
@@ -302,13 +308,25 @@ void SerialExchange::skipUnasked() {
         skipped += static_cast<std::size_t>(count);
         std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(count));
         while (!bytes.empty()) {
-            if (decoder_.next(bytes) == FrameResult::kPacket) {
+            if (nextFrame(bytes) == FrameResult::kPacket) {
                 noteUnasked(keyOfAnswer(decoder_.packet()));
             }
         }
     }
     port_.dropReceived();
+    abandonFrame();
+}
+
+FrameResult SerialExchange::nextFrame(std::span<const std::uint8_t>& bytes) {
+    const auto before = bytes;
+    const FrameResult result = decoder_.next(bytes);
+    tap_.took(result, decoder_.packet(), before.first(before.size() - bytes.size()), decoder_.inFrame());
+    return result;
+}
+
+void SerialExchange::abandonFrame() {
     decoder_.abandonFrame();
+    tap_.restart();
 }
 
 } // namespace tessra

@@ -2,6 +2,7 @@
 
 #include "platform/kernel/WakeEvent.h"
 #include "tessra/serial/FrameCodec.h"
+#include "tessra/serial/LineTap.h"
 #include "tessra/serial/SerialPort.h"
 
 #include <chrono>
@@ -27,13 +28,14 @@ public:
     static constexpr Status kLineEchoes = com::makeStatus(0x800420FE);
 
     /// When `wake` has been signalled, an exchange under way calls `interruption`, and ends with its status if that is
-    /// a failure. `wake` must outlive this.
-    SerialExchange(LineSetup setup, const kernel::WakeEvent& wake, std::function<Status()> interruption)
-        : setup_(std::move(setup)), wake_(wake), interruption_(std::move(interruption)) {}
+    /// a failure. `wake` must outlive this. What goes over the line is told to `tap`, if there is one.
+    SerialExchange(LineSetup setup, const kernel::WakeEvent& wake, std::function<Status()> interruption,
+                   std::optional<PacketTap> tap)
+        : setup_(std::move(setup)), wake_(wake), interruption_(std::move(interruption)), tap_(std::move(tap)) {}
 
     /// As SerialPort::open.
     Status open(std::string& problem);
-    void close() { port_.close(); }
+    void close();
     bool isOpen() const { return port_.isOpen(); }
     int deviceNumber() const { return port_.number(); }
 
@@ -82,6 +84,8 @@ private:
     Status giveUp(const Reception& reception);
     Status whyNotWritten();
     void skipUnasked();
+    FrameResult nextFrame(std::span<const std::uint8_t>& bytes);
+    void abandonFrame();
     std::vector<Owed>::iterator findOwed(const Key& key);
     bool mayComeLate(std::vector<Owed>::iterator owed) const;
     void recordUnanswered(const Key& key, unsigned sent);
@@ -93,6 +97,7 @@ private:
     const std::function<Status()> interruption_;
     SerialPort port_;
     FrameDecoder decoder_;
+    LineTap tap_;
     bool isFresh_ = false;         ///< the device was just opened: any answer may come
     bool doubles_ = false;         ///< answers have come twice, or out of order
     std::vector<Owed> owed_;       ///< in the order of the first answer that is due

@@ -83,9 +83,10 @@ private:
     bool isHeld_ = false;
 };
 
-SerialLine::SerialLine(std::string name, LineSetup setup)
+SerialLine::SerialLine(std::string name, LineSetup setup, std::optional<PacketTap> tap)
     : name_(std::move(name)), setup_(std::move(setup)),
-      exchange_(setup_, holderWake_, [this] { return interruption(); }) {}
+      exchange_(
+          setup_, holderWake_, [this] { return interruption(); }, std::move(tap)) {}
 
 void SerialLine::start(std::function<void()> changed) {
     changed_ = std::move(changed);

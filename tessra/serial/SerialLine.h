@@ -25,8 +25,8 @@ namespace tessra {
 /// and version; it gives way to clients.
 class SerialLine final : public PhoneLink {
 public:
-    /// `name` is the port's, for the log.
-    SerialLine(std::string name, LineSetup setup);
+    /// `name` is the port's, for the log. What goes over the line is told to `tap`, if there is one.
+    SerialLine(std::string name, LineSetup setup, std::optional<PacketTap> tap = std::nullopt);
     ~SerialLine() override { close(); }
 
     void start(std::function<void()> changed) override;

@@ -66,8 +66,13 @@ Status SerialPort::open(const LineSetup& setup, std::string& problem) {
     }
     kernel::FileDescriptor device(::open(setup.device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!device) {
-        const bool isBusy = errno == EBUSY;
-        problem = reason("can't be opened") + (isBusy ? "; " + kernel::useText(setup.device) : "");
+        const int error = errno;
+        problem = reason("can't be opened");
+        if (error == EBUSY) {
+            problem += "; " + kernel::useText(setup.device);
+        } else if (error == EACCES) {
+            problem += "; " + kernel::permissionText(kernel::groupOf(setup.device));
+        }
         return com::kFail;
     }
     if (::isatty(device.number()) == 0) {

@@ -16,7 +16,7 @@
 namespace tessra {
 
 /// Times in a configuration are at most a day.
-inline constexpr std::int64_t kMaxConfigMs = 24 * 3600 * 1000;
+inline constexpr std::int64_t kMaxConfigMs = std::int64_t{24} * 3600 * 1000;
 
 /// Reads one table of a configuration file key by key. Every failure is a ConfigError at its line; a key that has not
 /// been asked for when all were read is unknown. `file` and `table` must outlive this.

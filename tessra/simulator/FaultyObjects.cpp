@@ -160,8 +160,7 @@ public:
     Status portByNumber(std::uint16_t number, ComPtr<IPhonePort>& out) override {
         return passObject(*gate_, Call::kPortByNumber, out, [&] {
             const Status status = inner_->portByNumber(number, out);
-            return com::failed(status) ? status
-                                       : wrap<FaultyPhonePort, IPhonePort>(status, gate_->phones.at(number), out);
+            return com::failed(status) ? status : wrap<FaultyPhonePort, IPhonePort>(status, gate_->phone(number), out);
         });
     }
 };
@@ -197,8 +196,8 @@ public:
 
 private:
     Status enterPort(std::uint16_t number, Call call, Fault& fault) {
-        const auto phone = gate_->phones.find(number);
-        return phone == gate_->phones.end() ? com::kOk : phone->second->enter(call, fault);
+        const auto phone = gate_->phone(number);
+        return phone ? phone->enter(call, fault) : com::kOk;
     }
 };
 

@@ -52,7 +52,18 @@ void removeLink(const std::filesystem::path& link, const std::string& target) {
 
 } // namespace
 
-PhoneTerminal::PhoneTerminal(PhoneModel& phone, std::filesystem::path link) : phone_(phone), link_(std::move(link)) {
+PhoneTerminal::PhoneTerminal(PhoneModel& phone, std::filesystem::path link)
+    : PhoneTerminal(
+          [&phone](std::span<const std::uint8_t> packet) {
+              const Bytes answer = phone.answer(packet);
+              return answer.empty() ? Bytes() : encodeFrame(answer);
+          },
+          std::move(link)) {
+    phone_ = &phone;
+}
+
+PhoneTerminal::PhoneTerminal(Answers answers, std::filesystem::path link)
+    : answers_(std::move(answers)), link_(std::move(link)) {
     const std::lock_guard guard(lock_);
     // What a simulator that was killed has left behind leads to a terminal.
     if (const std::string target = targetOf(link_); isTerminal(target)) {
@@ -142,7 +153,7 @@ void PhoneTerminal::setStopped(bool stopped) {
 
 void PhoneTerminal::withPhone(const std::function<void(PhoneModel&)>& action) {
     const std::lock_guard guard(lock_);
-    action(phone_);
+    action(*phone_);
 }
 
 void PhoneTerminal::plugLocked() {
@@ -230,8 +241,8 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
         babbles_ = true;
         return;
     }
-    const Bytes answer = phone_.answer(packet);
-    if (answer.empty()) {
+    const Bytes frame = answers_(packet);
+    if (frame.empty()) {
         return;
     }
     sendLocked(withErrors(Bytes(faults_.garbageBytes, kGarbage)), guard);
@@ -239,7 +250,6 @@ void PhoneTerminal::answerLocked(std::span<const std::uint8_t> packet, std::uniq
         wireFreeAt_ = std::max(wireFreeAt_, Clock::now() + milliseconds(faults_.delayMs));
         pauseUntil(wireFreeAt_, guard);
     }
-    const Bytes frame = encodeFrame(answer);
     sendLocked(withErrors(std::exchange(doubled_, {})), guard);
     sendLocked(withErrors(frame), guard);
     if (faults_.doubledAnswers > 0 && std::bernoulli_distribution(faults_.doubledAnswers)(random_)) {

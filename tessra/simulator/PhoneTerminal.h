@@ -39,10 +39,15 @@ struct LineFaults {
 /// device finds a serial line. run() is one thread's; the other methods may be called by any.
 class PhoneTerminal {
 public:
+    /// What goes over the line in answer to a packet, frames and all; empty: nothing.
+    using Answers = std::function<std::vector<std::uint8_t>(std::span<const std::uint8_t> packet)>;
+
     /// `phone` must outlive this, and belongs to run() while that runs. `link`, if not empty, is a symbolic link that
     /// leads to the device as long as there is one; it replaces a link to a terminal that an earlier phone has left
     /// there, and nothing else. std::system_error where there is no terminal to be had, or something stands at `link`.
     explicit PhoneTerminal(PhoneModel& phone, std::filesystem::path link = {});
+    /// The same with another kind of phone, which withPhone() can't reach.
+    explicit PhoneTerminal(Answers answers, std::filesystem::path link = {});
     ~PhoneTerminal();
     PhoneTerminal(const PhoneTerminal&) = delete;
     PhoneTerminal& operator=(const PhoneTerminal&) = delete;
@@ -87,7 +92,8 @@ private:
     Bytes withErrors(std::span<const std::uint8_t> bytes);
     void pauseUntil(Clock::time_point end, std::unique_lock<std::mutex>& guard);
 
-    PhoneModel& phone_;
+    PhoneModel* phone_ = nullptr;
+    const Answers answers_;
     const std::filesystem::path link_;
     kernel::WakeEvent wake_;
     std::atomic<bool> stopped_ = false;

@@ -5,6 +5,8 @@
 #include "tessra/simulator/ConfigTable.h"
 #include "tessra/simulator/NvMemoryFile.h"
 #include "tessra/simulator/PhoneTerminal.h"
+#include "tessra/simulator/ReplayedPhone.h"
+#include "tessra/simulator/TraceReader.h"
 
 #include <CLI/CLI.hpp>
 
@@ -48,6 +50,8 @@ struct Options {
     std::string memory;
     std::string initial;
     std::string link;
+    std::string replay;
+    std::string replayPort;
     bool isPaced = false;
 };
 
@@ -88,13 +92,22 @@ std::string spcProblem(const std::string& text) {
 }
 
 void describePhone(CLI::App& app, Options& options) {
-    asName(app.add_option("--memory", options.memory, "keeps what is written to the phone; made by the first write"));
-    asName(app.add_option("--initial", options.initial, "what the phone holds before that"));
+    CLI::Option* const own[] = {
+        asName(
+            app.add_option("--memory", options.memory, "keeps what is written to the phone; made by the first write")),
+        asName(app.add_option("--initial", options.initial, "what the phone holds before that")),
+        app.add_option("--serial", options.phone.serialNumber, "the phone's serial number, at most 10 characters")
+            ->check(serialProblem, ""),
+        app.add_option("--spc", options.phone.spc, "its service programming code, six digits")->check(spcProblem, ""),
+        asMs(app.add_option("--away-ms", options.phone.awayMs, "from a reset until it is back; -1: it never is"), -1),
+    };
+    CLI::Option* const replay = asName(app.add_option(
+        "--replay", options.replay, "answers as the phone of this trace did, instead of as a phone with a memory"));
+    for (CLI::Option* const option : own) {
+        replay->excludes(option);
+    }
+    asName(app.add_option("--replay-port", options.replayPort, "the port of a trace that has several"))->needs(replay);
     asName(app.add_option("--link", options.link, "a symbolic link to be made to the terminal"));
-    app.add_option("--serial", options.phone.serialNumber, "the phone's serial number, at most 10 characters")
-        ->check(serialProblem, "");
-    app.add_option("--spc", options.phone.spc, "its service programming code, six digits")->check(spcProblem, "");
-    asMs(app.add_option("--away-ms", options.phone.awayMs, "from a reset until it is back; -1: it never is"), -1);
     app.add_flag("--paced", options.isPaced, "the terminal is as slow as a line of 115200 baud");
 }
 
@@ -121,10 +134,7 @@ void describeFaults(CLI::App& app, tessra::LineFaults& faults) {
     }
 }
 
-int serve(const Options& options) {
-    tessra::NvMemoryFile memory(options.memory, options.initial);
-    tessra::PhoneModel phone(options.phone, memory);
-    tessra::PhoneTerminal terminal(phone, options.link);
+int run(tessra::PhoneTerminal& terminal, const Options& options) {
     terminal.setFaults(options.faults);
     terminal.setPaced(options.isPaced ? kPacedBaud : 0);
     const EndingSignals signals(terminal);
@@ -134,6 +144,19 @@ int serve(const Options& options) {
     }
     terminal.run();
     return 0;
+}
+
+int serve(const Options& options) {
+    if (!options.replay.empty()) {
+        tessra::ReplayedPhone phone(tessra::loadTrace(options.replay, options.replayPort));
+        tessra::PhoneTerminal terminal([&phone](std::span<const std::uint8_t> packet) { return phone.answer(packet); },
+                                       options.link);
+        return run(terminal, options);
+    }
+    tessra::NvMemoryFile memory(options.memory, options.initial);
+    tessra::PhoneModel phone(options.phone, memory);
+    tessra::PhoneTerminal terminal(phone, options.link);
+    return run(terminal, options);
 }
 
 } // namespace

@@ -93,7 +93,7 @@ TEST_F(Files, OpenFromTheCommandLine) {
         if (row.fails) {
             expectMessage();
         }
-        ASSERT_TRUE(app().initInstance(folder.path, row.bare, row.option));
+        ASSERT_TRUE(app().initInstance(folder.path, row.bare, {row.option}));
         const QString& file = row.option.isEmpty() ? row.bare : row.option;
         EXPECT_TRUE(QTest::qWaitFor([&] { return doc().fileName() == file.toStdString() && !frame().isWaiting(); }));
         EXPECT_TRUE(become({row.title}));

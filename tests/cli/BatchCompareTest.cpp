@@ -54,6 +54,9 @@ TEST_F(BatchCompare, WhatCantBeComparedIsNoDifference) {
               "'p.mox' has 1 item that the decoder ring does not describe, left out: 30.\n"
               "1 equal, 0 different, 0 only left, 0 only right, not compared: item 30.\n");
     expectRun("diff p.mox p.mox", 0, "2 equal, 0 different, 0 only left, 0 only right.\n");
+    write("empty", R"({"items":[]})");
+    expectRun("diff empty empty", 9,
+              "0 equal, 0 different, 0 only left, 0 only right.\ncalvane-batch: Nothing was compared.\n");
     expectRun("diff p.mox COM9", 6, "calvane-batch: 'COM9' is no file, and no port of 'Tessra.toml'.\n");
 }
 

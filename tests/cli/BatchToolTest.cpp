@@ -81,8 +81,8 @@ TEST_F(BatchTool, TwoToolsUseTwoPortsAtOnceAndAThirdIsToldWhoHasIt) {
             "initial = \"phone.nvmem\"\n");
     const std::string again = CALVANE_BATCH " read --service Tessra.toml --ring ring.vrk --ids 10 --port ";
     const Outcome slow = run("read --ids 10,20,30", " --port COM1",
-                             "echo $tool >pid; until [ -e COM1.nvmem.lock ]; do :; done; " + again + "COM2 >other; " +
-                                 again + "COM1 2>refused; echo $? >>refused");
+                             "echo $tool >pid; while kill -0 $tool && ! [ -e COM1.nvmem.lock ]; do :; done; " + again +
+                                 "COM1 2>refused; echo $? >>refused; " + again + "COM2 >other");
     EXPECT_EQ(slow.status, 0) << slow.err;
     EXPECT_NE(readText(folder / "other").find("NV_A"), std::string::npos);
     std::string pid = readText(folder / "pid");
@@ -147,11 +147,14 @@ TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
         "write;write --from-mox a --from-json b;write --from-mox a --tolerate 7x;write --from-mox a "
         "--offline-first=5x;list --ring '';ports --service '';read --port '';read --text '';read --json '';read --mox "
         "'';show '';prune '' --keep 1;tree '';set 30 1 --spc '';write --from-json '';write --port COM1 x '';write "
-        "--from-mox ''");
+        "--from-mox '';ports --probe x;ports --all --baud 9600;read --port A --device B;read --port A "
+        "--baud 9600");
     for (std::string wrong; std::getline(wrongUsage, wrong, ';');) {
         EXPECT_EQ(run(wrong).status, 2) << wrong;
     }
-    EXPECT_EQ(run("set 30 1", "").status, 2) << "without a port";
+    for (const char* const noPort : {"set 30 1", "read", "reset"}) {
+        EXPECT_EQ(run(noPort, "").status, 2) << noPort;
+    }
     const std::pair<const char*, int> failures[] = {
         {"list >/dev/full", 6},
         {"read --text /dev/full", 6},

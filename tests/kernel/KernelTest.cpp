@@ -1,9 +1,11 @@
 #include "platform/kernel/Event.h"
+#include "platform/kernel/Process.h"
 #include "platform/kernel/Text.h"
 #include "platform/kernel/Thread.h"
 #include "platform/kernel/TickCount.h"
 #include "platform/kernel/Trace.h"
 #include "tests/support/ErrorLog.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -64,4 +66,32 @@ TEST(TraceTest, FailuresOfThreadsEndInTheLog) {
                           "kernel::Thread - An unknown exception ended the thread.\n");
     kernel::setErrorLog([](std::string_view) { throw 7; });
     kernel::logError("a sink that throws is no reason to die");
+}
+
+TEST(ProcessTest, FindsWhatWasShippedAndWhatIsTheUsers) {
+    const TemporaryFolder top;
+    for (const char* folder : {"usr/lib/calvane", "usr/share/calvane", "me/lib/calvane", "me/share/calvane", "bin",
+                               "usr/src/bin", "usr/bare/lib/calvane"}) {
+        std::filesystem::create_directories(top / folder);
+    }
+    const struct {
+        std::filesystem::path program;
+        const char *dataHome, *home;
+        std::filesystem::path shipped, own;
+    } rows[] = {
+        {top / "usr/lib/calvane", "/d", "/h", top / "usr/share/calvane", "/d/calvane"},
+        {top / "usr/lib/calvane", nullptr, "/h", top / "usr/share/calvane", "/h/.local/share/calvane"},
+        {top / "usr/lib/calvane", "relative", "/h", top / "usr/share/calvane", "/h/.local/share/calvane"},
+        {top / "usr/lib/calvane", nullptr, "", top / "usr/share/calvane", top / "usr/lib/calvane"},
+        {top / "me/lib/calvane", "/d", "/h", top / "me/share/calvane", top / "me/lib/calvane"},
+        {top / "bin", "/d", "/h", top / "bin", top / "bin"},
+        {top / "usr/src/bin", "/d", "/h", top / "usr/src/bin", top / "usr/src/bin"},
+        {top / "usr/bare/lib/calvane", "/d", "/h", top / "usr/bare/lib/calvane", top / "usr/bare/lib/calvane"},
+        {"/proc/self", "/d", "/h", "/proc/self", "/d/calvane"}, // nobody writes there
+    };
+    for (const auto& row : rows) {
+        const auto folders = kernel::programFoldersOf(row.program, row.dataHome, row.home);
+        EXPECT_EQ(folders.shipped, row.shipped) << row.program;
+        EXPECT_EQ(folders.own, row.own) << row.program;
+    }
 }

@@ -36,8 +36,9 @@ inline tessra::FaultRule serverCodeAt(tessra::Call call, std::uint32_t code) {
 /// The phone service in this process, with what tests do to its phones. It ends with this object.
 class HostedService {
 public:
-    explicit HostedService(const tessra::ServiceConfig& config)
-        : host_(config, tessra::ServiceHost::Wrapping::kAlways) {}
+    explicit HostedService(const tessra::ServiceConfig& config,
+                           const std::shared_ptr<tessra::PacketRecorder>& recorder = nullptr)
+        : host_(config, tessra::ServiceHost::Wrapping::kAlways, recorder) {}
 
     /// The faults of the calls on a port, and of those that belong to no port: add(rule), clear(), count(call).
     tessra::FaultGate& faults(const std::string& port) { return host_.phone(port).faults(); }

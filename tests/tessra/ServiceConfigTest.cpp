@@ -1,10 +1,11 @@
-#include "tessra/host/ServiceConfig.h"
-
+#include "tessra/host/ConfigEdit.h"
 #include "tests/support/MessageOf.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 using namespace tessra;
 
@@ -134,6 +135,49 @@ TEST(ServiceConfig, WhatIsTooLargeOrTooDeepNeverReachesTheParser) {
         EXPECT_THAT(messageOf<ConfigError>([&] { loadServiceConfig(file); }),
                     testing::StartsWith(file.string() + message));
     }
+}
+
+TEST(ServiceConfigEdit, APortIsAddedBehindWhatStandsThere) {
+    const TemporaryFolder folder;
+    const auto file = folder / "t.toml";
+    const std::string added = "[[port]]\nname = \"COM3\"\ndevice = \"/dev/a \\\"b\\\\\\u0007\"\nbaud = 9600\n";
+    const LineSetup line{.device = "/dev/a \"b\\\a", .baud = 9600};
+    const std::pair<std::string, std::string> rows[] = {
+        {"", added},
+        {"# mine\n[[port]]\nname = \"COM1\" # bench\n  [[port.fault]]\n  call = \"send\"\n  throw = true", ""},
+        {"[[fault]]\ncall = \"create_agent\"\nthrow = true\n", ""},
+        {"task_window = false\r\n", ""},
+    };
+    for (const auto& [before, whole] : rows) {
+        std::filesystem::remove(file);
+        if (!before.empty()) {
+            writeText(file, before);
+        }
+        const PortConfig port = addPortTo(file, "COM3", line);
+        EXPECT_EQ(port.line.device, line.device);
+        EXPECT_EQ(loadServiceConfig(file).ports.back().line.baud, 9600U);
+        const std::string after = readText(file);
+        EXPECT_EQ(after.substr(0, before.size()), before);
+        EXPECT_TRUE(whole.empty() || after == whole) << after;
+        EXPECT_EQ(std::ranges::count(after, '\r') > 0, before.ends_with('\r' + std::string("\n")));
+    }
+}
+
+TEST(ServiceConfigEdit, AFileThatCantTakeAPortStaysAsItIs) {
+    const TemporaryFolder folder;
+    const auto file = folder / "t.toml";
+    for (const std::string before :
+         {"[[port]]\nname = \"COM3\"\n", "port = []\n", "x = \"\"\"", "[[port]]\nname = \"A\"\nnumber = 3\n",
+          "[[port]]\nname = \"A\"\nnumber = 1\ndevice = \"/dev/x\"\n"}) {
+        writeText(file, before);
+        EXPECT_THROW(addPortTo(file, "COM3", {.device = "/dev/x"}), ConfigError) << before;
+        EXPECT_EQ(readText(file), before);
+    }
+    std::filesystem::create_symlink("/dev/null", folder / "n");
+    ServiceConfig config = parseServiceConfig("[[port]]\nname = \"A\"\nnumber = 1\ndevice = \"/dev/null\"\n", file);
+    EXPECT_EQ(portOn(config, folder / "n"), &config.ports[0]) << "the same device";
+    EXPECT_EQ(portOn(config, "/dev/zero"), nullptr);
+    EXPECT_EQ(freePortName(config), "COM2");
 }
 
 } // namespace

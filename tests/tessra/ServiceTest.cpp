@@ -56,6 +56,22 @@ TEST_F(ServiceTest, SendRefusesWhatItCannotCarry) {
     EXPECT_EQ(service_->sentPackets("COM1"), (std::vector<Bytes>{{0x00}, longest, {0x77}}));
 }
 
+TEST_F(ServiceTest, APortThatIsAddedIsFoundAtOnce) {
+    for (const auto wrapping : {ServiceHost::Wrapping::kAlways, ServiceHost::Wrapping::kWhereConfigured}) {
+        ServiceHost host(phonesOn({"COM1"}), wrapping);
+        const Client client;
+        PortConfig port = phonesOn({"COM5"}).ports[0];
+        EXPECT_TRUE(host.addPort(port));
+        EXPECT_FALSE(host.addPort(port));
+        port.name = "other";
+        EXPECT_FALSE(host.addPort(port)) << "the same number";
+        std::vector<std::uint16_t> numbers;
+        EXPECT_EQ(client.agent->portNumbers(numbers), com::kOk);
+        EXPECT_THAT(numbers, ElementsAre(1, 5));
+        EXPECT_EQ(send(client.phone(5), {0x00}).status, com::kOk);
+    }
+}
+
 // A phone whose answer is always the same.
 class FixedAnswer final : public PhoneLink {
 public:

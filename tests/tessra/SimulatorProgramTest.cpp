@@ -24,9 +24,13 @@ TEST(SimulatorProgram, ChecksItsOptionsBeforeItStarts) {
         {"--delay-ms 86400001", kWrongUsage},
         {"--memory ''", kWrongUsage},
         {"--no-such-option", kWrongUsage},
+        {"--replay t --replay-port COM1 --garbage 1", kLinkIsTaken},
+        {"--replay t --memory m", kWrongUsage},
+        {"--replay-port COM1", kWrongUsage},
     };
     const TemporaryFolder folder;
     const std::filesystem::path target = "/dev/pts/../../nowhere"; // no terminal
+    writeText(folder / "t", "Calvane packet trace 1, begun now\n0.000001 COM1 > query-mode - - 2a\n");
     std::filesystem::create_symlink(target, folder / "taken");
     for (const auto& [options, ending] : rows) {
         const std::string command = "cd '" + folder.path.string() + "' && timeout 20 '" CALVANE_SIMULATOR "' " +

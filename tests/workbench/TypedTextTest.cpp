@@ -62,6 +62,7 @@ TEST(MessageText, ShowsAMessageAsATextAndNeverAsACommand) {
         {"No path for %1\r", "", "", "No path for %1\\x0d"},
         {"\u00E4 \u009B2J \x7F \u00A0", "", "", "\u00E4 \\x9b2J \\x7f \u00A0"},
         {"\u202Ex\u2069 \u202F \u2065", "", "", "\\u202ex\\u2069 \u202F \u2065"},
+        {"a\u2028b\u200B\u2064", "", "", "a\\u2028b\\u200b\\u2064"},
         {"L\xE4rm \xC3", "", "\xE2\x82", "L\\xe4rm \\xc3\n\\xe2\\x82"},
     };
     for (const auto& row : cases) {

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/kernel/FileDescriptor.h"
+
+#include <sys/types.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// Programs that run beside each other without a standard input, while what they write is taken line by line here.
+///
+/// Belongs to one thread. While it lives, SIGINT, SIGTERM and SIGHUP reach this thread in wait() alone, so that none
+/// comes between a look at what it has set and the wait.
+class ChildProcesses {
+public:
+    enum Output { kStandard, kError, kOutputs };
+    using TakeLine = std::function<void(std::size_t child, Output output, const std::string& line)>;
+
+    /// `patience`: how long children may go on after a signal was passed on to them.
+    explicit ChildProcesses(std::chrono::milliseconds patience);
+    /// Kills those that still run, and waits for them.
+    ~ChildProcesses();
+    ChildProcesses(const ChildProcesses&) = delete;
+    ChildProcesses& operator=(const ChildProcesses&) = delete;
+
+    /// Starts the program at this path; arguments[0] is its name. Returns 0, or the error number of what failed; the
+    /// child then counts as one that has ended. Children are numbered from 0 in the order of the calls.
+    int start(const std::string& program, const std::vector<std::string>& arguments);
+    /// Takes lines, without their ends, until all children have ended. `signalCame` answers the signal that has come, 0
+    /// for none: it is passed on once, and who still runs when the patience ends is killed.
+    void wait(const TakeLine& takeLine, const std::function<int()>& signalCame);
+
+    std::size_t count() const { return children_.size(); }
+    /// As waitpid() tells it; -1 for one that was never started.
+    int statusOf(std::size_t child) const { return children_.at(child).status; }
+
+private:
+    struct Pipe {
+        kernel::FileDescriptor file; ///< none once the child has closed it
+        std::string line;            ///< the begin of one
+    };
+    struct Child {
+        pid_t process = -1; ///< -1 once it is waited for
+        int status = -1;
+        std::array<Pipe, kOutputs> pipes;
+    };
+
+    static bool isOpen(const Child& child);
+    void read(std::size_t child, Output output, const TakeLine& takeLine);
+    /// Waits for something to read, a signal, or so long.
+    void poll(const TakeLine& takeLine, std::chrono::milliseconds most);
+    void collect();
+    void signalAll(int signal) const;
+    bool hasRunning() const;
+
+    const std::chrono::milliseconds patience_;
+    sigset_t oldMask_{};
+    std::vector<Child> children_;
+};

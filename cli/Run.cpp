@@ -1,0 +1,150 @@
+#include "cli/Run.h"
+
+#include "cli/CommandText.h"
+#include "cli/FileUses.h"
+#include "cli/Interruption.h"
+#include "cli/MessageLines.h"
+#include "cli/Verbs.h"
+#include "platform/kernel/Thread.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+
+namespace {
+
+/// Everything for people goes to standard error while standard output is the report.
+class OutputKept {
+public:
+    explicit OutputKept(bool isWanted) : buffer_(isWanted ? std::cout.rdbuf(std::cerr.rdbuf()) : nullptr) {}
+    ~OutputKept() {
+        if (buffer_ != nullptr) {
+            std::cout.rdbuf(buffer_);
+        }
+    }
+    OutputKept(const OutputKept&) = delete;
+    OutputKept& operator=(const OutputKept&) = delete;
+
+private:
+    std::streambuf* const buffer_;
+};
+
+ExitStatus runWithFailures(Arguments arguments, Run& run) {
+    arguments.run = &run;
+    try {
+        return runBatch(arguments);
+    } catch (const std::exception& failure) {
+        return report(failure);
+    }
+}
+
+} // namespace
+
+Run::Run(const Arguments& arguments)
+    : isQuiet_(arguments.isQuiet), showsBar_(arguments.progress == Progress::kBar && !arguments.isQuiet),
+      needsRing_(!arguments.reportPath.empty() || !arguments.jsonPath.empty()), reportPath_(arguments.reportPath),
+      logPath_(arguments.logPath), verbName_(arguments.verbName),
+      events_(arguments.comPort, arguments.progress == Progress::kJson),
+      report_(arguments.verbName, arguments.comPort) {}
+
+void Run::useRing(const std::string& path, Calvane& catalog) {
+    for (const NvItem& item : catalog.getSupportedNvItems()) {
+        names_.emplace(item.getId(), item.getName());
+    }
+    if (needsRing_) {
+        ring_ = workbench::ringInfo(path, catalog);
+        report_.setRing(*ring_);
+    }
+}
+
+std::string Run::labelOf(std::uint16_t number) const {
+    const auto name = names_.find(number);
+    return std::to_string(number) + (name == names_.end() ? "" : " " + name->second);
+}
+
+void Run::itemBegins(const char* stage, std::size_t position, std::size_t count, std::uint16_t number) {
+    const auto name = names_.find(number);
+    events_.item(stage, position, count, number, name == names_.end() ? "" : name->second);
+}
+
+void Run::account(const std::string& text, ExitStatus status) {
+    if (!isQuiet_ || status != ExitStatus::kDone) {
+        if (status == ExitStatus::kDone) {
+            std::cerr << text;
+        } else {
+            std::cerr << Colour::kFailure << text << Colour::kPlain;
+        }
+        return;
+    }
+    std::string_view rest(text);
+    while (!rest.empty()) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        events_.message(line, true);
+        report_.addMessage(std::string(line));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    }
+}
+
+void Run::begin() {
+    const std::string failure = logPath_.empty() ? "" : events_.openLog(logPath_);
+    events_.start(verbName_);
+    if (!failure.empty()) {
+        tellFailure("Can't write " + quoted(logPath_) + ": " + failure + "\nGoing on without a log.");
+    }
+}
+
+// A run that is refused as wrong usage has touched nothing, and may have named an input for its report.
+ExitStatus Run::finish(ExitStatus status) {
+    try {
+        if (!reportPath_.empty() && status != ExitStatus::kWrongUsage) {
+            writeOutput(reportPath_, report_.json(status, names_));
+        }
+    } catch (const std::exception& failure) {
+        status = worse(status, ::report(failure));
+    }
+    events_.end(static_cast<int>(status), meaningOf(status));
+    if (const std::string failure = events_.takeLogFailure(); !failure.empty()) {
+        tellFailure("The log " + quoted(logPath_) + " lacks what came last: " + failure);
+    }
+    return status;
+}
+
+void Run::giveUpWhenInterrupted(const std::function<void()>& step) {
+    constexpr std::uint32_t kLookMs = 50;
+    const Interruption interruption;
+    std::exception_ptr failure;
+    kernel::Thread thread([&] {
+        try {
+            step();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    });
+    while (thread.ended().wait(kLookMs) == kernel::WaitResult::kTimedOut) {
+        if (Interruption::came()) {
+            std::cerr << "Interrupted.\n";
+            std::cout.flush();
+            std::_Exit(static_cast<int>(finish(Interruption::status())));
+        }
+    }
+    thread.join();
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
+
+ExitStatus runRecorded(const Arguments& arguments) {
+    refuseFilesOfTwoUses(arguments);
+    Run run(arguments);
+    const bool isText = arguments.progress != Progress::kJson;
+    const MessageLines lines(std::cerr, isText, [&](const std::string& line) {
+        run.events().message(line, isText);
+        run.report().addMessage(line);
+    });
+    run.begin();
+    const OutputKept kept(arguments.reportPath == "-");
+    const ExitStatus status = runWithFailures(arguments, run);
+    std::cout.flush();
+    return run.finish(status);
+}

@@ -1,5 +1,6 @@
-// How long a plot of four curves of 128 points, each with its band, its last known and its compared values, makes its user
-// wait for a point that is being dragged, beside a frame of a display; and how long an item is awaited that has curves.
+// How long a plot of four curves of 128 points, each with its band, its last known and its compared values, makes its
+// user wait for a point that is being dragged, beside a frame of a display; and how long an item is awaited that has
+// curves.
 
 #include "app/curve/CurvePlot.h"
 

@@ -35,8 +35,10 @@ TEST_F(BatchDevices, AreListedWithoutBeingOpenedAndAskedByChoiceAlone) {
         {"devices/phone --baud 9600", 0, "devices/phone: M7 42, software 1.0\n"},
         {"devices/a", 3, "calvane-batch: devices/a: gone\n"},
         {"devices/phone --baud 12345", 3,
-         "calvane-batch: The serial line of devices/phone: devices/phone: 12345 baud is none of the speeds of a serial line "
-         "from 1800 to 4000000\ncalvane-batch: devices/phone: 12345 baud is none of the speeds of a serial line from 1800 "
+         "calvane-batch: The serial line of devices/phone: devices/phone: 12345 baud is none of the speeds of a serial "
+         "line "
+         "from 1800 to 4000000\ncalvane-batch: devices/phone: 12345 baud is none of the speeds of a serial line from "
+         "1800 "
          "to 4000000\n"},
     };
     for (const auto& row : rows) {

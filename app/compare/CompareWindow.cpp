@@ -6,6 +6,7 @@
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/ShownText.h"
 #include "platform/kernel/WholeFile.h"
+#include "workbench/NumberTexts.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -34,10 +35,6 @@ QLabel* plainLabel(const char* name) {
     label->setWordWrap(true);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     return label;
-}
-
-QString itemCount(std::size_t count) {
-    return count == 1 ? QString("1 item") : QString("%1 items").arg(count);
 }
 
 /// The keys that are this window's while it has the focus, also where the main window has them.
@@ -278,7 +275,7 @@ void CompareWindow::showButtons() {
     const auto hidden = std::ranges::count_if(
         ticked, [&](std::uint32_t position) { return !std::ranges::binary_search(shownRows, position); });
     ticked_->setText(ticked.empty() ? QString()
-                                    : itemCount(ticked.size()) + " ticked" +
+                                    : QString::fromStdString(workbench::counted(ticked.size())) + " ticked" +
                                           (hidden == 0 ? "" : QString(", %1 of them not shown").arg(hidden)));
     tickAll_->setText(ticked.empty() ? "Tick &All" : "Untick &All");
     const bool canGive = isReady && !ticked.empty() && documentWindow_ != nullptr;

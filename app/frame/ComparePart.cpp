@@ -8,12 +8,14 @@
 #include "app/review/ItemReportDialog.h"
 #include "app/views/CNvParam.h"
 #include "app/views/EditHistory.h"
+#include "workbench/NumberTexts.h"
 
 #include <QMdiArea>
 #include <algorithm>
 
 namespace {
 
+/// For the names of edits, which have capitals.
 QString itemCount(std::size_t count) {
     return count == 1 ? QString("1 Item") : QString("%1 Items").arg(count);
 }
@@ -109,7 +111,7 @@ void ComparePart::takeOver(CompareWindow& asking, const std::vector<NvItem>& val
         return;
     }
     const auto notTaken = document_.history.putItems(values, "Take-Over of " + itemCount(values.size()));
-    PhoneReport report{.line = itemCount(values.size() - notTaken.size()).toLower().toStdString() + " taken over" +
+    PhoneReport report{.line = workbench::counted(values.size() - notTaken.size()) + " taken over" +
                                (notTaken.empty() ? "." : ", " + std::to_string(notTaken.size()) + " not.")};
     for (const EditHistory::NotTaken& one : notTaken) {
         report.items.push_back({one.number, one.name, "not taken over: " + one.reason});

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "app/history/RowsModel.h"
+#include "workbench/record/History.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class Calvane;
+
+/// One item of a session, in words.
+struct ShownItem {
+    std::uint16_t number = 0;
+    QString name;
+    QString before;
+    QString after;
+    QString result;
+    bool isChanged = false; ///< it had another value before
+};
+
+/// In words; `catalog` has names and layouts. Any thread.
+std::vector<ShownItem> shownItems(const std::vector<record::SessionItem>& items, Calvane& catalog);
+/// The sub-fields of an item with these bytes, in words.
+QString shownValues(const NvItem& item);
+
+/// The rows of the window's tables, in the order of what is given. The titles stand beside them.
+QStringList phoneTitles();
+std::vector<RowsModel::Row> rowsOf(const std::vector<record::PhoneRow>& phones);
+QStringList sessionTitles();
+constexpr int kNoteColumn = 6;
+std::vector<RowsModel::Row> rowsOf(const std::vector<record::Session>& sessions);
+QString noteText(const record::Session& session);
+QStringList itemTitles();
+std::vector<RowsModel::Row> rowsOf(const std::vector<const ShownItem*>& items);
+
+/// Milliseconds, by which times are ordered and drawn.
+qint64 millisecondsOf(record::Time time);

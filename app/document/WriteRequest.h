@@ -25,6 +25,8 @@ struct WriteRequest {
     std::optional<std::uint16_t> date = {};
     /// Where the values come from; null: from where the document's baseline says.
     std::shared_ptr<const workbench::Source> source = {};
+    /// What is written was on the phone once, as the record says, and is put back.
+    bool isRestore = false;
     /// Called by take() with the items of the plan that are written, save the date; may be empty.
     std::function<void(const std::vector<NvItem>&)> takeValues = {};
     /// Those of the wanted items that the list has more than once: nobody can say which value is meant.
@@ -45,9 +47,10 @@ WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterfa
 WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface);
 /// The item at `position` of the list, which is there.
 WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, std::size_t position);
-/// Values that are not the document's own. `bringsAllBytes`: those behind the sub-fields are meant, too.
+/// Values that are not the document's own. `bringsAllBytes`: those behind the sub-fields are meant, too; `keepsDate`:
+/// a loaded date among them is written as it is.
 WriteRequest requestForValues(CCalvaneDoc& document, UserInterface& userInterface, std::vector<NvItem> values,
-                              bool bringsAllBytes);
+                              bool bringsAllBytes, bool keepsDate = false);
 
 /// Whether the values of the item at `position` of the list are more than the zeros with which the catalog begins.
 /// Zeros count where they were read, or typed.

@@ -20,7 +20,6 @@
 #include <QTableView>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <map>
 
 namespace {
 
@@ -58,6 +57,11 @@ QWidget* titled(const char* title, QWidget& table, const std::vector<QWidget*>& 
     column->addLayout(row);
     column->addWidget(&table, 1);
     return pane;
+}
+
+std::string aboutOf(const record::ShownStore& shown) {
+    return (shown.isShared ? "Shared record: " : "Record of this computer: ") + shown.place +
+           (shown.remark.empty() ? "" : "\n" + shown.remark);
 }
 
 std::string labelOf(const record::Session& session) {
@@ -213,8 +217,7 @@ void HistoryWindow::refresh(const std::string& uuid) {
         kPhones,
         [uuid](StoreLink& link) {
             link.close(); // the store that is to be had now
-            const OpenedStore& opened = link.opened();
-            Known known{opened.about, opened.pending, link.history().phones(), {}};
+            Known known{aboutOf(link.opened()), link.history().phones(), {}};
             if (!uuid.empty()) {
                 known.wanted = link.history().session(uuid);
             }
@@ -238,14 +241,8 @@ void HistoryWindow::takePhones(Known known) {
         }
         return before && row.serial == before->serial && row.model == before->model && row.port == before->port;
     };
-    wantedSession_ = known.wanted          ? known.wanted->uuid
-                     : session() != nullptr ? session()->uuid
-                                            : std::string();
+    wantedSession_ = known.wanted ? known.wanted->uuid : session() != nullptr ? session()->uuid : std::string();
     about_ = known.about;
-    if (known.pending > 0) {
-        about_ += known.pending == 1 ? " 1 session waits" : " " + std::to_string(known.pending) + " sessions wait";
-        about_ += " to be handed over.";
-    }
     if (known.wanted) {
         filter_->clear();
     }
@@ -276,8 +273,7 @@ void HistoryWindow::askSessions() {
         return;
     }
     desk_.ask(
-        kSessions,
-        [id = phone()->id](StoreLink& link) { return link.history().sessions({.phone = id}); },
+        kSessions, [id = phone()->id](StoreLink& link) { return link.history().sessions({.phone = id}); },
         [this, id = phone()->id](std::vector<record::Session> sessions) {
             if (phone() != nullptr && phone()->id == id) {
                 takeSessions(std::move(sessions));
@@ -335,7 +331,7 @@ void HistoryWindow::showItems() {
 }
 
 void HistoryWindow::showState() {
-    store_->setText(desk_.isAsking() ? "Asking the store... " + shownText(about_) : shownText(about_));
+    store_->setText(desk_.isAsking() ? "Asking...\n" + shownLines(about_) : shownLines(about_));
     showButtons();
 }
 
@@ -423,10 +419,9 @@ void HistoryWindow::restore() {
             RestoreDialog dialog(restoration, port, this);
             if (dialog.exec() == QDialog::Accepted) {
                 const bool withDate = dialog.withDate();
-                tell(shownLines(actions_.restore({restoration.session,
-                                                  withDate ? std::move(restoration.withDate)
-                                                           : std::move(restoration.withoutDate),
-                                                  withDate})));
+                tell(shownLines(actions_.restore(
+                    {restoration.session,
+                     withDate ? std::move(restoration.withDate) : std::move(restoration.withoutDate), withDate})));
             }
         });
 }

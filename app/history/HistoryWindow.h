@@ -68,7 +68,6 @@ private:
 
     struct Known {
         std::string about;
-        std::size_t pending = 0;
         std::vector<record::PhoneRow> phones;
         std::optional<record::Session> wanted;
     };

@@ -29,8 +29,8 @@ std::string headOf(const Restoration& restoration, const std::string& port) {
     const record::Session& session = restoration.session;
     return "The values " + std::string(restoration.which == record::Which::kBefore ? "before" : "after") + " the " +
            record::kindText(session.kind) + " of " + record::localTime(session.begun) + ",\nof " +
-           record::phoneText(session.phone.model, session.phone.serialNumber, session.port) +
-           ", to the phone on " + port + ".\nNothing is written before you have seen what differs.";
+           record::phoneText(session.phone.model, session.phone.serialNumber, session.port) + ", to the phone on " +
+           port + ".\nNothing is written before you have seen what differs.";
 }
 
 } // namespace

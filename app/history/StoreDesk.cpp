@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-const OpenedStore& StoreLink::opened() {
+const record::ShownStore& StoreLink::opened() {
     if (!opened_) {
         opened_ = open_();
     }

@@ -4,7 +4,7 @@
 #include "engine/Calvane.h"
 #include "workbench/Units.h"
 #include "workbench/record/History.h"
-#include "workbench/record/Store.h"
+#include "workbench/record/ShownStore.h"
 
 #include <deque>
 #include <functional>
@@ -13,17 +13,10 @@
 #include <string>
 #include <utility>
 
-/// The store that people look at, once it is open.
-struct OpenedStore {
-    std::unique_ptr<record::Store> store;
-    std::string about;       ///< which store it is, and why where it is not the one that was wanted; for people
-    std::size_t pending = 0; ///< sessions of this computer that the shared store has not got yet
-};
-
 /// Where windows of the record find it, and what gives its bytes a meaning.
 struct HistorySource {
     /// Opens the store; may take seconds. Any thread, one at a time. Throws std::exception with a text for the user.
-    std::function<OpenedStore()> open;
+    std::function<record::ShownStore()> open;
     std::string ringPath; ///< of the decoder ring that names the items
     workbench::Units units;
 };
@@ -32,10 +25,10 @@ struct HistorySource {
 /// time.
 class StoreLink {
 public:
-    explicit StoreLink(std::function<OpenedStore()> open, std::string ringPath)
+    explicit StoreLink(std::function<record::ShownStore()> open, std::string ringPath)
         : open_(std::move(open)), ringPath_(std::move(ringPath)) {}
 
-    const OpenedStore& opened();
+    const record::ShownStore& opened();
     record::Store& store() { return *opened().store; }
     record::History history() { return record::History(store().database()); }
     /// Of a ring that can't be read to its end, what stands before the fault.
@@ -44,9 +37,9 @@ public:
     void close() { opened_.reset(); }
 
 private:
-    const std::function<OpenedStore()> open_;
+    const std::function<record::ShownStore()> open_;
     const std::string ringPath_;
-    std::optional<OpenedStore> opened_;
+    std::optional<record::ShownStore> opened_;
     std::unique_ptr<Calvane> catalog_;
 };
 

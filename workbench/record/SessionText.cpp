@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t kLongestValues = 400;
 
 std::string_view textOf(ItemState state) {
-    constexpr std::array<std::string_view, 9> kTexts{"not tried", "read",     "no value", "failed",        "no answer",
-                                                     "verified",  "refused",  "different", "not known"};
+    constexpr std::array<std::string_view, 9> kTexts{"not tried", "read",    "no value",  "failed",   "no answer",
+                                                     "verified",  "refused", "different", "not known"};
     return kTexts.at(static_cast<std::size_t>(state));
 }
 

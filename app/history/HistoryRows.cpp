@@ -5,8 +5,6 @@
 #include "workbench/record/SessionItems.h"
 #include "workbench/record/SessionText.h"
 
-#include <chrono>
-
 namespace {
 
 QString valueText(const NvItem& described, const std::optional<record::ItemData>& data) {
@@ -24,10 +22,6 @@ QString serialText(const record::PhoneRow& phone) {
 }
 
 } // namespace
-
-qint64 millisecondsOf(record::Time time) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
-}
 
 QString shownValues(const NvItem& item) {
     return shownText(record::valuesText(item));
@@ -56,7 +50,7 @@ std::vector<RowsModel::Row> rowsOf(const std::vector<record::PhoneRow>& phones) 
     for (const record::PhoneRow& phone : phones) {
         rows.push_back({{phone.model.empty() ? QString("unknown model") : shownText(phone.model), serialText(phone),
                          shownText(record::localTime(phone.lastSeen))},
-                        {{}, {}, millisecondsOf(phone.lastSeen)}});
+                        {{}, {}, static_cast<qlonglong>(record::msOf(phone.lastSeen)}});
     }
     return rows;
 }
@@ -78,7 +72,7 @@ std::vector<RowsModel::Row> rowsOf(const std::vector<record::Session>& sessions)
         rows.push_back({{shownText(record::localTime(session.begun)), shownText(record::askedText(session)),
                          shownText(record::operatorText(session)), QString::number(items), QString::number(changed),
                          QString(record::stateText(session.state)), noteText(session)},
-                        {millisecondsOf(session.begun), {}, {}, items, changed},
+                        {static_cast<qlonglong>(record::msOf(session.begun), {}, {}, items, changed},
                         session.state == record::SessionState::kInterrupted});
     }
     return rows;

@@ -33,6 +33,3 @@ std::vector<RowsModel::Row> rowsOf(const std::vector<record::Session>& sessions)
 QString noteText(const record::Session& session);
 QStringList itemTitles();
 std::vector<RowsModel::Row> rowsOf(const std::vector<const ShownItem*>& items);
-
-/// Milliseconds, by which times are ordered and drawn.
-qint64 millisecondsOf(record::Time time);

@@ -185,7 +185,7 @@ void ItemHistoryWindow::showChanges(std::size_t field, const workbench::FieldUni
     std::vector<QPointF> points;
     for (std::size_t position = 0; position < numbers.size(); ++position) {
         const double raw = numbers[position].number;
-        points.emplace_back(static_cast<double>(millisecondsOf(values[position].since)),
+        points.emplace_back(static_cast<double>(record::msOf(values[position].since)),
                             unit == nullptr ? raw : unit->physical(raw));
     }
     timeChart_->showSteps(std::move(points), axisOf(history_.layout, field, unit));

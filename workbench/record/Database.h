@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -53,12 +54,33 @@ public:
     virtual void commit() = 0;
     /// Throws nothing.
     virtual void rollback() noexcept = 0;
-    /// `sql` of a table's columns in words of this database: "{key}" is a primary key that counts itself up, "{bytes}"
-    /// the type of bytes, "{tight}" what follows the columns of a table that is kept in the order of its primary key.
+    /// `sql` of a table in words of this database: "{key}" is a primary key that counts itself up, "{bytes}" the type
+    /// of bytes, "{ascii}" that of a text of ASCII alone which is found by its first characters, "{tight}" what follows
+    /// the columns of a table that is kept in the order of its primary key. "{carrying a, b}" behind a primary key has
+    /// the key's index carry these columns where the table is kept in another order.
     virtual std::string inOwnWords(std::string sql) const = 0;
     /// Whether it is shared by several stations.
     virtual bool isShared() const = 0;
+    /// Whether its owner lets this user write.
+    virtual bool mayWrite() = 0;
+    /// Milliseconds since 1970 by its own clock, which is the server's.
+    virtual std::int64_t nowMs() = 0;
+    /// Gives the room of what was removed back to the disk, as far as that is for a user to do.
+    virtual void giveBackRoom() = 0;
 };
+
+/// What stands in a column that was made for such values; empty and 0 for nothing. Throw a DatabaseError of the kind
+/// kDamaged for any other, as somebody else may have written the file.
+std::int64_t numberIn(const Value& value);
+std::string textIn(const Value& value);
+Bytes bytesIn(const Value& value);
+
+/// `text` as every database takes it: a question mark stands for a byte that is no UTF-8, and for a NUL. Parameters are
+/// made so by the databases themselves.
+std::string storableText(std::string_view text);
+
+/// `sql` with `own` for each `word`.
+std::string inWords(std::string sql, std::span<const std::pair<std::string_view, std::string_view>> words);
 
 /// Rolls back unless it was committed.
 class Transaction {

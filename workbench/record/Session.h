@@ -3,6 +3,7 @@
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PhoneWork.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +17,16 @@ namespace record {
 using workbench::ItemData;
 /// UTC; stores keep milliseconds.
 using Time = std::chrono::system_clock::time_point;
+
+/// Milliseconds since 1970, as stores have them.
+inline std::int64_t msOf(Time time) {
+    return std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
+/// The same time, or the nearest that a Time can tell.
+inline Time timeOf(std::int64_t ms) {
+    constexpr auto kFarthest = std::chrono::floor<std::chrono::milliseconds>(Time::duration::max()).count();
+    return Time(std::chrono::milliseconds(std::clamp(ms, -kFarthest, kFarthest)));
+}
 
 enum class SessionKind { kRead, kWrite, kRestore };
 

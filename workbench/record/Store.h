@@ -4,6 +4,9 @@
 #include "workbench/record/Schema.h"
 #include "workbench/record/Session.h"
 
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -23,14 +26,16 @@ public:
     /// Records that a write is about to begin, with the old values; committed for good when it returns. The session is
     /// this process's own until it ends.
     void begin(const Session& session, std::span<const SessionItem> items);
-    /// What became of one item of a session that has begun.
+    /// What became of one item of a session that has begun. A power cut may lose those of the last second.
     void setItem(const std::string& uuid, const SessionItem& item);
-    /// How a session that has begun has ended: state, end, failure, and the phone where it was learnt only then.
+    /// How a session that has begun has ended: state, end, failure, and the phone where it was learnt only then;
+    /// committed for good.
     void end(const Session& session);
-    /// A session as a whole: a read, one from another store, one of a file. False where the store has it already;
-    /// nothing is changed then.
+    /// A session as a whole: a read, one from another store, one of a file; committed for good. False where the store
+    /// has it already; nothing is changed then.
     bool add(const Session& session, std::span<const SessionItem> items);
 
+    /// The note goes to the shared store, too, when the session is handed over, and again where it was already.
     void setNote(const std::string& uuid, const std::string& note);
     /// Removes the sessions that began before `limit`, with what nobody else needs, and gives the room back. Sessions
     /// that were not handed over to a shared store, where there is one, and those under way stay. Answers how many
@@ -46,8 +51,14 @@ public:
     void markHandedOver(const std::string& uuid);
 
 private:
+    void requireWritable() const;
+    /// The number that the session has in this store. Throws a DatabaseError where it has none.
+    std::int64_t idOf(const std::string& uuid);
+
     std::unique_ptr<Database> database_;
     Access access_;
+    /// When the disk last had everything.
+    std::chrono::steady_clock::time_point onDisk_ = {};
 };
 
 } // namespace record

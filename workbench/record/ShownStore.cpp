@@ -1,5 +1,7 @@
 #include "workbench/record/ShownStore.h"
 
+#include "workbench/record/LocalStore.h"
+
 #include <filesystem>
 
 namespace record {

@@ -27,15 +27,18 @@ QString shownValues(const NvItem& item) {
     return shownText(record::valuesText(item));
 }
 
-std::vector<ShownItem> shownItems(const std::vector<record::SessionItem>& items, Calvane& catalog) {
+std::vector<ShownItem> shownItems(const std::vector<record::SessionItem>& items,
+                                  const std::map<std::uint16_t, record::ItemData>& known, Calvane& catalog) {
     std::vector<ShownItem> shown;
     shown.reserve(items.size());
     for (const record::SessionItem& item : items) {
         const NvItem described = catalog.describedItem(item.number);
+        const auto found = known.find(item.number);
+        const auto before = item.before || found == known.end() ? item.before : std::optional(found->second);
         const auto after = record::valueOf(item, record::Which::kAfter);
-        shown.push_back({item.number, shownText(described.getName()), valueText(described, item.before),
+        shown.push_back({item.number, shownText(described.getName()), valueText(described, before),
                          valueText(described, after), shownText(record::resultText(item)),
-                         item.before && after && item.before != after});
+                         before && after && before != after});
     }
     return shown;
 }
@@ -49,8 +52,8 @@ std::vector<RowsModel::Row> rowsOf(const std::vector<record::PhoneRow>& phones) 
     rows.reserve(phones.size());
     for (const record::PhoneRow& phone : phones) {
         rows.push_back({{phone.model.empty() ? QString("unknown model") : shownText(phone.model), serialText(phone),
-                         shownText(record::localTime(phone.lastSeen))},
-                        {{}, {}, static_cast<qlonglong>(record::msOf(phone.lastSeen)}});
+                         shownText(record::localTime(phone.lastSeen)).chopped(3)},
+                        {{}, {}, static_cast<qlonglong>(record::msOf(phone.lastSeen))}});
     }
     return rows;
 }
@@ -72,7 +75,7 @@ std::vector<RowsModel::Row> rowsOf(const std::vector<record::Session>& sessions)
         rows.push_back({{shownText(record::localTime(session.begun)), shownText(record::askedText(session)),
                          shownText(record::operatorText(session)), QString::number(items), QString::number(changed),
                          QString(record::stateText(session.state)), noteText(session)},
-                        {static_cast<qlonglong>(record::msOf(session.begun), {}, {}, items, changed},
+                        {static_cast<qlonglong>(record::msOf(session.begun)), {}, {}, items, changed},
                         session.state == record::SessionState::kInterrupted});
     }
     return rows;

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "app/history/RowsModel.h"
+#include "engine/NvItem.h"
 #include "workbench/record/History.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,8 +21,10 @@ struct ShownItem {
     bool isChanged = false; ///< it had another value before
 };
 
-/// In words; `catalog` has names and layouts. Any thread.
-std::vector<ShownItem> shownItems(const std::vector<record::SessionItem>& items, Calvane& catalog);
+/// In words; `catalog` has names and layouts. A read says nothing of the values before it: they are those that were
+/// `known`. Any thread.
+std::vector<ShownItem> shownItems(const std::vector<record::SessionItem>& items,
+                                  const std::map<std::uint16_t, record::ItemData>& known, Calvane& catalog);
 /// The sub-fields of an item with these bytes, in words.
 QString shownValues(const NvItem& item);
 

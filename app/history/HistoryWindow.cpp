@@ -20,15 +20,16 @@
 #include <QTableView>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <map>
 
 namespace {
 
 constexpr QSize kFirstSize{1060, 640};
 constexpr int kPhonesWidth = 330;
 constexpr std::size_t kMostSides = 30; ///< sessions that a comparison offers
-const std::vector<int> kPhoneWidths{12, 15};
-const std::vector<int> kSessionWidths{20, 28, 16, 6, 8, 12};
-const std::vector<int> kItemWidths{7, 28, 20, 20};
+const std::vector<int> kPhoneWidths{10, 12};
+const std::vector<int> kSessionWidths{18, 22, 14, 5, 7, 10};
+const std::vector<int> kItemWidths{6, 26, 16, 16};
 
 QLabel* plainLabel(const char* name) {
     auto* label = new QLabel;
@@ -301,17 +302,18 @@ void HistoryWindow::askItems() {
     if (!hasBefore) {
         values_->setCurrentIndex(0);
     }
-    if (session() == nullptr) {
+    if (session() == nullptr || phone() == nullptr) {
         return;
     }
     desk_.ask(
         kItems,
-        [uuid = session()->uuid](StoreLink& link) {
-            Items items{link.history().items(uuid), {}};
-            items.shown = shownItems(items.items, link.catalog());
-            return items;
+        [session = *session(), phone = phone()->id](StoreLink& link) {
+            const bool isRead = session.kind == record::SessionKind::kRead;
+            const auto known = isRead ? link.history().valuesBefore(phone, session.begun)
+                                      : std::map<std::uint16_t, record::ItemData>();
+            return shownItems(link.history().items(session.uuid), known, link.catalog());
         },
-        [this, uuid = session()->uuid](Items items) {
+        [this, uuid = session()->uuid](std::vector<ShownItem> items) {
             if (session() != nullptr && session()->uuid == uuid) {
                 items_ = std::move(items);
                 showItems();
@@ -321,12 +323,13 @@ void HistoryWindow::askItems() {
 
 void HistoryWindow::showItems() {
     shownItems_.clear();
-    for (const ShownItem& item : items_.shown) {
+    for (const ShownItem& item : items_) {
         if (item.isChanged || !changedOnly_->isChecked()) {
             shownItems_.push_back(&item);
         }
     }
     itemTable_.model().setRows(rowsOf(shownItems_));
+    itemTable_.select(0);
     showButtons();
 }
 
@@ -438,13 +441,13 @@ void HistoryWindow::report() {
     tell({});
     desk_.ask(
         kChange,
-        [session = *session(), path = *path, units = source_.units](StoreLink& link) {
-            writeReport(path, session, link.history().items(session.uuid), link.catalog(), units);
-            return path;
+        [session = *session(), file = *path, units = source_.units](StoreLink& link) {
+            writeReport(file, session, link.history().items(session.uuid), link.catalog(), units);
+            return file;
         },
-        [this](const std::string& path) {
-            rememberFolderOf(path);
-            tell("Report saved to " + shownText(path));
+        [this](const std::string& file) {
+            rememberFolderOf(file);
+            tell("Report saved to " + shownText(file));
         });
 }
 

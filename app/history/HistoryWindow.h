@@ -71,10 +71,6 @@ private:
         std::vector<record::PhoneRow> phones;
         std::optional<record::Session> wanted;
     };
-    struct Items {
-        std::vector<record::SessionItem> items;
-        std::vector<ShownItem> shown;
-    };
 
     QWidget* makePhones();
     QWidget* makeSessions();
@@ -110,7 +106,7 @@ private:
     const HistoryActions actions_;
     std::vector<record::PhoneRow> phones_;
     std::vector<record::Session> sessions_;
-    Items items_;
+    std::vector<ShownItem> items_;
     std::vector<const ShownItem*> shownItems_;
     std::string wantedSession_; ///< gone to once the sessions are there
     std::string about_;

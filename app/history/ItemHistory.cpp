@@ -126,7 +126,7 @@ std::vector<RowsModel::Row> FieldSpread::rows() const {
         const QString name = shownText(record::phoneText(phone.model, phone.serial, phone.port));
         rows.push_back({{isAsked(phone.id) ? name + " - this phone" : name, textOf(number),
                          shownText(record::localTime(since)), judgement(usual_.judge(number))},
-                        {{}, number, record::msOf(since), distance(position)},
+                        {{}, number, static_cast<qlonglong>(record::msOf(since)), distance(position)},
                         isAsked(phone.id) || standsOut(number)});
     }
     return rows;
@@ -144,7 +144,7 @@ std::vector<RowsModel::Row> rowsOf(const ItemHistory& history, std::size_t field
         const bool isFirst = position + 1 == history.changes.size();
         rows.push_back({{shownText(record::localTime(change.since)), shownText(text), shownValues(change.item),
                          shownText(change.by), shownText(change.asked)},
-                        {record::msOf(change.since)},
+                        {static_cast<qlonglong>(record::msOf(change.since))},
                         !isFirst && text != fieldText(history.changes[position + 1].item, field, unit)});
     }
     return rows;

@@ -21,8 +21,8 @@
 namespace {
 
 constexpr QSize kFirstSize{760, 560};
-const std::vector<int> kChangeWidths{20, 20, 24, 16};
-const std::vector<int> kSpreadWidths{30, 14, 20};
+const std::vector<int> kChangeWidths{18, 18, 20, 14};
+const std::vector<int> kSpreadWidths{28, 12, 18};
 
 QLabel* plainLabel(const char* name) {
     auto* label = new QLabel;

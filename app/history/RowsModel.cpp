@@ -85,7 +85,7 @@ RowsTable::RowsTable(const char* name, const QString& accessibleName, QStringLis
     for (std::size_t column = 0; column < widths.size(); ++column) {
         const auto section = static_cast<int>(column);
         view_->setColumnWidth(section, std::max(view_->horizontalHeader()->sectionSizeHint(section),
-                                                widths[column] * metrics.averageCharWidth() + 12));
+                                                widths[column] * metrics.horizontalAdvance('0') + 12));
     }
     auto* copy = new QAction("Copy", view_);
     copy->setShortcut(QKeySequence::Copy);

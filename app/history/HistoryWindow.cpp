@@ -24,11 +24,11 @@
 
 namespace {
 
-constexpr QSize kFirstSize{1060, 640};
-constexpr int kPhonesWidth = 330;
+constexpr QSize kFirstSize{1180, 660};
+constexpr int kPhonesWidth = 360;
 constexpr std::size_t kMostSides = 30; ///< sessions that a comparison offers
-const std::vector<int> kPhoneWidths{10, 12};
-const std::vector<int> kSessionWidths{18, 22, 14, 5, 7, 10};
+const std::vector<int> kPhoneWidths{8, 11};
+const std::vector<int> kSessionWidths{18, 20, 13, 5, 6, 9};
 const std::vector<int> kItemWidths{6, 26, 16, 16};
 
 QLabel* plainLabel(const char* name) {

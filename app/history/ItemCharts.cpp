@@ -80,6 +80,7 @@ void ItemChart::draw(std::function<void()> drawing) {
         chart()->removeAxis(axis);
         delete axis;
     }
+    chart()->legend()->show();
     const QColor ink = palette().color(QPalette::Text);
     chart()->setBackgroundBrush(palette().color(QPalette::Base));
     chart()->legend()->setLabelColor(ink);
@@ -120,6 +121,7 @@ void ItemChart::drawSteps(const std::vector<QPointF>& values, const QString& axi
     if (values.empty()) {
         return;
     }
+    chart()->legend()->hide();
     const QColor color(curveColors(palette())[0]);
     AxisRange range{values.front().y(), values.front().y()};
     auto* steps = new QLineSeries;
@@ -171,9 +173,16 @@ void ItemChart::drawSpread(const Spread& spread, const QString& axis) {
     bars->setBrush(fill);
     bars->setName("phones");
     chart()->addSeries(bars);
-    const auto [left, right] = std::minmax(placeOf(0), placeOf(histogram.counts.size()));
+    const double left = std::min(placeOf(0), placeOf(histogram.counts.size()));
+    const double right = std::max(placeOf(0), placeOf(histogram.counts.size()));
     // What lies far beside the bars is marked at the edge.
-    const AxisRange seen = withMargin({left - (right - left) * 0.25, right + (right - left) * 0.25});
+    const double farthest = right - left;
+    AxisRange seen{left, right};
+    for (const double raw : {spread.lowest, spread.highest, spread.own.value_or(spread.median)}) {
+        const double place = std::clamp(spread.valueOf(raw), left - farthest, right + farthest);
+        seen = {std::min(seen.low, place), std::max(seen.high, place)};
+    }
+    seen = withMargin(seen);
     const auto addMark = [&](double raw, const QPen& pen, const QString& name) {
         const double place = std::clamp(spread.valueOf(raw), seen.low, seen.high);
         addLine({place, 0}, {place, most}, pen, name);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numeric>
 
 namespace {
 
@@ -95,7 +96,8 @@ QString FieldSpread::summary() const {
     } else {
         const auto odd = std::ranges::count_if(numbers_, [this](const auto& one) { return standsOut(one.number); });
         text += "Median " + textOf(usual_.median()) + ", usual " + textOf(usual_.lowest()) + " to " +
-                textOf(usual_.highest()) + QString("; %1 beside that. ").arg(odd);
+                textOf(usual_.highest()) +
+                (odd == 0 ? QString(". None is unusual. ") : QString("; %1 unusual. ").arg(odd));
     }
     if (const auto value = own()) {
         const QString verdict = judgement(usual_.judge(*value));
@@ -108,18 +110,28 @@ QStringList spreadTitles() {
     return {"Phone", "Value", "Since", "Among the Phones"};
 }
 
-std::vector<RowsModel::Row> FieldSpread::rows() const {
+double FieldSpread::distance(std::size_t position) const {
+    return std::abs(numbers_[position].number - usual_.median());
+}
+
+std::vector<std::size_t> FieldSpread::order() const {
     std::vector<std::size_t> order(numbers_.size());
-    for (std::size_t position = 0; position < order.size(); ++position) {
-        order[position] = position;
-    }
-    const auto distance = [this](std::size_t position) {
-        return std::abs(numbers_[position].number - usual_.median());
-    };
-    std::ranges::stable_sort(order, std::greater(), distance);
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::ranges::stable_sort(order, std::greater(), [this](std::size_t position) { return distance(position); });
+    return order;
+}
+
+int FieldSpread::ownRow() const {
+    const auto positions = order();
+    const auto found =
+        std::ranges::find_if(positions, [this](std::size_t position) { return isAsked(history_.phones[position].id); });
+    return found == positions.end() ? -1 : static_cast<int>(found - positions.begin());
+}
+
+std::vector<RowsModel::Row> FieldSpread::rows() const {
     std::vector<RowsModel::Row> rows;
-    rows.reserve(order.size());
-    for (const std::size_t position : order) {
+    rows.reserve(numbers_.size());
+    for (const std::size_t position : order()) {
         const record::PhoneRow& phone = history_.phones[position];
         const double number = numbers_[position].number;
         const record::Time since = history_.values[position].since;

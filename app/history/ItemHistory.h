@@ -46,12 +46,16 @@ public:
     std::optional<double> own() const;
     /// How many phones there are, what is usual among them, and how the asked phone stands to that.
     QString summary() const;
-    /// The phones that stand out first, those farthest from the median before.
+    /// Of all phones, the one farthest from the median first; which of the rows is the asked phone's, -1 for none.
     std::vector<RowsModel::Row> rows() const;
+    int ownRow() const;
 
 private:
     QString textOf(double raw) const;
     bool standsOut(double raw) const;
+    /// The positions of the numbers in the order of the rows.
+    std::vector<std::size_t> order() const;
+    double distance(std::size_t position) const;
     bool isAsked(std::int64_t phone) const { return history_.phone && history_.phone->id == phone; }
 
     const ItemHistory& history_;

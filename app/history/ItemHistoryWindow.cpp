@@ -20,9 +20,10 @@
 
 namespace {
 
-constexpr QSize kFirstSize{760, 560};
+constexpr QSize kFirstSize{760, 600};
+constexpr int kChartHeight = 220; ///< and of the table below it, as shares
 const std::vector<int> kChangeWidths{18, 18, 20, 14};
-const std::vector<int> kSpreadWidths{28, 12, 18};
+const std::vector<int> kSpreadWidths{32, 12, 18};
 
 QLabel* plainLabel(const char* name) {
     auto* label = new QLabel;
@@ -77,6 +78,7 @@ void ItemHistoryWindow::makeTabs() {
             split->addWidget(chart);
         }
         split->addWidget(&table);
+        split->setSizes({kChartHeight, kChartHeight});
         auto* page = new QWidget;
         auto* column = new QVBoxLayout(page);
         if (above != nullptr) {
@@ -195,6 +197,9 @@ void ItemHistoryWindow::showChanges(std::size_t field, const workbench::FieldUni
 void ItemHistoryWindow::showSpread(std::size_t field, const workbench::FieldUnit* unit) {
     const FieldSpread spread(history_, field, unit);
     spread_.model().setRows(spread.rows());
+    if (const int own = spread.ownRow(); own >= 0) {
+        spread_.select(own);
+    }
     summary_->setText(spread.summary());
 #ifdef CALVANE_CURVES
     if (spread.numbers().empty()) {

@@ -44,6 +44,7 @@ void StoreDesk::askNext() {
             }
         };
         jobs_.start(work, [this, take = std::move(next.take)](const std::string& failure) {
+            changed_(); // before what may show a dialog
             if (failure.empty()) {
                 take();
             } else {

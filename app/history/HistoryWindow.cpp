@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QShortcut>
 #include <QSplitter>
 #include <QTableView>
@@ -25,6 +26,7 @@
 namespace {
 
 constexpr QSize kFirstSize{1180, 660};
+constexpr double kShareOfScreen = 0.94; ///< at most, for the window with its frame
 constexpr int kPhonesWidth = 360;
 constexpr std::size_t kMostSides = 30; ///< sessions that a comparison offers
 const std::vector<int> kPhoneWidths{8, 11};
@@ -101,7 +103,7 @@ HistoryWindow::HistoryWindow(std::shared_ptr<UserInterface> userInterface, Histo
     setObjectName("history");
     setWindowTitle("History");
     setHelpPart(*this, "history");
-    resize(kFirstSize);
+    resize(kFirstSize.boundedTo(screen()->availableSize() * kShareOfScreen));
     auto* column = new QVBoxLayout(this);
     column->addWidget(store_);
     auto* right = new QSplitter(Qt::Vertical);
@@ -157,7 +159,7 @@ QWidget* HistoryWindow::makeItems() {
     auto* buttons = new QWidget;
     auto* row = new QHBoxLayout(buttons);
     row->setContentsMargins(0, 0, 0, 0);
-    itemButtons_ = {addButton(*row, "history_over_time", "Over &Time...", &HistoryWindow::showOverTime),
+    itemButtons_ = {addButton(*row, "history_over_time", "Over Ti&me...", &HistoryWindow::showOverTime),
                     addButton(*row, "history_over_phones", "O&ver All Phones...", &HistoryWindow::showOverPhones)};
     itemButtons_[0]->setToolTip("Shows the values that the selected item of this phone has had");
     itemButtons_[1]->setToolTip("Shows the values of the selected item on all phones");
@@ -175,13 +177,14 @@ void HistoryWindow::makeCommands(QBoxLayout& column) {
     auto* label = new QLabel("V&alues:");
     label->setBuddy(values_);
     auto* row = new QHBoxLayout;
+    row->setSpacing(3); // all of them find room in 640 pixels
     row->addStretch(1);
     row->addWidget(label);
     row->addWidget(values_);
     sessionButtons_ = {addButton(*row, "history_open", "&Open as Document", &HistoryWindow::openAsDocument),
                        addButton(*row, "history_compare", "&Compare With...", &HistoryWindow::compare),
                        addButton(*row, "history_restore", "&Restore...", &HistoryWindow::restore),
-                       addButton(*row, "history_report", "Rep&ort...", &HistoryWindow::report),
+                       addButton(*row, "history_report", "Repor&t...", &HistoryWindow::report),
                        addButton(*row, "history_note", "&Note...", &HistoryWindow::editNote)};
     sessionButtons_[0]->setToolTip("Opens a document window with these values");
     sessionButtons_[2]->setToolTip("Shows what it takes to put these values back on the phone, before it is done");

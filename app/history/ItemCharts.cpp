@@ -195,7 +195,10 @@ void ItemChart::drawSpread(const Spread& spread, const QString& axis) {
     }
     if (spread.own) {
         const QColor color = spread.isOwnUnusual ? kOutside : QColor(curveColors(palette())[1]);
-        addMark(*spread.own, penOf(color, 3), spread.isOwnUnusual ? "this phone: unusual" : "this phone");
+        const double place = spread.valueOf(*spread.own);
+        const bool isFarOff = place < seen.low || place > seen.high;
+        addMark(*spread.own, penOf(color, 3),
+                QString("this phone") + (spread.isOwnUnusual ? ": unusual" : "") + (isFarOff ? ", far beside" : ""));
     }
     auto* phones = valueAxis({0, most * (1 + kMargin)}, kLinesUpward, "phones");
     phones->setTickInterval(std::max(1.0, niceStep(most, kLinesUpward)));

@@ -12,6 +12,7 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QScreen>
 #include <QShortcut>
 #include <QSplitter>
 #include <QTabWidget>
@@ -21,7 +22,8 @@
 namespace {
 
 constexpr QSize kFirstSize{760, 600};
-constexpr int kChartHeight = 220; ///< and of the table below it, as shares
+constexpr double kShareOfScreen = 0.94; ///< at most, for the window with its frame
+constexpr int kChartHeight = 220;       ///< and of the table below it, as shares
 const std::vector<int> kChangeWidths{18, 18, 20, 14};
 const std::vector<int> kSpreadWidths{32, 12, 18};
 
@@ -49,7 +51,7 @@ ItemHistoryWindow::ItemHistoryWindow(std::shared_ptr<UserInterface> userInterfac
     setObjectName("item_history");
     setWindowTitle("History of an Item");
     setHelpPart(*this, "history");
-    resize(kFirstSize);
+    resize(kFirstSize.boundedTo(screen()->availableSize() * kShareOfScreen));
     field_->setObjectName("item_history_field");
     field_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     field_->setMinimumContentsLength(24);

@@ -18,6 +18,7 @@ constexpr std::string_view kHead = R"(<!DOCTYPE html>
 body { font-family: sans-serif; font-size: 9pt; color: #000000; background-color: #ffffff; }
 h1 { font-size: 15pt; }
 h2 { font-size: 11pt; }
+table { border-collapse: collapse; }
 th { text-align: left; background-color: #e8e8e8; }
 .out { color: #b00020; font-weight: bold; }
 </style></head><body>
@@ -69,9 +70,10 @@ void addFacts(std::ostream& page, const Session& session) {
     addFact(page, "Phone", phoneText(session.phone.model, session.phone.serialNumber, session.port));
     addFact(page, "Software", session.phone.softwareVersion);
     addFact(page, "Port", session.port);
-    addFact(page, "What", std::string(kindText(session.kind)) + ": " + askedText(session));
-    addFact(page, "Begun", localTime(session.begun));
-    addFact(page, "Ended", session.ended ? localTime(*session.ended) : std::string());
+    addFact(page, "Kind", kindText(session.kind));
+    addFact(page, "What", session.asked);
+    addFact(page, "Begun", localTime(session.begun, true));
+    addFact(page, "Ended", session.ended ? localTime(*session.ended, true) : std::string());
     addFact(page, "Result", stateLine(session));
     addFact(page, "Operator", operatorText(session));
     addFact(page, "Program", session.program);

@@ -30,12 +30,12 @@ std::string bytesText(std::span<const std::uint8_t> bytes) {
 
 } // namespace
 
-std::string localTime(Time when) {
+std::string localTime(Time when, bool withZone) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(when);
     std::tm parts{};
     ::localtime_r(&seconds, &parts);
     char text[40];
-    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts)};
+    return {text, std::strftime(text, sizeof text, withZone ? "%Y-%m-%d %H:%M:%S %z" : "%Y-%m-%d %H:%M:%S", &parts)};
 }
 
 std::string phoneText(const std::string& model, const std::string& serial, const std::string& port) {

@@ -9,8 +9,8 @@
 /// makes them harmless (workbench/MessageText.h).
 namespace record {
 
-/// "2026-11-17 10:12:05", by the clock of this computer.
-std::string localTime(Time when);
+/// "2026-11-17 10:12:05", by the clock of this computer; " +0100" behind it where its zone is wanted.
+std::string localTime(Time when, bool withZone = false);
 /// "MODEL SERIAL"; "MODEL (no serial number) on COM1" for a phone that tells none.
 std::string phoneText(const std::string& model, const std::string& serial, const std::string& port);
 /// "read", "write", "restore".

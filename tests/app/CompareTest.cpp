@@ -226,7 +226,8 @@ TEST_F(Compare, KeysFilterAndCopyAreTheWindowsOwn) {
     click("compare_save");
     EXPECT_TRUE(QTest::qWaitFor([&] { return !shown()->isBusy(); }, 30000));
     EXPECT_EQ(readText(folder / "rows.csv"),
-              "number,name,sub-field,left,right,difference,state\r\n30,NV_FIXED,f,4660,,,only left\r\n");
+              "number,name,sub-field,left,right,difference,state,left value,right value,unit\r\n"
+              "30,NV_FIXED,f,4660,,,only left,,,\r\n");
 }
 
 TEST_F(Compare, TheWindowOutlivesItsDocument) {

@@ -69,6 +69,7 @@ std::vector<FileUse> namedInputs(const Arguments& arguments) {
         useOf("the list of items", arguments.listPath),
         useOf("the read to go on with", arguments.resumePath == arguments.jsonPath ? "" : arguments.resumePath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
+        useOf("the record", arguments.historyPlace),
     };
 }
 
@@ -97,6 +98,7 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
             named("--report", arguments.reportPath),
             named("--log", arguments.logPath),
             named("--trace", arguments.tracePath),
+            named("the file", arguments.history.outputPath),
             {"--hex", std::nullopt, false, arguments.hex},
             {"--changed-only-names", std::nullopt, false, arguments.namesOnly}};
 }

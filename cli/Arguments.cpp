@@ -85,8 +85,8 @@ void tellWrongUsage(const CLI::App& program, const std::vector<std::string>& wor
         innermost = innermost->get_subcommands().front();
         name += " " + innermost->get_name();
     }
-    const bool lacksVerb = innermost->get_require_subcommand_min() > 0 &&
-                           dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    const bool lacksVerb =
+        innermost->get_require_subcommand_min() > 0 && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     const std::string known = lacksVerb ? "no verb is given" : error.what();
     tellFailure((unknown.empty() ? known : unknown) + " (" + name + " --help says more)");
 }
@@ -97,8 +97,8 @@ void requirePort(Arguments& arguments) {
     if (!arguments.devicePath.empty()) {
         arguments.comPort = arguments.devicePath;
     }
-    const bool isWrite = arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite ||
-                         arguments.verb == Verb::kHistoryRestore;
+    const bool isWrite =
+        arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite || arguments.verb == Verb::kHistoryRestore;
     if (isWrite && arguments.comPort.empty() && !arguments.isDryRun) {
         throw CLI::RequiredError("--port or --device, unless --dry-run is given,");
     }

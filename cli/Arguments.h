@@ -58,6 +58,7 @@ struct Arguments {
     std::string logPath;               ///< of the log that is appended to; empty for none
     Progress progress = Progress::kBar;
     ColourChoice colour = ColourChoice::kAuto;
+    std::string historyPlace;    ///< of the record: a file or a URL; empty for what the settings say
     bool isQuiet = false;        ///< on standard error failures alone
     std::string devicePath;      ///< of a phone that needs no configured port; comPort is the same then
     std::uint32_t baud = 115200; ///< of this device
@@ -87,7 +88,6 @@ struct Arguments {
     bool namesOnly = false;    ///< diff: numbers and names of the items that differ are enough
     std::string unitsPath;     ///< check: the file of units and limits; empty for that beside the ring
     struct History {
-        std::string place;                 ///< of the record: a file or a url; empty for that of the settings
         bool ofSessions = false;           ///< list: the sessions also where nothing narrows them
         std::optional<std::string> serial; ///< list, item: of this phone alone
         std::optional<std::string> model;  ///< item: of phones of this model alone
@@ -112,10 +112,10 @@ struct Arguments {
     std::optional<std::string> expectedSerial; ///< of the phone that it has to be; nothing for any
     /// history restore: the phone that it has to be, which may be one without a serial number
     std::optional<workbench::PhoneIdentity> expectedPhone;
-    bool wrap = false;                         ///< values that their types store as others are meant
-    bool isDryRun = false;                     ///< the plan is printed, nothing is sent
-    bool changedOnly = false;                  ///< what the phone has already is not written
-    bool keepGoing = false;                    ///< after a refusal, and without items that can't be read
+    bool wrap = false;        ///< values that their types store as others are meant
+    bool isDryRun = false;    ///< the plan is printed, nothing is sent
+    bool changedOnly = false; ///< what the phone has already is not written
+    bool keepGoing = false;   ///< after a refusal, and without items that can't be read
     bool verifyAfterReset = false;
     bool offlineFirst = false;                ///< write
     std::set<std::uint16_t> toleratedNumbers; ///< write: a refusal of these is none

@@ -69,7 +69,7 @@ std::vector<FileUse> namedInputs(const Arguments& arguments) {
         useOf("the list of items", arguments.listPath),
         useOf("the read to go on with", arguments.resumePath == arguments.jsonPath ? "" : arguments.resumePath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
-        useOf("the record", arguments.history.place),
+        useOf("the record", arguments.historyPlace),
     };
 }
 

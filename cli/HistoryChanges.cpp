@@ -30,8 +30,8 @@ struct OpenStore {
 OpenStore storeToChange(const Arguments& arguments, bool isShared) {
     return onRecord([&] {
         return failingWith(ExitStatus::kFile, [&] {
-            if (!arguments.history.place.empty()) {
-                auto shown = record::openShownAt(arguments.history.place);
+            if (!arguments.historyPlace.empty()) {
+                auto shown = record::openShownAt(arguments.historyPlace);
                 return OpenStore{.store = std::move(shown.store), .place = shown.place};
             }
             const record::HistorySettings settings = historySettings();
@@ -71,11 +71,11 @@ ExitStatus importSession(const Arguments& arguments) {
         requireWritable(*open.store);
         const bool isNew = open.store->add(recorded.session, recorded.items);
         std::cout << recorded.session.uuid << '\n';
-        arguments.run->note(quoted(name) + (isNew ? " is now in the record: " : " was in the record already: ") +
-                            counted(recorded.items.size()) + " of " +
-                            phoneText(recorded.session.phone.model, recorded.session.phone.serialNumber,
-                                      recorded.session.port) +
-                            ".\n");
+        arguments.run->note(
+            quoted(name) + (isNew ? " is now in the record: " : " was in the record already: ") +
+            counted(recorded.items.size()) + " of " +
+            phoneText(recorded.session.phone.model, recorded.session.phone.serialNumber, recorded.session.port) +
+            ".\n");
         return ExitStatus::kDone;
     });
 }
@@ -98,7 +98,7 @@ ExitStatus noteSession(const Arguments& arguments) {
         requireWritable(shown.store());
         const record::Session session = shown.session(arguments);
         shown.store().setNote(session.uuid, arguments.history.note);
-        if (shown.shown().isShared && arguments.history.place.empty()) {
+        if (shown.shown().isShared && arguments.historyPlace.empty()) {
             noteInOwn(session.uuid, arguments.history.note);
         }
         arguments.run->note("Noted at session " + shortNumber(session.uuid) + ".\n");

@@ -121,12 +121,12 @@ public:
     }
 
     void print() const {
-        std::cout << layout_.getId() << ' ' << workbench::shownText(layout_.getName()) << " of "
-                  << values_.size() << (values_.size() == 1 ? " phone\n" : " phones\n");
+        std::cout << layout_.getId() << ' ' << workbench::shownText(layout_.getName()) << " of " << values_.size()
+                  << (values_.size() == 1 ? " phone\n" : " phones\n");
         for (std::size_t field = 0; field < fields_.size(); ++field) {
             const record::Usual& usual = usual_[field];
-            std::cout << "  [" << field + 1 << "] " << workbench::shownText(fields_[field].description)
-                      << ": median " << numberText(usual.median()) << ", median absolute deviation "
+            std::cout << "  [" << field + 1 << "] " << workbench::shownText(fields_[field].description) << ": median "
+                      << numberText(usual.median()) << ", median absolute deviation "
                       << numberText(usual.medianDeviation()) << '\n';
             printUnusual(field);
         }
@@ -135,8 +135,7 @@ public:
     std::string account() const {
         return values_.size() >= record::kFewestPhones
                    ? ""
-                   : "What is usual is not known of fewer than " + std::to_string(record::kFewestPhones) +
-                         " phones.\n";
+                   : "What is usual is not known of fewer than " + std::to_string(record::kFewestPhones) + " phones.\n";
     }
 
     void putInto(Json& document) const {

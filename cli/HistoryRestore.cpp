@@ -48,8 +48,9 @@ NamedSession namedSession(const Arguments& arguments) {
 Which whichOf(const record::Session& session, const Arguments& arguments) {
     const bool isRead = session.kind == record::SessionKind::kRead;
     if (!isRead && !arguments.history.before && !arguments.history.after) {
-        throw BatchFailure(ExitStatus::kWrongUsage, "The session is a write: say --before for the values that the phone "
-                                                    "had before it, or --after for those after it.");
+        throw BatchFailure(ExitStatus::kWrongUsage,
+                           "The session is a write: say --before for the values that the phone "
+                           "had before it, or --after for those after it.");
     }
     if (isRead && arguments.history.before) {
         throw BatchFailure(ExitStatus::kWrongUsage, "The session is a read, which has no values from before it.");

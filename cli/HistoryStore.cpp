@@ -10,7 +10,7 @@ namespace {
 record::ShownStore openFor(const Arguments& arguments) {
     return onRecord([&] {
         return failingWith(ExitStatus::kFile, [&] {
-            const std::string& place = arguments.history.place;
+            const std::string& place = arguments.historyPlace;
             return place.empty() ? record::openShown(historySettings()) : record::openShownAt(place);
         });
     });

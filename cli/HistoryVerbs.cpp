@@ -18,7 +18,7 @@ CLI::App* addHistoryVerb(CLI::App& history, Arguments& arguments, Verb verb, con
         arguments.verb = verb;
         arguments.verbName = "history " + name;
     });
-    addName(*added, "--history", arguments.history.place,
+    addName(*added, "--history", arguments.historyPlace,
             "The record to use, a file or the address of a database (default: that of the settings)")
         ->type_name("FILE|URL");
     return added;
@@ -41,8 +41,8 @@ void addItemsOnly(CLI::App& verb, Arguments& arguments, const std::string& what)
 
 /// Which of a write's two values are meant.
 void addWhich(CLI::App& verb, Arguments& arguments) {
-    CLI::Option* before = addFlag(verb, "--before", arguments.history.before,
-                                  "Of a write: the values that the phone had before it");
+    CLI::Option* before =
+        addFlag(verb, "--before", arguments.history.before, "Of a write: the values that the phone had before it");
     addFlag(verb, "--after", arguments.history.after, "Of a write: those that it had after it")->excludes(before);
 }
 
@@ -63,15 +63,16 @@ std::optional<std::chrono::system_clock::time_point> localTime(const std::string
 }
 
 void addSince(CLI::App& verb, Arguments& arguments) {
-    addNumber(verb, "--since",
-              "Sessions that began on this day or later, such as 2026-11-17 or 2026-11-17T14:30 (local time), or within "
-              "a period, such as 7d, 2w, 6m, 1y",
-              [&arguments](const std::string& text) {
-                  const auto period = record::parsePeriod(text);
-                  arguments.history.since =
-                      period ? std::optional(std::chrono::system_clock::now() - *period) : localTime(text);
-                  return arguments.history.since.has_value();
-              })
+    addNumber(
+        verb, "--since",
+        "Sessions that began on this day or later, such as 2026-11-17 or 2026-11-17T14:30 (local time), or within "
+        "a period, such as 7d, 2w, 6m, 1y",
+        [&arguments](const std::string& text) {
+            const auto period = record::parsePeriod(text);
+            arguments.history.since =
+                period ? std::optional(std::chrono::system_clock::now() - *period) : localTime(text);
+            return arguments.history.since.has_value();
+        })
         ->type_name("WHEN");
 }
 
@@ -96,9 +97,9 @@ void describeItem(CLI::App& history, Arguments& arguments) {
                                     "Print what one item of a phone was when, or what is usual among all phones",
                                     "calvane-batch history item 1060 --serial 0000000001\n"
                                     "  calvane-batch history item 1060 --model Sample");
-    addNumber(*item, "number", "Number of the item",
-              [&arguments](const std::string& text) { return parseNumber(text, arguments.history.item); })
-        ->required();
+    addNumber(*item, "number", "Number of the item", [&arguments](const std::string& text) {
+        return parseNumber(text, arguments.history.item);
+    })->required();
     addText(*item, "--serial", arguments.history.serial, "Of the phone with this serial number, over time", "SERIAL");
     addText(*item, "--model", arguments.history.model, "Of phones of this model alone", "MODEL");
     addRing(*item, arguments);
@@ -107,11 +108,11 @@ void describeItem(CLI::App& history, Arguments& arguments) {
 }
 
 void describeRestore(CLI::App& history, Arguments& arguments) {
-    CLI::App* restore = addHistoryVerb(
-        history, arguments, Verb::kHistoryRestore, "restore",
-        "Put the values of a session back on its phone: what differs is written, and read back",
-        "calvane-batch history restore 1f2e3d4c --port COM1 --dry-run\n"
-        "  calvane-batch history restore 1f2e3d4c --port COM1 --before --ids 1060");
+    CLI::App* restore =
+        addHistoryVerb(history, arguments, Verb::kHistoryRestore, "restore",
+                       "Put the values of a session back on its phone: what differs is written, and read back",
+                       "calvane-batch history restore 1f2e3d4c --port COM1 --dry-run\n"
+                       "  calvane-batch history restore 1f2e3d4c --port COM1 --before --ids 1060");
     addSession(*restore, arguments);
     addWhich(*restore, arguments);
     addItemsOnly(*restore, arguments, "Restore");
@@ -132,8 +133,9 @@ void describeExport(CLI::App& history, Arguments& arguments) {
                                     "calvane-batch history export 1f2e3d4c session.json\n"
                                     "  calvane-batch history export 1f2e3d4c before.mox --before");
     addSession(*save, arguments);
-    addName(*save, "file", arguments.history.outputPath, "File to write, which ends in .json or .mox (- for JSON on "
-                                                         "standard output)")
+    addName(*save, "file", arguments.history.outputPath,
+            "File to write, which ends in .json or .mox (- for JSON on "
+            "standard output)")
         ->required();
     addWhich(*save, arguments);
     addItemsOnly(*save, arguments, "Write");
@@ -145,16 +147,18 @@ void describeChanges(CLI::App& history, Arguments& arguments) {
     CLI::App* import = addHistoryVerb(history, arguments, Verb::kHistoryImport, "import",
                                       "Put a session from a file into the record of this computer, once",
                                       "calvane-batch history import session.json");
-    addName(*import, "file", arguments.inputPath,
-            "JSON that \"history export\", \"history show --json\" or \"read --json\" has written (- for standard input)")
+    addName(
+        *import, "file", arguments.inputPath,
+        "JSON that \"history export\", \"history show --json\" or \"read --json\" has written (- for standard input)")
         ->required();
     addTelling(*import, arguments);
 
-    CLI::App* prune = addHistoryVerb(history, arguments, Verb::kHistoryPrune, "prune",
-                                     "Remove old sessions from the record of this computer",
-                                     "calvane-batch history prune --keep 1y");
-    addNumber(*prune, "--keep", "Keep those of this period, such as 30d, 2w, 6m, 1y; also those that are not yet in the "
-                                "shared record",
+    CLI::App* prune =
+        addHistoryVerb(history, arguments, Verb::kHistoryPrune, "prune",
+                       "Remove old sessions from the record of this computer", "calvane-batch history prune --keep 1y");
+    addNumber(*prune, "--keep",
+              "Keep those of this period, such as 30d, 2w, 6m, 1y; also those that are not yet in the "
+              "shared record",
               [&arguments](const std::string& text) {
                   const auto period = record::parsePeriod(text);
                   arguments.history.keep = period.value_or(std::chrono::days());

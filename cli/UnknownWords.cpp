@@ -23,7 +23,8 @@ std::string suggestion(std::string_view word, const std::vector<std::string>& kn
 
 std::vector<std::string> verbsOf(const CLI::App& program) {
     std::vector<std::string> names;
-    for (const CLI::App* verb : program.get_subcommands([](const CLI::App* part) { return !part->get_name().empty(); })) {
+    for (const CLI::App* verb :
+         program.get_subcommands([](const CLI::App* part) { return !part->get_name().empty(); })) {
         names.push_back(verb->get_name());
     }
     return names;

@@ -48,8 +48,7 @@ std::string footerOf(std::string_view footer, const char* headMacro) {
 /// `caller`: what stands before the verb's own name.
 std::string verbOf(const std::string& caller, const Page& verb) {
     const std::string name = caller + " " + verb.name;
-    std::string text =
-        ".SS " + quotedArgument(name + " " + verb.usage) + "\n" + plain(verb.description) + ".\n";
+    std::string text = ".SS " + quotedArgument(name + " " + verb.usage) + "\n" + plain(verb.description) + ".\n";
     for (const Page::Part& part : verb.parts) {
         text += ".PP\n" + plain(part.title) + ":\n" + entriesOf(part);
     }

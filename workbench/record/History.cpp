@@ -37,7 +37,8 @@ std::uint16_t shortIn(const Value& column) {
 std::vector<SessionItem> itemsOfRead(Database& database, std::int64_t snapshot) {
     std::vector<SessionItem> items;
     for (const auto& [number, item] : loadSnapshot(database, snapshot)) {
-        items.push_back({.number = number, .state = item.state, .status = item.status});
+        const Value state = static_cast<std::int64_t>(item.state); // as the store has it, whatever it is
+        items.push_back({.number = number, .state = enumeratorIn(state, ItemState::kNotKnown), .status = item.status});
         if (item.bytes) {
             items.back().after = itemDataOf(*item.bytes);
         }

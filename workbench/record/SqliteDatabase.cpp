@@ -49,10 +49,9 @@ Kind kindOf(sqlite3* connection, int code) {
         return Kind::kDamaged;
     case SQLITE_CANTOPEN:
         return Kind::kUnreachable;
-    case SQLITE_IOERR: {
-        const int reason = sqlite3_system_errno(connection);
-        return reason == ENOSPC || reason == EFBIG || reason == EDQUOT ? Kind::kFull : Kind::kOther;
-    }
+    case SQLITE_IOERR:
+        // SQLite knows one reason of the system for a full disk, and there are others: a quota, a limit of files.
+        return code == SQLITE_IOERR_WRITE && sqlite3_system_errno(connection) != EIO ? Kind::kFull : Kind::kOther;
     default:
         return Kind::kOther;
     }

@@ -25,8 +25,6 @@ struct WriteRequest {
     std::optional<std::uint16_t> date = {};
     /// Where the values come from; null: from where the document's baseline says.
     std::shared_ptr<const workbench::Source> source = {};
-    /// What is written was on the phone once, as the record says, and is put back.
-    bool isRestore = false;
     /// Called by take() with the items of the plan that are written, save the date; may be empty.
     std::function<void(const std::vector<NvItem>&)> takeValues = {};
     /// Those of the wanted items that the list has more than once: nobody can say which value is meant.

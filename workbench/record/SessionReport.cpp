@@ -118,11 +118,9 @@ std::string limitsLine(std::size_t limited, std::size_t outside) {
     if (limited == 0) {
         return "No limits are known for these items.";
     }
-    if (outside == 0) {
-        return "All " + std::to_string(limited) + " values with limits are within them.";
-    }
-    return "<span class=\"out\">" + std::to_string(outside) + " of " + std::to_string(limited) +
-           " values with limits are outside them.</span>";
+    const std::string line = "Values with limits: " + std::to_string(limited);
+    return outside == 0 ? line + ", all within them."
+                        : "<span class=\"out\">" + line + ", outside them: " + std::to_string(outside) + ".</span>";
 }
 
 } // namespace

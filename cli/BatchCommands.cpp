@@ -161,6 +161,9 @@ ExitStatus runBatch(const Arguments& given) {
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
     const auto config = isHost ? configuredPorts(arguments, status) : tessra::ServiceConfig();
     const RunTrace trace(arguments.tracePath);
+    if (isHost && verb.needsRing) {
+        arguments.run->record().open(arguments);
+    }
     if (isHost) {
         service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());
     }

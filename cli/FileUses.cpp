@@ -2,6 +2,7 @@
 
 #include "platform/kernel/WholeFile.h"
 #include "tessra/host/ServiceConfig.h"
+#include "workbench/record/HistorySettings.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -85,6 +86,10 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
     return inputs;
 }
 
+bool isStoreFile(const std::string& place) {
+    return place != "none" && !record::isUrl(place);
+}
+
 std::vector<FileUse> outputsOf(const Arguments& arguments) {
     const auto named = [](const std::string& option, const std::string& path) {
         FileUse use = useOf(option + " '" + path + "'", path);
@@ -97,6 +102,7 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
             named("--report", arguments.reportPath),
             named("--log", arguments.logPath),
             named("--trace", arguments.tracePath),
+            named("--history", isStoreFile(arguments.historyPlace) ? arguments.historyPlace : ""),
             {"--hex", std::nullopt, false, arguments.hex},
             {"--changed-only-names", std::nullopt, false, arguments.namesOnly}};
 }
@@ -140,6 +146,7 @@ void refuseFilesOfTwoUses(const std::vector<Arguments>& ports) {
         for (auto right = ports.begin(); right != ports.end(); ++right) {
             Arguments other = *right;
             other.logPath.clear(); // the lines of all ports may stand in one
+            other.historyPlace.clear();
             auto uses = outputsOf(other);
             std::ranges::move(namedInputs(*right), std::back_inserter(uses));
             for (const FileUse& output : left == right ? std::vector<FileUse>() : outputsOf(*left)) {

@@ -22,6 +22,7 @@ void describeDiff(CLI::App& program, Arguments& arguments) {
     addFlag(*diff, "--changed-only-names", arguments.namesOnly,
             "Print numbers and names of the items that differ, a line each");
     addJson(*diff, arguments, "Write the differences");
+    addHistory(*diff, arguments);
     addTelling(*diff, arguments);
 }
 
@@ -41,6 +42,7 @@ void describeCheck(CLI::App& program, Arguments& arguments) {
     addItems(*check, arguments, "Check");
     addRetries(*check, arguments);
     addJson(*check, arguments, "Write all values that have limits");
+    addHistory(*check, arguments);
     addReporting(*check, arguments);
 }
 

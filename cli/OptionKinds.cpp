@@ -1,5 +1,7 @@
 #include "cli/OptionKinds.h"
 
+#include "workbench/record/HistorySettings.h"
+
 #include <map>
 #include <stdexcept>
 #include <utility>
@@ -151,6 +153,21 @@ CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::str
 void addItems(CLI::App& verb, Arguments& arguments, const std::string& what) {
     CLI::Option* numbers = addItemNumbers(verb, arguments, "--ids", what + " these items alone, such as 10,20-30");
     addName(verb, "--list", arguments.listPath, what + " the items of this list alone, a text file")->excludes(numbers);
+}
+
+CLI::Option* addHistory(CLI::App& verb, Arguments& arguments) {
+    return addName(verb, "--history", arguments.historyPlace,
+                   "Record this run in this file, or hand it over to the shared store of this postgresql:// address, "
+                   "or record it nowhere, with none (default: as Calvane.toml says)")
+        ->type_name("FILE|URL|none")
+        ->check([](const std::string& place) {
+            try {
+                record::settingsFor(place, {});
+            } catch (const std::runtime_error& error) {
+                return std::string(error.what());
+            }
+            return std::string();
+        });
 }
 
 void addRetries(CLI::App& verb, Arguments& arguments) {

@@ -27,6 +27,9 @@ void addWriting(CLI::App& verb, Arguments& arguments) {
             "Go on behind an item that the phone refuses, and without items that can't be read before");
     addFlag(verb, "--verify-after-reset", arguments.verifyAfterReset,
             "Reset the phone at the end, and read everything back once more");
+    addHistory(verb, arguments);
+    addFlag(verb, "--require-record", arguments.requiresRecord,
+            "Write nothing unless the record has this write with the old values before");
     addFlag(verb, "--wrap", arguments.wrap,
             "Take values that their types store as others, such as -1 for 65535 in a WORD");
 }
@@ -113,6 +116,7 @@ void describeRead(CLI::App& program, Arguments& arguments) {
     addRetries(*read, arguments);
     addMoxOutput(*read, arguments);
     addRaw(*read, arguments);
+    addHistory(*read, arguments);
 }
 
 void describeSet(CLI::App& program, Arguments& arguments) {

@@ -63,8 +63,14 @@ public:
         const Interruption interruption;
         workbench::ReadReport onPhone;
         if (!arguments_.comPort.empty()) {
-            prepare();
-            onPhone = read(writableNumbers(wanted));
+            findOut();
+            const std::vector<std::uint16_t> numbers = writableNumbers(wanted);
+            onPhone = read(numbers);
+            if (mayOpen() && onPhone.count(ReadState::kFailed) > 0) {
+                // What the phone does not tell without the code, it may tell behind it.
+                openPhone();
+                onPhone = read(numbers);
+            }
         }
         takeOthers(wanted, changes, onPhone);
         makePlan(std::move(wanted), changes, onPhone);
@@ -72,6 +78,7 @@ public:
         if (arguments_.isDryRun) {
             printPlan(std::cout, plan_);
             const ExitStatus status = unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
+            arguments_.run->record().add(onPhone);
             arguments_.run->account(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_),
                                     status);
             return status;
@@ -82,9 +89,8 @@ public:
     const workbench::WritePlan& plan() const { return plan_; }
 
 private:
-    /// Makes sure of the phone, and opens what it protects, where the user gave a code for that. The phone keeps it
-    /// open until it is reset.
-    void prepare() {
+    /// Makes sure of the phone.
+    void findOut() {
         const workbench::PhoneIdentity phone = read({}).phone;
         if (arguments_.expectedSerial && (!phone.isKnown() || phone.serialNumber != *arguments_.expectedSerial)) {
             throw BatchFailure(ExitStatus::kOtherPhone,
@@ -94,14 +100,22 @@ private:
         if (phone.isKnown()) {
             expected_ = phone;
         }
-        if (!accessCode_.empty() && !arguments_.isDryRun) {
-            try {
-                session_.sendSpc(accessCode_.c_str());
-            } catch (const TessraServer::Exception& error) {
-                const bool isRefused = error.status() == com::kAccessDenied;
-                throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure,
-                                   workbench::withPortReason(error.what(), session_, arguments_.comPort));
-            }
+    }
+
+    bool mayOpen() const { return !accessCode_.empty() && !arguments_.isDryRun && !isOpen_; }
+
+    /// Opens what the phone protects, where the user gave a code for that. It stays open until the phone is reset.
+    void openPhone() {
+        if (!mayOpen()) {
+            return;
+        }
+        try {
+            session_.sendSpc(accessCode_.c_str());
+            isOpen_ = true;
+        } catch (const TessraServer::Exception& error) {
+            const bool isRefused = error.status() == com::kAccessDenied;
+            throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure,
+                               workbench::withPortReason(error.what(), session_, arguments_.comPort));
         }
     }
 
@@ -178,6 +192,7 @@ private:
         options.offlineFirst = arguments_.offlineFirst;
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial;
+        options.wrote = [&run = *arguments_.run](const auto& result) { run.record().wrote(result); };
         const auto report = writeWith(options);
         ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
         status = unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
@@ -188,7 +203,16 @@ private:
     workbench::WriteReport writeWith(const workbench::WriteOptions& options) {
         PhoneProgress progress(*arguments_.run, "write");
         workbench::WriteReport& report = arguments_.run->report().write();
-        workbench::PhoneWriter(session_, plan_, options).write(report, progress.control());
+        RunRecord& record = arguments_.run->record();
+        record.begin(plan_);
+        try {
+            openPhone();
+            workbench::PhoneWriter(session_, plan_, options).write(report, progress.control());
+        } catch (const std::exception& failure) {
+            record.end(report, kernel::messageOf(failure));
+            throw;
+        }
+        record.end(report);
         return report;
     }
 
@@ -196,6 +220,7 @@ private:
     const Arguments& arguments_;
     const std::string accessCode_;
     std::optional<workbench::PhoneIdentity> expected_;
+    bool isOpen_ = false; ///< the phone has taken the code
     workbench::WritePlan plan_;
     std::string unreadable_; ///< about items that are left out because the phone does not tell what it has of them
 };

@@ -79,7 +79,8 @@ TEST_F(BatchTool, WhyAPortCantBeUsedIsToldOnce) {
 TEST_F(BatchTool, TwoToolsUseTwoPortsAtOnceAndAThirdIsToldWhoHasIt) {
     service("[[port.fault]]\ncall = \"send\"\ndelay_ms = 300\n[[port]]\nname = \"COM2\"\nmemory = \"COM2.nvmem\"\n"
             "initial = \"phone.nvmem\"\n");
-    const std::string again = CALVANE_BATCH " read --service Tessra.toml --ring ring.vrk --ids 10 --port ";
+    const std::string again =
+        CALVANE_BATCH " read --history none --service Tessra.toml --ring ring.vrk --ids 10 --port ";
     const Outcome slow = run("read --ids 10,20,30", " --port COM1",
                              "echo $tool >pid; while kill -0 $tool && ! [ -e COM1.nvmem.lock ]; do :; done; " + again +
                                  "COM1 2>refused; echo $? >>refused; " + again + "COM2 >other");

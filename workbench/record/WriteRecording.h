@@ -15,6 +15,8 @@ namespace record {
 /// One thread at a time; the recorder, which may be null, outlives it.
 class WriteRecording {
 public:
+    /// Records nothing.
+    WriteRecording() = default;
     /// `items`: those that are about to be written (ReportItems.h).
     WriteRecording(Recorder* recorder, Session session, std::vector<SessionItem> items)
         : recorder_(recorder), session_(std::move(session)), items_(std::move(items)) {}
@@ -30,7 +32,7 @@ public:
     const Session& session() const { return session_; }
 
 private:
-    Recorder* recorder_;
+    Recorder* recorder_ = nullptr;
     Session session_;
     std::vector<SessionItem> items_; ///< as the recorder knows them
 };

@@ -96,6 +96,14 @@ constexpr VerbEntry kVerbs[] = {
     {[](Calvane&, const Arguments& arguments) { return printTree(arguments); }, false, false},
     {printDiff, true, true},
     {checkItems, true, true},
+    {[](Calvane&, const Arguments& arguments) { return listHistory(arguments); }, false, false},
+    {showSession, true, false},
+    {showItemHistory, true, false},
+    {restoreSession, true, true},
+    {exportSession, true, false},
+    {[](Calvane&, const Arguments& arguments) { return importSession(arguments); }, false, false},
+    {[](Calvane&, const Arguments& arguments) { return pruneHistory(arguments); }, false, false},
+    {[](Calvane&, const Arguments& arguments) { return noteSession(arguments); }, false, false},
 };
 
 /// Settles which sides of a comparison are ports: those that the service's file names so. One of them is the arguments'

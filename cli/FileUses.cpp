@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <iterator>
 #include <optional>
@@ -58,6 +59,13 @@ FileUse streamUse(const std::string& what, const std::string& path) {
     return {what, Identity(status.st_dev, status.st_ino, ""), !S_ISREG(status.st_mode), true};
 }
 
+/// Whether a run with a phone is recorded in a file that is named.
+bool isRecording(const Arguments& arguments) {
+    constexpr std::array kVerbs{Verb::kRead, Verb::kSet, Verb::kWrite, Verb::kDiff, Verb::kCheck};
+    return std::ranges::find(kVerbs, arguments.verb) != kVerbs.end() && arguments.historyPlace != "none" &&
+           !record::isUrl(arguments.historyPlace);
+}
+
 std::vector<FileUse> namedInputs(const Arguments& arguments) {
     return {
         useOf("the decoder ring", arguments.ringPath),
@@ -70,6 +78,7 @@ std::vector<FileUse> namedInputs(const Arguments& arguments) {
         useOf("the list of items", arguments.listPath),
         useOf("the read to go on with", arguments.resumePath == arguments.jsonPath ? "" : arguments.resumePath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
+        useOf("the record", isRecording(arguments) ? "" : arguments.historyPlace),
     };
 }
 
@@ -86,10 +95,6 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
     return inputs;
 }
 
-bool isStoreFile(const std::string& place) {
-    return place != "none" && !record::isUrl(place);
-}
-
 std::vector<FileUse> outputsOf(const Arguments& arguments) {
     const auto named = [](const std::string& option, const std::string& path) {
         FileUse use = useOf(option + " '" + path + "'", path);
@@ -102,7 +107,8 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
             named("--report", arguments.reportPath),
             named("--log", arguments.logPath),
             named("--trace", arguments.tracePath),
-            named("--history", isStoreFile(arguments.historyPlace) ? arguments.historyPlace : ""),
+            named("--history", isRecording(arguments) ? arguments.historyPlace : ""),
+            named("the file", arguments.history.outputPath),
             {"--hex", std::nullopt, false, arguments.hex},
             {"--changed-only-names", std::nullopt, false, arguments.namesOnly}};
 }

@@ -112,7 +112,9 @@ void HistorySettingsDlg::accept() {
         }
         record::saveSettings(own_, settings);
     } catch (const std::runtime_error& failure) {
-        showMessageBox(this, shownLines(failure.what()), windowTitle(), MessageIcon::kExclamation);
+        QString text = shownLines(failure.what());
+        text[0] = text[0].toUpper(); // a path begins with none
+        showMessageBox(this, text, windowTitle(), MessageIcon::kExclamation);
         return;
     }
     recorder_.setSettings(settings);

@@ -1,5 +1,6 @@
 #include "workbench/record/Housekeeper.h"
 
+#include "workbench/record/HandOver.h"
 #include "workbench/record/Store.h"
 
 #include <algorithm>
@@ -24,6 +25,9 @@ Waiting Housekeeper::work(const HistorySettings& settings, const MayGoOn& mayGoO
         Store local(openSqlite(settings.file.string()));
         waiting.sessions = local.pending().size();
         if (waiting.sessions > 0 && mayGoOn()) {
+            Store shared(openPostgres(settings.sharedUrl));
+            handOver(local, shared, mayGoOn);
+            waiting.sessions = local.pending().size();
         }
         pause_ = {};
     } catch (const std::exception& failure) {

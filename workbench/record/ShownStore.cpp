@@ -53,8 +53,8 @@ ShownStore openShown(const HistorySettings& settings) {
                      failure.what();
         }
     }
-    requireFile(settings.file, remark.empty() ? "nothing has been recorded yet"
-                                              : remark + "\nNothing has been recorded on this computer yet.");
+    requireFile(settings.file, (remark.empty() ? "" : remark + "\n") + "nothing has been recorded yet: there is no '" +
+                                   settings.file.string() + "'");
     ShownStore shown = openFile(settings.file);
     shown.remark = std::move(remark);
     return shown;

@@ -60,17 +60,22 @@ ShownStore openShown(const HistorySettings& settings) {
     return shown;
 }
 
-ShownStore openShownAt(const std::string& place) {
+ShownStore openShownAt(const std::string& place, bool mayMake) {
     if (place.find("://") != std::string::npos) {
         checkSharedUrl(place);
         return openServer(place);
     }
-    requireFile(place, "there is no record at '" + place + "'");
+    if (!mayMake) {
+        requireFile(place, "there is no record at '" + place + "'");
+    }
     return openFile(place);
 }
 
-std::unique_ptr<Store> openOwn(const HistorySettings& settings) {
-    return openFile(settings.file).store;
+ShownStore openOwn(const HistorySettings& settings) {
+    ShownStore shown;
+    shown.place = settings.file.string();
+    shown.store = openLocalStore(settings.file, shown.remark);
+    return shown;
 }
 
 } // namespace record

@@ -112,11 +112,11 @@ std::vector<Session> History::sessionsOf(const SessionQuery& query) {
     // No index has the ports: to go through all sessions as they lie there is quicker than to fetch them by their
     // times.
     const bool isPortAlone = query.port && !query.phone && !query.since;
-    const std::string order =
-        std::string(" ORDER BY s.begun") + (isPortAlone ? " + 0" : "") + " DESC, s.id DESC LIMIT ?";
+    const std::string order = isPortAlone ? " ORDER BY s.begun + 0" : " ORDER BY s.begun";
+    const std::string sql =
+        kSessions + conditions + order + " DESC, s.id DESC LIMIT ?" + std::to_string(parameters.size());
     std::vector<Session> sessions;
-    for (const Row& row :
-         database_->run(kSessions + conditions + order + std::to_string(parameters.size()), parameters)) {
+    for (const Row& row : database_->run(sql, parameters)) {
         sessions.push_back(sessionOf(row));
     }
     return sessions;

@@ -48,19 +48,17 @@ std::size_t pruneSome(Database& database, std::int64_t limitMs, bool keepPending
 /// Removes what no session needs any more.
 void sweep(Database& database) {
     Transaction transaction(database);
-    constexpr const char* kUnused = " FROM snapshot WHERE id NOT IN (SELECT snapshot FROM session WHERE snapshot IS NOT"
-                                    " NULL) AND id NOT IN (SELECT base FROM snapshot WHERE base IS NOT NULL)";
+    const std::string unused =
+        "SELECT id FROM snapshot EXCEPT SELECT snapshot FROM session EXCEPT SELECT base FROM snapshot";
     // Each round shows bases that were needed by what the last one has removed.
-    while (numberIn(database.run(std::string("SELECT count(*)") + kUnused).at(0).at(0)) > 0) {
-        database.run(std::string("DELETE FROM snapshot_item WHERE snapshot IN (SELECT id") + kUnused + ")");
-        database.run(std::string("DELETE") + kUnused);
+    while (!database.run(unused + " LIMIT 1").empty()) {
+        database.run("DELETE FROM snapshot_item WHERE snapshot IN (" + unused + ")");
+        database.run("DELETE FROM snapshot WHERE id IN (" + unused + ")");
     }
-    database.run("DELETE FROM ring WHERE id NOT IN (SELECT ring FROM session WHERE ring IS NOT NULL)");
-    database.run("DELETE FROM content WHERE id NOT IN (SELECT content FROM snapshot_item WHERE content IS NOT NULL"
-                 " UNION ALL SELECT content FROM over_time"
-                 " UNION ALL SELECT before FROM session_item WHERE before IS NOT NULL"
-                 " UNION ALL SELECT wanted FROM session_item WHERE wanted IS NOT NULL"
-                 " UNION ALL SELECT after FROM session_item WHERE after IS NOT NULL)");
+    database.run("DELETE FROM ring WHERE id IN (SELECT id FROM ring EXCEPT SELECT ring FROM session)");
+    database.run("DELETE FROM content WHERE id IN (SELECT id FROM content EXCEPT SELECT content FROM snapshot_item"
+                 " EXCEPT SELECT content FROM over_time EXCEPT SELECT before FROM session_item"
+                 " EXCEPT SELECT wanted FROM session_item EXCEPT SELECT after FROM session_item)");
     transaction.commit();
 }
 

@@ -96,11 +96,6 @@ private:
     /// Makes sure of the phone.
     void findOut() {
         const workbench::PhoneIdentity phone = read({}).phone;
-        if (const std::string other = otherExpected(phone); !other.empty()) {
-            throw BatchFailure(ExitStatus::kOtherPhone, "The phone on " + arguments_.comPort + " is " +
-                                                            workbench::fullName(phone) + ", not " + other +
-                                                            ". Nothing was written to it.");
-        }
         if (phone.isKnown()) {
             expected_ = phone;
         }
@@ -134,7 +129,8 @@ private:
         return isExpected ? "" : workbench::shortName(*expected);
     }
 
-    /// What the phone has now of these items; who it is, also without any.
+    /// What the phone has now of these items; who it is, also without any. Refuses another one than is expected: one
+    /// without a serial number could have been exchanged since it was asked last.
     workbench::ReadReport read(const std::vector<std::uint16_t>& numbers) {
         PhoneProgress progress(*arguments_.run, "read");
         workbench::PhoneReader reader(session_, arguments_.comPort, {.expected = expected_});
@@ -142,6 +138,11 @@ private:
         arguments_.run->report().setRead(onPhone);
         if (const ExitStatus end = endOf(onPhone); end != ExitStatus::kDone) {
             throw BatchFailure(end, failureOf(onPhone) + "\nNothing was written.");
+        }
+        if (const std::string other = otherExpected(onPhone.phone); !other.empty()) {
+            throw BatchFailure(ExitStatus::kOtherPhone, "The phone on " + arguments_.comPort + " is " +
+                                                            workbench::fullName(onPhone.phone) + ", not " + other +
+                                                            ". Nothing was written to it.");
         }
         return onPhone;
     }

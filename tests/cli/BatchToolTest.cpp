@@ -203,9 +203,9 @@ TEST_F(BatchTool, WrongUsageNamesTheWordAndTheNearestOne) {
 TEST_F(BatchTool, TheShellCompletesVerbsOptionsAndFiles) {
     write("complete", CALVANE_PAGES R"( bash >script && bash -n script && . ./script
         try() { COMP_WORDS=(calvane-batch "$@"); COMP_CWORD=$#; _calvane_batch; echo "${COMPREPLY[@]}"; }
-        try re; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js)");
+        try re; try hist; try history re; try history restore --bef; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js)");
     EXPECT_EQ(std::system(("cd '" + folder.path.string() + "' && bash complete >out").c_str()), 0);
-    EXPECT_EQ(readText(folder / "out"), "read reset\n--json\n--changed-only-names\nring.vrk\n\n\n");
+    EXPECT_EQ(readText(folder / "out"), "read reset\nhistory\nrestore\n--before\n--json\n--changed-only-names\nring.vrk\n\n\n");
 }
 
 TEST_F(BatchTool, APageForManIsTheHelp) {

@@ -73,21 +73,25 @@ inline std::int64_t countOf(Store& store, const std::string& table) {
 class EachStore : public testing::TestWithParam<std::string> {
 protected:
     void SetUp() override {
-        if (GetParam() == "PostgreSQL") {
-            if (PostgresServer::ofThisProgram() == nullptr) {
-                GTEST_SKIP() << "there is no PostgreSQL server here";
-            }
-            url_ = PostgresServer::ofThisProgram()->newDatabase();
+        if (GetParam() == "PostgreSQL" && PostgresServer::ofThisProgram() == nullptr) {
+            GTEST_SKIP() << "there is no PostgreSQL server here";
         }
+        renew();
         store_ = open();
     }
 
-    std::unique_ptr<Database> connect() {
-        return url_.empty() ? openSqlite((folder_ / "History.sqlite").string()) : openPostgres(url_);
+    /// Makes room for an empty store, which is not there yet.
+    void renew() {
+        file_ = folder_ / ("History" + std::to_string(++files_) + ".sqlite");
+        url_ = GetParam() == "PostgreSQL" ? PostgresServer::ofThisProgram()->newDatabase() : "";
     }
+
+    std::unique_ptr<Database> connect() { return url_.empty() ? openSqlite(file_.string()) : openPostgres(url_); }
     std::unique_ptr<Store> open() { return std::make_unique<Store>(connect()); }
 
     TemporaryFolder folder_;
+    std::filesystem::path file_;
+    int files_ = 0;
     std::string url_;
     std::unique_ptr<Store> store_;
 };

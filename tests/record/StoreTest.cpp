@@ -165,6 +165,7 @@ TEST_P(StoreTest, SeveralWriteAtOnce) {
     std::barrier start(kWriters);
     std::vector<std::thread> writers;
     store_.reset();
+    renew();
     for (int writer = 0; writer < kWriters; ++writer) {
         writers.emplace_back([&, writer] {
             start.arrive_and_wait(); // all of them find a store that is not there yet, or just so

@@ -5,16 +5,17 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
 #include <memory>
 #include <string>
+#include <utility>
 
 /// A PostgreSQL server in a folder of its own, reached by a socket in that folder alone. It ends with this object.
 class PostgresServer {
 public:
     /// The one of this test program, started when it is first asked for. Null where the programs are not installed.
-    static PostgresServer* ofThisProgram() {
-        static const std::unique_ptr<PostgresServer> server(programs().empty() ? nullptr : new PostgresServer);
+    /// `fsync`: "on" where it is to wait for the disk as it does at work.
+    static PostgresServer* ofThisProgram(const std::string& fsync = "off") {
+        static const std::unique_ptr<PostgresServer> server(programs().empty() ? nullptr : new PostgresServer(fsync));
         return server.get();
     }
     ~PostgresServer() { stop(); }
@@ -38,15 +39,15 @@ public:
     void start() {
         const std::string data = (folder_ / "data").string();
         run(programs() + "/pg_ctl -s -w -D " + data + " -l " + data + ".log -o '-k " + folder_.path.string() +
-            " -c listen_addresses= -c fsync=off' start");
+            " -c listen_addresses= -c fsync=" + fsync_ + "' start");
     }
     /// At once, as a crash does it.
     void stop() { run(programs() + "/pg_ctl -s -m immediate -D " + (folder_ / "data").string() + " stop"); }
 
 private:
-    PostgresServer() {
+    explicit PostgresServer(std::string fsync) : fsync_(std::move(fsync)) {
         if (::geteuid() == 0) {
-            (void)std::system(("chown postgres " + folder_.path.string()).c_str());
+            outputOf("chown postgres " + folder_.path.string());
         }
         run(programs() + "/initdb -A trust -U postgres -E UTF8 --no-sync -D " + (folder_ / "data").string());
         start();
@@ -64,9 +65,10 @@ private:
     /// The server refuses to run as root.
     static void run(const std::string& command) {
         const std::string user = ::geteuid() == 0 ? "cd / && runuser -u postgres -- " : "cd / && ";
-        (void)std::system((user + command + " >/dev/null 2>&1").c_str());
+        outputOf("{ " + user + command + "; } >/dev/null 2>&1");
     }
 
     TemporaryFolder folder_;
+    std::string fsync_;
     int databases_ = 0;
 };

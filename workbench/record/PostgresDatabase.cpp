@@ -136,7 +136,9 @@ public:
         where_ = std::string("the database ") + PQdb(connection_.get()) + " on " + PQhost(connection_.get());
         simple(kSetUp);
         if (numberIn(run("SELECT to_regnamespace(?1) IS NULL", std::array{Value(kNamespace)}).at(0).at(0)) != 0) {
+            Transaction transaction(*this, true); // of several that find none, the first makes it
             simple(std::string("CREATE SCHEMA IF NOT EXISTS ") + kNamespace);
+            transaction.commit();
         }
     }
 

@@ -2,6 +2,7 @@
 
 #include "workbench/Baseline.h"
 #include "workbench/WritePlan.h"
+#include "workbench/record/Session.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -29,6 +30,9 @@ struct WriteRequest {
     std::function<void(const std::vector<NvItem>&)> takeValues = {};
     /// Those of the wanted items that the list has more than once: nobody can say which value is meant.
     std::set<std::uint16_t> repeated = {};
+    /// What the record says of it.
+    std::string asked = {};
+    record::SessionKind recordedAs = record::SessionKind::kWrite;
 
     /// Makes the document what it is where the command goes on: the list's date has its stamp, and a list without a
     /// date gets it where the list is written. A date that `plan` leaves out is left alone.

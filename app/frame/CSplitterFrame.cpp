@@ -4,6 +4,7 @@
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShownText.h"
+#include "app/frame/CCalvaneApp.h"
 #include "app/frame/ComparePart.h"
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
@@ -49,6 +50,7 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
       document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
       desk_(std::make_unique<PhoneDesk>(
           *document_, *userInterface_, *watch_, [this] { emit stateChanged(); }, &safeHands_)) {
+    desk_->setRecorder(static_cast<CCalvaneApp*>(qApp)->recorder());
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
     setHelpPart(*this, "window");

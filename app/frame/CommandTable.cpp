@@ -25,6 +25,8 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kComport, "", "Comport configuration", true, true},
     CommandInfo{CommandId::kReviewBeforeWriting, "Show what will be written to the phone, and ask, before it is sent",
                 "", false, false},
+    CommandInfo{CommandId::kHistorySettings, "Choose what of reads and writes is recorded, and where", "", false,
+                false},
     CommandInfo{CommandId::kHelpTopic, "", "", true, false},
     CommandInfo{CommandId::kNextWindow, "Go to the next document window", "", true, false},
     CommandInfo{CommandId::kPreviousWindow, "Go to the document window before", "", true, false},
@@ -119,6 +121,8 @@ constexpr std::array kOption{
 constexpr std::array kSetting{
     command("Comport", CommandId::kComport),
     command("Review Before Writing", CommandId::kReviewBeforeWriting),
+    kLine,
+    command("&History...", CommandId::kHistorySettings),
 };
 constexpr std::array kWindow{
     command("Next", CommandId::kNextWindow),

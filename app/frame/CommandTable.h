@@ -29,6 +29,7 @@ enum class CommandId : std::uint32_t {
     kRevertAll = 32803,
     kReadMissingItems = 32810,
     kReviewBeforeWriting = 32811,
+    kHistorySettings = 32812,
     kCompare = 32820,
     kDocumentProperties = 32821,
     kTrace = 32822,

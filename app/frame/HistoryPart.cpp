@@ -173,6 +173,9 @@ std::string HistoryPart::restore(SessionValues values) {
     QtUserInterface userInterface(document_.window.window());
     WriteRequest request = requestForValues(document, userInterface, std::move(values.set.items), true, values.hasDate);
     request.source = sourceOf(values.session);
+    request.recordedAs = record::SessionKind::kRestore;
+    request.asked = "restore: values of the " + std::string(record::kindText(values.session.kind)) + " of " +
+                    record::localTime(values.session.begun);
     request.takeValues = [&document, &edits = document_.edits](const std::vector<NvItem>& written) {
         edits.putItems(written, "Restore of " + QString::fromStdString(workbench::counted(written.size())));
         for (const NvItem& item : written) {

@@ -10,6 +10,7 @@
 #include "app/views/EditHistory.h"
 #include "workbench/LoadedDate.h"
 #include "workbench/NumberTexts.h"
+#include "workbench/record/SessionJson.h"
 #include "workbench/record/SessionText.h"
 
 #include <algorithm>
@@ -136,7 +137,7 @@ ItemQuestion HistoryPart::selectedItem() const {
 void HistoryPart::takeValues(SessionValues values) {
     const record::Session& session = values.session;
     document_.window.document().takeItemsFromRecord(std::move(values.set.items), sourceOf(session));
-    PhoneReport report{.line = "From the record: " + std::string(record::kindText(session.kind)) + " of " +
+    PhoneReport report{.line = "From the record: " + std::string(record::wordOf(session.kind)) + " of " +
                                record::localTime(session.begun) + ", " + shortName(session.phone)};
     for (const record::LeftBehind& item : values.set.left) {
         report.items.push_back({item.number, item.name, item.reason});
@@ -174,7 +175,7 @@ std::string HistoryPart::restore(SessionValues values) {
     WriteRequest request = requestForValues(document, userInterface, std::move(values.set.items), true, values.hasDate);
     request.source = sourceOf(values.session);
     request.recordedAs = record::SessionKind::kRestore;
-    request.asked = "restore: values of the " + std::string(record::kindText(values.session.kind)) + " of " +
+    request.asked = "restore: values of the " + std::string(record::wordOf(values.session.kind)) + " of " +
                     record::localTime(values.session.begun);
     request.takeValues = [&document, &edits = document_.edits](const std::vector<NvItem>& written) {
         edits.putItems(written, "Restore of " + QString::fromStdString(workbench::counted(written.size())));

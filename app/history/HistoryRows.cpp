@@ -3,9 +3,12 @@
 #include "app/dialogs/ShownText.h"
 #include "engine/Calvane.h"
 #include "workbench/record/SessionItems.h"
+#include "workbench/record/SessionJson.h"
 #include "workbench/record/SessionText.h"
 
 namespace {
+
+constexpr qsizetype kToMinutes = sizeof "2026-11-17 10:12" - 1;
 
 QString valueText(const NvItem& described, const std::optional<record::ItemData>& data) {
     if (!data) {
@@ -52,7 +55,7 @@ std::vector<RowsModel::Row> rowsOf(const std::vector<record::PhoneRow>& phones) 
     rows.reserve(phones.size());
     for (const record::PhoneRow& phone : phones) {
         rows.push_back({{phone.model.empty() ? QString("unknown model") : shownText(phone.model), serialText(phone),
-                         shownText(record::localTime(phone.lastSeen)).chopped(3)},
+                         shownText(record::localTime(phone.lastSeen)).left(kToMinutes)},
                         {{}, {}, static_cast<qlonglong>(record::msOf(phone.lastSeen))}});
     }
     return rows;
@@ -74,7 +77,7 @@ std::vector<RowsModel::Row> rowsOf(const std::vector<record::Session>& sessions)
         const auto changed = static_cast<qulonglong>(session.changed);
         rows.push_back({{shownText(record::localTime(session.begun)), shownText(record::askedText(session)),
                          shownText(record::operatorText(session)), QString::number(items), QString::number(changed),
-                         QString(record::stateText(session.state)), noteText(session)},
+                         QString(record::wordOf(session.state)), noteText(session)},
                         {static_cast<qlonglong>(record::msOf(session.begun)), {}, {}, items, changed},
                         session.state == record::SessionState::kInterrupted});
     }

@@ -5,6 +5,7 @@
 #include "app/dialogs/ShownText.h"
 #include "app/history/ReportFile.h"
 #include "app/history/RestoreDialog.h"
+#include "workbench/record/SessionJson.h"
 #include "workbench/record/SessionText.h"
 
 #include <QCheckBox>
@@ -68,7 +69,7 @@ std::string aboutOf(const record::ShownStore& shown) {
 }
 
 std::string labelOf(const record::Session& session) {
-    return "Session " + record::localTime(session.begun) + ", " + record::kindText(session.kind);
+    return "Session " + record::localTime(session.begun) + ", " + record::wordOf(session.kind);
 }
 
 /// The values of a session as a side of a comparison.

@@ -3,6 +3,7 @@
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/ShownText.h"
 #include "workbench/NumberTexts.h"
+#include "workbench/record/SessionJson.h"
 #include "workbench/record/SessionText.h"
 
 #include <QCheckBox>
@@ -28,7 +29,7 @@ QLabel* plainLabel(const std::string& text) {
 std::string headOf(const Restoration& restoration, const std::string& port) {
     const record::Session& session = restoration.session;
     return "The values " + std::string(restoration.which == record::Which::kBefore ? "before" : "after") + " the " +
-           record::kindText(session.kind) + " of " + record::localTime(session.begun) + ",\nof " +
+           record::wordOf(session.kind) + " of " + record::localTime(session.begun) + ",\nof " +
            record::phoneText(session.phone.model, session.phone.serialNumber, session.port) + ", to the phone on " +
            port + ".\nNothing is written before you have seen what differs.";
 }

@@ -3,6 +3,7 @@
 #include "engine/Calvane.h"
 #include "workbench/LimitCheck.h"
 #include "workbench/MessageText.h"
+#include "workbench/record/SessionJson.h"
 #include "workbench/record/SessionText.h"
 
 #include <sstream>
@@ -62,7 +63,7 @@ void addFact(std::ostream& page, const char* what, const std::string& text) {
 }
 
 std::string stateLine(const Session& session) {
-    return stateText(session.state) + (session.failure.empty() ? "" : ": " + session.failure);
+    return wordOf(session.state) + (session.failure.empty() ? "" : ": " + session.failure);
 }
 
 void addFacts(std::ostream& page, const Session& session) {
@@ -70,7 +71,7 @@ void addFacts(std::ostream& page, const Session& session) {
     addFact(page, "Phone", phoneText(session.phone.model, session.phone.serialNumber, session.port));
     addFact(page, "Software", session.phone.softwareVersion);
     addFact(page, "Port", session.port);
-    addFact(page, "Kind", kindText(session.kind));
+    addFact(page, "Kind", wordOf(session.kind));
     addFact(page, "What", session.asked);
     addFact(page, "Begun", localTime(session.begun, true));
     addFact(page, "Ended", session.ended ? localTime(*session.ended, true) : std::string());

@@ -1,7 +1,8 @@
 #include "workbench/record/SessionText.h"
 
+#include "workbench/record/SessionJson.h"
+
 #include <algorithm>
-#include <array>
 #include <ctime>
 #include <ranges>
 #include <string_view>
@@ -10,12 +11,6 @@ namespace record {
 namespace {
 
 constexpr std::size_t kLongestValues = 400;
-
-std::string_view textOf(ItemState state) {
-    constexpr std::array<std::string_view, 9> kTexts{"not tried", "read",    "no value",  "failed",   "no answer",
-                                                     "verified",  "refused", "different", "not known"};
-    return kTexts.at(static_cast<std::size_t>(state));
-}
 
 std::string bytesText(std::span<const std::uint8_t> bytes) {
     constexpr std::string_view kDigits = "0123456789abcdef";
@@ -33,7 +28,9 @@ std::string bytesText(std::span<const std::uint8_t> bytes) {
 std::string localTime(Time when, bool withZone) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(when);
     std::tm parts{};
-    ::localtime_r(&seconds, &parts);
+    if (::localtime_r(&seconds, &parts) == nullptr) {
+        return "at no time";
+    }
     char text[40];
     return {text, std::strftime(text, sizeof text, withZone ? "%Y-%m-%d %H:%M:%S %z" : "%Y-%m-%d %H:%M:%S", &parts)};
 }
@@ -43,19 +40,8 @@ std::string phoneText(const std::string& model, const std::string& serial, const
     return serial.empty() ? name + " (no serial number) on " + port : name + ' ' + serial;
 }
 
-const char* kindText(SessionKind kind) {
-    constexpr std::array<const char*, 3> kTexts{"read", "write", "restore"};
-    return kTexts.at(static_cast<std::size_t>(kind));
-}
-
-const char* stateText(SessionState state) {
-    constexpr std::array<const char*, 5> kTexts{"under way", "complete", "incomplete", "cancelled",
-                                                "ended in the middle"};
-    return kTexts.at(static_cast<std::size_t>(state));
-}
-
 std::string askedText(const Session& session) {
-    return session.asked.empty() ? kindText(session.kind) : session.asked;
+    return session.asked.empty() ? wordOf(session.kind) : session.asked;
 }
 
 std::string operatorText(const Session& session) {
@@ -63,7 +49,8 @@ std::string operatorText(const Session& session) {
 }
 
 std::string resultText(const SessionItem& item) {
-    std::string text(textOf(item.state));
+    std::string text = wordOf(item.state);
+    std::ranges::replace(text, '_', ' ');
     if (!item.reason.empty()) {
         text += ": " + item.reason;
     } else if (item.state == ItemState::kFailed || item.state == ItemState::kRefused) {

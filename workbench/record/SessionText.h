@@ -13,10 +13,6 @@ namespace record {
 std::string localTime(Time when, bool withZone = false);
 /// "MODEL SERIAL"; "MODEL (no serial number) on COM1" for a phone that tells none.
 std::string phoneText(const std::string& model, const std::string& serial, const std::string& port);
-/// "read", "write", "restore".
-const char* kindText(SessionKind kind);
-/// "complete", "ended in the middle", ...
-const char* stateText(SessionState state);
 /// What was asked for; the kind where nobody has said that.
 std::string askedText(const Session& session);
 /// "USER on HOST"; what is known of the two.

@@ -10,6 +10,7 @@
 #include "workbench/ProgramFiles.h"
 
 #include <algorithm>
+#include <array>
 #include <iostream>
 #include <optional>
 
@@ -23,16 +24,25 @@ void makeOwnPorts(bool needsPhone, const std::filesystem::path& path) {
     }
 }
 
+/// Adds a port that has the name of its device.
+void addDevice(tessra::ServiceConfig& config, const std::string& device, std::uint32_t baud) {
+    std::uint16_t number = 1;
+    while (std::ranges::find(config.ports, number, &tessra::PortConfig::number) != config.ports.end()) {
+        ++number;
+    }
+    tessra::PortConfig& port = config.ports.emplace_back();
+    port.name = device;
+    port.number = number;
+    port.line = {.device = device, .baud = baud};
+}
+
 /// The service's ports as its file describes them, or the one of a device that was named. A file that can't be used is
 /// reported, and the program goes on without ports, since the failures that follow say more of a port than silence
 /// does.
 tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& status) {
-    tessra::ServiceConfig config;
     if (!arguments.devicePath.empty()) {
-        tessra::PortConfig& port = config.ports.emplace_back();
-        port.name = arguments.comPort;
-        port.number = 1;
-        port.line = {.device = arguments.devicePath, .baud = arguments.baud};
+        tessra::ServiceConfig config;
+        addDevice(config, arguments.devicePath, arguments.baud);
         return config;
     }
     try {
@@ -46,8 +56,10 @@ tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& st
 
 /// Says that the port has no phone, if so: the failures of a connect do not say it. They do say why a port can't be
 /// used, and then that is all of it. Answers whether it has a phone. Looks at no other port, which others may be using.
-bool explainPort(Calvane& catalog, const Arguments& arguments) {
-    const std::string& comPort = arguments.comPort;
+bool explainPort(Calvane& catalog, const std::string& comPort, const tessra::ServiceConfig& config) {
+    const auto isDevice = [&](const tessra::PortConfig& port) {
+        return port.name == comPort && port.line.device == comPort;
+    };
     try {
         TessraServer& session = *catalog.getTessraServer();
         if (session.connect(comPort, 0)) {
@@ -55,13 +67,28 @@ bool explainPort(Calvane& catalog, const Arguments& arguments) {
         }
         if (workbench::portReason(session, comPort).empty()) {
             std::cerr << "No phone is present on " << comPort
-                      << (arguments.devicePath.empty() ? ". `calvane-batch ports` tells where there are some.\n"
-                                                       : ". Is it the right speed, and is the phone on?\n");
+                      << (std::ranges::any_of(config.ports, isDevice)
+                              ? ". Is it the right speed, and is the phone on?\n"
+                              : ". `calvane-batch ports` tells where there are some.\n");
         }
         return false;
     } catch (const std::exception&) {
         return true; // it was an explanation; the failure itself has been told
     }
+}
+
+/// The ports that are to have a phone.
+std::vector<std::string> portsOf(const Arguments& arguments) {
+    std::vector<std::string> ports;
+    for (const Arguments::Side& side : arguments.sides) {
+        if (side.isPort) {
+            ports.push_back(side.name);
+        }
+    }
+    if (ports.empty() && !arguments.comPort.empty()) {
+        ports.push_back(arguments.comPort);
+    }
+    return ports;
 }
 
 /// Whether a port without a phone may be why it ended so.
@@ -106,29 +133,43 @@ constexpr VerbEntry kVerbs[] = {
     {[](Calvane&, const Arguments& arguments) { return noteSession(arguments); }, false, false},
 };
 
-/// Settles which sides of a comparison are ports: those that the service's file names so. One of them is the arguments'
-/// port then. Without that file there are none, which is told only where a side is no file either.
-void findPorts(Arguments& arguments) {
-    if (arguments.verb != Arguments::Verb::kDiff) {
-        return;
-    }
-    tessra::ServiceConfig config;
+/// The ports among the sides of a comparison, each of which gets to know what it is: a port of the service's file, the
+/// path of a serial device, or else a file. One of the ports is the arguments' port then. The service's file may be
+/// missing or unusable, which is told only where a side is nothing else.
+tessra::ServiceConfig findPorts(Arguments& arguments) {
+    tessra::ServiceConfig known;
     std::string problem;
     try {
-        config = tessra::loadServiceConfig(arguments.servicePath);
+        known = tessra::loadServiceConfig(arguments.servicePath);
     } catch (const tessra::ConfigError& error) {
-        problem = error.message();
+        problem = ", which can't be used: " + error.message();
     }
-    for (Arguments::Side& side : arguments.sides) {
-        side.isPort = std::ranges::find(config.ports, side.name, &tessra::PortConfig::name) != config.ports.end();
+    const auto isKnown = [&](const std::string& name) {
+        return std::ranges::find(known.ports, name, &tessra::PortConfig::name) != known.ports.end();
+    };
+    std::array<RunReport::Side, 2> told;
+    for (std::size_t at = 0; at < told.size(); ++at) {
+        Arguments::Side& side = arguments.sides[at];
+        std::error_code error;
+        side.isPort = isKnown(side.name);
+        if (!side.isPort && std::filesystem::is_character_file(side.name, error)) {
+            addDevice(known, side.name, arguments.baud);
+            side.isPort = true;
+        }
         if (side.isPort) {
             arguments.comPort = side.name;
-        } else if (std::error_code error; side.name != "-" && !std::filesystem::exists(side.name, error) && !error) {
-            throw BatchFailure(ExitStatus::kFile,
-                               ::quoted(side.name) + " is no file, and no port of " + ::quoted(arguments.servicePath) +
-                                   (problem.empty() ? "" : ", which can't be used: " + problem) + ".");
+        } else if (side.name != "-" && !std::filesystem::exists(side.name, error) && !error) {
+            const auto comma = side.name.find(',');
+            const bool areSeveral = comma != std::string::npos && isKnown(side.name.substr(0, comma));
+            throw BatchFailure(areSeveral ? ExitStatus::kWrongUsage : ExitStatus::kFile,
+                               areSeveral ? ::quoted(side.name) + " names several ports: a side is one of them."
+                                          : ::quoted(side.name) + " is no file, and no port of " +
+                                                ::quoted(arguments.servicePath) + problem + ".");
         }
+        told[at] = {side.name, side.isPort, {}};
     }
+    arguments.run->report().setSides(std::move(told));
+    return known;
 }
 
 /// Takes the numbers of the arguments' list, where there is one, as if they had been named one by one.
@@ -164,10 +205,11 @@ ExitStatus runBatch(const Arguments& given) {
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
     makeOwnPorts(verb.needsPhone, arguments.servicePath);
-    findPorts(arguments);
+    const bool isDiff = arguments.verb == Arguments::Verb::kDiff;
+    const tessra::ServiceConfig sidePorts = isDiff ? findPorts(arguments) : tessra::ServiceConfig();
     // A verb that names no port, as a dry run may do, needs none.
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
-    const auto config = isHost ? configuredPorts(arguments, status) : tessra::ServiceConfig();
+    const auto config = isDiff || !isHost ? sidePorts : configuredPorts(arguments, status);
     const RunTrace trace(arguments.tracePath);
     if (isHost) {
         service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());
@@ -185,10 +227,13 @@ ExitStatus runBatch(const Arguments& given) {
         }
         flushOutput();
     } catch (const std::exception& error) {
-        status = worse(status, report(error, arguments.comPort));
+        status = worse(status, report(error, isDiff ? "" : arguments.comPort)); // a side has told which port it is
     }
-    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments)) {
-        status = worse(status, ExitStatus::kNoPhone);
+    for (const std::string& port : portsOf(arguments)) {
+        if (mayLackPhone(status) && !explainPort(catalog, port, config)) {
+            status = worse(status, ExitStatus::kNoPhone);
+            break;
+        }
     }
     return worse(status, trace.status());
 }

@@ -42,8 +42,9 @@ function(calvane_headers name)
 endfunction()
 
 # calvane_test(name SOURCES file... LINK lib... [THREADED] [WHOLE])
-# THREADED: the tests start threads, so the run under the thread sanitizer takes them too.
+# THREADED: the tests start threads, so the run under the thread sanitizer takes them, and builds nothing else.
 # WHOLE: they run in one process, as they share what takes long to start.
+add_custom_target(calvane-threaded-tests)
 function(calvane_test name)
     cmake_parse_arguments(arg "THREADED;WHOLE" "" "SOURCES;LINK" ${ARGN})
     add_executable(${name} ${arg_SOURCES})

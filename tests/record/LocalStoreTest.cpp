@@ -1,8 +1,10 @@
 // The store's file on this computer: whose it is, who may read it, and what becomes of a damaged one.
 
 #include "tests/record/Sessions.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/Processes.h"
 
+#include <signal.h>
 #include <sqlite3.h>
 
 namespace record {
@@ -94,6 +96,31 @@ TEST(LocalStoreTest, AFileThatWasRemovedTakesNoSessions) {
     } catch (const DatabaseError& error) {
         EXPECT_EQ(error.kind(), DatabaseError::Kind::kUnreachable);
     }
+}
+
+TEST(LocalStoreTest, AFullDiskTakesNothingAndLeavesTheRest) {
+    TemporaryFolder folder;
+    const auto file = folder / "History.sqlite";
+    std::string told;
+    const auto store = openLocalStore(file, told);
+    store->add(session("a", 10), std::vector{found(1, 5)});
+    std::vector<SessionItem> many;
+    for (int number = 0; number < 2000; ++number) {
+        many.push_back(found(static_cast<std::uint16_t>(number), static_cast<std::uint8_t>(number)));
+    }
+    ::signal(SIGXFSZ, SIG_IGN);
+    {
+        const FileSizeLimit full(std::filesystem::file_size(file.string() + "-wal") + 4096);
+        try {
+            store->add(session("b", 20), many);
+            FAIL() << "there is no room for it";
+        } catch (const DatabaseError& error) {
+            EXPECT_EQ(error.kind(), DatabaseError::Kind::kFull) << error.what();
+        }
+    }
+    EXPECT_EQ(overTime(*store), "1: 10=5!");
+    EXPECT_TRUE(store->add(session("b", 20), many));
+    EXPECT_EQ(countOf(*openLocalStore(file, told, Check::kWhole), "session"), 2);
 }
 
 TEST(LocalStoreTest, AStoreOfTheFirstReleaseIsOpened) {

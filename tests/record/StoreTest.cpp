@@ -6,13 +6,29 @@
 #include "workbench/record/History.h"
 #include "workbench/record/ProcessMark.h"
 
-#include <barrier>
-#include <thread>
+#include <iostream>
 
 namespace record {
 namespace {
 
-class StoreTest : public EachStore {};
+class StoreTest : public EachStore {
+protected:
+    /// Sessions of one phone, in which all writers find the same. 0 where the store has taken them.
+    int writeSessions(int writer, int count) {
+        try {
+            const auto own = open();
+            for (int at = 0; at < count; ++at) {
+                own->add(
+                    session(std::to_string(writer) + "-" + std::to_string(at), at * 10 + writer),
+                    std::vector{found(1, static_cast<std::uint8_t>(at)), found(2, static_cast<std::uint8_t>(50 - at))});
+            }
+            return 0;
+        } catch (const std::exception& failure) {
+            std::cerr << failure.what() << "\n";
+            return 1;
+        }
+    }
+};
 INSTANTIATE_TEST_SUITE_P(On, StoreTest, testing::Values("SQLite", "PostgreSQL"),
                          [](const auto& each) { return each.param; });
 
@@ -159,26 +175,29 @@ TEST_P(StoreTest, ADeadProcessLeavesWhatItHadRecorded) {
     EXPECT_EQ(store_->pending(), std::vector<std::string>{"b"});
 }
 
-TEST_P(StoreTest, SeveralWriteAtOnce) {
+TEST_P(StoreTest, SeveralProcessesWriteAtOnce) {
     constexpr int kWriters = 6;
     constexpr int kSessions = 15;
-    std::barrier start(kWriters);
-    std::vector<std::thread> writers;
     store_.reset();
-    renew();
+    renew(); // all of them find a store that is not there yet, or just so
+    std::array<int, 2> start{};
+    ASSERT_EQ(::pipe(start.data()), 0);
+    std::vector<pid_t> writers;
     for (int writer = 0; writer < kWriters; ++writer) {
-        writers.emplace_back([&, writer] {
-            start.arrive_and_wait(); // all of them find a store that is not there yet, or just so
-            const auto own = open();
-            for (int at = 0; at < kSessions; ++at) {
-                const auto value = static_cast<std::uint8_t>(at);
-                own->add(session(std::to_string(writer) + "-" + std::to_string(at), at * 10 + writer),
-                         std::vector{found(1, value), found(2, static_cast<std::uint8_t>(50 - at))});
-            }
-        });
+        writers.push_back(::fork());
+        if (writers.back() == 0) {
+            char none = 0;
+            ::close(start[1]);
+            (void)!::read(start[0], &none, 1);
+            ::_exit(writeSessions(writer, kSessions));
+        }
     }
-    for (std::thread& writer : writers) {
-        writer.join();
+    ::close(start[0]);
+    ::close(start[1]);
+    for (const pid_t writer : writers) {
+        int status = 0;
+        EXPECT_EQ(::waitpid(writer, &status, 0), writer);
+        EXPECT_EQ(status, 0);
     }
     store_ = open();
     EXPECT_EQ(countOf(*store_, "session"), kWriters * kSessions);

@@ -64,8 +64,8 @@ QWidget* titled(const char* title, QWidget& table, const std::vector<QWidget*>& 
 }
 
 std::string aboutOf(const record::ShownStore& shown) {
-    return (shown.isShared ? "Shared record: " : "Record of this computer: ") + shown.place +
-           (shown.remark.empty() ? "" : "\n" + shown.remark);
+    return (shown.isShared ? "The shared record" : "The record of this computer") +
+           (shown.remark.empty() ? "." : ". " + shown.remark);
 }
 
 std::string labelOf(const record::Session& session) {
@@ -222,7 +222,7 @@ void HistoryWindow::refresh(const std::string& uuid) {
         kPhones,
         [uuid](StoreLink& link) {
             link.close(); // the store that is to be had now
-            Known known{aboutOf(link.opened()), link.history().phones(), {}};
+            Known known{aboutOf(link.opened()), link.opened().place, link.history().phones(), {}};
             if (!uuid.empty()) {
                 known.wanted = link.history().session(uuid);
             }
@@ -248,6 +248,7 @@ void HistoryWindow::takePhones(Known known) {
     };
     wantedSession_ = known.wanted ? known.wanted->uuid : session() != nullptr ? session()->uuid : std::string();
     about_ = known.about;
+    store_->setToolTip(plainToolTip(shownText(known.place)));
     if (known.wanted) {
         filter_->clear();
     }
@@ -338,7 +339,7 @@ void HistoryWindow::showItems() {
 }
 
 void HistoryWindow::showState() {
-    store_->setText(desk_.isAsking() ? "Asking...\n" + shownLines(about_) : shownLines(about_));
+    store_->setText(desk_.isAsking() ? "Asking... " + shownLines(about_) : shownLines(about_));
     showButtons();
 }
 

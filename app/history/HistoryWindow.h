@@ -68,6 +68,7 @@ private:
 
     struct Known {
         std::string about;
+        std::string place;
         std::vector<record::PhoneRow> phones;
         std::optional<record::Session> wanted;
     };

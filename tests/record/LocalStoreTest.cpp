@@ -97,6 +97,7 @@ TEST_F(LocalStoreTest, OthersOfThisComputerReadNothingOfIt) {
 TEST_F(LocalStoreTest, AFileThatWasRemovedTakesNoSessions) {
     const auto store = open();
     std::filesystem::rename(file_, folder_ / "elsewhere");
+    const auto other = open(); // somebody has begun a new one in its place
     EXPECT_EQ(failureOf([&] { store->add(session("a", 10), {}); }), DatabaseError::Kind::kUnreachable);
 }
 

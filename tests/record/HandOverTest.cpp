@@ -15,7 +15,7 @@ protected:
             GTEST_SKIP() << "there is no PostgreSQL server here";
         }
         url_ = PostgresServer::ofThisProgram()->newDatabase();
-        for (int at = 1; at <= 5; ++at) {
+        for (std::int64_t at = 1; at <= 5; ++at) {
             own_->add(session(std::to_string(at), at * 10), std::vector{found(1, static_cast<std::uint8_t>(at))});
         }
     }

@@ -10,6 +10,8 @@
 namespace record {
 namespace {
 
+constexpr std::size_t kPage = 4096;
+
 void runSql(const std::filesystem::path& file, const std::string& sql) {
     sqlite3* database = nullptr;
     ASSERT_EQ(sqlite3_open(file.c_str(), &database), SQLITE_OK);
@@ -43,14 +45,14 @@ TEST(LocalStoreTest, AFileThatIsNoneOfOursOrDamagedIsMovedAside) {
          [](const auto& file) {
              std::string told;
              openLocalStore(file, told);
-             std::filesystem::resize_file(file, 3 * 4096);
+             std::filesystem::resize_file(file, 3 * kPage);
          }},
         {"a page overwritten",
          [](const auto& file) {
              std::string told;
              openLocalStore(file, told);
              const std::string text = readText(file);
-             writeText(file, text.substr(0, 5 * 4096) + std::string(4096, 'x') + text.substr(6 * 4096));
+             writeText(file, text.substr(0, 5 * kPage) + std::string(kPage, 'x') + text.substr(6 * kPage));
          },
          Check::kWhole},
     };
@@ -110,7 +112,7 @@ TEST(LocalStoreTest, AFullDiskTakesNothingAndLeavesTheRest) {
     }
     ::signal(SIGXFSZ, SIG_IGN);
     {
-        const FileSizeLimit full(std::filesystem::file_size(file.string() + "-wal") + 4096);
+        const FileSizeLimit full(std::filesystem::file_size(file.string() + "-wal") + kPage);
         try {
             store->add(session("b", 20), many);
             FAIL() << "there is no room for it";
@@ -149,7 +151,7 @@ TEST(LocalStoreTest, RoomIsGivenBack) {
         store->add(session(std::to_string(at), at), items);
     }
     EXPECT_EQ(store->prune(timeOf(1000), false), 50U);
-    EXPECT_LE(size(), empty + 2 * 4096);
+    EXPECT_LE(size(), empty + 2 * kPage);
 }
 
 } // namespace

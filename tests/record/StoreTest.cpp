@@ -84,7 +84,7 @@ TEST_P(StoreTest, EveryReadIsThereThoughOnlyDifferencesAreStored) {
         items.push_back(found(number, 1));
     }
     for (std::uint8_t round = 1; round <= 40; ++round) {
-        items[round * 2U].after = bytes({round, round});
+        items[std::size_t{2} * round].after = bytes({round, round});
         items[round].state = round % 3 == 0 ? ItemState::kNoValue : ItemState::kRead;
         reads.push_back(items);
         if (round % 10 == 0) {

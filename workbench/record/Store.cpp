@@ -127,6 +127,7 @@ void putItems(Database& database, std::int64_t session, std::span<const SessionI
                              item.reason};
     }
     std::vector<Row> all;
+    all.reserve(rows.size());
     for (auto& [number, row] : rows) {
         all.push_back(std::move(row));
     }

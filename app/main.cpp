@@ -2,6 +2,8 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
 #include "app/frame/CMainFrame.h"
+#include "app/frame/CSplitterFrame.h"
+#include "app/frame/HistoryPart.h"
 #include "platform/kernel/MessageException.h"
 #include "platform/kernel/Process.h"
 #include "platform/kernel/StandardDescriptors.h"
@@ -10,6 +12,7 @@
 #include "workbench/MessageText.h"
 #include "workbench/ProgramFiles.h"
 #include "workbench/RingInfo.h"
+#include "workbench/record/Recorder.h"
 
 #include <QCommandLineParser>
 #include <algorithm>
@@ -29,6 +32,17 @@ std::unique_ptr<tessra::ServiceHost> startService(const std::filesystem::path& p
     } catch (const std::exception& failure) {
         const std::string shown = workbench::shownMessage(kernel::messageOf(failure));
         showMessageBox(nullptr, QString::fromStdString(shown), kExceptionCaption, MessageIcon::kError);
+        return nullptr;
+    }
+}
+
+/// What records reads and writes; without it, where the settings can't be used, nothing is recorded.
+std::unique_ptr<record::Recorder> startRecorder(const std::filesystem::path& own) {
+    try {
+        return std::make_unique<record::Recorder>(record::readSettings(own));
+    } catch (const std::exception& failure) {
+        const std::string shown = workbench::shownMessage(failure.what()) + "\nNothing is recorded.";
+        showMessageBox(nullptr, QString::fromStdString(shown), "History", MessageIcon::kError);
         return nullptr;
     }
 }
@@ -116,6 +130,13 @@ int main(int argc, char** argv) {
         const auto service = startService(programDirectory, trace.recorder);
         DeviceDesk desk(programDirectory / "Tessra.toml", parser.value(deviceFolder).toStdString(), service.get());
         app.setDeviceDesk(&desk);
+        const auto recorder = startRecorder(programDirectory);
+        app.setRecorder(recorder.get());
+        app.setShowHistory([&app](const std::string& uuid) {
+            if (CSplitterFrame* frame = app.mainFrame()->activeFrame()) {
+                frame->historyPart().showHistory(uuid);
+            }
+        });
         const bool started = app.initInstance(programDirectory, file, calibrationFiles);
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
         app.end(); // while the service that its sessions use is still there

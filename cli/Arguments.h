@@ -58,7 +58,9 @@ struct Arguments {
     std::string logPath;               ///< of the log that is appended to; empty for none
     Progress progress = Progress::kBar;
     ColourChoice colour = ColourChoice::kAuto;
-    std::string historyPlace;    ///< of the record: a file or a URL; empty for what the settings say
+    /// where the run is recorded, or, on the verbs of the record, of which one: a file, a URL or "none"; empty for what
+    /// the settings say
+    std::string historyPlace;
     bool isQuiet = false;        ///< on standard error failures alone
     std::string devicePath;      ///< of a phone that needs no configured port; comPort is the same then
     std::uint32_t baud = 115200; ///< of this device
@@ -117,6 +119,7 @@ struct Arguments {
     bool changedOnly = false; ///< what the phone has already is not written
     bool keepGoing = false;   ///< after a refusal, and without items that can't be read
     bool verifyAfterReset = false;
+    bool requiresRecord = false;              ///< nothing is written unless the record has it before
     bool offlineFirst = false;                ///< write
     std::set<std::uint16_t> toleratedNumbers; ///< write: a refusal of these is none
 };

@@ -211,6 +211,9 @@ ExitStatus runBatch(const Arguments& given) {
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
     const auto config = isDiff || !isHost ? sidePorts : configuredPorts(arguments, status);
     const RunTrace trace(arguments.tracePath);
+    if (isHost && verb.needsRing) {
+        arguments.run->record().open(arguments);
+    }
     if (isHost) {
         service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());
     }

@@ -2,11 +2,13 @@
 
 #include "platform/kernel/WholeFile.h"
 #include "tessra/host/ServiceConfig.h"
+#include "workbench/record/HistorySettings.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <iterator>
 #include <optional>
@@ -57,6 +59,13 @@ FileUse streamUse(const std::string& what, const std::string& path) {
     return {what, Identity(status.st_dev, status.st_ino, ""), !S_ISREG(status.st_mode), true};
 }
 
+/// Whether a run with a phone is recorded in a file that is named.
+bool isRecording(const Arguments& arguments) {
+    constexpr std::array kVerbs{Verb::kRead, Verb::kSet, Verb::kWrite, Verb::kDiff, Verb::kCheck};
+    return std::ranges::find(kVerbs, arguments.verb) != kVerbs.end() && arguments.historyPlace != "none" &&
+           !record::isUrl(arguments.historyPlace);
+}
+
 std::vector<FileUse> namedInputs(const Arguments& arguments) {
     return {
         useOf("the decoder ring", arguments.ringPath),
@@ -69,7 +78,7 @@ std::vector<FileUse> namedInputs(const Arguments& arguments) {
         useOf("the list of items", arguments.listPath),
         useOf("the read to go on with", arguments.resumePath == arguments.jsonPath ? "" : arguments.resumePath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
-        useOf("the record", arguments.historyPlace),
+        useOf("the record", isRecording(arguments) ? "" : arguments.historyPlace),
     };
 }
 
@@ -98,6 +107,7 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
             named("--report", arguments.reportPath),
             named("--log", arguments.logPath),
             named("--trace", arguments.tracePath),
+            named("--history", isRecording(arguments) ? arguments.historyPlace : ""),
             named("the file", arguments.history.outputPath),
             {"--hex", std::nullopt, false, arguments.hex},
             {"--changed-only-names", std::nullopt, false, arguments.namesOnly}};
@@ -142,6 +152,7 @@ void refuseFilesOfTwoUses(const std::vector<Arguments>& ports) {
         for (auto right = ports.begin(); right != ports.end(); ++right) {
             Arguments other = *right;
             other.logPath.clear(); // the lines of all ports may stand in one
+            other.historyPlace.clear();
             auto uses = outputsOf(other);
             std::ranges::move(namedInputs(*right), std::back_inserter(uses));
             for (const FileUse& output : left == right ? std::vector<FileUse>() : outputsOf(*left)) {

@@ -31,6 +31,7 @@ void describeDiff(CLI::App& program, Arguments& arguments) {
             "Print numbers and names of the items that differ, a line each");
     addUnits(*diff, arguments)->needs(addJson(*diff, arguments, "Write the differences"));
     addReport(*diff, arguments);
+    addHistory(*diff, arguments);
     addTelling(*diff, arguments);
 }
 
@@ -48,6 +49,7 @@ void describeCheck(CLI::App& program, Arguments& arguments) {
     addItems(*check, arguments, "Check");
     addRetries(*check, arguments);
     addJson(*check, arguments, "Write all values that have limits");
+    addHistory(*check, arguments);
     addReporting(*check, arguments);
 }
 

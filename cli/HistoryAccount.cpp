@@ -46,7 +46,8 @@ std::string shortNumber(const std::string& uuid) {
 }
 
 std::string whoText(const record::Session& session) {
-    return std::string(record::wordOf(session.kind)) + " by " + boundedText(session.user + "@" + session.host);
+    const std::string who = session.user + (session.host.empty() ? "" : "@" + session.host);
+    return record::wordOf(session.kind) + (who.empty() ? "" : " by " + boundedText(who));
 }
 
 std::string lineOf(const record::Session& session) {
@@ -62,7 +63,9 @@ std::string headOf(const record::Session& session) {
            headLine("Phone", phoneText(phone.model, phone.serialNumber, session.port) +
                                  (phone.softwareVersion.empty() ? "" : ", software " + phone.softwareVersion)) +
            headLine("Port", session.port) + headLine("Begun", localText(session.begun)) +
-           headLine("Ended", session.ended ? localText(*session.ended) : "not yet, or its program has died") +
+           headLine("Ended", session.ended                                   ? localText(*session.ended)
+                             : session.state == record::SessionState::kBegun ? "not yet, or its program has died"
+                                                                             : "") +
            headLine("What", whoText(session) + ", " + record::wordOf(session.state) + ": " + counted(session.items) +
                                 ", " + std::to_string(session.changed) + " changed") +
            headLine("Asked", session.asked) + headLine("Program", session.program) +

@@ -4,6 +4,7 @@
 #include "cli/Run.h"
 #include "cli/SetItems.h"
 #include "cli/Verbs.h"
+#include "workbench/MessageText.h"
 #include "workbench/record/SessionJson.h"
 
 #include <chrono>
@@ -19,31 +20,21 @@ void requireWritable(const record::Store& store) {
     }
 }
 
-/// A place to be changed, and what it is called.
-struct OpenStore {
-    std::unique_ptr<record::Store> store;
-    std::string place;
-    bool keepsPending = false; ///< what is not yet in the shared record
-};
-
-/// This computer's own, unless the arguments say otherwise.
-OpenStore storeToChange(const Arguments& arguments, bool isShared) {
-    return onRecord([&] {
-        return failingWith(ExitStatus::kFile, [&] {
-            if (!arguments.historyPlace.empty()) {
-                auto shown = record::openShownAt(arguments.historyPlace);
-                return OpenStore{.store = std::move(shown.store), .place = shown.place};
-            }
-            const record::HistorySettings settings = historySettings();
-            if (!isShared) {
-                return OpenStore{record::openOwn(settings), settings.file.string(), !settings.sharedUrl.empty()};
-            }
-            if (settings.sharedUrl.empty()) {
-                throw BatchFailure(ExitStatus::kWrongUsage, "No shared record is set.");
-            }
-            auto shown = record::openShownAt(settings.sharedUrl);
-            return OpenStore{.store = std::move(shown.store), .place = shown.place};
-        });
+/// This computer's own, or the shared one, unless the arguments name one. What people have to know of it is told.
+record::ShownStore storeToChange(const Arguments& arguments, bool mayMake, bool isShared) {
+    return failingWith(ExitStatus::kFile, [&] {
+        if (!arguments.historyPlace.empty()) {
+            return record::openShownAt(arguments.historyPlace, mayMake);
+        }
+        const record::HistorySettings settings = historySettings();
+        if (isShared && settings.sharedUrl.empty()) {
+            throw BatchFailure(ExitStatus::kWrongUsage, "The settings name no shared record.");
+        }
+        auto open = isShared ? record::openShownAt(settings.sharedUrl) : record::openOwn(settings);
+        if (!open.remark.empty()) {
+            std::cerr << workbench::shownText(open.remark) << '\n';
+        }
+        return open;
     });
 }
 
@@ -54,9 +45,9 @@ void noteInOwn(const std::string& uuid, const std::string& note) {
     if (!std::filesystem::exists(settings.file, error)) {
         return;
     }
-    const auto store = record::openOwn(settings);
-    if (store->access() == record::Access::kWritable && record::History(store->database()).session(uuid)) {
-        store->setNote(uuid, note);
+    const auto own = record::openShownAt(settings.file.string());
+    if (own.store->access() == record::Access::kWritable && record::History(own.store->database()).session(uuid)) {
+        own.store->setNote(uuid, note);
     }
 }
 
@@ -67,7 +58,7 @@ ExitStatus importSession(const Arguments& arguments) {
     const std::string name = inputName(arguments.inputPath);
     const auto recorded = takingValues([&] { return record::sessionFromJson(text, name); });
     return onRecord([&] {
-        const OpenStore open = storeToChange(arguments, false);
+        const record::ShownStore open = storeToChange(arguments, true, false);
         requireWritable(*open.store);
         const bool isNew = open.store->add(recorded.session, recorded.items);
         std::cout << recorded.session.uuid << '\n';
@@ -82,10 +73,11 @@ ExitStatus importSession(const Arguments& arguments) {
 
 ExitStatus pruneHistory(const Arguments& arguments) {
     return onRecord([&] {
-        const OpenStore open = storeToChange(arguments, arguments.history.isShared);
+        const record::ShownStore open = storeToChange(arguments, false, arguments.history.isShared);
+        const bool keepsPending = arguments.historyPlace.empty() && !historySettings().sharedUrl.empty();
         requireWritable(*open.store);
         const record::Time limit = std::chrono::system_clock::now() - arguments.history.keep;
-        const std::size_t gone = open.store->prune(limit, open.keepsPending);
+        const std::size_t gone = open.store->prune(limit, keepsPending && !open.isShared);
         arguments.run->note("Removed " + std::to_string(gone) + (gone == 1 ? " session" : " sessions") + " from " +
                             quoted(open.place) + " that began before " + localText(limit) + ".\n");
         return ExitStatus::kDone;

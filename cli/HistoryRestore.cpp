@@ -58,7 +58,7 @@ Which whichOf(const record::Session& session, const Arguments& arguments) {
     return arguments.history.before ? Which::kBefore : Which::kAfter;
 }
 
-/// "Left as they are on the phone, read-only: 20, 30." for each reason.
+/// "Not restored (read-only): 20, 30." for each reason.
 std::string leftText(const std::vector<record::LeftBehind>& left) {
     std::map<std::string, std::vector<std::uint16_t>> numbers;
     for (const record::LeftBehind& item : left) {
@@ -66,7 +66,7 @@ std::string leftText(const std::vector<record::LeftBehind>& left) {
     }
     std::string text;
     for (const auto& [reason, which] : numbers) {
-        text += "Not restored, as " + reason + ": " + joined(which) + ".\n";
+        text += "Not restored (" + reason + "): " + joined(which) + ".\n";
     }
     return text;
 }
@@ -124,6 +124,9 @@ ExitStatus restoreSession(Calvane& catalog, const Arguments& given) {
         wanted.push_back(std::move(*date));
     }
     arguments.changedOnly = true;
+    arguments.run->record().setKind(record::SessionKind::kRestore,
+                                    "history restore " + shortNumber(named.session.uuid) +
+                                        (which == Which::kBefore ? " --before" : " --after"));
     const bool isWhole = std::ranges::none_of(named.items, [&](const auto& item) { return isGap(item, which); });
     const ExitStatus status = writeItems(catalog, arguments, std::move(wanted), stamp);
     return isWhole ? status : worse(status, ExitStatus::kIncomplete);

@@ -1,5 +1,7 @@
 #include "cli/OptionKinds.h"
 
+#include "workbench/record/HistorySettings.h"
+
 #include <map>
 #include <stdexcept>
 #include <utility>
@@ -159,6 +161,8 @@ void addWriting(CLI::App& verb, Arguments& arguments) {
             "Go on behind an item that the phone refuses, and without items that can't be read before");
     addFlag(verb, "--verify-after-reset", arguments.verifyAfterReset,
             "Reset the phone at the end, and read everything back once more");
+    addFlag(verb, "--require-record", arguments.requiresRecord,
+            "Write nothing unless the record has this write with the old values before");
 }
 
 CLI::Option* addBaud(CLI::App& verb, Arguments& arguments) {
@@ -177,6 +181,21 @@ CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::str
 void addItems(CLI::App& verb, Arguments& arguments, const std::string& what) {
     CLI::Option* numbers = addItemNumbers(verb, arguments, "--ids", what + " these items alone, such as 10,20-30");
     addName(verb, "--list", arguments.listPath, what + " the items of this list alone, a text file")->excludes(numbers);
+}
+
+CLI::Option* addHistory(CLI::App& verb, Arguments& arguments) {
+    return addName(verb, "--history", arguments.historyPlace,
+                   "Record this run in this file, or hand it over to the shared store of this postgresql:// address, "
+                   "or record it nowhere, with none (default: as Calvane.toml says)")
+        ->type_name("FILE|URL|none")
+        ->check([](const std::string& place) {
+            try {
+                record::settingsFor(place, {});
+            } catch (const std::runtime_error& error) {
+                return std::string(error.what());
+            }
+            return std::string();
+        });
 }
 
 void addRetries(CLI::App& verb, Arguments& arguments) {

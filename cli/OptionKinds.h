@@ -56,6 +56,8 @@ CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::str
 void addItems(CLI::App& verb, Arguments& arguments, const std::string& what);
 /// --json: `what` to a file.
 CLI::Option* addJson(CLI::App& verb, Arguments& arguments, const std::string& what);
+/// --history: where a run with a phone is recorded.
+CLI::Option* addHistory(CLI::App& verb, Arguments& arguments);
 void addRetries(CLI::App& verb, Arguments& arguments);
 
 /// The whole of `text` as a number, which may be hexadecimal behind 0x. Otherwise `number` stays as it is.

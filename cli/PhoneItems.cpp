@@ -47,6 +47,7 @@ workbench::ReadReport readItems(Calvane& catalog, const Arguments& arguments,
                                   {.repeats = arguments.retries, .expected = {}});
     auto report = reader.read(numbers, progress.control());
     arguments.run->report().setRead(report);
+    arguments.run->record().add(report);
     if (const ExitStatus end = endOf(report); end != ExitStatus::kDone) {
         throw BatchFailure(end, failureOf(report) + "\n" + progress.stoppedAt() +
                                     "\nNothing was printed or written to a file.");

@@ -9,6 +9,7 @@ namespace {
 void addValueWriting(CLI::App& verb, Arguments& arguments) {
     addWriting(verb, arguments);
     addFlag(verb, "--changed-only", arguments.changedOnly, "Leave out what the phone has already");
+    addHistory(verb, arguments);
     addFlag(verb, "--wrap", arguments.wrap,
             "Take values that their types store as others, such as -1 for 65535 in a WORD");
 }
@@ -95,6 +96,7 @@ void describeRead(CLI::App& program, Arguments& arguments) {
     addRetries(*read, arguments);
     addMoxOutput(*read, arguments);
     addRaw(*read, arguments);
+    addHistory(*read, arguments);
 }
 
 void describeSet(CLI::App& program, Arguments& arguments) {

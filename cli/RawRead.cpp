@@ -50,6 +50,7 @@ public:
             }
         }
         readAll();
+        recordRead();
         const std::string where = save() ? " Go on with --resume " + quoted(arguments_.jsonPath) + "." : "";
         if (const ExitStatus end = endOf(total_); end != ExitStatus::kDone) {
             throw BatchFailure(end, failureOf(total_) + "\n" + progress_.stoppedAt() + "\n" + account() + where);
@@ -139,6 +140,18 @@ private:
             writeOutput(arguments_.jsonPath, workbench::rawItemsToJson(total_, *arguments_.run->ring()));
         }
         return isWorthIt;
+    }
+
+    /// What an earlier read has left is in the record already, if it was kept then.
+    void recordRead() const {
+        ReadReport read = total_;
+        read.readings.clear();
+        for (const std::uint16_t number : pending_) {
+            if (const ItemReading& reading = readings_.at(number); reading.state != ReadState::kNotTried) {
+                read.readings.push_back(reading);
+            }
+        }
+        arguments_.run->record().add(read);
     }
 
     std::string account() const {

@@ -52,8 +52,9 @@ void Run::useRing(const std::string& path, Calvane& catalog) {
     for (const NvItem& item : catalog.getSupportedNvItems()) {
         names_.emplace(item.getId(), item.getName());
     }
-    if (needsRing_) {
+    if (needsRing_ || record_.isOpen()) {
         ring_ = workbench::ringInfo(path, catalog);
+        record_.setRing(*ring_);
         report_.setRing(*ring_);
     }
 }
@@ -144,7 +145,8 @@ ExitStatus runRecorded(const Arguments& arguments) {
     });
     run.begin();
     const OutputKept kept(arguments.reportPath == "-");
-    const ExitStatus status = runWithFailures(arguments, run);
+    ExitStatus status = runWithFailures(arguments, run);
+    status = worse(status, run.record().finish());
     std::cout.flush();
     return run.finish(status);
 }

@@ -2,6 +2,7 @@
 
 #include "cli/Arguments.h"
 #include "cli/RunEvents.h"
+#include "cli/RunRecord.h"
 #include "cli/RunReport.h"
 #include "engine/Calvane.h"
 
@@ -17,7 +18,7 @@ public:
 
     /// The ring that the catalog has loaded: its names stand in what is told from now on.
     void useRing(const std::string& path, Calvane& catalog);
-    /// Nothing before useRing(), and where nobody asked for a file in which it stands.
+    /// Nothing before useRing(), and where neither a file is asked for in which it stands, nor a record kept.
     const std::optional<workbench::RingInfo>& ring() const { return ring_; }
     /// "1005 NV_BOARD_IDENTITY_I".
     std::string labelOf(std::uint16_t number) const;
@@ -38,6 +39,7 @@ public:
 
     RunEvents& events() { return events_; }
     RunReport& report() { return report_; }
+    RunRecord& record() { return record_; }
     /// Whether a terminal may show how far the work has got.
     bool showsBar() const { return showsBar_; }
 
@@ -52,6 +54,7 @@ private:
     RunReport::Names names_;
     RunEvents events_;
     RunReport report_;
+    RunRecord record_;
 };
 
 /// Does what the arguments ask for on their one port, with the log, the events and the report that they ask for.

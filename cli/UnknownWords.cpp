@@ -44,21 +44,21 @@ std::vector<std::string> optionsOf(const CLI::App& app) {
     return names;
 }
 
+bool isOption(std::string_view word) {
+    return word.size() > 1 && word.starts_with('-') && word != "--";
+}
+
 std::string unknownOf(const CLI::App& app, const std::string& place) {
     const std::vector<std::string> left = app.remaining();
-    const auto option = std::ranges::find_if(
-        left, [](const std::string& word) { return word.size() > 1 && word.starts_with('-') && word != "--"; });
-    if (option != left.end()) {
+    const auto verbs = verbsOf(app);
+    if (const auto word = std::ranges::find_if_not(left, isOption); !verbs.empty() && word != left.end()) {
+        return "unknown verb '" + *word + "'" + place + suggestion(*word, verbs);
+    }
+    if (const auto option = std::ranges::find_if(left, isOption); option != left.end()) {
         const std::string name = option->substr(0, option->find('='));
         return "unknown option " + name + place + suggestion(name, optionsOf(app));
     }
-    if (left.empty()) {
-        return {};
-    }
-    const auto verbs = verbsOf(app);
-    return verbs.empty() || left.front().starts_with('-')
-               ? "unexpected word '" + left.front() + "'" + place
-               : "unknown verb '" + left.front() + "'" + place + suggestion(left.front(), verbs);
+    return left.empty() ? "" : "unexpected word '" + left.front() + "'" + place;
 }
 
 } // namespace

@@ -67,8 +67,14 @@ public:
         const Interruption interruption;
         workbench::ReadReport onPhone;
         if (!arguments_.comPort.empty()) {
-            prepare();
-            onPhone = read(writableNumbers(wanted));
+            findOut();
+            const std::vector<std::uint16_t> numbers = writableNumbers(wanted);
+            onPhone = read(numbers);
+            if (mayOpen() && onPhone.count(ReadState::kFailed) > 0) {
+                // What the phone does not tell without the code, it may tell behind it.
+                openPhone();
+                onPhone = read(numbers);
+            }
         }
         takeOthers(wanted, changes, onPhone);
         makePlan(std::move(wanted), changes, onPhone);
@@ -76,6 +82,7 @@ public:
         if (arguments_.isDryRun) {
             printPlan(std::cout, plan_);
             const ExitStatus status = unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
+            arguments_.run->record().add(onPhone);
             arguments_.run->account(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_),
                                     status);
             return status;
@@ -86,26 +93,28 @@ public:
     const workbench::WritePlan& plan() const { return plan_; }
 
 private:
-    /// Makes sure of the phone, and opens what it protects, where the user gave a code for that. The phone keeps it
-    /// open until it is reset.
-    void prepare() {
+    /// Makes sure of the phone.
+    void findOut() {
         const workbench::PhoneIdentity phone = read({}).phone;
-        if (const std::string other = otherExpected(phone); !other.empty()) {
-            throw BatchFailure(ExitStatus::kOtherPhone, "The phone on " + arguments_.comPort + " is " +
-                                                            workbench::fullName(phone) + ", not " + other +
-                                                            ". Nothing was written to it.");
-        }
         if (phone.isKnown()) {
             expected_ = phone;
         }
-        if (!accessCode_.empty() && !arguments_.isDryRun) {
-            try {
-                session_.sendSpc(accessCode_.c_str());
-            } catch (const TessraServer::Exception& error) {
-                const bool isRefused = error.status() == com::kAccessDenied;
-                throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure,
-                                   workbench::withPortReason(error.what(), session_, arguments_.comPort));
-            }
+    }
+
+    bool mayOpen() const { return !accessCode_.empty() && !arguments_.isDryRun && !isOpen_; }
+
+    /// Opens what the phone protects, where the user gave a code for that. It stays open until the phone is reset.
+    void openPhone() {
+        if (!mayOpen()) {
+            return;
+        }
+        try {
+            session_.sendSpc(accessCode_.c_str());
+            isOpen_ = true;
+        } catch (const TessraServer::Exception& error) {
+            const bool isRefused = error.status() == com::kAccessDenied;
+            throw BatchFailure(isRefused ? ExitStatus::kRefused : ExitStatus::kOtherFailure,
+                               workbench::withPortReason(error.what(), session_, arguments_.comPort));
         }
     }
 
@@ -120,7 +129,8 @@ private:
         return isExpected ? "" : workbench::shortName(*expected);
     }
 
-    /// What the phone has now of these items; who it is, also without any.
+    /// What the phone has now of these items; who it is, also without any. Refuses another one than is expected: one
+    /// without a serial number could have been exchanged since it was asked last.
     workbench::ReadReport read(const std::vector<std::uint16_t>& numbers) {
         PhoneProgress progress(*arguments_.run, "read");
         workbench::PhoneReader reader(session_, arguments_.comPort, {.expected = expected_});
@@ -128,6 +138,11 @@ private:
         arguments_.run->report().setRead(onPhone);
         if (const ExitStatus end = endOf(onPhone); end != ExitStatus::kDone) {
             throw BatchFailure(end, failureOf(onPhone) + "\nNothing was written.");
+        }
+        if (const std::string other = otherExpected(onPhone.phone); !other.empty()) {
+            throw BatchFailure(ExitStatus::kOtherPhone, "The phone on " + arguments_.comPort + " is " +
+                                                            workbench::fullName(onPhone.phone) + ", not " + other +
+                                                            ". Nothing was written to it.");
         }
         return onPhone;
     }
@@ -196,6 +211,7 @@ private:
         options.offlineFirst = arguments_.offlineFirst;
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial && !(arguments_.expectedPhone && expected_);
+        options.wrote = [&run = *arguments_.run](const auto& result) { run.record().wrote(result); };
         const auto report = writeWith(options);
         ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
         status = unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
@@ -206,7 +222,16 @@ private:
     workbench::WriteReport writeWith(const workbench::WriteOptions& options) {
         PhoneProgress progress(*arguments_.run, "write");
         workbench::WriteReport& report = arguments_.run->report().write();
-        workbench::PhoneWriter(session_, plan_, options).write(report, progress.control());
+        RunRecord& record = arguments_.run->record();
+        record.begin(plan_);
+        try {
+            openPhone();
+            workbench::PhoneWriter(session_, plan_, options).write(report, progress.control());
+        } catch (const std::exception& failure) {
+            record.end(report, kernel::messageOf(failure));
+            throw;
+        }
+        record.end(report);
         return report;
     }
 
@@ -214,6 +239,7 @@ private:
     const Arguments& arguments_;
     const std::string accessCode_;
     std::optional<workbench::PhoneIdentity> expected_;
+    bool isOpen_ = false; ///< the phone has taken the code
     std::optional<std::uint16_t> stamp_;
     workbench::WritePlan plan_;
     std::string unreadable_; ///< about items that are left out because the phone does not tell what it has of them

@@ -2,6 +2,8 @@
 
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Trace.h"
+#include "workbench/ResultJson.h"
+#include "workbench/record/ReportItems.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -174,6 +176,7 @@ void PhoneDesk::finishRead(Reading& reading, const std::string& failure) {
     const workbench::ReadReport& report = reading.report;
     const std::string& problem = failure.empty() ? report.failure : failure;
     settle(reading.comPort, report, failure);
+    recordRead(reading);
     if (!reading.items.empty() || (problem.empty() && !report.cancelled)) {
         if (reading.begun) {
             document_.addItemsFromPhone(reading.items, report.phone, reading.comPort);
@@ -189,6 +192,27 @@ void PhoneDesk::finishRead(Reading& reading, const std::string& failure) {
     if (!problem.empty()) {
         userInterface_.showMessage(problem, kExceptionCaption, MessageIcon::kError);
     }
+}
+
+// Of a read that went on with the last one, what it has read itself: the rest is in the record already.
+void PhoneDesk::recordRead(const Reading& reading) {
+    const workbench::ReadReport read = newlyRead(reading.report, reading.begun);
+    if (recorder_ == nullptr || !record::hasAnswers(read)) {
+        return;
+    }
+    record::Session session =
+        newSession(record::SessionKind::kRead, reading.begun ? "read: the missing items" : "read: all supported items");
+    record::describe(session, read);
+    recorder_->add(std::move(session), record::itemsRead(read));
+}
+
+record::Session PhoneDesk::newSession(record::SessionKind kind, const std::string& asked) const {
+    const std::string version = std::string(workbench::kProgramVersion).substr(std::string("Calvane ").size());
+    record::Session session = record::newSession(kind, "calvane " + version, asked);
+    session.ringPath = document_.ring().path.string();
+    session.ringSha256 = document_.ring().sha256;
+    session.port = document_.comPort();
+    return session;
 }
 
 bool PhoneDesk::connectFirst() {
@@ -281,6 +305,10 @@ std::string PhoneDesk::title() const {
     const auto& source = document_.listSource();
     if (const auto* file = source ? std::get_if<workbench::FileSource>(&source->from) : nullptr) {
         return CCalvaneDoc::kTitle + (" - " + std::filesystem::path(file->path).filename().string()) + changedText();
+    }
+    const auto* recorded = source ? std::get_if<workbench::PhoneSource>(&source->from) : nullptr;
+    if (recorded != nullptr && recorded->isRecorded) {
+        return CCalvaneDoc::kTitle + (" - " + shortName(recorded->phone)) + ", from the record" + changedText();
     }
     const bool isKnown = knownPort_ == document_.comPort() && (isAsked_ || !isPresent_);
     return CCalvaneDoc::kTitle + (isKnown ? " - " + phoneText() : std::string()) + changedText();

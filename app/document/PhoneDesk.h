@@ -7,6 +7,7 @@
 #include "app/document/SafeHands.h"
 #include "workbench/PhoneIdentity.h"
 #include "workbench/PhoneReader.h"
+#include "workbench/record/Recorder.h"
 
 #include <functional>
 #include <memory>
@@ -42,6 +43,12 @@ public:
     ~PhoneDesk();
     PhoneDesk(const PhoneDesk&) = delete;
     PhoneDesk& operator=(const PhoneDesk&) = delete;
+
+    /// Where reads and reviewed writes are recorded; null, as at first: nowhere. Outlives the desk.
+    void setRecorder(record::Recorder* recorder) { recorder_ = recorder; }
+    record::Recorder* recorder() const { return recorder_; }
+    /// A session of the document that begins now.
+    record::Session newSession(record::SessionKind kind, const std::string& asked) const;
 
     /// Reads all supported items; `progress` gets a line per item. What was read replaces the document's list, also
     /// where the read was cancelled or the phone was lost; where nothing was read, the list stays. Edits that the
@@ -94,6 +101,7 @@ private:
 
     void startRead(const std::shared_ptr<Reading>& reading, ProgressWindow& progress, PhoneJobs::Ended ended);
     void finishRead(Reading& reading, const std::string& failure);
+    void recordRead(const Reading& reading);
     void heard(bool present);
     void takePhone(const std::string& comPort, std::optional<workbench::PhoneIdentity> phone, bool isAsked);
     std::string phoneText() const;
@@ -103,6 +111,7 @@ private:
     UserInterface& userInterface_;
     PhoneWatch& watch_;
     const SafeHands* safeHands_;
+    record::Recorder* recorder_ = nullptr;
     std::function<void()> changed_;
     std::string knownPort_; ///< the port of which the three below are known; empty: none
     bool isPresent_ = false;

@@ -103,7 +103,7 @@ std::set<std::uint16_t> repeatedNumbers(const CCalvaneDoc& document) {
 }
 
 WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterface) {
-    WriteRequest request{.kind = WriteRequest::Kind::kChanged};
+    WriteRequest request{.kind = WriteRequest::Kind::kChanged, .asked = "write: the changed items"};
     for (const std::size_t position : document.changedItems()) {
         request.wanted.push_back(wantedAt(document, position));
     }
@@ -115,7 +115,7 @@ WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterfa
 }
 
 WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface) {
-    WriteRequest request{.kind = WriteRequest::Kind::kListed};
+    WriteRequest request{.kind = WriteRequest::Kind::kListed, .asked = "write: the listed items"};
     for (std::size_t position = 0; position < document.nvItems().size(); ++position) {
         request.wanted.push_back(wantedAt(document, position));
     }
@@ -129,18 +129,20 @@ WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterfac
 WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, std::size_t position) {
     WriteRequest request{.kind = WriteRequest::Kind::kOne};
     request.wanted.push_back(wantedAt(document, position));
+    request.asked = "write: item " + std::to_string(request.wanted.back().item.getId());
     addDate(request, stampedDate(document, userInterface, kNoDateListed));
     noteRepeated(request, document);
     return request;
 }
 
 WriteRequest requestForValues(CCalvaneDoc& document, UserInterface& userInterface, std::vector<NvItem> values,
-                              bool bringsAllBytes) {
-    WriteRequest request{.kind = WriteRequest::Kind::kValues};
+                              bool bringsAllBytes, bool keepsDate) {
+    WriteRequest request{.kind = WriteRequest::Kind::kValues, .asked = "write: values of a comparison"};
+    const bool hasDate = findNamed(values, workbench::kLoadedDateItem) != values.end();
     for (NvItem& value : values) {
         request.wanted.push_back({.item = std::move(value), .bringsAllBytes = bringsAllBytes});
     }
-    if (!request.wanted.empty()) {
+    if (!request.wanted.empty() && !(keepsDate && hasDate)) {
         addDate(request, stampedDate(document, userInterface, kNoDateListed));
     }
     return request;

@@ -2,6 +2,7 @@
 
 #include "workbench/Baseline.h"
 #include "workbench/WritePlan.h"
+#include "workbench/record/Session.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -29,6 +30,9 @@ struct WriteRequest {
     std::function<void(const std::vector<NvItem>&)> takeValues = {};
     /// Those of the wanted items that the list has more than once: nobody can say which value is meant.
     std::set<std::uint16_t> repeated = {};
+    /// What the record says of it.
+    std::string asked = {};
+    record::SessionKind recordedAs = record::SessionKind::kWrite;
 
     /// Makes the document what it is where the command goes on: the list's date has its stamp, and a list without a
     /// date gets it where the list is written. A date that `plan` leaves out is left alone.
@@ -45,9 +49,10 @@ WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterfa
 WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface);
 /// The item at `position` of the list, which is there.
 WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, std::size_t position);
-/// Values that are not the document's own. `bringsAllBytes`: those behind the sub-fields are meant, too.
+/// Values that are not the document's own. `bringsAllBytes`: those behind the sub-fields are meant, too; `keepsDate`:
+/// a loaded date among them is written as it is.
 WriteRequest requestForValues(CCalvaneDoc& document, UserInterface& userInterface, std::vector<NvItem> values,
-                              bool bringsAllBytes);
+                              bool bringsAllBytes, bool keepsDate = false);
 
 /// Whether the values of the item at `position` of the list are more than the zeros with which the catalog begins.
 /// Zeros count where they were read, or typed.

@@ -3,6 +3,7 @@
 #include "phonelink/TessraServer.h"
 #include "workbench/NumberTexts.h"
 #include "workbench/PhoneContact.h"
+#include "workbench/record/ReportItems.h"
 
 #include <algorithm>
 #include <ctime>
@@ -244,6 +245,38 @@ std::vector<std::string> WriteReview::foreignValues() const {
             ".\nWrite the values of one phone to another phone?"};
 }
 
+std::vector<record::SessionItem> WriteReview::itemsOf(Next next) const {
+    if (next == Next::kWrite) {
+        return record::itemsPlanned(plan_);
+    }
+    auto items = record::itemsLeft(plan_, report_);
+    if (next == Next::kSkipRefused) {
+        for (const WriteResult& result : report_.results) {
+            std::erase_if(items, [&](const auto& item) { return item.number == result.number && canSkip(result); });
+        }
+    }
+    return items;
+}
+
+std::string WriteReview::beginRecord(Next next) {
+    auto items = itemsOf(next);
+    if (desk_.recorder() == nullptr || items.empty()) {
+        return {};
+    }
+    record::Session session =
+        desk_.newSession(request_.recordedAs, request_.asked + (next == Next::kWrite ? "" : ", what was left of them"));
+    session.phone = plan_.phone;
+    session.port = comPort_;
+    recording_ = std::make_shared<record::WriteRecording>(desk_.recorder(), std::move(session), std::move(items));
+    return recording_->begin();
+}
+
+void WriteReview::dropRecord() {
+    if (const auto dropped = std::exchange(recording_, nullptr)) {
+        dropped->dropped();
+    }
+}
+
 void WriteReview::write(bool verifyAfterReset) {
     verifyAfterReset_ = verifyAfterReset;
     request_.take(document_, plan_);
@@ -283,12 +316,21 @@ void WriteReview::carryOut(
     const std::size_t writes = pending_.size();
     const std::size_t checks = verifyAfterReset_ ? std::max(writes, report_.results.size()) : 0;
     auto report = std::make_shared<workbench::WriteReport>(report_);
-    const workbench::WriteOptions options{.verifyAfterReset = verifyAfterReset_,
-                                          .unknownPhoneAllowed = !plan_.phone.isKnown()};
-    const auto work = [&catalog = document_.catalog(), plan = plan_, options, report, writes, checks,
+    workbench::WriteOptions options{.verifyAfterReset = verifyAfterReset_,
+                                    .unknownPhoneAllowed = !plan_.phone.isKnown()};
+    const auto recording =
+        recording_ != nullptr ? std::exchange(recording_, nullptr) : std::make_shared<record::WriteRecording>();
+    options.wrote = [recording](const WriteResult& result) { recording->wrote(result); };
+    const auto work = [&catalog = document_.catalog(), plan = plan_, options, report, writes, checks, recording,
                        run = std::move(run)](const workbench::WorkControl& control) {
-        workbench::PhoneWriter writer(*catalog.getTessraServer(), plan, options);
-        run(writer, *report, countingOn(control, writes, checks));
+        try {
+            workbench::PhoneWriter writer(*catalog.getTessraServer(), plan, options);
+            run(writer, *report, countingOn(control, writes, checks));
+        } catch (const std::exception& failure) {
+            recording->end(*report, failure.what());
+            throw;
+        }
+        recording->end(*report);
     };
     const auto ended = [this, alive = std::weak_ptr(alive_), report](const std::string& failure) {
         if (!alive.expired()) {

@@ -3,6 +3,7 @@
 #include "app/document/PhoneDesk.h"
 #include "app/document/WriteRequest.h"
 #include "workbench/PhoneWriter.h"
+#include "workbench/record/WriteRecording.h"
 
 #include <cstddef>
 #include <functional>
@@ -38,6 +39,13 @@ public:
     /// kReviewing: what the user has to agree to before the plan is carried out, each a whole question. kEnded: before
     /// it is tried again; a phone without a serial number can't be told from another one.
     std::vector<std::string> questions() const;
+    /// What is to be carried out next.
+    enum class Next { kWrite, kRetry, kSkipRefused };
+    /// Puts it into the record, with the values that the phone has now; to be called before it is carried out. Answers
+    /// why it is not there, which the user has to agree to; empty where it is, or where nothing is recorded.
+    std::string beginRecord(Next next);
+    /// The user has not agreed.
+    void dropRecord();
     /// kReviewing: changes the document as the command says and carries the plan out.
     void write(bool verifyAfterReset);
     /// kEnded: tries again what is not written, and the check after the reset where it has not come to its end.
@@ -84,6 +92,7 @@ private:
     /// kWriting: whether the run reads back after the reset.
     bool isChecking() const { return progress_.count > 0 && progress_.position >= pending_.size(); }
     std::string checkText(std::size_t row) const;
+    std::vector<record::SessionItem> itemsOf(Next next) const;
     const workbench::PhoneIdentity* phoneOfValue(const workbench::PlanRow& row) const;
     const workbench::WriteResult* resultOf(std::size_t row) const;
     bool isDate(const workbench::PlanRow& row) const { return row.item.getId() == request_.date; }
@@ -101,6 +110,7 @@ private:
     workbench::WriteReport report_;
     std::vector<std::size_t> pending_; ///< the rows of the run that is under way, in its order
     bool verifyAfterReset_ = false;
+    std::shared_ptr<record::WriteRecording> recording_; ///< of what is carried out next; then its thread's
     std::string message_;
     /// What jobs report checks by this whether the review still exists.
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);

@@ -2,6 +2,7 @@
 
 #include "app/dialogs/FileDialog.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/dialogs/ShownText.h"
 #include "app/document/ConfigurationFile.h"
 #include "app/frame/CMainFrame.h"
 #include "app/frame/CSplitterFrame.h"
@@ -11,6 +12,8 @@
 #include <QFileInfo>
 #include <QIcon>
 #include <QMdiArea>
+#include <QMessageBox>
+#include <algorithm>
 #include <cerrno>
 
 /// Makes the pictures available as ":/calvane/...". Expands to a declaration of the global namespace, and is called by
@@ -95,12 +98,60 @@ bool CCalvaneApp::initInstance(const std::filesystem::path& programDirectory, co
     mainFrame_->show();
     mainFrame_->repaint();
     QMetaObject::invokeMethod(
-        mainFrame_.get(), [this, paths] { openCalibrationFiles(paths); }, Qt::QueuedConnection);
+        mainFrame_.get(),
+        [this, paths] {
+            openCalibrationFiles(paths);
+            takeRecordNews();
+        },
+        Qt::QueuedConnection);
     return true;
 }
 
 void CCalvaneApp::end() {
+    setRecorder(nullptr);
     mainFrame_.reset();
+}
+
+void CCalvaneApp::setRecorder(record::Recorder* recorder) {
+    if (recorder_ != nullptr) {
+        recorder_->setNews({});
+    }
+    recorder_ = recorder;
+    if (recorder_ != nullptr) {
+        recorder_->setNews([this] {
+            QMetaObject::invokeMethod(
+                this, [this] { takeRecordNews(); }, Qt::QueuedConnection);
+        });
+    }
+}
+
+void CCalvaneApp::takeRecordNews() {
+    if (recorder_ == nullptr || mainFrame_ == nullptr || !mainFrame_->isVisible()) {
+        return;
+    }
+    for (const std::string& loss : recorder_->takeLosses()) {
+        qCritical("%s", loss.c_str());
+        mainFrame_->tellForAWhile(shownText(loss));
+    }
+    const auto left = recorder_->takeInterrupted();
+    if (left.empty()) {
+        return;
+    }
+    constexpr std::size_t kMostTold = 5;
+    std::string text;
+    for (std::size_t at = 0; at < std::min(left.size(), kMostTold); ++at) {
+        text += (at == 0 ? "" : "\n") + record::textOf(left[at]);
+    }
+    text += left.size() > kMostTold ? "\nSo did " + std::to_string(left.size() - kMostTold) + " more." : "";
+    QMessageBox box(QMessageBox::Warning, "History", shownLines(text), QMessageBox::NoButton, mainFrame_.get());
+    box.setTextFormat(Qt::PlainText);
+    box.setStandardButtons(showHistory_ ? QMessageBox::Yes | QMessageBox::No : QMessageBox::Ok);
+    box.setInformativeText(showHistory_ ? "Look at what became of its items?"
+                                        : "Read the phone before you rely on it.");
+    makeRoomForCaption(box);
+    if (box.exec() == QMessageBox::Yes) {
+        showHistory_(left.back().session.uuid);
+    }
 }
 
 bool CCalvaneApp::newDocument() {

@@ -1,11 +1,15 @@
 #pragma once
 
 #include "app/trace/TraceSource.h"
+#include "workbench/record/Recorder.h"
 
 #include <QApplication>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
 
 class CMainFrame;
 class DeviceDesk;
@@ -40,6 +44,14 @@ public:
     void setDeviceDesk(DeviceDesk* desk) { deviceDesk_ = desk; }
     DeviceDesk* deviceDesk() const { return deviceDesk_; }
 
+    /// Where reads and reviewed writes are recorded; null, as at the start: nowhere. `recorder` lives until end(). To
+    /// be set before initInstance().
+    void setRecorder(record::Recorder* recorder);
+    record::Recorder* recorder() const { return recorder_; }
+    /// What shows a session of the record to the user; without it, a write that was left in the middle is told and not
+    /// shown.
+    void setShowHistory(std::function<void(const std::string& uuid)> show) { showHistory_ = std::move(show); }
+
     CMainFrame* mainFrame() { return mainFrame_.get(); }
 
     bool newDocument();
@@ -51,6 +63,8 @@ public:
     void openCalibrationFiles(const QStringList& paths);
 
 private:
+    /// Tells what could not be recorded, and, once, which writes an earlier run has left in the middle.
+    void takeRecordNews();
     void askAndOpen();
     void save();
     void openCalibrationFile(const QString& path);
@@ -59,5 +73,7 @@ private:
 
     std::optional<TraceSource> traceSource_;
     DeviceDesk* deviceDesk_ = nullptr;
+    record::Recorder* recorder_ = nullptr;
+    std::function<void(const std::string& uuid)> showHistory_;
     std::unique_ptr<CMainFrame> mainFrame_;
 };

@@ -3,7 +3,9 @@
 #include "app/compare/CompareWindow.h"
 #include "app/dialogs/DialogTemplate.h"
 #include "app/dialogs/FocusHelp.h"
+#include "app/dialogs/HistorySettingsDlg.h"
 #include "app/dialogs/MessageBox.h"
+#include "app/frame/CCalvaneApp.h"
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/FileDrop.h"
@@ -23,6 +25,7 @@
 #include <QMenuBar>
 #include <QScreen>
 #include <QSettings>
+#include <QTimer>
 #include <QToolBar>
 #include <filesystem>
 #include <utility>
@@ -286,6 +289,9 @@ void CMainFrame::refresh() {
             !info.needsDocument || (isForWindows && (hasWindow || isCompare)) ||
             (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
+        if (info.id == CommandId::kHistorySettings) {
+            actions_[info.id]->setEnabled(static_cast<CCalvaneApp*>(qApp)->recorder() != nullptr);
+        }
         if (info.isToggle) {
             actions_[info.id]->setChecked(frame != nullptr && frame->isChecked(info.id));
         }
@@ -353,6 +359,11 @@ void CMainFrame::runCommand(CommandId id) {
             frame->safeHandsChanged();
         }
         break;
+    case CommandId::kHistorySettings:
+        if (record::Recorder* recorder = static_cast<CCalvaneApp*>(qApp)->recorder()) {
+            HistorySettingsDlg(programDirectory_, *recorder, this).exec();
+        }
+        break;
     case CommandId::kViewToolbar:
         toolbar_->setVisible(actions_[id]->isChecked());
         break;
@@ -366,6 +377,16 @@ void CMainFrame::runCommand(CommandId id) {
         refresh();
         break;
     }
+}
+
+void CMainFrame::tellForAWhile(const QString& text) {
+    constexpr int kWhileMs = 60000;
+    statusBar_->setNotice(text);
+    QTimer::singleShot(kWhileMs, this, [this, text] {
+        if (statusBar_->notice() == text) {
+            statusBar_->setNotice("");
+        }
+    });
 }
 
 void CMainFrame::showVersions() {

@@ -33,6 +33,9 @@ public:
     QAction* action(CommandId id) const;
     void runCommand(CommandId id);
 
+    /// Tells something in the status bar, for a minute.
+    void tellForAWhile(const QString& text);
+
     /// Brings texts of the panes and states of the commands up to date.
     void refresh();
 

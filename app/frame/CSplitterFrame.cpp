@@ -4,6 +4,7 @@
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/MessageBox.h"
 #include "app/dialogs/ShownText.h"
+#include "app/frame/CCalvaneApp.h"
 #include "app/frame/ComparePart.h"
 #ifdef CALVANE_CURVES
 #include "app/frame/CurvePart.h"
@@ -11,6 +12,7 @@
 #include "app/frame/DocumentPropertiesPart.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/FilterPart.h"
+#include "app/frame/HistoryPart.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/frame/TableCommands.h"
 #include "app/frame/TracePart.h"
@@ -48,6 +50,7 @@ CSplitterFrame::CSplitterFrame(QWidget* mainWindow, const std::filesystem::path&
       document_(std::make_unique<CCalvaneDoc>(*userInterface_, programDirectory)),
       desk_(std::make_unique<PhoneDesk>(
           *document_, *userInterface_, *watch_, [this] { emit stateChanged(); }, &safeHands_)) {
+    desk_->setRecorder(static_cast<CCalvaneApp*>(qApp)->recorder());
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(CCalvaneDoc::kTitle);
     setHelpPart(*this, "window");
@@ -121,6 +124,12 @@ void CSplitterFrame::makeParts() {
         [this] { showCompared(); });
     compare_ = compare.get();
     parts_.push_back(std::move(compare));
+    auto history = std::make_unique<HistoryPart>(
+        HistoryPart::Document{*this, *editor_, *history_, *compare_, programDirectory_,
+                              [this](WriteRequest request) { review(std::move(request)); },
+                              [this](PhoneReport report) { desk_->setReport(std::move(report)); }});
+    historyPart_ = history.get();
+    parts_.push_back(std::move(history));
 #ifdef CALVANE_CURVES
     const auto storeTyped = [this] {
         if (safeHands_.isOn()) {

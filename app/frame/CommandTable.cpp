@@ -25,6 +25,8 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kComport, "", "Comport configuration", true, true},
     CommandInfo{CommandId::kReviewBeforeWriting, "Show what will be written to the phone, and ask, before it is sent",
                 "", false, false},
+    CommandInfo{CommandId::kHistorySettings, "Choose what of reads and writes is recorded, and where", "", false,
+                false},
     CommandInfo{CommandId::kHelpTopic, "", "", true, false},
     CommandInfo{CommandId::kNextWindow, "Go to the next document window", "", true, false},
     CommandInfo{CommandId::kPreviousWindow, "Go to the document window before", "", true, false},
@@ -38,6 +40,9 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kCompare, "Compare two sets of items", "", true, false},
     CommandInfo{CommandId::kDocumentProperties, "Show where the document's items come from", "", true, false},
     CommandInfo{CommandId::kTrace, "Show what goes over the ports, packet by packet", "", true, false},
+    CommandInfo{CommandId::kHistory, "Show what was read from phones and written to them", "", true, false},
+    CommandInfo{CommandId::kItemHistory, "Show the values that the selected item has had, and has on other phones", "",
+                true, false},
     CommandInfo{CommandId::kFilterBar, "Show or hide the filter line over the item list", "", true, false, true},
     CommandInfo{CommandId::kFilter, "Show only the items that fit what is typed", "", true, false},
     CommandInfo{CommandId::kFindNext, "Go to the next item that the last search finds", "", true, false},
@@ -116,6 +121,8 @@ constexpr std::array kOption{
 constexpr std::array kSetting{
     command("Comport", CommandId::kComport),
     command("Review Before Writing", CommandId::kReviewBeforeWriting),
+    kLine,
+    command("&History...", CommandId::kHistorySettings),
 };
 constexpr std::array kWindow{
     command("Next", CommandId::kNextWindow),
@@ -147,9 +154,9 @@ constexpr std::array kEdit{
     command("&Interpolate", CommandId::kInterpolate),
 };
 constexpr std::array kTools{
-    command("&Compare...", CommandId::kCompare),
-    command("Document &Properties", CommandId::kDocumentProperties),
-    command("&Trace...", CommandId::kTrace),
+    command("&Compare...", CommandId::kCompare), command("Document &Properties", CommandId::kDocumentProperties),
+    command("&Trace...", CommandId::kTrace),     kLine,
+    command("&History...", CommandId::kHistory), command("History of This &Item...", CommandId::kItemHistory),
 };
 constexpr std::array<MenuInfo, 8> kDocumentMenus{{{"File", kFile},
                                                   {"View", kView},

@@ -165,21 +165,30 @@ void ReviewDialog::showButtons() {
     cancel_->setText(isDone || shownStage_ == Stage::kNoValues ? "Close" : "Cancel");
 }
 
-bool ReviewDialog::isAgreed() {
+bool ReviewDialog::agreesTo(const std::string& question) {
+    QMessageBox box(QMessageBox::Warning, "Review Before Writing", shownLines(question),
+                    QMessageBox::Yes | QMessageBox::Cancel, this);
+    box.setTextFormat(Qt::PlainText);
+    box.setDefaultButton(QMessageBox::Cancel);
+    return box.exec() == QMessageBox::Yes;
+}
+
+bool ReviewDialog::isAgreed(WriteReview::Next next) {
     for (const std::string& question : review_.questions()) {
-        QMessageBox box(QMessageBox::Warning, "Review Before Writing", shownLines(question),
-                        QMessageBox::Yes | QMessageBox::Cancel, this);
-        box.setTextFormat(Qt::PlainText);
-        box.setDefaultButton(QMessageBox::Cancel);
-        if (box.exec() != QMessageBox::Yes) {
+        if (!agreesTo(question)) {
             return false;
         }
     }
-    return true;
+    const std::string reason = review_.beginRecord(next);
+    if (reason.empty() || agreesTo("This write is not recorded: " + reason + "\nWrite without a record of it?")) {
+        return true;
+    }
+    review_.dropRecord();
+    return false;
 }
 
 void ReviewDialog::write() {
-    if (isAgreed()) {
+    if (isAgreed(WriteReview::Next::kWrite)) {
         review_.write(verifyAfterReset_->isChecked());
         cancel_->setFocus();
     }
@@ -188,13 +197,13 @@ void ReviewDialog::write() {
 void ReviewDialog::retry() {
     if (review_.stage() == Stage::kNoValues) {
         review_.readPhone();
-    } else if (isAgreed()) {
+    } else if (isAgreed(WriteReview::Next::kRetry)) {
         review_.retry();
     }
 }
 
 void ReviewDialog::skip() {
-    if (isAgreed()) {
+    if (isAgreed(WriteReview::Next::kSkipRefused)) {
         review_.skipRefused();
     }
 }

@@ -34,8 +34,9 @@ private:
     void retry();
     void skip();
     void enterCode();
-    /// Asks what is to be agreed to; true where the user agrees to all of it.
-    bool isAgreed();
+    /// Asks what is to be agreed to, and records what is next; true where the user agrees to all of it.
+    bool isAgreed(WriteReview::Next next);
+    bool agreesTo(const std::string& question);
 
     WriteReview& review_;
     ReviewRowsModel* rows_;

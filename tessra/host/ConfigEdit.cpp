@@ -1,9 +1,8 @@
 #include "tessra/host/ConfigEdit.h"
 
 #include "platform/kernel/RegularFile.h"
-#include "platform/kernel/Text.h"
+#include "platform/kernel/TomlText.h"
 #include "platform/kernel/WholeFile.h"
-#include "tessra/host/ConfigBounds.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,24 +12,9 @@
 namespace tessra {
 namespace {
 
-// A text between quotation marks.
-std::string tomlText(std::string_view text) {
-    std::string toml = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F) {
-            toml += "\\u" + kernel::hexDigits(byte, 4);
-            continue;
-        }
-        toml += c == '"' || c == '\\' ? "\\" : "";
-        toml += c;
-    }
-    return toml + '"';
-}
-
 std::string readText(const std::filesystem::path& file) {
     std::string text;
-    const int error = kernel::readRegularFile(file, kMaxConfigBytes, text);
+    const int error = kernel::readRegularFile(file, kernel::kMaxTomlBytes, text);
     if (error != 0 && error != ENOENT) {
         throw ConfigError(file, 0, "can't be read: " + std::generic_category().message(error));
     }
@@ -68,8 +52,8 @@ PortConfig addPortTo(const std::filesystem::path& file, const std::string& name,
     text += text.empty() || text.ends_with('\n') ? "" : end;
     text += text.empty() ? "" : end;
     for (const std::string& added :
-         {std::string("[[port]]"), "name = " + tomlText(name), "device = " + tomlText(line.device.string()),
-          "baud = " + std::to_string(line.baud)}) {
+         {std::string("[[port]]"), "name = " + kernel::quotedToml(name),
+          "device = " + kernel::quotedToml(line.device.string()), "baud = " + std::to_string(line.baud)}) {
         text += added + end;
     }
     const ServiceConfig config = parseServiceConfig(text, file);

@@ -3,7 +3,7 @@
 #include "platform/kernel/Process.h"
 #include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Text.h"
-#include "tessra/host/ConfigBounds.h"
+#include "platform/kernel/TomlText.h"
 #include "tessra/simulator/ConfigTable.h"
 #include "tessra/simulator/FaultKeys.h"
 
@@ -139,7 +139,9 @@ private:
 };
 
 toml::table parse(const std::string& text, const std::filesystem::path& file) {
-    requireModestText(file, text);
+    if (const auto fault = kernel::findTomlFault(text)) {
+        throw ConfigError(file, fault->line, fault->reason);
+    }
     try {
         return toml::parse(text, file.string());
     } catch (const toml::parse_error& error) {
@@ -151,7 +153,7 @@ toml::table parse(const std::string& text, const std::filesystem::path& file) {
 
 ServiceConfig loadServiceConfig(const std::filesystem::path& file) {
     std::string text;
-    if (const int error = kernel::readRegularFile(file, kMaxConfigBytes, text); error != 0 && error != EFBIG) {
+    if (const int error = kernel::readRegularFile(file, kernel::kMaxTomlBytes, text); error != 0 && error != EFBIG) {
         throw ConfigError(file, 0, "can't be read: " + std::generic_category().message(error));
     }
     return parseServiceConfig(text, file);

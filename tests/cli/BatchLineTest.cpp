@@ -195,7 +195,7 @@ TEST_F(BatchLine, ATerminalHasColoursAndOneBarForAllPorts) {
     const auto atTerminal = [this](const std::string& environment, const std::string& arguments) {
         return outputOf("cd '" + folder.path.string() + "' && env -u NO_COLOR TERM=vt100 " + environment +
                         " script -qec '" CALVANE_BATCH " " + arguments +
-                        " --service Tessra.toml --ring ring.vrk' /dev/null </dev/null");
+                        " --history none --service Tessra.toml --ring ring.vrk' /dev/null </dev/null");
     };
     const std::string plan = "set --port COM1 30 8 --dry-run --progress none";
     EXPECT_EQ(atTerminal("", plan), "30 NV_B\r\n       x: \x1B[31m7\x1B[0m -> \x1B[32m8\x1B[0m\r\n1 to be written. "

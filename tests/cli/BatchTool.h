@@ -43,11 +43,14 @@ protected:
         const bool sides = verb == "diff" || verb == "check";
         const bool ring = (phone && verb != "reset") || verb == "list" || verb == "show" || sides;
         const bool takesPort = phone && arguments.find("--port") == std::string::npos;
-        const std::string command = "cd '" + folder.path.string() + "' || exit 99; " CALVANE_BATCH " >out 2>err " +
-                                    verb + (phone || sides || verb == "ports" ? " --service Tessra.toml" : "") +
-                                    (ring ? " --ring ring.vrk" : "") + (takesPort ? port : "") +
-                                    arguments.substr(verb.size()) +
-                                    (meanwhile.empty() ? "" : " & tool=$!; " + meanwhile + "; wait $tool");
+        const std::string command =
+            "cd '" + folder.path.string() + "' || exit 99; " CALVANE_BATCH " >out 2>err " + verb +
+            (phone || sides || verb == "ports" ? " --service Tessra.toml" : "") + (ring ? " --ring ring.vrk" : "") +
+            (ring && verb != "list" && verb != "show" && arguments.find("--history") == std::string::npos
+                 ? " --history none"
+                 : "") +
+            (takesPort ? port : "") + arguments.substr(verb.size()) +
+            (meanwhile.empty() ? "" : " & tool=$!; " + meanwhile + "; wait $tool");
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(folder / "out"), readText(folder / "err")};
     }

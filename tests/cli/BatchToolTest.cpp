@@ -79,7 +79,8 @@ TEST_F(BatchTool, WhyAPortCantBeUsedIsToldOnce) {
 TEST_F(BatchTool, TwoToolsUseTwoPortsAtOnceAndAThirdIsToldWhoHasIt) {
     service("[[port.fault]]\ncall = \"send\"\ndelay_ms = 300\n[[port]]\nname = \"COM2\"\nmemory = \"COM2.nvmem\"\n"
             "initial = \"phone.nvmem\"\n");
-    const std::string again = CALVANE_BATCH " read --service Tessra.toml --ring ring.vrk --ids 10 --port ";
+    const std::string again =
+        CALVANE_BATCH " read --history none --service Tessra.toml --ring ring.vrk --ids 10 --port ";
     const Outcome slow = run("read --ids 10,20,30", " --port COM1",
                              "echo $tool >pid; while kill -0 $tool && ! [ -e COM1.nvmem.lock ]; do :; done; " + again +
                                  "COM1 2>refused; echo $? >>refused; " + again + "COM2 >other");
@@ -202,9 +203,9 @@ TEST_F(BatchTool, WrongUsageNamesTheWordAndTheNearestOne) {
 TEST_F(BatchTool, TheShellCompletesVerbsOptionsAndFiles) {
     write("complete", CALVANE_PAGES R"( bash >script && bash -n script && . ./script
         try() { COMP_WORDS=(calvane-batch "$@"); COMP_CWORD=$#; _calvane_batch; echo "${COMPREPLY[@]}"; }
-        try re; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js)");
+        try re; try hist; try history re; try history restore --bef; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js)");
     EXPECT_EQ(std::system(("cd '" + folder.path.string() + "' && bash complete >out").c_str()), 0);
-    EXPECT_EQ(readText(folder / "out"), "read reset\n--json\n--changed-only-names\nring.vrk\n\n\n");
+    EXPECT_EQ(readText(folder / "out"), "read reset\nhistory\nrestore\n--before\n--json\n--changed-only-names\nring.vrk\n\n\n");
 }
 
 TEST_F(BatchTool, APageForManIsTheHelp) {

@@ -13,7 +13,7 @@ protected:
             "cd '" + folder.path.string() + "' || exit 99; rm -f terminal; mkfifo terminal; " CALVANE_SIMULATOR " " +
             simulator + " --link phone >terminal & simulator=$!; cd '" + folder.path.string() +
             "'; read -r device <terminal; " CALVANE_BATCH " " + arguments +
-            " --service Line.toml --ring ring.vrk --port COM1 >out 2>err; status=$?; kill $simulator; "
+            " --service Line.toml --ring ring.vrk --history none --port COM1 >out 2>err; status=$?; kill $simulator; "
             "wait $simulator; exit $status";
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(folder / "out"), readText(folder / "err")};
@@ -55,9 +55,10 @@ TEST_F(BatchTrace, AFileThatCantBeWrittenIsTold) {
     EXPECT_EQ(refused.err,
               "calvane-batch: Can't write 'none/t.trc': No such file or directory. Nothing was sent to a phone.\n");
     EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem"));
-    const std::string line = "( ulimit -f 1; cd '" + folder.path.string() +
-                             "'; " CALVANE_BATCH
-                             " read --service Tessra.toml --ring ring.vrk --port COM1 --trace t.trc >out 2>err )";
+    const std::string line =
+        "( ulimit -f 1; cd '" + folder.path.string() +
+        "'; " CALVANE_BATCH
+        " read --history none --service Tessra.toml --ring ring.vrk --port COM1 --trace t.trc >out 2>err )";
     const int status = std::system(line.c_str());
     EXPECT_EQ(WEXITSTATUS(status), 6);
     EXPECT_EQ(readText(folder / "err"),

@@ -109,10 +109,14 @@ std::vector<Session> History::sessionsOf(const SessionQuery& query) {
     }
     constexpr std::size_t kMost = 1'000'000;
     parameters.emplace_back(static_cast<std::int64_t>(std::min(query.limit, kMost)));
+    // No index has the ports: to go through all sessions as they lie there is quicker than to fetch them by their
+    // times.
+    const bool isPortAlone = query.port && !query.phone && !query.since;
+    const std::string order = isPortAlone ? " ORDER BY s.begun + 0" : " ORDER BY s.begun";
+    const std::string sql =
+        kSessions + conditions + order + " DESC, s.id DESC LIMIT ?" + std::to_string(parameters.size());
     std::vector<Session> sessions;
-    for (const Row& row : database_->run(kSessions + conditions + " ORDER BY s.begun DESC, s.id DESC LIMIT ?" +
-                                             std::to_string(parameters.size()),
-                                         parameters)) {
+    for (const Row& row : database_->run(sql, parameters)) {
         sessions.push_back(sessionOf(row));
     }
     return sessions;
@@ -159,6 +163,17 @@ std::vector<ValueOfPhone> History::overPhones(std::uint16_t number) {
         values.push_back({.phone = numberIn(row.at(0)),
                           .since = timeOf(numberIn(row.at(1))),
                           .data = itemDataIn(row.at(2)).value_or(ItemData{})});
+    }
+    return values;
+}
+
+std::map<std::uint16_t, ItemData> History::valuesBefore(std::int64_t phone, Time when) {
+    std::map<std::uint16_t, ItemData> values;
+    // In the order of time: the last one of an item stays.
+    for (const Row& row : database_->run("SELECT o.item, c.bytes FROM over_time o JOIN content c ON c.id = o.content "
+                                         "WHERE o.phone = ?1 AND o.since < ?2 ORDER BY o.item, o.since",
+                                         {phone, msOf(when)})) {
+        values[static_cast<std::uint16_t>(numberIn(row.at(0)))] = itemDataIn(row.at(1)).value_or(ItemData{});
     }
     return values;
 }

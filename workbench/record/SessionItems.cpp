@@ -38,7 +38,9 @@ SessionSet itemsOf(std::span<const SessionItem> items, Which which, Calvane& cat
             item.setRawData(*value);
             set.items.push_back(std::move(item));
         } else {
-            set.left.push_back({recorded->number, item.getName(), "no value was known"});
+            const bool isNone = recorded->state == ItemState::kNoValue;
+            set.left.push_back(
+                {recorded->number, item.getName(), isNone ? "the phone had no value" : "no value was known"});
         }
     }
     return set;

@@ -24,7 +24,7 @@ std::optional<ItemData> valueOf(const SessionItem& item, Which which);
 struct LeftBehind {
     std::uint16_t number = 0;
     std::string name;
-    std::string reason; ///< "read-only", "not in the ring", "no value was known", "set to the time of the write"
+    std::string reason; ///< "read-only", "not in the ring", "no value was known", "the phone had no value", ...
 };
 
 struct SessionSet {

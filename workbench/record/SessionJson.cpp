@@ -141,7 +141,10 @@ Json parsed(const std::string& text, const std::string& source) {
         return true;
     };
     Json json = Json::parse(text, keep, false);
-    const Member document(json.is_discarded() ? Json() : json, source);
+    if (json.is_discarded()) {
+        json = nullptr;
+    }
+    const Member document(json, source);
     if (document.has("schema") && document.number("schema") > workbench::kResultSchema) {
         document.refuse("its schema is " + std::to_string(document.number("schema")) +
                         ", and this program knows none above " + std::to_string(workbench::kResultSchema));

@@ -53,24 +53,29 @@ ShownStore openShown(const HistorySettings& settings) {
                      failure.what();
         }
     }
-    requireFile(settings.file, remark.empty() ? "nothing has been recorded yet"
-                                              : remark + "\nNothing has been recorded on this computer yet.");
+    requireFile(settings.file, (remark.empty() ? "" : remark + "\n") + "nothing has been recorded yet: there is no '" +
+                                   settings.file.string() + "'");
     ShownStore shown = openFile(settings.file);
     shown.remark = std::move(remark);
     return shown;
 }
 
-ShownStore openShownAt(const std::string& place) {
-    if (place.find("://") != std::string::npos) {
+ShownStore openShownAt(const std::string& place, bool mayMake) {
+    if (isUrl(place)) {
         checkSharedUrl(place);
         return openServer(place);
     }
-    requireFile(place, "there is no record at '" + place + "'");
+    if (!mayMake) {
+        requireFile(place, "there is no record at '" + place + "'");
+    }
     return openFile(place);
 }
 
-std::unique_ptr<Store> openOwn(const HistorySettings& settings) {
-    return openFile(settings.file).store;
+ShownStore openOwn(const HistorySettings& settings) {
+    ShownStore shown;
+    shown.place = settings.file.string();
+    shown.store = openLocalStore(settings.file, shown.remark);
+    return shown;
 }
 
 } // namespace record

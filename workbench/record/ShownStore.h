@@ -20,11 +20,11 @@ struct ShownStore {
 /// remark says then. Waits a few seconds for a server. Throws a DatabaseError where neither can be opened, and where
 /// nothing has been recorded yet.
 ShownStore openShown(const HistorySettings& settings);
-/// The store at `place`, a file that is there or "postgresql://...". Throws a DatabaseError, or std::runtime_error for
-/// a url that is none.
-ShownStore openShownAt(const std::string& place);
-
-/// The store of this computer, which is made where there is none.
-std::unique_ptr<Store> openOwn(const HistorySettings& settings);
+/// The store at `place`, a file that is there, or may be made, or "postgresql://...". Throws a DatabaseError, or
+/// std::runtime_error for a url that is none.
+ShownStore openShownAt(const std::string& place, bool mayMake = false);
+/// The store of this computer, to be changed; made where there is none, or where it is damaged, which the remark says
+/// then.
+ShownStore openOwn(const HistorySettings& settings);
 
 } // namespace record

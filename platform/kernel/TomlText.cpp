@@ -1,14 +1,13 @@
-#include "tessra/host/ConfigBounds.h"
+#include "platform/kernel/TomlText.h"
 
 #include "platform/kernel/Text.h"
-#include "tessra/simulator/ConfigError.h"
 
 #include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
-namespace tessra {
+namespace kernel {
 namespace {
 
 constexpr std::size_t kMaxLineBytes = 4096;
@@ -62,7 +61,7 @@ private:
         rest_.remove_prefix(1);
         if (character == '\n') {
             endLine();
-        } else if (!kernel::isWhiteSpace(character)) {
+        } else if (!isWhiteSpace(character)) {
             count(character);
             atLineStart_ = false;
             if (!isAscii(character)) {
@@ -141,22 +140,35 @@ private:
 
 } // namespace
 
-void requireModestText(const std::filesystem::path& file, std::string_view text) {
+std::optional<TomlFault> findTomlFault(std::string_view text) {
     std::size_t line = 1;
     for (std::size_t at = 0; at < text.size(); ++line) {
         const std::size_t end = std::min(text.find('\n', at), text.size());
         if (end - at > kMaxLineBytes) {
-            throw ConfigError(file, line, "the line is longer than " + std::to_string(kMaxLineBytes) + " characters");
+            return TomlFault{line, "the line is longer than " + std::to_string(kMaxLineBytes) + " characters"};
         }
-        if (text.size() > kMaxConfigBytes && end >= kMaxConfigBytes) {
-            throw ConfigError(file, line, "the file is longer than " + std::to_string(kMaxConfigBytes) + " bytes");
+        if (text.size() > kMaxTomlBytes && end >= kMaxTomlBytes) {
+            return TomlFault{line, "the file is longer than " + std::to_string(kMaxTomlBytes) + " bytes"};
         }
         at = end + 1;
     }
     TextWalk walk(text);
-    if (const std::string fault = walk.findFault(); !fault.empty()) {
-        throw ConfigError(file, walk.line(), fault);
-    }
+    const std::string fault = walk.findFault();
+    return fault.empty() ? std::nullopt : std::optional(TomlFault{walk.line(), fault});
 }
 
-} // namespace tessra
+std::string quotedToml(std::string_view text) {
+    std::string toml = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7F) {
+            toml += "\\u" + hexDigits(byte, 4);
+            continue;
+        }
+        toml += c == '"' || c == '\\' ? "\\" : "";
+        toml += c;
+    }
+    return toml + '"';
+}
+
+} // namespace kernel

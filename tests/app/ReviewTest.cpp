@@ -4,6 +4,8 @@
 #include "app/frame/StatusPane.h"
 #include "app/review/ReviewDialog.h"
 #include "tests/app/WindowFixture.h"
+#include "workbench/record/Database.h"
+#include "workbench/record/Recorder.h"
 
 #include <QComboBox>
 #include <QInputDialog>
@@ -434,6 +436,38 @@ TEST_F(Review, ResetAndOfflineGoToThePortThatIsShown) {
     EXPECT_EQ(modeChanges("COM1"), 1u);
     EXPECT_EQ(modeChanges("COM2"), 1u);
     EXPECT_TRUE(QTest::qWaitFor([&] { return pane(104) == "Sample 0000000002"; }, 30000));
+}
+
+TEST_F(Review, AWriteIsRecordedOrTheUserAgrees) {
+    const std::string store = (folder / "History.sqlite").string();
+    record::Recorder recorder({.file = store});
+    app().setRecorder(&recorder);
+    startAndRead();
+    enter(0, "6");
+    {
+        const auto other = record::openSqlite(store);
+        const record::Transaction held(*other);
+        review(CommandId::kWriteChangedToPhone, {pressWriteAndAnswer(QMessageBox::Cancel)});
+        EXPECT_EQ(question, "This write is not recorded: '" + store +
+                                "' has not taken it within half a second.\nWrite without a record of it?");
+        EXPECT_EQ(numbersWritten(), Numbers());
+    }
+    review(CommandId::kWriteChangedToPhone, {pressWrite});
+    whenAsked([](QWidget* dialog) {
+        dialog->findChild<QComboBox*>("history_keep")->setCurrentText("For 1 year");
+        QTest::keyClick(dialog, Qt::Key_Return);
+    });
+    run(CommandId::kHistorySettings);
+    EXPECT_EQ(readText(folder / "Calvane.toml"), "[history]\nkeep = \"1y\"\n");
+    app().end();
+    EXPECT_TRUE(recorder.flush(std::chrono::seconds(30)));
+    std::string found;
+    for (const record::Row& row :
+         record::openSqlite(store)->run("SELECT kind * 10 + state, items, asked FROM session ORDER BY id")) {
+        found += std::to_string(std::get<std::int64_t>(row.at(0))) + " " +
+                 std::to_string(std::get<std::int64_t>(row.at(1))) + " " + std::get<std::string>(row.at(2)) + "\n";
+    }
+    EXPECT_EQ(found, "1 4 read: all supported items\n13 2 write: the changed items\n11 2 write: the changed items\n");
 }
 
 } // namespace

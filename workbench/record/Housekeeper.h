@@ -31,14 +31,15 @@ public:
     void postpone();
 
 private:
+    static constexpr std::chrono::seconds kShortestPause{5};
+    static constexpr std::chrono::seconds kLongestPause{600};
+
     void prune(const HistorySettings& settings);
 
     bool hasPruned_ = false;
     std::chrono::seconds pause_{};
-    std::chrono::steady_clock::time_point nextTry_ = std::chrono::steady_clock::now() + kLongestPause;
-
-    static constexpr std::chrono::seconds kShortestPause{5};
-    static constexpr std::chrono::seconds kLongestPause{600};
+    /// The first one not at once: a program may begin with a write.
+    std::chrono::steady_clock::time_point nextTry_ = std::chrono::steady_clock::now() + kShortestPause;
 };
 
 } // namespace record

@@ -39,7 +39,7 @@ struct Recorder::Impl {
     bool push(std::size_t items, Work work);
     void record();
     void takeInterrupted(SessionWriter& writer);
-    void carryOut(Task task, SessionWriter& writer);
+    void carryOut(const Task& task, SessionWriter& writer);
     void keepHouse();
     void hasEnded(const std::string& uuid);
     void lose(const std::string& text);
@@ -54,7 +54,7 @@ struct Recorder::Impl {
     bool isEnding = false;
     bool recorderEnded = false;
     bool keeperEnded = false;
-    bool isForKeeper = true;        ///< it has not looked since something ended
+    bool isForKeeper = false;       ///< it has not looked since something ended
     std::set<std::string> underWay; ///< the writes that have begun and not ended
     std::set<std::string> holed;    ///< those of which something was dropped
     std::vector<std::string> losses;
@@ -114,12 +114,13 @@ void Recorder::Impl::record() {
             changed.wait(lock);
             continue;
         }
-        Task task = std::move(tasks.front());
+        std::optional<Task> task(std::move(tasks.front()));
         tasks.pop_front();
         isRecording = true;
         lock.unlock();
-        const std::size_t items = task.items;
-        carryOut(std::move(task), writer);
+        const std::size_t items = task->items;
+        carryOut(*task, writer);
+        task.reset(); // with the values that it holds
         lock.lock();
         waitingItems -= items;
         isRecording = false;
@@ -140,7 +141,7 @@ void Recorder::Impl::takeInterrupted(SessionWriter& writer) {
     }
 }
 
-void Recorder::Impl::carryOut(Task task, SessionWriter& writer) {
+void Recorder::Impl::carryOut(const Task& task, SessionWriter& writer) {
     try {
         task.work(writer);
     } catch (const std::exception& failure) {
@@ -234,8 +235,8 @@ std::string Recorder::begin(const Session& session, std::vector<SessionItem> ite
     const auto reason = std::make_shared<std::promise<std::string>>();
     std::future<std::string> answer = reason->get_future();
     const std::size_t count = items.size();
-    if (!impl_->push(count, [session, items = std::move(items), reason](SessionWriter& writer) mutable {
-            reason->set_value(writer.begin(std::move(session), std::move(items)));
+    if (!impl_->push(count, [session, items = std::move(items), reason](SessionWriter& writer) {
+            reason->set_value(writer.begin(session, items));
         })) {
         impl_->hasEnded(session.uuid);
         return kTooFarBehind;

@@ -19,7 +19,7 @@ inline constexpr std::chrono::milliseconds kLongestBegin{500};
 /// How long a recorder that ends waits for its store, and for the shared one.
 inline constexpr std::chrono::seconds kLongestEnd{2};
 /// So many items may wait for the store: two reads of all numbers that there are, some 60 megabytes.
-inline constexpr std::size_t kMostWaiting = 2 * 65536;
+inline constexpr std::size_t kMostWaiting = std::size_t{2} * 65536;
 
 /// Records sessions beside the work: a thread of its own writes to this computer's store. Another one hands over to the
 /// shared store what has ended, and removes what is older than the settings say, while this recorder has no write

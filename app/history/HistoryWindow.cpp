@@ -289,7 +289,7 @@ void HistoryWindow::askItems() {
             const bool isRead = session.kind == record::SessionKind::kRead;
             const auto known = isRead ? link.history().valuesBefore(phone, session.begun)
                                       : std::map<std::uint16_t, record::ItemData>();
-            return shownItems(link.history().items(session.uuid), known, link.catalog());
+            return shownItems(link.itemsOf(session), known, link.catalog());
         },
         [this, uuid = session()->uuid](std::vector<ShownItem> items) {
             if (session() != nullptr && session()->uuid == uuid) {

@@ -22,7 +22,7 @@ std::string labelOf(const record::Session& session) {
 
 /// The values of a session as a side of a comparison.
 std::shared_ptr<const workbench::ItemSet> setOf(const record::Session& session, record::Which which, StoreLink& link) {
-    record::SessionSet set = record::itemsOf(link.history().items(session.uuid), which, link.catalog());
+    record::SessionSet set = record::itemsOf(link.itemsOf(session), which, link.catalog());
     const auto source = std::make_shared<const workbench::Source>(
         workbench::Source{workbench::PhoneSource{session.phone, session.port}, session.begun});
     std::string remark;
@@ -46,7 +46,7 @@ void HistoryWindow::askValues(std::function<void(SessionValues)> use) {
     desk_.ask(
         kChange,
         [session = *session(), which = which()](StoreLink& link) {
-            return SessionValues{session, record::itemsOf(link.history().items(session.uuid), which, link.catalog())};
+            return SessionValues{session, record::itemsOf(link.itemsOf(session), which, link.catalog())};
         },
         std::move(use));
 }
@@ -96,7 +96,7 @@ void HistoryWindow::restore() {
     desk_.ask(
         kChange,
         [session = *session(), which = which()](StoreLink& link) {
-            const auto items = link.history().items(session.uuid);
+            const auto items = link.itemsOf(session);
             return Restoration{session, which, record::restorationOf(items, which, link.catalog(), true),
                                record::restorationOf(items, which, link.catalog(), false)};
         },
@@ -124,7 +124,7 @@ void HistoryWindow::report() {
     desk_.ask(
         kChange,
         [session = *session(), file = *path, units = source_.units](StoreLink& link) {
-            writeReport(file, session, link.history().items(session.uuid), link.catalog(), units);
+            writeReport(file, session, link.itemsOf(session), link.catalog(), units);
             return file;
         },
         [this](const std::string& file) {

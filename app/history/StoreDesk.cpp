@@ -9,6 +9,16 @@ const record::ShownStore& StoreLink::opened() {
     return *opened_;
 }
 
+std::vector<record::SessionItem> StoreLink::itemsOf(const record::Session& session) {
+    auto items = history().items(session.uuid);
+    for (record::SessionItem& item : items) {
+        if (session.state == record::SessionState::kInterrupted && item.state == record::ItemState::kNotTried) {
+            item.state = record::ItemState::kNotKnown;
+        }
+    }
+    return items;
+}
+
 Calvane& StoreLink::catalog() {
     if (!catalog_) {
         catalog_ = std::make_unique<Calvane>();

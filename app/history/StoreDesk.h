@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 /// Where windows of the record find it, and what gives its bytes a meaning.
 struct HistorySource {
@@ -31,6 +32,9 @@ public:
     const record::ShownStore& opened();
     record::Store& store() { return *opened().store; }
     record::History history() { return record::History(store().database()); }
+    /// The items of the session. Of one whose program died nobody knows what became of those that it has not reported:
+    /// the one under way may be on the phone, and a power cut takes the last second of the record.
+    std::vector<record::SessionItem> itemsOf(const record::Session& session);
     /// Of a ring that can't be read to its end, what stands before the fault.
     Calvane& catalog();
     /// The next question opens the store anew.

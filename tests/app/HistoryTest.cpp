@@ -308,6 +308,20 @@ TEST_F(History, OneItemIsShownOverTimeAndOverAllPhones) {
     EXPECT_EQ(phones.size(), 22U);
 }
 
+TEST_F(History, OfAnInterruptedWriteOnlyWhatItReportedIsKnown) {
+    record::Session session = sessionOf(kWriteUuid, SessionKind::kWrite, 3, "0000000001");
+    session.state = SessionState::kInterrupted;
+    const SessionItem reported{.number = 10, .state = ItemState::kVerified, .before = bytes({1}), .after = bytes({2})};
+    const SessionItem silent{.number = 20, .before = bytes({1}), .wanted = bytes({2})};
+    store()->add(session, std::vector{reported, silent});
+    start();
+    showWrite();
+    EXPECT_EQ(rows("history_items"), (Texts{"10|NV_ZETA|1, 0|2, 0|verified", "20|NV_ALPHA|1||not known"}));
+    click("history_open");
+    ASSERT_TRUE(isIdle());
+    EXPECT_EQ(numbersOf(doc().nvItems()), std::vector{10});
+}
+
 TEST_F(History, ASessionThatIsNotThereIsTold) {
     makeStore();
     start();

@@ -1,4 +1,5 @@
 #include "cli/CommandText.h"
+#include "cli/FailureLog.h"
 #include "cli/Run.h"
 #include "cli/RunTrace.h"
 #include "cli/Verbs.h"
@@ -23,10 +24,9 @@ void makeOwnPorts(bool needsPhone, const std::filesystem::path& path) {
     }
 }
 
-/// The service's ports as its file describes them, or the one of a device that was named. A file that can't be used is
-/// reported, and the program goes on without ports, since the failures that follow say more of a port than silence
-/// does.
-tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& status) {
+/// The service's ports as its file describes them, or the one of a device that was named. The port of the arguments is
+/// among them: the service's own words for another one are those for a fault of its own.
+tessra::ServiceConfig configuredPorts(const Arguments& arguments) {
     tessra::ServiceConfig config;
     if (!arguments.devicePath.empty()) {
         tessra::PortConfig& port = config.ports.emplace_back();
@@ -35,46 +35,69 @@ tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& st
         port.line = {.device = arguments.devicePath, .baud = arguments.baud};
         return config;
     }
-    try {
-        return tessra::loadServiceConfig(arguments.servicePath);
-    } catch (const tessra::ConfigError& error) {
-        tellFailure(error.message() + "\nGoing on without ports.");
-        status = ExitStatus::kFile;
-        return {};
+    config = failingWith(ExitStatus::kFile, [&] { return tessra::loadServiceConfig(arguments.servicePath); });
+    const std::string& comPort = arguments.comPort;
+    if (!comPort.empty() && std::ranges::find(config.ports, comPort, &tessra::PortConfig::name) == config.ports.end()) {
+        std::string known;
+        for (const tessra::PortConfig& port : config.ports) {
+            known += (known.empty() ? "" : ", ") + port.name;
+        }
+        throw BatchFailure(ExitStatus::kNoPhone, comPort + " is no port of " + quoted(arguments.servicePath) +
+                                                     ", which has " + (known.empty() ? "none" : known) + ".");
     }
+    return config;
 }
 
-/// Says that the port has no phone, if so: the failures of a connect do not say it. They do say why a port can't be
-/// used, and then that is all of it. Answers whether it has a phone. Looks at no other port, which others may be using.
-bool explainPort(Calvane& catalog, const Arguments& arguments) {
+/// Where a run that ended so has done so because its port has no phone: what helps, which is nothing where it was told
+/// why the port can't be used. Looks at no other port, which others may be using.
+std::optional<std::string> helpWithoutPhone(Calvane& catalog, const Arguments& arguments, ExitStatus status) {
+    const bool mayLackPhone =
+        status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
     const std::string& comPort = arguments.comPort;
+    if (!mayLackPhone || comPort.empty()) {
+        return std::nullopt;
+    }
     try {
         TessraServer& session = *catalog.getTessraServer();
         if (session.connect(comPort, 0)) {
-            return true;
+            return std::nullopt;
         }
-        if (workbench::portReason(session, comPort).empty()) {
-            std::cerr << "No phone is present on " << comPort
-                      << (arguments.devicePath.empty() ? ". `calvane-batch ports` tells where there are some.\n"
-                                                       : ". Is it the right speed, and is the phone on?\n");
-        }
-        return false;
+        return !workbench::portReason(session, comPort).empty() ? ""
+               : arguments.devicePath.empty()                   ? "`calvane-batch ports` tells where phones are."
+                                                                : "Is it the right speed, and is the phone on?";
     } catch (const std::exception&) {
-        return true; // it was an explanation; the failure itself has been told
+        return std::nullopt; // it was to explain a failure, which is told
     }
 }
 
-/// Whether a port without a phone may be why it ended so.
-bool mayLackPhone(ExitStatus status) {
-    return status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
+/// Runs the verb. A failure is told with what helps, one of a port without a phone as such.
+ExitStatus runVerb(ExitStatus (*verb)(Calvane&, const Arguments&), Calvane& catalog, const Arguments& arguments) {
+    try {
+        const ExitStatus status = verb(catalog, arguments);
+        const auto help = helpWithoutPhone(catalog, arguments, status);
+        if (help && !help->empty()) {
+            std::cerr << "No phone is present on " + arguments.comPort + ". " + *help + "\n";
+        }
+        return help ? worse(status, ExitStatus::kNoPhone) : status;
+    } catch (const std::exception& failure) {
+        const ExitStatus status = statusOf(failure);
+        const auto help = helpWithoutPhone(catalog, arguments, status);
+        tellFailure(textOf(failure, arguments.comPort) + "\n" + help.value_or(""));
+        return help && status == ExitStatus::kOtherFailure ? ExitStatus::kNoPhone : status;
+    }
 }
 
-/// A simulated phone is always there, unless its memory can't be used. Why has been told then.
+/// A simulated phone is always there, unless its memory can't be used, which is told.
 ExitStatus memoryStatus(Calvane& catalog, const tessra::ServiceConfig& config) {
-    const bool allUsable = std::ranges::all_of(config.ports, [&](const tessra::PortConfig& port) {
-        return !port.line.device.empty() || workbench::portReason(*catalog.getTessraServer(), port.name).empty();
-    });
-    return allUsable ? ExitStatus::kDone : ExitStatus::kFile;
+    ExitStatus status = ExitStatus::kDone;
+    for (const tessra::PortConfig& port : config.ports) {
+        const bool isSimulated = port.line.device.empty();
+        if (isSimulated && !workbench::portReason(*catalog.getTessraServer(), port.name).empty()) {
+            tellFailure(workbench::noPhoneText(*catalog.getTessraServer(), port.name));
+            status = ExitStatus::kFile;
+        }
+    }
+    return status;
 }
 
 struct VerbEntry {
@@ -134,6 +157,16 @@ workbench::ItemList takeList(Arguments& arguments) {
     return list;
 }
 
+/// Loads the ring. A failure names its file, also where the catalog's own words are of a line in it.
+void loadRing(Calvane& catalog, const std::string& path) {
+    try {
+        catalog.loadDecoderRingFile(path);
+    } catch (const kernel::MessageException& failure) {
+        const bool isNamed = failure.message().find(path) != std::string::npos;
+        throw BatchFailure(ExitStatus::kFile, (isNamed ? "" : quoted(path) + ": ") + failure.message());
+    }
+}
+
 /// Tells where the list and the decoder ring have other names for an item: one of them may be meant for another phone.
 void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::string& path) {
     if (list.entries.empty()) {
@@ -151,7 +184,6 @@ ExitStatus runBatch(const Arguments& given) {
         return printDevices(given);
     }
     const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
-    ExitStatus status = ExitStatus::kDone;
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
@@ -159,28 +191,27 @@ ExitStatus runBatch(const Arguments& given) {
     findPorts(arguments);
     // A verb that names no port, as a dry run may do, needs none.
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
-    const auto config = isHost ? configuredPorts(arguments, status) : tessra::ServiceConfig();
+    const FailureLog log(*arguments.run, arguments.isVerbose);
+    const auto config = isHost ? configuredPorts(arguments) : tessra::ServiceConfig();
     const RunTrace trace(arguments.tracePath);
     if (isHost) {
         service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());
     }
     Calvane catalog;
+    ExitStatus status = ExitStatus::kDone;
     try {
         if (verb.needsRing) {
-            failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
+            loadRing(catalog, arguments.ringPath);
             arguments.run->useRing(arguments.ringPath, catalog);
             tellNames(list, catalog, arguments.listPath);
         }
-        status = worse(status, verb.run(catalog, arguments));
+        status = runVerb(verb.run, catalog, arguments);
         if (arguments.verb == Arguments::Verb::kPorts) {
             status = worse(status, memoryStatus(catalog, config));
         }
         flushOutput();
     } catch (const std::exception& error) {
         status = worse(status, report(error, arguments.comPort));
-    }
-    if (mayLackPhone(status) && !arguments.comPort.empty() && !explainPort(catalog, arguments)) {
-        status = worse(status, ExitStatus::kNoPhone);
     }
     return worse(status, trace.status());
 }

@@ -155,12 +155,27 @@ TEST_F(BatchLine, EventsAreLinesAndALogIsNoConditionOfTheRun) {
     }
     service("[[port.fault]]\ncall = \"send\"\nitem = 10\ndelay_ms = 300\n");
     outputOf("mkfifo '" + (folder / "gone").string() + "'");
+    expectRun("set 30 8 --quiet --report gone", 6, "calvane-batch: Can't write 'gone': nobody reads it\n");
     const Outcome outcome = run("read --text t --quiet --log gone", " --port COM1", "head -n 1 gone >line");
     EXPECT_EQ(outcome.status, 0) << "the reader has left";
     EXPECT_EQ(outcome.err, "calvane-batch: The log 'gone' lacks what came last: Broken pipe\n");
     service("");
     EXPECT_EQ(run("diff COM1 items.json --ids 30 --quiet --color always").out.substr(0, 8), "\x1B[31m---");
     EXPECT_EQ(run("read --progress some").status, 2);
+}
+
+TEST_F(BatchLine, ASignalEndsItAlsoWhereNobodyTakesWhatItTells) {
+    twoPorts("", "");
+    for (const std::string ports : {"COM1", "COM1,COM2"}) {
+        const std::string script =
+            "cd '" + folder.path.string() +
+            "'; rm -f full log; mkfifo full; exec 3<>full; timeout -s KILL 20 " CALVANE_BATCH
+            " read --service Tessra.toml --ring ring.vrk --raw --json 'raw-{port}' --log log --progress json --port " +
+            ports +
+            " 2>full & tool=$!; size=-1; for i in $(seq 100); do sleep 0.1; now=$(wc -c <log); [ $now -gt 60000 ] && "
+            "[ $now = $size ] && break; size=$now; done; kill -TERM $tool; wait $tool; echo $?";
+        EXPECT_EQ(outputOf(script), "143\n") << ports;
+    }
 }
 
 TEST_F(BatchLine, ATerminalHasColoursAndOneBarForAllPorts) {
@@ -231,7 +246,8 @@ TEST_F(BatchLine, SeveralPortsEachHaveTheirOwnEnd) {
 }
 
 TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
-    twoPorts(kTwoSeconds, kTwoSeconds);
+    const std::string incomplete = kTwoSeconds + "[[port.fault]]\ncall = \"send\"\nitem = 20\nnv_status = 4\n";
+    twoPorts(incomplete, incomplete);
     const std::string whenBoth = whenLogged("\"id\":30,", 2);
     const std::string arguments = "read --port COM1,COM2 --json 'j-{port}' --report 'r-{port}' --log log";
     const Outcome crashed = run(arguments, "", whenBoth + "kill -ABRT $(pgrep -n -P $tool)");
@@ -240,7 +256,7 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
                                "is not known: read the phone before you rely on it.\n"),
               std::string::npos)
         << crashed.err;
-    EXPECT_EQ(json("r-COM1", "report").value("exitStatus", 0) + json("r-COM2", "report").value("exitStatus", 0), 1);
+    EXPECT_EQ(json("r-COM1", "report").value("exitStatus", 0) + json("r-COM2", "report").value("exitStatus", 0), 1 + 9);
     EXPECT_NE(std::filesystem::exists(folder / "j-COM1"), std::filesystem::exists(folder / "j-COM2"));
 
     write("log", "");
@@ -248,7 +264,7 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
     EXPECT_EQ(ended.status, 143) << ended.err;
     for (const std::string port : {"COM1", "COM2"}) {
         EXPECT_NE(ended.err.find(port + ": calvane-batch: Interrupted. "), std::string::npos) << ended.err;
-        EXPECT_EQ(results(json("r-" + port, "report")), "10 read, 20 read, 30 read, 40 not_tried");
+        EXPECT_EQ(results(json("r-" + port, "report")), "10 read, 20 failed, 30 read, 40 not_tried");
         std::filesystem::remove(folder / ("r-" + port));
     }
     write("log", "");
@@ -318,6 +334,7 @@ TEST(ChildProcesses, LinesOfAnyLengthAreTakenAndWhoHangsIsKilled) {
                            {"sh", "-c", "head -c 300000 /dev/zero | tr '\\0' x; read x || echo; echo end >&2; exit 3"}),
             0);
         EXPECT_EQ(children.start("/bin/sh", {"sh", "-c", "trap '' INT; echo ready; exec sleep 1000"}), 0);
+        EXPECT_EQ(children.start("/bin/grep", {"grep", "SigBlk", "/proc/self/status"}), 0);
         children.wait(
             [&](std::size_t child, ChildProcesses::Output output, const std::string& line) {
                 taken += std::to_string(child) + (output == ChildProcesses::kError ? "e" : "o") +
@@ -329,6 +346,7 @@ TEST(ChildProcesses, LinesOfAnyLengthAreTakenAndWhoHangsIsKilled) {
         EXPECT_EQ(WTERMSIG(children.statusOf(2)), SIGKILL);
     }
     EXPECT_NE(taken.find("2oready "), std::string::npos) << taken.substr(0, 1000);
+    EXPECT_NE(taken.find("3oSigBlk:\t0000000000004003 "), std::string::npos) << "HUP, INT and TERM wait for main()";
     EXPECT_LT(::waitpid(-1, nullptr, WNOHANG), 0) << "a child is left";
 }
 

@@ -181,6 +181,7 @@ void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::str
 
 ExitStatus runBatch(const Arguments& given) {
     if (given.allDevices) {
+        const FailureLog log(*given.run, given.isVerbose);
         return printDevices(given);
     }
     const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];

@@ -22,6 +22,9 @@ nlohmann::ordered_json jsonOf(const SerialDevice& device) {
                                  {"by_id", shownText(device.byId.filename().string())},
                                  {"product", shownText(device.product)},
                                  {"state", devices::stateName(device.state)}};
+    if (device.state == DeviceState::kFree) {
+        entry["all_processes_seen"] = devices::isSurelyFree(device);
+    }
     if (device.state == DeviceState::kInUse) {
         entry["process"] = device.user.process;
         entry["program"] = device.user.program;

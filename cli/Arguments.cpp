@@ -105,6 +105,8 @@ void requirePort(Arguments& arguments) {
     using Verb = Arguments::Verb;
     if (!arguments.devicePath.empty()) {
         arguments.comPort = arguments.devicePath;
+    } else if (!arguments.probedDevice.empty()) {
+        arguments.comPort = arguments.probedDevice; // in reports and logs
     }
     const bool isWrite = arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite;
     if (isWrite && arguments.comPort.empty() && !arguments.isDryRun) {

@@ -5,6 +5,7 @@
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/Trace.h"
 #include "tessra/host/ServiceHost.h"
 #include "workbench/ItemListFile.h"
 #include "workbench/PortReason.h"
@@ -167,6 +168,17 @@ void loadRing(Calvane& catalog, const std::string& path) {
     }
 }
 
+/// The report of a verb that needs no ring names the one in use all the same, where it can be loaded.
+void nameRing(const Arguments& arguments) {
+    try {
+        Calvane catalog;
+        catalog.loadDecoderRingFile(arguments.ringPath);
+        arguments.run->useRing(arguments.ringPath, catalog);
+    } catch (const kernel::MessageException& failure) {
+        kernel::logError(failure.message());
+    }
+}
+
 /// Tells where the list and the decoder ring have other names for an item: one of them may be meant for another phone.
 void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::string& path) {
     if (list.entries.empty()) {
@@ -180,11 +192,15 @@ void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::str
 } // namespace
 
 ExitStatus runBatch(const Arguments& given) {
+    const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
+    if (!verb.needsRing && !given.reportPath.empty()) {
+        const FailureLog log(*given.run, given.isVerbose);
+        nameRing(given);
+    }
     if (given.allDevices) {
         const FailureLog log(*given.run, given.isVerbose);
         return printDevices(given);
     }
-    const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;

@@ -1,4 +1,5 @@
 #include "cli/CommandText.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "platform/devices/DeviceSource.h"
 #include "platform/kernel/MessageException.h"
@@ -74,6 +75,7 @@ ExitStatus probe(const Arguments& arguments) {
     }
     const workbench::PhoneIdentity phone{result.phone->serialNumber, result.phone->model,
                                          result.phone->softwareVersion};
+    arguments.run->report().setPhone(phone);
     std::cout << name << ": " << shownText(workbench::fullName(phone)) << '\n';
     flushOutput();
     return ExitStatus::kDone;

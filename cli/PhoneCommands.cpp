@@ -109,7 +109,7 @@ ExitStatus readPhone(Calvane& catalog, const Arguments& arguments) {
     } catch (const std::exception& failure) {
         status = worse(status, ::report(failure));
     }
-    arguments.run->account(account, status);
+    arguments.run->account(account, gapsOf(report), status);
     return status;
 }
 

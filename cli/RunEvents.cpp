@@ -68,6 +68,12 @@ void RunEvents::item(const char* stage, std::size_t position, std::size_t count,
          false);
 }
 
+void RunEvents::result(const char* stage, const std::string& name, const Json& outcome) {
+    Json more{{"stage", stage}, {"name", workbench::utf8Text(name)}};
+    more.update(outcome);
+    tell("result", more, true);
+}
+
 void RunEvents::message(std::string_view line, bool isShown) {
     tell("message", {{"text", line}}, isShown);
 }

@@ -132,6 +132,20 @@ void addRows(Json& items, Json& totals, const workbench::WritePlan& plan, const 
 
 } // namespace
 
+Json outcomeJson(const workbench::ItemReading& reading) {
+    return {{"id", reading.number},
+            {"result", wordOf(reading.state)},
+            {"status", statusOf(reading.state, reading.status)},
+            {"milliseconds", milliseconds(reading.took)}};
+}
+
+Json outcomeJson(const workbench::WriteResult& result) {
+    return {{"id", result.number},
+            {"result", wordOf(result.state)},
+            {"status", statusOf(result)},
+            {"milliseconds", milliseconds(result.took)}};
+}
+
 void RunReport::setPlan(workbench::WritePlan plan, bool isDryRun) {
     plan_ = std::move(plan);
     isDryRun_ = isDryRun;

@@ -73,7 +73,7 @@ public:
             printPlan(std::cout, plan_);
             const ExitStatus status = unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
             arguments_.run->account(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_),
-                                    status);
+                                    unreadable_, status);
             return status;
         }
         return write();
@@ -178,10 +178,12 @@ private:
         options.offlineFirst = arguments_.offlineFirst;
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial;
+        options.wrote = [&run = *arguments_.run](const auto& result) { run.itemDone(result); };
         const auto report = writeWith(options);
         ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
         status = unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
-        arguments_.run->account(unreadable_ + accountOf(plan_, report), status);
+        arguments_.run->account(unreadable_ + accountOf(plan_, report), unreadable_ + failuresOf(plan_, report),
+                                status);
         return status;
     }
 

@@ -35,6 +35,9 @@ void readInto(ReadReport& report, const std::vector<std::size_t>& positions, Pho
             unconfirmed.clear();
         }
         if (reading.state != ReadState::kNotTried) {
+            if (control.wasRead) {
+                control.wasRead(reading);
+            }
             report.readings[position] = std::move(reading);
             unconfirmed.push_back(position);
         }

@@ -92,6 +92,11 @@ private:
     bool isStillThePhone();
     void forgetConfirmed();
     bool fail(const std::string& failure);
+    void tell(const WriteResult& result) const {
+        if (options_.wrote) {
+            options_.wrote(result);
+        }
+    }
 
     TessraServer& session_;
     const WritePlan& plan_;
@@ -153,6 +158,7 @@ void Run::writeRows() {
         const auto begin = std::chrono::steady_clock::now();
         writeRow(result);
         result.took += elapsedSince(begin);
+        tell(result);
         if (hasFailed_ || !contact_.isHeld()) {
             return;
         }
@@ -351,6 +357,7 @@ void Run::verifyAfterReset() {
         result.took += elapsedSince(begin);
         if (reading.state != ReadState::kNotTried) {
             judge(result, reading, wanted);
+            tell(result);
         }
     }
     report_.lacksResetCheck = !contact_.isHeld();
@@ -376,6 +383,7 @@ bool Run::isStillThePhone() {
     for (WriteResult* const result : unconfirmed_) {
         result->state = WriteState::kNotKnown;
         result->reason = contact_.failure();
+        tell(*result);
     }
     unconfirmed_.clear();
     return false;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -69,6 +70,9 @@ struct WriteOptions {
     /// The user has agreed to a phone that tells no serial number. After a silence it can't be told from another one:
     /// the write ends, and a retry needs the user's consent again.
     bool unknownPhoneAllowed = false;
+    /// Told what became of a row, and again where that turns out to be otherwise: after a reset, or because another
+    /// phone may have answered. On the thread of the write.
+    std::function<void(const WriteResult& result)> wrote = {};
 };
 
 /// Carries a plan out: item by item, each read back and compared in all its bytes. The phone is asked who it is before

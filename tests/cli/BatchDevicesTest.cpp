@@ -30,6 +30,9 @@ TEST_F(BatchDevices, AreListedWithoutBeingOpenedAndAskedByChoiceAlone) {
                                        {"state", "free"},
                                        {"all_processes_seen", free == "free"}}));
     EXPECT_EQ(phone.terminal.packets(), 0U);
+    ASSERT_EQ(run(all_ + " --probe devices/phone --report r").status, 0);
+    const auto report = nlohmann::json::parse(readText(folder / "r"));
+    EXPECT_EQ(report["port"].dump() + report["phone"]["serialNumber"].dump(), "\"devices/phone\"\"42\"");
 
     const struct {
         const char* device;

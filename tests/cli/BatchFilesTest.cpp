@@ -222,6 +222,7 @@ TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
         {"read --json Tessra.toml", "--json 'Tessra.toml' is the file of the service's ports, which is read"},
         {"read --text COM1.nvmem", "--text 'COM1.nvmem' is the memory of the phone on COM1, which is read"},
         {"read --mox phone.nvmem", "--mox 'phone.nvmem' is the initial memory of the phone on COM1, which is read"},
+        {"read --log -", "What is printed is standard output, as --log '-' is"},
         {"read --text - --json -", "--json '-' is standard output, as --text '-' is"},
         {"diff - /dev/stdin </dev/null", "the right side is the left side as well, which can be read once"},
         {"diff - - <ring.vrk", "the right side is the left side as well, which can be read once"},

@@ -118,6 +118,7 @@ TEST_F(BatchLine, AReportTellsEachItemWhateverTheEnd) {
         EXPECT_EQ(report.value("exitStatus", -1), row.status);
         EXPECT_EQ(readText(folder / "r").find("121212"), std::string::npos);
     }
+    EXPECT_TRUE(json("r", "report")["ring"].is_object()) << "also ports names the one in use";
     write("r", "an old one");
     EXPECT_EQ(run("read --report r --json r").status, 2);
     EXPECT_EQ(readText(folder / "r"), "an old one");
@@ -144,8 +145,10 @@ TEST_F(BatchLine, EventsAreLinesAndALogIsNoConditionOfTheRun) {
     EXPECT_EQ(run("set 30 1x --log log --quiet").err,
               "calvane-batch: '1x' for 'x' is no decimal number: a BYTE is from 0 to 255.\n");
     EXPECT_EQ(run("read --text t --log log --quiet").err, "");
-    EXPECT_EQ(events(readText(folder / "log")),
-              "start item item message end start message end start item item item item message end");
+    EXPECT_EQ(
+        events(readText(folder / "log")),
+        "start item result item result message end start message end start item result item result item result item "
+        "result message end");
     const std::pair<const char*, const char*> rows[] = {
         {"/nowhere/log",
          "calvane-batch: Can't write '/nowhere/log': No such file or directory. Going on without a log.\n"},

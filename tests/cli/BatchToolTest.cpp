@@ -32,6 +32,8 @@ TEST_F(BatchTool, ReadAsksAgainAndNamesWhatStaysMissing) {
               "decoder ring.\nFailed: 20: Command failed, reason other than NVM was full\n"
               "Missing: 30: Serial CRC error\nWrote 1 item to 'm'.\n");
     EXPECT_EQ(readText(folder / "t"), "NV_A\r\n-12, 1, \r\n\r\n") << "what came is kept";
+    expectRun("read --text t --quiet", 9,
+              "Failed: 20: Command failed, reason other than NVM was full\nMissing: 30: Serial CRC error\n");
     EXPECT_EQ(run("show m").err, "'m' holds 1 item.\n");
 }
 

@@ -151,7 +151,7 @@ void findPorts(Arguments& arguments) {
 workbench::ItemList takeList(Arguments& arguments) {
     workbench::ItemList list;
     if (!arguments.listPath.empty()) {
-        list = failingWith(ExitStatus::kFile, [&] { return workbench::readItemList(arguments.listPath); });
+        list = failingWith(ExitStatus::kFile, [&] { return workbench::loadItemList(arguments.listPath); });
         arguments.itemNumbers = list.numbers();
         arguments.singleNumbers = list.numbers();
     }

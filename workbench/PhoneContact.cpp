@@ -186,6 +186,7 @@ bool PhoneContact::compare(const PhoneIdentity& found, bool hasLeft) {
         phone_ = found;
         return true;
     }
+    otherPhone_ = found;
     return ended(End::kOtherPhone, found.isKnown() ? "Another phone answers on " + comPort_ + ": " + shortName(found) +
                                                          " instead of " + shortName(phone_) + "."
                                                    : "The phone on " + comPort_ +

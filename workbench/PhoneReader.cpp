@@ -51,6 +51,7 @@ void readInto(ReadReport& report, const std::vector<std::size_t>& positions, Pho
     report.phoneHeld = contact.isHeld();
     report.cancelled = report.cancelled || contact.end() == PhoneContact::End::kCancelled;
     report.otherPhone = contact.end() == PhoneContact::End::kOtherPhone;
+    report.other = contact.otherPhone();
     report.failure = contact.failure();
     report.failureStatus = contact.failureStatus();
 }

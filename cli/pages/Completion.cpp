@@ -26,6 +26,16 @@ bool takesFile(const Page::Entry& entry) {
     return entry.name.ends_with(" FILE");
 }
 
+/// The words of which an option takes one, with blanks between them: "bar json none". Empty where it takes any text.
+std::string choicesOf(const Page::Entry& entry) {
+    std::string choices = takesValue(entry) ? entry.name.substr(entry.name.find(' ') + 1) : "";
+    if (choices.find('|') == std::string::npos) {
+        return {};
+    }
+    std::ranges::replace(choices, '|', ' ');
+    return choices;
+}
+
 std::string optionsOf(const Page& page) {
     std::string options;
     eachOption(
@@ -66,15 +76,21 @@ std::string bashCompletion(const Page& program) {
     for (const Page& verb : program.verbs) {
         verbs += (verbs.empty() ? "" : " ") + verb.name;
         const std::string files = patterns(verb, takesFile);
-        const std::string values =
-            patterns(verb, [](const Page::Entry& entry) { return takesValue(entry) && !takesFile(entry); });
+        const std::string values = patterns(verb, [](const Page::Entry& entry) {
+            return takesValue(entry) && !takesFile(entry) && choicesOf(entry).empty();
+        });
+        std::string choices;
+        eachOption(verb, [&](const Page::Entry& entry, const std::string& option) {
+            const std::string words = choicesOf(entry);
+            choices += words.empty() ? "" : "        " + option + ") words=\"" + words + "\" choice=1 ;;\n";
+        });
         cases += "    " + verb.name + ")\n        words=\"" + optionsOf(verb) + "\"\n        case $previous in\n" +
                  (files.empty() ? "" : "        " + files + ") words= ;;\n") +
-                 (values.empty() ? "" : "        " + values + ") return ;;\n") + "        esac ;;\n";
+                 (values.empty() ? "" : "        " + values + ") return ;;\n") + choices + "        esac ;;\n";
     }
     return "# Completion of " + program.name + " for bash, made from its own --help.\n" + function +
            "() {\n"
-           "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} verb= word words\n"
+           "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} verb= word words choice=\n"
            "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
            "        [[ $word == -* ]] || { verb=$word; break; }\n"
            "    done\n"
@@ -84,7 +100,7 @@ std::string bashCompletion(const Page& program) {
            verbs + " " + optionsOf(program) + "\" ;;\n" + cases +
            "    *) return ;;\n"
            "    esac\n"
-           "    if [[ -z $verb || $current == -* ]]; then\n"
+           "    if [[ -z $verb || $choice || $current == -* ]]; then\n"
            "        mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
            "    else\n"
            "        compopt -o filenames 2>/dev/null\n"
@@ -102,7 +118,11 @@ std::string zshCompletion(const Page& program) {
         eachOption(page, [&](const Page::Entry& entry, const std::string& option) {
             const std::string value = takesValue(entry) ? ":" + entry.name.substr(entry.name.find(' ') + 1) + ":" : "";
             text += " \\\n            '" + option + "[" + shellText(entry.description, "[]\\") + "]" +
-                    shellText(value, "") + (takesFile(entry) ? "_files" : "") + "'";
+                    shellText(value, "") +
+                    (takesFile(entry)           ? "_files"
+                     : choicesOf(entry).empty() ? ""
+                                                : "(" + choicesOf(entry) + ")") +
+                    "'";
         });
         return text;
     };

@@ -288,7 +288,11 @@ TEST_F(BatchLine, ARawReadGoesOnWhereItEnded) {
               "Read 4 items from COM1 (Sample 0000000001); 3097 without a value, 0 failed, 0 lost, 0 not tried; 31 "
               "of them as in 'raw'.\n");
     EXPECT_EQ(json("raw", "raw-items")["items"].size(), 4U);
-    EXPECT_EQ(run("read --raw --resume raw --port COM2 --json other").status, 8) << "another phone";
+    expectRun(
+        "read --raw --resume raw --port COM2 --report r", 8,
+        "calvane-batch: Another phone answers on COM2: Sample 0000000002 instead of Sample 0000000001. Nothing was "
+        "read from it.\n");
+    EXPECT_EQ(json("r", "report")["phone"]["serialNumber"], "0000000002");
     EXPECT_EQ(run("read --raw").status + run("read --raw --json j --text t").status, 4);
 
     EXPECT_EQ(run("write --from-json raw").status, 7) << "the ring does not know all of it";

@@ -223,9 +223,11 @@ TEST_F(BatchTool, WrongUsageNamesTheWordAndTheNearestOne) {
 TEST_F(BatchTool, TheShellCompletesVerbsOptionsAndFiles) {
     write("complete", CALVANE_PAGES R"( bash >script && bash -n script && . ./script
         try() { COMP_WORDS=(calvane-batch "$@"); COMP_CWORD=$#; _calvane_batch; echo "${COMPREPLY[@]}"; }
-        try re; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js)");
+        try re; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js
+        try read --progress ''; try write --color a; try check --he)");
     EXPECT_EQ(std::system(("cd '" + folder.path.string() + "' && bash complete >out").c_str()), 0);
-    EXPECT_EQ(readText(folder / "out"), "read reset\n--json\n--changed-only-names\nring.vrk\n\n\n");
+    EXPECT_EQ(readText(folder / "out"), "read reset\n--json\n--changed-only-names\nring.vrk\n\n\n"
+                                        "bar json none\nalways auto\n--help\n");
 }
 
 TEST_F(BatchTool, APageForManIsTheHelp) {

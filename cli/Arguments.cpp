@@ -45,7 +45,7 @@ void takeRawFile(Arguments& arguments) {
 /// Several ports are named with commas between them.
 void takePorts(Arguments& arguments) {
     using Verb = Arguments::Verb;
-    constexpr std::array kVerbs{Verb::kRead, Verb::kWrite, Verb::kSet, Verb::kReset};
+    constexpr std::array kVerbs{Verb::kRead, Verb::kWrite, Verb::kSet, Verb::kReset, Verb::kCheck};
     if (std::ranges::find(kVerbs, arguments.verb) == kVerbs.end() || !arguments.devicePath.empty()) {
         return;
     }

@@ -12,6 +12,7 @@
 #include "workbench/ProgramFiles.h"
 
 #include <algorithm>
+#include <array>
 #include <iostream>
 #include <optional>
 
@@ -25,18 +26,28 @@ void makeOwnPorts(bool needsPhone, const std::filesystem::path& path) {
     }
 }
 
+/// Adds a port that has the name of its device.
+void addDevice(tessra::ServiceConfig& config, const std::string& device, std::uint32_t baud) {
+    std::uint16_t number = 1;
+    while (std::ranges::find(config.ports, number, &tessra::PortConfig::number) != config.ports.end()) {
+        ++number;
+    }
+    tessra::PortConfig& port = config.ports.emplace_back();
+    port.name = device;
+    port.number = number;
+    port.line = {.device = device, .baud = baud};
+}
+
 /// The service's ports as its file describes them, or the one of a device that was named. The port of the arguments is
 /// among them: the service's own words for another one are those for a fault of its own.
 tessra::ServiceConfig configuredPorts(const Arguments& arguments) {
-    tessra::ServiceConfig config;
     if (!arguments.devicePath.empty()) {
-        tessra::PortConfig& port = config.ports.emplace_back();
-        port.name = arguments.comPort;
-        port.number = 1;
-        port.line = {.device = arguments.devicePath, .baud = arguments.baud};
+        tessra::ServiceConfig config;
+        addDevice(config, arguments.devicePath, arguments.baud);
         return config;
     }
-    config = failingWith(ExitStatus::kFile, [&] { return tessra::loadServiceConfig(arguments.servicePath); });
+    const auto config =
+        failingWith(ExitStatus::kFile, [&] { return tessra::loadServiceConfig(arguments.servicePath); });
     const std::string& comPort = arguments.comPort;
     if (!comPort.empty() && std::ranges::find(config.ports, comPort, &tessra::PortConfig::name) == config.ports.end()) {
         std::string known;
@@ -49,42 +60,66 @@ tessra::ServiceConfig configuredPorts(const Arguments& arguments) {
     return config;
 }
 
-/// Where a run that ended so has done so because its port has no phone: what helps, which is nothing where it was told
-/// why the port can't be used. Looks at no other port, which others may be using.
-std::optional<std::string> helpWithoutPhone(Calvane& catalog, const Arguments& arguments, ExitStatus status) {
+/// The ports that are to have a phone.
+std::vector<std::string> portsOf(const Arguments& arguments) {
+    std::vector<std::string> ports;
+    for (const Arguments::Side& side : arguments.sides) {
+        if (side.isPort) {
+            ports.push_back(side.name);
+        }
+    }
+    if (ports.empty() && !arguments.comPort.empty()) {
+        ports.push_back(arguments.comPort);
+    }
+    return ports;
+}
+
+struct MissingPhone {
+    std::string port;
+    std::string help; ///< nothing where it was told why the port can't be used
+};
+
+/// The port without a phone for which a run may have ended so. Looks at no other port, which others may be using.
+std::optional<MissingPhone> missingPhone(Calvane& catalog, const Arguments& arguments,
+                                         const tessra::ServiceConfig& config, ExitStatus status) {
     const bool mayLackPhone =
         status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
-    const std::string& comPort = arguments.comPort;
-    if (!mayLackPhone || comPort.empty()) {
-        return std::nullopt;
-    }
-    try {
-        TessraServer& session = *catalog.getTessraServer();
-        if (session.connect(comPort, 0)) {
-            return std::nullopt;
+    for (const std::string& comPort : mayLackPhone ? portsOf(arguments) : std::vector<std::string>()) {
+        const auto isDevice = [&](const tessra::PortConfig& port) {
+            return port.name == comPort && port.line.device == comPort;
+        };
+        try {
+            TessraServer& session = *catalog.getTessraServer();
+            if (!session.connect(comPort, 0)) {
+                const bool isTold = !workbench::portReason(session, comPort).empty();
+                return MissingPhone{comPort, isTold ? ""
+                                             : std::ranges::any_of(config.ports, isDevice)
+                                                 ? "Is it the right speed, and is the phone on?"
+                                                 : "`calvane-batch ports` tells where phones are."};
+            }
+        } catch (const std::exception&) {
+            return std::nullopt; // it was to explain a failure, which is told
         }
-        return !workbench::portReason(session, comPort).empty() ? ""
-               : arguments.devicePath.empty()                   ? "`calvane-batch ports` tells where phones are."
-                                                                : "Is it the right speed, and is the phone on?";
-    } catch (const std::exception&) {
-        return std::nullopt; // it was to explain a failure, which is told
     }
+    return std::nullopt;
 }
 
 /// Runs the verb. A failure is told with what helps, one of a port without a phone as such.
-ExitStatus runVerb(ExitStatus (*verb)(Calvane&, const Arguments&), Calvane& catalog, const Arguments& arguments) {
+ExitStatus runVerb(ExitStatus (*verb)(Calvane&, const Arguments&), Calvane& catalog, const Arguments& arguments,
+                   const tessra::ServiceConfig& config) {
     try {
         const ExitStatus status = verb(catalog, arguments);
-        const auto help = helpWithoutPhone(catalog, arguments, status);
-        if (help && !help->empty()) {
-            std::cerr << "No phone is present on " + arguments.comPort + ". " + *help + "\n";
+        const auto missing = missingPhone(catalog, arguments, config, status);
+        if (missing && !missing->help.empty()) {
+            std::cerr << "No phone is present on " + missing->port + ". " + missing->help + "\n";
         }
-        return help ? worse(status, ExitStatus::kNoPhone) : status;
+        return missing ? worse(status, ExitStatus::kNoPhone) : status;
     } catch (const std::exception& failure) {
         const ExitStatus status = statusOf(failure);
-        const auto help = helpWithoutPhone(catalog, arguments, status);
-        tellFailure(textOf(failure, arguments.comPort) + "\n" + help.value_or(""));
-        return help && status == ExitStatus::kOtherFailure ? ExitStatus::kNoPhone : status;
+        const auto missing = missingPhone(catalog, arguments, config, status);
+        const bool isDiff = arguments.verb == Arguments::Verb::kDiff; // a side has told which port it is
+        tellFailure(textOf(failure, isDiff ? "" : arguments.comPort) + "\n" + (missing ? missing->help : ""));
+        return missing && status == ExitStatus::kOtherFailure ? ExitStatus::kNoPhone : status;
     }
 }
 
@@ -122,29 +157,43 @@ constexpr VerbEntry kVerbs[] = {
     {checkItems, true, true},
 };
 
-/// Settles which sides of a comparison are ports: those that the service's file names so. One of them is the arguments'
-/// port then. Without that file there are none, which is told only where a side is no file either.
-void findPorts(Arguments& arguments) {
-    if (arguments.verb != Arguments::Verb::kDiff) {
-        return;
-    }
-    tessra::ServiceConfig config;
+/// The ports among the sides of a comparison, each of which gets to know what it is: a port of the service's file, the
+/// path of a serial device, or else a file. One of the ports is the arguments' port then. The service's file may be
+/// missing or unusable, which is told only where a side is nothing else.
+tessra::ServiceConfig findPorts(Arguments& arguments) {
+    tessra::ServiceConfig known;
     std::string problem;
     try {
-        config = tessra::loadServiceConfig(arguments.servicePath);
+        known = tessra::loadServiceConfig(arguments.servicePath);
     } catch (const tessra::ConfigError& error) {
-        problem = error.message();
+        problem = ", which can't be used: " + error.message();
     }
-    for (Arguments::Side& side : arguments.sides) {
-        side.isPort = std::ranges::find(config.ports, side.name, &tessra::PortConfig::name) != config.ports.end();
+    const auto isKnown = [&](const std::string& name) {
+        return std::ranges::find(known.ports, name, &tessra::PortConfig::name) != known.ports.end();
+    };
+    std::array<RunReport::Side, 2> told;
+    for (std::size_t at = 0; at < told.size(); ++at) {
+        Arguments::Side& side = arguments.sides[at];
+        std::error_code error;
+        side.isPort = isKnown(side.name);
+        if (!side.isPort && std::filesystem::is_character_file(side.name, error)) {
+            addDevice(known, side.name, arguments.baud);
+            side.isPort = true;
+        }
         if (side.isPort) {
             arguments.comPort = side.name;
-        } else if (std::error_code error; side.name != "-" && !std::filesystem::exists(side.name, error) && !error) {
-            throw BatchFailure(ExitStatus::kFile,
-                               ::quoted(side.name) + " is no file, and no port of " + ::quoted(arguments.servicePath) +
-                                   (problem.empty() ? "" : ", which can't be used: " + problem) + ".");
+        } else if (side.name != "-" && !std::filesystem::exists(side.name, error) && !error) {
+            const auto comma = side.name.find(',');
+            const bool areSeveral = comma != std::string::npos && isKnown(side.name.substr(0, comma));
+            throw BatchFailure(areSeveral ? ExitStatus::kWrongUsage : ExitStatus::kFile,
+                               areSeveral ? ::quoted(side.name) + " names several ports: a side is one of them."
+                                          : ::quoted(side.name) + " is no file, and no port of " +
+                                                ::quoted(arguments.servicePath) + problem + ".");
         }
+        told[at] = {side.name, side.isPort, {}};
     }
+    arguments.run->report().setSides(std::move(told));
+    return known;
 }
 
 /// Takes the numbers of the arguments' list, where there is one, as if they had been named one by one.
@@ -205,11 +254,12 @@ ExitStatus runBatch(const Arguments& given) {
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
     makeOwnPorts(verb.needsPhone, arguments.servicePath);
-    findPorts(arguments);
+    const bool isDiff = arguments.verb == Arguments::Verb::kDiff;
+    const tessra::ServiceConfig sidePorts = isDiff ? findPorts(arguments) : tessra::ServiceConfig();
     // A verb that names no port, as a dry run may do, needs none.
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
     const FailureLog log(*arguments.run, arguments.isVerbose);
-    const auto config = isHost ? configuredPorts(arguments) : tessra::ServiceConfig();
+    const auto config = isDiff || !isHost ? sidePorts : configuredPorts(arguments);
     const RunTrace trace(arguments.tracePath);
     if (isHost) {
         service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());
@@ -222,13 +272,13 @@ ExitStatus runBatch(const Arguments& given) {
             arguments.run->useRing(arguments.ringPath, catalog);
             tellNames(list, catalog, arguments.listPath);
         }
-        status = runVerb(verb.run, catalog, arguments);
+        status = runVerb(verb.run, catalog, arguments, config);
         if (arguments.verb == Arguments::Verb::kPorts) {
             status = worse(status, memoryStatus(catalog, config));
         }
         flushOutput();
     } catch (const std::exception& error) {
-        status = worse(status, report(error, arguments.comPort));
+        status = worse(status, report(error, isDiff ? "" : arguments.comPort)); // a side has told which port it is
     }
     return worse(status, trace.status());
 }

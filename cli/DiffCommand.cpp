@@ -7,20 +7,49 @@
 #include "workbench/ComparisonText.h"
 
 #include <algorithm>
+#include <array>
 #include <iostream>
+#include <iterator>
 #include <utility>
 
 namespace {
 
-using Side = Arguments::Side;
+using workbench::RowState;
+using Sides = std::array<ItemSide, 2>;
 
-ItemSide sideOf(Calvane& catalog, const Side& side, const Arguments& arguments, bool withUndescribed) {
-    if (!side.isPort) {
-        return sideOfFile(catalog, side.name, arguments, withUndescribed);
-    }
+/// More numbers than these are counted instead of named.
+constexpr std::size_t kMaxNamedNumbers = 20;
+
+ItemSide sideOfPhone(Calvane& catalog, const std::string& port, const Arguments& arguments,
+                     const std::vector<std::uint16_t>& undescribed) {
     Arguments ofPort = arguments;
-    ofPort.comPort = side.name;
-    return sideOfPort(catalog, ofPort);
+    ofPort.comPort = port;
+    try {
+        return sideOfPort(catalog, ofPort, undescribed);
+    } catch (const BatchFailure& failure) {
+        const bool isOfPort = failure.status() == ExitStatus::kNoPhone;
+        const bool isNamed = failure.message().find(port) != std::string::npos;
+        throw BatchFailure(failure.status(), (isOfPort && !isNamed ? port + ": " : "") + failure.message());
+    }
+}
+
+/// Both sides. The files come first: a phone is also asked for the items in them that the ring does not describe.
+Sides readSides(Calvane& catalog, const Arguments& arguments) {
+    Sides sides;
+    std::vector<std::uint16_t> undescribed;
+    for (std::size_t at = 0; at < sides.size(); ++at) {
+        if (!arguments.sides[at].isPort) {
+            sides[at] = sideOfFile(catalog, arguments.sides[at].name, arguments);
+            undescribed = sides[at].undescribed;
+        }
+    }
+    for (std::size_t at = 0; at < sides.size(); ++at) {
+        if (arguments.sides[at].isPort) {
+            arguments.run->report().beginSide(at);
+            sides[at] = sideOfPhone(catalog, arguments.sides[at].name, arguments, undescribed);
+        }
+    }
+    return sides;
 }
 
 /// An item that the one phone refuses to give matters where the other side has it.
@@ -30,9 +59,31 @@ ExitStatus statusOf(const ItemSide& side, const ItemSide& other) {
     return isMissed ? worse(side.status, ExitStatus::kIncomplete) : side.status;
 }
 
-/// What nobody knows of one side can't be compared, whatever the other side has.
-std::shared_ptr<const workbench::ItemSet> comparable(ItemSide side, const std::set<std::uint16_t>& unknown) {
-    std::erase_if(side.items, [&](const NvItem& item) { return unknown.contains(item.getId()); });
+/// Items that the ring does not describe are told and not compared where the other side can't have any.
+void leaveOutUndescribed(ItemSide& side, const ItemSide& other) {
+    if (other.bringsUndescribed || !other.undescribed.empty() || side.undescribed.empty()) {
+        return;
+    }
+    const std::set<std::uint16_t> numbers(side.undescribed.begin(), side.undescribed.end());
+    std::cerr << ::quoted(side.about.label) << " has " << counted(numbers.size())
+              << " that the decoder ring does not describe, left out"
+              << (numbers.size() > kMaxNamedNumbers ? "" : ": " + joined(side.undescribed)) << ".\n";
+    std::erase_if(side.items, [&](const NvItem& item) { return numbers.contains(item.getId()); });
+    side.about.unknown.insert(numbers.begin(), numbers.end());
+    side.status = worse(side.status, ExitStatus::kIncomplete);
+}
+
+/// Most of 65,536 numbers are refused by a phone, and neither the ring nor the other side has them.
+void forgetRefused(Calvane& catalog, ItemSide& side, const ItemSide& other) {
+    std::set<std::uint16_t> known;
+    for (const auto& items : {catalog.getSupportedNvItems(), other.items}) {
+        std::ranges::transform(items, std::inserter(known, known.end()), &NvItem::getId);
+    }
+    std::erase_if(side.about.unknown,
+                  [&](std::uint16_t number) { return side.refused.contains(number) && !known.contains(number); });
+}
+
+std::shared_ptr<const workbench::ItemSet> setOf(ItemSide side) {
     return std::make_shared<const workbench::ItemSet>(std::move(side.about), std::move(side.items));
 }
 
@@ -64,31 +115,32 @@ void printColoured(std::string_view text) {
 } // namespace
 
 ExitStatus printDiff(Calvane& catalog, const Arguments& arguments) {
-    const auto isMox = [](const Side& side) { return !side.isPort && isCalibrationFile(side.name); };
-    const bool withUndescribed = isMox(arguments.sides[0]) && isMox(arguments.sides[1]);
-    ItemSide left = sideOf(catalog, arguments.sides[0], arguments, withUndescribed);
-    ItemSide right = sideOf(catalog, arguments.sides[1], arguments, withUndescribed);
+    const bool isJson = !arguments.jsonPath.empty();
+    const workbench::Units units = isJson ? loadUnits(arguments, false) : workbench::Units();
+    auto [left, right] = readSides(catalog, arguments);
+    leaveOutUndescribed(left, right);
+    leaveOutUndescribed(right, left);
+    forgetRefused(catalog, left, right);
+    forgetRefused(catalog, right, left);
     const ExitStatus status = worse(statusOf(left, right), statusOf(right, left));
-    auto unknown = left.unknown;
-    unknown.insert(right.unknown.begin(), right.unknown.end());
 
-    const auto comparison = std::make_shared<const workbench::SetComparison>(comparable(std::move(left), unknown),
-                                                                             comparable(std::move(right), unknown));
-    const auto rows = workbench::ComparisonRows(comparison).find({});
-    if (!arguments.jsonPath.empty()) {
-        writeOutput(arguments.jsonPath, workbench::comparisonJson(*comparison, rows, true));
+    const auto comparison =
+        std::make_shared<const workbench::SetComparison>(setOf(std::move(left)), setOf(std::move(right)));
+    auto rows = workbench::ComparisonRows(comparison).find({});
+    std::erase_if(rows, [&](std::uint32_t row) { return comparison->rows()[row].state == RowState::kNotCompared; });
+    if (isJson) {
+        writeOutput(arguments.jsonPath, workbench::comparisonJson(*comparison, rows, true, units));
     }
     if (arguments.namesOnly) {
         std::cout << namesOf(*comparison, rows);
-    } else if (arguments.jsonPath.empty()) {
+    } else if (!isJson) {
         printColoured(workbench::comparisonUnified(*comparison, rows));
     }
     if (const std::string identities = comparison->identities(); !identities.empty()) {
         std::cerr << identities << '\n';
     }
-    arguments.run->note(comparison->counts() +
-                        (unknown.empty() ? "" : ", not compared: " + workbench::namedItems(unknown)) + ".\n");
-    if (comparison->rows().empty()) {
+    arguments.run->note(comparison->counts() + ".\n");
+    if (comparison->rows().size() == comparison->count(RowState::kNotCompared)) {
         tellFailure("Nothing was compared."); // which is no proof that the sides are equal
         return worse(status, ExitStatus::kIncomplete);
     }

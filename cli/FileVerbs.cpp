@@ -3,25 +3,34 @@
 
 namespace {
 
+CLI::Option* addUnits(CLI::App& verb, Arguments& arguments) {
+    return addName(verb, "--units", arguments.unitsPath,
+                   "File of units and limits (default: that beside the ring, with its name and .units)");
+}
+
 void describeDiff(CLI::App& program, Arguments& arguments) {
     CLI::App* diff = addVerb(program, arguments, Arguments::Verb::kDiff, "diff",
                              "Compare the items of two phones or files, sub-field by sub-field",
                              "calvane-batch diff before.json COM1 --ids 1000-1099\n"
-                             "  calvane-batch diff golden.mox COM1 --changed-only-names");
+                             "  calvane-batch diff golden.mox COM1 --changed-only-names\n"
+                             "  calvane-batch diff golden.json /dev/ttyUSB0 --report told.json");
     const char* const sides[] = {"left", "right"};
     for (std::size_t i = 0; i < arguments.sides.size(); ++i) {
         addName(*diff, sides[i], arguments.sides[i].name,
-                "A port of the phone service, or else a calibration file or JSON (- for standard input)")
+                "A port of the phone service, a serial device such as /dev/ttyUSB0, or else a calibration file or JSON "
+                "(- for standard input)")
             ->required()
-            ->type_name("PORT|FILE");
+            ->type_name("PORT|DEVICE|FILE");
     }
     addService(*diff, arguments);
+    addBaud(*diff, arguments);
     addRing(*diff, arguments);
     addItems(*diff, arguments, "Compare");
     addRetries(*diff, arguments);
     addFlag(*diff, "--changed-only-names", arguments.namesOnly,
             "Print numbers and names of the items that differ, a line each");
-    addJson(*diff, arguments, "Write the differences");
+    addUnits(*diff, arguments)->needs(addJson(*diff, arguments, "Write the differences"));
+    addReport(*diff, arguments);
     addTelling(*diff, arguments);
 }
 
@@ -31,13 +40,11 @@ void describeCheck(CLI::App& program, Arguments& arguments) {
                               "calvane-batch check --port COM1 --ids 2000-2399\n"
                               "  calvane-batch check --from golden.mox --units line3.units --json -");
     CLI::Option_group* source = check->add_option_group("Source", "Where the values come from");
-    addName(*source, "--port", arguments.comPort, "Port of the phone, such as COM1")->type_name("PORT");
+    addPort(*check, *source, arguments);
     addName(*source, "--from", arguments.inputPath, "Calibration file or JSON (- for standard input)");
     source->require_option(1);
-    addService(*check, arguments);
     addRing(*check, arguments);
-    addName(*check, "--units", arguments.unitsPath,
-            "File of units and limits (default: that beside the ring, with its name and .units)");
+    addUnits(*check, arguments);
     addItems(*check, arguments, "Check");
     addRetries(*check, arguments);
     addJson(*check, arguments, "Write all values that have limits");

@@ -173,7 +173,7 @@ std::vector<NvItem> itemsOfMox(Calvane& catalog, Run& run, const std::string& pa
     return describedItems(records, ring);
 }
 
-MoxItems readMoxItems(Calvane& catalog, const std::string& path, bool withUndescribed) {
+MoxItems readMoxItems(Calvane& catalog, const std::string& path) {
     const MoxContent content = contentOf(path);
     complain(path, content);
     MoxItems found;
@@ -184,13 +184,8 @@ MoxItems readMoxItems(Calvane& catalog, const std::string& path, bool withUndesc
         found.properties = {record->esn, record->nvMajorVersion, record->nvMinorVersion, record->softwareVersion,
                             record->clientName};
     }
-    const Ring ring = ringOf(catalog);
     for (const MoxFile::NvRecord& record : content.records) {
-        const bool isDescribed = ring.contains(record.id);
-        if (!isDescribed) {
-            found.undescribed.push_back(record.id);
-        }
-        if (!found.repeated.contains(record.id) && (isDescribed || withUndescribed)) {
+        if (!found.repeated.contains(record.id)) {
             found.items.push_back(catalog.describedItem(record.id));
             found.items.back().setRawData(record.data);
         }

@@ -17,16 +17,14 @@ std::vector<NvItem> itemsOfMox(Calvane& catalog, Run& run, const std::string& pa
 
 /// What a file has, damaged or not.
 struct MoxItems {
-    std::vector<NvItem> items;              ///< those that the ring describes, with all bytes, each number once
-    std::vector<std::uint16_t> undescribed; ///< the numbers of the others
-    std::set<std::uint16_t> repeated;       ///< the numbers that stand there more than once, which are left out
+    std::vector<NvItem> items; ///< with all bytes, each number once; "No Name" where the ring does not describe it
+    std::set<std::uint16_t> repeated; ///< the numbers that stand there more than once, which are left out
     std::optional<PhoneProperties> properties;
     std::uint16_t phoneModelId = 0;
     bool isSound = true; ///< all of it could be read, and no item stands there more than once
 };
-/// Says on standard error what is wrong with the file. With `withUndescribed`, the items that the ring does not
-/// describe are there as well, named "No Name".
-MoxItems readMoxItems(Calvane& catalog, const std::string& path, bool withUndescribed);
+/// Says on standard error what is wrong with the file.
+MoxItems readMoxItems(Calvane& catalog, const std::string& path);
 
 /// Writes the writable ones of `items` that the ring describes to arguments.moxPath, each with all its bytes, and with
 /// the property record where one was asked for. Answers an account of it for the user.

@@ -38,7 +38,7 @@ std::string textOf(const std::optional<PhoneProperties>& record) {
 } // namespace
 
 ExitStatus showMoxInfo(Calvane& catalog, const Arguments& arguments) {
-    const MoxItems found = readMoxItems(catalog, arguments.moxPath, true);
+    const MoxItems found = readMoxItems(catalog, arguments.moxPath);
     if (!arguments.jsonPath.empty()) {
         const Json json{{"file", workbench::utf8Text(arguments.moxPath)},
                         {"phoneModelId", found.phoneModelId},

@@ -62,7 +62,7 @@ CLI::Option* addNumbers(CLI::App& verb, const std::string& name, const std::stri
         name,
         [name, take](const std::string& text) {
             try {
-                take(parseItemNumbers(text));
+                take(workbench::parseItemNumbers(text));
             } catch (const std::invalid_argument& error) {
                 throw CLI::ValidationError(name, error.what());
             }
@@ -99,13 +99,13 @@ void addService(CLI::App& verb, Arguments& arguments) {
             "Record every packet in this file (- for standard output), the service programming code blanked out");
 }
 
-CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
-    CLI::Option* port = addName(verb, "--port", arguments.comPort,
+CLI::Option* addPort(CLI::App& verb, CLI::App& group, Arguments& arguments) {
+    CLI::Option* port = addName(group, "--port", arguments.comPort,
                                 "Port of the phone, such as COM1; of several, such as COM1,COM2, side by side")
                             ->type_name("PORT");
     addService(verb, arguments);
     CLI::Option* device =
-        addName(verb, "--device", arguments.devicePath,
+        addName(group, "--device", arguments.devicePath,
                 "Serial device of the phone, such as /dev/ttyUSB0, instead of a port: no file with ports is needed");
     device->excludes(port);
     addBaud(verb, arguments)->needs(device);
@@ -126,10 +126,14 @@ void addTelling(CLI::App& verb, Arguments& arguments) {
     addFlag(verb, "--quiet", arguments.isQuiet, "Tell failures alone on standard error");
 }
 
-void addReporting(CLI::App& verb, Arguments& arguments) {
+void addReport(CLI::App& verb, Arguments& arguments) {
     addName(verb, "--report", arguments.reportPath,
             "Write what was done, item by item, to this JSON file at the end, also after a failure (- for standard "
             "output)");
+}
+
+void addReporting(CLI::App& verb, Arguments& arguments) {
+    addReport(verb, arguments);
     addTelling(verb, arguments);
     // Of a process of several that run side by side: which port it is for.
     verb.add_option("--only-port", arguments.onlyPort)->group("");
@@ -158,6 +162,6 @@ void addRetries(CLI::App& verb, Arguments& arguments) {
               [&arguments](const std::string& text) { return parseNumber(text, arguments.retries); });
 }
 
-void addJson(CLI::App& verb, Arguments& arguments, const std::string& what) {
-    addName(verb, "--json", arguments.jsonPath, what + " to this JSON file (- for standard output)");
+CLI::Option* addJson(CLI::App& verb, Arguments& arguments, const std::string& what) {
+    return addName(verb, "--json", arguments.jsonPath, what + " to this JSON file (- for standard output)");
 }

@@ -1,14 +1,16 @@
 #pragma once
 
 #include "cli/Arguments.h"
-#include "cli/ItemNumbers.h"
 #include "platform/kernel/Text.h"
+#include "workbench/ItemNumbers.h"
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
 #include <string>
 #include <string_view>
+
+using workbench::ItemNumbers;
 
 /// The kinds of options that verbs are described with. What an option is given is stored in `arguments`, or in the
 /// variable that it is added with, while the command line is parsed.
@@ -32,12 +34,18 @@ void addRing(CLI::App& verb, Arguments& arguments);
 void addService(CLI::App& verb, Arguments& arguments);
 /// --verbose, which may stand before the verb and behind it.
 void addVerbose(CLI::App& program, Arguments& arguments);
-/// --port, with --service; or --device, with --baud.
-CLI::Option* addPort(CLI::App& verb, Arguments& arguments);
+/// --port, with --service; or --device, with --baud. The first of each pair is added to `group`, which is the verb or
+/// a part of it.
+CLI::Option* addPort(CLI::App& verb, CLI::App& group, Arguments& arguments);
+inline CLI::Option* addPort(CLI::App& verb, Arguments& arguments) {
+    return addPort(verb, verb, arguments);
+}
 CLI::Option* addBaud(CLI::App& verb, Arguments& arguments);
 /// --log, --progress, --quiet and --color.
 void addTelling(CLI::App& verb, Arguments& arguments);
-/// The same and --report, for verbs that may also be for one of several ports.
+/// --report.
+void addReport(CLI::App& verb, Arguments& arguments);
+/// Both, for verbs that may also be for one of several ports.
 void addReporting(CLI::App& verb, Arguments& arguments);
 /// The item numbers of the arguments, as an option of this name.
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,
@@ -45,7 +53,7 @@ CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::str
 /// The two ways to name several items. The file is read when the arguments are carried out.
 void addItems(CLI::App& verb, Arguments& arguments, const std::string& what);
 /// --json: `what` to a file.
-void addJson(CLI::App& verb, Arguments& arguments, const std::string& what);
+CLI::Option* addJson(CLI::App& verb, Arguments& arguments, const std::string& what);
 void addRetries(CLI::App& verb, Arguments& arguments);
 
 /// The whole of `text` as a number, which may be hexadecimal behind 0x. Otherwise `number` stays as it is.

@@ -15,19 +15,21 @@ namespace {
 
 /// The items to ask for. A number that the ring does not describe is refused like a value that does not fit it, before
 /// the phone is asked for anything: nobody could tell what its bytes mean. Of a range, the described ones are meant.
-std::vector<std::uint16_t> numbersToRead(Calvane& catalog, const Arguments& arguments) {
-    std::vector<std::uint16_t> described;
+std::vector<std::uint16_t> numbersToRead(Calvane& catalog, const Arguments& arguments,
+                                         const std::vector<std::uint16_t>& undescribed) {
+    std::vector<std::uint16_t> known = undescribed;
     for (const NvItem& item : catalog.getSupportedNvItems()) {
-        described.push_back(item.getId());
+        known.push_back(item.getId());
     }
+    std::ranges::sort(known);
     if (!arguments.itemNumbers) {
-        return described;
+        return known;
     }
-    if (const auto unknown = missingNumbers(arguments.singleNumbers, described); !unknown.empty()) {
+    if (const auto unknown = missingNumbers(arguments.singleNumbers, known); !unknown.empty()) {
         throw BatchFailure(ExitStatus::kValues, "The decoder ring does not describe " + joined(unknown) + ".");
     }
     std::vector<std::uint16_t> numbers;
-    std::ranges::set_intersection(*arguments.itemNumbers, described, std::back_inserter(numbers));
+    std::ranges::set_intersection(*arguments.itemNumbers, known, std::back_inserter(numbers));
     if (numbers.empty()) {
         throw BatchFailure(ExitStatus::kValues, "The decoder ring describes none of these items.");
     }
@@ -36,8 +38,9 @@ std::vector<std::uint16_t> numbersToRead(Calvane& catalog, const Arguments& argu
 
 } // namespace
 
-workbench::ReadReport readItems(Calvane& catalog, const Arguments& arguments) {
-    const auto numbers = numbersToRead(catalog, arguments);
+workbench::ReadReport readItems(Calvane& catalog, const Arguments& arguments,
+                                const std::vector<std::uint16_t>& undescribed) {
+    const auto numbers = numbersToRead(catalog, arguments, undescribed);
     const Interruption interruption;
     PhoneProgress progress(*arguments.run, "read");
     workbench::PhoneReader reader(*catalog.getTessraServer(), arguments.comPort,

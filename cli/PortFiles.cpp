@@ -21,7 +21,8 @@ constexpr std::array kOutputs{PathOption{"--text", &Arguments::textPath}, PathOp
                               PathOption{"--trace", &Arguments::tracePath}};
 constexpr std::array kInputs{
     PathOption{"--from-json", &Arguments::inputPath}, PathOption{"--list", &Arguments::listPath},
-    PathOption{"--spc-file", &Arguments::accessCodePath}, PathOption{"--resume", &Arguments::resumePath}};
+    PathOption{"--spc-file", &Arguments::accessCodePath}, PathOption{"--resume", &Arguments::resumePath},
+    PathOption{"--units", &Arguments::unitsPath}};
 /// What verbs that read a phone write to, and others read.
 constexpr PathOption kCalibrationFile{"--mox", &Arguments::moxPath};
 

@@ -2,7 +2,6 @@
 
 #include "cli/CommandText.h"
 #include "cli/Interruption.h"
-#include "cli/ItemNumbers.h"
 #include "cli/PhoneAccount.h"
 #include "cli/PhoneProgress.h"
 #include "cli/Run.h"
@@ -14,7 +13,6 @@
 #include <algorithm>
 #include <map>
 #include <numeric>
-#include <stdexcept>
 
 namespace {
 
@@ -31,11 +29,9 @@ std::vector<std::uint16_t> allNumbers() {
     return numbers;
 }
 
-void addAnswered(std::map<std::uint16_t, ItemReading>& readings, const std::string& numbers, ReadState state) {
-    if (numbers.empty()) {
-        return;
-    }
-    for (const std::uint16_t number : parseItemNumbers(numbers).all) {
+void addAnswered(std::map<std::uint16_t, ItemReading>& readings, const std::vector<std::uint16_t>& numbers,
+                 ReadState state) {
+    for (const std::uint16_t number : numbers) {
         readings[number] = {.number = number, .state = state};
         readings[number].reason = state == ReadState::kFailed ? "The phone failed it in the read before." : "";
     }
@@ -72,20 +68,16 @@ private:
         const std::string& path = arguments_.resumePath;
         failingWith(ExitStatus::kFile, [&] {
             const auto earlier = workbench::earlierReadFromJson(readInput(path), path);
-            if (!earlier.phone.isKnown()) {
+            if (!earlier.head.phone.isKnown()) {
                 throw BatchFailure(ExitStatus::kOtherPhone,
                                    quoted(path) + " does not say by a serial number which phone it is of.");
             }
-            try {
-                addAnswered(readings_, earlier.withoutValue, ReadState::kNoValue);
-                addAnswered(readings_, earlier.failed, ReadState::kFailed);
-            } catch (const std::invalid_argument& error) {
-                throw BatchFailure(ExitStatus::kFile, quoted(path) + ": " + error.what());
-            }
+            addAnswered(readings_, earlier.head.noValue, ReadState::kNoValue);
+            addAnswered(readings_, earlier.head.failed, ReadState::kFailed);
             for (const ItemReading& reading : earlier.items) {
                 readings_[reading.number] = reading;
             }
-            total_.phone = earlier.phone;
+            total_.phone = earlier.head.phone;
             earlierCount_ = readings_.size();
         });
     }
@@ -136,7 +128,11 @@ private:
         for (const auto& [number, reading] : readings_) {
             total_.readings.push_back(reading);
         }
-        arguments_.run->report().setRead(total_);
+        ReadReport asked = total_; // what an earlier read has brought is no work of this one
+        std::erase_if(asked.readings, [this](const ItemReading& reading) {
+            return !std::ranges::binary_search(pending_, reading.number);
+        });
+        arguments_.run->report().setRead(std::move(asked));
         if (total_.otherPhone && !isNew()) {
             arguments_.run->report().setPhone(total_.other);
         }

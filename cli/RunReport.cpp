@@ -3,6 +3,7 @@
 #include "workbench/ItemJson.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace {
@@ -11,6 +12,8 @@ using Json = nlohmann::ordered_json;
 using workbench::LeftOut;
 using workbench::ReadState;
 using workbench::WriteState;
+
+constexpr std::array kSides{"left", "right"};
 
 const char* wordOf(ReadState state) {
     switch (state) {
@@ -93,7 +96,8 @@ Json begun(std::uint16_t number, const std::string& name, const char* result) {
     return {{"id", number}, {"name", workbench::utf8Text(name)}, {"result", result}};
 }
 
-void addReadings(Json& items, Json& totals, const workbench::ReadReport& read, const RunReport::Names& names) {
+void addReadings(Json& items, Json& totals, const workbench::ReadReport& read, const RunReport::Names& names,
+                 const char* side = nullptr) {
     for (const auto& reading : read.readings) {
         const auto name = names.find(reading.number);
         Json item = begun(reading.number, name == names.end() ? "" : name->second, wordOf(reading.state));
@@ -101,6 +105,9 @@ void addReadings(Json& items, Json& totals, const workbench::ReadReport& read, c
         item["before"] = bytesOf(reading);
         item["after"] = nullptr;
         item["milliseconds"] = milliseconds(reading.took);
+        if (side != nullptr) {
+            item["side"] = side;
+        }
         add(items, totals, std::move(item), reading.reason);
     }
 }
@@ -130,6 +137,17 @@ void addRows(Json& items, Json& totals, const workbench::WritePlan& plan, const 
     }
 }
 
+Json textOrNull(const std::string& text) {
+    return text.empty() ? Json() : Json(workbench::utf8Text(text));
+}
+
+Json sideJson(const char* name, const RunReport::Side& side) {
+    return {{"side", name},
+            {"source", workbench::utf8Text(side.source)},
+            {"port", side.isPort ? textOrNull(side.source) : Json()},
+            {"phone", workbench::phoneJson(side.read.phone)}};
+}
+
 } // namespace
 
 Json outcomeJson(const workbench::ItemReading& reading) {
@@ -146,6 +164,13 @@ Json outcomeJson(const workbench::WriteResult& result) {
             {"milliseconds", milliseconds(result.took)}};
 }
 
+const RunReport::Side* RunReport::onlyPort() const {
+    if (!sides_ || (*sides_)[0].isPort == (*sides_)[1].isPort) {
+        return nullptr;
+    }
+    return &(*sides_)[(*sides_)[0].isPort ? 0 : 1];
+}
+
 void RunReport::setPlan(workbench::WritePlan plan, bool isDryRun) {
     plan_ = std::move(plan);
     isDryRun_ = isDryRun;
@@ -156,15 +181,26 @@ std::string RunReport::json(ExitStatus status, const Names& names) const {
     Json totals = Json::object();
     if (plan_) {
         addRows(items, totals, *plan_, write_, isDryRun_);
+    } else if (sides_) {
+        for (std::size_t at = 0; at < sides_->size(); ++at) {
+            addReadings(items, totals, (*sides_)[at].read, names, kSides[at]);
+        }
     } else {
         addReadings(items, totals, read_, names);
     }
+    const Side* const only = onlyPort();
+    const std::string& ownPort = only != nullptr ? only->source : port_;
     Json report = workbench::headJson("report", ring_);
     report["verb"] = verb_;
-    report["port"] = port_.empty() ? Json() : Json(workbench::utf8Text(port_));
-    report["phone"] = workbench::phoneJson(phone_.value_or(read_.phone));
+    report["port"] = textOrNull(ownPort);
+    report["phone"] = workbench::phoneJson(phone_.value_or(only != nullptr ? only->read.phone : read_.phone));
     report["start"] = workbench::utcText(start_);
     report["end"] = workbench::utcText(std::chrono::system_clock::now());
+    if (sides_) {
+        for (std::size_t at = 0; at < sides_->size(); ++at) {
+            report["sides"].push_back(sideJson(kSides[at], (*sides_)[at]));
+        }
+    }
     if (presentPorts_) {
         report["presentPorts"] = Json::array();
         for (const std::string& port : *presentPorts_) {

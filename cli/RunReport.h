@@ -5,6 +5,7 @@
 #include "workbench/PhoneWriter.h"
 #include "workbench/ResultJson.h"
 
+#include <array>
 #include <chrono>
 #include <map>
 #include <mutex>
@@ -26,9 +27,19 @@ public:
     RunReport(std::string verb, std::string port)
         : verb_(std::move(verb)), port_(std::move(port)), start_(std::chrono::system_clock::now()) {}
 
+    /// One of the two sides of a comparison.
+    struct Side {
+        std::string source; ///< the port or file, as it was named
+        bool isPort = false;
+        workbench::ReadReport read;
+    };
+    void setSides(std::array<Side, 2> sides) { sides_ = std::move(sides); }
+    /// setRead() is of this side from now on.
+    void beginSide(std::size_t side) { side_ = side; }
+
     void setRing(workbench::RingInfo ring) { ring_ = std::move(ring); }
     /// What the phone had, of a read or before a write.
-    void setRead(workbench::ReadReport read) { read_ = std::move(read); }
+    void setRead(workbench::ReadReport read) { (sides_ ? sides_->at(side_).read : read_) = std::move(read); }
     /// What is to be written, or would be.
     void setPlan(workbench::WritePlan plan, bool isDryRun);
     /// What a write came to so far. It may go on changing until the report is made.
@@ -44,6 +55,9 @@ public:
     std::string json(ExitStatus status, const Names& names) const;
 
 private:
+    /// The read of the one port; null where there are two or none.
+    const Side* onlyPort() const;
+
     const std::string verb_;
     const std::string port_;
     const std::chrono::system_clock::time_point start_;
@@ -51,6 +65,8 @@ private:
     std::optional<workbench::PhoneIdentity> phone_;
     std::optional<std::vector<std::string>> presentPorts_;
     workbench::ReadReport read_;
+    std::optional<std::array<Side, 2>> sides_; ///< of a comparison, in place of read_
+    std::size_t side_ = 0;
     std::optional<workbench::WritePlan> plan_;
     bool isDryRun_ = false;
     workbench::WriteReport write_;

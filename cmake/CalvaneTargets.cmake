@@ -42,7 +42,8 @@ function(calvane_headers name)
 endfunction()
 
 # calvane_test(name SOURCES file... LINK lib... [THREADED])
-# THREADED: the tests start threads, so the run under the thread sanitizer takes them too.
+# THREADED: the tests start threads, so the run under the thread sanitizer takes them, and builds nothing else.
+add_custom_target(calvane-threaded-tests)
 function(calvane_test name)
     cmake_parse_arguments(arg "THREADED" "" "SOURCES;LINK" ${ARGN})
     add_executable(${name} ${arg_SOURCES})
@@ -57,6 +58,7 @@ function(calvane_test name)
     endif()
     set(labels "")
     if(arg_THREADED)
+        add_dependencies(calvane-threaded-tests ${name})
         set(labels LABELS threaded)
     endif()
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120 ${labels})

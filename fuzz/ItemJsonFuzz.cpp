@@ -31,6 +31,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(std::string_view(refusal.what()).starts_with("in: "));
     }
     try {
+        for (const NvItem& item : workbench::shownItemsFromJson(text, "in", catalogOfTwo()).items) {
+            require(item.getSubItemCount() > 0);
+        }
+    } catch (const workbench::ValuesRefused& refusal) {
+        require(std::string_view(refusal.what()).starts_with("in: "));
+    }
+    try {
         for (auto& wanted : workbench::itemsFromJson(text, "in", catalogOfTwo(), true)) {
             NvItem& item = items.emplace_back(std::move(wanted.item));
             item.setRawData(NvItem(item).rawData()); // its texts are as typed until then, -1 for a QWORD too

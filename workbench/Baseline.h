@@ -24,6 +24,7 @@ struct FileSource {
     std::string path;
     std::optional<PhoneProperties> properties; ///< the file's record, where it has one
     std::optional<std::uint16_t> phoneModelId = {};
+    std::optional<PhoneSource> read = {}; ///< the read that the values come from, where the file tells of one
 };
 struct Source {
     std::variant<PhoneSource, FileSource> from;

@@ -16,7 +16,14 @@ enum class ComparedBytes {
     kDescribed, ///< those of the sub-fields alone; all of an item without any
 };
 
-enum class RowState { kEqual, kDiffers, kOnlyLeft, kOnlyRight, kOtherLayout };
+enum class RowState {
+    kEqual,
+    kDiffers,
+    kOnlyLeft,
+    kOnlyRight,
+    kOtherLayout,
+    kNotCompared, ///< nobody knows what a side has of the item (SetComparison)
+};
 
 /// One item in two sets of items.
 struct ItemRow {

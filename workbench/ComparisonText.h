@@ -1,6 +1,7 @@
 #pragma once
 
 #include "workbench/SetComparison.h"
+#include "workbench/Units.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -25,8 +26,10 @@ struct ComparedLine {
 std::string comparisonCells(const SetComparison& comparison, std::span<const ComparedLine> lines, bool differencesOnly);
 
 /// RFC 4180, with a head. Text that a spreadsheet would take for a formula, as it begins with = + - @, has a ' in
-/// front; numbers are left alone. So do the cells of comparisonCells().
-std::string comparisonCsv(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly);
+/// front; numbers are left alone. So do the cells of comparisonCells(). The last three columns are both values in their
+/// unit, and the unit, where `units` has one.
+std::string comparisonCsv(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly,
+                          const Units& units);
 
 /// For people: two lines that say what is compared, then for each item a line with number and name, and below it what
 /// each sub-field is on the left (-) and on the right (+), behind its number from 1.
@@ -35,6 +38,9 @@ std::string comparisonUnified(const SetComparison& comparison, std::span<const s
 /// { "left": "...", "right": "...", "items": [ { "id": 10, "name": "...", "state": "different", "fields": [ {
 /// "field": 1, "description": "...", "type": "WORD", "left": "1", "right": "3", "difference": "2", "state": "different"
 /// } ] } ] } "field" is the sub-field's number from 1; the bytes behind the sub-fields have none.
-std::string comparisonJson(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly);
+/// Where `units` has a unit, the values in it follow: "leftValue": 0.1, "rightValue": 0.3, "unit": "dBm"; null for a
+/// side that has no number.
+std::string comparisonJson(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly,
+                           const Units& units);
 
 } // namespace workbench

@@ -2,13 +2,16 @@
 
 #include "platform/kernel/Text.h"
 #include "workbench/FieldValues.h"
+#include "workbench/ItemNumbers.h"
 #include "workbench/JsonItemList.h"
 #include "workbench/NumberTexts.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <set>
 #include <span>
+#include <stdexcept>
 
 namespace workbench {
 
@@ -17,6 +20,11 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kRawDigits = 2 * items::kItemDataBytes;
+constexpr const char* kItems = "items";
+constexpr const char* kRawItems = "raw-items";
+constexpr std::array<std::string_view, 2> kForms{kItems, kRawItems};
+constexpr std::span kItemsAlone = std::span(kForms).first<1>();
+constexpr std::span kRawAlone = std::span(kForms).last<1>();
 
 /// Where in the text a complaint belongs.
 struct Place {
@@ -186,18 +194,29 @@ WantedItem rawItemFromJson(const Json& entry, Place place, Calvane& catalog, boo
 
 using TakeItem = WantedItem (*)(const Json&, Place, Calvane&, bool);
 
+WantedItem shownItemFromJson(const Json& entry, Place place, Calvane& catalog, bool wrap) {
+    const bool hasFields = entry.is_object() && entry.contains("fields");
+    WantedItem wanted = (hasFields ? itemFromJson : rawItemFromJson)(entry, std::move(place), catalog, wrap);
+    wanted.item.setRawData(wanted.item.rawData());
+    return wanted;
+}
+
+/// `head`: gets what stands beside the list.
 std::vector<WantedItem> allItems(const std::string& text, const std::string& source, Calvane& catalog, bool wrap,
-                                 TakeItem takeItem) {
+                                 std::span<const std::string_view> forms, TakeItem takeItem, Json* head = nullptr) {
     const Place place{source, {}};
     std::vector<WantedItem> items;
     std::set<std::uint16_t> seen;
-    readItemList(text, source, [&](const Json& entry) {
+    Json found = readItemList(text, source, forms, [&](const Json& entry) {
         items.push_back(takeItem(entry, place, catalog, wrap));
         const std::uint16_t number = items.back().item.getId();
         if (!seen.insert(number).second) {
             place.refuseForm("item " + std::to_string(number) + " stands in it twice");
         }
     });
+    if (head != nullptr) {
+        *head = std::move(found);
+    }
     return items;
 }
 
@@ -220,13 +239,33 @@ Json readHead(const char* form, const std::optional<RingInfo>& ring, const ReadR
     return head;
 }
 
-/// A text of an object of the head; empty where it has none.
-std::string headText(const Json& head, const char* object, const char* key) {
-    const auto found = head.find(object);
-    const auto text = found != head.end() && found->is_object() ? found->find(key) : found;
-    return found != head.end() && found->is_object() && text != found->end() && text->is_string()
-               ? text->get<std::string>()
-               : "";
+/// A text of an object; empty where it has none.
+std::string textIn(const Json& object, const char* key) {
+    const auto text = object.is_object() ? object.find(key) : object.end();
+    return text != object.end() && text->is_string() ? text->get<std::string>() : "";
+}
+
+std::vector<std::uint16_t> numbersIn(const Json& missing, const char* reason, const Place& place) {
+    const std::string numbers = textIn(missing, reason);
+    try {
+        return numbers.empty() ? std::vector<std::uint16_t>() : parseItemNumbers(numbers).all;
+    } catch (const std::invalid_argument& error) {
+        place.refuseForm(std::string("\"") + reason + "\" of \"missing\": " + error.what());
+    }
+}
+
+JsonHead headFrom(const Json& head, const std::string& source) {
+    const Place place{source, {}};
+    const Json phone = head.value("phone", Json());
+    const Json missing = head.value("missing", Json());
+    return {.form = textIn(head, "form"),
+            .comPort = textIn(head, "port"),
+            .phone = {textIn(phone, "serialNumber"), textIn(phone, "model"), textIn(phone, "softwareVersion")},
+            .when = timeOfUtcText(textIn(head, "time")),
+            .noValue = numbersIn(missing, "noValue", place),
+            .failed = numbersIn(missing, "failed", place),
+            .lost = numbersIn(missing, "lost", place),
+            .notTried = numbersIn(missing, "notTried", place)};
 }
 
 } // namespace
@@ -262,13 +301,13 @@ std::string itemsToJson(std::span<const NvItem> items, const std::optional<RingI
                         {"fields", std::move(fields)},
                         {"raw", hexText(item.rawData())}});
     }
-    Json document = readHead("items", ring, read);
+    Json document = readHead(kItems, ring, read);
     document["items"] = std::move(list);
     return textOf(document);
 }
 
 std::vector<WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog, bool wrap) {
-    return allItems(text, source, catalog, wrap, itemFromJson);
+    return allItems(text, source, catalog, wrap, kItemsAlone, itemFromJson);
 }
 
 std::string rawItemsToJson(const ReadReport& read, const RingInfo& ring) {
@@ -278,20 +317,31 @@ std::string rawItemsToJson(const ReadReport& read, const RingInfo& ring) {
             list.push_back({{"id", reading.number}, {"raw", hexText(reading.data)}});
         }
     }
-    Json document = readHead("raw-items", ring, &read);
+    Json document = readHead(kRawItems, ring, &read);
     document["items"] = std::move(list);
     return textOf(document);
 }
 
 std::vector<WantedItem> rawItemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
                                          bool wrap) {
-    return allItems(text, source, catalog, wrap, rawItemFromJson);
+    return allItems(text, source, catalog, wrap, kForms, rawItemFromJson);
+}
+
+JsonItems shownItemsFromJson(const std::string& text, const std::string& source, Calvane& catalog) {
+    Json head;
+    auto all = allItems(text, source, catalog, false, kForms, shownItemFromJson, &head);
+    JsonItems shown{.head = headFrom(head, source), .items = {}};
+    for (WantedItem& wanted : all) {
+        shown.bringsAllBytes = shown.bringsAllBytes && wanted.bringsAllBytes;
+        shown.items.push_back(std::move(wanted.item));
+    }
+    return shown;
 }
 
 EarlierRead earlierReadFromJson(const std::string& text, const std::string& source) {
     EarlierRead read;
     std::set<std::uint16_t> seen;
-    const Json head = readItemList(text, source, [&](const Json& entry) {
+    const Json head = readItemList(text, source, kRawAlone, [&](const Json& entry) {
         Place place{source, {}};
         const std::uint16_t number = numberOf(entry, place);
         if (!seen.insert(number).second) {
@@ -299,10 +349,7 @@ EarlierRead earlierReadFromJson(const std::string& text, const std::string& sour
         }
         read.items.push_back({.number = number, .state = ReadState::kRead, .data = neededRawBytes(entry, place)});
     });
-    read.phone = {headText(head, "phone", "serialNumber"), headText(head, "phone", "model"),
-                  headText(head, "phone", "softwareVersion")};
-    read.withoutValue = headText(head, "missing", "noValue");
-    read.failed = headText(head, "missing", "failed");
+    read.head = headFrom(head, source);
     return read;
 }
 

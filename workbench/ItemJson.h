@@ -32,6 +32,29 @@ std::string itemsToJson(std::span<const NvItem> items, const std::optional<RingI
 /// refuses, kValues for what does not fit the ring, a type or "raw".
 std::vector<WantedItem> itemsFromJson(const std::string& text, const std::string& source, Calvane& catalog, bool wrap);
 
+/// What a JSON of items says of the read that they come from.
+struct JsonHead {
+    std::string form;    ///< empty in the files of older versions
+    std::string comPort; ///< empty where it tells of no read
+    PhoneIdentity phone;
+    std::optional<std::chrono::system_clock::time_point> when;
+    /// The numbers that were asked for and are not among the items, by reason.
+    std::vector<std::uint16_t> noValue;
+    std::vector<std::uint16_t> failed;
+    std::vector<std::uint16_t> lost;
+    std::vector<std::uint16_t> notTried;
+};
+
+/// Items that are to be looked at.
+struct JsonItems {
+    JsonHead head;
+    std::vector<NvItem> items; ///< their values as the bytes have them, however they were typed
+    bool bringsAllBytes = true;
+};
+/// The items of a text of either form: those with "fields" as itemsFromJson() takes them, others as rawItemsFromJson()
+/// does.
+JsonItems shownItemsFromJson(const std::string& text, const std::string& source, Calvane& catalog);
+
 /// The items that were read, described or not, as { "id": 7, "raw": "f4ff0000..." }, with the same head.
 std::string rawItemsToJson(const ReadReport& read, const RingInfo& ring);
 /// The items of such a text; one that the ring does not describe is a "No Name" item. "raw" is needed. Items that have
@@ -39,14 +62,12 @@ std::string rawItemsToJson(const ReadReport& read, const RingInfo& ring);
 std::vector<WantedItem> rawItemsFromJson(const std::string& text, const std::string& source, Calvane& catalog,
                                          bool wrap);
 
-/// What such a text says of the read that it comes from.
+/// A raw read that can be gone on with.
 struct EarlierRead {
-    PhoneIdentity phone;
+    JsonHead head;
     std::vector<ItemReading> items; ///< each kRead
-    std::string withoutValue;       ///< numbers and ranges, as joined() writes them
-    std::string failed;             ///< so, too
 };
-/// Refuses as readItemList() does, and a list with an item twice or without "raw".
+/// Refuses as readItemList() does, a list with an item twice or without "raw", and numbers in the head that are none.
 EarlierRead earlierReadFromJson(const std::string& text, const std::string& source);
 
 /// A text of the ring, which is plain bytes, as JSON and other files in UTF-8 have it. What is no UTF-8 is taken for

@@ -14,15 +14,23 @@ std::string localTime(std::chrono::system_clock::time_point when) {
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts)};
 }
 
+const FileSource* fileOf(const ItemSet& set) {
+    const auto& source = set.about().source;
+    return source == nullptr ? nullptr : std::get_if<FileSource>(&source->from);
+}
+
+/// The phone and port of the read that the values come from; null where nobody tells of one.
 const PhoneSource* phoneOf(const ItemSet& set) {
+    if (const FileSource* file = fileOf(set)) {
+        return file->read ? &*file->read : nullptr;
+    }
     const auto& source = set.about().source;
     return source == nullptr ? nullptr : std::get_if<PhoneSource>(&source->from);
 }
 
 /// The record of the file that the values come from; null where there is none.
 const PhoneProperties* recordOf(const ItemSet& set) {
-    const auto& source = set.about().source;
-    const auto* file = source == nullptr ? nullptr : std::get_if<FileSource>(&source->from);
+    const FileSource* const file = fileOf(set);
     return file == nullptr || !file->properties ? nullptr : &*file->properties;
 }
 

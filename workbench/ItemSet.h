@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -25,6 +26,7 @@ public:
         std::shared_ptr<const Source> source = {}; ///< where the newest values come from; null where nobody knows
         bool bringsAllBytes = false;               ///< the bytes behind the sub-fields are meant, too
         std::string remark = {};                   ///< what is to be known before one trusts it; empty: nothing
+        std::set<std::uint16_t> unknown = {};      ///< the numbers of which nobody knows what is there
     };
 
     /// Of two items with one number the first counts.

@@ -3,7 +3,6 @@
 #include "calfile/MoxFile.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/RegularFile.h"
-#include "workbench/ItemJson.h"
 #include "workbench/MessageText.h"
 #include "workbench/PhoneReader.h"
 #include "workbench/PortReason.h"
@@ -38,6 +37,17 @@ std::string textOf(const std::string& path) {
 std::shared_ptr<const Source> fileSource(const std::string& path, std::optional<PhoneProperties> properties = {}) {
     return std::make_shared<const Source>(
         Source{FileSource{path, std::move(properties)}, std::chrono::system_clock::now()});
+}
+
+/// What a read did not bring, added to `about`.
+void addGaps(ItemSet::About& about, const std::vector<std::uint16_t>& lost, const std::vector<std::uint16_t>& failed,
+             const std::vector<std::uint16_t>& notTried) {
+    addCount(about.remark, lost.size(), " missing: the phone did not answer");
+    addCount(about.remark, failed.size(), " refused by the phone");
+    addCount(about.remark, notTried.size(), " not tried, as the read ended before");
+    for (const auto& numbers : {lost, failed, notTried}) {
+        about.unknown.insert(numbers.begin(), numbers.end());
+    }
 }
 
 /// What could be read of a calibration file.
@@ -77,6 +87,20 @@ MoxContent contentOf(const std::string& path) {
 
 } // namespace
 
+ItemSet::About aboutJson(const JsonItems& read, std::string label, std::string path,
+                         std::chrono::system_clock::time_point when) {
+    const JsonHead& head = read.head;
+    FileSource file{std::move(path), {}};
+    if (!head.comPort.empty()) {
+        file.read = PhoneSource{head.phone, head.comPort};
+    }
+    ItemSet::About about{ItemSet::Origin::kJsonFile, std::move(label),
+                         std::make_shared<const Source>(Source{std::move(file), head.when.value_or(when)}),
+                         read.bringsAllBytes};
+    addGaps(about, head.lost, head.failed, head.notTried);
+    return about;
+}
+
 ItemSetLoader::ItemSetLoader(const std::string& ringPath) {
     try {
         catalog_.loadDecoderRingFile(ringPath);
@@ -101,6 +125,7 @@ std::shared_ptr<const ItemSet> ItemSetLoader::fromCalibrationFile(const std::str
     }
     const std::vector<NvItem> supported = catalog_.getSupportedNvItems();
     std::vector<NvItem> items;
+    std::set<std::uint16_t> unknown;
     std::string remark;
     std::size_t repeated = 0;
     std::size_t undescribed = 0;
@@ -108,6 +133,7 @@ std::shared_ptr<const ItemSet> ItemSetLoader::fromCalibrationFile(const std::str
         const auto known = std::ranges::lower_bound(supported, at->first, {}, &NvItem::getId);
         if (content.items.count(at->first) > 1) {
             ++repeated;
+            unknown.insert(at->first);
         } else if (known == supported.end() || known->getId() != at->first) {
             ++undescribed;
         } else {
@@ -121,18 +147,24 @@ std::shared_ptr<const ItemSet> ItemSetLoader::fromCalibrationFile(const std::str
     if (!content.isWhole) {
         remark += std::string(remark.empty() ? "" : ", ") + "the file is damaged and may have had more items";
     }
-    return made({ItemSet::Origin::kCalibrationFile, nameOf(path), fileSource(path, content.properties), true, remark},
+    return made({ItemSet::Origin::kCalibrationFile, nameOf(path), fileSource(path, content.properties), true, remark,
+                 std::move(unknown)},
                 std::move(items));
 }
 
 std::shared_ptr<const ItemSet> ItemSetLoader::fromJsonFile(const std::string& path) {
-    std::vector<NvItem> items;
-    bool bringsAllBytes = true;
-    for (WantedItem& wanted : itemsFromJson(textOf(path), path, catalog_, false)) {
-        bringsAllBytes = bringsAllBytes && wanted.bringsAllBytes;
-        items.push_back(std::move(wanted.item));
+    JsonItems read = shownItemsFromJson(textOf(path), path, catalog_);
+    const std::vector<NvItem> supported = catalog_.getSupportedNvItems();
+    const auto isUndescribed = [&](std::uint16_t number) {
+        return !std::ranges::binary_search(supported, number, {}, &NvItem::getId);
+    };
+    for (auto* numbers : {&read.head.lost, &read.head.failed, &read.head.notTried}) {
+        std::erase_if(*numbers, isUndescribed);
     }
-    return made({ItemSet::Origin::kJsonFile, nameOf(path), fileSource(path), bringsAllBytes}, std::move(items));
+    ItemSet::About about = aboutJson(read, nameOf(path), path, std::chrono::system_clock::now());
+    addCount(about.remark, std::erase_if(read.items, [&](const NvItem& item) { return isUndescribed(item.getId()); }),
+             " left out, as the decoder ring does not describe them");
+    return made(std::move(about), std::move(read.items));
 }
 
 std::shared_ptr<const ItemSet> ItemSetLoader::fromPhone(const std::string& comPort, const WorkControl& control) {
@@ -148,12 +180,10 @@ std::shared_ptr<const ItemSet> ItemSetLoader::fromPhone(const std::string& comPo
     if (!report.failure.empty()) {
         throw std::runtime_error(report.failure);
     }
-    std::string remark;
-    addCount(remark, report.count(ReadState::kMissing), " missing: the phone did not answer");
-    addCount(remark, report.count(ReadState::kFailed), " refused by the phone");
     auto source = std::make_shared<const Source>(Source{PhoneSource{report.phone, comPort}, report.when});
-    return made({ItemSet::Origin::kPhone, "Phone on " + comPort, std::move(source), true, std::move(remark)},
-                itemsOf(report, catalog_));
+    ItemSet::About about{ItemSet::Origin::kPhone, "Phone on " + comPort, std::move(source), true};
+    addGaps(about, report.numbers(ReadState::kMissing), report.numbers(ReadState::kFailed), {});
+    return made(std::move(about), itemsOf(report, catalog_));
 }
 
 } // namespace workbench

@@ -22,9 +22,10 @@ constexpr std::size_t kMaxTokenBytes = std::size_t{1} << 20;
 constexpr std::size_t kMaxComplaintBytes = 300;
 /// Each field of an item has a byte of its own.
 constexpr std::size_t kMaxFields = items::kItemDataBytes;
-constexpr std::array<std::string_view, 18> kKeys{
-    "items",  "id",      "name",  "raw",          "fields",          "type",    "description", "value", "form",
-    "schema", "missing", "phone", "serialNumber", "softwareVersion", "noValue", "failed",      "model", "time"};
+constexpr std::array<std::string_view, 21> kKeys{
+    "items",   "id",     "name",   "raw",     "fields", "type",         "description",
+    "value",   "form",   "schema", "missing", "phone",  "serialNumber", "softwareVersion",
+    "noValue", "failed", "model",  "time",    "port",   "lost",         "notTried"};
 
 [[noreturn]] void refuseLine(const std::string& source, std::size_t line, const std::string& reason) {
     throw ValuesRefused(ValuesRefused::Kind::kText, source + ": line " + std::to_string(line) + ": " + reason);
@@ -66,8 +67,9 @@ void requireModestText(std::string_view text, const std::string& source) {
 /// Takes what the parser finds, one piece at a time.
 class ItemListReader : public nlohmann::json_sax<Json> {
 public:
-    ItemListReader(const std::string& source, const std::function<void(const Json&)>& take)
-        : source_(source), take_(take) {}
+    ItemListReader(const std::string& source, std::span<const std::string_view> forms,
+                   const std::function<void(const Json&)>& take)
+        : source_(source), forms_(forms), take_(take) {}
 
     bool hasList() const { return hasList_; }
     const Json& head() const { return head_; }
@@ -181,9 +183,24 @@ private:
 
     Place keepInHead(std::string_view key, Json value) {
         const bool isObject = value.is_object();
+        if (key == "form") {
+            requireForm(value);
+        }
         keepAs(head_, key, std::move(value));
         headKey_ = key;
         return isObject && !key.empty() ? Place::kHead : Place::kElsewhere;
+    }
+
+    void requireForm(const Json& form) const {
+        const auto isIt = [&form](std::string_view known) { return form == Json(known); };
+        if (std::ranges::none_of(forms_, isIt)) {
+            std::string needed;
+            for (const std::string_view known : forms_) {
+                needed += (needed.empty() ? "\"" : " or \"") + std::string(known) + "\"";
+            }
+            const std::string found = form.is_structured() ? "a list or an object" : form.dump();
+            refuse("its form is " + kernel::shortened(found, kMaxComplaintBytes) + ", and " + needed + " is needed");
+        }
     }
 
     /// Answers whether it is a list.
@@ -211,6 +228,7 @@ private:
     }
 
     const std::string& source_;
+    const std::span<const std::string_view> forms_;
     const std::function<void(const Json&)>& take_;
     std::vector<Level> levels_;
     Json item_; ///< the one that is being read
@@ -221,9 +239,10 @@ private:
 
 } // namespace
 
-Json readItemList(const std::string& text, const std::string& source, const std::function<void(const Json&)>& take) {
+Json readItemList(const std::string& text, const std::string& source, std::span<const std::string_view> forms,
+                  const std::function<void(const Json&)>& take) {
     requireModestText(text, source);
-    ItemListReader reader(source, take);
+    ItemListReader reader(source, forms, take);
     Json::sax_parse(text, &reader);
     if (!reader.hasList()) {
         throw ValuesRefused(ValuesRefused::Kind::kText, source + ": it has no list \"items\"");

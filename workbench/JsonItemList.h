@@ -3,7 +3,9 @@
 #include <nlohmann/json.hpp>
 
 #include <functional>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace workbench {
 
@@ -16,8 +18,11 @@ namespace workbench {
 ///
 /// Throws ValuesRefused with kText, whose message names `source`, for a text that is no JSON (with line and column),
 /// has something behind its end, no list "items", an object with a key twice, more than 32 levels, or a text or number
-/// of more than a megabyte, and for a schema of a later program. What `take` throws comes through.
+/// of more than a megabyte, for a schema of a later program, and for a "form" that is none of `forms`; where it stands
+/// before the list, no element of that is handed on. A file of an older version has no form. What `take` throws comes
+/// through.
 nlohmann::ordered_json readItemList(const std::string& text, const std::string& source,
+                                    std::span<const std::string_view> forms,
                                     const std::function<void(const nlohmann::ordered_json&)>& take);
 
 } // namespace workbench

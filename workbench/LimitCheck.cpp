@@ -11,11 +11,6 @@ namespace {
 
 using State = LimitedField::State;
 
-double valueOf(const WideNumber& number) {
-    const auto magnitude = static_cast<double>(number.magnitude);
-    return number.isNegative ? -magnitude : magnitude;
-}
-
 State stateOf(const FieldUnit& unit, double raw) {
     const double value = unit.physical(raw);
     if (unit.permits(value)) {
@@ -50,7 +45,7 @@ std::vector<LimitedField> limitedFields(const NvItem& item, const Units& units) 
         }
         LimitedField field{at, subItems[at], unit, 0, State::kNoNumber};
         if (const auto number = numberOf(field.subItem.value)) {
-            field.raw = valueOf(*number);
+            field.raw = asDouble(*number);
             field.state = stateOf(*unit, field.raw);
         }
         fields.push_back(std::move(field));

@@ -21,6 +21,22 @@ std::string utcText(std::chrono::system_clock::time_point when) {
     return std::string(text.data()) + "." + std::string(3 - ms.size(), '0') + ms + "Z";
 }
 
+std::optional<std::chrono::system_clock::time_point> timeOfUtcText(const std::string& text) {
+    constexpr std::string_view kForm = "2000-01-01T00:00:00.000Z";
+    constexpr std::time_t kEnd = std::time_t{1} << 33U; // of what a clock of nanoseconds can say, with room
+    std::tm parts{};
+    const char* const behind = ::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S.", &parts);
+    if (behind == nullptr || text.size() != kForm.size() || !text.ends_with('Z')) {
+        return std::nullopt;
+    }
+    const auto ms = kernel::wholeNumber<std::uint16_t>(std::string_view(behind, 3));
+    const std::time_t seconds = ::timegm(&parts);
+    if (!ms || seconds < 0 || seconds >= kEnd) {
+        return std::nullopt;
+    }
+    return std::chrono::system_clock::from_time_t(seconds) + std::chrono::milliseconds(*ms);
+}
+
 Json headJson(const char* form, const std::optional<RingInfo>& ring) {
     Json head{{"form", form}, {"schema", kResultSchema}, {"program", kProgramVersion}};
     if (ring) {

@@ -21,6 +21,8 @@ inline constexpr int kResultSchema = 1;
 
 /// "2026-11-23T23:50:12.123Z".
 std::string utcText(std::chrono::system_clock::time_point when);
+/// The time that such a text says; nothing for another text.
+std::optional<std::chrono::system_clock::time_point> timeOfUtcText(const std::string& text);
 
 /// The first members of a JSON of this form: "form", "schema", "program", and "ring" where there is one.
 nlohmann::ordered_json headJson(const char* form, const std::optional<RingInfo>& ring);

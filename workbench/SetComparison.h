@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,7 +29,8 @@ struct RowSummary {
 /// Two sets of items, compared. Holds the sets; never changes, so any thread may read it.
 class SetComparison {
 public:
-    /// Compares the bytes behind the sub-fields where both sets bring them.
+    /// Compares the bytes behind the sub-fields where both sets bring them. An item of which nobody knows what one of
+    /// them has is not compared.
     SetComparison(std::shared_ptr<const ItemSet> left, std::shared_ptr<const ItemSet> right);
 
     const std::shared_ptr<const ItemSet>& left() const { return left_; }
@@ -38,11 +40,12 @@ public:
     std::size_t count(RowState state) const { return counts_[static_cast<std::size_t>(state)]; }
 
     RowSummary summaryOf(const ItemRow& row) const;
-    std::vector<SubFieldRow> subFieldsOf(const ItemRow& row) const {
-        return compareSubFields(row.left, row.right, bytes_);
-    }
+    std::vector<SubFieldRow> subFieldsOf(const ItemRow& row) const;
 
-    /// "160 equal, 3 different, 2 only left, 1 only right, 1 of another layout"; the last is left out where it is 0.
+    /// The numbers of which nobody knows what a side has, whether there is a row for them or not.
+    const std::set<std::uint16_t>& unknown() const { return unknown_; }
+    /// "160 equal, 3 different, 2 only left, 1 only right, 1 of another layout, not compared: item 7, 9"; the last two
+    /// are left out where there are none.
     std::string counts() const;
     /// Where the two sides have different identities, a line that says so; empty otherwise.
     std::string identities() const;
@@ -51,15 +54,16 @@ private:
     const std::shared_ptr<const ItemSet> left_;
     const std::shared_ptr<const ItemSet> right_;
     const ComparedBytes bytes_;
+    const std::set<std::uint16_t> unknown_;
     const std::vector<ItemRow> rows_;
-    std::array<std::size_t, 5> counts_{};
+    std::array<std::size_t, 6> counts_{};
 };
 
 /// The item of a row, on whichever side there is one.
 inline const NvItem& anyItem(const ItemRow& row) {
     return row.left != nullptr ? *row.left : *row.right;
 }
-/// "equal", "different", "only left", "only right", "other layout".
+/// "equal", "different", "only left", "only right", "other layout", "not compared".
 std::string_view stateText(RowState state);
 /// Right less left, for numbers of one type; empty otherwise.
 std::string differenceText(const SubFieldRow& field);

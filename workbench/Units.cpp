@@ -222,7 +222,9 @@ const FieldUnit* Units::find(std::uint16_t item, std::size_t field) const {
     return range == found->second.end() ? nullptr : &range->unit;
 }
 
-std::string unitText(const FieldUnit& unit, double physicalValue) {
+namespace {
+
+std::string numberText(const FieldUnit& unit, double physicalValue) {
     std::array<char, 64> buffer{};
     const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), physicalValue,
                                    std::chars_format::fixed, decimalsOf(unit))
@@ -231,7 +233,17 @@ std::string unitText(const FieldUnit& unit, double physicalValue) {
     if (text.find_first_not_of("-0.") == std::string::npos) {
         text.erase(0, text.find_first_not_of('-')); // a little below zero is no other zero
     }
-    return unit.unit.empty() ? text : text + " " + unit.unit;
+    return text;
+}
+
+} // namespace
+
+std::string unitText(const FieldUnit& unit, double physicalValue) {
+    return numberText(unit, physicalValue) + (unit.unit.empty() ? "" : " " + unit.unit);
+}
+
+std::string physicalNumber(const FieldUnit& unit, double raw) {
+    return numberText(unit, unit.physical(raw));
 }
 
 std::string physicalText(const FieldUnit& unit, double raw) {

@@ -65,6 +65,8 @@ private:
 /// A value in its unit for people, as "-12.5 dBm": as many decimals as factor and offset have, three at most, or more
 /// where neighbouring raw values would look the same otherwise.
 std::string physicalText(const FieldUnit& unit, double raw);
+/// The number of it alone, "-12.5".
+std::string physicalNumber(const FieldUnit& unit, double raw);
 /// The same for a value that is in the unit already, a limit for instance.
 std::string unitText(const FieldUnit& unit, double physicalValue);
 /// The value in its unit, and ", low" or ", high" behind one that is not permitted.

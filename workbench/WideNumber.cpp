@@ -34,6 +34,11 @@ WideNumber difference(const WideNumber& from, const WideNumber& to) {
     return {isNegative, wrapped(high) - wrapped(low)};
 }
 
+double asDouble(const WideNumber& number) {
+    const auto magnitude = static_cast<double>(number.magnitude);
+    return number.isNegative ? -magnitude : magnitude;
+}
+
 std::string textOf(const WideNumber& number) {
     return (number.isNegative ? "-" : "") + std::to_string(number.magnitude);
 }

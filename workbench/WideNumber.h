@@ -30,6 +30,8 @@ WideNumber numberAt(SubItemType type, const std::uint8_t* bytes);
 std::optional<WideNumber> numberOf(std::string_view text);
 /// `to` less `from`, both of one type.
 WideNumber difference(const WideNumber& from, const WideNumber& to);
+/// The nearest floating-point number.
+double asDouble(const WideNumber& number);
 /// In decimal: "-12", "0", "3".
 std::string textOf(const WideNumber& number);
 

@@ -53,11 +53,6 @@ QString differenceText(const ItemRow& row, const RowSummary& summary) {
     return summary.fields == 1 || summary.differing < 2 ? number : "up to " + number;
 }
 
-double rawValue(const workbench::WideNumber& number) {
-    const auto magnitude = static_cast<double>(number.magnitude);
-    return number.isNegative ? -magnitude : magnitude;
-}
-
 /// How many sub-fields of the item have a value that is not permitted.
 int countForbidden(const workbench::Units& units, const NvItem* item) {
     int count = 0;
@@ -65,7 +60,7 @@ int countForbidden(const workbench::Units& units, const NvItem* item) {
     std::size_t position = 0;
     for (const SubItemType type : item == nullptr ? std::vector<SubItemType>() : item->getSubItemTypes()) {
         const workbench::FieldUnit* unit = units.find(item->getId(), position);
-        const double raw = rawValue(workbench::numberAt(type, item->getData() + offset));
+        const double raw = asDouble(workbench::numberAt(type, item->getData() + offset));
         count += unit != nullptr && !unit->permits(unit->physical(raw)) ? 1 : 0;
         offset += subItemTypeInfo(type).bytes;
         ++position;
@@ -237,7 +232,7 @@ QString CompareModel::unitsText(std::uint16_t number, const ShownField& field) c
     }
     const auto judged = [unit](const std::string& text) {
         const auto value = workbench::numberOf(text);
-        return value ? judgedText(*unit, rawValue(*value)) : std::string();
+        return value ? judgedText(*unit, asDouble(*value)) : std::string();
     };
     const std::string left = judged(field.field.left);
     const std::string right = judged(field.field.right);

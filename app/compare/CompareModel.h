@@ -22,6 +22,7 @@ public:
     explicit CompareModel(workbench::Units units = {}, QObject* parent = nullptr)
         : QAbstractItemModel(parent), units_(std::move(units)) {}
 
+    const workbench::Units& units() const { return units_; }
     bool hasUnits() const { return !units_.isEmpty(); }
 
     /// The ticks stay with their items.

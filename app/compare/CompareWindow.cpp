@@ -332,11 +332,12 @@ void CompareWindow::save() {
 }
 
 void CompareWindow::writeFile(const std::string& path) {
-    const auto work = [path, comparison = comparison_, rows = model_->shownRows(),
+    const auto work = [path, comparison = comparison_, rows = model_->shownRows(), units = model_->units(),
                        differencesOnly = model_->isDifferencesOnly()](const workbench::WorkControl&) {
         const bool isJson = QString::fromStdString(path).endsWith(".json", Qt::CaseInsensitive);
-        const auto result = kernel::writeWholeFile(path, isJson ? comparisonJson(*comparison, rows, differencesOnly)
-                                                                : comparisonCsv(*comparison, rows, differencesOnly));
+        const auto result =
+            kernel::writeWholeFile(path, isJson ? comparisonJson(*comparison, rows, differencesOnly, units)
+                                                : comparisonCsv(*comparison, rows, differencesOnly, units));
         if (!result.succeeded()) {
             throw std::runtime_error("Couldn't write '" + path +
                                      "': " + std::generic_category().message(result.error()));

@@ -100,6 +100,19 @@ CMainFrame::~CMainFrame() {
     qDeleteAll(CSplitterFrame::allIn(*this));
 }
 
+// Takes the keys of the library's own command away from the window: with two commands for a key, neither is done.
+void CMainFrame::leaveCloseKeys(QMdiSubWindow* window) {
+    const QMenu* const menu = window == nullptr ? nullptr : window->systemMenu();
+    const auto actions = menu == nullptr ? QList<QAction*>() : menu->actions();
+    for (QAction* action : actions) {
+        for (const QKeySequence& key : actions_[CommandId::kCloseWindow]->shortcuts()) {
+            if (action->shortcuts().contains(key)) {
+                action->setShortcuts(QList<QKeySequence>());
+            }
+        }
+    }
+}
+
 void CMainFrame::makeActions() {
     for (const CommandInfo& info : commandTable()) {
         auto* action = new QAction(this);
@@ -122,7 +135,7 @@ void CMainFrame::makeActions() {
     actions_[CommandId::kOpen]->setShortcut(QKeySequence("Ctrl+O"));
     actions_[CommandId::kNextWindow]->setShortcut(QKeySequence("Ctrl+F6"));
     actions_[CommandId::kPreviousWindow]->setShortcut(QKeySequence("Ctrl+Shift+F6"));
-    actions_[CommandId::kCloseWindow]->setShortcut(QKeySequence("Ctrl+F4"));
+    actions_[CommandId::kCloseWindow]->setShortcuts({QKeySequence("Ctrl+F4"), QKeySequence("Ctrl+W")});
     actions_[CommandId::kFilter]->setShortcut(QKeySequence("Ctrl+F"));
     actions_[CommandId::kFindNext]->setShortcut(QKeySequence("F3"));
     actions_[CommandId::kFindPrevious]->setShortcut(QKeySequence("Shift+F3"));
@@ -216,9 +229,11 @@ CSplitterFrame* CMainFrame::activeFrame() const {
     return frame != nullptr && frame->isClosing() ? nullptr : frame;
 }
 
-void CMainFrame::activated(QMdiSubWindow*) {
+void CMainFrame::activated(QMdiSubWindow* window) {
+    leaveCloseKeys(window);
     CSplitterFrame* now = activeFrame();
     if (now == lastActive_) {
+        refresh(); // a compare window may have come or gone
         return;
     }
     if (lastActive_ != nullptr) {
@@ -259,8 +274,8 @@ bool CMainFrame::event(QEvent* event) {
 void CMainFrame::refresh() {
     CSplitterFrame* frame = activeFrame();
     // From a compare window the Window menu leads to the documents; it may outlive them, and then there are none.
-    const bool hasWindow = frame != nullptr || (qobject_cast<CompareWindow*>(area_->currentSubWindow()) != nullptr &&
-                                                !CSplitterFrame::allIn(*this).empty());
+    const bool isCompare = qobject_cast<CompareWindow*>(area_->currentSubWindow()) != nullptr;
+    const bool hasWindow = frame != nullptr || (isCompare && !CSplitterFrame::allIn(*this).empty());
     if (hasWindow != menus_->isForDocument()) {
         menus_->show(hasWindow);
     }
@@ -268,7 +283,7 @@ void CMainFrame::refresh() {
         const bool isForWindows = info.id == CommandId::kNextWindow || info.id == CommandId::kPreviousWindow ||
                                   info.id == CommandId::kCloseWindow;
         const bool available =
-            !info.needsDocument || (isForWindows && hasWindow) ||
+            !info.needsDocument || (isForWindows && (hasWindow || isCompare)) ||
             (frame != nullptr && !(info.disabledWhileReading && frame->isBusy()) && frame->canRun(info.id));
         actions_[info.id]->setEnabled(available);
         if (info.isToggle) {

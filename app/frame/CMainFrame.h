@@ -59,6 +59,7 @@ private:
     void makeKeys();
     void makeToolbar();
     void activated(QMdiSubWindow* window);
+    void leaveCloseKeys(QMdiSubWindow* window);
     void showTitle(bool withDocument);
     void showPhone(CSplitterFrame* frame);
     void showVersions();

@@ -226,7 +226,8 @@ TEST_F(Compare, KeysFilterAndCopyAreTheWindowsOwn) {
     click("compare_save");
     EXPECT_TRUE(QTest::qWaitFor([&] { return !shown()->isBusy(); }, 30000));
     EXPECT_EQ(readText(folder / "rows.csv"),
-              "number,name,sub-field,left,right,difference,state\r\n30,NV_FIXED,f,4660,,,only left\r\n");
+              "number,name,sub-field,left,right,difference,state,left value,right value,unit\r\n"
+              "30,NV_FIXED,f,4660,,,only left,,,\r\n");
 }
 
 TEST_F(Compare, TheWindowOutlivesItsDocument) {
@@ -247,8 +248,13 @@ TEST_F(Compare, TheWindowOutlivesItsDocument) {
     QTest::keyClick(&tree(), Qt::Key_F5);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !shown()->isBusy(); }, 30000));
     EXPECT_EQ(rows().size(), 4U) << "the values from before";
-    run(CommandId::kCloseWindow);
+    for (CSplitterFrame* frame : CSplitterFrame::allIn(window())) {
+        frame->close();
+    }
+    EXPECT_TRUE(QTest::qWaitFor([&] { return CSplitterFrame::allIn(window()).empty(); }, 30000));
+    QTest::keyClick(&tree(), Qt::Key_W, Qt::ControlModifier);
     EXPECT_TRUE(QTest::qWaitFor([&] { return shown() == nullptr; }, 30000));
+    EXPECT_FALSE(window().action(CommandId::kCloseWindow)->isEnabled());
 }
 
 } // namespace

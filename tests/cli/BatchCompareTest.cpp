@@ -50,7 +50,9 @@ TEST_F(BatchCompare, WhatCantBeComparedIsNoDifference) {
               told + "2 equal, 0 different, 0 only left, 0 only right, not compared: item 30.\n");
     write("ring.vrk", "NV_A,10,ReadWrite,<SIGNED_WORD,offset>#<BYTE,flag>#\n");
     service("");
-    expectRun("diff p.mox COM1", 9,
+    expectRun("diff p.mox COM1", 0, "2 equal, 0 different, 0 only left, 0 only right.\n");
+    ASSERT_EQ(run("read --json j").status, 0);
+    expectRun("diff p.mox j", 9,
               "'p.mox' has 1 item that the decoder ring does not describe, left out: 30.\n"
               "1 equal, 0 different, 0 only left, 0 only right, not compared: item 30.\n");
     expectRun("diff p.mox p.mox", 0, "2 equal, 0 different, 0 only left, 0 only right.\n");
@@ -58,6 +60,44 @@ TEST_F(BatchCompare, WhatCantBeComparedIsNoDifference) {
     expectRun("diff empty empty", 9,
               "0 equal, 0 different, 0 only left, 0 only right.\ncalvane-batch: Nothing was compared.\n");
     expectRun("diff p.mox COM9", 6, "calvane-batch: 'COM9' is no file, and no port of 'Tessra.toml'.\n");
+}
+
+TEST_F(BatchCompare, AReadWithGapsIsNotWhole) {
+    const std::string lost = "[[port.fault]]\ncall = \"send\"\nitem = 30\nshort_answer = 20\n";
+    const std::string refused = "[[port.fault]]\ncall = \"send\"\nitem = 20\nnv_status = 4\n";
+    service(lost + refused);
+    ASSERT_EQ(run("read --json gaps --retries 0").status, 9);
+    service(refused);
+    ASSERT_EQ(run("read --json refused").status, 9);
+    service("");
+    write("u", "30 1 V 1 0 - 9\n");
+    const std::string equal = " equal, 0 different, 0 only left, 0 only right";
+    expectRun("diff gaps COM1", 9, "1" + equal + ", not compared: item 20, 30.\n");
+    expectRun("diff COM1 refused", 9, "2" + equal + ", not compared: item 20.\n");
+    expectRun("diff refused refused", 0, "2" + equal + ", not compared: item 20.\n");
+    expectRun("diff gaps COM1 --ids 10", 0, "1" + equal + ".\n");
+    expectRun("check --from gaps --units u", 9,
+              "Checked 0 values of 0 items: 0 outside their limits.\nNot known: 30.\n");
+}
+
+TEST_F(BatchCompare, ItemsThatTheRingLacksAreComparedByTheirBytes) {
+    write("phone.nvmem", "10 0 f4ff01\n77 0 0102\n");
+    ASSERT_EQ(run("read --raw --ids 0-100 --json before").status, 0);
+    ASSERT_EQ(run("read --json j").status, 0);
+    std::string changed = readText(folder / "before");
+    changed.replace(changed.find("\"0102"), 5, "\"03FF");
+    write("after", changed);
+    for (const std::string sides : {"before after", "after COM1 --ids 77"}) {
+        EXPECT_EQ(run("diff --changed-only-names " + sides).out, "77 No Name\n");
+    }
+    expectRun("diff before j", 9,
+              "'before' has 1 item that the decoder ring does not describe, left out: 77.\n"
+              "1 equal, 0 different, 0 only left, 0 only right, not compared: item 77.\n");
+    const std::string checked = "Checked 1 value of 1 item: 0 outside their limits.\n";
+    write("ring.units", "10 1 V 1 0 - 9\n77 1 V\n");
+    expectRun("check --from before", 0, checked + "Not in the decoder ring and without limits: item 77.\n");
+    write("ring.units", "10 1 V 1 0 - 9\n77 1 V 1 0 - 9\n");
+    expectRun("check --from before", 9, checked + "Not known: 77.\n");
 }
 
 TEST_F(BatchCompare, ADiffOfTwoPhonesSaysThatTheyAreTwo) {
@@ -131,7 +171,8 @@ TEST_F(BatchCompare, ACheckNamesWhatIsOutsideItsLimits) {
   "checked": 1,
   "outside": 1,
   "without": [],
-  "unknown": []
+  "unknown": [],
+  "undescribed": []
 }
 )",
          "Checked 1 value of 1 item: 1 outside their limits.\n"},

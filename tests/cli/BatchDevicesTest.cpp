@@ -57,6 +57,11 @@ TEST_F(BatchDevices, APhoneOnADeviceNeedsNoFileOfPorts) {
     EXPECT_EQ(run("set 30 8 --device devices/phone --baud 230400", "").status, 0);
     const Outcome read = run("read --device devices/phone --ids 30 --text -", "");
     EXPECT_EQ(read.out, "NV_B\r\n8, \r\n\r\n") << read.err;
+    EXPECT_EQ(run("read --device devices/phone --json j", "").status, 0);
+    EXPECT_EQ(run("set 30 9 --device devices/phone", "").status, 0);
+    write("ring.units", "30 1 V 1 0 - 8\n");
+    EXPECT_EQ(run("diff j devices/phone").status, 10);
+    EXPECT_EQ(run("check --device devices/phone --json j").status, 11);
     const Outcome none = run("reset --device devices/none", "");
     EXPECT_EQ(none.status, 3);
     EXPECT_NE(none.err.find(" devices/none: can't be opened: No such file or directory\n"), std::string::npos);

@@ -1,12 +1,15 @@
 // Number lists and slips of the fingers.
 
-#include "cli/ItemNumbers.h"
 #include "cli/UnknownWords.h"
 #include "tests/support/MessageOf.h"
+#include "workbench/ItemNumbers.h"
 
 #include <gtest/gtest.h>
 
 namespace {
+
+using workbench::ItemNumbers;
+using workbench::parseItemNumbers;
 
 TEST(ItemNumbers, ReadsListsAndRefusesWhatIsNone) {
     const ItemNumbers numbers = parseItemNumbers("30-32, 10 ,31, 9 - 9,65535");

@@ -191,7 +191,7 @@ TEST_F(ForeignFileTest, ATreeAsDeepAsItHasEntriesIsRead) {
 }
 
 TEST_F(ForeignFileTest, LargeFilesAreReadAsTheyWereWritten) {
-    for (const std::size_t sectors : {13838, 13839, 13840, 13841, 30200}) {
+    for (const std::size_t sectors : {13838U, 13839U, 13840U, 13841U, 30200U}) {
         const Buffer bytes = pattern(sectors * 512, static_cast<std::uint32_t>(sectors));
         ComPtr<IStorage> root;
         ASSERT_EQ(stgCreateDocfile(path_, kCreateReadWrite, root), com::kOk);

@@ -99,7 +99,7 @@ TEST_F(SerialPhone, OnlyThePortsThatAreAskedForAreOpen) {
 
 // Whatever a phone answers to a version request, one that has told its mode is found, and seen to come back.
 TEST_F(SerialPhone, APhoneWithoutAVersionIsFoundAndSeenToComeBack) {
-    const RunningPhone phone(folder_ / "a", {.versionBytes = 0, .awayMs = 300});
+    const RunningPhone phone(folder_ / "a", {.versionBytes = 0, .awayMs = 1000});
     const ServiceHost service(linesTo({folder_ / "a"}, 100));
     TessraServer session("Test");
     EXPECT_EQ(session.waitForActivePhone().size(), 1U);

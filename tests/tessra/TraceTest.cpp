@@ -90,7 +90,7 @@ TEST(TraceText, NamesTheLineOfAFault) {
         {"1.000001 COM1 > query-mode - - 2a 00\n", "t:3: more follows behind the bytes"},
     };
     for (const auto& [line, message] : rows) {
-        EXPECT_EQ(messageOf([&] { parseTrace(kHead + "# a remark\n" + line, "t"); }), message);
+        EXPECT_EQ(messageOf([&text = line] { parseTrace(kHead + "# a remark\n" + text, "t"); }), message);
     }
     const TemporaryFolder folder;
     const std::string two = "0.000001 COM1 > query-mode - - 2a\n0.000002 COM2 > query-mode - - 2a\n";

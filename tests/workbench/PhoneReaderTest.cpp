@@ -264,7 +264,7 @@ TEST_F(ReadOverALine, AnotherPhoneThatReturnsEndsTheRead) {
 TEST_F(ReadOverALine, ALineThatInvertsBitsDeliversEveryItemAndNoWrongValue) {
     std::vector<std::uint16_t> numbers(20);
     std::iota(numbers.begin(), numbers.end(), std::uint16_t{1});
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1U, 2U, 3U}) {
         phone_.terminal.setFaults({.bitErrors = 0.00005, .seed = seed});
         const ReadReport report = PhoneReader(session_, "COM1").read(numbers);
         EXPECT_EQ(statesOf(report), std::string(20, 'r')) << "seed " << seed;

@@ -443,7 +443,7 @@ TEST_F(WriteToUnknownPhone, NeedsConsentBeforeTheFirstItemAndAfterEachSilence) {
     const WriteReport refused = write();
     EXPECT_EQ(statesOf(refused), "----");
     EXPECT_TRUE(refused.otherPhone);
-    for (const std::uint32_t packet : {1, 2}) {
+    for (const std::uint32_t packet : {1U, 2U}) {
         startAnew();
         spoil(FaultKind::kServerCode, kTimeout, {packet});
         WriteReport report = write({.unknownPhoneAllowed = true});

@@ -31,6 +31,13 @@ std::shared_ptr<const Source> file(std::optional<PhoneProperties> record) {
     return std::make_shared<const Source>(Source{FileSource{"a.mox", std::move(record)}, {}});
 }
 
+/// A JSON file that says of which read it is.
+std::shared_ptr<const Source> readFile(const std::string& serialNumber) {
+    FileSource from{"a.json", {}};
+    from.read = PhoneSource{{serialNumber, "Sample", "1.0"}, "COM3"};
+    return std::make_shared<const Source>(Source{std::move(from), {}});
+}
+
 const std::string kTwo = ",ReadWrite,<SIGNED_WORD,gain, in dB>#<QWORD,=stamp>#";
 const std::string kByte = ",ReadWrite,<BYTE,x>#";
 
@@ -59,6 +66,19 @@ TEST(SetComparisonTest, CountsEachRowOnceAndSaysWhatDiffers) {
     EXPECT_EQ(summaries, "0/1 0, 2/2 18446744073709551615, 1/2 -2, 0/1 -, 0/1 -, 0/1 -, ");
 }
 
+TEST(SetComparisonTest, WhatNobodyKnowsOfASideIsNotCompared) {
+    const auto known = comparisonOfAll();
+    ItemSet::About about = known->left()->about();
+    about.unknown = {20, 50, 70};
+    const SetComparison comparison(std::make_shared<const ItemSet>(about, std::vector(known->left()->items().begin(),
+                                                                                      known->left()->items().end())),
+                                   known->right());
+    EXPECT_EQ(comparison.counts(),
+              "1 equal, 1 different, 1 only left, 0 only right, 1 of another layout, not compared: item 20, 50, 70");
+    EXPECT_EQ(comparison.subFieldsOf(comparison.rows()[1])[0].state, RowState::kNotCompared);
+    EXPECT_EQ(comparison.summaryOf(comparison.rows()[1]).differing, 0U);
+}
+
 TEST(SetComparisonTest, BytesBehindTheSubFieldsCountWhereBothSidesBringThem) {
     NvItem left = item("NV_B,20" + kByte, "1");
     NvItem right = left;
@@ -84,6 +104,8 @@ TEST(SetComparisonTest, OtherPhonesAreToldWhereBothSidesKnowTheirs) {
         {phone("1"), phone("1"), ""},
         {phone("1"), phone("2"), "Sample 1 on COM1 (left) and Sample 2 on COM1"},
         {phone("1"), phone(""), ""},
+        {phone("1"), readFile("2"), "Sample 1 on COM1 (left) and Sample 2 on COM3"},
+        {readFile("1"), readFile("1"), ""},
         {phone("1"), file(record), ""},
         {file(record), file(record), ""},
         {file(other), file(record), "ESN 6 (left) and ESN 5"},
@@ -150,15 +172,21 @@ TEST(WideNumberTest, HoldsAnyDifferenceOfOneType) {
     EXPECT_EQ(numberOf("1 "), std::nullopt);
 }
 
+Units units() {
+    const TemporaryFolder folder;
+    writeText(folder / "u", "20 1 -dB 0.1\n40 1 - 1 10\n60 1 V\n");
+    return Units::load(folder / "u");
+}
+
 TEST(ComparisonTextTest, CsvIsQuotedAndNoFormula) {
     const auto comparison = comparisonOfAll();
     const std::uint32_t rows[] = {1, 2, 3};
-    EXPECT_EQ(comparisonCsv(*comparison, rows, true),
-              "number,name,sub-field,left,right,difference,state\r\n"
-              "20,NV_B,\"gain, in dB\",-5,32767,32772,different\r\n"
-              "20,NV_B,'=stamp,0,18446744073709551615,18446744073709551615,different\r\n"
-              "30,\"\"\"NV_A\"\"\",\"gain, in dB\",7,5,-2,different\r\n"
-              "40,NV_L\u00E4RM,x,3,,,only left\r\n");
+    EXPECT_EQ(comparisonCsv(*comparison, rows, true, units()),
+              "number,name,sub-field,left,right,difference,state,left value,right value,unit\r\n"
+              "20,NV_B,\"gain, in dB\",-5,32767,32772,different,-0.5,3276.7,'-dB\r\n"
+              "20,NV_B,'=stamp,0,18446744073709551615,18446744073709551615,different,,,\r\n"
+              "30,\"\"\"NV_A\"\"\",\"gain, in dB\",7,5,-2,different,,,\r\n"
+              "40,NV_L\u00E4RM,x,3,,,only left,13,,\r\n");
     const ComparedLine lines[] = {{2, 1}, {3}};
     EXPECT_EQ(comparisonCells(*comparison, lines, true),
               "30\t\"NV_A\"\t'=stamp\t1\t1\t0\tequal\n40\tNV_L\u00E4RM\tx\t3\t\t\tonly left\n");
@@ -167,11 +195,13 @@ TEST(ComparisonTextTest, CsvIsQuotedAndNoFormula) {
 TEST(ComparisonTextTest, JsonComesBack) {
     const auto comparison = comparisonOfAll();
     const std::uint32_t rows[] = {1, 3};
-    const auto read = nlohmann::json::parse(comparisonJson(*comparison, rows, false));
+    const auto read = nlohmann::json::parse(comparisonJson(*comparison, rows, false, units()));
     EXPECT_EQ(read["left"], "a set");
     EXPECT_EQ(read["items"].size(), 2U);
     EXPECT_EQ(read["items"][0]["id"], 20);
     EXPECT_EQ(read["items"][0]["fields"][1]["difference"], "18446744073709551615");
+    EXPECT_EQ(read["items"][0]["fields"][0]["rightValue"], 3276.7);
+    EXPECT_EQ(read["items"][1]["fields"][0]["rightValue"], nullptr);
     EXPECT_EQ(read["items"][1]["name"], "NV_L\u00E4RM");
     EXPECT_EQ(read["items"][1]["state"], "only left");
 }
@@ -195,6 +225,18 @@ TEST_F(ItemSetLoaderTest, FilesGiveWhatTheRingDescribesAndSayWhatTheyLeaveOut) {
     const Set json = loader.fromJsonFile(folder / "b.json");
     EXPECT_EQ(json->find(20)->getSubItems()[0].value, "7");
     EXPECT_FALSE(json->about().bringsAllBytes);
+
+    const std::string head = R"({"form":"raw-items","port":"COM7","phone":{"serialNumber":"9","model":"M"},)"
+                             R"("time":"2026-01-02T03:04:05.678Z","missing":{"lost":"20","failed":"7-9"},"items":[)";
+    const std::string raw = "\"raw\":\"2A" + std::string(254, '0') + "\"}";
+    writeText(folder / "c.json", head + R"({"id":10,)" + raw + R"(,{"id":11,)" + raw + "]}");
+    const Set read = loader.fromJsonFile(folder / "c.json");
+    EXPECT_EQ(read->find(10)->getSubItems()[0].value, "42");
+    EXPECT_EQ(read->about().unknown, std::set<std::uint16_t>{20}) << "of what the ring describes";
+    EXPECT_EQ(read->about().remark, "1 missing: the phone did not answer, 1 left out, as the decoder ring does not "
+                                    "describe them");
+    EXPECT_EQ(utcText(read->about().source->when), "2026-01-02T03:04:05.678Z");
+    EXPECT_EQ(std::get<FileSource>(read->about().source->from).read->comPort, "COM7");
 
     const Set fromMox = loader.fromCalibrationFile(mox);
     ASSERT_NE(fromMox->find(10), nullptr);

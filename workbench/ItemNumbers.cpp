@@ -1,10 +1,11 @@
-#include "cli/ItemNumbers.h"
+#include "workbench/ItemNumbers.h"
 
 #include "platform/kernel/Text.h"
 
 #include <stdexcept>
 #include <string_view>
 
+namespace workbench {
 namespace {
 
 constexpr std::size_t kNumbers = 65536;
@@ -62,3 +63,5 @@ ItemNumbers parseItemNumbers(const std::string& list) {
         rest.remove_prefix(comma + 1);
     }
 }
+
+} // namespace workbench

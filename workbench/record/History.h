@@ -1,0 +1,66 @@
+#pragma once
+
+#include "workbench/record/Database.h"
+#include "workbench/record/Session.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace record {
+
+struct PhoneRow {
+    std::int64_t id = 0; ///< in this store alone
+    std::string model;
+    std::string serial; ///< empty: the phone tells none, and goes under model and port
+    std::string port;   ///< of such a phone
+    Time lastSeen = {};
+    std::size_t sessions = 0;
+};
+
+struct SessionQuery {
+    std::optional<std::int64_t> phone = {};
+    std::optional<std::string> serial = {}; ///< whole, in any case
+    std::optional<Time> since = {};
+    std::size_t limit = 1000;
+};
+
+/// From `since` on the phone had `data`, as far as the record knows.
+struct ValueSince {
+    Time since;
+    std::string session; ///< its uuid
+    ItemData data;
+};
+
+struct ValueOfPhone {
+    std::int64_t phone = 0;
+    Time since = {};
+    ItemData data{};
+};
+
+/// Asks a store. One thread at a time; the database outlives it. Every call may throw a DatabaseError.
+class History {
+public:
+    explicit History(Database& database) : database_(&database) {}
+
+    /// All of them, the one that was seen last first.
+    std::vector<PhoneRow> phones();
+    /// The newest first.
+    std::vector<Session> sessions(const SessionQuery& query);
+    /// By the whole uuid, or by the first characters where only one begins so.
+    std::optional<Session> session(const std::string& uuid);
+    /// In the order in which they were asked for or written: a read's by ascending number.
+    std::vector<SessionItem> items(const std::string& uuid);
+    /// The values that one item of one phone has had, the oldest first; only changes.
+    std::vector<ValueSince> overTime(std::int64_t phone, std::uint16_t number);
+    /// The latest value of one item on every phone that has one.
+    std::vector<ValueOfPhone> overPhones(std::uint16_t number);
+    /// The phones' values of all items together as they were last known, for a phone of this model and serial number.
+    std::optional<PhoneRow> findPhone(const workbench::PhoneIdentity& phone, const std::string& port);
+
+private:
+    Database* database_;
+};
+
+} // namespace record

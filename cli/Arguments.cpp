@@ -82,11 +82,13 @@ std::vector<std::string> wordsOf(int argc, const char* const* argv) {
 void tellWrongUsage(const CLI::App& program, const std::vector<std::string>& words, const CLI::ParseError& error) {
     const std::string unknown = unknownWord(program, words);
     std::string name = program.get_name();
-    for (const CLI::App* verb : program.get_subcommands()) {
-        name += " " + verb->get_name();
+    const CLI::App* innermost = &program;
+    while (!innermost->get_subcommands().empty()) {
+        innermost = innermost->get_subcommands().front();
+        name += " " + innermost->get_name();
     }
     const bool lacksVerb =
-        program.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+        innermost->get_require_subcommand_min() > 0 && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     const std::string known = lacksVerb ? "no verb is given" : error.what();
     tellFailure((unknown.empty() ? known : unknown) + " (" + name + " --help says more)");
 }
@@ -108,7 +110,8 @@ void requirePort(Arguments& arguments) {
     } else if (!arguments.probedDevice.empty()) {
         arguments.comPort = arguments.probedDevice; // in reports and logs
     }
-    const bool isWrite = arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite;
+    const bool isWrite =
+        arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite || arguments.verb == Verb::kHistoryRestore;
     if (isWrite && arguments.comPort.empty() && !arguments.isDryRun) {
         throw CLI::RequiredError("--port or --device, unless --dry-run is given,");
     }
@@ -130,6 +133,7 @@ void describeProgram(CLI::App& program, Arguments& arguments) {
     addVerbose(program, arguments);
     describePhoneVerbs(program, arguments);
     describeFileVerbs(program, arguments);
+    describeHistoryVerbs(program, arguments);
 }
 
 ParsedArguments parseArguments(int argc, const char* const* argv) {

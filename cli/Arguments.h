@@ -4,8 +4,11 @@
 #include "cli/SetRequest.h"
 #include "cli/ShownStream.h"
 #include "engine/PhoneProperties.h"
+#include "workbench/PhoneIdentity.h"
 
 #include <array>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -19,7 +22,27 @@ enum class Progress { kBar, kJson, kNone };
 
 /// What the batch tool was asked to do. Which fields count depends on the verb.
 struct Arguments {
-    enum class Verb { kPorts, kRead, kList, kSet, kWrite, kReset, kShow, kPrune, kTree, kDiff, kCheck };
+    enum class Verb {
+        kPorts,
+        kRead,
+        kList,
+        kSet,
+        kWrite,
+        kReset,
+        kShow,
+        kPrune,
+        kTree,
+        kDiff,
+        kCheck,
+        kHistoryList,
+        kHistoryShow,
+        kHistoryItem,
+        kHistoryRestore,
+        kHistoryExport,
+        kHistoryImport,
+        kHistoryPrune,
+        kHistoryNote,
+    };
 
     Verb verb = Verb::kPorts;
     std::string verbName;
@@ -35,6 +58,7 @@ struct Arguments {
     std::string logPath;               ///< of the log that is appended to; empty for none
     Progress progress = Progress::kBar;
     ColourChoice colour = ColourChoice::kAuto;
+    std::string historyPlace;    ///< of the record: a file or a URL; empty for what the settings say
     bool isQuiet = false;        ///< on standard error failures alone
     std::string devicePath;      ///< of a phone that needs no configured port; comPort is the same then
     std::uint32_t baud = 115200; ///< of this device
@@ -63,14 +87,35 @@ struct Arguments {
     std::array<Side, 2> sides; ///< diff
     bool namesOnly = false;    ///< diff: numbers and names of the items that differ are enough
     std::string unitsPath;     ///< check: the file of units and limits; empty for that beside the ring
-    /// set, write:
+    struct History {
+        bool ofSessions = false;           ///< list: the sessions also where nothing narrows them
+        std::optional<std::string> serial; ///< list, item: of this phone alone
+        std::optional<std::string> model;  ///< item: of phones of this model alone
+        std::optional<std::string> port;   ///< list: over this port alone
+        std::optional<std::chrono::system_clock::time_point> since; ///< list
+        std::size_t limit = 1000;                                   ///< list: sessions at most
+        std::string session;                                        ///< the begin of its uuid
+        std::uint16_t item = 0;
+        bool before = false; ///< restore, export: the values from before a write
+        bool after = false;  ///< restore, export: those from after it
+        bool withDate = false;
+        bool unknownPhone = false; ///< restore: also to a phone without a serial number
+        std::string outputPath;    ///< export
+        std::chrono::days keep{};  ///< prune
+        bool isShared = false;     ///< prune: the shared record
+        std::string note;
+    };
+    History history;
+    /// set, write, history restore:
     std::string accessCode; ///< sent to the phone before; see accessCodeOf()
     std::string accessCodePath;
     std::optional<std::string> expectedSerial; ///< of the phone that it has to be; nothing for any
-    bool wrap = false;                         ///< values that their types store as others are meant
-    bool isDryRun = false;                     ///< the plan is printed, nothing is sent
-    bool changedOnly = false;                  ///< what the phone has already is not written
-    bool keepGoing = false;                    ///< after a refusal, and without items that can't be read
+    /// history restore: the phone that it has to be, which may be one without a serial number
+    std::optional<workbench::PhoneIdentity> expectedPhone;
+    bool wrap = false;        ///< values that their types store as others are meant
+    bool isDryRun = false;    ///< the plan is printed, nothing is sent
+    bool changedOnly = false; ///< what the phone has already is not written
+    bool keepGoing = false;   ///< after a refusal, and without items that can't be read
     bool verifyAfterReset = false;
     bool offlineFirst = false;                ///< write
     std::set<std::uint16_t> toleratedNumbers; ///< write: a refusal of these is none

@@ -155,6 +155,14 @@ constexpr VerbEntry kVerbs[] = {
     {[](Calvane&, const Arguments& arguments) { return printTree(arguments); }, false, false},
     {printDiff, true, true},
     {checkItems, true, true},
+    {[](Calvane&, const Arguments& arguments) { return listHistory(arguments); }, false, false},
+    {showSession, true, false},
+    {showItemHistory, true, false},
+    {restoreSession, true, true},
+    {exportSession, true, false},
+    {[](Calvane&, const Arguments& arguments) { return importSession(arguments); }, false, false},
+    {[](Calvane&, const Arguments& arguments) { return pruneHistory(arguments); }, false, false},
+    {[](Calvane&, const Arguments& arguments) { return noteSession(arguments); }, false, false},
 };
 
 /// The ports among the sides of a comparison, each of which gets to know what it is: a port of the service's file, the

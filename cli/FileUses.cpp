@@ -70,6 +70,7 @@ std::vector<FileUse> namedInputs(const Arguments& arguments) {
         useOf("the list of items", arguments.listPath),
         useOf("the read to go on with", arguments.resumePath == arguments.jsonPath ? "" : arguments.resumePath),
         useOf("the calibration file", arguments.verb == Verb::kRead ? "" : arguments.moxPath),
+        useOf("the record", arguments.historyPlace),
     };
 }
 
@@ -107,6 +108,7 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
             named("--report", arguments.reportPath),
             named("--log", arguments.logPath),
             named("--trace", arguments.tracePath),
+            named("the file", arguments.history.outputPath),
             {"What is printed", std::nullopt, false, printsResults(arguments)},
             {"--hex", std::nullopt, false, arguments.hex},
             {"--changed-only-names", std::nullopt, false, arguments.namesOnly}};

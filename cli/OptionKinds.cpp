@@ -139,6 +139,28 @@ void addReporting(CLI::App& verb, Arguments& arguments) {
     verb.add_option("--only-port", arguments.onlyPort)->group("");
 }
 
+void addWriting(CLI::App& verb, Arguments& arguments) {
+    addPort(verb, arguments);
+    addReporting(verb, arguments);
+    addRing(verb, arguments);
+    CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
+                               "Service programming code to send first, for items that the phone protects with it; "
+                               "all users of the machine can see it")
+                           ->type_name("CODE");
+    addName(verb, "--spc-file", arguments.accessCodePath,
+            "File whose first line is that code (default: that of the environment's CALVANE_SPC)")
+        ->excludes(spc);
+    verb.add_option("--expect-serial", arguments.expectedSerial,
+                    "Send nothing to a phone with another serial number, or with none")
+        ->type_name("SERIAL");
+    addFlag(verb, "--dry-run", arguments.isDryRun,
+            "Print what would be written, and write nothing; the phone is read only where --port is given");
+    addFlag(verb, "--keep-going", arguments.keepGoing,
+            "Go on behind an item that the phone refuses, and without items that can't be read before");
+    addFlag(verb, "--verify-after-reset", arguments.verifyAfterReset,
+            "Reset the phone at the end, and read everything back once more");
+}
+
 CLI::Option* addBaud(CLI::App& verb, Arguments& arguments) {
     return addNumber(verb, "--baud", "Speed of that device (default: 115200)",
                      [&arguments](const std::string& text) { return parseNumber(text, arguments.baud); });

@@ -47,6 +47,8 @@ void addTelling(CLI::App& verb, Arguments& arguments);
 void addReport(CLI::App& verb, Arguments& arguments);
 /// Both, for verbs that may also be for one of several ports.
 void addReporting(CLI::App& verb, Arguments& arguments);
+/// --port and what else every write to a phone takes.
+void addWriting(CLI::App& verb, Arguments& arguments);
 /// The item numbers of the arguments, as an option of this name.
 CLI::Option* addItemNumbers(CLI::App& verb, Arguments& arguments, const std::string& name,
                             const std::string& description);

@@ -6,27 +6,9 @@
 namespace {
 
 /// What set and write have in common.
-void addWriting(CLI::App& verb, Arguments& arguments) {
-    addPort(verb, arguments);
-    addReporting(verb, arguments);
-    addRing(verb, arguments);
-    CLI::Option* spc = addName(verb, "--spc", arguments.accessCode,
-                               "Service programming code to send first, for items that the phone protects with it; "
-                               "all users of the machine can see it")
-                           ->type_name("CODE");
-    addName(verb, "--spc-file", arguments.accessCodePath,
-            "File whose first line is that code (default: that of the environment's CALVANE_SPC)")
-        ->excludes(spc);
-    verb.add_option("--expect-serial", arguments.expectedSerial,
-                    "Send nothing to a phone with another serial number, or with none")
-        ->type_name("SERIAL");
-    addFlag(verb, "--dry-run", arguments.isDryRun,
-            "Print what would be written, and write nothing; the phone is read only where --port is given");
+void addValueWriting(CLI::App& verb, Arguments& arguments) {
+    addWriting(verb, arguments);
     addFlag(verb, "--changed-only", arguments.changedOnly, "Leave out what the phone has already");
-    addFlag(verb, "--keep-going", arguments.keepGoing,
-            "Go on behind an item that the phone refuses, and without items that can't be read before");
-    addFlag(verb, "--verify-after-reset", arguments.verifyAfterReset,
-            "Reset the phone at the end, and read everything back once more");
     addFlag(verb, "--wrap", arguments.wrap,
             "Take values that their types store as others, such as -1 for 65535 in a WORD");
 }
@@ -120,7 +102,7 @@ void describeSet(CLI::App& program, Arguments& arguments) {
                             "Change items on a phone: read them, write them, and read them back",
                             "calvane-batch set --port COM1 1007 \"5,11,307\"\n"
                             "  calvane-batch set --port COM1 1007[3]=0x133 NV_AFC_SLOPE_I=412,418,421");
-    addWriting(*set, arguments);
+    addValueWriting(*set, arguments);
     set->add_option_function<std::vector<std::string>>(
            "items",
            [&arguments](const std::vector<std::string>& words) {
@@ -143,7 +125,7 @@ void describeWrite(CLI::App& program, Arguments& arguments) {
         addVerb(program, arguments, Arguments::Verb::kWrite, "write", "Write the items of a file to a phone",
                 "calvane-batch write --port COM1 --from-json before.json --tolerate 7,9\n"
                 "  calvane-batch write --port COM1 --from-mox phone.mox --changed-only --dry-run");
-    addWriting(*write, arguments);
+    addValueWriting(*write, arguments);
     CLI::App* source = write->add_option_group("Source", "Where the items come from");
     addName(*source, "--from-json", arguments.inputPath, "Items as \"read --json\" writes them (- for standard input)");
     addName(*source, "--from-mox", arguments.moxPath, "Items of a calibration file");

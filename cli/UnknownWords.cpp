@@ -25,7 +25,8 @@ std::string suggestion(std::string_view word, const std::vector<std::string>& kn
 
 std::vector<std::string> verbsOf(const CLI::App& program) {
     std::vector<std::string> names;
-    for (const CLI::App* verb : program.get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* verb :
+         program.get_subcommands([](const CLI::App* part) { return !part->get_name().empty(); })) {
         names.push_back(verb->get_name());
     }
     return names;
@@ -53,7 +54,13 @@ std::string unknownOf(const CLI::App& app, const std::string& place) {
         const std::string name = option->substr(0, option->find('='));
         return "unknown option " + name + place + suggestion(name, optionsOf(app));
     }
-    return left.empty() ? "" : "unexpected word '" + left.front() + "'" + place;
+    if (left.empty()) {
+        return {};
+    }
+    const auto verbs = verbsOf(app);
+    return verbs.empty() || left.front().starts_with('-')
+               ? "unexpected word '" + left.front() + "'" + place
+               : "unknown verb '" + left.front() + "'" + place + suggestion(left.front(), verbs);
 }
 
 } // namespace
@@ -84,8 +91,11 @@ std::string unknownWord(const CLI::App& program, std::span<const std::string> wo
         return "unknown verb '" + *word + "'" + suggestion(*word, verbs);
     }
     std::string text = unknownOf(program, "");
-    for (const CLI::App* verb : program.get_subcommands()) {
-        text = text.empty() ? unknownOf(*verb, " of " + verb->get_name()) : text;
+    std::string place;
+    for (const CLI::App* verb = &program; text.empty() && !verb->get_subcommands().empty();) {
+        verb = verb->get_subcommands().front();
+        place += (place.empty() ? " of " : " ") + verb->get_name();
+        text = unknownOf(*verb, place);
     }
     return text;
 }

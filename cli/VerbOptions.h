@@ -15,3 +15,5 @@ void describeProgram(CLI::App& program, Arguments& arguments);
 void describePhoneVerbs(CLI::App& program, Arguments& arguments);
 /// Those that can do without a phone.
 void describeFileVerbs(CLI::App& program, Arguments& arguments);
+/// Those of the record of what was read and written.
+void describeHistoryVerbs(CLI::App& program, Arguments& arguments);

@@ -38,6 +38,21 @@ ExitStatus printDiff(Calvane& catalog, const Arguments& arguments);
 /// kIncomplete where one can't be checked.
 ExitStatus checkItems(Calvane& catalog, const Arguments& arguments);
 
+/// What the record of sessions answers. All of these throw a BatchFailure with kFile where it can't be opened or has
+/// no such session.
+ExitStatus listHistory(const Arguments& arguments);
+ExitStatus showSession(Calvane& catalog, const Arguments& arguments);
+/// One item of one phone over time, or over all phones.
+ExitStatus showItemHistory(Calvane& catalog, const Arguments& arguments);
+/// Puts the values of a session back on its phone, as writePhone() writes; kIncomplete, too, where the session does not
+/// know one of them.
+ExitStatus restoreSession(Calvane& catalog, const Arguments& arguments);
+ExitStatus exportSession(Calvane& catalog, const Arguments& arguments);
+/// These change the record.
+ExitStatus importSession(const Arguments& arguments);
+ExitStatus pruneHistory(const Arguments& arguments);
+ExitStatus noteSession(const Arguments& arguments);
+
 /// Prints the storages and streams of a compound file of any kind, a line each with the size of a stream in bytes, in
 /// the order in which the container enumerates them. What can't be opened is named on standard error and passed over.
 ExitStatus printTree(const Arguments& arguments);

@@ -7,6 +7,7 @@
 #include "cli/Run.h"
 #include "cli/SetItems.h"
 #include "cli/Verbs.h"
+#include "cli/WriteItems.h"
 #include "phonelink/TessraServer.h"
 #include "platform/com/Status.h"
 #include "workbench/ItemJson.h"
@@ -58,6 +59,9 @@ public:
     PhoneWrite(Calvane& catalog, const Arguments& arguments)
         : session_(*catalog.getTessraServer()), arguments_(arguments), accessCode_(accessCodeOf(arguments)) {}
 
+    /// This item says when the others were written, and is not written alone.
+    void setStamp(std::optional<std::uint16_t> number) { stamp_ = number; }
+
     /// `changes`: of the wanted items that are given by sub-fields alone; with any there is a port.
     ExitStatus run(std::vector<workbench::WantedItem> wanted, const FieldChanges& changes = {}) {
         const Interruption interruption;
@@ -86,10 +90,10 @@ private:
     /// open until it is reset.
     void prepare() {
         const workbench::PhoneIdentity phone = read({}).phone;
-        if (arguments_.expectedSerial && (!phone.isKnown() || phone.serialNumber != *arguments_.expectedSerial)) {
-            throw BatchFailure(ExitStatus::kOtherPhone,
-                               "The phone on " + arguments_.comPort + " is " + workbench::fullName(phone) + ", not '" +
-                                   *arguments_.expectedSerial + "'. Nothing was written to it.");
+        if (const std::string other = otherExpected(phone); !other.empty()) {
+            throw BatchFailure(ExitStatus::kOtherPhone, "The phone on " + arguments_.comPort + " is " +
+                                                            workbench::fullName(phone) + ", not " + other +
+                                                            ". Nothing was written to it.");
         }
         if (phone.isKnown()) {
             expected_ = phone;
@@ -103,6 +107,17 @@ private:
                                    workbench::withPortReason(error.what(), session_, arguments_.comPort));
             }
         }
+    }
+
+    /// Which phone it has to be instead; empty where this may be it.
+    std::string otherExpected(const workbench::PhoneIdentity& phone) const {
+        if (const auto& serial = arguments_.expectedSerial) {
+            return phone.isKnown() && phone.serialNumber == *serial ? "" : "'" + *serial + "'";
+        }
+        const auto& expected = arguments_.expectedPhone;
+        const bool isExpected =
+            !expected || (phone.serialNumber == expected->serialNumber && phone.model == expected->model);
+        return isExpected ? "" : workbench::shortName(*expected);
     }
 
     /// What the phone has now of these items; who it is, also without any.
@@ -164,6 +179,9 @@ private:
                 unreadable_ += std::to_string(number) + " " + row.item.getName() + unknown + "\n";
             }
         }
+        if (plan_.count(workbench::LeftOut::kNothing) == 1) {
+            std::erase_if(plan_.rows, [this](const auto& row) { return row.item.getId() == stamp_; });
+        }
     }
 
     ExitStatus write() {
@@ -177,7 +195,7 @@ private:
         options.toleratedNumbers = arguments_.toleratedNumbers;
         options.offlineFirst = arguments_.offlineFirst;
         options.verifyAfterReset = arguments_.verifyAfterReset;
-        options.unknownPhoneAllowed = !arguments_.expectedSerial;
+        options.unknownPhoneAllowed = !arguments_.expectedSerial && !(arguments_.expectedPhone && expected_);
         options.wrote = [&run = *arguments_.run](const auto& result) { run.itemDone(result); };
         const auto report = writeWith(options);
         ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
@@ -198,6 +216,7 @@ private:
     const Arguments& arguments_;
     const std::string accessCode_;
     std::optional<workbench::PhoneIdentity> expected_;
+    std::optional<std::uint16_t> stamp_;
     workbench::WritePlan plan_;
     std::string unreadable_; ///< about items that are left out because the phone does not tell what it has of them
 };
@@ -243,6 +262,13 @@ ExitStatus setItems(Calvane& catalog, const Arguments& arguments) {
     return status;
 }
 
+ExitStatus writeItems(Calvane& catalog, const Arguments& arguments, std::vector<workbench::WantedItem> wanted,
+                      std::optional<std::uint16_t> stamp) {
+    PhoneWrite write(catalog, arguments);
+    write.setStamp(stamp);
+    return write.run(std::move(wanted));
+}
+
 ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
     // All of the file is checked before the first item is written.
     std::vector<workbench::WantedItem> wanted;
@@ -257,5 +283,5 @@ ExitStatus writePhone(Calvane& catalog, const Arguments& arguments) {
         }
     }
     keepNamed(wanted, arguments);
-    return PhoneWrite(catalog, arguments).run(std::move(wanted));
+    return writeItems(catalog, arguments, std::move(wanted), std::nullopt);
 }

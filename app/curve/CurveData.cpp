@@ -1,9 +1,9 @@
 #include "app/curve/CurveData.h"
 
-#include "app/document/LoadedDate.h"
 #include "engine/ValueText.h"
 #include "workbench/Baseline.h"
 #include "workbench/FieldRuns.h"
+#include "workbench/LoadedDate.h"
 #include "workbench/TypedValues.h"
 
 #include <algorithm>
@@ -197,7 +197,8 @@ CurveSet curvesOf(const NvItem* item, const CurveSources& sources) {
         set.note = "This item has no values yet.";
         return set;
     }
-    set.editable = item->isWritable() && item->getName() != kLoadedDateItem && item->getName() != kCalibrationDateItem;
+    set.editable = item->isWritable() && item->getName() != workbench::kLoadedDateItem &&
+                   item->getName() != workbench::kCalibrationDateItem;
     for (const workbench::FieldRun& run : runs) {
         set.curves.push_back(curveOf(*item, run, sources));
     }

@@ -1,13 +1,13 @@
 #include "app/document/CCalvaneDoc.h"
 
 #include "app/document/ConfigurationFile.h"
-#include "app/document/LoadedDate.h"
 #include "app/document/MoxWriteForm.h"
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/MessageException.h"
 #include "platform/kernel/Trace.h"
 #include "platform/kernel/WholeFile.h"
+#include "workbench/LoadedDate.h"
 #include "workbench/MessageText.h"
 #include "workbench/PortReason.h"
 #include "workbench/ProgramFiles.h"
@@ -288,8 +288,8 @@ void CCalvaneDoc::customizeList() {
 }
 
 void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const char* failureCaption) {
-    const std::string stamp = std::to_string(loadedDateStamp(std::time(nullptr)));
-    const std::size_t listed = positionOf(kLoadedDateItem);
+    const std::string stamp = std::to_string(workbench::loadedDateStamp(std::time(nullptr)));
+    const std::size_t listed = positionOf(workbench::kLoadedDateItem);
     if (listed < nvItems_.size()) {
         setItemData(listed, stamp);
         if (&items != &nvItems_) {
@@ -299,7 +299,7 @@ void CCalvaneDoc::addStampedItem(std::vector<NvItem>& items, const char* failure
     }
     std::optional<NvItem> item;
     try {
-        item = catalog_->getSupportedNvItem(std::string(kLoadedDateItem));
+        item = catalog_->getSupportedNvItem(std::string(workbench::kLoadedDateItem));
     } catch (const Calvane::Exception& failure) {
         // The write goes on afterwards; while the user reads, nothing is busy.
         userInterface_.endBusyCursor();

@@ -1,6 +1,6 @@
 #include "app/document/DocumentBaseline.h"
 
-#include "app/document/LoadedDate.h"
+#include "workbench/LoadedDate.h"
 
 #include <algorithm>
 #include <chrono>
@@ -51,7 +51,7 @@ bool KeptEdit::leaveOut(const NvItem& before) {
 }
 
 bool DocumentBaseline::isStamped(const NvItem& item) {
-    return item.getName() == kLoadedDateItem;
+    return item.getName() == workbench::kLoadedDateItem;
 }
 
 workbench::Baseline& DocumentBaseline::values() {

@@ -1,7 +1,7 @@
 #include "app/document/WriteRequest.h"
 
 #include "app/document/CCalvaneDoc.h"
-#include "app/document/LoadedDate.h"
+#include "workbench/LoadedDate.h"
 #include "workbench/NumberTexts.h"
 
 #include <algorithm>
@@ -26,12 +26,12 @@ std::vector<NvItem>::const_iterator findNamed(const std::vector<NvItem>& items, 
 
 /// The date item of the list, or of the catalog, with the stamp of this moment.
 std::optional<NvItem> stampedDate(CCalvaneDoc& document, UserInterface& userInterface, const char* failureCaption) {
-    const auto listed = findNamed(document.nvItems(), kLoadedDateItem);
+    const auto listed = findNamed(document.nvItems(), workbench::kLoadedDateItem);
     try {
         NvItem date = listed != document.nvItems().end()
                           ? *listed
-                          : document.catalog().getSupportedNvItem(std::string(kLoadedDateItem));
-        date.setData(std::to_string(loadedDateStamp(std::time(nullptr))));
+                          : document.catalog().getSupportedNvItem(std::string(workbench::kLoadedDateItem));
+        date.setData(std::to_string(workbench::loadedDateStamp(std::time(nullptr))));
         return date;
     } catch (const Calvane::Exception& failure) {
         userInterface.showMessage(failure.what(), failureCaption, MessageIcon::kError);
@@ -54,8 +54,9 @@ void addDate(WriteRequest& request, std::optional<NvItem> date) {
         return;
     }
     request.date = date->getId();
-    const auto wanted = std::ranges::find_if(
-        request.wanted, [&](const workbench::WantedItem& one) { return one.item.getName() == kLoadedDateItem; });
+    const auto wanted = std::ranges::find_if(request.wanted, [&](const workbench::WantedItem& one) {
+        return one.item.getName() == workbench::kLoadedDateItem;
+    });
     if (wanted != request.wanted.end()) {
         *wanted = {.item = std::move(*date)};
     } else {
@@ -83,7 +84,7 @@ void WriteRequest::take(CCalvaneDoc& document, const workbench::WritePlan& plan)
             values.push_back(row.item);
             continue;
         }
-        const auto listed = findNamed(document.nvItems(), kLoadedDateItem);
+        const auto listed = findNamed(document.nvItems(), workbench::kLoadedDateItem);
         if (listed != document.nvItems().end()) {
             document.replaceItem(static_cast<std::size_t>(listed - document.nvItems().begin()), row.item);
         } else if (kind == Kind::kListed) {

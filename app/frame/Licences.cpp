@@ -1,6 +1,7 @@
 #include "app/frame/Licences.h"
 
 #include "app/frame/CMainFrame.h"
+#include "workbench/record/Database.h"
 
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -23,9 +24,9 @@ constexpr const char* kWhole = "This program, built without curves, and its own 
 } // namespace
 
 QString versionText(const std::string& ring) {
-    return QString("%1\n%2\n\nQt %3, built with %4: %5\nCompiler: %6\n%7\n")
-        .arg(CMainFrame::kTitle, kWhole, qVersion(), QT_VERSION_STR, kQtParts, CALVANE_COMPILER,
-             QString::fromStdString(ring));
+    return QString("%1\n%2\n\nQt %3, built with %4: %5\n%6\nCompiler: %7\n%8\n")
+        .arg(CMainFrame::kTitle, kWhole, qVersion(), QT_VERSION_STR, kQtParts,
+             QString::fromStdString(record::databaseVersions()), CALVANE_COMPILER, QString::fromStdString(ring));
 }
 
 void showLicences(QWidget* owner, const std::string& ring) {

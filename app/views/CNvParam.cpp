@@ -3,11 +3,11 @@
 #include "app/dialogs/DialogTemplate.h"
 #include "app/dialogs/FocusHelp.h"
 #include "app/dialogs/TemplateLayout.h"
-#include "app/document/LoadedDate.h"
 #include "app/document/SubFieldText.h"
 #include "app/views/EditorHeader.h"
 #include "app/views/EditorTable.h"
 #include "app/views/SourceText.h"
+#include "workbench/LoadedDate.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -237,7 +237,7 @@ void CNvParam::buildRows(const NvItem& item) {
     const auto subItems = item.getSubItems();
     const auto types = item.getSubItemTypes();
     const std::string name = item.getName();
-    const bool isStamp = name == kLoadedDateItem || name == kCalibrationDateItem;
+    const bool isStamp = name == workbench::kLoadedDateItem || name == workbench::kCalibrationDateItem;
     form_->setUpdatesEnabled(false);
     showRows(subItems.size());
     for (std::size_t i = 0; i < subItems.size(); ++i) {

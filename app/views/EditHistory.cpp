@@ -1,7 +1,7 @@
 #include "app/views/EditHistory.h"
 
 #include "app/dialogs/ShownText.h"
-#include "app/document/LoadedDate.h"
+#include "workbench/LoadedDate.h"
 
 #include <algorithm>
 
@@ -26,7 +26,7 @@ const char* reasonNotToTake(const NvItem* listed, const NvItem& value) {
     if (!listed->isWritable()) {
         return "read-only";
     }
-    return listed->getName() == kLoadedDateItem ? "each write sets it anew" : nullptr;
+    return listed->getName() == workbench::kLoadedDateItem ? "each write sets it anew" : nullptr;
 }
 
 /// `item` with the values of another one of its layout. The bytes of an item without sub-fields are its value.

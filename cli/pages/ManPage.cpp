@@ -45,13 +45,18 @@ std::string footerOf(std::string_view footer, const char* headMacro) {
     return text;
 }
 
-std::string verbOf(const Page& program, const Page& verb) {
-    std::string text = ".SS " + quotedArgument(program.name + " " + verb.name + " " + verb.usage) + "\n" +
-                       plain(verb.description) + ".\n";
+/// `caller`: what stands before the verb's own name.
+std::string verbOf(const std::string& caller, const Page& verb) {
+    const std::string name = caller + " " + verb.name;
+    std::string text = ".SS " + quotedArgument(name + " " + verb.usage) + "\n" + plain(verb.description) + ".\n";
     for (const Page::Part& part : verb.parts) {
         text += ".PP\n" + plain(part.title) + ":\n" + entriesOf(part);
     }
-    return text + footerOf(verb.footer, ".PP\n.B");
+    text += footerOf(verb.footer, ".PP\n.B");
+    for (const Page& further : verb.verbs) {
+        text += verbOf(name, further);
+    }
+    return text;
 }
 
 } // namespace
@@ -67,7 +72,7 @@ std::string manPage(const Page& page, const std::string& version) {
     }
     text += page.verbs.empty() ? "" : ".SH VERBS\n";
     for (const Page& verb : page.verbs) {
-        text += verbOf(page, verb);
+        text += verbOf(page.name, verb);
     }
     return text + footerOf(page.footer, ".SH");
 }

@@ -1,6 +1,6 @@
 // What a document writes: to the phone and to text files. Calibration files are written in WorkingDayTest.
 
-#include "app/document/LoadedDate.h"
+#include "workbench/LoadedDate.h"
 #include "tests/app/DocumentFixture.h"
 
 #include <ctime>
@@ -12,7 +12,7 @@ using Numbers = std::vector<int>;
 
 /// Whether the date item was stamped a moment ago.
 bool isFresh(const NvItem& item) {
-    const long long age = loadedDateStamp(std::time(nullptr)) - std::stoll(item.getSubItems()[0].value);
+    const long long age = workbench::loadedDateStamp(std::time(nullptr)) - std::stoll(item.getSubItems()[0].value);
     return age >= 0 && age < 60;
 }
 

@@ -1,7 +1,7 @@
 // What the windows compute of texts: dates, search, file properties.
 
 #include "app/document/ItemSearch.h"
-#include "app/document/LoadedDate.h"
+#include "workbench/LoadedDate.h"
 #include "app/document/MoxWriteForm.h"
 #include "app/document/SubFieldText.h"
 
@@ -24,7 +24,7 @@ TEST(Dates, AreLocalAndNeverFail) {
     for (const auto& [value, shown] : rows) {
         EXPECT_EQ(dateText(value), shown) << value;
     }
-    EXPECT_EQ(loadedDateStamp(1243555200), 1243537200) << "counts from local midnight, in summer time";
+    EXPECT_EQ(workbench::loadedDateStamp(1243555200), 1243537200) << "counts from local midnight, in summer time";
     before.empty() ? unsetenv("TZ") : setenv("TZ", before.c_str(), 1);
     tzset();
 }

@@ -2,6 +2,9 @@
 
 #include "platform/kernel/Text.h"
 
+#include <libpq-fe.h>
+#include <sqlite3.h>
+
 namespace record {
 namespace {
 
@@ -48,6 +51,13 @@ std::string inWords(std::string sql, std::span<const std::pair<std::string_view,
         }
     }
     return sql;
+}
+
+std::string databaseVersions() {
+    constexpr int kMajor = 10000;
+    const int client = PQlibVersion();
+    return std::string("SQLite ") + sqlite3_libversion() + ", libpq " + std::to_string(client / kMajor) + "." +
+           std::to_string(client % kMajor);
 }
 
 } // namespace record

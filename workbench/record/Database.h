@@ -108,4 +108,7 @@ std::unique_ptr<Database> openSqlite(const std::string& path);
 /// for a server.
 std::unique_ptr<Database> openPostgres(const std::string& url);
 
+/// The libraries behind both, for people: "SQLite 3.40.1, libpq 15.20".
+std::string databaseVersions();
+
 } // namespace record

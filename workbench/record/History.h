@@ -3,6 +3,7 @@
 #include "workbench/record/Database.h"
 #include "workbench/record/Session.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -22,6 +23,7 @@ struct PhoneRow {
 struct SessionQuery {
     std::optional<std::int64_t> phone = {};
     std::optional<std::string> serial = {}; ///< whole, in any case
+    std::optional<std::string> port = {};   ///< over which the phone was reached
     std::optional<Time> since = {};
     std::size_t limit = 1000;
 };
@@ -29,8 +31,8 @@ struct SessionQuery {
 /// From `since` on the phone had `data`, as far as the record knows.
 struct ValueSince {
     Time since;
-    std::string session; ///< its uuid
-    ItemData data;
+    std::string session; ///< its uuid; empty where that session is no more in the store
+    ItemData data{};
 };
 
 struct ValueOfPhone {
@@ -39,7 +41,8 @@ struct ValueOfPhone {
     ItemData data{};
 };
 
-/// Asks a store. One thread at a time; the database outlives it. Every call may throw a DatabaseError.
+/// Asks a store. One thread at a time; the database outlives it. Every call may throw a DatabaseError: kDamaged where
+/// the store holds what no program of ours has put there.
 class History {
 public:
     explicit History(Database& database) : database_(&database) {}
@@ -56,10 +59,12 @@ public:
     std::vector<ValueSince> overTime(std::int64_t phone, std::uint16_t number);
     /// The latest value of one item on every phone that has one.
     std::vector<ValueOfPhone> overPhones(std::uint16_t number);
-    /// The phones' values of all items together as they were last known, for a phone of this model and serial number.
+    /// The phone that answers so on `port`; one without a serial number is told by its model and that port.
     std::optional<PhoneRow> findPhone(const workbench::PhoneIdentity& phone, const std::string& port);
 
 private:
+    std::vector<Session> sessionsOf(const SessionQuery& query);
+
     Database* database_;
 };
 

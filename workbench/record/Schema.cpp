@@ -83,6 +83,17 @@ std::optional<std::size_t> versionIfAny(Database& database) {
     }
 }
 
+/// A file can be made to look like ours.
+void requireTables(Database& database) {
+    try {
+        database.run(
+            "SELECT 1 FROM ring, phone, content, snapshot, snapshot_item, session, session_item, over_time, latest"
+            " WHERE 1 = 0");
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(error.kind() == Kind::kOther ? Kind::kDamaged : error.kind(), error.what());
+    }
+}
+
 } // namespace
 
 std::span<const Migration> migrations() {
@@ -91,6 +102,9 @@ std::span<const Migration> migrations() {
 
 Access openSchema(Database& database, std::span<const Migration> steps) {
     const auto found = versionIfAny(database);
+    if (found && *found <= steps.size()) {
+        requireTables(database);
+    }
     if (found && (*found > steps.size() || !database.mayWrite())) {
         return Access::kReadOnly;
     }

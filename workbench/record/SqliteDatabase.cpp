@@ -1,33 +1,24 @@
 #include "workbench/record/Database.h"
+#include "workbench/record/SqliteFile.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <map>
 #include <system_error>
-#include <thread>
 
 namespace record {
 namespace {
 
 using Kind = DatabaseError::Kind;
 
-/// In the file's header: it is one of ours.
-constexpr std::int64_t kApplicationId = 0x436C766E; // "Clvn"
 constexpr int kBusyMs = 5000;
-/// As much of its log as stays on the disk when nobody needs it.
-constexpr const char* kLogBytes = "PRAGMA journal_size_limit = 4194304";
 /// Longer than any text or row of the record; a file of somebody else's making may hold longer ones.
 constexpr int kLongestValue = 1 << 24;
 constexpr int kPagesAtOnce = 2000;
-/// How often a new file is tried that another process is just making, too, and how long the pause is.
-constexpr int kTries = 50;
-constexpr std::chrono::milliseconds kPause{20};
 
 struct CloseConnection {
     void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
@@ -49,10 +40,9 @@ Kind kindOf(sqlite3* connection, int code) {
         return Kind::kDamaged;
     case SQLITE_CANTOPEN:
         return Kind::kUnreachable;
-    case SQLITE_IOERR: {
-        const int reason = sqlite3_system_errno(connection);
-        return reason == ENOSPC || reason == EFBIG || reason == EDQUOT ? Kind::kFull : Kind::kOther;
-    }
+    case SQLITE_IOERR:
+        // SQLite knows one reason of the system for a full disk, and there are others: a quota, a limit of files.
+        return code == SQLITE_IOERR_WRITE && sqlite3_system_errno(connection) != EIO ? Kind::kFull : Kind::kOther;
     default:
         return Kind::kOther;
     }
@@ -78,7 +68,10 @@ Value columnOf(sqlite3_stmt* statement, int column) {
 class SqliteDatabase final : public Database {
 public:
     explicit SqliteDatabase(const std::string& path) : path_(path) {
-        makeFile();
+        makeSqliteFile(path);
+        if (::stat(path.c_str(), &file_) != 0) {
+            throw DatabaseError(Kind::kUnreachable, path + ": " + std::generic_category().message(errno));
+        }
         sqlite3* connection = nullptr;
         const int code =
             sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -94,7 +87,7 @@ public:
             sqlite3_db_config(connection, option, value, nullptr);
         }
         sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, kLongestValue);
-        claim();
+        hasLog_ = claimSqliteFile(*this, path);
     }
 
     std::vector<Row> run(std::string_view sql, std::span<const Value> parameters) override {
@@ -158,50 +151,6 @@ public:
     }
 
 private:
-    /// SQLite would make a file that others can read.
-    void makeFile() {
-        const int file = ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-        const int reason = file >= 0 ? 0 : errno;
-        if (file >= 0) {
-            ::close(file);
-        }
-        if (::stat(path_.c_str(), &file_) != 0) {
-            throw DatabaseError(reason == ENOSPC ? Kind::kFull : Kind::kUnreachable,
-                                path_ + ": " + std::generic_category().message(reason));
-        }
-        if (!S_ISREG(file_.st_mode)) {
-            throw DatabaseError(Kind::kUnreachable, path_ + " is no regular file");
-        }
-    }
-
-    /// Makes a new file ours. One of somebody else is not written to.
-    void claim() {
-        const auto isOurs = [this] { return number("PRAGMA application_id") == kApplicationId; };
-        for (int tries = 1;; ++tries) {
-            try {
-                if (!isOurs()) {
-                    run("PRAGMA auto_vacuum = INCREMENTAL", {});
-                    Transaction transaction(*this);
-                    if (!isOurs() &&
-                        (number("PRAGMA application_id") != 0 || number("SELECT count(*) FROM sqlite_schema") > 0)) {
-                        throw DatabaseError(Kind::kDamaged, path_ + " is a database, but no record of phones");
-                    }
-                    run("PRAGMA application_id = " + std::to_string(kApplicationId), {});
-                    transaction.commit();
-                }
-                hasLog_ = !mayWrite() || textIn(run("PRAGMA journal_mode = WAL", {}).at(0).at(0)) == "wal";
-                run(kLogBytes, {});
-                return;
-            } catch (const DatabaseError& error) {
-                // Two that make the same new file: SQLite does not wait where waiting could last for ever.
-                if (error.kind() != Kind::kBusy || tries == kTries) {
-                    throw;
-                }
-                std::this_thread::sleep_for(kPause);
-            }
-        }
-    }
-
     std::int64_t number(std::string_view sql) { return numberIn(run(sql, {}).at(0).at(0)); }
 
     sqlite3_stmt* prepared(std::string_view sql) {

@@ -127,6 +127,7 @@ void putItems(Database& database, std::int64_t session, std::span<const SessionI
                              item.reason};
     }
     std::vector<Row> all;
+    all.reserve(rows.size());
     for (auto& [number, row] : rows) {
         all.push_back(std::move(row));
     }
@@ -299,8 +300,8 @@ std::vector<Session> Store::takeInterrupted() {
         countItems(*database_, numberIn(row.at(own)));
         database_->run("UPDATE session SET state = ?2 WHERE id = ?1",
                        {row.at(own), static_cast<std::int64_t>(SessionState::kInterrupted)});
-        interrupted.push_back(sessionOf(row));
-        interrupted.back().state = SessionState::kInterrupted;
+        const std::string one = std::string("SELECT ") + kSessionColumns + kSessionTables + " WHERE s.id = ?1";
+        interrupted.push_back(sessionOf(database_->run(one, {row.at(own)}).at(0)));
     }
     transaction.commit();
     return interrupted;

@@ -38,8 +38,8 @@ public:
     /// The note goes to the shared store, too, when the session is handed over, and again where it was already.
     void setNote(const std::string& uuid, const std::string& note);
     /// Removes the sessions that began before `limit`, with what nobody else needs, and gives the room back. Sessions
-    /// that were not handed over to a shared store, where there is one, and those under way stay. Answers how many
-    /// went.
+    /// that were not handed over (with `keepPending`), and those under way stay. Values that only they had go when a
+    /// twentieth of the sessions has gone. Answers how many sessions went.
     std::size_t prune(Time limit, bool keepPending);
 
     /// Sessions that were begun on this computer by a process that lives no more: marked as interrupted, and answered

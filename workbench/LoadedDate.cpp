@@ -1,4 +1,6 @@
-#include "app/document/LoadedDate.h"
+#include "workbench/LoadedDate.h"
+
+namespace workbench {
 
 std::int32_t loadedDateStamp(std::time_t now) {
     std::tm epoch{};
@@ -7,3 +9,5 @@ std::int32_t loadedDateStamp(std::time_t now) {
     epoch.tm_isdst = -1;
     return static_cast<std::int32_t>(now - std::mktime(&epoch));
 }
+
+} // namespace workbench

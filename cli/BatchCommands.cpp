@@ -46,8 +46,7 @@ tessra::ServiceConfig configuredPorts(const Arguments& arguments) {
         addDevice(config, arguments.devicePath, arguments.baud);
         return config;
     }
-    const auto config =
-        failingWith(ExitStatus::kFile, [&] { return tessra::loadServiceConfig(arguments.servicePath); });
+    auto config = failingWith(ExitStatus::kFile, [&] { return tessra::loadServiceConfig(arguments.servicePath); });
     const std::string& comPort = arguments.comPort;
     if (!comPort.empty() && std::ranges::find(config.ports, comPort, &tessra::PortConfig::name) == config.ports.end()) {
         std::string known;

@@ -3,7 +3,10 @@
 #include "cli/CommandText.h"
 #include "cli/Run.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/Text.h"
 #include "workbench/MessageText.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -25,7 +28,10 @@ record::HistorySettings historySettings() {
 ShownHistory::ShownHistory(const Arguments& arguments)
     : shown_(openFor(arguments)), history_(shown_.store->database()) {
     if (!shown_.remark.empty()) {
-        arguments.run->note(workbench::shownText(shown_.remark) + "\n");
+        // What a server says has lines and tabs.
+        std::string remark = shown_.remark;
+        std::ranges::replace_if(remark, kernel::isWhiteSpace, ' ');
+        arguments.run->note(workbench::shownText(remark) + "\n");
     }
 }
 

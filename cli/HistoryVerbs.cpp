@@ -20,7 +20,17 @@ CLI::App* addHistoryVerb(CLI::App& history, Arguments& arguments, Verb verb, con
     });
     addName(*added, "--history", arguments.historyPlace,
             "The record to use, a file or the address of a database (default: that of the settings)")
-        ->type_name("FILE|URL");
+        ->type_name("FILE|URL")
+        ->check([](const std::string& place) {
+            try {
+                if (record::isUrl(place)) {
+                    record::checkSharedUrl(place);
+                }
+            } catch (const std::runtime_error& error) {
+                return std::string(error.what());
+            }
+            return std::string();
+        });
     return added;
 }
 

@@ -19,6 +19,7 @@ namespace workbench {
 struct PhoneSource {
     PhoneIdentity phone;
     std::string comPort;
+    bool isRecorded = false; ///< the record had them, and what the phone has now is another question
 };
 struct FileSource {
     std::string path;

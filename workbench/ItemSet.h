@@ -18,7 +18,7 @@ namespace workbench {
 /// Nobody changes it any more, so any number of threads and windows may share one.
 class ItemSet {
 public:
-    enum class Origin { kDocument, kLastKnown, kPhone, kCalibrationFile, kJsonFile };
+    enum class Origin { kDocument, kLastKnown, kPhone, kCalibrationFile, kJsonFile, kRecord };
 
     struct About {
         Origin origin = Origin::kDocument;

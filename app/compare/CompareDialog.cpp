@@ -36,7 +36,8 @@ QString setting(const char* side, CompareSource::Origin origin) {
 
 } // namespace
 
-CompareDialog::CompareDialog(std::vector<CompareSource> documents, const std::string& comPort, QWidget* parent)
+CompareDialog::CompareDialog(std::vector<CompareSource> documents, const std::string& comPort, QWidget* parent,
+                             std::optional<std::size_t> left)
     : QDialog(parent), choices_(withPlaces(std::move(documents))), comPort_(QString::fromStdString(comPort)) {
     setObjectName("compare_sources");
     setWindowTitle("Compare");
@@ -55,6 +56,9 @@ CompareDialog::CompareDialog(std::vector<CompareSource> documents, const std::st
     layout->addLayout(grid);
     layout->addWidget(buttons);
     recall(sides_[0], 0);
+    if (left) {
+        sides_[0].kind->setCurrentIndex(static_cast<int>(*left));
+    }
     recall(sides_[1], static_cast<int>(choices_.size()) - 2);
     showWhetherComplete();
 }
@@ -96,12 +100,12 @@ void CompareDialog::recall(Side& side, int firstChoice) {
 void CompareDialog::kindChosen(Side& side) {
     const CompareSource& choice = choices_[static_cast<std::size_t>(side.kind->currentIndex())];
     const bool isPhone = choice.origin == CompareSource::Origin::kPhone;
-    side.place->setEnabled(!choice.isOfDocument());
-    side.browse->setEnabled(!choice.isOfDocument() && !isPhone);
-    side.place->setPlaceholderText(isPhone ? "Port" : choice.isOfDocument() ? "" : "Path of the file");
-    side.place->setText(choice.isOfDocument() ? QString()
-                        : isPhone             ? comPort_
-                                              : QSettings().value(setting(side.name, choice.origin)).toString());
+    side.place->setEnabled(choice.hasPlace());
+    side.browse->setEnabled(choice.hasPlace() && !isPhone);
+    side.place->setPlaceholderText(isPhone ? "Port" : choice.hasPlace() ? "Path of the file" : "");
+    side.place->setText(!choice.hasPlace() ? QString()
+                        : isPhone          ? comPort_
+                                           : QSettings().value(setting(side.name, choice.origin)).toString());
     showWhetherComplete();
 }
 
@@ -122,7 +126,7 @@ void CompareDialog::showWhetherComplete() {
 
 CompareSource CompareDialog::sourceOf(const Side& side) const {
     CompareSource source = choices_[static_cast<std::size_t>(side.kind->currentIndex())];
-    if (!source.isOfDocument()) {
+    if (source.hasPlace()) {
         source.place = side.place->text().trimmed().toStdString();
     }
     return source;
@@ -139,7 +143,7 @@ void CompareDialog::accept() {
         const int kept = choice < 2 ? choice : choice >= last - 3 ? choice - last + 5 : -1;
         QSettings().setValue(QString("compare/%1/choice").arg(side.name), kept);
         const CompareSource source = sourceOf(side);
-        if (!source.isOfDocument()) {
+        if (source.hasPlace()) {
             QSettings().setValue(setting(side.name, source.origin), QString::fromStdString(source.place));
         }
     }

@@ -4,6 +4,7 @@
 
 #include <QDialog>
 #include <array>
+#include <optional>
 #include <vector>
 
 class QComboBox;
@@ -17,8 +18,9 @@ class CompareDialog : public QDialog {
     Q_OBJECT
 public:
     /// `documents`: what is offered of documents, first of all the one beside which the question is asked, and its last
-    /// known values. `comPort` is the port that is offered.
-    CompareDialog(std::vector<CompareSource> documents, const std::string& comPort, QWidget* parent);
+    /// known values. `comPort` is the port that is offered, and `left` the choice on the left instead of the last one.
+    CompareDialog(std::vector<CompareSource> documents, const std::string& comPort, QWidget* parent,
+                  std::optional<std::size_t> left = std::nullopt);
 
     /// Left and right; after acceptance.
     std::array<CompareSource, 2> sources() const;

@@ -9,6 +9,9 @@ namespace {
 
 CompareSource::Set loaded(const CompareSource& source, workbench::ItemSetLoader& loader,
                           const workbench::WorkControl& control) {
+    if (source.load) {
+        return source.load();
+    }
     switch (source.origin) {
     case CompareSource::Origin::kPhone:
         return loader.fromPhone(source.place, control);

@@ -17,10 +17,13 @@ struct CompareSource {
     std::string label = {}; ///< of a document
     std::string place = {}; ///< otherwise: the port, or the path of the file
     bool isHome = false;    ///< the document, or its last known values, beside which the window was opened
+    /// Of neither a document nor a place: reads it, on the job's thread. Throws as loadAndCompare() does.
+    std::function<Set()> load = {};
     /// Of a document: its items as they are now; null once it is closed. User-interface thread.
     std::function<Set()> take = {};
 
     bool isOfDocument() const { return origin == Origin::kDocument || origin == Origin::kLastKnown; }
+    bool hasPlace() const { return !isOfDocument() && load == nullptr; }
 };
 
 /// What is to be compared: the sources, and the sets of those that need not be read again.

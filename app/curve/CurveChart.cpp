@@ -1,5 +1,6 @@
 #include "app/curve/CurveChart.h"
 
+#include "app/curve/CurveColors.h"
 #include "app/dialogs/ShownText.h"
 
 #include <QAreaSeries>
@@ -10,7 +11,6 @@
 #include <QPalette>
 #include <QScatterSeries>
 #include <QValueAxis>
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -21,24 +21,6 @@ constexpr double kRingSize = 15;
 constexpr int kPixelsPerLine = 32;
 constexpr int kPixelsPerPosition = 60;
 constexpr double kMargin = 0.06; ///< above and below the values, as a part of their range
-
-/// Told apart by those who see few colours, on light ground and on dark.
-constexpr std::array<QRgb, 4> kOnLight{0xff1f6fb4, 0xffc2500a, 0xff1d7d46, 0xff8a3fa0};
-constexpr std::array<QRgb, 4> kOnDark{0xff6cb8f5, 0xfff59a4a, 0xff62d08c, 0xffd19ae6};
-
-constexpr QColor kOutside(0xe0, 0x30, 0x4a);
-
-bool isDark(const QPalette& palette) {
-    return palette.color(QPalette::Base).lightness() < 128;
-}
-
-/// Between the colours of text and ground.
-QColor between(const QPalette& palette, double text) {
-    const QColor ink = palette.color(QPalette::Text);
-    const QColor ground = palette.color(QPalette::Base);
-    const auto part = [text](int a, int b) { return static_cast<int>(std::lround(a * text + b * (1 - text))); };
-    return {part(ink.red(), ground.red()), part(ink.green(), ground.green()), part(ink.blue(), ground.blue())};
-}
 
 /// Makes room in `range` for a value.
 void widen(std::optional<AxisRange>& range, double value) {
@@ -76,12 +58,6 @@ QString text(const std::string& string) {
     return shownText(string).toHtmlEscaped();
 }
 
-QPen penOf(const QColor& color, double width, Qt::PenStyle style = Qt::SolidLine) {
-    QPen pen(color, width, style);
-    pen.setCosmetic(true);
-    return pen;
-}
-
 } // namespace
 
 CurveChart::CurveChart() : QChart(nullptr), positions_(new QValueAxis(this)) {
@@ -113,7 +89,7 @@ std::size_t CurveChart::axisOf(const Curve& curve) const {
 }
 
 void CurveChart::makeAxes(const CurveSet& set, const QPalette& palette) {
-    const auto& colors = isDark(palette) ? kOnDark : kOnLight;
+    const auto& colors = curveColors(palette);
     for (std::size_t i = 0; i < set.curves.size(); ++i) {
         const QColor color(colors.at(i % colors.size()));
         const std::size_t index = axisOf(set.curves[i]);

@@ -103,6 +103,8 @@ public:
 
     /// Replaces the list by what another reader than readFromPhone() has read, and updates the views.
     void takeItemsFromPhone(std::vector<NvItem> items, workbench::PhoneIdentity phone, const std::string& comPort);
+    /// The same with the values that a phone had once, as the record says; `source` tells of which phone and when.
+    void takeItemsFromRecord(std::vector<NvItem> items, const std::shared_ptr<const workbench::Source>& source);
     /// Adds what such a reader has read to the list, in the list's order. Items that are in it already stay as they
     /// are.
     void addItemsFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,

@@ -96,6 +96,19 @@ void CCalvaneDoc::takeItemsFromPhone(std::vector<NvItem> items, workbench::Phone
     updateAllViews();
 }
 
+void CCalvaneDoc::takeItemsFromRecord(std::vector<NvItem> items,
+                                      const std::shared_ptr<const workbench::Source>& source) {
+    fileName_.clear();
+    const auto edits = editsToKeep();
+    baseline_.takeFromRecord(items, source);
+    listSource_ = source;
+    for (const NvItem& item : items) {
+        catalog_->setNvItem(item); // what is listed next has these values
+    }
+    replaceItems(std::move(items), edits);
+    updateAllViews();
+}
+
 void CCalvaneDoc::addItemsFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone,
                                     const std::string& comPort) {
     tellListToBeReplaced();

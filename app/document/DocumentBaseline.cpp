@@ -115,6 +115,12 @@ void DocumentBaseline::takeFromPhone(const std::vector<NvItem>& items, workbench
     take(items, lastPhone_);
 }
 
+void DocumentBaseline::takeFromRecord(const std::vector<NvItem>& items,
+                                      std::shared_ptr<const workbench::Source> source) {
+    lastPhone_ = std::move(source);
+    take(items, lastPhone_);
+}
+
 void DocumentBaseline::takeFromFile(const std::vector<NvItem>& items, workbench::FileSource file) {
     lastFile_ = sourceNow(std::move(file));
     take(items, lastFile_);

@@ -51,6 +51,8 @@ public:
 
     /// What the phone has, or the file, is from now on the last known value of these items.
     void takeFromPhone(const std::vector<NvItem>& items, workbench::PhoneIdentity phone, std::string comPort);
+    /// The same of what the record says that a phone had.
+    void takeFromRecord(const std::vector<NvItem>& items, std::shared_ptr<const workbench::Source> source);
     void takeFromFile(const std::vector<NvItem>& items, workbench::FileSource file);
 
     /// Where the newest values come from; null at first.

@@ -41,7 +41,7 @@ void add(Properties& lines, std::string label, const std::string& text) {
 void addSource(Properties& lines, const workbench::PhoneSource& source) {
     const auto& [serialNumber, model, softwareVersion] = source.phone;
     const bool isAsked = source.phone != workbench::PhoneIdentity();
-    add(lines, "Items from", "a phone");
+    add(lines, "Items from", source.isRecorded ? "the record of a phone" : "a phone");
     add(lines, "Phone", isAsked ? workbench::shortName(source.phone) : "it has not told who it is");
     add(lines, "Software", softwareVersion.empty() ? kUnknown : softwareVersion);
     add(lines, "Read on", source.comPort);

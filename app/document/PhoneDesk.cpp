@@ -306,6 +306,10 @@ std::string PhoneDesk::title() const {
     if (const auto* file = source ? std::get_if<workbench::FileSource>(&source->from) : nullptr) {
         return CCalvaneDoc::kTitle + (" - " + std::filesystem::path(file->path).filename().string()) + changedText();
     }
+    const auto* recorded = source ? std::get_if<workbench::PhoneSource>(&source->from) : nullptr;
+    if (recorded != nullptr && recorded->isRecorded) {
+        return CCalvaneDoc::kTitle + (" - " + shortName(recorded->phone)) + ", from the record" + changedText();
+    }
     const bool isKnown = knownPort_ == document_.comPort() && (isAsked_ || !isPresent_);
     return CCalvaneDoc::kTitle + (isKnown ? " - " + phoneText() : std::string()) + changedText();
 }

@@ -136,12 +136,13 @@ WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, 
 }
 
 WriteRequest requestForValues(CCalvaneDoc& document, UserInterface& userInterface, std::vector<NvItem> values,
-                              bool bringsAllBytes) {
+                              bool bringsAllBytes, bool keepsDate) {
     WriteRequest request{.kind = WriteRequest::Kind::kValues, .asked = "write: values of a comparison"};
+    const bool hasDate = findNamed(values, workbench::kLoadedDateItem) != values.end();
     for (NvItem& value : values) {
         request.wanted.push_back({.item = std::move(value), .bringsAllBytes = bringsAllBytes});
     }
-    if (!request.wanted.empty()) {
+    if (!request.wanted.empty() && !(keepsDate && hasDate)) {
         addDate(request, stampedDate(document, userInterface, kNoDateListed));
     }
     return request;

@@ -49,9 +49,10 @@ WriteRequest requestForChanged(CCalvaneDoc& document, UserInterface& userInterfa
 WriteRequest requestForListed(CCalvaneDoc& document, UserInterface& userInterface);
 /// The item at `position` of the list, which is there.
 WriteRequest requestForOne(CCalvaneDoc& document, UserInterface& userInterface, std::size_t position);
-/// Values that are not the document's own. `bringsAllBytes`: those behind the sub-fields are meant, too.
+/// Values that are not the document's own. `bringsAllBytes`: those behind the sub-fields are meant, too; `keepsDate`:
+/// a loaded date among them is written as it is.
 WriteRequest requestForValues(CCalvaneDoc& document, UserInterface& userInterface, std::vector<NvItem> values,
-                              bool bringsAllBytes);
+                              bool bringsAllBytes, bool keepsDate = false);
 
 /// Whether the values of the item at `position` of the list are more than the zeros with which the catalog begins.
 /// Zeros count where they were read, or typed.

@@ -12,6 +12,7 @@
 #include "app/frame/DocumentPropertiesPart.h"
 #include "app/frame/EditGuard.h"
 #include "app/frame/FilterPart.h"
+#include "app/frame/HistoryPart.h"
 #include "app/frame/QtUserInterface.h"
 #include "app/frame/TableCommands.h"
 #include "app/frame/TracePart.h"
@@ -123,6 +124,12 @@ void CSplitterFrame::makeParts() {
         [this] { showCompared(); });
     compare_ = compare.get();
     parts_.push_back(std::move(compare));
+    auto history = std::make_unique<HistoryPart>(
+        HistoryPart::Document{*this, *editor_, *history_, *compare_, programDirectory_,
+                              [this](WriteRequest request) { review(std::move(request)); },
+                              [this](PhoneReport report) { desk_->setReport(std::move(report)); }});
+    historyPart_ = history.get();
+    parts_.push_back(std::move(history));
 #ifdef CALVANE_CURVES
     const auto storeTyped = [this] {
         if (safeHands_.isOn()) {

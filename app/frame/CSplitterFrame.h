@@ -17,6 +17,7 @@ class CurvePart;
 class EditGuard;
 class EditHistory;
 class FilterPart;
+class HistoryPart;
 class QSplitter;
 class QtUserInterface;
 
@@ -39,6 +40,7 @@ public:
     ~CSplitterFrame() override;
 
     CCalvaneDoc& document() { return *document_; }
+    HistoryPart& historyPart() const { return *historyPart_; }
     /// Whether a read from the phone runs.
     bool isBusy() const { return busy_; }
 
@@ -144,9 +146,10 @@ private:
     CNvParam* editor_ = nullptr;
     std::unique_ptr<EditGuard> guard_;
     std::vector<std::unique_ptr<CommandPart>> parts_;
-    FilterPart* filter_ = nullptr;   ///< one of them
-    ComparePart* compare_ = nullptr; ///< likewise
-    CurvePart* curve_ = nullptr;     ///< likewise; null where the program is built without curves
+    FilterPart* filter_ = nullptr;       ///< one of them
+    ComparePart* compare_ = nullptr;     ///< likewise
+    HistoryPart* historyPart_ = nullptr; ///< likewise
+    CurvePart* curve_ = nullptr;         ///< likewise; null where the program is built without curves
     Pane activePane_ = Pane::kList;
     bool busy_ = false;
     bool reviewing_ = false;

@@ -40,6 +40,9 @@ constexpr std::array kCommands{
     CommandInfo{CommandId::kCompare, "Compare two sets of items", "", true, false},
     CommandInfo{CommandId::kDocumentProperties, "Show where the document's items come from", "", true, false},
     CommandInfo{CommandId::kTrace, "Show what goes over the ports, packet by packet", "", true, false},
+    CommandInfo{CommandId::kHistory, "Show what was read from phones and written to them", "", true, false},
+    CommandInfo{CommandId::kItemHistory, "Show the values that the selected item has had, and has on other phones", "",
+                true, false},
     CommandInfo{CommandId::kFilterBar, "Show or hide the filter line over the item list", "", true, false, true},
     CommandInfo{CommandId::kFilter, "Show only the items that fit what is typed", "", true, false},
     CommandInfo{CommandId::kFindNext, "Go to the next item that the last search finds", "", true, false},
@@ -151,9 +154,9 @@ constexpr std::array kEdit{
     command("&Interpolate", CommandId::kInterpolate),
 };
 constexpr std::array kTools{
-    command("&Compare...", CommandId::kCompare),
-    command("Document &Properties", CommandId::kDocumentProperties),
-    command("&Trace...", CommandId::kTrace),
+    command("&Compare...", CommandId::kCompare), command("Document &Properties", CommandId::kDocumentProperties),
+    command("&Trace...", CommandId::kTrace),     kLine,
+    command("&History...", CommandId::kHistory), command("History of This &Item...", CommandId::kItemHistory),
 };
 constexpr std::array<MenuInfo, 8> kDocumentMenus{{{"File", kFile},
                                                   {"View", kView},

@@ -33,6 +33,8 @@ enum class CommandId : std::uint32_t {
     kCompare = 32820,
     kDocumentProperties = 32821,
     kTrace = 32822,
+    kHistory = 32823,
+    kItemHistory = 32824,
     kFilterBar = 32830,
     kFilter = 32831,
     kFindNext = 32832,

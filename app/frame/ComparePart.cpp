@@ -82,11 +82,18 @@ std::vector<CompareSource> ComparePart::sourcesOfDocuments() const {
 }
 
 void ComparePart::run(CommandId) {
+    compareWith({});
+}
+
+void ComparePart::compareWith(std::vector<CompareSource> sides) {
     if (!storeTyped()) {
         return;
     }
     CSplitterFrame& home = document_.window;
-    CompareDialog dialog(sourcesOfDocuments(), home.document().comPort(), home.window());
+    std::vector<CompareSource> choices = sourcesOfDocuments();
+    const auto left = sides.empty() ? std::nullopt : std::optional(choices.size());
+    std::ranges::move(sides, std::back_inserter(choices));
+    CompareDialog dialog(std::move(choices), home.document().comPort(), home.window(), left);
     if (dialog.exec() != QDialog::Accepted) {
         return;
     }

@@ -35,6 +35,8 @@ public:
 
     bool owns(CommandId command) const override { return command == CommandId::kCompare; }
     void run(CommandId command) override;
+    /// The same with these sides to be chosen, too; the first of them is offered on the left.
+    void compareWith(std::vector<CompareSource> sides);
 
     /// What the document is compared with in the compare window that was opened last; null where there is none.
     std::shared_ptr<const workbench::ItemSet> comparedSet() const;

@@ -19,136 +19,118 @@ void runSql(const std::filesystem::path& file, const std::string& sql) {
     sqlite3_close(database);
 }
 
+std::vector<SessionItem> manyItems(int count, int value) {
+    std::vector<SessionItem> items;
+    for (int number = 0; number < count; ++number) {
+        items.push_back(found(static_cast<std::uint16_t>(number), static_cast<std::uint8_t>(value + number)));
+    }
+    return items;
+}
+
 std::string namesIn(const TemporaryFolder& folder) {
     return outputOf("ls " + folder.path.string() + " | sed 's/-[0-9]\\{8\\}-[0-9]\\{6\\}/-TIME/' | tr '\\n' ' '");
 }
 
-TEST(LocalStoreTest, AFileThatIsNoneOfOursOrDamagedIsMovedAside) {
-    const std::string ours = "PRAGMA application_id = 1131181678;";
-    const struct {
-        const char* name;
-        std::function<void(const std::filesystem::path&)> make;
-        Check check = Check::kQuick;
-    } cases[] = {
-        {"text", [](const auto& file) { writeText(file, "something else, and longer than a header of a database"); }},
-        {"somebody else's", [](const auto& file) { runSql(file, "CREATE TABLE session (uuid TEXT)"); }},
-        {"no version",
-         [&](const auto& file) {
-             runSql(file, ours + "CREATE TABLE meta (name TEXT, value TEXT); INSERT INTO meta VALUES ('schema', 'x')");
-         }},
-        {"tables of others",
-         [&](const auto& file) {
-             runSql(file, ours + "CREATE TABLE meta (name TEXT, value TEXT); INSERT INTO meta VALUES ('schema', '1');"
-                                 "CREATE VIEW session AS SELECT * FROM meta");
-         }},
-        {"cut",
-         [](const auto& file) {
-             std::string told;
-             openLocalStore(file, told);
-             std::filesystem::resize_file(file, 3 * kPage);
-         }},
-        {"a page overwritten",
-         [](const auto& file) {
-             std::string told;
-             openLocalStore(file, told);
-             const std::string text = readText(file);
-             writeText(file, text.substr(0, 5 * kPage) + std::string(kPage, 'x') + text.substr(6 * kPage));
-         },
-         Check::kWhole},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
-        TemporaryFolder folder;
-        const auto file = folder / "History.sqlite";
-        row.make(file);
-        const std::string before = readText(file);
-        std::string told;
-        const auto store = openLocalStore(file, told, row.check);
-        EXPECT_TRUE(store->add(session("a", 10), std::vector{found(1, 5)}));
-        EXPECT_EQ(namesIn(folder), "History.damaged-TIME.sqlite History.sqlite History.sqlite-shm History.sqlite-wal "
-                                   "History.sqlite.lock ");
-        if (before.find("Clvn") == std::string::npos) {
-            EXPECT_TRUE(readText(outputOf("printf %s " + (folder / "*damaged*sqlite").string())) == before);
-        }
-        EXPECT_TRUE(told.ends_with(", and a new one was begun.")) << told;
+class LocalStoreTest : public testing::Test {
+protected:
+    std::unique_ptr<Store> open(Check check = Check::kQuick) { return openLocalStore(file_, told_, check); }
 
-        told.clear();
-        EXPECT_EQ(countOf(*openLocalStore(file, told, Check::kWhole), "session"), 1);
-        EXPECT_EQ(told, "");
+    TemporaryFolder folder_;
+    std::filesystem::path file_ = folder_ / "History.sqlite";
+    std::string told_;
+};
+
+#define OURS "PRAGMA application_id = 1131181678; CREATE TABLE meta (name TEXT, value TEXT);"
+struct Damage {
+    const char* name;
+    const char* sql = nullptr;
+    std::size_t cutBehind = 0;
+    std::size_t overwritten = 0;
+};
+class DamagedStoreTest : public LocalStoreTest, public testing::WithParamInterface<Damage> {};
+INSTANTIATE_TEST_SUITE_P(Of, DamagedStoreTest,
+                         testing::Values(Damage{"Text"}, Damage{"SomebodyElse", "CREATE TABLE session (uuid TEXT)"},
+                                         Damage{"NoVersion", OURS "INSERT INTO meta VALUES ('schema', 'x')"},
+                                         Damage{"OtherTables", OURS "INSERT INTO meta VALUES ('schema', '1');"
+                                                                    "CREATE VIEW session AS SELECT * FROM meta"},
+                                         Damage{.name = "Cut", .cutBehind = 3},
+                                         Damage{.name = "Overwritten", .overwritten = 5}),
+                         [](const auto& each) { return each.param.name; });
+
+TEST_P(DamagedStoreTest, IsMovedAside) {
+    std::string before = "something else, and longer than a header of a database";
+    if (GetParam().sql != nullptr) {
+        runSql(file_, GetParam().sql);
+        before = readText(file_);
+    } else if (GetParam().cutBehind + GetParam().overwritten > 0) {
+        open();
+        before = readText(file_);
+        if (GetParam().cutBehind > 0) {
+            before.resize(GetParam().cutBehind * kPage);
+        } else {
+            before.replace(GetParam().overwritten * kPage, kPage, kPage, 'x');
+        }
     }
+    writeText(file_, before);
+
+    const auto store = open(GetParam().overwritten > 0 ? Check::kWhole : Check::kQuick);
+    EXPECT_TRUE(store->add(session("a", 10), std::vector{found(1, 5)}));
+    EXPECT_EQ(namesIn(folder_), "History.damaged-TIME.sqlite History.sqlite History.sqlite-shm History.sqlite-wal "
+                                "History.sqlite.lock ");
+    if (before.find("Clvn") == std::string::npos) {
+        EXPECT_TRUE(readText(outputOf("printf %s " + (folder_ / "*damaged*sqlite").string())) == before);
+    }
+    EXPECT_TRUE(told_.ends_with(", and a new one was begun.")) << told_;
+
+    told_.clear();
+    EXPECT_EQ(countOf(*open(Check::kWhole), "session"), 1);
+    EXPECT_EQ(told_, "");
 }
 
-TEST(LocalStoreTest, OthersOfThisComputerReadNothingOfIt) {
-    TemporaryFolder folder;
-    std::string told;
-    const auto store = openLocalStore(folder / "own" / "History.sqlite", told);
+TEST_F(LocalStoreTest, OthersOfThisComputerReadNothingOfIt) {
+    const auto store = openLocalStore(folder_ / "own" / "History.sqlite", told_);
     store->add(session("a", 10), {});
-    EXPECT_EQ(outputOf("stat -c '%a %n' " + (folder / "own").string() + "/* | sed 's,/.*/,,'"),
+    EXPECT_EQ(outputOf("stat -c '%a %n' " + (folder_ / "own").string() + "/* | sed 's,/.*/,,'"),
               "600 History.sqlite\n600 History.sqlite-shm\n600 History.sqlite-wal\n");
 }
 
-TEST(LocalStoreTest, AFileThatWasRemovedTakesNoSessions) {
-    TemporaryFolder folder;
-    std::string told;
-    const auto store = openLocalStore(folder / "History.sqlite", told);
-    std::filesystem::rename(folder / "History.sqlite", folder / "elsewhere");
-    try {
-        store->add(session("a", 10), {});
-        FAIL() << "it went into a file that nobody will open";
-    } catch (const DatabaseError& error) {
-        EXPECT_EQ(error.kind(), DatabaseError::Kind::kUnreachable);
-    }
+TEST_F(LocalStoreTest, AFileThatWasRemovedTakesNoSessions) {
+    const auto store = open();
+    std::filesystem::rename(file_, folder_ / "elsewhere");
+    const auto other = open(); // somebody has begun a new one in its place
+    EXPECT_EQ(failureOf([&] { store->add(session("a", 10), {}); }), DatabaseError::Kind::kUnreachable);
 }
 
-TEST(LocalStoreTest, AFullDiskTakesNothingAndLeavesTheRest) {
-    TemporaryFolder folder;
-    const auto file = folder / "History.sqlite";
-    std::string told;
-    const auto store = openLocalStore(file, told);
+TEST_F(LocalStoreTest, AFullDiskTakesNothingAndLeavesTheRest) {
+    const auto store = open();
     store->add(session("a", 10), std::vector{found(1, 5)});
-    std::vector<SessionItem> many;
-    for (int number = 0; number < 2000; ++number) {
-        many.push_back(found(static_cast<std::uint16_t>(number), static_cast<std::uint8_t>(number)));
-    }
+    const auto many = manyItems(2000, 0);
     ::signal(SIGXFSZ, SIG_IGN);
     {
-        const FileSizeLimit full(std::filesystem::file_size(file.string() + "-wal") + kPage);
-        try {
-            store->add(session("b", 20), many);
-            FAIL() << "there is no room for it";
-        } catch (const DatabaseError& error) {
-            EXPECT_EQ(error.kind(), DatabaseError::Kind::kFull) << error.what();
-        }
+        const FileSizeLimit full(std::filesystem::file_size(file_.string() + "-wal") + kPage);
+        EXPECT_EQ(failureOf([&] { store->add(session("b", 20), many); }), DatabaseError::Kind::kFull);
     }
     EXPECT_EQ(overTime(*store), "1: 10=5!");
     EXPECT_TRUE(store->add(session("b", 20), many));
-    EXPECT_EQ(countOf(*openLocalStore(file, told, Check::kWhole), "session"), 2);
+    EXPECT_EQ(countOf(*open(Check::kWhole), "session"), 2);
 }
 
-TEST(LocalStoreTest, AStoreOfTheFirstReleaseIsOpened) {
-    TemporaryFolder folder;
-    runSql(folder / "History.sqlite", readText(CALVANE_SOURCE_DIR "/tests/record/history-1.sql"));
-    std::string told;
-    const auto store = openLocalStore(folder / "History.sqlite", told);
-    EXPECT_EQ(told, "");
+TEST_F(LocalStoreTest, AStoreOfTheFirstReleaseIsOpened) {
+    runSql(file_, readText(CALVANE_SOURCE_DIR "/tests/record/history-1.sql"));
+    const auto store = open();
+    EXPECT_EQ(told_, "");
     EXPECT_EQ(overTime(*store), "1060: 10=4 20=5!");
     EXPECT_TRUE(store->add(session("a", 30), std::vector{found(1060, 5), found(1007, 1)}));
     EXPECT_EQ(overTime(*store), "1007: 30=1!; 1060: 10=4 20=5!");
 }
 
-TEST(LocalStoreTest, RoomIsGivenBack) {
-    TemporaryFolder folder;
-    std::string told;
-    const auto store = openLocalStore(folder / "History.sqlite", told);
-    const auto size = [&] { return std::filesystem::file_size(folder / "History.sqlite"); };
+TEST_F(LocalStoreTest, RoomIsGivenBack) {
+    const auto store = open();
+    const auto size = [&] { return std::filesystem::file_size(file_); };
     store->database().giveBackRoom();
     const auto empty = size();
     for (int at = 0; at < 50; ++at) {
-        std::vector<SessionItem> items;
-        for (int number = 0; number < 100; ++number) {
-            items.push_back(found(static_cast<std::uint16_t>(number), static_cast<std::uint8_t>(at + number)));
-        }
-        store->add(session(std::to_string(at), at), items);
+        store->add(session(std::to_string(at), at), manyItems(100, at));
     }
     EXPECT_EQ(store->prune(timeOf(1000), false), 50U);
     EXPECT_LE(size(), empty + 2 * kPage);

@@ -8,8 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace record {
@@ -45,6 +47,16 @@ inline SessionItem written(std::uint16_t number, std::uint8_t before, std::uint8
             .before = bytes({before}),
             .wanted = bytes({after}),
             .after = bytes({after})};
+}
+
+/// How `work` fails; nothing where it does not.
+inline std::optional<DatabaseError::Kind> failureOf(const std::function<void()>& work) {
+    try {
+        work();
+        return std::nullopt;
+    } catch (const DatabaseError& error) {
+        return error.kind();
+    }
 }
 
 /// "1: 10=5 30=6; 2: 10=5": since when each item had which first byte, and the latest one in the table of those.

@@ -7,6 +7,7 @@
 #include "workbench/record/ProcessMark.h"
 
 #include <iostream>
+#include <thread>
 
 namespace record {
 namespace {
@@ -180,24 +181,14 @@ TEST_P(StoreTest, SeveralProcessesWriteAtOnce) {
     constexpr int kSessions = 15;
     store_.reset();
     renew(); // all of them find a store that is not there yet, or just so
-    std::array<int, 2> start{};
-    ASSERT_EQ(::pipe(start.data()), 0);
-    std::vector<pid_t> writers;
+    std::vector<std::thread> writers;
     for (int writer = 0; writer < kWriters; ++writer) {
-        writers.push_back(::fork());
-        if (writers.back() == 0) {
-            char none = 0;
-            ::close(start[1]);
-            (void)!::read(start[0], &none, 1);
-            ::_exit(writeSessions(writer, kSessions));
-        }
+        writers.emplace_back([this, writer] {
+            EXPECT_EQ(inChild([this, writer] { return writeSessions(writer, kSessions); }), 0) << writer;
+        });
     }
-    ::close(start[0]);
-    ::close(start[1]);
-    for (const pid_t writer : writers) {
-        int status = 0;
-        EXPECT_EQ(::waitpid(writer, &status, 0), writer);
-        EXPECT_EQ(status, 0);
+    for (std::thread& writer : writers) {
+        writer.join();
     }
     store_ = open();
     EXPECT_EQ(countOf(*store_, "session"), kWriters * kSessions);

@@ -29,22 +29,20 @@ std::optional<ItemData> itemDataIn(const Value& column) {
 
 ContentIds contentIds(Database& database, const std::set<Bytes>& contents) {
     ContentIds ids;
-    const auto find = [&](std::span<const Value> wanted) {
-        for (const Row& row : selectIn(database, "SELECT id, bytes FROM content WHERE bytes IN", wanted)) {
+    const auto keep = [&ids](const std::vector<Row>& rows) {
+        for (const Row& row : rows) {
             ids.emplace(bytesIn(row.at(1)), numberIn(row.at(0)));
         }
     };
-    find(std::vector<Value>(contents.begin(), contents.end()));
+    const std::vector<Value> wanted(contents.begin(), contents.end());
+    keep(selectIn(database, "SELECT id, bytes FROM content WHERE bytes IN", wanted));
     std::vector<Row> missing;
-    std::vector<Value> wanted;
     for (const Bytes& bytes : contents) {
         if (!ids.contains(bytes)) {
             missing.push_back({bytes});
-            wanted.emplace_back(bytes);
         }
     }
-    insertRows(database, "INSERT INTO content (bytes) VALUES", missing);
-    find(wanted);
+    keep(insertRows(database, "INSERT INTO content (bytes) VALUES", missing, "RETURNING id, bytes"));
     return ids;
 }
 

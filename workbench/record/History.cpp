@@ -167,6 +167,17 @@ std::vector<ValueOfPhone> History::overPhones(std::uint16_t number) {
     return values;
 }
 
+std::map<std::uint16_t, ItemData> History::valuesBefore(std::int64_t phone, Time when) {
+    std::map<std::uint16_t, ItemData> values;
+    // In the order of time: the last one of an item stays.
+    for (const Row& row : database_->run("SELECT o.item, c.bytes FROM over_time o JOIN content c ON c.id = o.content "
+                                         "WHERE o.phone = ?1 AND o.since < ?2 ORDER BY o.item, o.since",
+                                         {phone, msOf(when)})) {
+        values[static_cast<std::uint16_t>(numberIn(row.at(0)))] = itemDataIn(row.at(1)).value_or(ItemData{});
+    }
+    return values;
+}
+
 std::optional<PhoneRow> History::findPhone(const workbench::PhoneIdentity& phone, const std::string& port) {
     const auto rows = database_->run(kPhones + " WHERE model = ?1 AND serial = ?2 AND port = ?3",
                                      {phone.model, phone.serialNumber, phone.isKnown() ? "" : port});

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -59,6 +60,8 @@ public:
     std::vector<ValueSince> overTime(std::int64_t phone, std::uint16_t number);
     /// The latest value of one item on every phone that has one.
     std::vector<ValueOfPhone> overPhones(std::uint16_t number);
+    /// What was known of the phone's items before that time, by their numbers.
+    std::map<std::uint16_t, ItemData> valuesBefore(std::int64_t phone, Time when);
     /// The phone that answers so on `port`; one without a serial number is told by its model and that port.
     std::optional<PhoneRow> findPhone(const workbench::PhoneIdentity& phone, const std::string& port);
 

@@ -29,24 +29,30 @@ void inPieces(std::size_t count, const std::function<void(std::size_t first, std
     }
 }
 
+void append(std::vector<Row>& all, std::vector<Row> more) {
+    all.insert(all.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
 } // namespace
 
-void insertRows(Database& database, const std::string& into, std::span<const Row> rows, const std::string& behind) {
+std::vector<Row> insertRows(Database& database, const std::string& into, std::span<const Row> rows,
+                            const std::string& behind) {
+    std::vector<Row> all;
     inPieces(rows.size(), [&](std::size_t first, std::size_t size) {
         Row parameters;
         for (const Row& row : rows.subspan(first, size)) {
             parameters.insert(parameters.end(), row.begin(), row.end());
         }
-        database.run(into + " " + places(size, rows[first].size()) + " " + behind, parameters);
+        append(all, database.run(into + " " + places(size, rows[first].size()) + " " + behind, parameters));
     });
+    return all;
 }
 
 std::vector<Row> selectIn(Database& database, const std::string& select, std::span<const Value> values,
                           const std::string& behind) {
     std::vector<Row> all;
     inPieces(values.size(), [&](std::size_t first, std::size_t size) {
-        auto found = database.run(select + " " + places(1, size) + " " + behind, values.subspan(first, size));
-        all.insert(all.end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
+        append(all, database.run(select + " " + places(1, size) + " " + behind, values.subspan(first, size)));
     });
     return all;
 }

@@ -61,7 +61,7 @@ ShownStore openShown(const HistorySettings& settings) {
 }
 
 ShownStore openShownAt(const std::string& place, bool mayMake) {
-    if (place.find("://") != std::string::npos) {
+    if (isUrl(place)) {
         checkSharedUrl(place);
         return openServer(place);
     }

@@ -9,7 +9,8 @@
 #include <string>
 #include <utility>
 
-/// A PostgreSQL server in a folder of its own, reached by a socket in that folder alone. It ends with this object.
+/// A PostgreSQL server in a folder of its own, reached by a socket in that folder alone. It ends with this object,
+/// or with the test program, whatever ends that.
 class PostgresServer {
 public:
     /// The one of this test program, started when it is first asked for. Null where the programs are not installed.
@@ -18,7 +19,7 @@ public:
         static const std::unique_ptr<PostgresServer> server(programs().empty() ? nullptr : new PostgresServer(fsync));
         return server.get();
     }
-    ~PostgresServer() { stop(); }
+    ~PostgresServer() { ::pclose(end_); }
     PostgresServer(const PostgresServer&) = delete;
     PostgresServer& operator=(const PostgresServer&) = delete;
 
@@ -42,7 +43,7 @@ public:
             " -c listen_addresses= -c fsync=" + fsync_ + "' start");
     }
     /// At once, as a crash does it.
-    void stop() { run(programs() + "/pg_ctl -s -m immediate -D " + (folder_ / "data").string() + " stop"); }
+    void stop() { run(stopCommand()); }
 
 private:
     explicit PostgresServer(std::string fsync) : fsync_(std::move(fsync)) {
@@ -51,6 +52,13 @@ private:
         }
         run(programs() + "/initdb -A trust -U postgres -E UTF8 --no-sync -D " + (folder_ / "data").string());
         start();
+        // Its input ends when this process does.
+        end_ = ::popen(
+            asServer("sh -c 'trap : INT; cat >" + folder_.path.string() + "/end; " + stopCommand() + "'").c_str(), "w");
+    }
+
+    std::string stopCommand() const {
+        return programs() + "/pg_ctl -s -m immediate -D " + (folder_ / "data").string() + " stop";
     }
 
     /// The folder of the server's programs; empty where there is none.
@@ -63,12 +71,14 @@ private:
     }
 
     /// The server refuses to run as root.
-    static void run(const std::string& command) {
-        const std::string user = ::geteuid() == 0 ? "cd / && runuser -u postgres -- " : "cd / && ";
-        outputOf("{ " + user + command + "; } >/dev/null 2>&1");
+    static std::string asServer(const std::string& command) {
+        return "cd /; exec >/dev/null 2>&1; " + std::string(::geteuid() == 0 ? "runuser -u postgres -- " : "") +
+               command;
     }
+    static void run(const std::string& command) { outputOf(asServer(command)); }
 
     TemporaryFolder folder_;
     std::string fsync_;
+    FILE* end_ = nullptr;
     int databases_ = 0;
 };

@@ -150,6 +150,7 @@ std::string HistoryPart::compare(std::vector<SessionSide> sessions) {
         return kCommandRuns;
     }
     std::vector<CompareSource> sides;
+    sides.reserve(sessions.size());
     for (SessionSide& session : sessions) {
         sides.push_back({.origin = CompareSource::Origin::kRecord,
                          .label = std::move(session.label),

@@ -1,6 +1,7 @@
 #include "app/history/HistoryRows.h"
 
 #include "app/dialogs/ShownText.h"
+#include "app/document/SubFieldText.h"
 #include "engine/Calvane.h"
 #include "workbench/record/SessionItems.h"
 #include "workbench/record/SessionJson.h"
@@ -27,7 +28,14 @@ QString serialText(const record::PhoneRow& phone) {
 } // namespace
 
 QString shownValues(const NvItem& item) {
-    return shownText(record::valuesText(item));
+    if (!item.isTime()) {
+        return shownText(record::valuesText(item));
+    }
+    std::string dates;
+    for (const SubItem& field : item.getSubItems()) {
+        dates += (dates.empty() ? "" : ", ") + dateText(field.value);
+    }
+    return shownText(dates);
 }
 
 std::vector<ShownItem> shownItems(const std::vector<record::SessionItem>& items,

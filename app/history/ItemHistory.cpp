@@ -95,8 +95,10 @@ QString FieldSpread::summary() const {
         text += QString("What is usual can be said of %1 phones or more. ").arg(record::kFewestPhones);
     } else {
         const auto odd = std::ranges::count_if(numbers_, [this](const auto& one) { return standsOut(one.number); });
-        text += "Median " + textOf(usual_.median()) + ", usual " + textOf(usual_.lowest()) + " to " +
-                textOf(usual_.highest()) +
+        const bool isRaw = unit_ == nullptr; // whole numbers then
+        text += "Median " + textOf(usual_.median()) + ", usual " +
+                textOf(isRaw ? std::ceil(usual_.lowest()) : usual_.lowest()) + " to " +
+                textOf(isRaw ? std::floor(usual_.highest()) : usual_.highest()) +
                 (odd == 0 ? QString(". None is unusual. ") : QString("; %1 unusual. ").arg(odd));
     }
     if (const auto value = own()) {

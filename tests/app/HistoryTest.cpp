@@ -131,10 +131,12 @@ TEST_F(History, PhonesSessionsAndItemsStandSideBySide) {
                                              "Sample|(no serial number) on COM1|" + local(0).substr(0, 16)}));
     EXPECT_EQ(rows("history_sessions"), (Texts{local(2) + "|write: changed items|mira on bench-1|4|2|complete|",
                                                local(1) + "|read: all supported items|mira on bench-1|4|0|complete|"}));
-    EXPECT_EQ(rows("history_items"), (Texts{"20|NV_ALPHA|1|2|verified", "30|NV_FIXED|9|9|refused: NV status 4",
-                                            "40|NV_RF_NV_LOADED_DATE_I|8|99|verified", "77|No Name|03|03|verified"}));
+    EXPECT_EQ(rows("history_items"),
+              (Texts{"20|NV_ALPHA|1|2|verified", "30|NV_FIXED|9|9|refused: NV status 4",
+                     "40|NV_RF_NV_LOADED_DATE_I|1/1/1970|1/1/1970|verified", "77|No Name|03|03|verified"}));
     part<QCheckBox>("history_changed_only").click();
-    EXPECT_EQ(rows("history_items"), (Texts{"20|NV_ALPHA|1|2|verified", "40|NV_RF_NV_LOADED_DATE_I|8|99|verified"}));
+    EXPECT_EQ(rows("history_items"),
+              (Texts{"20|NV_ALPHA|1|2|verified", "40|NV_RF_NV_LOADED_DATE_I|1/1/1970|1/1/1970|verified"}));
     part<QLineEdit>("history_filter").setText("(NO");
     ASSERT_TRUE(isIdle());
     EXPECT_EQ(rows("history_phones").size(), 1U);
@@ -300,7 +302,7 @@ TEST_F(History, OneItemIsShownOverTimeAndOverAllPhones) {
     EXPECT_EQ(changes[0].substr(19), "|2|2|mira on bench-1|write: changed items");
     EXPECT_EQ(changes[1].substr(19), "|1|1|mira on bench-1|read: all supported items");
     EXPECT_EQ(part<QLabel>("item_history_summary").text().toStdString(),
-              "22 phones. Median 41, usual 35.8 to 46.2; 2 unusual. This phone: 2, unusual.");
+              "22 phones. Median 41, usual 36 to 46; 2 unusual. This phone: 2, unusual.");
     const Texts phones = rows("item_history_phones");
     EXPECT_EQ(phones[0].substr(0, 36), "Sample 0000000001 - this phone|2|202");
     EXPECT_EQ(phones.size(), 22U);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <ranges>
 #include <string_view>
 
 namespace record {
@@ -14,9 +13,12 @@ constexpr std::size_t kLongestValues = 400;
 
 std::string bytesText(std::span<const std::uint8_t> bytes) {
     constexpr std::string_view kDigits = "0123456789abcdef";
-    const auto last = std::ranges::find_if(bytes | std::views::reverse, [](std::uint8_t byte) { return byte != 0; });
+    std::size_t size = bytes.size();
+    while (size > 0 && bytes[size - 1] == 0) {
+        --size;
+    }
     std::string text;
-    for (const std::uint8_t byte : bytes.first(static_cast<std::size_t>(last.base() - bytes.begin()))) {
+    for (const std::uint8_t byte : bytes.first(size)) {
         text += kDigits[byte >> 4U];
         text += kDigits[byte & 0xfU];
     }

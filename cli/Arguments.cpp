@@ -8,6 +8,8 @@
 #include "workbench/ProgramFiles.h"
 #include "workbench/ResultJson.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <functional>
@@ -91,11 +93,22 @@ void tellWrongUsage(const CLI::App& program, const std::vector<std::string>& wor
     tellFailure((unknown.empty() ? known : unknown) + " (" + name + " --help says more)");
 }
 
+/// A process for one of several ports is started by one that has them all, whose number stands in front of the port.
+void takeOnlyPort(Arguments& arguments) {
+    const std::string starter = std::to_string(::getppid()) + ":";
+    if (!arguments.onlyPort.empty() && !arguments.onlyPort.starts_with(starter)) {
+        throw CLI::ValidationError("--only-port is for calvane-batch itself; name the port with --port");
+    }
+    arguments.onlyPort.erase(0, starter.size());
+}
+
 /// The library knows no option that another one makes dispensable.
 void requirePort(Arguments& arguments) {
     using Verb = Arguments::Verb;
     if (!arguments.devicePath.empty()) {
         arguments.comPort = arguments.devicePath;
+    } else if (!arguments.probedDevice.empty()) {
+        arguments.comPort = arguments.probedDevice; // in reports and logs
     }
     const bool isWrite =
         arguments.verb == Verb::kSet || arguments.verb == Verb::kWrite || arguments.verb == Verb::kHistoryRestore;
@@ -142,6 +155,7 @@ ParsedArguments parseArguments(int argc, const char* const* argv) {
     try {
         program.parse(std::vector<std::string>(words.rbegin(), words.rend()));
         requirePort(arguments);
+        takeOnlyPort(arguments);
         takePorts(arguments);
         takeRawFile(arguments);
     } catch (const CLI::Success& help) {

@@ -1,9 +1,11 @@
 #include "cli/CommandText.h"
+#include "cli/FailureLog.h"
 #include "cli/Run.h"
 #include "cli/RunTrace.h"
 #include "cli/Verbs.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/Process.h"
+#include "platform/kernel/Trace.h"
 #include "tessra/host/ServiceHost.h"
 #include "workbench/ItemListFile.h"
 #include "workbench/PortReason.h"
@@ -36,45 +38,25 @@ void addDevice(tessra::ServiceConfig& config, const std::string& device, std::ui
     port.line = {.device = device, .baud = baud};
 }
 
-/// The service's ports as its file describes them, or the one of a device that was named. A file that can't be used is
-/// reported, and the program goes on without ports, since the failures that follow say more of a port than silence
-/// does.
-tessra::ServiceConfig configuredPorts(const Arguments& arguments, ExitStatus& status) {
+/// The service's ports as its file describes them, or the one of a device that was named. The port of the arguments is
+/// among them: the service's own words for another one are those for a fault of its own.
+tessra::ServiceConfig configuredPorts(const Arguments& arguments) {
     if (!arguments.devicePath.empty()) {
         tessra::ServiceConfig config;
         addDevice(config, arguments.devicePath, arguments.baud);
         return config;
     }
-    try {
-        return tessra::loadServiceConfig(arguments.servicePath);
-    } catch (const tessra::ConfigError& error) {
-        tellFailure(error.message() + "\nGoing on without ports.");
-        status = ExitStatus::kFile;
-        return {};
-    }
-}
-
-/// Says that the port has no phone, if so: the failures of a connect do not say it. They do say why a port can't be
-/// used, and then that is all of it. Answers whether it has a phone. Looks at no other port, which others may be using.
-bool explainPort(Calvane& catalog, const std::string& comPort, const tessra::ServiceConfig& config) {
-    const auto isDevice = [&](const tessra::PortConfig& port) {
-        return port.name == comPort && port.line.device == comPort;
-    };
-    try {
-        TessraServer& session = *catalog.getTessraServer();
-        if (session.connect(comPort, 0)) {
-            return true;
+    auto config = failingWith(ExitStatus::kFile, [&] { return tessra::loadServiceConfig(arguments.servicePath); });
+    const std::string& comPort = arguments.comPort;
+    if (!comPort.empty() && std::ranges::find(config.ports, comPort, &tessra::PortConfig::name) == config.ports.end()) {
+        std::string known;
+        for (const tessra::PortConfig& port : config.ports) {
+            known += (known.empty() ? "" : ", ") + port.name;
         }
-        if (workbench::portReason(session, comPort).empty()) {
-            std::cerr << "No phone is present on " << comPort
-                      << (std::ranges::any_of(config.ports, isDevice)
-                              ? ". Is it the right speed, and is the phone on?\n"
-                              : ". `calvane-batch ports` tells where there are some.\n");
-        }
-        return false;
-    } catch (const std::exception&) {
-        return true; // it was an explanation; the failure itself has been told
+        throw BatchFailure(ExitStatus::kNoPhone, comPort + " is no port of " + quoted(arguments.servicePath) +
+                                                     ", which has " + (known.empty() ? "none" : known) + ".");
     }
+    return config;
 }
 
 /// The ports that are to have a phone.
@@ -91,17 +73,66 @@ std::vector<std::string> portsOf(const Arguments& arguments) {
     return ports;
 }
 
-/// Whether a port without a phone may be why it ended so.
-bool mayLackPhone(ExitStatus status) {
-    return status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
+struct MissingPhone {
+    std::string port;
+    std::string help; ///< nothing where it was told why the port can't be used
+};
+
+/// The port without a phone for which a run may have ended so. Looks at no other port, which others may be using.
+std::optional<MissingPhone> missingPhone(Calvane& catalog, const Arguments& arguments,
+                                         const tessra::ServiceConfig& config, ExitStatus status) {
+    const bool mayLackPhone =
+        status == ExitStatus::kNoPhone || status == ExitStatus::kIncomplete || status == ExitStatus::kOtherFailure;
+    for (const std::string& comPort : mayLackPhone ? portsOf(arguments) : std::vector<std::string>()) {
+        const auto isDevice = [&](const tessra::PortConfig& port) {
+            return port.name == comPort && port.line.device == comPort;
+        };
+        try {
+            TessraServer& session = *catalog.getTessraServer();
+            if (!session.connect(comPort, 0)) {
+                const bool isTold = !workbench::portReason(session, comPort).empty();
+                return MissingPhone{comPort, isTold ? ""
+                                             : std::ranges::any_of(config.ports, isDevice)
+                                                 ? "Is it the right speed, and is the phone on?"
+                                                 : "`calvane-batch ports` tells where phones are."};
+            }
+        } catch (const std::exception&) {
+            return std::nullopt; // it was to explain a failure, which is told
+        }
+    }
+    return std::nullopt;
 }
 
-/// A simulated phone is always there, unless its memory can't be used. Why has been told then.
+/// Runs the verb. A failure is told with what helps, one of a port without a phone as such.
+ExitStatus runVerb(ExitStatus (*verb)(Calvane&, const Arguments&), Calvane& catalog, const Arguments& arguments,
+                   const tessra::ServiceConfig& config) {
+    try {
+        const ExitStatus status = verb(catalog, arguments);
+        const auto missing = missingPhone(catalog, arguments, config, status);
+        if (missing && !missing->help.empty()) {
+            std::cerr << "No phone is present on " + missing->port + ". " + missing->help + "\n";
+        }
+        return missing ? worse(status, ExitStatus::kNoPhone) : status;
+    } catch (const std::exception& failure) {
+        const ExitStatus status = statusOf(failure);
+        const auto missing = missingPhone(catalog, arguments, config, status);
+        const bool isDiff = arguments.verb == Arguments::Verb::kDiff; // a side has told which port it is
+        tellFailure(textOf(failure, isDiff ? "" : arguments.comPort) + "\n" + (missing ? missing->help : ""));
+        return missing && status == ExitStatus::kOtherFailure ? ExitStatus::kNoPhone : status;
+    }
+}
+
+/// A simulated phone is always there, unless its memory can't be used, which is told.
 ExitStatus memoryStatus(Calvane& catalog, const tessra::ServiceConfig& config) {
-    const bool allUsable = std::ranges::all_of(config.ports, [&](const tessra::PortConfig& port) {
-        return !port.line.device.empty() || workbench::portReason(*catalog.getTessraServer(), port.name).empty();
-    });
-    return allUsable ? ExitStatus::kDone : ExitStatus::kFile;
+    ExitStatus status = ExitStatus::kDone;
+    for (const tessra::PortConfig& port : config.ports) {
+        const bool isSimulated = port.line.device.empty();
+        if (isSimulated && !workbench::portReason(*catalog.getTessraServer(), port.name).empty()) {
+            tellFailure(workbench::noPhoneText(*catalog.getTessraServer(), port.name));
+            status = ExitStatus::kFile;
+        }
+    }
+    return status;
 }
 
 struct VerbEntry {
@@ -176,11 +207,32 @@ tessra::ServiceConfig findPorts(Arguments& arguments) {
 workbench::ItemList takeList(Arguments& arguments) {
     workbench::ItemList list;
     if (!arguments.listPath.empty()) {
-        list = failingWith(ExitStatus::kFile, [&] { return workbench::readItemList(arguments.listPath); });
+        list = failingWith(ExitStatus::kFile, [&] { return workbench::loadItemList(arguments.listPath); });
         arguments.itemNumbers = list.numbers();
         arguments.singleNumbers = list.numbers();
     }
     return list;
+}
+
+/// Loads the ring. A failure names its file, also where the catalog's own words are of a line in it.
+void loadRing(Calvane& catalog, const std::string& path) {
+    try {
+        catalog.loadDecoderRingFile(path);
+    } catch (const kernel::MessageException& failure) {
+        const bool isNamed = failure.message().find(path) != std::string::npos;
+        throw BatchFailure(ExitStatus::kFile, (isNamed ? "" : quoted(path) + ": ") + failure.message());
+    }
+}
+
+/// The report of a verb that needs no ring names the one in use all the same, where it can be loaded.
+void nameRing(const Arguments& arguments) {
+    try {
+        Calvane catalog;
+        catalog.loadDecoderRingFile(arguments.ringPath);
+        arguments.run->useRing(arguments.ringPath, catalog);
+    } catch (const kernel::MessageException& failure) {
+        kernel::logError(failure.message());
+    }
 }
 
 /// Tells where the list and the decoder ring have other names for an item: one of them may be meant for another phone.
@@ -196,11 +248,15 @@ void tellNames(const workbench::ItemList& list, Calvane& catalog, const std::str
 } // namespace
 
 ExitStatus runBatch(const Arguments& given) {
+    const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
+    if (!verb.needsRing && !given.reportPath.empty()) {
+        const FailureLog log(*given.run, given.isVerbose);
+        nameRing(given);
+    }
     if (given.allDevices) {
+        const FailureLog log(*given.run, given.isVerbose);
         return printDevices(given);
     }
-    const VerbEntry& verb = kVerbs[static_cast<std::size_t>(given.verb)];
-    ExitStatus status = ExitStatus::kDone;
     Arguments arguments = given;
     const workbench::ItemList list = takeList(arguments);
     std::optional<tessra::ServiceHost> service;
@@ -209,7 +265,8 @@ ExitStatus runBatch(const Arguments& given) {
     const tessra::ServiceConfig sidePorts = isDiff ? findPorts(arguments) : tessra::ServiceConfig();
     // A verb that names no port, as a dry run may do, needs none.
     const bool isHost = verb.needsPhone && (!arguments.comPort.empty() || arguments.verb == Arguments::Verb::kPorts);
-    const auto config = isDiff || !isHost ? sidePorts : configuredPorts(arguments, status);
+    const FailureLog log(*arguments.run, arguments.isVerbose);
+    const auto config = isDiff || !isHost ? sidePorts : configuredPorts(arguments);
     const RunTrace trace(arguments.tracePath);
     if (isHost && verb.needsRing) {
         arguments.run->record().open(arguments);
@@ -218,25 +275,20 @@ ExitStatus runBatch(const Arguments& given) {
         service.emplace(config, tessra::ServiceHost::Wrapping::kWhereConfigured, trace.recorder());
     }
     Calvane catalog;
+    ExitStatus status = ExitStatus::kDone;
     try {
         if (verb.needsRing) {
-            failingWith(ExitStatus::kFile, [&] { catalog.loadDecoderRingFile(arguments.ringPath); });
+            loadRing(catalog, arguments.ringPath);
             arguments.run->useRing(arguments.ringPath, catalog);
             tellNames(list, catalog, arguments.listPath);
         }
-        status = worse(status, verb.run(catalog, arguments));
+        status = runVerb(verb.run, catalog, arguments, config);
         if (arguments.verb == Arguments::Verb::kPorts) {
             status = worse(status, memoryStatus(catalog, config));
         }
         flushOutput();
     } catch (const std::exception& error) {
         status = worse(status, report(error, isDiff ? "" : arguments.comPort)); // a side has told which port it is
-    }
-    for (const std::string& port : portsOf(arguments)) {
-        if (mayLackPhone(status) && !explainPort(catalog, port, config)) {
-            status = worse(status, ExitStatus::kNoPhone);
-            break;
-        }
     }
     return worse(status, trace.status());
 }

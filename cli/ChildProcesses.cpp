@@ -49,15 +49,31 @@ int makePipe(kernel::FileDescriptor& readEnd, kernel::FileDescriptor& writeEnd) 
     return 0;
 }
 
-} // namespace
-
-ChildProcesses::ChildProcesses(milliseconds patience) : patience_(patience) {
+sigset_t heldSignals() {
     sigset_t held{};
     sigemptyset(&held);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&held, signal);
     }
-    ::pthread_sigmask(SIG_BLOCK, &held, &oldMask_);
+    return held;
+}
+
+/// The mask of signals of this thread, put back when this goes.
+class MaskKept {
+public:
+    MaskKept(int how, const sigset_t& mask) { ::pthread_sigmask(how, &mask, &before); }
+    ~MaskKept() { ::pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    MaskKept(const MaskKept&) = delete;
+    MaskKept& operator=(const MaskKept&) = delete;
+
+    sigset_t before{};
+};
+
+} // namespace
+
+void ChildProcesses::takeSignals() {
+    const sigset_t held = heldSignals();
+    ::pthread_sigmask(SIG_UNBLOCK, &held, nullptr);
 }
 
 ChildProcesses::~ChildProcesses() {
@@ -66,7 +82,6 @@ ChildProcesses::~ChildProcesses() {
         while (child.process > 0 && ::waitpid(child.process, nullptr, 0) < 0 && errno == EINTR) {
         }
     }
-    ::pthread_sigmask(SIG_SETMASK, &oldMask_, nullptr);
 }
 
 int ChildProcesses::start(const std::string& program, const std::vector<std::string>& arguments) {
@@ -81,7 +96,8 @@ int ChildProcesses::start(const std::string& program, const std::vector<std::str
         }
         ::posix_spawn_file_actions_adddup2(&setup.actions, writeEnds[output].number(), number);
     }
-    ::posix_spawnattr_setsigmask(&setup.attributes, &oldMask_);
+    const sigset_t held = heldSignals();
+    ::posix_spawnattr_setsigmask(&setup.attributes, &held);
     ::posix_spawnattr_setflags(&setup.attributes, POSIX_SPAWN_SETSIGMASK);
     std::vector<char*> pointers;
     pointers.reserve(arguments.size() + 1);
@@ -101,6 +117,11 @@ int ChildProcesses::start(const std::string& program, const std::vector<std::str
 void ChildProcesses::wait(const TakeLine& takeLine, const std::function<int()>& signalCame) {
     std::optional<steady_clock::time_point> deadline; // of the children's end, once a signal came
     bool isKilled = false;
+    const MaskKept held(SIG_BLOCK, heldSignals());
+    const TakeLine takeWithSignals = [&](std::size_t child, Output output, const std::string& line) {
+        const MaskKept usual(SIG_SETMASK, held.before); // to tell a line may take long
+        takeLine(child, output, line);
+    };
     while (hasRunning()) {
         if (const int signal = signalCame(); signal != 0 && !deadline) {
             signalAll(signal);
@@ -113,7 +134,7 @@ void ChildProcesses::wait(const TakeLine& takeLine, const std::function<int()>& 
         }
         const auto rest =
             deadline && !isKilled ? std::chrono::ceil<milliseconds>(*deadline - steady_clock::now()) : kLong;
-        poll(takeLine, std::clamp(rest, milliseconds(0), kLong));
+        poll(takeWithSignals, std::clamp(rest, milliseconds(0), kLong), held.before);
         collect();
     }
 }
@@ -141,7 +162,7 @@ void ChildProcesses::read(std::size_t child, Output output, const TakeLine& take
     pipe.line.erase(0, begin);
 }
 
-void ChildProcesses::poll(const TakeLine& takeLine, milliseconds most) {
+void ChildProcesses::poll(const TakeLine& takeLine, milliseconds most, const sigset_t& mask) {
     std::vector<pollfd> files;
     std::vector<std::pair<std::size_t, Output>> owners;
     for (std::size_t child = 0; child < children_.size(); ++child) {
@@ -156,7 +177,7 @@ void ChildProcesses::poll(const TakeLine& takeLine, milliseconds most) {
         }
     }
     const timespec time{most.count() / 1000, (most.count() % 1000) * 1000000};
-    if (::ppoll(files.data(), files.size(), &time, &oldMask_) <= 0) {
+    if (::ppoll(files.data(), files.size(), &time, &mask) <= 0) {
         return;
     }
     for (std::size_t at = 0; at < files.size(); ++at) {

@@ -14,19 +14,23 @@
 
 /// Programs that run beside each other without a standard input, while what they write is taken line by line here.
 ///
-/// Belongs to one thread. While it lives, SIGINT, SIGTERM and SIGHUP reach this thread in wait() alone, so that none
-/// comes between a look at what it has set and the wait.
+/// Belongs to one thread. In wait(), SIGINT, SIGTERM and SIGHUP reach this thread while it waits or tells a line, so
+/// that none comes between a look at what it has set and the wait. A child begins with them blocked: it takes them once
+/// it can, see takeSignals(), so that none ends it before.
 class ChildProcesses {
 public:
     enum Output { kStandard, kError, kOutputs };
     using TakeLine = std::function<void(std::size_t child, Output output, const std::string& line)>;
 
     /// `patience`: how long children may go on after a signal was passed on to them.
-    explicit ChildProcesses(std::chrono::milliseconds patience);
+    explicit ChildProcesses(std::chrono::milliseconds patience) : patience_(patience) {}
     /// Kills those that still run, and waits for them.
     ~ChildProcesses();
     ChildProcesses(const ChildProcesses&) = delete;
     ChildProcesses& operator=(const ChildProcesses&) = delete;
+
+    /// In a child that handles these signals by now: lets them come.
+    static void takeSignals();
 
     /// Starts the program at this path; arguments[0] is its name. Returns 0, or the error number of what failed; the
     /// child then counts as one that has ended. Children are numbered from 0 in the order of the calls.
@@ -52,13 +56,12 @@ private:
 
     static bool isOpen(const Child& child);
     void read(std::size_t child, Output output, const TakeLine& takeLine);
-    /// Waits for something to read, a signal, or so long.
-    void poll(const TakeLine& takeLine, std::chrono::milliseconds most);
+    /// Waits for something to read, a signal that is not in the mask, or so long.
+    void poll(const TakeLine& takeLine, std::chrono::milliseconds most, const sigset_t& mask);
     void collect();
     void signalAll(int signal) const;
     bool hasRunning() const;
 
     const std::chrono::milliseconds patience_;
-    sigset_t oldMask_{};
     std::vector<Child> children_;
 };

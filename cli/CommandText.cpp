@@ -1,7 +1,9 @@
 #include "cli/CommandText.h"
 
+#include "cli/FailureLog.h"
 #include "cli/ShownStream.h"
 #include "platform/kernel/MessageException.h"
+#include "platform/kernel/PendingWrite.h"
 #include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Text.h"
 #include "platform/kernel/WholeFile.h"
@@ -14,6 +16,7 @@
 #include <iterator>
 #include <set>
 #include <system_error>
+#include <utility>
 
 namespace {
 
@@ -27,9 +30,10 @@ std::string quoted(const std::string& name) {
 }
 
 void flushOutput() {
+    static bool isTold = false;
     std::cout.flush();
-    if (!std::cout) {
-        throw BatchFailure(ExitStatus::kFile, "Can't write to standard output.");
+    if (!std::cout && !std::exchange(isTold, true)) {
+        throw BatchFailure(ExitStatus::kFile, "Can't write to standard output: " + outputProblem(errno));
     }
 }
 
@@ -49,6 +53,7 @@ std::string readInput(const std::string& path) {
 void writeOutput(const std::filesystem::path& path, const std::string& content) {
     int error = 0;
     if (path == "-") {
+        const kernel::PendingWrite pending;
         const bool written = std::fwrite(content.data(), 1, content.size(), stdout) == content.size();
         error = written && std::fflush(stdout) == 0 ? 0 : errno;
     } else {
@@ -57,8 +62,12 @@ void writeOutput(const std::filesystem::path& path, const std::string& content) 
     if (error != 0) {
         throw BatchFailure(ExitStatus::kFile, "Can't write " +
                                                   (path == "-" ? "'standard output'" : quoted(path.string())) + ": " +
-                                                  std::generic_category().message(error));
+                                                  outputProblem(error));
     }
+}
+
+std::string outputProblem(int error) {
+    return error == ENXIO ? "nobody reads it" : std::generic_category().message(error);
 }
 
 std::vector<std::uint16_t> missingNumbers(const std::vector<std::uint16_t>& wanted,
@@ -87,11 +96,27 @@ void tellFailure(const std::string& text) {
     std::cerr << Colour::kFailure << "calvane-batch: " + line + "\n" << Colour::kPlain;
 }
 
-ExitStatus report(const std::exception& failure, const std::string& port) {
+ExitStatus statusOf(const std::exception& failure) {
     const auto* known = dynamic_cast<const BatchFailure*>(&failure);
-    const ExitStatus status = known == nullptr ? ExitStatus::kOtherFailure : known->status();
+    return known == nullptr ? ExitStatus::kOtherFailure : known->status();
+}
+
+std::string withPlace(const std::string& message) {
+    const std::string place = FailureLog::takeFirst();
+    return place.empty() || message.find(place) != std::string::npos ? message : message + " (" + place + ")";
+}
+
+std::string textOf(const std::exception& failure, const std::string& port) {
+    const ExitStatus status = statusOf(failure);
     const bool isOfPort = status == ExitStatus::kNoPhone || status == ExitStatus::kRefused;
     const std::string message = kernel::messageOf(failure);
-    tellFailure((isOfPort && message.find(port) == std::string::npos ? port + ": " : "") + message);
-    return status;
+    if (isOfPort && message.find(port) == std::string::npos) {
+        return port + ": " + message;
+    }
+    return status == ExitStatus::kFile ? withPlace(message) : message;
+}
+
+ExitStatus report(const std::exception& failure, const std::string& port) {
+    tellFailure(textOf(failure, port));
+    return statusOf(failure);
 }

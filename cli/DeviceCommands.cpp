@@ -1,4 +1,5 @@
 #include "cli/CommandText.h"
+#include "cli/Run.h"
 #include "cli/Verbs.h"
 #include "platform/devices/DeviceSource.h"
 #include "platform/kernel/MessageException.h"
@@ -22,6 +23,9 @@ nlohmann::ordered_json jsonOf(const SerialDevice& device) {
                                  {"by_id", shownText(device.byId.filename().string())},
                                  {"product", shownText(device.product)},
                                  {"state", devices::stateName(device.state)}};
+    if (device.state == DeviceState::kFree) {
+        entry["all_processes_seen"] = devices::isSurelyFree(device);
+    }
     if (device.state == DeviceState::kInUse) {
         entry["process"] = device.user.process;
         entry["program"] = device.user.program;
@@ -71,6 +75,7 @@ ExitStatus probe(const Arguments& arguments) {
     }
     const workbench::PhoneIdentity phone{result.phone->serialNumber, result.phone->model,
                                          result.phone->softwareVersion};
+    arguments.run->report().setPhone(phone);
     std::cout << name << ": " << shownText(workbench::fullName(phone)) << '\n';
     flushOutput();
     return ExitStatus::kDone;

@@ -33,8 +33,8 @@ struct ExitStatusRow {
 
 inline constexpr std::array<ExitStatusRow, 14> kExitStatuses{{
     {ExitStatus::kDone, 0, "done"},
-    {ExitStatus::kOtherFailure, 3, "another failure"},
-    {ExitStatus::kWrongUsage, 14, "wrong usage"}, // nothing else has happened then
+    {ExitStatus::kOtherFailure, 11, "another failure"}, // nobody knows what a process that crashed has done
+    {ExitStatus::kWrongUsage, 14, "wrong usage"},       // nothing else has happened then
     {ExitStatus::kNoPhone, 5, "no phone, or its port is busy"},
     {ExitStatus::kRefused, 8, "refused by the phone"},
     {ExitStatus::kReadBackDifferent, 9, "written, but read back different"},

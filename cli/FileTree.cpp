@@ -74,6 +74,8 @@ public:
 
     // The elements as JSON, in the order in which they would be printed; a storage's are behind it, one deeper.
     const std::string& json() const { return json_; }
+    // What was wrong first, where an element says so itself.
+    const std::string& problem() const { return problem_; }
 
     bool print(const storage::ComPtr<storage::IStorage>& root) {
         enter(root, "the root");
@@ -143,7 +145,7 @@ private:
     }
 
     void complain(const std::string& name, com::Status status) {
-        std::cerr << name << ": " << failureText(status, name) << '\n';
+        problem_ = problem_.empty() ? name + ": " + failureText(status, name) : problem_;
         complete_ = false;
     }
 
@@ -151,6 +153,7 @@ private:
     std::string json_;
     std::vector<Level> levels_;
     bool complete_ = true;
+    std::string problem_; // the first one
 };
 
 } // namespace
@@ -166,6 +169,9 @@ ExitStatus printTree(const Arguments& arguments) {
     }
     TreePrinter printer(!arguments.jsonPath.empty());
     const bool isComplete = printer.print(root) && root->isWhole();
+    if (!isComplete) {
+        tellFailure(withPlace(quoted(path) + " is damaged: it may have had more elements. " + printer.problem()));
+    }
     if (!arguments.jsonPath.empty()) {
         writeOutput(arguments.jsonPath, "{\n  \"elements\": [" + printer.json() +
                                             "\n  ],\n  \"complete\": " + (isComplete ? "true" : "false") + "\n}\n");

@@ -95,6 +95,15 @@ std::vector<FileUse> inputsOf(const Arguments& arguments, const tessra::ServiceC
     return inputs;
 }
 
+/// Whether items, differences or ports go to standard output because no file is named for them. With the report there,
+/// they stand in it.
+bool printsResults(const Arguments& arguments) {
+    constexpr std::array kVerbs{Verb::kRead, Verb::kDiff, Verb::kCheck, Verb::kPorts};
+    return std::ranges::find(kVerbs, arguments.verb) != kVerbs.end() && !arguments.namesOnly &&
+           arguments.jsonPath.empty() && arguments.textPath.empty() && arguments.reportPath != "-" &&
+           (arguments.verb != Verb::kRead || arguments.moxPath.empty());
+}
+
 std::vector<FileUse> outputsOf(const Arguments& arguments) {
     const auto named = [](const std::string& option, const std::string& path) {
         FileUse use = useOf(option + " '" + path + "'", path);
@@ -109,6 +118,7 @@ std::vector<FileUse> outputsOf(const Arguments& arguments) {
             named("--trace", arguments.tracePath),
             named("--history", isRecording(arguments) ? arguments.historyPlace : ""),
             named("the file", arguments.history.outputPath),
+            {"What is printed", std::nullopt, false, printsResults(arguments)},
             {"--hex", std::nullopt, false, arguments.hex},
             {"--changed-only-names", std::nullopt, false, arguments.namesOnly}};
 }

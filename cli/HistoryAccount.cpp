@@ -22,7 +22,7 @@ std::string headLine(const char* what, const std::string& text) {
 
 std::string boundedText(const std::string& text) {
     constexpr workbench::TextBounds kBounds{.characters = 400, .lines = 1};
-    return workbench::shortened(workbench::shownText(text), kBounds);
+    return workbench::withinBounds(workbench::shownText(text), kBounds);
 }
 
 std::string localText(record::Time time) {

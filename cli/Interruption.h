@@ -5,7 +5,8 @@
 #include <array>
 
 /// While it lives, SIGINT, SIGTERM, SIGHUP and SIGPIPE wait for the item that is under way, so that the account of a
-/// read or a write is complete. A SIGHUP that the program was started to ignore stays ignored. One at a time.
+/// read or a write is complete. A SIGHUP that the program was started to ignore stays ignored. Where nobody takes what
+/// is written to a pipe then, the program ends after some seconds. One at a time.
 class Interruption {
 public:
     Interruption();

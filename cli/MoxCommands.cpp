@@ -76,14 +76,14 @@ std::set<std::uint16_t> repeatedIn(const std::vector<MoxFile::NvRecord>& records
     return workbench::repeatedNumbers(numbersOfRecords(records));
 }
 
-/// Says what is wrong with the file: that its tree is damaged stands in the error log.
+/// Says what is wrong with the file.
 void complain(const std::string& path, const MoxContent& content) {
     for (std::string failure : content.failures) {
         failure.erase(failure.find_last_not_of('\n') + 1);
         std::cerr << quoted(path) << ": " << failure << '\n';
     }
     if (!content.isWhole) {
-        std::cerr << quoted(path) << " is damaged: it may have had more items.\n";
+        tellFailure(withPlace(quoted(path) + " is damaged: it may have had more items."));
     }
     if (const auto repeated = repeatedIn(content.records); !repeated.empty()) {
         std::cerr << workbench::repeatedText(path, repeated) << '\n';
@@ -93,8 +93,9 @@ void complain(const std::string& path, const MoxContent& content) {
 std::vector<MoxFile::NvRecord> wholeContentOf(const std::string& path) {
     MoxContent content = contentOf(path);
     if (!content.isWhole) {
-        complain(path, content);
-        throw BatchFailure(ExitStatus::kFile, "Nothing is done with " + quoted(path) + ", as it is damaged.");
+        const auto& failures = content.failures;
+        throw BatchFailure(ExitStatus::kFile, "Nothing is done with " + quoted(path) + ", as it is damaged." +
+                                                  (failures.empty() ? "" : "\n" + failures.front()));
     }
     return std::move(content.records);
 }

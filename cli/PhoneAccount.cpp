@@ -152,13 +152,18 @@ std::string leftOutOf(const workbench::WritePlan& plan) {
     return text;
 }
 
-std::string accountOf(const workbench::WritePlan& plan, const workbench::WriteReport& report) {
+std::string failuresOf(const workbench::WritePlan& plan, const workbench::WriteReport& report) {
     std::string text = report.cancelled ? "Interrupted.\n" : "";
     text += report.failure.empty() ? "" : report.failure + "\n";
     for (const auto& result : report.results) {
         text += outcomeOf(plan.rows[result.row], result);
     }
-    text += plan.comPort + " (" + workbench::shortName(plan.phone) + "): " + report.summary() + ".\n";
+    return text;
+}
+
+std::string accountOf(const workbench::WritePlan& plan, const workbench::WriteReport& report) {
+    std::string text = failuresOf(plan, report) + plan.comPort + " (" + workbench::shortName(plan.phone) +
+                       "): " + report.summary() + ".\n";
     if (!report.isDone()) {
         text += lineOf("Written and verified", numbersOf(report, WriteState::kVerified));
         text += lineOf("Not tried", numbersOf(report, WriteState::kNotTried));

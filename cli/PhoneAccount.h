@@ -22,5 +22,7 @@ std::string leftOutOf(const workbench::WritePlan& plan);
 
 /// What was written to which phone, and what became of everything else of the plan.
 std::string accountOf(const workbench::WritePlan& plan, const workbench::WriteReport& report);
+/// Of that, why it ended early and which items are not as they should be.
+std::string failuresOf(const workbench::WritePlan& plan, const workbench::WriteReport& report);
 /// A refusal of `tolerated` numbers is none.
 ExitStatus statusOf(const workbench::WriteReport& report, const std::set<std::uint16_t>& tolerated);

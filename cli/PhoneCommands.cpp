@@ -8,8 +8,10 @@
 #include "engine/TextExport.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/MessageException.h"
+#include "platform/kernel/Trace.h"
 #include "workbench/ItemJson.h"
 #include "workbench/MessageText.h"
+#include "workbench/PhoneContact.h"
 #include "workbench/PortReason.h"
 
 #include <nlohmann/json.hpp>
@@ -107,7 +109,7 @@ ExitStatus readPhone(Calvane& catalog, const Arguments& arguments) {
     } catch (const std::exception& failure) {
         status = worse(status, ::report(failure));
     }
-    arguments.run->account(account, status);
+    arguments.run->account(account, gapsOf(report), status);
     return status;
 }
 
@@ -143,7 +145,14 @@ ExitStatus resetPhone(Calvane& catalog, const Arguments& arguments) {
         arguments.run->note("Waiting for the phone on " + arguments.comPort + " to go and come back...\n");
         arguments.run->giveUpWhenInterrupted([&] { catalog.resetPhone(); });
     } catch (const std::exception& failure) {
-        throw BatchFailure(status, workbench::withPortReason(kernel::messageOf(failure), session, arguments.comPort));
+        const std::string text = kernel::messageOf(failure);
+        const auto* const ofSession = dynamic_cast<const TessraServer::Exception*>(&failure);
+        if (status == ExitStatus::kNoPhone && ofSession != nullptr &&
+            workbench::lossOf(ofSession->status()) == workbench::Loss::kLeft) {
+            kernel::logError(text); // it does not say so
+            throw BatchFailure(status, workbench::noPhoneText(session, arguments.comPort));
+        }
+        throw BatchFailure(status, workbench::withPortReason(text, session, arguments.comPort));
     }
     std::cout << "The phone on " << arguments.comPort << " has been reset.\n";
     return ExitStatus::kDone;

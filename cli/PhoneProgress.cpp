@@ -15,7 +15,7 @@ workbench::WorkControl PhoneProgress::control() {
                               run_.labelOf(number));
                 }
             },
-            Interruption::came};
+            Interruption::came, [this](const workbench::ItemReading& reading) { run_.itemDone(reading); }};
 }
 
 std::string PhoneProgress::stoppedAt() const {

@@ -119,6 +119,7 @@ private:
         total_.phone = part.phone;
         total_.cancelled = part.cancelled;
         total_.otherPhone = part.otherPhone;
+        total_.other = part.other;
         total_.failure = part.failure;
     }
 
@@ -133,9 +134,10 @@ private:
             return !std::ranges::binary_search(pending_, reading.number);
         });
         arguments_.run->report().setRead(std::move(asked));
-        const bool isNew = std::ranges::any_of(
-            pending_, [this](std::uint16_t number) { return readings_[number].state != ReadState::kNotTried; });
-        const bool isWorthIt = isNew || endOf(total_) == ExitStatus::kDone;
+        if (total_.otherPhone && !isNew()) {
+            arguments_.run->report().setPhone(total_.other);
+        }
+        const bool isWorthIt = isNew() || endOf(total_) == ExitStatus::kDone;
         if (isWorthIt) {
             writeOutput(arguments_.jsonPath, workbench::rawItemsToJson(total_, *arguments_.run->ring()));
         }
@@ -154,7 +156,16 @@ private:
         arguments_.run->record().add(read);
     }
 
+    /// Whether this run has brought anything.
+    bool isNew() const {
+        return std::ranges::any_of(
+            pending_, [this](std::uint16_t number) { return readings_.at(number).state != ReadState::kNotTried; });
+    }
+
     std::string account() const {
+        if (total_.otherPhone && !isNew()) {
+            return "Nothing was read from it.";
+        }
         const std::size_t answered = readings_.size() - total_.count(ReadState::kNotTried);
         return "Read " + counted(total_.count(ReadState::kRead)) + " from " + arguments_.comPort + " (" +
                workbench::shortName(total_.phone) + "); " + std::to_string(total_.count(ReadState::kNoValue)) +

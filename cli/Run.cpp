@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Everything for people goes to standard error while standard output is the report.
+/// Everything for people goes to standard error while standard output is the report or the log.
 class OutputKept {
 public:
     explicit OutputKept(bool isWanted) : buffer_(isWanted ? std::cout.rdbuf(std::cerr.rdbuf()) : nullptr) {}
@@ -59,30 +59,43 @@ void Run::useRing(const std::string& path, Calvane& catalog) {
     }
 }
 
-std::string Run::labelOf(std::uint16_t number) const {
+std::string Run::nameOf(std::uint16_t number) const {
     const auto name = names_.find(number);
-    return std::to_string(number) + (name == names_.end() ? "" : " " + name->second);
+    return name == names_.end() ? "" : name->second;
+}
+
+std::string Run::labelOf(std::uint16_t number) const {
+    const std::string name = nameOf(number);
+    return std::to_string(number) + (name.empty() ? "" : " " + name);
 }
 
 void Run::itemBegins(const char* stage, std::size_t position, std::size_t count, std::uint16_t number) {
-    const auto name = names_.find(number);
-    events_.item(stage, position, count, number, name == names_.end() ? "" : name->second);
+    events_.item(stage, position, count, number, nameOf(number));
 }
 
-void Run::account(const std::string& text, ExitStatus status) {
-    if (!isQuiet_ || status != ExitStatus::kDone) {
-        if (status == ExitStatus::kDone) {
-            std::cerr << text;
-        } else {
-            std::cerr << Colour::kFailure << text << Colour::kPlain;
-        }
-        return;
+void Run::itemDone(const workbench::ItemReading& reading) {
+    events_.result("read", nameOf(reading.number), outcomeJson(reading));
+}
+
+void Run::itemDone(const workbench::WriteResult& result) {
+    events_.result("write", nameOf(result.number), outcomeJson(result));
+}
+
+void Run::account(const std::string& text, const std::string& failures, ExitStatus status) {
+    const bool isDone = status == ExitStatus::kDone;
+    const std::string& told = !isQuiet_ ? text : isDone ? "" : failures;
+    if (isDone) {
+        std::cerr << told;
+    } else {
+        std::cerr << Colour::kFailure << told << Colour::kPlain;
     }
-    std::string_view rest(text);
+    std::string_view rest(isQuiet_ ? std::string_view(text) : "");
     while (!rest.empty()) {
-        const std::string_view line = rest.substr(0, rest.find('\n'));
-        events_.message(line, true);
-        report_.addMessage(std::string(line));
+        const std::string line(rest.substr(0, rest.find('\n')));
+        if (("\n" + told).find("\n" + line + "\n") == std::string::npos) {
+            events_.message(line, true);
+            report_.addMessage(line);
+        }
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     }
 }
@@ -144,7 +157,7 @@ ExitStatus runRecorded(const Arguments& arguments) {
         run.report().addMessage(line);
     });
     run.begin();
-    const OutputKept kept(arguments.reportPath == "-");
+    const OutputKept kept(arguments.reportPath == "-" || arguments.logPath == "-");
     ExitStatus status = runWithFailures(arguments, run);
     status = worse(status, run.record().finish());
     std::cout.flush();

@@ -25,8 +25,13 @@ public:
 
     /// Before each item of a stage of the work: "read", "write". `position` from 1.
     void itemBegins(const char* stage, std::size_t position, std::size_t count, std::uint16_t number);
+    /// What an item that was begun came to, for the log.
+    void itemDone(const workbench::ItemReading& reading);
+    void itemDone(const workbench::WriteResult& result);
     /// Tells people on standard error how something went; with --quiet the log alone, where it went well.
-    void account(const std::string& text, ExitStatus status);
+    void account(const std::string& text, ExitStatus status) { account(text, text, status); }
+    /// The same, of which with --quiet `failures`, some of its lines, are told where it did not.
+    void account(const std::string& text, const std::string& failures, ExitStatus status);
     void note(const std::string& text) { account(text, ExitStatus::kDone); }
 
     /// Opens the log; one that can't be written is told, and the run goes on.
@@ -44,6 +49,9 @@ public:
     bool showsBar() const { return showsBar_; }
 
 private:
+    /// Empty where the ring has none.
+    std::string nameOf(std::uint16_t number) const;
+
     const bool isQuiet_;
     const bool showsBar_;
     const bool needsRing_; ///< for a file in which it stands

@@ -1,5 +1,7 @@
 #include "cli/RunEvents.h"
 
+#include "cli/CommandText.h"
+#include "platform/kernel/RegularFile.h"
 #include "platform/kernel/WriteAll.h"
 #include "workbench/ItemJson.h"
 
@@ -10,7 +12,6 @@
 #include <chrono>
 #include <csignal>
 #include <system_error>
-#include <thread>
 #include <utility>
 
 using Json = nlohmann::ordered_json;
@@ -33,29 +34,18 @@ int append(int file, std::string_view text) {
     return error;
 }
 
-/// A pipe that nobody reads is a failure after a moment, rather than a wait that nothing ends.
-kernel::FileDescriptor openToAppend(const std::string& path) {
-    constexpr mode_t kAnyone = 0666; // as far as the process gives rights to new files
-    constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    constexpr int kLooks = 100;
-    kernel::FileDescriptor file(::open(path.c_str(), kFlags, kAnyone));
-    for (int look = 0; !file && errno == ENXIO && look < kLooks; ++look) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        file = kernel::FileDescriptor(::open(path.c_str(), kFlags, kAnyone));
-    }
-    if (file) {
-        ::fcntl(file.number(), F_SETFL, O_APPEND);
-    }
-    return file;
-}
-
 } // namespace
 
 std::string RunEvents::openLog(const std::string& path) {
     const std::scoped_lock lock(mutex_);
-    log_ = path == "-" ? kernel::FileDescriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1))
-                       : openToAppend(path);
-    return log_ ? "" : std::generic_category().message(errno);
+    int error = 0;
+    if (path == "-") {
+        log_ = kernel::FileDescriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        error = log_ ? 0 : errno;
+    } else {
+        error = kernel::openOutput(path, O_APPEND | O_CREAT, log_);
+    }
+    return error == 0 ? "" : outputProblem(error);
 }
 
 std::string RunEvents::takeLogFailure() {
@@ -76,6 +66,12 @@ void RunEvents::item(const char* stage, std::size_t position, std::size_t count,
           {"id", number},
           {"name", workbench::utf8Text(name)}},
          false);
+}
+
+void RunEvents::result(const char* stage, const std::string& name, const Json& outcome) {
+    Json more{{"stage", stage}, {"name", workbench::utf8Text(name)}};
+    more.update(outcome);
+    tell("result", more, true);
 }
 
 void RunEvents::message(std::string_view line, bool isShown) {

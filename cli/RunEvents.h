@@ -26,6 +26,8 @@ public:
     void start(const std::string& verb);
     void item(const char* stage, std::size_t position, std::size_t count, std::uint16_t number,
               const std::string& name);
+    /// What an item came to, for the log alone. `outcome`: as outcomeJson() has it, with the item's number.
+    void result(const char* stage, const std::string& name, const nlohmann::ordered_json& outcome);
     /// A line for people. `isShown`: it is on standard error already, as text, or is not to stand there.
     void message(std::string_view line, bool isShown);
     void end(int exitStatus, const std::string& meaning);

@@ -150,6 +150,20 @@ Json sideJson(const char* name, const RunReport::Side& side) {
 
 } // namespace
 
+Json outcomeJson(const workbench::ItemReading& reading) {
+    return {{"id", reading.number},
+            {"result", wordOf(reading.state)},
+            {"status", statusOf(reading.state, reading.status)},
+            {"milliseconds", milliseconds(reading.took)}};
+}
+
+Json outcomeJson(const workbench::WriteResult& result) {
+    return {{"id", result.number},
+            {"result", wordOf(result.state)},
+            {"status", statusOf(result)},
+            {"milliseconds", milliseconds(result.took)}};
+}
+
 const RunReport::Side* RunReport::onlyPort() const {
     if (!sides_ || (*sides_)[0].isPort == (*sides_)[1].isPort) {
         return nullptr;

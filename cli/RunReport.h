@@ -13,6 +13,10 @@
 #include <string>
 #include <vector>
 
+/// Number, result, NV status and milliseconds of one item, as reports and events have them.
+nlohmann::ordered_json outcomeJson(const workbench::ItemReading& reading);
+nlohmann::ordered_json outcomeJson(const workbench::WriteResult& result);
+
 /// What a run of the tool on one port came to, for --report: filled while it runs, so that it also says what was done
 /// before a failure. Belongs to one thread, but for the messages. The service programming code has no place in it.
 /// docs/schema/report.json has the form.

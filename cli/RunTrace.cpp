@@ -12,7 +12,8 @@ RunTrace::RunTrace(const std::string& path) {
     try {
         file_ = std::make_shared<tessra::TraceFile>(path, std::chrono::system_clock::now());
     } catch (const std::system_error& failure) {
-        throw BatchFailure(ExitStatus::kFile, "Can't write " + quoted(path) + ": " + failure.code().message() +
+        throw BatchFailure(ExitStatus::kFile, "Can't write " + quoted(path) + ": " +
+                                                  outputProblem(failure.code().value()) +
                                                   ". Nothing was sent to a phone.");
     }
     recorder_ = std::make_shared<tessra::PacketRecorder>(
@@ -20,5 +21,9 @@ RunTrace::RunTrace(const std::string& path) {
 }
 
 ExitStatus RunTrace::status() const {
-    return file_ && !file_->isWhole() ? ExitStatus::kFile : ExitStatus::kDone;
+    if (!file_ || file_->isWhole()) {
+        return ExitStatus::kDone;
+    }
+    tellFailure(file_->failure());
+    return ExitStatus::kFile;
 }

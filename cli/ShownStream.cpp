@@ -1,5 +1,6 @@
 #include "cli/ShownStream.h"
 
+#include "platform/kernel/PendingWrite.h"
 #include "workbench/MessageText.h"
 
 #include <unistd.h>
@@ -58,6 +59,7 @@ std::streamsize ShownStream::xsputn(const char* text, std::streamsize size) {
     const std::string shown =
         workbench::shownMessage(hidesFunctions_ ? workbench::withoutFunctions(piece) : std::string(piece));
     const auto shownSize = static_cast<std::streamsize>(shown.size());
+    const kernel::PendingWrite pending;
     return buffer_->sputn(shown.data(), shownSize) == shownSize ? size : 0;
 }
 
@@ -67,5 +69,6 @@ ShownStream::int_type ShownStream::overflow(int_type character) {
 }
 
 int ShownStream::sync() {
+    const kernel::PendingWrite pending;
     return buffer_->pubsync();
 }

@@ -13,6 +13,7 @@
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -35,7 +36,7 @@ constexpr std::chrono::seconds kPatience{110};
 std::vector<std::string> commandLineFor(std::vector<std::string> commandLine, const std::string& port) {
     const auto verb = std::find_if(commandLine.begin() + 1, commandLine.end(),
                                    [](const std::string& argument) { return !argument.starts_with('-'); });
-    commandLine.insert(verb + 1, "--only-port=" + port);
+    commandLine.insert(verb + 1, "--only-port=" + std::to_string(::getpid()) + ":" + port);
     return commandLine;
 }
 
@@ -188,6 +189,7 @@ ExitStatus runSideBySide(const Arguments& arguments, const std::vector<std::stri
     return status;
 }
 
-void endWithStarter() {
+void followStarter() {
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    ChildProcesses::takeSignals();
 }

@@ -11,5 +11,6 @@
 /// them; who then does not come to its end within two minutes is killed. Answers the status that counts most.
 ExitStatus runSideBySide(const Arguments& arguments, const std::vector<std::string>& commandLine);
 
-/// To be called by such a process before anything else: it ends as interrupted when the one that started it is gone.
-void endWithStarter();
+/// To be called by such a process once it has an Interruption: it ends as interrupted when the one that started it is
+/// gone, or has passed on a signal by then.
+void followStarter();

@@ -10,15 +10,17 @@
 
 namespace {
 
-/// "; did you mean --json?", where one of the known words is near enough to be a slip of the fingers. Of several, the
-/// first.
+/// "; did you mean --json?", where one of the known words is near enough to be a slip of the fingers, or begins with
+/// all of this one. Of several, the first.
 std::string suggestion(std::string_view word, const std::vector<std::string>& known) {
     const auto distance = [word](const std::string& other) { return editDistance(word, other); };
     const auto nearest = std::ranges::min_element(known, {}, distance);
-    if (nearest == known.end() || distance(*nearest) > std::max<std::size_t>(2, word.size() / 3)) {
-        return {};
+    if (nearest != known.end() && distance(*nearest) <= std::max<std::size_t>(2, word.size() / 3)) {
+        return "; did you mean " + *nearest + "?";
     }
-    return "; did you mean " + *nearest + "?";
+    constexpr std::size_t kTelling = 5; // "--js" may be the begin of much
+    const auto longer = std::ranges::find_if(known, [&](const std::string& other) { return other.starts_with(word); });
+    return longer == known.end() || word.size() < kTelling ? "" : "; did you mean " + *longer + "?";
 }
 
 std::vector<std::string> verbsOf(const CLI::App& program) {
@@ -34,7 +36,7 @@ std::vector<std::string> verbsOf(const CLI::App& program) {
 std::vector<std::string> optionsOf(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::Option* option : app.get_options()) {
-        if (!option->get_lnames().empty()) {
+        if (!option->get_lnames().empty() && !option->get_group().empty()) { // a hidden one is nobody's to use
             names.push_back("--" + option->get_lnames().front());
         }
     }

@@ -84,7 +84,7 @@ public:
             const ExitStatus status = unreadable_.empty() ? ExitStatus::kDone : ExitStatus::kIncomplete;
             arguments_.run->record().add(onPhone);
             arguments_.run->account(unreadable_ + plan_.summary() + ". Nothing was written.\n" + leftOutOf(plan_),
-                                    status);
+                                    unreadable_, status);
             return status;
         }
         return write();
@@ -211,11 +211,15 @@ private:
         options.offlineFirst = arguments_.offlineFirst;
         options.verifyAfterReset = arguments_.verifyAfterReset;
         options.unknownPhoneAllowed = !arguments_.expectedSerial && !(arguments_.expectedPhone && expected_);
-        options.wrote = [&run = *arguments_.run](const auto& result) { run.record().wrote(result); };
+        options.wrote = [&run = *arguments_.run](const auto& result) {
+            run.record().wrote(result);
+            run.itemDone(result);
+        };
         const auto report = writeWith(options);
         ExitStatus status = statusOf(report, arguments_.toleratedNumbers);
         status = unreadable_.empty() ? status : worse(status, ExitStatus::kIncomplete);
-        arguments_.run->account(unreadable_ + accountOf(plan_, report), status);
+        arguments_.run->account(unreadable_ + accountOf(plan_, report), unreadable_ + failuresOf(plan_, report),
+                                status);
         return status;
     }
 

@@ -20,8 +20,8 @@ namespace {
 
 ExitStatus run(const Arguments& arguments, const std::vector<std::string>& commandLine) {
     if (!arguments.onlyPort.empty()) {
-        endWithStarter();
         const Interruption interruption; // from the start: a signal to all of them is no crash of this one
+        followStarter();
         Arguments own = forPort(arguments, arguments.onlyPort);
         own.progress = Progress::kJson;
         return worse(runRecorded(own), Interruption::status());

@@ -144,7 +144,7 @@ public:
         }
         if (number_ == 1) {
             isUtf16_ = looksLikeUtf16(line_);
-            line_.remove_prefix(line_.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+            line_ = kernel::withoutByteOrderMark(line_);
         }
         return !file_.fail();
     }
@@ -153,8 +153,6 @@ public:
     bool isUtf16() const { return isUtf16_; }
 
 private:
-    static constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
     const std::string& path_;
     std::ifstream file_;
     std::vector<char> buffer_;

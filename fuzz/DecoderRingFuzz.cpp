@@ -11,7 +11,7 @@ namespace {
 
 bool areTakenAlone(std::string_view text) {
     std::set<int> numbers;
-    text.remove_prefix(text.starts_with("\xEF\xBB\xBF") ? 3 : 0);
+    text = kernel::withoutByteOrderMark(text);
     while (!text.empty()) {
         const std::string_view whole = text.substr(0, text.find('\n'));
         const std::string_view line = kernel::trimmed(whole);

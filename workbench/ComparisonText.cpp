@@ -133,7 +133,7 @@ Json jsonOf(const SetComparison& comparison, const ItemRow& row, bool difference
             {"fields", std::move(fields)}};
 }
 
-std::string quoted(const std::string& text) {
+std::string jsonText(const std::string& text) {
     return Json(utf8Text(text)).dump();
 }
 
@@ -199,8 +199,8 @@ std::string comparisonUnified(const SetComparison& comparison, std::span<const s
 std::string comparisonJson(const SetComparison& comparison, std::span<const std::uint32_t> rows, bool differencesOnly,
                            const Units& units) {
     // One item at a time: the tree of 65,536 of them would take a gigabyte.
-    std::string text = "{\n  \"left\": " + quoted(longLabel(*comparison.left())) +
-                       ",\n  \"right\": " + quoted(longLabel(*comparison.right())) + ",\n  \"items\": [";
+    std::string text = "{\n  \"left\": " + jsonText(longLabel(*comparison.left())) +
+                       ",\n  \"right\": " + jsonText(longLabel(*comparison.right())) + ",\n  \"items\": [";
     for (const std::uint32_t row : rows) {
         text += (row == rows.front() ? "\n    " : ",\n    ") +
                 jsonOf(comparison, comparison.rows()[row], differencesOnly, units).dump();

@@ -51,7 +51,7 @@ struct Place {
 };
 
 /// A piece of the text as a message quotes it: short, and without going into what it holds.
-std::string quoted(const Json& piece) {
+std::string shortDump(const Json& piece) {
     if (piece.is_structured()) {
         return piece.is_array() ? "a list" : "an object";
     }
@@ -69,7 +69,7 @@ std::string valueText(const Json& field, const Place& place) {
         return value->dump();
     }
     if (!value->is_string() || value->get_ref<const std::string&>().find(',') != std::string::npos) {
-        place.refuseValue("the value " + quoted(*value) + " is neither a whole number nor the text of one");
+        place.refuseValue("the value " + shortDump(*value) + " is neither a whole number nor the text of one");
     }
     return value->get<std::string>();
 }
@@ -90,7 +90,7 @@ void requireSame(const Json& holder, const char* key, const std::string& ringTex
     }
     const bool isType = std::string_view(key) == "type" && found->is_string();
     if (!isType || plainType(found->get<std::string>()) != plainType(expected)) {
-        place.refuseValue(std::string("its ") + key + " is " + quoted(*found) + " here, but \"" + expected +
+        place.refuseValue(std::string("its ") + key + " is " + shortDump(*found) + " here, but \"" + expected +
                           "\" in the decoder ring");
     }
 }

@@ -44,10 +44,7 @@ std::vector<std::uint16_t> ItemList::numbers() const {
 }
 
 ItemList parseItemList(std::string_view text) {
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-    if (text.starts_with(kByteOrderMark)) {
-        text.remove_prefix(kByteOrderMark.size());
-    }
+    text = kernel::withoutByteOrderMark(text);
     ItemList list;
     std::vector<std::size_t> lineOf(std::size_t{UINT16_MAX} + 1);
     for (std::size_t line = 1; !text.empty(); ++line) {
@@ -76,7 +73,7 @@ std::string itemListText(std::span<const NvItem> items) {
     return text;
 }
 
-ItemList readItemList(const std::filesystem::path& path) {
+ItemList loadItemList(const std::filesystem::path& path) {
     const auto fail = [&](const std::string& why) {
         throw std::runtime_error("Can't read the list '" + path.string() + "': " + why);
     };
@@ -114,7 +111,7 @@ std::vector<std::string> doubtsOf(const ItemList& list, std::span<const NvItem> 
         } else if (const std::string name = found->getName(); !entry.name.empty() && entry.name != name) {
             doubts.push_back(doubt.append(name)
                                  .append(" in the decoder ring, not ")
-                                 .append(shortened(shownText(entry.name), {200, 1}))
+                                 .append(withinBounds(shownText(entry.name), {200, 1}))
                                  .append("."));
         }
     }

@@ -34,7 +34,7 @@ std::string itemListText(std::span<const NvItem> items);
 
 /// The list of a file. Throws std::runtime_error, with the path, and the line where it is one that is wrong; an empty
 /// list is refused as well.
-ItemList readItemList(const std::filesystem::path& path);
+ItemList loadItemList(const std::filesystem::path& path);
 /// Writes the file as a whole or not at all. Throws std::runtime_error with the path and the reason.
 void writeItemList(const std::filesystem::path& path, std::span<const NvItem> items);
 

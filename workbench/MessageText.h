@@ -1,19 +1,18 @@
 #pragma once
 
+#include "platform/kernel/ShownText.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-/// How texts from rings, files, arguments and phones are shown in a window, at a terminal, in a log. What these would
-/// obey stands there to be read: a control character as "\x1b", one that is not seen or turns the direction of writing
-/// as "\u202e", a byte that is no UTF-8 as "\xe9". What is shown already stays as it is.
+/// How messages are shown, and how much of them.
 namespace workbench {
 
-/// A text that is one line, such as a name or a path: a tab and a line feed are control characters of it, too.
-std::string shownText(std::string_view text);
+using kernel::shownText;
 
-/// A message of the layers below: `path`, where there is one, stands in place of "%1"; tabs and line feeds stay, bells
-/// and the carriage returns of line ends are dropped; `reason`, where it is known, is a second line.
+/// A message of the layers below, as kernel::shownLines() shows it: `path`, where there is one, stands in place of
+/// "%1"; `reason`, where it is known, is a second line.
 std::string shownMessage(std::string_view message, std::string_view path = {}, std::string_view reason = {});
 
 /// The message without the functions that noticed the failure, which stand before the words for it, as
@@ -28,6 +27,6 @@ struct TextBounds {
 
 /// `shown` within the bounds: of more lines those in the middle are left out, of a line that is longer than its share
 /// the middle, with a note of how many. Takes what the functions above answer.
-std::string shortened(std::string_view shown, const TextBounds& bounds);
+std::string withinBounds(std::string_view shown, const TextBounds& bounds);
 
 } // namespace workbench

@@ -3,6 +3,7 @@
 #include "engine/NvStatus.h"
 #include "phonelink/TessraServer.h"
 #include "platform/kernel/TickCount.h"
+#include "platform/kernel/Trace.h"
 #include "tessra/Interfaces.h"
 #include "workbench/PortReason.h"
 
@@ -168,7 +169,10 @@ bool PhoneContact::finish() {
 bool PhoneContact::ended(End end, std::string failure, std::int32_t status) {
     end_ = end;
     failure_ = status == tessra::kBadPhoneMode ? loaderText(comPort_) : std::move(failure);
-    if (end == End::kFailed) {
+    if (status == tessra::kPhoneNotPresent && confirmations_ == 0) {
+        kernel::logError(failure_); // a session that finds no phone at its first port does not say so
+        failure_ = noPhoneText(session_, comPort_);
+    } else if (end == End::kFailed) {
         failure_ = withPortReason(failure_, session_, comPort_);
     }
     failureStatus_ = status;
@@ -182,6 +186,7 @@ bool PhoneContact::compare(const PhoneIdentity& found, bool hasLeft) {
         phone_ = found;
         return true;
     }
+    otherPhone_ = found;
     return ended(End::kOtherPhone, found.isKnown() ? "Another phone answers on " + comPort_ + ": " + shortName(found) +
                                                          " instead of " + shortName(phone_) + "."
                                                    : "The phone on " + comPort_ +

@@ -66,6 +66,8 @@ public:
     const std::string& failure() const { return failure_; }
     std::int32_t failureStatus() const { return failureStatus_; }
     const PhoneIdentity& phone() const { return phone_; }
+    /// Of kOtherPhone: who answers instead.
+    const PhoneIdentity& otherPhone() const { return otherPhone_; }
     /// How often the phone has said who it is, and was the right one. What was read before the last time is surely its.
     unsigned confirmations() const { return confirmations_; }
 
@@ -78,6 +80,7 @@ private:
     const std::string comPort_;
     const ContactOptions options_;
     PhoneIdentity phone_;
+    PhoneIdentity otherPhone_;
     unsigned confirmations_ = 0;
     End end_ = End::kNone;
     std::string failure_;

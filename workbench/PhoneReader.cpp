@@ -35,6 +35,9 @@ void readInto(ReadReport& report, const std::vector<std::size_t>& positions, Pho
             unconfirmed.clear();
         }
         if (reading.state != ReadState::kNotTried) {
+            if (control.wasRead) {
+                control.wasRead(reading);
+            }
             report.readings[position] = std::move(reading);
             unconfirmed.push_back(position);
         }
@@ -48,6 +51,7 @@ void readInto(ReadReport& report, const std::vector<std::size_t>& positions, Pho
     report.phoneHeld = contact.isHeld();
     report.cancelled = report.cancelled || contact.end() == PhoneContact::End::kCancelled;
     report.otherPhone = contact.end() == PhoneContact::End::kOtherPhone;
+    report.other = contact.otherPhone();
     report.failure = contact.failure();
     report.failureStatus = contact.failureStatus();
 }

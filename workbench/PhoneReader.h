@@ -43,6 +43,7 @@ struct ReadReport {
     bool cancelled = false;
     bool phoneHeld = false;  ///< the phone has said who it is in this run, and was there until its end
     bool otherPhone = false; ///< another phone than the expected one answers, or one that can't be told from others
+    PhoneIdentity other;     ///< that one
     std::string failure;     ///< why the read ended before its end; empty where it did not
     std::int32_t failureStatus = 0; ///< the status code of the service for that (tessra/Interfaces.h); 0: none
 

@@ -13,6 +13,14 @@ std::string portReason(TessraServer& session, const std::string& comPort) {
     }
 }
 
+std::string noPhoneText(TessraServer& session, const std::string& comPort) {
+    const std::string reason = portReason(session, comPort);
+    if (reason.empty()) {
+        return "No phone is present on " + comPort + ".";
+    }
+    return reason.starts_with(comPort) ? reason : comPort + " can't be used: " + reason;
+}
+
 std::string withPortReason(const std::string& failure, TessraServer& session, const std::string& comPort) {
     const std::string reason = portReason(session, comPort);
     return reason.empty() ? failure : shownMessage(failure, {}, reason);

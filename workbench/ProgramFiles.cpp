@@ -100,7 +100,9 @@ bool makeFolder(const fs::path& folder) {
     }
     std::error_code ignored;
     if (!fs::is_directory(folder, ignored)) {
-        logFailure(folder, "make", std::generic_category().message(error));
+        logFailure(folder, "make",
+                   error != 0 ? std::generic_category().message(error)
+                              : "a file, or a link that leads to no folder, is in its place");
         return false;
     }
     return true;

@@ -66,7 +66,7 @@ std::string rangeText(SubItemType type, int base) {
     return told(base, limits.smallest) + " to " + told(base, limits.largest);
 }
 
-std::string quoted(std::string_view text) {
+std::string shortQuote(std::string_view text) {
     return "\"" + kernel::shortened(text, kQuotedBytes) + "\"";
 }
 
@@ -107,14 +107,14 @@ std::string pastedValue(const TableCell& cell, const std::string& text, const st
                                : text.empty() ? "empty, "
                                : base == 16   ? "no hexadecimal number, "
                                               : "no decimal number, ";
-    throw CalvaneException("Value " + which + ", " + quoted(text) + ", does not fit " + quoted(cell.description) +
-                           ": " + reason + rangeText(cell.type, base) + kNothingPasted);
+    throw CalvaneException("Value " + which + ", " + shortQuote(text) + ", does not fit " +
+                           shortQuote(cell.description) + ": " + reason + rangeText(cell.type, base) + kNothingPasted);
 }
 
 Integer valueOf(const TableCell& cell) {
     const auto value = readDecimal(cell.value);
     if (!value || !has64Bits(*value)) {
-        throw CalvaneException(quoted(cell.description) + " holds no number" + kNothingChanged);
+        throw CalvaneException(shortQuote(cell.description) + " holds no number" + kNothingChanged);
     }
     return *value;
 }
@@ -122,7 +122,7 @@ Integer valueOf(const TableCell& cell) {
 /// The text of a new value of `cell`.
 std::string newValue(const TableCell& cell, Integer value, int base) {
     if (!fits(cell.type, value)) {
-        throw CalvaneException(quoted(cell.description) + " would become " + told(base, value) + ", but takes " +
+        throw CalvaneException(shortQuote(cell.description) + " would become " + told(base, value) + ", but takes " +
                                rangeText(cell.type, base) + kNothingChanged);
     }
     return inBase(base, value);
@@ -202,7 +202,7 @@ std::vector<std::string> pastedTexts(std::string_view text) {
 
 std::vector<std::string> pastedValues(std::span<const TableCell> cells, std::span<const std::string> texts, int base) {
     if (texts.size() > cells.size()) {
-        const std::string from = cells.empty() ? "" : " from " + quoted(cells.front().description) + " on";
+        const std::string from = cells.empty() ? "" : " from " + shortQuote(cells.front().description) + " on";
         throw CalvaneException("There are " + std::to_string(texts.size()) + " values, but only " +
                                std::to_string(cells.size()) + (cells.size() == 1 ? " box" : " boxes") +
                                " in the table" + from + kNothingPasted);
@@ -242,7 +242,7 @@ std::vector<std::string> calculated(std::span<const TableCell> cells, Arithmetic
                                     int base) {
     const auto by = readFraction(kernel::trimmed(number));
     if (!by) {
-        throw CalvaneException(quoted(number) + " is no number such as 12, -0.5 or 0x1f, of " +
+        throw CalvaneException(shortQuote(number) + " is no number such as 12, -0.5 or 0x1f, of " +
                                std::to_string(kMostDigits) + " digits at most and " + std::to_string(kMostDecimals) +
                                " of them behind the point" + kNothingChanged);
     }

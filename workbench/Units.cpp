@@ -27,8 +27,6 @@ constexpr double kSmallestFactor = 1e-15;
 constexpr int kUsualDecimals = 3;
 constexpr int kMostDecimals = 15;
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
 CalvaneException fault(std::string_view what, std::string_view word = {}) {
     return CalvaneException((word.empty() ? "" : "'" + kernel::shortened(word, 60) + "' ") + std::string(what));
 }
@@ -193,8 +191,7 @@ Units Units::load(const std::filesystem::path& path) {
     if (error != 0) {
         throw CalvaneException(path.string() + " can't be read: " + std::generic_category().message(error));
     }
-    std::string_view rest = text;
-    rest.remove_prefix(rest.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+    std::string_view rest = kernel::withoutByteOrderMark(text);
     Units units;
     for (std::size_t lineNumber = 1; !rest.empty(); ++lineNumber) {
         const std::string_view line = rest.substr(0, rest.find('\n'));

@@ -232,8 +232,10 @@ void DevicesDlg::tellState() {
     const SerialDevice* const device = chosen();
     if (device != nullptr) {
         const QString advice = adviceFor(*device);
+        const QString doubt = devices::isSurelyFree(*device) ? "" : " A program of another user may have it.";
         tell(advice.isEmpty() ? QString("Ask opens %1 and sends it a few bytes. Ask no device that is not a phone's.")
-                                    .arg(shownPath(device->path))
+                                        .arg(shownPath(device->path)) +
+                                    doubt
                               : advice);
     } else if (source_) {
         tell(devices_.empty() ? "No serial device is there. One that is plugged in shows here by itself."

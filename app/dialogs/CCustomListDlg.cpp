@@ -238,7 +238,7 @@ void CCustomListDlg::openList() {
         return;
     }
     try {
-        takeList(workbench::readItemList(*path));
+        takeList(workbench::loadItemList(*path));
     } catch (const std::runtime_error& failure) {
         showMessageBox(this, QString::fromStdString(failure.what()), "Open List", MessageIcon::kExclamation);
     }

@@ -36,7 +36,7 @@ void showMessageBox(QWidget* owner, const QString& message, const QString& capti
     box.setTextFormat(Qt::PlainText); // texts hold '<' and what files and phones say
     box.setText(text);
     if (text.toStdString() != whole) {
-        box.setDetailedText(QString::fromStdString(workbench::shortened(whole, kDetails)));
+        box.setDetailedText(QString::fromStdString(workbench::withinBounds(whole, kDetails)));
     }
     box.setWindowTitle(caption);
     setHelpPart(box, "messages");

@@ -14,11 +14,11 @@ constexpr workbench::TextBounds kBox{2400, 10};
 } // namespace
 
 QString shownText(std::string_view text) {
-    return QString::fromStdString(workbench::shortened(workbench::shownText(text), kLine));
+    return QString::fromStdString(workbench::withinBounds(workbench::shownText(text), kLine));
 }
 
 QString shownLines(std::string_view text) {
-    return QString::fromStdString(workbench::shortened(workbench::shownMessage(text), kBox));
+    return QString::fromStdString(workbench::withinBounds(workbench::shownMessage(text), kBox));
 }
 
 QString plainToolTip(const QString& text) {

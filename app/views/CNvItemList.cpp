@@ -18,7 +18,7 @@ namespace {
 constexpr int kListBoxId = 1000;
 constexpr const char* kBarSetting = "frame/filterBar";
 
-QString quoted(const char* text, const std::string& sought) {
+QString noticeOf(const char* text, const std::string& sought) {
     return QString(text).arg(QString::fromStdString(sought));
 }
 
@@ -218,7 +218,7 @@ void CNvItemList::search() {
         emit searchNotice({});
         return;
     }
-    emit searchNotice(sought_ == asked ? QString() : quoted("Only \"%1\" was found", sought_));
+    emit searchNotice(sought_ == asked ? QString() : noticeOf("Only \"%1\" was found", sought_));
     clearFilter();
     emit aboutToSelect();
     // While a message about what was typed was shown, a read may have replaced the list.
@@ -230,7 +230,7 @@ void CNvItemList::search() {
 void CNvItemList::findAgain(bool forward) {
     const auto find = [&] { return findNext(listedItems(), sought_, document_.selectedIndex(), forward); };
     if (!find()) {
-        emit searchNotice(quoted("No item with \"%1\"", sought_));
+        emit searchNotice(noticeOf("No item with \"%1\"", sought_));
         return;
     }
     emit searchNotice({});

@@ -26,6 +26,16 @@ bool takesFile(const Page::Entry& entry) {
     return entry.name.ends_with(" FILE");
 }
 
+/// The words of which an option takes one, with blanks between them: "bar json none". Empty where it takes any text.
+std::string choicesOf(const Page::Entry& entry) {
+    std::string choices = takesValue(entry) ? entry.name.substr(entry.name.find(' ') + 1) : "";
+    if (choices.find('|') == std::string::npos) {
+        return {};
+    }
+    std::ranges::replace(choices, '|', ' ');
+    return choices;
+}
+
 std::string optionsOf(const Page& page) {
     std::string options;
     eachOption(
@@ -80,12 +90,18 @@ std::string casesOf(const Page& page, const std::string& caller) {
     std::string cases;
     for (const Page& verb : page.verbs) {
         const std::string files = patterns(verb, takesFile);
-        const std::string values =
-            patterns(verb, [](const Page::Entry& entry) { return takesValue(entry) && !takesFile(entry); });
+        const std::string values = patterns(verb, [](const Page::Entry& entry) {
+            return takesValue(entry) && !takesFile(entry) && choicesOf(entry).empty();
+        });
+        std::string choices;
+        eachOption(verb, [&](const Page::Entry& entry, const std::string& option) {
+            const std::string words = choicesOf(entry);
+            choices += words.empty() ? "" : "        " + option + ") words=\"" + words + "\" choice=1 ;;\n";
+        });
         const std::string name = caller + verb.name;
         cases += "    '" + name + "')\n        words=\"" + wordsOf(verb) + "\"\n        case $previous in\n" +
                  (files.empty() ? "" : "        " + files + ") words= ;;\n") +
-                 (values.empty() ? "" : "        " + values + ") return ;;\n") + "        esac ;;\n" +
+                 (values.empty() ? "" : "        " + values + ") return ;;\n") + choices + "        esac ;;\n" +
                  casesOf(verb, name + " ");
     }
     return cases;
@@ -98,7 +114,11 @@ std::string zshFunction(const Page& page, const std::string& function) {
         eachOption(of, [&](const Page::Entry& entry, const std::string& option) {
             const std::string value = takesValue(entry) ? ":" + entry.name.substr(entry.name.find(' ') + 1) + ":" : "";
             text += " \\\n            '" + option + "[" + shellText(entry.description, "[]\\") + "]" +
-                    shellText(value, "") + (takesFile(entry) ? "_files" : "") + "'";
+                    shellText(value, "") +
+                    (takesFile(entry)           ? "_files"
+                     : choicesOf(entry).empty() ? ""
+                                                : "(" + choicesOf(entry) + ")") +
+                    "'";
         });
         return text;
     };
@@ -128,7 +148,7 @@ std::string bashCompletion(const Page& program) {
     const std::string function = "_" + withoutDashes(program.name);
     return "# Completion of " + program.name + " for bash, made from its own --help.\n" + function +
            "() {\n"
-           "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} verb= word words\n"
+           "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} verb= word words choice=\n"
            "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
            "        [[ $word == -* ]] && continue\n"
            "        verb=${verb:+$verb }$word\n"
@@ -151,7 +171,7 @@ std::string bashCompletion(const Page& program) {
            ") word=verb ;;\n"
            "    *) word= ;;\n"
            "    esac\n"
-           "    if [[ -n $word || $current == -* ]]; then\n"
+           "    if [[ -n $word || -n $choice || $current == -* ]]; then\n"
            "        mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
            "    else\n"
            "        compopt -o filenames 2>/dev/null\n"

@@ -28,8 +28,9 @@ void addParts(std::vector<Page::Part>& parts, const CLI::App& app, const std::st
     Page::Part positionals{"Arguments", {}};
     Page::Part options{title, {}};
     for (const CLI::Option* option : app.get_options()) {
-        if (option->get_group().empty()) {
-            continue; // for the program itself, not for its users
+        // One without a group is for the program itself, not for its users; a part has its verb's help.
+        if (option->get_group().empty() || (isGroup(&app) && option == app.get_help_ptr())) {
+            continue;
         }
         auto& part = option->get_positional() ? positionals : options;
         part.entries.push_back({nameOf(*option), option->get_description()});

@@ -31,7 +31,7 @@ protected:
 /// The devices of the system that have hardware behind them, as udev knows them. std::system_error where it does not
 /// answer.
 std::unique_ptr<DeviceSource> makeSystemDevices();
-/// The devices, or links to devices, in a folder, which stands in for the system where there is no hardware. Their
+/// The lines, or links to lines, in a folder, which stands in for the system where there is no hardware. Their
 /// names there are their names by id. std::system_error where the folder can't be watched.
 std::unique_ptr<DeviceSource> makeFolderDevices(const std::filesystem::path& folder);
 /// The devices of a folder, or the system's where `folder` is empty.

@@ -56,9 +56,15 @@ void lookUpStates(std::vector<SerialDevice>& devices) {
     }
 }
 
+bool isSurelyFree(const SerialDevice& device) {
+    return device.state == DeviceState::kFree && device.user.who == Who::kNobody;
+}
+
 std::string stateText(const SerialDevice& device) {
     std::string text = stateName(device.state);
-    if (device.state == DeviceState::kInUse) {
+    if (device.state == DeviceState::kFree && !isSurelyFree(device)) {
+        text += " as far as can be seen";
+    } else if (device.state == DeviceState::kInUse) {
         text += ": " + kernel::useText(device.user);
     } else if (device.state == DeviceState::kNoPermission) {
         text += ": " + kernel::permissionText(device.group);

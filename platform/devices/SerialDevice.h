@@ -18,15 +18,18 @@ struct SerialDevice {
     std::filesystem::path byId = {}; ///< its name below /dev/serial/by-id, which stays its own; empty where it has none
     std::string product = {};        ///< as the device tells it: any bytes; empty where it tells none
     DeviceState state = DeviceState::kFree;
-    kernel::FileUser user = {}; ///< of kInUse
+    kernel::FileUser user = {}; ///< of kInUse; of kFree, whether all processes were looked at
     std::string group = {};     ///< of kNoPermission: who is in it may use the device; empty where no group is
 };
 
 /// Looks up the states of devices. A program of another user that has locked nothing and left no note in /run/lock is
-/// not seen; the device then looks free. Opens no device.
+/// seen by root alone; the device looks free to others. Opens no device.
 void lookUpStates(std::vector<SerialDevice>& devices);
 
-/// "free", "in use: calvane (process 4711) uses it", "no permission: ..." or "gone", for people.
+/// Whether nobody can have the device: all processes were looked at.
+bool isSurelyFree(const SerialDevice& device);
+/// "free", or "free as far as can be seen" where it is not surely so; "in use: calvane (process 4711) uses it", "no
+/// permission: ..." or "gone", for people.
 std::string stateText(const SerialDevice& device);
 /// Its first part, for machines: "free", "in use", "no permission" or "gone".
 const char* stateName(DeviceState state);

@@ -22,7 +22,7 @@ std::filesystem::path absoluteOf(const char* text) {
 }
 
 bool isOfTheSystem(const std::filesystem::path& folder) {
-    return std::ranges::any_of(folder, [](const auto& part) { return part == "usr" || part == "opt"; });
+    return folder.string().starts_with("/usr/") || folder.string().starts_with("/opt/");
 }
 
 } // namespace

@@ -25,8 +25,8 @@ struct ProgramFolders {
 ///
 /// Installed, which is to say in PREFIX/lib/calvane beside a PREFIX/share/calvane, what was shipped is in the latter.
 /// Elsewhere everything stands in the program's folder. The user's folder is the program's where the user may write it,
-/// save where it was installed below a "usr" or "opt", which is not for users: calvane in the folder of the user's data
-/// then. Without such a folder it is the program's, too.
+/// save where it was installed below /usr or /opt, which is not for users, whoever they are: calvane in the folder of
+/// the user's data then. Without such a folder it is the program's, too.
 ProgramFolders programFoldersOf(const std::filesystem::path& program, const char* dataHome, const char* home);
 
 /// Those of the running program. They do not depend on the current directory. Throws

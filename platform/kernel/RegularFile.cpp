@@ -1,5 +1,7 @@
 #include "platform/kernel/RegularFile.h"
 
+#include "platform/kernel/TickCount.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -72,6 +74,22 @@ int readInput(const std::filesystem::path& path, std::size_t maxBytes, std::stri
     }
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
     return file ? readAll(file.number(), maxBytes, text) : errno;
+}
+
+int openOutput(const std::filesystem::path& path, int flags, FileDescriptor& file) {
+    constexpr mode_t kAnyone = 0666; // as far as the process gives rights to new files
+    constexpr int kLooks = 100;
+    constexpr std::uint32_t kPauseMs = 20;
+    for (int look = 0; !file; ++look) {
+        file = FileDescriptor(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | flags, kAnyone));
+        if (!file && (errno != ENXIO || look == kLooks)) {
+            return errno;
+        }
+        if (!file) {
+            sleepMs(kPauseMs);
+        }
+    }
+    return ::fcntl(file.number(), F_SETFL, flags & O_APPEND) == 0 ? 0 : errno;
 }
 
 } // namespace kernel

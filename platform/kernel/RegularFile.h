@@ -22,4 +22,8 @@ int readRegularFile(const std::filesystem::path& path, std::size_t maxBytes, std
 /// input under the name "-".
 int readInput(const std::filesystem::path& path, std::size_t maxBytes, std::string& text);
 
+/// Opens a file to write to it, with `flags` such as O_CREAT besides. A pipe that nobody reads is ENXIO after 2 s at
+/// most, in which a reader may come, instead of a wait that nothing ends. Returns 0, or the error number.
+int openOutput(const std::filesystem::path& path, int flags, FileDescriptor& file);
+
 } // namespace kernel

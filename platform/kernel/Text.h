@@ -14,6 +14,13 @@
 /// locale; other bytes pass through.
 namespace kernel {
 
+/// `text` without the mark of UTF-8 that some editors put at the front of a file.
+constexpr std::string_view withoutByteOrderMark(std::string_view text) {
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    text.remove_prefix(text.starts_with(kMark) ? kMark.size() : 0);
+    return text;
+}
+
 /// Blank, tab, line feed, vertical tab, form feed, carriage return.
 constexpr bool isWhiteSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');

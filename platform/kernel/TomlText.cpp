@@ -21,10 +21,7 @@ bool isAscii(char character) {
 // than the parser, which ends at the first mistake.
 class TextWalk {
 public:
-    explicit TextWalk(std::string_view text) : rest_(text) {
-        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-        rest_.remove_prefix(rest_.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
-    }
+    explicit TextWalk(std::string_view text) : rest_(kernel::withoutByteOrderMark(text)) {}
 
     // What the parser must not see, at line(); empty where there is nothing.
     std::string findFault() {

@@ -1,6 +1,7 @@
 #include "platform/kernel/WholeFile.h"
 
 #include "platform/kernel/FileDescriptor.h"
+#include "platform/kernel/RegularFile.h"
 #include "platform/kernel/SignalHold.h"
 #include "platform/kernel/WriteAll.h"
 
@@ -257,9 +258,12 @@ bool isRefusedExchange(int error) {
 // Writes over a file, of which a kill in the midst of it would make a mixture: the content stands complete beside it
 // meanwhile, where its folder takes new files.
 WholeFileResult writeInPlace(const std::filesystem::path& path, std::string_view content, bool toDisk) {
-    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    FileDescriptor file;
+    if (const int error = openOutput(path, 0, file); error != 0) {
+        return {.openError = error};
+    }
     struct stat old {};
-    if (!file || ::fstat(file.number(), &old) != 0) {
+    if (::fstat(file.number(), &old) != 0) {
         return {.openError = errno};
     }
     if (!S_ISREG(old.st_mode) || leadsThroughDescriptor(path)) {

@@ -35,7 +35,7 @@ struct WholeFileOptions {
 /// and the access rights of the old one; where there is none, it gets those that the process gives to any.
 ///
 /// Written in place instead are
-/// - what is no regular file (a pipe, a terminal),
+/// - what is no regular file (a terminal; a pipe, which has to have a reader by then, see openOutput()),
 /// - a file with further names (hard links), which would go on showing the old content under them, and one that is
 ///   named by its descriptor (/dev/stdout), whose owner would go on writing to the old one,
 /// - a file with an access control list,

@@ -106,7 +106,9 @@ NvCells parseNvMemory(std::string_view text, const std::filesystem::path& file) 
             if (!nextWord(line).empty()) {
                 throw std::invalid_argument("more follows after the marks");
             }
-            cells.insert_or_assign(number, cell);
+            if (!cells.emplace(number, cell).second) {
+                throw std::invalid_argument("item " + std::to_string(number) + " stands here a second time");
+            }
         } catch (const std::invalid_argument& error) {
             throw ConfigError(file, lineNumber, error.what());
         }

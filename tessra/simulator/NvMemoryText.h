@@ -20,7 +20,7 @@
 ///   marks   separated by commas: "readonly" (a write is answered with status 7), "protected" (so it is until the
 ///           service programming code was sent)
 ///
-/// What follows "//" in a line is a comment; blank lines are ignored. A later line for an item replaces an earlier one.
+/// What follows "//" in a line is a comment; blank lines are ignored. A second line for an item is refused.
 namespace tessra {
 
 struct NvCell {

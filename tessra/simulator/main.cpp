@@ -1,6 +1,9 @@
 // phone-simulator: a phone behind a pseudo-terminal, for trying the serial path without hardware.
 
+#include "platform/kernel/MessageException.h"
+#include "platform/kernel/ShownText.h"
 #include "platform/kernel/StandardDescriptors.h"
+#include "platform/kernel/Trace.h"
 #include "tessra/Packet.h"
 #include "tessra/simulator/ConfigTable.h"
 #include "tessra/simulator/NvMemoryFile.h"
@@ -15,8 +18,10 @@
 #include <cstdint>
 #include <exception>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -164,6 +169,7 @@ int serve(const Options& options) {
 int main(int argc, char** argv) {
     kernel::openStandardDescriptors();
     std::signal(SIGPIPE, SIG_IGN); // a failure of the write, to be told
+    kernel::setErrorLog([](std::string_view line) { std::cerr << kernel::shownLines(line) << '\n'; });
     CLI::App app("Puts a simulated phone behind a pseudo-terminal, prints the terminal's name, and answers until it is "
                  "ended by a signal.");
     Options options;
@@ -172,12 +178,15 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& outcome) {
-        return app.exit(outcome) == 0 ? 0 : kWrongUsage;
+        std::ostringstream complaint;
+        const int status = app.exit(outcome, std::cout, complaint);
+        std::cerr << kernel::shownLines(complaint.str());
+        return status == 0 ? 0 : kWrongUsage;
     }
     try {
         return serve(options);
     } catch (const std::exception& error) {
-        std::cerr << "phone-simulator: " << error.what() << '\n';
+        std::cerr << "phone-simulator: " << kernel::shownLines(kernel::messageOf(error)) << '\n';
         return 1;
     }
 }

@@ -1,5 +1,6 @@
 #include "tessra/trace/TraceFile.h"
 
+#include "platform/kernel/RegularFile.h"
 #include "platform/kernel/Trace.h"
 #include "platform/kernel/WriteAll.h"
 #include "tessra/trace/TraceText.h"
@@ -14,32 +15,36 @@
 namespace tessra {
 namespace {
 
-constexpr mode_t kRights = 0666; // less what the process does not give
-
-int openTrace(const std::string& path) {
-    return path == "-" ? ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)
-                       : ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOCTTY, kRights);
+int openTrace(const std::string& path, kernel::FileDescriptor& file) {
+    if (path != "-") {
+        return kernel::openOutput(path, O_CREAT | O_TRUNC, file);
+    }
+    file = kernel::FileDescriptor(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    return file ? 0 : errno;
 }
 
 } // namespace
 
-TraceFile::TraceFile(const std::filesystem::path& path, std::chrono::system_clock::time_point begin)
-    : path_(path), file_(openTrace(path_)) {
-    const int error = file_ ? append(traceHeadLine(begin)) : errno;
+TraceFile::TraceFile(const std::filesystem::path& path, std::chrono::system_clock::time_point begin) : path_(path) {
+    int error = openTrace(path_, file_);
+    error = error == 0 ? append(traceHeadLine(begin)) : error;
     if (error != 0) {
         throw std::system_error(error, std::generic_category(), path_);
     }
 }
 
 void TraceFile::add(const TraceRecord& record) {
-    if (!isWhole_) {
+    if (!isWhole()) {
         return;
     }
     if (const int error = append(traceLine(record)); error != 0) {
-        isWhole_ = false;
-        kernel::logError("The trace '" + path_ + "' ends here, as it can't be written: " +
-                         std::generic_category().message(error) + ". The run goes on.");
+        error_ = error;
+        kernel::logError(failure());
     }
+}
+
+std::string TraceFile::failure() const {
+    return "The trace '" + path_ + "' ends early, as it can't be written: " + std::generic_category().message(error_);
 }
 
 // Of a regular file whole lines stay.

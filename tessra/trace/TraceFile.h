@@ -22,15 +22,17 @@ public:
     /// A line that can't be written ends the trace: the error log is told once, and what is added later is dropped.
     void add(const TraceRecord& record);
     /// Whether everything that was added has been written. Any thread may ask.
-    bool isWhole() const { return isWhole_; }
+    bool isWhole() const { return error_ == 0; }
+    /// Why it is not, for people.
+    std::string failure() const;
 
 private:
     int append(std::string_view line);
 
     const std::string path_;
     kernel::FileDescriptor file_;
-    std::int64_t bytes_ = 0; ///< of whole lines
-    std::atomic<bool> isWhole_ = true;
+    std::int64_t bytes_ = 0;     ///< of whole lines
+    std::atomic<int> error_ = 0; ///< of the record that could not be written
 };
 
 } // namespace tessra

@@ -135,7 +135,8 @@ TEST_F(BatchCompare, JsonComesThroughPipes) {
         write("u", "30 1 - 1 0 - 7\n");
         EXPECT_EQ(run(verb, " --port COM1", "cat j >pipe").status, 0) << verb;
         EXPECT_EQ(run("list >list; cat j | " CALVANE_BATCH " " + verb.substr(0, verb.find("pipe")) +
-                      "- --ring ring.vrk" + (verb.starts_with("write") ? " --port COM1 --service Tessra.toml" : "") +
+                      "- --history none --ring ring.vrk" +
+                      (verb.starts_with("write") ? " --port COM1 --service Tessra.toml" : "") +
                       (verb.starts_with("check") ? " --units u" : ""))
                       .status,
                   0)

@@ -122,13 +122,13 @@ TEST_F(BatchFiles, OfADamagedFileTheRestIsShownAndNothingWritten) {
         write("p.mox", bytes);
         const Outcome shown = run("show p.mox");
         EXPECT_EQ(shown.status, 6);
-        EXPECT_TRUE(shown.err.ends_with("'p.mox' is damaged: it may have had more items.\n")) << shown.err;
+        EXPECT_NE(shown.err.find("'p.mox' is damaged: it may have had more items."), std::string::npos) << shown.err;
         for (const char* name : {"NV_A", "NV_B", "NV_NONE"}) {
             EXPECT_EQ(shown.out.find(name) == std::string::npos, name == std::string(row.lost)) << name;
         }
         const Outcome refused = run("write --from-mox p.mox");
         EXPECT_EQ(refused.status, 6);
-        EXPECT_TRUE(refused.err.ends_with("calvane-batch: Nothing is done with 'p.mox', as it is damaged.\n"))
+        EXPECT_TRUE(refused.err.starts_with("calvane-batch: Nothing is done with 'p.mox', as it is damaged. "))
             << refused.err;
         EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem"));
         EXPECT_EQ(readText(folder / "p.mox"), bytes);
@@ -222,6 +222,7 @@ TEST_F(BatchFiles, NoResultFallsOnWhatIsReadOrOnAnother) {
         {"read --json Tessra.toml", "--json 'Tessra.toml' is the file of the service's ports, which is read"},
         {"read --text COM1.nvmem", "--text 'COM1.nvmem' is the memory of the phone on COM1, which is read"},
         {"read --mox phone.nvmem", "--mox 'phone.nvmem' is the initial memory of the phone on COM1, which is read"},
+        {"read --log -", "What is printed is standard output, as --log '-' is"},
         {"read --text - --json -", "--json '-' is standard output, as --text '-' is"},
         {"diff - /dev/stdin </dev/null", "the right side is the left side as well, which can be read once"},
         {"diff - - <ring.vrk", "the right side is the left side as well, which can be read once"},

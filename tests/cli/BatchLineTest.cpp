@@ -122,6 +122,7 @@ TEST_F(BatchLine, AReportTellsEachItemWhateverTheEnd) {
         EXPECT_EQ(report.value("exitStatus", -1), row.status);
         EXPECT_EQ(readText(folder / "r").find("121212"), std::string::npos);
     }
+    EXPECT_TRUE(json("r", "report")["ring"].is_object()) << "also ports names the one in use";
     write("r", "an old one");
     EXPECT_EQ(run("read --report r --json r").status, 2);
     EXPECT_EQ(readText(folder / "r"), "an old one");
@@ -171,8 +172,10 @@ TEST_F(BatchLine, EventsAreLinesAndALogIsNoConditionOfTheRun) {
     EXPECT_EQ(run("set 30 1x --log log --quiet").err,
               "calvane-batch: '1x' for 'x' is no decimal number: a BYTE is from 0 to 255.\n");
     EXPECT_EQ(run("read --text t --log log --quiet").err, "");
-    EXPECT_EQ(events(readText(folder / "log")),
-              "start item item message end start message end start item item item item message end");
+    EXPECT_EQ(
+        events(readText(folder / "log")),
+        "start item result item result message end start message end start item result item result item result item "
+        "result message end");
     const std::pair<const char*, const char*> rows[] = {
         {"/nowhere/log",
          "calvane-batch: Can't write '/nowhere/log': No such file or directory. Going on without a log.\n"},
@@ -182,12 +185,27 @@ TEST_F(BatchLine, EventsAreLinesAndALogIsNoConditionOfTheRun) {
     }
     service("[[port.fault]]\ncall = \"send\"\nitem = 10\ndelay_ms = 300\n");
     outputOf("mkfifo '" + (folder / "gone").string() + "'");
+    expectRun("set 30 8 --quiet --report gone", 6, "calvane-batch: Can't write 'gone': nobody reads it\n");
     const Outcome outcome = run("read --text t --quiet --log gone", " --port COM1", "head -n 1 gone >line");
     EXPECT_EQ(outcome.status, 0) << "the reader has left";
     EXPECT_EQ(outcome.err, "calvane-batch: The log 'gone' lacks what came last: Broken pipe\n");
     service("");
     EXPECT_EQ(run("diff COM1 items.json --ids 30 --quiet --color always").out.substr(0, 8), "\x1B[31m---");
     EXPECT_EQ(run("read --progress some").status, 2);
+}
+
+TEST_F(BatchLine, ASignalEndsItAlsoWhereNobodyTakesWhatItTells) {
+    twoPorts("", "");
+    for (const std::string ports : {"COM1", "COM1,COM2"}) {
+        const std::string script =
+            "cd '" + folder.path.string() +
+            "'; rm -f full log; mkfifo full; exec 3<>full; timeout -s KILL 20 " CALVANE_BATCH
+            " read --service Tessra.toml --ring ring.vrk --raw --json 'raw-{port}' --log log --progress json --port " +
+            ports +
+            " 2>full & tool=$!; size=-1; for i in $(seq 100); do sleep 0.1; now=$(wc -c <log); [ $now -gt 60000 ] && "
+            "[ $now = $size ] && break; size=$now; done; kill -TERM $tool; wait $tool; echo $?";
+        EXPECT_EQ(outputOf(script), "143\n") << ports;
+    }
 }
 
 TEST_F(BatchLine, ATerminalHasColoursAndOneBarForAllPorts) {
@@ -261,7 +279,8 @@ TEST_F(BatchLine, SeveralPortsEachHaveTheirOwnEnd) {
 }
 
 TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
-    twoPorts(kTwoSeconds, kTwoSeconds);
+    const std::string incomplete = kTwoSeconds + "[[port.fault]]\ncall = \"send\"\nitem = 20\nnv_status = 4\n";
+    twoPorts(incomplete, incomplete);
     const std::string whenBoth = whenLogged("\"id\":30,", 2);
     const std::string arguments = "read --port COM1,COM2 --json 'j-{port}' --report 'r-{port}' --log log";
     const Outcome crashed = run(arguments, "", whenBoth + "kill -ABRT $(pgrep -n -P $tool)");
@@ -270,7 +289,7 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
                                "is not known: read the phone before you rely on it.\n"),
               std::string::npos)
         << crashed.err;
-    EXPECT_EQ(json("r-COM1", "report").value("exitStatus", 0) + json("r-COM2", "report").value("exitStatus", 0), 1);
+    EXPECT_EQ(json("r-COM1", "report").value("exitStatus", 0) + json("r-COM2", "report").value("exitStatus", 0), 1 + 9);
     EXPECT_NE(std::filesystem::exists(folder / "j-COM1"), std::filesystem::exists(folder / "j-COM2"));
 
     write("log", "");
@@ -278,7 +297,7 @@ TEST_F(BatchLine, AProcessThatCrashesIsToldAndAnInterruptReachesAll) {
     EXPECT_EQ(ended.status, 143) << ended.err;
     for (const std::string port : {"COM1", "COM2"}) {
         EXPECT_NE(ended.err.find(port + ": calvane-batch: Interrupted. "), std::string::npos) << ended.err;
-        EXPECT_EQ(results(json("r-" + port, "report")), "10 read, 20 read, 30 read, 40 not_tried");
+        EXPECT_EQ(results(json("r-" + port, "report")), "10 read, 20 failed, 30 read, 40 not_tried");
         std::filesystem::remove(folder / ("r-" + port));
     }
     write("log", "");
@@ -300,7 +319,11 @@ TEST_F(BatchLine, ARawReadGoesOnWhereItEnded) {
               "Read 4 items from COM1 (Sample 0000000001); 3097 without a value, 0 failed, 0 lost, 0 not tried; 31 "
               "of them as in 'raw'.\n");
     EXPECT_EQ(json("raw", "raw-items")["items"].size(), 4U);
-    EXPECT_EQ(run("read --raw --resume raw --port COM2 --json other").status, 8) << "another phone";
+    expectRun(
+        "read --raw --resume raw --port COM2 --report r", 8,
+        "calvane-batch: Another phone answers on COM2: Sample 0000000002 instead of Sample 0000000001. Nothing was "
+        "read from it.\n");
+    EXPECT_EQ(json("r", "report")["phone"]["serialNumber"], "0000000002");
     EXPECT_EQ(run("read --raw").status + run("read --raw --json j --text t").status, 4);
 
     expectRun("write --from-json raw", 6, "calvane-batch: raw: its form is \"raw-items\", and \"items\" is needed\n");
@@ -354,6 +377,7 @@ TEST(ChildProcesses, LinesOfAnyLengthAreTakenAndWhoHangsIsKilled) {
                            {"sh", "-c", "head -c 300000 /dev/zero | tr '\\0' x; read x || echo; echo end >&2; exit 3"}),
             0);
         EXPECT_EQ(children.start("/bin/sh", {"sh", "-c", "trap '' INT; echo ready; exec sleep 1000"}), 0);
+        EXPECT_EQ(children.start("/bin/grep", {"grep", "SigBlk", "/proc/self/status"}), 0);
         children.wait(
             [&](std::size_t child, ChildProcesses::Output output, const std::string& line) {
                 taken += std::to_string(child) + (output == ChildProcesses::kError ? "e" : "o") +
@@ -365,6 +389,7 @@ TEST(ChildProcesses, LinesOfAnyLengthAreTakenAndWhoHangsIsKilled) {
         EXPECT_EQ(WTERMSIG(children.statusOf(2)), SIGKILL);
     }
     EXPECT_NE(taken.find("2oready "), std::string::npos) << taken.substr(0, 1000);
+    EXPECT_NE(taken.find("3oSigBlk:\t0000000000004003 "), std::string::npos) << "HUP, INT and TERM wait for main()";
     EXPECT_LT(::waitpid(-1, nullptr, WNOHANG), 0) << "a child is left";
 }
 

@@ -159,8 +159,7 @@ TEST_F(BatchRecord, AFullDiskStopsTheRecordAndNotTheWrite) {
                                  option + " 2>err'";
         EXPECT_EQ(WEXITSTATUS(std::system(line.c_str())), status); // NOLINT(concurrency-mt-unsafe)
         EXPECT_NE(readText(folder / "err")
-                      .find("calvane-batch: The write to Sample 0000000001 on COM1 is not whole in "
-                            "the record: "),
+                      .find("calvane-batch: Not recorded as a whole: the write to Sample 0000000001 on COM1: "),
                   std::string::npos)
             << readText(folder / "err");
         EXPECT_EQ(writtenOnPhone().size(), 40U);

@@ -32,6 +32,8 @@ TEST_F(BatchTool, ReadAsksAgainAndNamesWhatStaysMissing) {
               "decoder ring.\nFailed: 20: Command failed, reason other than NVM was full\n"
               "Missing: 30: Serial CRC error\nWrote 1 item to 'm'.\n");
     EXPECT_EQ(readText(folder / "t"), "NV_A\r\n-12, 1, \r\n\r\n") << "what came is kept";
+    expectRun("read --text t --quiet", 9,
+              "Failed: 20: Command failed, reason other than NVM was full\nMissing: 30: Serial CRC error\n");
     EXPECT_EQ(run("show m").err, "'m' holds 1 item.\n");
 }
 
@@ -47,33 +49,48 @@ TEST_F(BatchTool, AFailureTellsHowFarItGotAndWhereThePhonesAre) {
     service("[[port.fault]]\ncall = \"send\"\nitem = 20\nvanish = true\n");
     const Outcome vanished = run("read --text t");
     EXPECT_EQ(vanished.status, 3);
-    EXPECT_TRUE(
-        vanished.err.ends_with(" Stopped at 20 NV_LOCKED, item 2 of 4. Nothing was printed or written to a "
-                               "file.\nNo phone is present on COM1. `calvane-batch ports` tells where there are "
-                               "some.\n"))
+    EXPECT_TRUE(vanished.err.ends_with(" Stopped at 20 NV_LOCKED, item 2 of 4. Nothing was printed or written to a "
+                                       "file. `calvane-batch ports` tells where phones are.\n"))
         << vanished.err;
     EXPECT_FALSE(std::filesystem::exists(folder / "t"));
     service("");
-    const Outcome elsewhere = run("read --port COM2");
-    EXPECT_EQ(elsewhere.status, 3);
-    EXPECT_TRUE(
-        elsewhere.err.ends_with("No phone is present on COM2. `calvane-batch ports` tells where there are some.\n"));
     EXPECT_TRUE(
         run("read --text t --json /nowhere/j")
             .err.starts_with(
                 "calvane-batch: Can't write '/nowhere/j': No such file or directory. Written before it: 't'\n"));
 }
 
-TEST_F(BatchTool, WhyAPortCantBeUsedIsToldOnce) {
-    write("Tessra.toml", "[[port]]\nname = \"COM1\"\ndevice = \"none\"\n");
-    for (const char* arguments : {"read", "reset", "set 30 8"}) {
+TEST_F(BatchTool, AFailureIsOneLineThatNamesItsPortOrFile) {
+    write("Tessra.toml", "[[port]]\nname = \"COM1\"\ndevice = \"none\"\n[[port]]\nname = \"COM2\"\n");
+    write("p.mox", std::string(600, 'x'));
+    write("p.json", "{\"items\":[{\"id\":10,}]}");
+    const std::string none = " can't be used: none: can't be opened: No such file or directory";
+    const struct {
+        const char* arguments;
+        int status;
+        std::string err;
+    } rows[] = {
+        {"read", 3, "COM1" + none + ". Nothing was printed or written to a file."},
+        {"reset", 3, "COM1" + none},
+        {"set 30 8", 3, "COM1" + none + ". Nothing was written."},
+        {"read --port COM9", 3, "COM9 is no port of 'Tessra.toml', which has COM1, COM2."},
+        {"write --from-mox p.mox", 6, "'p.mox': The file p.mox is not a valid compound file."},
+        {"write --from-json p.json", 6, "p.json: parse error at line 1, column 20: "},
+    };
+    const auto expectLine = [this](const char* arguments, int status, const std::string& err) {
         const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 3) << arguments;
-        const std::string reason = ". none: can't be opened: No such file or directory"; // not the log's line
-        EXPECT_NE(outcome.err.find(reason), std::string::npos) << arguments << ": " << outcome.err;
-        EXPECT_EQ(outcome.err.find(reason), outcome.err.rfind(reason)) << outcome.err;
-        EXPECT_EQ(outcome.err.find("No phone is present"), std::string::npos) << outcome.err;
+        EXPECT_EQ(outcome.status, status) << arguments;
+        EXPECT_TRUE(outcome.err.starts_with("calvane-batch: " + err)) << outcome.err;
+        EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+    };
+    for (const auto& row : rows) {
+        expectLine(row.arguments, row.status, row.err);
     }
+    EXPECT_NE(run("read --verbose").err.find("The serial line of COM1: none: "), std::string::npos) << "the error log";
+    write("ring.vrk", "NV_A,10,ReadWrite,<BITE,x>#\n");
+    expectLine("read", 6, "'ring.vrk': Error processing the decoder ring file.");
+    write("Tessra.toml", "[[port]]\nname =\n");
+    expectLine("read", 6, "Tessra.toml:2: ");
 }
 
 TEST_F(BatchTool, TwoToolsUseTwoPortsAtOnceAndAThirdIsToldWhoHasIt) {
@@ -89,7 +106,7 @@ TEST_F(BatchTool, TwoToolsUseTwoPortsAtOnceAndAThirdIsToldWhoHasIt) {
     std::string pid = readText(folder / "pid");
     pid.pop_back();
     const std::string refused = readText(folder / "refused");
-    EXPECT_NE(refused.find("COM1.nvmem: this phone memory is in use: calvane-batch (process " + pid + ") uses it\n"),
+    EXPECT_NE(refused.find("COM1.nvmem: this phone memory is in use: calvane-batch (process " + pid + ") uses it. "),
               std::string::npos)
         << refused;
     EXPECT_TRUE(refused.ends_with("\n3\n")) << refused;
@@ -139,7 +156,8 @@ TEST_F(BatchTool, TheAccessCodeNeedNotStandAmongTheArguments) {
 
 TEST_F(BatchTool, ExitStatusTellsAFailureFromWrongUsage) {
     std::istringstream wrongUsage(
-        "nothing;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set 30x 1;set 30 1 40 1;set "
+        "nothing;read --only-port COM1;list --service Tessra.toml;read --port;set 70000 1;set 0x1e 1;set 10,30 1;set "
+        "30x 1;set 30 1 40 1;set "
         "30=1 40;set 30[0]=1;set 30[1]=1,2;set =1;"
         "read --ids 3-2;read --ids 1,12x;read --esn 1;read --mox x --esn 12x;read --mox x --esn 4294967296;"
         "read --mox x --model-id 0x;read --mox x --model-id 5x;read --mox x --nv-version 1;read --retries x;read --mox "
@@ -190,6 +208,9 @@ TEST_F(BatchTool, WrongUsageNamesTheWordAndTheNearestOne) {
          "unknown option --form-mox of write; did you mean --from-mox? (calvane-batch write --help "
          "says more)"},
         {"tree a b", "unexpected word 'b' of tree (calvane-batch tree --help says more)"},
+        {"diff a b --changed-only",
+         "unknown option --changed-only of diff; did you mean --changed-only-names? (calvane-batch diff --help says "
+         "more)"},
         {"--xyz", "unknown option --xyz (calvane-batch --help says more)"},
     };
     for (const auto& [arguments, err] : cases) {
@@ -203,9 +224,11 @@ TEST_F(BatchTool, WrongUsageNamesTheWordAndTheNearestOne) {
 TEST_F(BatchTool, TheShellCompletesVerbsOptionsAndFiles) {
     write("complete", CALVANE_PAGES R"( bash >script && bash -n script && . ./script
         try() { COMP_WORDS=(calvane-batch "$@"); COMP_CWORD=$#; _calvane_batch; echo "${COMPREPLY[@]}"; }
-        try re; try hist; try history re; try history restore --bef; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js)");
+        try re; try hist; try history re; try history restore --bef; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js
+         try read --progress ''; try write --color a; try check --he)");
     EXPECT_EQ(std::system(("cd '" + folder.path.string() + "' && bash complete >out").c_str()), 0);
-    EXPECT_EQ(readText(folder / "out"), "read reset\nhistory\nrestore\n--before\n--json\n--changed-only-names\nring.vrk\n\n\n");
+    EXPECT_EQ(readText(folder / "out"), "read reset\nhistory\nrestore\n--before\n--json\n--changed-only-names\nring.vrk\n\n\n"
+                                        "bar json none\nalways auto\n--help\n");
 }
 
 TEST_F(BatchTool, APageForManIsTheHelp) {
@@ -219,12 +242,11 @@ TEST_F(BatchTool, APageForManIsTheHelp) {
               ".TP\n.B \"\\-h,\\-\\-help\"\nPrint \\en\n.TP\n.B \"\\-\\-rate N:0 to 1\"\n\\&.5 at most or more\n");
 }
 
-TEST_F(BatchTool, PortsNamesABrokenFileWithItsLineAndGoesOn) {
+TEST_F(BatchTool, PortsNamesABrokenFileWithItsLine) {
     write("Tessra.toml", "[[port]]\nname = \n");
     const Outcome broken = run("ports");
     EXPECT_EQ(broken.status, 6);
     EXPECT_NE(broken.err.find("Tessra.toml:2: "), std::string::npos) << broken.err;
-    EXPECT_TRUE(broken.err.ends_with("Going on without ports.\nNo phone is present on any port.\n")) << broken.err;
     write("COM1.nvmem", "10 0 05\nrubbish\n");
     const std::string more = "\n[[port]]\nname = \"COM2\"\ninitial = \"phone.nvmem\"\n"
                              "[[port]]\nname = \"COM3\"\ndevice = \"none\"\n";

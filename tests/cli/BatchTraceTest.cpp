@@ -62,9 +62,8 @@ TEST_F(BatchTrace, AFileThatCantBeWrittenIsTold) {
     const int status = std::system(line.c_str());
     EXPECT_EQ(WEXITSTATUS(status), 6);
     EXPECT_EQ(readText(folder / "err"),
-              "calvane-batch: The trace 't.trc' ends here, as it can't be written: File too large. The run goes on.\n"
               "Read 3 items from COM1 (Sample 0000000001). The phone has no value for the other 1 of the decoder "
-              "ring.\n");
+              "ring.\ncalvane-batch: The trace 't.trc' ends early, as it can't be written: File too large\n");
     EXPECT_TRUE(readText(folder / "t.trc").ends_with("\n")) << "a line is whole or not there";
     EXPECT_EQ(run("read --trace ring.vrk").status, 2);
 }

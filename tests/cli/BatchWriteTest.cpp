@@ -134,11 +134,11 @@ TEST_F(BatchWrite, AnItemWhoseFateIsNotKnownIsNamed) {
     const Outcome outcome = run("write --from-json items.json --keep-going");
     EXPECT_EQ(outcome.status, 9);
     EXPECT_NE(outcome.err.find("\n30 NV_B may have been written or not: "), std::string::npos) << outcome.err;
-    EXPECT_TRUE(outcome.err.ends_with(
-        "\nRead it back before you rely on it.\n" + kPhone +
-        "1 written and verified, 1 not known, 1 not tried.\nWritten and verified: 10.\n"
-        "Not tried: 40.\n" +
-        kSkipped + "No phone is present on COM1. `calvane-batch ports` tells where there are some.\n"))
+    EXPECT_TRUE(outcome.err.ends_with("\nRead it back before you rely on it.\n" + kPhone +
+                                      "1 written and verified, 1 not known, 1 not tried.\nWritten and verified: 10.\n"
+                                      "Not tried: 40.\n" +
+                                      kSkipped +
+                                      "No phone is present on COM1. `calvane-batch ports` tells where phones are.\n"))
         << outcome.err;
 }
 

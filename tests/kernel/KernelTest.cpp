@@ -70,6 +70,7 @@ TEST(TraceTest, FailuresOfThreadsEndInTheLog) {
 
 TEST(ProcessTest, FindsWhatWasShippedAndWhatIsTheUsers) {
     const TemporaryFolder top;
+    const auto system = "/usr/.." / top.path.relative_path(); // the same folder, by a way below /usr
     for (const char* folder : {"usr/lib/calvane", "usr/share/calvane", "me/lib/calvane", "me/share/calvane", "bin",
                                "usr/src/bin", "usr/bare/lib/calvane"}) {
         std::filesystem::create_directories(top / folder);
@@ -79,10 +80,11 @@ TEST(ProcessTest, FindsWhatWasShippedAndWhatIsTheUsers) {
         const char *dataHome, *home;
         std::filesystem::path shipped, own;
     } rows[] = {
-        {top / "usr/lib/calvane", "/d", "/h", top / "usr/share/calvane", "/d/calvane"},
-        {top / "usr/lib/calvane", nullptr, "/h", top / "usr/share/calvane", "/h/.local/share/calvane"},
-        {top / "usr/lib/calvane", "relative", "/h", top / "usr/share/calvane", "/h/.local/share/calvane"},
-        {top / "usr/lib/calvane", nullptr, "", top / "usr/share/calvane", top / "usr/lib/calvane"},
+        {system / "me/lib/calvane", "/d", "/h", system / "me/share/calvane", "/d/calvane"},
+        {system / "me/lib/calvane", nullptr, "/h", system / "me/share/calvane", "/h/.local/share/calvane"},
+        {system / "me/lib/calvane", "relative", "/h", system / "me/share/calvane", "/h/.local/share/calvane"},
+        {system / "me/lib/calvane", nullptr, "", system / "me/share/calvane", system / "me/lib/calvane"},
+        {top / "usr/lib/calvane", "/d", "/h", top / "usr/share/calvane", top / "usr/lib/calvane"}, // a user's own usr
         {top / "me/lib/calvane", "/d", "/h", top / "me/share/calvane", top / "me/lib/calvane"},
         {top / "bin", "/d", "/h", top / "bin", top / "bin"},
         {top / "usr/src/bin", "/d", "/h", top / "usr/src/bin", top / "usr/src/bin"},

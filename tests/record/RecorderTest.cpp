@@ -112,7 +112,7 @@ TEST_F(RecorderTest, AStoreThatComesBackGetsAllOfAWrite) {
     ASSERT_TRUE(recorder.flush(seconds(10)));
     const auto losses = recorder.takeLosses();
     ASSERT_EQ(losses.size(), 1U) << "the folder is made where it is gone";
-    EXPECT_TRUE(losses.front().starts_with("The read of M 7 on COM1 is not in the record: ")) << losses.front();
+    EXPECT_TRUE(losses.front().starts_with("Not recorded: the read of M 7 on COM1: ")) << losses.front();
     EXPECT_EQ(news, 1);
 }
 

@@ -40,10 +40,11 @@ TEST(NvMemoryText, SaysWhichLineIsWrongAndWhy) {
 }
 
 TEST(NvMemoryText, ComesBackAsItWasWritten) {
-    const std::string text = "// comment\n\n10 0 01\r\n 11\t5 - // inactive\n12 0 " + std::string(254, '0') +
+    const std::string text = "// comment\n\n9 0 01\r\n 11\t5 - // inactive\n12 0 " + std::string(254, '0') +
                              "7f readonly\n13 8 - readonly,protected\n10 0 02 protected"; // the last line has no end
     const NvCells memory = parseNvMemory(text, "m");
-    EXPECT_EQ(memory, (NvCells{{10, {0, false, true, bytesOf(2)}},
+    EXPECT_EQ(memory, (NvCells{{9, {0, false, false, bytesOf(1)}},
+                               {10, {0, false, true, bytesOf(2)}},
                                {11, {5, false, false, {}}},
                                {12, {0, true, false, bytesOf(0, 0x7F)}},
                                {13, {8, true, true, {}}}}));

@@ -1,5 +1,6 @@
 // What phone-simulator makes of its options. Each run ends at a link that it may not replace, if not before.
 
+#include "tests/support/Processes.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -39,6 +40,24 @@ TEST(SimulatorProgram, ChecksItsOptionsBeforeItStarts) {
         EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, ending) << options;
     }
     EXPECT_EQ(std::filesystem::read_symlink(folder / "taken"), target);
+}
+
+TEST(SimulatorProgram, ShowsWhatATerminalWouldObey) {
+    const TemporaryFolder folder;
+    writeText(folder / "twice", "10 0 05\n10 0 06\n");
+    writeText(folder / "mark", "10 0 05 \x1B[2J\n");
+    const std::pair<const char*, const char*> rows[] = {
+        {"--seed '\x1B[2J'", "\\x1b[2J"},
+        {"--initial '\x1B[2J'", "phone-simulator: \\x1b[2J: can't be read: No such file or directory\n"},
+        {"--initial mark", "phone-simulator: mark:1: unknown mark '\\x1b[2J'\n"},
+        {"--initial twice", "phone-simulator: twice:2: item 10 stands here a second time\n"},
+    };
+    for (const auto& [options, text] : rows) {
+        const std::string told =
+            outputOf("cd '" + folder.path.string() + "' && timeout 20 '" CALVANE_SIMULATOR "' " + options + " 2>&1");
+        EXPECT_NE(told.find(text), std::string::npos) << told;
+        EXPECT_EQ(told.find('\x1B'), std::string::npos) << told;
+    }
 }
 
 } // namespace

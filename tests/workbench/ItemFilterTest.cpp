@@ -121,9 +121,9 @@ TEST(ItemListFile, NamesTheLineThatIsWrong) {
     };
     for (const auto& [text, fault] : rows) {
         writeText(folder / "l", text);
-        EXPECT_EQ(messageOf([&] { readItemList(folder / "l"); }), fault.empty() ? "" : wrong + fault) << text;
+        EXPECT_EQ(messageOf([&] { loadItemList(folder / "l"); }), fault.empty() ? "" : wrong + fault) << text;
     }
-    EXPECT_EQ(messageOf([&] { readItemList(folder.path); }),
+    EXPECT_EQ(messageOf([&] { loadItemList(folder.path); }),
               "Can't read the list '" + folder.path.string() + "': Is a directory");
 }
 

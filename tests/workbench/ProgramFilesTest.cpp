@@ -69,4 +69,9 @@ TEST(ProgramFilesTest, WhatIsAsShippedGivesWayAndWhatIsTheUsersStays) {
         EXPECT_EQ(after, row.after);
         EXPECT_EQ(log.contains("Can't use"), std::string(row.name) == "units alone") << log.text();
     }
+    const ErrorLog log;
+    const TemporaryFolder top;
+    std::filesystem::create_symlink("/nowhere", top / "own");
+    workbench::bringUpToDate({.program = top.path, .shipped = top.path, .own = top / "own"});
+    EXPECT_TRUE(log.contains("a link that leads to no folder")) << log.text();
 }

@@ -95,7 +95,7 @@ TEST(MessageText, LeavesOutTheMiddleOfWhatIsTooMuchToBeDrawn) {
         {"12345\n67", {6, 2}, "1[3 characters left out]5\n67"},
     };
     for (const auto& row : cases) {
-        EXPECT_EQ(workbench::shortened(row.text, row.bounds), row.shortened);
+        EXPECT_EQ(workbench::withinBounds(row.text, row.bounds), row.shortened);
     }
 }
 

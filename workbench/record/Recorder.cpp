@@ -17,11 +17,11 @@ namespace {
 
 constexpr const char* kTooFarBehind = "The store is too slow: too much waits for it already.";
 
-/// "The read of Sample 0000000001 on COM1 is not in the record: ..."
+/// "Not recorded: the read of Sample 0000000001 on COM1: ..." What counts stands first, where the line is cut.
 std::string lossText(const Session& session, const std::string& reason) {
-    return std::string(session.kind == SessionKind::kRead ? "The read of " : "The write to ") +
-           workbench::shortName(session.phone) + " on " + session.port +
-           (session.kind == SessionKind::kRead ? " is not in the record: " : " is not whole in the record: ") + reason;
+    return (session.kind == SessionKind::kRead ? "Not recorded: the read of "
+                                               : "Not recorded as a whole: the write to ") +
+           workbench::shortName(session.phone) + " on " + session.port + ": " + reason;
 }
 
 } // namespace

@@ -23,7 +23,8 @@ void readPorts(benchmark::State& state) {
     writeText(folder / "Tessra.toml", "[[port]]\nname = \"COM1\"\ndevice = \"line1\"\n"
                                       "[[port]]\nname = \"COM2\"\ndevice = \"line2\"\n");
     const std::string command = "cd '" + folder.path.string() +
-                                "' && " CALVANE_BATCH " read --history none --service Tessra.toml --ring '" CALVANE_SOURCE_DIR
+                                "' && " CALVANE_BATCH
+                                " read --history none --service Tessra.toml --ring '" CALVANE_SOURCE_DIR
                                 "/data/NV Decoder.vrk' --quiet --json '{port}.json' 2>errors --port " +
                                 (state.range(0) == 1 ? "COM1" : "COM1,COM2");
     for (auto _ : state) {

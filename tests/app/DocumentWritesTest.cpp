@@ -1,7 +1,7 @@
 // What a document writes: to the phone and to text files. Calibration files are written in WorkingDayTest.
 
-#include "workbench/LoadedDate.h"
 #include "tests/app/DocumentFixture.h"
+#include "workbench/LoadedDate.h"
 
 #include <ctime>
 

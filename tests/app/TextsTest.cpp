@@ -1,9 +1,9 @@
 // What the windows compute of texts: dates, search, file properties.
 
 #include "app/document/ItemSearch.h"
-#include "workbench/LoadedDate.h"
 #include "app/document/MoxWriteForm.h"
 #include "app/document/SubFieldText.h"
+#include "workbench/LoadedDate.h"
 
 #include <gtest/gtest.h>
 

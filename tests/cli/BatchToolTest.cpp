@@ -227,8 +227,9 @@ TEST_F(BatchTool, TheShellCompletesVerbsOptionsAndFiles) {
         try re; try hist; try history re; try history restore --bef; try read --js; try --verbose diff --changed; try read --json ring.; try read --port ''; try none --js
          try read --progress ''; try write --color a; try check --he)");
     EXPECT_EQ(std::system(("cd '" + folder.path.string() + "' && bash complete >out").c_str()), 0);
-    EXPECT_EQ(readText(folder / "out"), "read reset\nhistory\nrestore\n--before\n--json\n--changed-only-names\nring.vrk\n\n\n"
-                                        "bar json none\nalways auto\n--help\n");
+    EXPECT_EQ(readText(folder / "out"),
+              "read reset\nhistory\nrestore\n--before\n--json\n--changed-only-names\nring.vrk\n\n\n"
+              "bar json none\nalways auto\n--help\n");
 }
 
 TEST_F(BatchTool, APageForManIsTheHelp) {

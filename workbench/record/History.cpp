@@ -145,13 +145,18 @@ std::vector<SessionItem> History::items(const std::string& uuid) {
 
 std::vector<ValueSince> History::overTime(std::int64_t phone, std::uint16_t number) {
     std::vector<ValueSince> values;
-    for (const Row& row : database_->run("SELECT o.since, s.uuid, c.bytes FROM over_time o "
+    const auto read = static_cast<std::int64_t>(SessionKind::kRead);
+    for (const Row& row : database_->run("SELECT o.since, s.uuid, c.bytes, s.begun, s.kind FROM over_time o "
                                          "LEFT JOIN session s ON s.id = o.session JOIN content c ON c.id = o.content "
                                          "WHERE o.phone = ?1 AND o.item = ?2 ORDER BY o.since",
                                          {phone, std::int64_t{number}})) {
-        values.push_back({.since = timeOf(numberIn(row.at(0))),
+        const std::int64_t since = numberIn(row.at(0));
+        const bool isGone = std::holds_alternative<std::monostate>(row.at(3));
+        // What a write leaves is later than its begin.
+        values.push_back({.since = timeOf(since),
                           .session = textIn(row.at(1)),
-                          .data = itemDataIn(row.at(2)).value_or(ItemData{})});
+                          .data = itemDataIn(row.at(2)).value_or(ItemData{}),
+                          .isFound = isGone || numberIn(row.at(4)) == read || since <= numberIn(row.at(3))});
     }
     return values;
 }

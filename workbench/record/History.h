@@ -34,6 +34,9 @@ struct ValueSince {
     Time since;
     std::string session; ///< its uuid; empty where that session is no more in the store
     ItemData data{};
+    /// The session has found the value and not written it: a read, or a write before which somebody else has. Who
+    /// brought it there is not known.
+    bool isFound = true;
 };
 
 struct ValueOfPhone {

@@ -24,10 +24,25 @@ Value optionalTime(const std::optional<Time>& time) {
     return time ? Value(msOf(*time)) : Value();
 }
 
+/// `text` as an index of every database takes it, three of them in a row: a server has a limit for that.
+std::string indexedText(const std::string& text) {
+    constexpr std::size_t kMostBytes = 800;
+    std::string indexed = storableText(text);
+    if (indexed.size() > kMostBytes) {
+        std::size_t size = kMostBytes;
+        while ((static_cast<unsigned char>(indexed[size]) & 0xC0) == 0x80) {
+            --size; // a character goes as a whole
+        }
+        indexed.resize(size);
+    }
+    return indexed;
+}
+
 /// The phone's row; one without a serial number goes under model and port.
 std::int64_t phoneOf(Database& database, const Session& session) {
     const auto& phone = session.phone;
-    const std::vector<Value> key{phone.model, phone.serialNumber, phone.isKnown() ? "" : session.port};
+    const std::vector<Value> key{indexedText(phone.model), indexedText(phone.serialNumber),
+                                 indexedText(phone.isKnown() ? "" : session.port)};
     const auto known = database.run("SELECT id FROM phone WHERE model = ?1 AND serial = ?2 AND port = ?3", key);
     if (!known.empty()) {
         return numberIn(known[0].at(0));
@@ -50,7 +65,7 @@ Value ringOf(Database& database, const Session& session) {
     if (session.ringPath.empty() && session.ringSha256.empty()) {
         return {};
     }
-    const std::vector<Value> key{session.ringPath, session.ringSha256};
+    const std::vector<Value> key{indexedText(session.ringPath), indexedText(session.ringSha256)};
     auto rows = database.run("SELECT id FROM ring WHERE path = ?1 AND sha256 = ?2", key);
     if (rows.empty()) {
         rows = database.run("INSERT INTO ring (path, sha256) VALUES (?1, ?2) RETURNING id", key);

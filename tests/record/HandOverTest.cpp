@@ -52,7 +52,7 @@ TEST_F(HandOverTest, EachOnceAndInOrderThoughTheServerGoesAndComes) {
     shared = std::make_unique<Store>(openPostgres(url_));
 
     own_->database().run("UPDATE session SET handed_over = 0 WHERE uuid = '2'"); // as if the mark had been lost
-    EXPECT_EQ(handOver(*own_, *shared, [] { return true; }), 4U);
+    EXPECT_EQ(handOver(*own_, *shared, [] { return true; }).taken, 4U);
     EXPECT_EQ(sharedUuids(), "1 2 3 4 5 ");
     EXPECT_EQ(overTime(*shared), overTime(*own_));
     EXPECT_EQ(History(shared->database()).items("4"), History(own_->database()).items("4"));
@@ -62,12 +62,32 @@ TEST_F(HandOverTest, EachOnceAndInOrderThoughTheServerGoesAndComes) {
 TEST_F(HandOverTest, ANoteFollowsAndAPauseIsKept) {
     Store shared(openPostgres(url_));
     int left = 2;
-    EXPECT_EQ(handOver(*own_, shared, [&] { return left-- > 0; }), 2U);
+    EXPECT_EQ(handOver(*own_, shared, [&] { return left-- > 0; }).taken, 2U);
     own_->setNote("1", "after the repair");
     EXPECT_EQ(own_->pending(), (std::vector<std::string>{"1", "3", "4", "5"}));
     handOver(*own_, shared, [] { return true; });
     EXPECT_EQ(History(shared.database()).session("1")->note, "after the repair");
+    own_->setNote("1", "");
+    handOver(*own_, shared, [] { return true; });
+    EXPECT_EQ(History(shared.database()).session("1")->note, "");
     EXPECT_EQ(sharedUuids(), "1 2 3 4 5 ");
+}
+
+TEST_F(HandOverTest, OneThatCanNotBeReadKeepsNoOthersAndLongTextsKeepNobody) {
+    Store shared(openPostgres(url_));
+    own_->database().run("UPDATE session SET snapshot = 99 WHERE uuid = '2'");
+    Session longest = session("6", 60);
+    for (std::string* text : {&longest.ringPath, &longest.phone.model, &longest.phone.serialNumber}) {
+        for (unsigned seed = 1; text->size() < 60000; seed = seed * 1103515245U + 12345U) {
+            *text += "\xC3" + std::string(1, static_cast<char>(0x80 + (seed >> 16U) % 0x40)); // packed no smaller
+        }
+    }
+    own_->add(longest, std::vector{found(1, 6)});
+    const HandedOver done = handOver(*own_, shared, [] { return true; });
+    EXPECT_EQ(done.taken, 5U);
+    EXPECT_EQ(done.skipped, std::vector<std::string>{"2: the record lacks what a read was based on"});
+    EXPECT_EQ(sharedUuids(), "1 3 4 5 6 ");
+    EXPECT_EQ(own_->pending(), std::vector<std::string>{"2"});
 }
 
 TEST_F(HandOverTest, AServerThatLetsNobodyWriteIsOnlyRead) {

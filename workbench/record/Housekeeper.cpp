@@ -1,6 +1,5 @@
 #include "workbench/record/Housekeeper.h"
 
-#include "workbench/record/HandOver.h"
 #include "workbench/record/Store.h"
 
 #include <algorithm>
@@ -8,8 +7,25 @@
 #include <utility>
 
 namespace record {
+namespace {
 
-Waiting Housekeeper::work(const HistorySettings& settings, const MayGoOn& mayGoOn) {
+/// "2 sessions can't be handed over: ..."; empty for none. Of many the first tell enough.
+std::string skippedText(const std::vector<std::string>& skipped) {
+    constexpr std::size_t kMostTold = 3;
+    if (skipped.empty()) {
+        return {};
+    }
+    std::string text = std::to_string(skipped.size()) + (skipped.size() == 1 ? " session" : " sessions") +
+                       " can't be handed over: " + skipped.front();
+    for (std::size_t at = 1; at < std::min(skipped.size(), kMostTold); ++at) {
+        text += "; " + skipped[at];
+    }
+    return text + (skipped.size() > kMostTold ? "; ..." : "");
+}
+
+} // namespace
+
+Waiting Housekeeper::work(const HistorySettings& settings, const MayGoOn& mayGoOn, const OnlyThese& only) {
     nextTry_ = std::chrono::steady_clock::now() + kLongestPause;
     Waiting waiting;
     std::error_code ignored;
@@ -23,13 +39,17 @@ Waiting Housekeeper::work(const HistorySettings& settings, const MayGoOn& mayGoO
             return waiting;
         }
         Store local(openSqlite(settings.file.string()));
-        waiting.sessions = local.pending().size();
+        waiting.sessions = pendingIn(local, only).size();
         if (waiting.sessions > 0 && mayGoOn()) {
             Store shared(openPostgres(settings.sharedUrl));
-            handOver(local, shared, mayGoOn);
-            waiting.sessions = local.pending().size();
+            waiting.reason = skippedText(handOver(local, shared, mayGoOn, only).skipped);
+            waiting.sessions = pendingIn(local, only).size();
         }
-        pause_ = {};
+        if (waiting.reason.empty()) {
+            pause_ = {};
+        } else {
+            postpone();
+        }
     } catch (const std::exception& failure) {
         waiting.reason = failure.what();
         postpone();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "workbench/record/HandOver.h"
 #include "workbench/record/HistorySettings.h"
 
 #include <chrono>
@@ -9,7 +10,7 @@
 
 namespace record {
 
-/// How many sessions wait to be handed over to the shared store, and why the last try failed.
+/// How many sessions wait to be handed over to the shared store, and why the last try failed, or left some out.
 struct Waiting {
     std::size_t sessions = 0;
     std::string reason = {}; ///< empty: it did not
@@ -24,8 +25,9 @@ public:
     /// Asked between two steps, each of a moment; false ends the work, to be gone on with.
     using MayGoOn = std::function<bool()>;
 
-    /// One round. Throws nothing: a store that can't be used now may be next time, and who records tells of it.
-    Waiting work(const HistorySettings& settings, const MayGoOn& mayGoOn);
+    /// One round; hands over `only` these. Throws nothing: a store that can't be used now may be next time, and who
+    /// records tells of it.
+    Waiting work(const HistorySettings& settings, const MayGoOn& mayGoOn, const OnlyThese& only = {});
     /// When a round is due although nothing has happened: after a failure, with a growing pause.
     std::chrono::steady_clock::time_point nextTry() const { return nextTry_; }
     void postpone();

@@ -141,6 +141,11 @@ TEST_F(RecorderTest, WhatHasEndedIsHandedOverOnceNobodyWrites) {
     EXPECT_EQ(shared(), 2) << "the end waits for it";
     { const Recorder again(settings); }
     EXPECT_EQ(shared(), 2);
+    Store(openSqlite(settings.file.string())).add(session(SessionKind::kRead), {}); // waits for another server
+    settings.isOfOneRun = true;
+    { Recorder(settings).add(session(SessionKind::kRead), {item(1, 1)}); }
+    EXPECT_EQ(shared(), 3);
+    EXPECT_EQ(count(openSqlite(settings.file.string()), "session WHERE handed_over = 0"), 1);
 }
 
 } // namespace

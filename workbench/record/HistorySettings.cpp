@@ -241,6 +241,7 @@ HistorySettings settingsFor(const std::string& place, const std::filesystem::pat
     if (isUrl(place)) {
         checkSharedUrl(place);
         settings.sharedUrl = place;
+        settings.isOfOneRun = true;
     } else if (settings.isOn) {
         settings.file = place;
         settings.isOwnFile = false;

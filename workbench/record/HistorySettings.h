@@ -19,6 +19,8 @@ struct HistorySettings {
     /// The file is the program's own: a damaged one makes room for a new one. One that somebody has named may be
     /// anything, and stays as it is.
     bool isOwnFile = true;
+    /// The shared store is that of one run alone: it gets what this run records, and nothing that waits for another.
+    bool isOfOneRun = false;
 
     bool operator==(const HistorySettings&) const = default;
 };

@@ -55,6 +55,7 @@ struct Recorder::Impl {
     bool recorderEnded = false;
     bool keeperEnded = false;
     bool isForKeeper = false;       ///< it has not looked since something ended
+    std::set<std::string> recorded; ///< all sessions of this run
     std::set<std::string> underWay; ///< the writes that have begun and not ended
     std::set<std::string> holed;    ///< those of which something was dropped
     std::vector<std::string> losses;
@@ -167,11 +168,13 @@ void Recorder::Impl::keepHouse() {
         isLast = recorderEnded;
         isForKeeper = false;
         const HistorySettings now = settings;
+        const OnlyThese only = now.isOfOneRun ? OnlyThese(recorded) : std::nullopt;
         lock.unlock();
-        const Waiting found = housekeeper.work(now, [this] {
+        const auto mayGoOn = [this] {
             const std::scoped_lock guard(mutex);
             return underWay.empty() && tasks.empty();
-        });
+        };
+        const Waiting found = housekeeper.work(now, mayGoOn, only);
         lock.lock();
         waiting = found;
     }
@@ -229,6 +232,7 @@ std::string Recorder::begin(const Session& session, std::vector<SessionItem> ite
         if (!impl_->settings.isOn) {
             return {};
         }
+        impl_->recorded.insert(session.uuid);
         impl_->underWay.insert(session.uuid);
         file = impl_->settings.file.string();
     }
@@ -286,8 +290,12 @@ void Recorder::end(Session session) {
 }
 
 void Recorder::add(Session session, std::vector<SessionItem> items) {
-    if (!isOn()) {
-        return;
+    {
+        const std::scoped_lock lock(impl_->mutex);
+        if (!impl_->settings.isOn) {
+            return;
+        }
+        impl_->recorded.insert(session.uuid);
     }
     const auto kept = std::make_shared<const Session>(std::move(session));
     const std::size_t count = items.size();

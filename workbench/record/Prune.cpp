@@ -29,6 +29,19 @@ void prunePhone(Database& database, std::int64_t phone, std::int64_t limitMs) {
                  {phone, limitMs});
 }
 
+/// How many sessions have gone since the last sweep.
+std::int64_t unsweptIn(Database& database) {
+    const auto rows = database.run("SELECT value FROM meta WHERE name = 'unswept'");
+    return rows.empty() ? 0 : kernel::wholeNumber<std::int64_t>(textIn(rows[0].at(0))).value_or(0);
+}
+
+void setUnswept(Database& database, std::int64_t unswept) {
+    database.run("DELETE FROM meta WHERE name = 'unswept'");
+    if (unswept > 0) {
+        database.run("INSERT INTO meta (name, value) VALUES ('unswept', ?1)", {std::to_string(unswept)});
+    }
+}
+
 /// Removes some of the sessions; answers how many.
 std::size_t pruneSome(Database& database, std::int64_t limitMs, bool keepPending) {
     Transaction transaction(database);
@@ -45,29 +58,15 @@ std::size_t pruneSome(Database& database, std::int64_t limitMs, bool keepPending
     for (const std::int64_t phone : phones) {
         prunePhone(database, phone, limitMs);
     }
+    if (!rows.empty()) {
+        setUnswept(database, unsweptIn(database) + static_cast<std::int64_t>(rows.size()));
+    }
     transaction.commit();
     return rows.size();
 }
 
-/// Whether so many sessions have gone since the last sweep, these included, that the next one is due.
-bool isSweepDue(Database& database, std::size_t gone) {
-    Transaction transaction(database);
-    const auto rows = database.run("SELECT value FROM meta WHERE name = 'unswept'");
-    std::int64_t unswept = rows.empty() ? 0 : kernel::wholeNumber<std::int64_t>(textIn(rows[0].at(0))).value_or(0);
-    unswept += static_cast<std::int64_t>(gone);
-    const std::int64_t left = numberIn(database.run("SELECT count(*) FROM session").at(0).at(0));
-    const bool isDue = unswept >= left / kSweptShare;
-    database.run("DELETE FROM meta WHERE name = 'unswept'");
-    if (!isDue) {
-        database.run("INSERT INTO meta (name, value) VALUES ('unswept', ?1)", {std::to_string(unswept)});
-    }
-    transaction.commit();
-    return isDue;
-}
-
-/// Removes what no session needs any more.
+/// Within a transaction.
 void sweep(Database& database) {
-    Transaction transaction(database);
     const std::string unused =
         "SELECT id FROM snapshot EXCEPT SELECT snapshot FROM session EXCEPT SELECT base FROM snapshot";
     // Each round shows bases that were needed by what the last one has removed.
@@ -79,6 +78,18 @@ void sweep(Database& database) {
     database.run("DELETE FROM content WHERE id IN (SELECT id FROM content EXCEPT SELECT content FROM snapshot_item"
                  " EXCEPT SELECT content FROM over_time EXCEPT SELECT before FROM session_item"
                  " EXCEPT SELECT wanted FROM session_item EXCEPT SELECT after FROM session_item)");
+}
+
+/// Removes what no session needs any more, once so many sessions have gone since the last time.
+void sweepIfDue(Database& database) {
+    Transaction transaction(database);
+    const std::int64_t unswept = unsweptIn(database);
+    const std::int64_t left = numberIn(database.run("SELECT count(*) FROM session").at(0).at(0));
+    if (unswept == 0 || unswept < left / kSweptShare) {
+        return;
+    }
+    sweep(database);
+    setUnswept(database, 0); // with the sweep: one that is cut short is due again
     transaction.commit();
 }
 
@@ -90,12 +101,9 @@ std::size_t Store::prune(Time limit, bool keepPending) {
     while (const std::size_t some = pruneSome(*database_, msOf(limit), keepPending)) {
         gone += some;
     }
-    if (gone > 0 && isSweepDue(*database_, gone)) {
-        sweep(*database_);
-    }
-    if (gone > 0) {
-        database_->giveBackRoom();
-    }
+    // Where none are gone as well: an earlier process may have ended before it came to these.
+    sweepIfDue(*database_);
+    database_->giveBackRoom();
     return gone;
 }
 

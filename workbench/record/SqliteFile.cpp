@@ -31,7 +31,9 @@ std::int64_t numberOf(Database& database, const std::string& sql) {
 bool claimOnce(Database& database, const std::string& path) {
     const auto markOf = [&database] { return numberOf(database, "PRAGMA application_id"); };
     if (markOf() != kApplicationId) {
-        database.run("PRAGMA auto_vacuum = INCREMENTAL"); // as long as there is no table
+        if (numberOf(database, "PRAGMA page_count") == 0) { // otherwise it may be somebody else's
+            database.run("PRAGMA auto_vacuum = INCREMENTAL");
+        }
         Transaction transaction(database);
         const std::int64_t mark = markOf();
         if (mark != kApplicationId && (mark != 0 || numberOf(database, "SELECT count(*) FROM sqlite_schema") > 0)) {

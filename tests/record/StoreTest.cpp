@@ -104,6 +104,11 @@ TEST_P(StoreTest, EveryReadIsThereThoughOnlyDifferencesAreStored) {
     store_->add(session("e", 99), reads.back());
     EXPECT_EQ(countOf(*store_, "snapshot_item"), rows);
     EXPECT_LT(rows, 40 * 100 / 4);
+
+    store_->database().run("UPDATE snapshot SET base = id");
+    items[0].after = bytes({99});
+    EXPECT_TRUE(store_->add(session("f", 100), items));
+    EXPECT_EQ(history.items("f"), items);
 }
 
 TEST_P(StoreTest, PruningLeavesWhatOthersNeedAndNothingElse) {

@@ -54,7 +54,7 @@ std::map<std::uint16_t, std::optional<SnapshotItem>> differences(const Snapshot&
     return different;
 }
 
-/// The snapshot to store differences to; none where it would lie too deep.
+/// The snapshot to store differences to; none where it would lie too deep, or is damaged.
 struct Base {
     Value id = {};
     std::int64_t depth = -1;
@@ -67,7 +67,17 @@ Base baseFrom(Database& database, std::optional<std::int64_t> id) {
     }
     const auto rows = database.run("SELECT depth FROM snapshot WHERE id = ?1", {*id});
     const std::int64_t depth = rows.empty() ? kDeepest : numberIn(rows[0].at(0));
-    return depth >= kDeepest ? Base{} : Base{.id = *id, .depth = depth, .items = loadSnapshot(database, *id)};
+    if (depth >= kDeepest) {
+        return {};
+    }
+    try {
+        return {.id = *id, .depth = depth, .items = loadSnapshot(database, *id)};
+    } catch (const DatabaseError& error) {
+        if (error.kind() != DatabaseError::Kind::kDamaged) {
+            throw;
+        }
+        return {}; // a damaged read before it keeps no new one
+    }
 }
 
 } // namespace

@@ -88,7 +88,9 @@ TEST(SessionJson, WhatIsNoSessionIsRefusedWithItsPlace) {
         {changed("\"incomplete\"", "\"odd\""), "f: its \"state\" is none that this program knows"},
         {changed("01234567-", "0123456X-"), "f: the session has no uuid, or no time of its begin"},
         {changed("2026-11-17T10:30", "2026-02-30T10:30"),
-         "f: its \"begun\" is no time such as 2026-11-23T23:50:12.123Z"},
+         "f: its \"begun\" is no time from 1970 to 2261 such as 2026-11-23T23:50:12.123Z"},
+        {changed("2026-11-17T10:31", "2262-11-17T10:31"),
+         "f: its \"ended\" is no time from 1970 to 2261 such as 2026-11-23T23:50:12.123Z"},
         {changed("\"COM1\"", "\"\\u0000\""), "f: its \"port\" is too long, or has a character 0"},
         {changed("\"COM1\"", "\"" + std::string(70000, 'x') + "\""),
          "f: its \"port\" is too long, or has a character 0"},
@@ -103,6 +105,7 @@ TEST(SessionJson, WhatIsNoSessionIsRefusedWithItsPlace) {
         EXPECT_EQ(refusal(text), message) << text.substr(0, 500);
     }
     EXPECT_EQ(refusal(whole), "taken");
+    EXPECT_EQ(timeOfUtcText("2026-11-17T10:30:00Z"), timeOfUtcText("2026-11-17T10:30:00.000Z"));
 }
 
 } // namespace

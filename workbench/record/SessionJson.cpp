@@ -77,7 +77,7 @@ public:
         }
         const auto time = timeOfUtcText(text(key));
         if (!time) {
-            refuse(std::string("its \"") + key + "\" is no time such as 2026-11-23T23:50:12.123Z");
+            refuse(std::string("its \"") + key + "\" is no time from 1970 to 2261 such as 2026-11-23T23:50:12.123Z");
         }
         return time;
     }
@@ -328,11 +328,13 @@ RecordedSession sessionFromJson(const std::string& text, const std::string& sour
 }
 
 std::optional<Time> timeOfUtcText(std::string_view text) {
-    constexpr std::string_view kForm = "0000-00-00T00:00:00.000Z";
-    const bool isForm = std::ranges::equal(text, kForm, [](char character, char form) {
-        return form == '0' ? character >= '0' && character <= '9' : character == form;
-    });
-    if (!isForm) {
+    const auto hasForm = [text](std::string_view form) {
+        return std::ranges::equal(text, form, [](char character, char wanted) {
+            return wanted == '0' ? character >= '0' && character <= '9' : character == wanted;
+        });
+    };
+    const bool isToTheMs = hasForm("0000-00-00T00:00:00.000Z");
+    if (!isToTheMs && !hasForm("0000-00-00T00:00:00Z")) {
         return std::nullopt;
     }
     const auto part = [text](std::size_t at, std::size_t size) {
@@ -341,10 +343,15 @@ std::optional<Time> timeOfUtcText(std::string_view text) {
     using namespace std::chrono;
     const year_month_day day{year(part(0, 4)), month(static_cast<unsigned>(part(5, 2))),
                              std::chrono::day(static_cast<unsigned>(part(8, 2)))};
-    if (!day.ok() || part(11, 2) > 23 || part(14, 2) > 59 || part(17, 2) > 60) {
+    // In nanoseconds, no others have room in a Time.
+    constexpr year kFirst{1970};
+    constexpr year kLast{2261};
+    if (day.year() < kFirst || day.year() > kLast || !day.ok() || part(11, 2) > 23 || part(14, 2) > 59 ||
+        part(17, 2) > 60) {
         return std::nullopt;
     }
-    return sys_days(day) + hours(part(11, 2)) + minutes(part(14, 2)) + seconds(part(17, 2)) + milliseconds(part(20, 3));
+    return sys_days(day) + hours(part(11, 2)) + minutes(part(14, 2)) + seconds(part(17, 2)) +
+           milliseconds(isToTheMs ? part(20, 3) : 0);
 }
 
 } // namespace record

@@ -40,7 +40,7 @@ struct RecordedSession {
 /// program, a session that was under way, a read that does not say of which phone it is and when.
 RecordedSession sessionFromJson(const std::string& text, const std::string& source);
 
-/// The time that "2026-11-23T23:50:12.123Z" is.
+/// The time that "2026-11-23T23:50:12.123Z" is, or "2026-11-23T23:50:12Z"; nothing before 1970 or after 2261.
 std::optional<Time> timeOfUtcText(std::string_view text);
 
 } // namespace record

@@ -3,6 +3,7 @@
 
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include <array>
 #include <cerrno>
@@ -182,9 +183,21 @@ private:
     }
 
     void check(int code) {
-        if (code != SQLITE_OK) {
-            throw DatabaseError(kindOf(connection_.get(), code), path_ + ": " + sqlite3_errmsg(connection_.get()));
+        if (code == SQLITE_OK) {
+            return;
         }
+        const Kind kind = kindOf(connection_.get(), code);
+        const std::string reason = sqlite3_errmsg(connection_.get());
+        if (kind == Kind::kOther && (code & 0xFF) == SQLITE_IOERR && isDiskFull()) {
+            throw DatabaseError(Kind::kFull, path_ + ": no room is left on the disk (" + reason + ")");
+        }
+        throw DatabaseError(kind, path_ + ": " + reason);
+    }
+
+    /// SQLite has a word of its own for that only where it writes to the file, and not to the memory beside it.
+    bool isDiskFull() const {
+        struct statvfs disk {};
+        return ::statvfs(path_.c_str(), &disk) == 0 && disk.f_blocks > 0 && disk.f_bavail == 0;
     }
 
     std::string path_;

@@ -97,7 +97,7 @@ QString HistorySettingsDlg::waitingText() const {
         return "not yet known";
     }
     const QString count = waiting->sessions == 1 ? QString("1 session") : QString("%1 sessions").arg(waiting->sessions);
-    return waiting->reason.empty() ? count : count + ", as the store can't be reached: " + shownText(waiting->reason);
+    return waiting->reason.empty() ? count : count + ": " + shownText(waiting->reason);
 }
 
 void HistorySettingsDlg::accept() {

@@ -146,6 +146,12 @@ TEST_F(RecorderTest, WhatHasEndedIsHandedOverOnceNobodyWrites) {
     { Recorder(settings).add(session(SessionKind::kRead), {item(1, 1)}); }
     EXPECT_EQ(shared(), 3);
     EXPECT_EQ(count(openSqlite(settings.file.string()), "session WHERE handed_over = 0"), 1);
+
+    openSqlite(settings.file.string())->run("UPDATE session SET snapshot = 99 WHERE handed_over = 0");
+    settings.isOfOneRun = false;
+    const Waiting left = Housekeeper().work(settings, [] { return true; });
+    EXPECT_EQ(left.sessions, 1U);
+    EXPECT_TRUE(left.reason.starts_with("1 can't be handed over: ")) << left.reason;
 }
 
 } // namespace

@@ -9,14 +9,13 @@
 namespace record {
 namespace {
 
-/// "2 sessions can't be handed over: ..."; empty for none. Of many the first tell enough.
+/// "2 can't be handed over: ..."; empty for none. Of many the first tell enough.
 std::string skippedText(const std::vector<std::string>& skipped) {
     constexpr std::size_t kMostTold = 3;
     if (skipped.empty()) {
         return {};
     }
-    std::string text = std::to_string(skipped.size()) + (skipped.size() == 1 ? " session" : " sessions") +
-                       " can't be handed over: " + skipped.front();
+    std::string text = std::to_string(skipped.size()) + " can't be handed over: " + skipped.front();
     for (std::size_t at = 1; at < std::min(skipped.size(), kMostTold); ++at) {
         text += "; " + skipped[at];
     }

@@ -40,9 +40,9 @@ void addSession(CLI::App& verb, Arguments& arguments) {
         ->type_name("SESSION");
 }
 
-void addText(CLI::App& verb, const std::string& name, std::optional<std::string>& text, const std::string& description,
-             const std::string& type) {
-    verb.add_option(name, text, description)->type_name(type);
+CLI::Option* addText(CLI::App& verb, const std::string& name, std::optional<std::string>& text,
+                     const std::string& description, const std::string& type) {
+    return verb.add_option(name, text, description)->type_name(type);
 }
 
 void addItemsOnly(CLI::App& verb, Arguments& arguments, const std::string& what) {
@@ -110,7 +110,11 @@ void describeItem(CLI::App& history, Arguments& arguments) {
     addNumber(*item, "number", "Number of the item", [&arguments](const std::string& text) {
         return parseNumber(text, arguments.history.item);
     })->required();
-    addText(*item, "--serial", arguments.history.serial, "Of the phone with this serial number, over time", "SERIAL");
+    CLI::Option* serial = addText(*item, "--serial", arguments.history.serial,
+                                  "Of the phone with this serial number, over time", "SERIAL");
+    addText(*item, "--port", arguments.history.port,
+            "Of the phones that were on this port and told no serial number, over time", "PORT")
+        ->excludes(serial);
     addText(*item, "--model", arguments.history.model, "Of phones of this model alone", "MODEL");
     addRing(*item, arguments);
     addJson(*item, arguments, "Write it");

@@ -1,6 +1,7 @@
 #include "cli/OptionKinds.h"
 #include "cli/VerbOptions.h"
 #include "workbench/record/HistorySettings.h"
+#include "workbench/record/SessionJson.h"
 
 #include <array>
 #include <ctime>
@@ -187,7 +188,13 @@ void describeChanges(CLI::App& history, Arguments& arguments) {
                                     "Keep a note with a session, in place of the one that it had",
                                     "calvane-batch history note 1f2e3d4c \"antenna exchanged\"");
     addSession(*note, arguments);
-    note->add_option("text", arguments.history.note, "The note")->required()->type_name("TEXT");
+    note->add_option("text", arguments.history.note, "The note")
+        ->required()
+        ->type_name("TEXT")
+        ->check([](const std::string& text) {
+            const bool isShort = text.size() <= record::kMaxTextBytes;
+            return isShort ? "" : "it is longer than " + std::to_string(record::kMaxTextBytes) + " bytes";
+        });
     addTelling(*note, arguments);
 }
 

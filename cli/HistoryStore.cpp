@@ -48,6 +48,7 @@ record::Session ShownHistory::session(const Arguments& arguments) {
 std::vector<record::SessionItem> ShownHistory::namedItems(const record::Session& session, const Arguments& arguments) {
     auto items = history_.items(session.uuid);
     std::vector<std::uint16_t> found;
+    found.reserve(items.size());
     for (const auto& item : items) {
         found.push_back(item.number);
     }

@@ -89,7 +89,10 @@ void tellWrongUsage(const CLI::App& program, const std::vector<std::string>& wor
     }
     const bool lacksVerb =
         innermost->get_require_subcommand_min() > 0 && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
-    const std::string known = lacksVerb ? "no verb is given" : error.what();
+    std::string known = lacksVerb ? "no verb is given" : error.what();
+    if (known.starts_with(":")) {
+        known.insert(0, "--only-port"); // the parser does not name an option that it hides
+    }
     tellFailure((unknown.empty() ? known : unknown) + " (" + name + " --help says more)");
 }
 

@@ -93,7 +93,7 @@ struct Arguments {
         bool ofSessions = false;           ///< list: the sessions also where nothing narrows them
         std::optional<std::string> serial; ///< list, item: of this phone alone
         std::optional<std::string> model;  ///< item: of phones of this model alone
-        std::optional<std::string> port;   ///< list: over this port alone
+        std::optional<std::string> port;   ///< list: over this port; item: of phones without a serial number on it
         std::optional<std::chrono::system_clock::time_point> since; ///< list
         std::size_t limit = 1000;                                   ///< list: sessions at most
         std::string session;                                        ///< the begin of its uuid

@@ -38,6 +38,11 @@ record::ShownStore storeToChange(const Arguments& arguments, bool mayMake, bool 
     });
 }
 
+/// Whether what comes into this computer's own record is for the shared one, too.
+bool waitsForServer(const Arguments& arguments) {
+    return arguments.historyPlace.empty() && !historySettings().sharedUrl.empty();
+}
+
 /// The note goes with the session wherever it is: this computer's own record keeps its sessions, too.
 void noteInOwn(const std::string& uuid, const std::string& note) {
     const record::HistorySettings settings = historySettings();
@@ -66,7 +71,10 @@ ExitStatus importSession(const Arguments& arguments) {
             quoted(name) + (isNew ? " is now in the record: " : " was in the record already: ") +
             counted(recorded.items.size()) + " of " +
             phoneText(recorded.session.phone.model, recorded.session.phone.serialNumber, recorded.session.port) +
-            ".\n");
+            ".\n" +
+            (isNew && waitsForServer(arguments)
+                 ? "It waits there to be handed over to the shared record, by the next run on a phone or the window.\n"
+                 : ""));
         return ExitStatus::kDone;
     });
 }
@@ -74,7 +82,7 @@ ExitStatus importSession(const Arguments& arguments) {
 ExitStatus pruneHistory(const Arguments& arguments) {
     return onRecord([&] {
         const record::ShownStore open = storeToChange(arguments, false, arguments.history.isShared);
-        const bool keepsPending = arguments.historyPlace.empty() && !historySettings().sharedUrl.empty();
+        const bool keepsPending = waitsForServer(arguments);
         requireWritable(*open.store);
         const record::Time limit = std::chrono::system_clock::now() - arguments.history.keep;
         const std::size_t gone = open.store->prune(limit, keepsPending && !open.isShared);

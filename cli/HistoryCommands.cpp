@@ -124,8 +124,7 @@ ExitStatus showSession(Calvane& catalog, const Arguments& arguments) {
     return onRecord([&] {
         ShownHistory shown(arguments);
         const record::Session session = shown.session(arguments);
-        auto items = shown.history().items(session.uuid);
-        std::erase_if(items, [&](const auto& item) { return !isNamed(arguments, item.number); });
+        const auto items = shown.namedItems(session, arguments);
         if (!arguments.jsonPath.empty()) {
             const auto nameOf = [&](std::uint16_t number) { return catalog.describedItem(number).getName(); };
             writeOutput(arguments.jsonPath, record::sessionToJson(session, items, nameOf));

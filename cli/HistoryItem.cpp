@@ -53,15 +53,31 @@ bool isSameText(const std::optional<std::string>& asked, const std::string& text
     return !asked || kernel::lowerCase(*asked) == kernel::lowerCase(text);
 }
 
+/// A port tells phones apart that have no serial number, and those alone.
+bool isOnPort(const std::optional<std::string>& asked, const record::PhoneRow& phone) {
+    return !asked || (phone.serial.empty() && kernel::lowerCase(*asked) == kernel::lowerCase(phone.port));
+}
+
 /// The phones that the arguments mean.
 std::map<std::int64_t, record::PhoneRow> phonesFor(ShownHistory& shown, const Arguments& arguments) {
     std::map<std::int64_t, record::PhoneRow> phones;
     for (record::PhoneRow& phone : shown.history().phones()) {
-        if (isSameText(arguments.history.serial, phone.serial) && isSameText(arguments.history.model, phone.model)) {
+        if (isSameText(arguments.history.serial, phone.serial) && isSameText(arguments.history.model, phone.model) &&
+            isOnPort(arguments.history.port, phone)) {
             phones.emplace(phone.id, std::move(phone));
         }
     }
     return phones;
+}
+
+/// Who has brought the value, or, where nobody knows that, who has found it.
+std::string bringerText(const record::ValueSince& value, const std::optional<record::Session>& session) {
+    if (!session) {
+        return "a session that is gone";
+    }
+    const std::string who = shortNumber(session->uuid) + "  ";
+    return value.isFound ? who + "found by a " + whoText(*session) + " (who wrote it is not known)"
+                         : who + whoText(*session);
 }
 
 /// One item of one phone: when it changed, by whom, from what to what.
@@ -75,9 +91,7 @@ public:
         std::optional<NvItem> before;
         for (const record::ValueSince& value : shown_.history().overTime(phone.id, layout_.getId())) {
             const auto session = shown_.history().session(value.session);
-            std::cout << localText(value.since) << "  "
-                      << (session ? shortNumber(session->uuid) + "  " + whoText(*session) : "a session that is gone")
-                      << '\n';
+            std::cout << localText(value.since) << "  " << bringerText(value, session) << '\n';
             NvItem now = itemWith(value.data, layout_);
             printChange(std::cout, before, now);
             before = std::move(now);
@@ -93,6 +107,7 @@ public:
                               {"kind", session ? Json(record::wordOf(session->kind)) : Json()},
                               {"user", session ? Json(session->user) : Json()},
                               {"host", session ? Json(session->host) : Json()},
+                              {"found", value.isFound},
                               {"values", valuesJson(itemWith(value.data, layout_))},
                               {"raw", workbench::hexText(value.data)}});
         }
@@ -207,8 +222,11 @@ private:
 void showOverTime(ShownHistory& shown, const Arguments& arguments, const NvItem& layout) {
     const auto phones = phonesFor(shown, arguments);
     if (phones.empty()) {
-        throw BatchFailure(ExitStatus::kFile,
-                           "The record has no phone with the serial number " + quoted(*arguments.history.serial) + ".");
+        const auto& asked = arguments.history;
+        throw BatchFailure(ExitStatus::kFile, "The record has no phone " +
+                                                  (asked.serial ? "with the serial number " + quoted(*asked.serial)
+                                                                : "without a serial number on " + quoted(*asked.port)) +
+                                                  ".");
     }
     ItemOverTime overTime(shown, layout);
     Json document = headOf(arguments, layout);
@@ -231,7 +249,7 @@ ExitStatus showItemHistory(Calvane& catalog, const Arguments& arguments) {
     return onRecord([&] {
         ShownHistory shown(arguments);
         const NvItem layout = catalog.describedItem(arguments.history.item);
-        if (arguments.history.serial) {
+        if (arguments.history.serial || arguments.history.port) {
             showOverTime(shown, arguments, layout);
             return ExitStatus::kDone;
         }

@@ -31,15 +31,7 @@ NamedSession namedSession(const Arguments& arguments) {
     return onRecord([&] {
         ShownHistory shown(arguments);
         NamedSession named{.session = shown.session(arguments), .items = {}};
-        named.items = shown.history().items(named.session.uuid);
-        std::vector<std::uint16_t> found;
-        for (const auto& item : named.items) {
-            found.push_back(item.number);
-        }
-        if (const auto missing = missingNumbers(arguments.singleNumbers, found); !missing.empty()) {
-            throw BatchFailure(ExitStatus::kValues, "The session has no item " + joined(missing) + ".");
-        }
-        std::erase_if(named.items, [&](const auto& item) { return !isNamed(arguments, item.number); });
+        named.items = shown.namedItems(named.session, arguments);
         return named;
     });
 }

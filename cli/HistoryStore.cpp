@@ -1,6 +1,7 @@
 #include "cli/HistoryStore.h"
 
 #include "cli/CommandText.h"
+#include "cli/ItemSides.h"
 #include "cli/Run.h"
 #include "platform/kernel/Process.h"
 #include "platform/kernel/Text.h"
@@ -42,4 +43,18 @@ record::Session ShownHistory::session(const Arguments& arguments) {
                                                   quoted(arguments.history.session) + ".");
     }
     return std::move(*session);
+}
+
+std::vector<record::SessionItem> ShownHistory::namedItems(const record::Session& session, const Arguments& arguments) {
+    auto items = history_.items(session.uuid);
+    std::vector<std::uint16_t> found;
+    found.reserve(items.size());
+    for (const auto& item : items) {
+        found.push_back(item.number);
+    }
+    if (const auto missing = missingNumbers(arguments.singleNumbers, found); !missing.empty()) {
+        throw BatchFailure(ExitStatus::kValues, "The session has no item " + joined(missing) + ".");
+    }
+    std::erase_if(items, [&](const auto& item) { return !isNamed(arguments, item.number); });
+    return items;
 }

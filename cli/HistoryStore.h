@@ -6,6 +6,7 @@
 #include "workbench/record/ShownStore.h"
 
 #include <string>
+#include <vector>
 
 /// Runs `step`. What a record refuses in it ends the program with kFile.
 template <class Step>
@@ -30,6 +31,8 @@ public:
     const record::ShownStore& shown() const { return shown_; }
     /// The session that the arguments name; throws a BatchFailure where there is none, or more than one.
     record::Session session(const Arguments& arguments);
+    /// The items of `session` that the arguments name; throws a BatchFailure where it has not all of them.
+    std::vector<record::SessionItem> namedItems(const record::Session& session, const Arguments& arguments);
 
 private:
     record::ShownStore shown_;

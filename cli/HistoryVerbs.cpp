@@ -1,6 +1,7 @@
 #include "cli/OptionKinds.h"
 #include "cli/VerbOptions.h"
 #include "workbench/record/HistorySettings.h"
+#include "workbench/record/SessionJson.h"
 
 #include <array>
 #include <ctime>
@@ -40,9 +41,9 @@ void addSession(CLI::App& verb, Arguments& arguments) {
         ->type_name("SESSION");
 }
 
-void addText(CLI::App& verb, const std::string& name, std::optional<std::string>& text, const std::string& description,
-             const std::string& type) {
-    verb.add_option(name, text, description)->type_name(type);
+CLI::Option* addText(CLI::App& verb, const std::string& name, std::optional<std::string>& text,
+                     const std::string& description, const std::string& type) {
+    return verb.add_option(name, text, description)->type_name(type);
 }
 
 void addItemsOnly(CLI::App& verb, Arguments& arguments, const std::string& what) {
@@ -110,7 +111,11 @@ void describeItem(CLI::App& history, Arguments& arguments) {
     addNumber(*item, "number", "Number of the item", [&arguments](const std::string& text) {
         return parseNumber(text, arguments.history.item);
     })->required();
-    addText(*item, "--serial", arguments.history.serial, "Of the phone with this serial number, over time", "SERIAL");
+    CLI::Option* serial = addText(*item, "--serial", arguments.history.serial,
+                                  "Of the phone with this serial number, over time", "SERIAL");
+    addText(*item, "--port", arguments.history.port,
+            "Of the phones that were on this port and told no serial number, over time", "PORT")
+        ->excludes(serial);
     addText(*item, "--model", arguments.history.model, "Of phones of this model alone", "MODEL");
     addRing(*item, arguments);
     addJson(*item, arguments, "Write it");
@@ -183,7 +188,13 @@ void describeChanges(CLI::App& history, Arguments& arguments) {
                                     "Keep a note with a session, in place of the one that it had",
                                     "calvane-batch history note 1f2e3d4c \"antenna exchanged\"");
     addSession(*note, arguments);
-    note->add_option("text", arguments.history.note, "The note")->required()->type_name("TEXT");
+    note->add_option("text", arguments.history.note, "The note")
+        ->required()
+        ->type_name("TEXT")
+        ->check([](const std::string& text) {
+            const bool isShort = text.size() <= record::kMaxTextBytes;
+            return isShort ? "" : "it is longer than " + std::to_string(record::kMaxTextBytes) + " bytes";
+        });
     addTelling(*note, arguments);
 }
 

@@ -9,7 +9,7 @@
 include(GNUInstallDirs)
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CALVANE_REVISION 2)
+set(CALVANE_REVISION 3)
 set(components batch)
 set(batch_programs calvane-batch phone-simulator)
 set(batch_files "NV Decoder.vrk" "NV Decoder.units" "Sample Phone.nvmem" "Tessra.toml")

@@ -10,13 +10,7 @@ const record::ShownStore& StoreLink::opened() {
 }
 
 std::vector<record::SessionItem> StoreLink::itemsOf(const record::Session& session) {
-    auto items = history().items(session.uuid);
-    for (record::SessionItem& item : items) {
-        if (session.state == record::SessionState::kInterrupted && item.state == record::ItemState::kNotTried) {
-            item.state = record::ItemState::kNotKnown;
-        }
-    }
-    return items;
+    return history().items(session.uuid);
 }
 
 Calvane& StoreLink::catalog() {

@@ -111,10 +111,14 @@ TEST_F(BatchHistory, SessionsAreListedAndShownWhateverTheyHold) {
                     .out.ends_with("   30  NV_B  (readwrite)\n  [1]  BYTE          9  x\nno value: 40\n"));
     EXPECT_EQ(ask("show 3").err,
               "calvane-batch: The record has no session, or several, whose number begins with '3'.\n");
+    EXPECT_EQ(ask("show 1111 --ids 30,9999").status, 7);
+    EXPECT_EQ(ask("show 1111 --ids 30,9999").err, "calvane-batch: The session has no item 9999.\n");
+    const std::string found = "(who wrote it is not known)\n";
     EXPECT_EQ(ask("item 30 --serial 0000000001").out,
-              "30 NV_B of Sample 0000000001\n2026-11-17 10:30:01  11111111  read by anna@bench\n       x: 9\n"
-              "2026-11-17 10:30:02  22222222  write by anna@bench\n       x: 9 -> 7\n"
-              "2026-11-17 10:30:02  22222222  write by anna@bench\n       x: 7 -> 9\n");
+              "30 NV_B of Sample 0000000001\n2026-11-17 10:30:01  11111111  found by a read by anna@bench " + found +
+                  "       x: 9\n2026-11-17 10:30:02  22222222  found by a write by anna@bench " + found +
+                  "       x: 9 -> 7\n"
+                  "2026-11-17 10:30:02  22222222  write by anna@bench\n       x: 7 -> 9\n");
     EXPECT_EQ(ask("item 30 --serial none").status, 6);
 }
 
@@ -201,6 +205,8 @@ TEST_F(BatchHistory, APhoneWithoutANumberIsWrittenToWhereThatIsMeant) {
     read.port = "COM3";
     add(read, {{.number = 30, .state = ItemState::kRead, .after = bytes({1})}});
     EXPECT_EQ(ask("list").out, "2026-11-17 10:30:01  Sample without a serial number on COM3, 1 session\n");
+    EXPECT_TRUE(ask("item 30 --port com3 --model Sample").out.ends_with("(who wrote it is not known)\n       x: 1\n"));
+    EXPECT_EQ(ask("item 30 --port COM1").status, 6);
     EXPECT_EQ(ask("restore 1 --port COM3").status, 8);
     EXPECT_EQ(ask("restore 1 --port COM1 --unknown-phone").status, 8) << "this one has a number";
     expectValues("COM3", "d4fe02aa 05000000 09000000");
@@ -222,6 +228,7 @@ TEST_F(BatchHistory, SessionsTravelAsFilesAndKeepTheirNotes) {
     EXPECT_EQ(ask("export 1111 s.mox").status, 6) << "it is there";
     EXPECT_EQ(ask("export 1111 s.txt").status, 2);
     EXPECT_EQ(ask("export 1111 h").status, 2);
+    EXPECT_EQ(ask("note 1111 " + std::string(65537, 'n')).status, 2) << "no import would take it";
     ASSERT_EQ(ask("note 1111 'antenna exchanged'").status, 0);
     EXPECT_TRUE(ask("list --sessions").out.ends_with("; antenna exchanged\n"));
     EXPECT_EQ(ask("prune --keep soon").status, 2);
@@ -237,6 +244,8 @@ TEST_F(BatchHistory, SessionsTravelAsFilesAndKeepTheirNotes) {
     expectRun("history lits", 2,
               "calvane-batch: unknown verb 'lits' of history; did you mean list? (calvane-batch "
               "history --help says more)\n");
+    expectRun("read --only-port", 2,
+              "calvane-batch: --only-port: 1 required TEXT missing (calvane-batch read --help says more)\n");
     expectRun("history", 2, "calvane-batch: no verb is given (calvane-batch history --help says more)\n");
 }
 
@@ -248,10 +257,18 @@ TEST_F(BatchHistory, TheQuestionsOfTheDocumentationAreAnsweredAsPrinted) {
     std::filesystem::copy_file(CALVANE_BATCH, folder / "calvane-batch");
     std::filesystem::rename(folder / "ring.vrk", folder / "NV Decoder.vrk");
     std::filesystem::rename(folder / "h", folder / "History.sqlite");
-    const std::string told = outputOf("cd '" + folder.path.string() +
-                                      "' && PATH=$PWD:$PATH bash questions.sh 0000000001 30 2026-11-17 COM1 2>&1");
-    for (const char* line : {"\n  [1]  BYTE          9  x\n", "       x: 7 -> 9\n", "30 NV_B of 1 phone\n",
-                             "COM1 (Sample 0000000001): 2 written and verified.\n"}) {
+    const auto answers = [&](const std::string& arguments) {
+        return outputOf("cd '" + folder.path.string() + "' && PATH=$PWD:$PATH bash questions.sh " + arguments +
+                        " 2>&1");
+    };
+    EXPECT_TRUE(answers("0000000001 30 2026-11-18 COM1")
+                    .ends_with("\nThe record has no read of 0000000001 since 2026-11-18: nothing was put back.\n"));
+    const std::string told = answers("0000000001 30 2026-11-17 COM1");
+    EXPECT_TRUE(told.starts_with("2026-11-17 10:30:01  11111111  found by a read by anna@bench (who wrote it is not "
+                                 "known)\n       x: 9\n30 NV_B of "))
+        << told;
+    for (const char* line :
+         {"       x: 7 -> 9\n", "30 NV_B of 1 phone\n", "COM1 (Sample 0000000001): 2 written and verified.\n"}) {
         EXPECT_NE(told.find(line), std::string::npos) << told;
     }
 }

@@ -64,6 +64,15 @@ std::vector<SessionItem> itemsOfWrite(Database& database, std::int64_t session) 
     return items;
 }
 
+/// Of a write whose program died: what it had not told of until then may have left it all the same.
+void takeAsSent(std::vector<SessionItem>& items) {
+    for (SessionItem& item : items) {
+        if (item.state == ItemState::kNotTried) {
+            item.state = ItemState::kNotKnown;
+        }
+    }
+}
+
 } // namespace
 
 std::vector<PhoneRow> History::phones() {
@@ -133,14 +142,20 @@ std::optional<Session> History::session(const std::string& uuid) {
 }
 
 std::vector<SessionItem> History::items(const std::string& uuid) {
-    const auto rows = database_->run("SELECT id, snapshot FROM session WHERE uuid = ?1", {uuid});
+    const auto rows = database_->run("SELECT id, snapshot, kind, state FROM session WHERE uuid = ?1", {uuid});
     if (rows.empty()) {
         return {};
     }
-    const Value& snapshot = rows.front().at(1);
-    const bool isRead = !std::holds_alternative<std::monostate>(snapshot);
-    return isRead ? itemsOfRead(*database_, numberIn(snapshot))
-                  : itemsOfWrite(*database_, numberIn(rows.front().at(0)));
+    const Row& row = rows.front();
+    if (!std::holds_alternative<std::monostate>(row.at(1))) {
+        return itemsOfRead(*database_, numberIn(row.at(1)));
+    }
+    auto items = itemsOfWrite(*database_, numberIn(row.at(0)));
+    const bool isWrite = enumeratorIn(row.at(2), SessionKind::kRestore) != SessionKind::kRead;
+    if (isWrite && enumeratorIn(row.at(3), SessionState::kInterrupted) == SessionState::kInterrupted) {
+        takeAsSent(items);
+    }
+    return items;
 }
 
 std::vector<ValueSince> History::overTime(std::int64_t phone, std::uint16_t number) {

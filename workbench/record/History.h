@@ -57,7 +57,8 @@ public:
     std::vector<Session> sessions(const SessionQuery& query);
     /// By the whole uuid, or by the first characters where only one begins so.
     std::optional<Session> session(const std::string& uuid);
-    /// In the order in which they were asked for or written: a read's by ascending number.
+    /// In the order in which they were asked for or written: a read's by ascending number. Those that an interrupted
+    /// write has not told of are kNotKnown: they may have been sent.
     std::vector<SessionItem> items(const std::string& uuid);
     /// The values that one item of one phone has had, the oldest first; only changes.
     std::vector<ValueSince> overTime(std::int64_t phone, std::uint16_t number);

@@ -55,7 +55,6 @@ public:
 
     /// Empty where it is not there.
     std::string text(const char* key) const {
-        constexpr std::size_t kMaxBytes = std::size_t{1} << 16U;
         if (!has(key)) {
             return {};
         }
@@ -65,7 +64,7 @@ public:
         }
         auto text = value.get<std::string>();
         // A server of databases takes no such character.
-        if (text.find('\0') != std::string::npos || text.size() > kMaxBytes) {
+        if (text.find('\0') != std::string::npos || text.size() > kMaxTextBytes) {
             refuse(std::string("its \"") + key + "\" is too long, or has a character 0");
         }
         return text;

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -21,6 +22,9 @@ const char* wordOf(SessionKind kind);
 const char* wordOf(SessionState state);
 /// "not_tried", "read", "no_value", "failed", "missing", "verified", "refused", "different", "not_known".
 const char* wordOf(ItemState state);
+
+/// A text of a session is no longer than this where it comes from a file.
+inline constexpr std::size_t kMaxTextBytes = std::size_t{1} << 16U;
 
 /// What a list of sessions says of one.
 nlohmann::ordered_json sessionJson(const Session& session);

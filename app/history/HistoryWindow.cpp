@@ -27,15 +27,6 @@ const std::vector<int> kPhoneWidths{8, 11};
 const std::vector<int> kSessionWidths{18, 20, 13, 5, 6, 9};
 const std::vector<int> kItemWidths{6, 26, 16, 16};
 
-QLabel* plainLabel(const char* name) {
-    auto* label = new QLabel;
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText); // texts hold what phones and stores say
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 /// A table below the line that names it; `beside` stands in that line.
 QWidget* titled(const char* title, QWidget& table, const std::vector<QWidget*>& beside = {}) {
     auto* pane = new QWidget;

@@ -27,15 +27,6 @@ constexpr int kChartHeight = 220;       ///< and of the table below it, as share
 const std::vector<int> kChangeWidths{18, 18, 20, 14};
 const std::vector<int> kSpreadWidths{32, 12, 18};
 
-QLabel* plainLabel(const char* name) {
-    auto* label = new QLabel;
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 } // namespace
 
 ItemHistoryWindow::ItemHistoryWindow(std::shared_ptr<UserInterface> userInterface, HistorySource source,

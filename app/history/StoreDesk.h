@@ -1,18 +1,24 @@
 #pragma once
 
-#include "app/document/PhoneJobs.h"
+#include "app/document/UserInterface.h"
 #include "engine/Calvane.h"
 #include "workbench/Units.h"
 #include "workbench/record/History.h"
 #include "workbench/record/ShownStore.h"
 
+#include <atomic>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
+
+/// How long a window that goes waits for a question to the store, such as one that stores a note.
+inline constexpr std::chrono::seconds kLongestAnswer{2};
 
 /// Where windows of the record find it, and what gives its bytes a meaning.
 struct HistorySource {
@@ -39,22 +45,32 @@ public:
     Calvane& catalog();
     /// The next question opens the store anew.
     void close() { opened_.reset(); }
+    /// Nobody waits for an answer any more: what is asked from now on throws. Any thread.
+    void leave() { isLeft_ = true; }
 
 private:
+    void requireAsker() const;
+
     const std::function<record::ShownStore()> open_;
     const std::string ringPath_;
+    std::atomic<bool> isLeft_ = false;
     std::optional<record::ShownStore> opened_;
     std::unique_ptr<Calvane> catalog_;
 };
 
 /// Asks the store on a thread of its own, one question after the other, so that no window waits for a disk or a server.
-/// Of questions with one topic that still wait, the newest is asked alone. User-interface thread.
+/// Of questions with one topic that still wait, the newest is asked alone. A store that does not answer keeps nobody at
+/// the end: its thread is left to itself then, with all that it uses. User-interface thread.
 class StoreDesk {
 public:
     /// `changed` is called when isAsking() may have changed; `failed` with a text for the user where a question could
-    /// not be answered. The user interface outlives the desk.
+    /// not be answered. The user interface outlives the desk, not a thread that was left.
     StoreDesk(UserInterface& userInterface, const HistorySource& source, std::function<void()> changed,
               std::function<void(const std::string&)> failed);
+    /// Waits for an answer kLongestAnswer at most, and reports none.
+    ~StoreDesk();
+    StoreDesk(const StoreDesk&) = delete;
+    StoreDesk& operator=(const StoreDesk&) = delete;
 
     /// `find` runs on the thread, with a StoreLink&; `take` gets here what it answered, unless the desk is gone.
     template <typename Find, typename Take>
@@ -64,7 +80,7 @@ public:
         add({topic, [answer, find = std::move(find)](StoreLink& link) { answer->emplace(find(link)); },
              [answer, take = std::move(take)] { take(std::move(**answer)); }});
     }
-    bool isAsking() const { return jobs_.isRunning(); }
+    bool isAsking() const { return thread_.joinable(); }
 
 private:
     struct Question {
@@ -73,12 +89,16 @@ private:
         std::function<void()> take;
     };
 
+    struct Asking;
+
     void add(Question question);
     void askNext();
+    void end(const std::string& failure, const std::function<void()>& take);
 
     const std::function<void()> changed_;
     const std::function<void(const std::string&)> failed_;
     const std::shared_ptr<StoreLink> link_;
+    const std::shared_ptr<Asking> asking_; ///< shared with the thread, as the link is
     std::deque<Question> waiting_;
-    PhoneJobs jobs_; ///< last: its thread uses the link
+    std::thread thread_;
 };

@@ -185,12 +185,10 @@ void HistoryWindow::refresh(const std::string& uuid) {
     desk_.ask(
         kPhones,
         [uuid](StoreLink& link) {
-            link.close(); // the store that is to be had now
-            Known known{aboutOf(link.opened()), link.opened().place, link.history().phones(), {}};
-            if (!uuid.empty()) {
-                known.wanted = link.history().session(uuid);
-            }
-            return known;
+            link.openAnew();
+            const auto wanted = uuid.empty() ? std::nullopt : link.sessionWherever(uuid);
+            return Known{aboutOf(link.opened()), link.opened().place, link.history().phones(), wanted,
+                         link.isOwnInstead()};
         },
         [this, uuid](Known known) {
             if (!uuid.empty() && !known.wanted) {
@@ -212,6 +210,7 @@ void HistoryWindow::takePhones(Known known) {
     };
     wantedSession_ = known.wanted ? known.wanted->uuid : session() != nullptr ? session()->uuid : std::string();
     about_ = known.about;
+    isOwnInstead_ = known.isOwnInstead;
     store_->setToolTip(plainToolTip(shownText(known.place)));
     if (known.wanted) {
         filter_->clear();

@@ -16,9 +16,26 @@ void StoreLink::requireAsker() const {
 const record::ShownStore& StoreLink::opened() {
     requireAsker();
     if (!opened_) {
-        opened_ = open_();
+        opened_ = isOwnInstead_ ? openOwn_() : open_();
     }
     return *opened_;
+}
+
+std::optional<record::Session> StoreLink::sessionWherever(const std::string& uuid) {
+    auto found = history().session(uuid);
+    if (!found && opened().isShared && openOwn_) {
+        try {
+            record::ShownStore own = openOwn_();
+            found = record::History(own.store->database()).session(uuid);
+            if (found) {
+                own.remark = "The shared record does not have the session yet.";
+                opened_ = std::move(own);
+                isOwnInstead_ = true;
+            }
+        } catch (const record::DatabaseError&) { // NOLINT(bugprone-empty-catch): then nobody has it
+        }
+    }
+    return found;
 }
 
 std::vector<record::SessionItem> StoreLink::itemsOf(const record::Session& session) {
@@ -56,7 +73,7 @@ struct StoreDesk::Asking {
 StoreDesk::StoreDesk(UserInterface& userInterface, const HistorySource& source, std::function<void()> changed,
                      std::function<void(const std::string&)> failed)
     : changed_(std::move(changed)), failed_(std::move(failed)),
-      link_(std::make_shared<StoreLink>(source.open, source.ringPath)),
+      link_(std::make_shared<StoreLink>(source.open, source.ringPath, source.openOwn)),
       asking_(std::make_shared<Asking>(userInterface)) {}
 
 StoreDesk::~StoreDesk() {

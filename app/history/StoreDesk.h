@@ -26,25 +26,37 @@ struct HistorySource {
     std::function<record::ShownStore()> open;
     std::string ringPath; ///< of the decoder ring that names the items
     workbench::Units units;
+    /// Opens this computer's own store, for what the one above does not have yet; as above. Empty: there is none.
+    std::function<record::ShownStore()> openOwn = {};
 };
 
 /// What questions to the store use: a connection and a catalog, made when the first one needs them. One thread at a
 /// time.
 class StoreLink {
 public:
-    explicit StoreLink(std::function<record::ShownStore()> open, std::string ringPath)
-        : open_(std::move(open)), ringPath_(std::move(ringPath)) {}
+    StoreLink(std::function<record::ShownStore()> open, std::string ringPath,
+              std::function<record::ShownStore()> openOwn = {})
+        : open_(std::move(open)), openOwn_(std::move(openOwn)), ringPath_(std::move(ringPath)) {}
 
     const record::ShownStore& opened();
     record::Store& store() { return *opened().store; }
     record::History history() { return record::History(store().database()); }
+    /// The session with this uuid. One that the shared store does not have is looked for in this computer's own, which
+    /// is the opened one then, up to openAnew().
+    std::optional<record::Session> sessionWherever(const std::string& uuid);
+    bool isOwnInstead() const { return isOwnInstead_; }
     /// The items of the session. Of one whose program died nobody knows what became of those that it has not reported:
     /// the one under way may be on the phone, and a power cut takes the last second of the record.
     std::vector<record::SessionItem> itemsOf(const record::Session& session);
     /// Of a ring that can't be read to its end, what stands before the fault.
     Calvane& catalog();
-    /// The next question opens the store anew.
+    /// The next question opens the same store anew.
     void close() { opened_.reset(); }
+    /// The next question opens the store that is to be had then.
+    void openAnew() {
+        isOwnInstead_ = false;
+        close();
+    }
     /// Nobody waits for an answer any more: what is asked from now on throws. Any thread.
     void leave() { isLeft_ = true; }
 
@@ -52,8 +64,10 @@ private:
     void requireAsker() const;
 
     const std::function<record::ShownStore()> open_;
+    const std::function<record::ShownStore()> openOwn_;
     const std::string ringPath_;
     std::atomic<bool> isLeft_ = false;
+    bool isOwnInstead_ = false;
     std::optional<record::ShownStore> opened_;
     std::unique_ptr<Calvane> catalog_;
 };

@@ -334,6 +334,42 @@ TEST_F(History, ASessionThatIsNotThereIsTold) {
     EXPECT_EQ(rows("history_phones").size(), 2U);
 }
 
+TEST_F(History, ASessionThatTheSharedStoreLacksIsShownFromTheOwn) {
+    makeStore();
+    start();
+    const auto shared = [place = (folder / "shared.sqlite").string()] {
+        record::ShownStore opened = record::openShownAt(place, true);
+        opened.isShared = true;
+        return opened;
+    };
+    const auto own = [place = (folder / record::kStoreFileName).string()] { return record::openShownAt(place); };
+    auto* window = new HistoryWindow(std::make_shared<QtUserInterface>(&this->window()),
+                                     {.open = shared, .ringPath = doc().ring().path.string(), .openOwn = own},
+                                     HistoryActions(), &this->window());
+    for (const auto& [uuid, about, items] :
+         {std::tuple(kWriteUuid.c_str(),
+                     "The record of this computer. The shared record does not have the session yet.", 4U),
+          std::tuple("", "The shared record.", 0U)}) {
+        window->refresh(uuid);
+        ASSERT_TRUE(isIdle());
+        EXPECT_EQ(part<QLabel>("history_store").text().toStdString(), about);
+        EXPECT_EQ(rows("history_items").size(), items);
+        EXPECT_EQ(message(), "");
+    }
+}
+
+TEST_F(History, IsThereWithoutADocument) {
+    makeStore();
+    start();
+    frame().close();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return window().activeFrame() == nullptr; }, 30000));
+    window().refresh();
+    ASSERT_TRUE(window().action(CommandId::kHistory)->isEnabled());
+    run(CommandId::kHistory);
+    ASSERT_TRUE(isIdle());
+    EXPECT_EQ(rows("history_items")[0], "20|NV_ALPHA|1|2|verified");
+}
+
 TEST_F(History, AStoreThatDoesNotAnswerKeepsNoWindow) {
     start();
     std::promise<void> answer;

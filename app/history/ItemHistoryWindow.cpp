@@ -209,6 +209,7 @@ void ItemHistoryWindow::showSpread(std::size_t field, const workbench::FieldUnit
                             .own = own,
                             .isOwnUnusual =
                                 verdict == record::Verdict::kUnusual || verdict == record::Verdict::kUnlikeMost,
+                            .unusualWord = verdict == record::Verdict::kUnlikeMost ? "unlike most" : "unusual",
                             .valueOf = {}};
     // By value: it is drawn again whenever the colours change.
     const auto meaning = unit == nullptr ? std::nullopt : std::optional(*unit);

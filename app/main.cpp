@@ -2,8 +2,6 @@
 #include "app/dialogs/MessageBox.h"
 #include "app/frame/CCalvaneApp.h"
 #include "app/frame/CMainFrame.h"
-#include "app/frame/CSplitterFrame.h"
-#include "app/frame/HistoryPart.h"
 #include "platform/kernel/MessageException.h"
 #include "platform/kernel/Process.h"
 #include "platform/kernel/StandardDescriptors.h"
@@ -132,11 +130,7 @@ int main(int argc, char** argv) {
         app.setDeviceDesk(&desk);
         const auto recorder = startRecorder(programDirectory);
         app.setRecorder(recorder.get());
-        app.setShowHistory([&app](const std::string& uuid) {
-            if (CSplitterFrame* frame = app.mainFrame()->activeFrame()) {
-                frame->historyPart().showHistory(uuid);
-            }
-        });
+        app.setShowHistory([&app](const std::string& uuid) { app.mainFrame()->showHistory(uuid); });
         const bool started = app.initInstance(programDirectory, file, calibrationFiles);
         const int status = started ? CCalvaneApp::exec() : EXIT_FAILURE;
         app.end(); // while the service that its sessions use is still there

@@ -28,15 +28,6 @@ namespace {
 constexpr int kChangeDelayMs = 100;
 constexpr QSize kFirstSize{980, 560};
 
-QLabel* plainLabel(const char* name) {
-    auto* label = new QLabel;
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText); // texts hold what phones and files say
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 /// The keys that are this window's while it has the focus, also where the main window has them.
 enum class Key { kNone, kNext, kPrevious, kAgain, kFilter };
 Key keyOf(const QKeyEvent& event) {

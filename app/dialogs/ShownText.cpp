@@ -2,6 +2,7 @@
 
 #include "workbench/MessageText.h"
 
+#include <QLabel>
 #include <QTextDocument>
 
 namespace {
@@ -23,4 +24,13 @@ QString shownLines(std::string_view text) {
 
 QString plainToolTip(const QString& text) {
     return Qt::mightBeRichText(text) ? "<span style='white-space:pre'>" + text.toHtmlEscaped() + "</span>" : text;
+}
+
+QLabel* plainLabel(const char* name) {
+    auto* label = new QLabel;
+    label->setObjectName(name);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    return label;
 }

@@ -9,6 +9,7 @@
 #include "app/frame/CSplitterFrame.h"
 #include "app/frame/CommandTable.h"
 #include "app/frame/FileDrop.h"
+#include "app/frame/HistoryPart.h"
 #include "app/frame/Licences.h"
 #include "app/frame/MainMenus.h"
 #include "app/frame/MainStatusBar.h"
@@ -370,6 +371,10 @@ void CMainFrame::runCommand(CommandId id) {
     case CommandId::kViewStatusBar:
         statusBar_->setVisible(actions_[id]->isChecked());
         break;
+    case CommandId::kHistory:
+        showHistory();
+        refresh();
+        break;
     default:
         if (CSplitterFrame* frame = activeFrame(); frame != nullptr && actions_[id]->isEnabled()) {
             frame->runCommand(id);
@@ -377,6 +382,10 @@ void CMainFrame::runCommand(CommandId id) {
         refresh();
         break;
     }
+}
+
+void CMainFrame::showHistory(const std::string& uuid) {
+    HistoryPart::showHistoryOf(*this, programDirectory_, uuid);
 }
 
 void CMainFrame::tellForAWhile(const QString& text) {

@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <filesystem>
 #include <map>
+#include <string>
 
 class CSplitterFrame;
 class MainMenus;
@@ -32,6 +33,9 @@ public:
 
     QAction* action(CommandId id) const;
     void runCommand(CommandId id);
+
+    /// Shows the record's window, at the session with this uuid where one is named.
+    void showHistory(const std::string& uuid = {});
 
     /// Tells something in the status bar, for a minute.
     void tellForAWhile(const QString& text);

@@ -10,6 +10,7 @@
 #include "app/views/EditHistory.h"
 #include "workbench/LoadedDate.h"
 #include "workbench/NumberTexts.h"
+#include "workbench/ProgramFiles.h"
 #include "workbench/record/SessionJson.h"
 #include "workbench/record/SessionText.h"
 
@@ -50,15 +51,31 @@ Window& oneWindow(QWidget& mainWindow, Make make) {
     return window == nullptr ? *make() : *window;
 }
 
+HistorySource sourceIn(const std::filesystem::path& programDirectory, const std::filesystem::path& ring,
+                       const workbench::Units& units) {
+    return {
+        .open = [programDirectory] { return record::openShown(record::readSettings(programDirectory)); },
+        .ringPath = ring.string(),
+        .units = units,
+        .openOwn =
+            [programDirectory] { return record::openShownAt(record::readSettings(programDirectory).file.string()); }};
+}
+
+void showItemOf(QWidget& main, const HistorySource& source, const ItemQuestion& question, bool overPhones) {
+    auto& window = oneWindow<ItemHistoryWindow>(
+        main, [&] { return new ItemHistoryWindow(std::make_shared<QtUserInterface>(&main), source, &main); });
+    bringToFront(window);
+    window.showItem(question, overPhones);
+}
+
 } // namespace
 
 HistorySource HistoryPart::source() const {
     CCalvaneDoc& document = document_.window.document();
-    return {[own = document_.programDirectory] { return record::openShown(record::readSettings(own)); },
-            document.ring().path.string(), document.units()};
+    return sourceIn(document_.programDirectory, document.ring().path, document.units());
 }
 
-HistoryActions HistoryPart::actions() const {
+HistoryActions HistoryPart::actionsFor(const HistorySource& source) {
     return {.openAsDocument = [](SessionValues values) -> std::string {
                 CMainFrame& main = mainFrame();
                 if (CSplitterFrame::isAnyWaiting(main)) {
@@ -86,10 +103,8 @@ HistoryActions HistoryPart::actions() const {
                 return part == nullptr ? kNoDocument : part->restore(std::move(values));
             },
             .showItem =
-                [](const record::PhoneRow& phone, std::uint16_t number, bool overPhones) {
-                    if (HistoryPart* part = activePart()) {
-                        part->showItem({{phone.serial, phone.model, {}}, phone.port, number}, overPhones);
-                    }
+                [source](const record::PhoneRow& phone, std::uint16_t number, bool overPhones) {
+                    showItemOf(mainFrame(), source, {{phone.serial, phone.model, {}}, phone.port, number}, overPhones);
                 }};
 }
 
@@ -105,20 +120,36 @@ void HistoryPart::run(CommandId command) {
     }
 }
 
-void HistoryPart::showHistory(const std::string& uuid) {
-    QWidget& main = *document_.window.window();
-    auto& window = oneWindow<HistoryWindow>(
-        main, [&] { return new HistoryWindow(std::make_shared<QtUserInterface>(&main), source(), actions(), &main); });
+void HistoryPart::showHistory(const std::string& uuid) const {
+    show(*document_.window.window(), source(), uuid);
+}
+
+void HistoryPart::showHistoryOf(CMainFrame& main, const std::filesystem::path& programDirectory,
+                                const std::string& uuid) {
+    if (CSplitterFrame* frame = main.activeFrame()) {
+        frame->historyPart().showHistory(uuid);
+        return;
+    }
+    const std::filesystem::path ring = workbench::ringFile(programDirectory);
+    workbench::Units units;
+    try {
+        units = workbench::Units::load(workbench::Units::pathBeside(ring));
+    } catch (const CalvaneException& failure) {
+        qCritical("%s", failure.what()); // the values are shown without
+    }
+    show(main, sourceIn(programDirectory, ring, units), uuid);
+}
+
+void HistoryPart::show(QWidget& main, const HistorySource& source, const std::string& uuid) {
+    auto& window = oneWindow<HistoryWindow>(main, [&] {
+        return new HistoryWindow(std::make_shared<QtUserInterface>(&main), source, actionsFor(source), &main);
+    });
     bringToFront(window);
     window.refresh(uuid);
 }
 
 void HistoryPart::showItem(const ItemQuestion& question, bool overPhones) {
-    QWidget& main = *document_.window.window();
-    auto& window = oneWindow<ItemHistoryWindow>(
-        main, [&] { return new ItemHistoryWindow(std::make_shared<QtUserInterface>(&main), source(), &main); });
-    bringToFront(window);
-    window.showItem(question, overPhones);
+    showItemOf(*document_.window.window(), source(), question, overPhones);
 }
 
 // The phone that the value is of, or else the one that the document has met last.

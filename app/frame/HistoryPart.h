@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+class CMainFrame;
 class CNvParam;
 class CSplitterFrame;
 class ComparePart;
@@ -41,11 +42,15 @@ public:
     void run(CommandId command) override;
 
     /// Shows the window at the session with this uuid.
-    void showHistory(const std::string& uuid = {});
+    void showHistory(const std::string& uuid = {}) const;
+    /// Likewise where no document may be open.
+    static void showHistoryOf(CMainFrame& main, const std::filesystem::path& programDirectory,
+                              const std::string& uuid = {});
 
 private:
     HistorySource source() const;
-    HistoryActions actions() const;
+    static HistoryActions actionsFor(const HistorySource& source);
+    static void show(QWidget& main, const HistorySource& source, const std::string& uuid);
     void showItem(const ItemQuestion& question, bool overPhones);
     ItemQuestion selectedItem() const;
     void takeValues(SessionValues values);

@@ -27,15 +27,6 @@ const std::vector<int> kPhoneWidths{8, 11};
 const std::vector<int> kSessionWidths{18, 20, 13, 5, 6, 9};
 const std::vector<int> kItemWidths{6, 26, 16, 16};
 
-QLabel* plainLabel(const char* name) {
-    auto* label = new QLabel;
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText); // texts hold what phones and stores say
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 /// A table below the line that names it; `beside` stands in that line.
 QWidget* titled(const char* title, QWidget& table, const std::vector<QWidget*>& beside = {}) {
     auto* pane = new QWidget;
@@ -194,12 +185,10 @@ void HistoryWindow::refresh(const std::string& uuid) {
     desk_.ask(
         kPhones,
         [uuid](StoreLink& link) {
-            link.close(); // the store that is to be had now
-            Known known{aboutOf(link.opened()), link.opened().place, link.history().phones(), {}};
-            if (!uuid.empty()) {
-                known.wanted = link.history().session(uuid);
-            }
-            return known;
+            link.openAnew();
+            const auto wanted = uuid.empty() ? std::nullopt : link.sessionWherever(uuid);
+            return Known{aboutOf(link.opened()), link.opened().place, link.history().phones(), wanted,
+                         link.isOwnInstead()};
         },
         [this, uuid](Known known) {
             if (!uuid.empty() && !known.wanted) {
@@ -221,6 +210,7 @@ void HistoryWindow::takePhones(Known known) {
     };
     wantedSession_ = known.wanted ? known.wanted->uuid : session() != nullptr ? session()->uuid : std::string();
     about_ = known.about;
+    isOwnInstead_ = known.isOwnInstead;
     store_->setToolTip(plainToolTip(shownText(known.place)));
     if (known.wanted) {
         filter_->clear();

@@ -71,6 +71,7 @@ private:
         std::string place;
         std::vector<record::PhoneRow> phones;
         std::optional<record::Session> wanted;
+        bool isOwnInstead = false;
     };
 
     QWidget* makePhones();
@@ -111,6 +112,7 @@ private:
     std::vector<const ShownItem*> shownItems_;
     std::string wantedSession_; ///< gone to once the sessions are there
     std::string about_;
+    bool isOwnInstead_ = false; ///< this computer's own store is shown where the shared one lacks the session
     RowsTable phoneTable_;
     RowsTable sessionTable_;
     RowsTable itemTable_;

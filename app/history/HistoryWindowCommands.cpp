@@ -63,8 +63,8 @@ void HistoryWindow::openAsDocument() {
 
 SessionSide HistoryWindow::sideOf(const record::Session& session) const {
     const bool isChosen = &session == this->session();
-    return {labelOf(session), [session, which = isChosen ? which() : record::Which::kAfter, open = source_.open,
-                               ring = source_.ringPath] {
+    return {labelOf(session), [session, which = isChosen ? which() : record::Which::kAfter,
+                               open = isOwnInstead_ ? source_.openOwn : source_.open, ring = source_.ringPath] {
                 StoreLink link(open, ring);
                 return setOf(session, which, link);
             }};

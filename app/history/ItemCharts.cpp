@@ -21,6 +21,7 @@ constexpr int kLeastHeight = 150;
 constexpr int kLinesUpward = 5;
 constexpr int kLinesAcross = 6;
 constexpr double kMargin = 0.06; ///< beside the values, as a part of their range
+constexpr double kMinuteMs = 60'000;
 constexpr double kDayMs = 86'400'000;
 
 AxisRange withMargin(AxisRange range) {
@@ -141,7 +142,9 @@ void ItemChart::drawSteps(const std::vector<QPointF>& values, const QString& axi
     const AxisRange across = withMargin({begin, std::max(now, begin + 60'000)});
     time->setRange(QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(across.low)),
                    QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(across.high)));
-    time->setFormat(across.span() < 3 * kDayMs ? "MM-dd HH:mm" : "yyyy-MM-dd");
+    // As fine as the lines are apart, so that no two have the same text.
+    const double apart = across.span() / (kLinesAcross - 1);
+    time->setFormat(apart < kMinuteMs ? "HH:mm:ss" : apart < kDayMs ? "MM-dd HH:mm" : "yyyy-MM-dd");
     time->setTickCount(kLinesAcross);
     setAxes(time, valueAxis(withMargin(range), kLinesUpward, axis));
 }
@@ -171,7 +174,8 @@ void ItemChart::drawSpread(const Spread& spread, const QString& axis) {
     bars->setPen(penOf(fill, 1));
     fill.setAlpha(120);
     bars->setBrush(fill);
-    bars->setName("phones");
+    const std::size_t fartherOff = histogram.below + histogram.above;
+    bars->setName(fartherOff == 0 ? QString("phones") : QString("phones, %1 farther off").arg(fartherOff));
     chart()->addSeries(bars);
     const double left = std::min(placeOf(0), placeOf(histogram.counts.size()));
     const double right = std::max(placeOf(0), placeOf(histogram.counts.size()));
@@ -198,7 +202,8 @@ void ItemChart::drawSpread(const Spread& spread, const QString& axis) {
         const double place = spread.valueOf(*spread.own);
         const bool isFarOff = place < seen.low || place > seen.high;
         addMark(*spread.own, penOf(color, 3),
-                QString("this phone") + (spread.isOwnUnusual ? ": unusual" : "") + (isFarOff ? ", far beside" : ""));
+                QString("this phone") + (spread.isOwnUnusual ? ": " + spread.unusualWord : QString()) +
+                    (isFarOff ? ", far beside" : ""));
     }
     auto* phones = valueAxis({0, most * (1 + kMargin)}, kLinesUpward, "phones");
     phones->setTickInterval(std::max(1.0, niceStep(most, kLinesUpward)));

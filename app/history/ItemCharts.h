@@ -30,6 +30,7 @@ public:
         bool isKnown = false; ///< what is usual
         std::optional<double> own = {};
         bool isOwnUnusual = false;
+        QString unusualWord = "unusual"; ///< for the own one
         std::function<double(double raw)> valueOf;
     };
     void showSpread(Spread spread, const QString& axis);

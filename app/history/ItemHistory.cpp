@@ -52,7 +52,8 @@ ItemHistory askItemHistory(StoreLink& link, const ItemQuestion& question) {
         change.item = answer.layout;
         change.item.setRawData(value->data);
         if (const auto session = value->session.empty() ? std::nullopt : store.session(value->session)) {
-            change.by = record::operatorText(*session);
+            const bool isRead = session->kind == record::SessionKind::kRead;
+            change.by = (value->isFound && !isRead ? "found by " : "") + record::operatorText(*session);
             change.asked = record::askedText(*session);
         }
     }
@@ -96,10 +97,12 @@ QString FieldSpread::summary() const {
     } else {
         const auto odd = std::ranges::count_if(numbers_, [this](const auto& one) { return standsOut(one.number); });
         const bool isRaw = unit_ == nullptr; // whole numbers then
-        text += "Median " + textOf(usual_.median()) + ", usual " +
-                textOf(isRaw ? std::ceil(usual_.lowest()) : usual_.lowest()) + " to " +
-                textOf(isRaw ? std::floor(usual_.highest()) : usual_.highest()) +
-                (odd == 0 ? QString(". None is unusual. ") : QString("; %1 unusual. ").arg(odd));
+        text +=
+            "Median " + textOf(usual_.median()) + ", usual " +
+            textOf(isRaw ? std::ceil(usual_.lowest()) : usual_.lowest()) + " to " +
+            textOf(isRaw ? std::floor(usual_.highest()) : usual_.highest()) +
+            (odd == 0 ? QString(". None is unusual. ")
+                      : QString("; %1 %2. ").arg(odd).arg(usual_.medianDeviation() == 0 ? "unlike most" : "unusual"));
     }
     if (const auto value = own()) {
         const QString verdict = judgement(usual_.judge(*value));

@@ -27,15 +27,6 @@ constexpr int kChartHeight = 220;       ///< and of the table below it, as share
 const std::vector<int> kChangeWidths{18, 18, 20, 14};
 const std::vector<int> kSpreadWidths{32, 12, 18};
 
-QLabel* plainLabel(const char* name) {
-    auto* label = new QLabel;
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 } // namespace
 
 ItemHistoryWindow::ItemHistoryWindow(std::shared_ptr<UserInterface> userInterface, HistorySource source,
@@ -218,6 +209,7 @@ void ItemHistoryWindow::showSpread(std::size_t field, const workbench::FieldUnit
                             .own = own,
                             .isOwnUnusual =
                                 verdict == record::Verdict::kUnusual || verdict == record::Verdict::kUnlikeMost,
+                            .unusualWord = verdict == record::Verdict::kUnlikeMost ? "unlike most" : "unusual",
                             .valueOf = {}};
     // By value: it is drawn again whenever the colours change.
     const auto meaning = unit == nullptr ? std::nullopt : std::optional(*unit);

@@ -22,15 +22,6 @@ namespace {
 constexpr QSize kFirstSize{940, 540};
 constexpr int kColumnWidths[] = {290, 170, 170};
 
-QLabel* plainLabel(const char* name) {
-    auto* label = new QLabel;
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText); // texts hold what phones say
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 } // namespace
 
 ReviewDialog::ReviewDialog(WriteReview& review, QWidget* parent)

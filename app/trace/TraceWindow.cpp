@@ -41,14 +41,6 @@ QString counted(std::uint64_t count, const QString& what) {
     return QLocale().toString(static_cast<qulonglong>(count)) + ' ' + what + (count == 1 ? "" : "s");
 }
 
-QLabel* plainLabel(const char* name) {
-    auto* label = new QLabel;
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    return label;
-}
-
 } // namespace
 
 TraceWindow::TraceWindow(std::shared_ptr<UserInterface> userInterface, TraceSource source, QWidget* mainWindow)

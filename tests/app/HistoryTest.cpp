@@ -3,6 +3,7 @@
 
 #include "app/compare/CompareWindow.h"
 #include "app/frame/HistoryPart.h"
+#include "app/frame/QtUserInterface.h"
 #include "app/history/HistoryWindow.h"
 #include "app/history/ItemHistoryWindow.h"
 #include "app/review/ReviewDialog.h"
@@ -17,6 +18,8 @@
 #include <QTableView>
 #include <QTreeView>
 #include <QTreeWidget>
+#include <future>
+#include <thread>
 
 namespace {
 
@@ -329,6 +332,63 @@ TEST_F(History, ASessionThatIsNotThereIsTold) {
     ASSERT_TRUE(isIdle());
     EXPECT_EQ(message(), "The session is not in this store (yet): 55555555-0000-4000-8000-000000000000");
     EXPECT_EQ(rows("history_phones").size(), 2U);
+}
+
+TEST_F(History, ASessionThatTheSharedStoreLacksIsShownFromTheOwn) {
+    makeStore();
+    start();
+    const auto shared = [place = (folder / "shared.sqlite").string()] {
+        record::ShownStore opened = record::openShownAt(place, true);
+        opened.isShared = true;
+        return opened;
+    };
+    const auto own = [place = (folder / record::kStoreFileName).string()] { return record::openShownAt(place); };
+    auto* window = new HistoryWindow(std::make_shared<QtUserInterface>(&this->window()),
+                                     {.open = shared, .ringPath = doc().ring().path.string(), .openOwn = own},
+                                     HistoryActions(), &this->window());
+    for (const auto& [uuid, about, items] :
+         {std::tuple(kWriteUuid.c_str(),
+                     "The record of this computer. The shared record does not have the session yet.", 4U),
+          std::tuple("", "The shared record.", 0U)}) {
+        window->refresh(uuid);
+        ASSERT_TRUE(isIdle());
+        EXPECT_EQ(part<QLabel>("history_store").text().toStdString(), about);
+        EXPECT_EQ(rows("history_items").size(), items);
+        EXPECT_EQ(message(), "");
+    }
+}
+
+TEST_F(History, IsThereWithoutADocument) {
+    makeStore();
+    start();
+    frame().close();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return window().activeFrame() == nullptr; }, 30000));
+    window().refresh();
+    ASSERT_TRUE(window().action(CommandId::kHistory)->isEnabled());
+    run(CommandId::kHistory);
+    ASSERT_TRUE(isIdle());
+    EXPECT_EQ(rows("history_items")[0], "20|NV_ALPHA|1|2|verified");
+}
+
+TEST_F(History, AStoreThatDoesNotAnswerKeepsNoWindow) {
+    start();
+    std::promise<void> answer;
+    const auto blocked = [hung = answer.get_future().share()]() -> record::ShownStore {
+        hung.wait();
+        throw std::runtime_error("gone");
+    };
+    auto asking = std::make_unique<HistoryWindow>(std::make_shared<QtUserInterface>(&window()),
+                                                  HistorySource{.open = blocked}, HistoryActions(), &window());
+    asking->refresh();
+    const auto begun = std::chrono::steady_clock::now();
+    std::thread server([&answer, begun] { // a window that waits for it is freed in the end, and has failed
+        std::this_thread::sleep_until(begun + 3 * kLongestAnswer);
+        answer.set_value();
+    });
+    asking.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 2 * kLongestAnswer);
+    server.join(); // what the thread that was left comes back to is still there
+    QTest::qWait(50);
 }
 
 } // namespace

@@ -64,7 +64,7 @@ std::string headOf(const record::Session& session) {
                                  (phone.softwareVersion.empty() ? "" : ", software " + phone.softwareVersion)) +
            headLine("Port", session.port) + headLine("Begun", localText(session.begun)) +
            headLine("Ended", session.ended                                   ? localText(*session.ended)
-                             : session.state == record::SessionState::kBegun ? "not yet, or its program has died"
+                             : session.state == record::SessionState::kBegun ? "not known"
                                                                              : "") +
            headLine("What", whoText(session) + ", " + record::wordOf(session.state) + ": " + counted(session.items) +
                                 ", " + std::to_string(session.changed) + " changed") +

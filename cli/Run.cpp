@@ -159,7 +159,8 @@ ExitStatus runRecorded(const Arguments& arguments) {
     run.begin();
     const OutputKept kept(arguments.reportPath == "-" || arguments.logPath == "-");
     ExitStatus status = runWithFailures(arguments, run);
-    status = worse(status, run.record().finish());
     std::cout.flush();
+    const Interruption interruption; // the report and the log have their ends also then
+    status = worse(status, run.record().finish());
     return run.finish(status);
 }

@@ -1,11 +1,13 @@
 #include "cli/RunRecord.h"
 
 #include "cli/CommandText.h"
+#include "cli/Interruption.h"
 #include "platform/kernel/Process.h"
 #include "workbench/MessageText.h"
 #include "workbench/ResultJson.h"
 #include "workbench/record/ReportItems.h"
 
+#include <chrono>
 #include <iostream>
 #include <string_view>
 
@@ -59,10 +61,26 @@ std::string askedText(const Arguments& arguments) {
     return text;
 }
 
+/// Waits for the recorder to be through, or for a signal that comes meanwhile; one that has ended the work does not end
+/// the record of it.
+bool closed(record::Recorder& recorder, ExitStatus& signalled) {
+    constexpr std::chrono::milliseconds kLook{50};
+    const auto end = std::chrono::steady_clock::now() + record::kLongestEnd;
+    const bool cameBefore = Interruption::came();
+    bool isThrough = recorder.close(kLook);
+    while (!isThrough && std::chrono::steady_clock::now() < end && (cameBefore || !Interruption::came())) {
+        isThrough = recorder.close(kLook);
+    }
+    signalled = cameBefore ? ExitStatus::kDone : Interruption::status();
+    return isThrough;
+}
+
 } // namespace
 
 void RunRecord::open(const Arguments& arguments) {
     isRequired_ = arguments.requiresRecord;
+    // A run for which the settings name the server loses nothing: its sessions wait.
+    isServerToBeTold_ = !arguments.isQuiet || !arguments.historyPlace.empty();
     asked_ = askedText(arguments);
     const std::filesystem::path own = kernel::programDirectory();
     try {
@@ -110,6 +128,7 @@ void RunRecord::begin(const workbench::WritePlan& plan) {
     }
     write_.emplace(recorder_.get(), std::move(session), std::move(items));
     const std::string reason = reason_.empty() ? write_->begin() : std::exchange(reason_, {});
+    isTold_ = !reason.empty();
     if (!reason.empty() && isRequired_) {
         write_->dropped();
         throw BatchFailure(ExitStatus::kFile, "Not recorded: " + reason + "\nNothing was written.");
@@ -132,17 +151,28 @@ void RunRecord::end(const workbench::WriteReport& report, const std::string& fai
     }
 }
 
+void RunRecord::tellWaiting(bool isThrough) const {
+    const record::Waiting waiting = recorder_->waiting().value_or(record::Waiting());
+    if (!isServerToBeTold_ || recorder_->settings().sharedUrl.empty() || (isThrough && waiting.reason.empty())) {
+        return;
+    }
+    tellFailure("Not handed over yet: " +
+                (waiting.reason.empty() ? "the shared record has not answered in time." : waiting.reason));
+}
+
 ExitStatus RunRecord::finish() {
     std::vector<std::string> losses;
+    ExitStatus signalled = ExitStatus::kDone;
     if (!reason_.empty()) {
         losses.push_back("Not recorded: " + reason_);
     }
     if (recorder_ != nullptr) {
-        const bool isWhole = recorder_->flush(record::kLongestEnd);
+        const bool isThrough = closed(*recorder_, signalled);
+        const bool isWhole = recorder_->flush({});
         for (std::string& loss : recorder_->takeLosses()) {
             losses.push_back(std::move(loss));
         }
-        if (!isWhole) {
+        if (!isWhole && !isTold_) {
             losses.push_back("The end of this run is not in the record: " +
                              quoted(recorder_->settings().file.string()) + " is too slow.");
         }
@@ -150,9 +180,12 @@ ExitStatus RunRecord::finish() {
             std::cerr << workbench::shownText(record::textOf(write)) + " `calvane-batch history show " +
                              workbench::shownText(write.session.uuid) + "` tells which.\n";
         }
+        if (isWhole) {
+            tellWaiting(isThrough);
+        }
     }
     for (const std::string& loss : losses) {
         tellFailure(loss);
     }
-    return isRequired_ && !losses.empty() ? ExitStatus::kFile : ExitStatus::kDone;
+    return worse(isRequired_ && !losses.empty() ? ExitStatus::kFile : ExitStatus::kDone, signalled);
 }

@@ -33,11 +33,13 @@ public:
     void wrote(const workbench::WriteResult& result);
     void end(const workbench::WriteReport& report, const std::string& failure = {});
 
-    /// Waits a bounded time for all of it to be recorded, and tells what is not, and which writes were left in the
-    /// middle before. Answers kFile where the arguments require a record that lacks something.
+    /// Waits a bounded time for all of it to be recorded and handed over, and tells what is not, and of which earlier
+    /// writes the end is not known. Answers kFile where the arguments require a record that lacks something. An
+    /// Interruption lives meanwhile: a signal ends the waiting, and is answered.
     ExitStatus finish();
 
 private:
+    void tellWaiting(bool isThrough) const;
     record::Session newSession(const std::string& port) const;
 
     std::unique_ptr<record::Recorder> recorder_;
@@ -47,4 +49,6 @@ private:
     std::string asked_;
     std::string reason_; ///< why nothing can be recorded; empty: it can
     bool isRequired_ = false;
+    bool isTold_ = false;          ///< the write is not recorded, or comes late
+    bool isServerToBeTold_ = true; ///< why a shared store has not got what it should
 };

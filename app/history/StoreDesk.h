@@ -45,8 +45,8 @@ public:
     /// is the opened one then, up to openAnew().
     std::optional<record::Session> sessionWherever(const std::string& uuid);
     bool isOwnInstead() const { return isOwnInstead_; }
-    /// The items of the session. Of one whose program died nobody knows what became of those that it has not reported:
-    /// the one under way may be on the phone, and a power cut takes the last second of the record.
+    /// The items of the session. Of one whose end is not recorded nobody knows what became of those that it has not
+    /// reported: the one under way may be on the phone, and a power cut takes the last second of the record.
     std::vector<record::SessionItem> itemsOf(const record::Session& session);
     /// Of a ring that can't be read to its end, what stands before the fault.
     Calvane& catalog();

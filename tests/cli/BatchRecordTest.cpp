@@ -140,7 +140,7 @@ TEST_F(BatchRecord, AKillLeavesTheTruth) {
         EXPECT_LE(onPhone.size() - known.size(), 2U) << "the one under way, and one on its way into the store";
         const bool isWhole = ask("SELECT state FROM session") == "1\n";
         ends.insert(isWhole ? "complete" : known.empty() ? "begun" : "middle");
-        const std::string told = std::to_string(known.size()) + " of 40 items are known to have been written.";
+        const std::string told = std::to_string(known.size()) + " of 40 items are recorded as verified.";
         EXPECT_EQ(run("read --ids 101 --history h").err.find(told) == std::string::npos, isWhole);
         EXPECT_EQ(run("read --ids 101 --history h").err.find(told), std::string::npos) << "once";
     }
@@ -174,8 +174,14 @@ TEST_F(BatchRecord, AStoreThatOthersHoldIsTold) {
         const record::Transaction held(*other);
         const Outcome required = run("set 30 8 --history h --require-record");
         EXPECT_EQ(required.status, 6);
-        EXPECT_TRUE(required.err.starts_with(late + "Nothing was written.\n")) << required.err;
+        EXPECT_EQ(required.err, late + "Nothing was written.\n");
         EXPECT_FALSE(std::filesystem::exists(folder / "COM1.nvmem")) << "nothing was sent";
+        const Outcome ended =
+            run("set 30 8 --history h --report r.json --log l.json", " --port COM1", "sleep 1.3; kill -TERM $tool");
+        EXPECT_EQ(ended.status, 143) << "in the wait for the record: " << ended.err;
+        EXPECT_NE(readText(folder / "r.json").find("verified"), std::string::npos);
+        EXPECT_NE(readText(folder / "l.json").find("\"end\""), std::string::npos);
+        std::filesystem::remove(folder / "COM1.nvmem");
     }
     Outcome outcome;
     {

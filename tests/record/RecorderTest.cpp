@@ -109,11 +109,37 @@ TEST_F(RecorderTest, AStoreThatComesBackGetsAllOfAWrite) {
     std::filesystem::remove_all(folder.path);
     writeText(folder.path, "no folder");
     recorder.add(session(SessionKind::kRead), {item(1, 1)});
+    Session told = session(SessionKind::kWrite);
+    EXPECT_NE(recorder.begin(told, {item(1, 1)}), "");
+    recorder.end(told); // is not told again
     ASSERT_TRUE(recorder.flush(seconds(10)));
     const auto losses = recorder.takeLosses();
     ASSERT_EQ(losses.size(), 1U) << "the folder is made where it is gone";
     EXPECT_TRUE(losses.front().starts_with("Not recorded: the read of M 7 on COM1: ")) << losses.front();
     EXPECT_EQ(news, 1);
+}
+
+TEST_F(RecorderTest, AnEndThatTheStoreRefusesIsTriedAgainAtTheVeryEnd) {
+    Session write = session(SessionKind::kWrite);
+    {
+        Recorder recorder(settings);
+        ASSERT_EQ(recorder.begin(write, {item(1, 1)}), "");
+        std::filesystem::remove_all(folder.path);
+        writeText(folder.path, "no folder");
+        write.state = SessionState::kComplete;
+        recorder.end(write);
+        ASSERT_TRUE(recorder.flush(seconds(10)));
+        EXPECT_EQ(recorder.takeLosses().size(), 1U);
+        std::filesystem::remove(folder.path);
+        EXPECT_TRUE(recorder.close(seconds(10)));
+    }
+    const auto database = openSqlite(settings.file.string());
+    EXPECT_EQ(count(database, "session WHERE state = 1"), 1);
+
+    database->run("UPDATE session SET state = 0, pid_start = 'earlier'");
+    Recorder next(settings);
+    ASSERT_TRUE(next.flush(seconds(10)));
+    EXPECT_EQ(next.takeInterrupted().size(), 1U) << "also by a program that ends at once";
 }
 
 TEST_F(RecorderTest, WhatHasEndedIsHandedOverOnceNobodyWrites) {

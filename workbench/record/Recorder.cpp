@@ -17,6 +17,9 @@ namespace {
 
 constexpr const char* kTooFarBehind = "The store is too slow: too much waits for it already.";
 
+/// From so many on it may be for their number that the items do not come into the store in time.
+constexpr std::size_t kMany = 5000;
+
 /// "Not recorded: the read of Sample 0000000001 on COM1: ..." What counts stands first, where the line is cut.
 std::string lossText(const Session& session, const std::string& reason) {
     return (session.kind == SessionKind::kRead ? "Not recorded: the read of "
@@ -54,10 +57,11 @@ struct Recorder::Impl {
     bool isEnding = false;
     bool recorderEnded = false;
     bool keeperEnded = false;
-    bool isForKeeper = false;       ///< it has not looked since something ended
-    std::set<std::string> recorded; ///< all sessions of this run
-    std::set<std::string> underWay; ///< the writes that have begun and not ended
-    std::set<std::string> holed;    ///< those of which something was dropped
+    bool isForKeeper = false;         ///< it has not looked since something ended
+    std::set<std::string> recorded;   ///< all sessions of this run
+    std::set<std::string> underWay;   ///< the writes that have begun and not ended
+    std::set<std::string> holed;      ///< those of which something was dropped
+    std::set<std::string> unrecorded; ///< those whose begin has said already that they are not recorded
     std::vector<std::string> losses;
     std::vector<InterruptedWrite> interrupted;
     std::optional<Waiting> waiting;
@@ -104,12 +108,6 @@ void Recorder::Impl::hasEnded(const std::string& uuid) {
 void Recorder::Impl::record() {
     std::unique_lock lock(mutex);
     SessionWriter writer(settings);
-    const bool isOn = settings.isOn;
-    lock.unlock();
-    if (isOn) {
-        carryOut({[this](SessionWriter& from) { takeInterrupted(from); }}, writer);
-    }
-    lock.lock();
     while (!isEnding || !tasks.empty()) {
         if (tasks.empty()) {
             changed.wait(lock);
@@ -127,6 +125,9 @@ void Recorder::Impl::record() {
         isRecording = false;
         changed.notify_all();
     }
+    lock.unlock();
+    carryOut({[](SessionWriter& last) { last.retryEnded(); }}, writer);
+    lock.lock();
     recorderEnded = true;
     changed.notify_all();
 }
@@ -184,6 +185,9 @@ void Recorder::Impl::keepHouse() {
 
 Recorder::Recorder(HistorySettings settings) : impl_(std::make_shared<Impl>(std::move(settings))) {
     const std::scoped_lock lock(impl_->mutex); // the threads find themselves complete
+    if (impl_->settings.isOn) {
+        impl_->tasks.push_back({[impl = impl_.get()](SessionWriter& writer) { impl->takeInterrupted(writer); }});
+    }
     impl_->recorder = std::thread([impl = impl_] { impl->record(); });
     impl_->keeper = std::thread([impl = impl_] { impl->keepHouse(); });
 }
@@ -191,9 +195,10 @@ Recorder::Recorder(HistorySettings settings) : impl_(std::make_shared<Impl>(std:
 Recorder::~Recorder() {
     setNews({});
     std::unique_lock lock(impl_->mutex);
-    impl_->isEnding = true;
-    impl_->changed.notify_all();
-    impl_->changed.wait_for(lock, kLongestEnd, [this] { return impl_->recorderEnded && impl_->keeperEnded; });
+    const bool hasWaited = impl_->isEnding;
+    lock.unlock();
+    close(hasWaited ? std::chrono::seconds{} : kLongestEnd);
+    lock.lock();
     for (const auto& [thread, hasEnded] :
          {std::pair(&impl_->recorder, impl_->recorderEnded), std::pair(&impl_->keeper, impl_->keeperEnded)}) {
         if (hasEnded) {
@@ -204,6 +209,13 @@ Recorder::~Recorder() {
             thread->detach(); // a store or a server that does not answer keeps nobody
         }
     }
+}
+
+bool Recorder::close(std::chrono::milliseconds longest) {
+    std::unique_lock lock(impl_->mutex);
+    impl_->isEnding = true;
+    impl_->changed.notify_all();
+    return impl_->changed.wait_for(lock, longest, [this] { return impl_->recorderEnded && impl_->keeperEnded; });
 }
 
 bool Recorder::isOn() const {
@@ -226,6 +238,15 @@ HistorySettings Recorder::settings() const {
 }
 
 std::string Recorder::begin(const Session& session, std::vector<SessionItem> items) {
+    std::string reason = tryBegin(session, std::move(items));
+    if (!reason.empty()) {
+        const std::scoped_lock lock(impl_->mutex);
+        impl_->unrecorded.insert(session.uuid);
+    }
+    return reason;
+}
+
+std::string Recorder::tryBegin(const Session& session, std::vector<SessionItem> items) {
     std::string file;
     {
         const std::scoped_lock lock(impl_->mutex);
@@ -246,7 +267,8 @@ std::string Recorder::begin(const Session& session, std::vector<SessionItem> ite
         return kTooFarBehind;
     }
     if (answer.wait_for(kLongestBegin) != std::future_status::ready) {
-        return "'" + file + "' has not taken it within half a second.";
+        return "'" + file + "' has not taken it within half a second" +
+               (count < kMany ? "." : ": " + std::to_string(count) + " items may be too many for that.");
     }
     try {
         return answer.get();
@@ -269,21 +291,23 @@ void Recorder::item(const std::string& uuid, SessionItem item) {
     }
 }
 
-void Recorder::end(Session session) {
+void Recorder::end(Session session, bool wasSent) {
+    bool isTold = !wasSent;
     {
         const std::scoped_lock lock(impl_->mutex);
         if (!impl_->underWay.contains(session.uuid)) {
             return;
         }
+        isTold = impl_->unrecorded.erase(session.uuid) > 0 || isTold;
         if (impl_->holed.erase(session.uuid) > 0) {
             session.failure += session.failure.empty() ? "" : "\n";
             session.failure += "What became of some items is not recorded: the store was too slow.";
         }
     }
-    impl_->push(0, [impl = impl_.get(), session = std::move(session)](SessionWriter& writer) {
+    impl_->push(0, [impl = impl_.get(), session = std::move(session), isTold](SessionWriter& writer) {
         const std::string reason = writer.end(session);
         impl->hasEnded(session.uuid);
-        if (!reason.empty()) {
+        if (!reason.empty() && !isTold) {
             impl->lose(lossText(session, reason));
         }
     });

@@ -23,15 +23,14 @@ inline constexpr std::size_t kMostWaiting = std::size_t{2} * 65536;
 
 /// Records sessions beside the work: a thread of its own writes to this computer's store. Another one hands over to the
 /// shared store what has ended, and removes what is older than the settings say, while this recorder has no write
-/// under way: a server that is slow or gone keeps nobody waiting. Any thread may call; nothing but begin(), flush() and
-/// the destructor waits.
+/// under way: a server that is slow or gone keeps nobody waiting. Any thread may call; nothing but begin(), flush(),
+/// close() and the destructor waits.
 ///
 /// Never throws for the store's sake: what could not be recorded is told by takeLosses().
 class Recorder {
 public:
     explicit Recorder(HistorySettings settings);
-    /// Waits for what was recorded to be in the store of this computer, and for that to be handed over, kLongestEnd at
-    /// most.
+    /// Waits as close() does, kLongestEnd at most; not at all after a close().
     ~Recorder();
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
@@ -46,12 +45,17 @@ public:
     /// same where the store comes to it.
     std::string begin(const Session& session, std::vector<SessionItem> items);
     void item(const std::string& uuid, SessionItem item);
-    void end(Session session);
+    /// Where that can't be recorded, it is told, but for a session whose begin has said so already, and for one of
+    /// which nothing was sent. It is tried again when the recorder ends.
+    void end(Session session, bool wasSent = true);
     /// A whole session, a read for instance.
     void add(Session session, std::vector<SessionItem> items);
 
     /// What could not be recorded since it was last asked, each a sentence for people; empty: nothing was lost.
     std::vector<std::string> takeLosses();
+    /// To be called when nothing more will be given: waits for what was recorded to be in the store of this computer,
+    /// and for that to be handed over. Answers whether all of that is done; may be called again, to go on waiting.
+    bool close(std::chrono::milliseconds longest);
     /// Waits until everything that was given so far is in the store or lost.
     bool flush(std::chrono::milliseconds longest);
 
@@ -65,6 +69,8 @@ public:
     std::optional<Waiting> waiting() const;
 
 private:
+    std::string tryBegin(const Session& session, std::vector<SessionItem> items);
+
     struct Impl;
     std::shared_ptr<Impl> impl_; ///< shared with threads that the store or the server keeps longer than the destructor
 };

@@ -1,6 +1,7 @@
 #include "workbench/record/ReportItems.h"
 
 #include "platform/kernel/Text.h"
+#include "workbench/record/ProcessMark.h"
 
 #include <pwd.h>
 #include <unistd.h>
@@ -31,11 +32,6 @@ std::string newUuid() {
         uuid.insert(at, "-");
     }
     return uuid;
-}
-
-std::string hostName() {
-    std::array<char, 256> name{};
-    return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
 std::string userName() {
@@ -153,10 +149,11 @@ std::vector<SessionItem> itemsLeft(const workbench::WritePlan& plan, const workb
     std::vector<SessionItem> items;
     for (const workbench::WriteResult& result : report.results) {
         const workbench::PlanRow& row = plan.rows.at(result.row);
-        if (row.isWritten() && result.state != WriteState::kVerified) {
+        const bool isVerified = result.state == WriteState::kVerified;
+        if (row.isWritten() && (!isVerified || report.lacksResetCheck)) {
             SessionItem& item = items.emplace_back(planned(row));
             const bool wasSent =
-                result.state == WriteState::kNotKnown || result.state == WriteState::kReadBackDifferent;
+                isVerified || result.state == WriteState::kNotKnown || result.state == WriteState::kReadBackDifferent;
             item.before = wasSent ? result.readBack : item.before;
         }
     }

@@ -23,7 +23,8 @@ std::vector<SessionItem> itemsRead(const workbench::ReadReport& report);
 
 /// What `plan` is about to write, with what the phone has now, in the plan's order; nothing is tried yet.
 std::vector<SessionItem> itemsPlanned(const workbench::WritePlan& plan);
-/// The same for those that `report` has left: an item that was read back since has that value before.
+/// The same for those that `report` has left, and, where it lacks the check after a reset, for those that are to be
+/// checked: an item that was read back since has that value before.
 std::vector<SessionItem> itemsLeft(const workbench::WritePlan& plan, const workbench::WriteReport& report);
 /// What became of `planned`, one of the items above.
 SessionItem itemWritten(SessionItem planned, const workbench::WriteResult& result);

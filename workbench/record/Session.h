@@ -31,11 +31,11 @@ inline Time timeOf(std::int64_t ms) {
 enum class SessionKind { kRead, kWrite, kRestore };
 
 enum class SessionState {
-    kBegun,      ///< under way, or its program has died
+    kBegun,      ///< under way, or nobody knows how it ended
     kComplete,   ///< every item was read, or is verified
     kIncomplete, ///< it came to its end, and items failed
     kCancelled,
-    kInterrupted, ///< its program died; what it had recorded until then is true
+    kInterrupted, ///< its program is gone and has not told its end; what it had recorded until then is true
 };
 
 enum class ItemState {

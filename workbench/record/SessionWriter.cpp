@@ -36,10 +36,18 @@ std::string textOf(const InterruptedWrite& write) {
     ::localtime_r(&time, &local);
     char when[32];
     const std::size_t length = std::strftime(when, sizeof when, "%Y-%m-%d %H:%M", &local);
-    return "A write to " + workbench::shortName(write.session.phone) + " on " + write.session.port +
-           " ended in the middle on " + std::string(when, length) + ": " + std::to_string(write.verified) + " of " +
-           std::to_string(write.session.items) + (write.session.items == 1 ? " item is" : " items are") +
-           " known to have been written.";
+    return "The write to " + workbench::shortName(write.session.phone) + " on " + write.session.port + " of " +
+           std::string(when, length) + " is not known to have come to its end: " + std::to_string(write.verified) +
+           " of " + std::to_string(write.session.items) + (write.session.items == 1 ? " item is" : " items are") +
+           " recorded as verified.";
+}
+
+Positions positionsOf(const std::vector<SessionItem>& items) {
+    Positions positions;
+    for (std::size_t position = 0; position < items.size(); ++position) {
+        positions.emplace(items[position].number, position);
+    }
+    return positions;
 }
 
 // Answers why `step` could not be done. A store that is damaged or gone is opened anew by the next one.
@@ -122,13 +130,13 @@ void SessionWriter::item(const std::string& uuid, SessionItem item) {
         return;
     }
     Open& open = found->second;
-    const auto known = std::ranges::find(open.items, item.number, &SessionItem::number);
-    if (known == open.items.end()) {
+    const auto known = open.positions.find(item.number);
+    if (known == open.positions.end()) {
         return;
     }
-    *known = std::move(item);
+    open.items[known->second] = std::move(item);
     const bool wasBehind = !open.isStored || !open.unsaved.empty();
-    open.unsaved.insert(static_cast<std::size_t>(known - open.items.begin()));
+    open.unsaved.insert(known->second);
     if (!wasBehind || std::chrono::steady_clock::now() - open.lastTry > kTryAgain) {
         trying([&] { save(open); });
     }
@@ -143,8 +151,24 @@ std::string SessionWriter::end(const Session& session) {
         save(found->second);
         store().end(session);
     });
-    open_.erase(found);
+    const auto refused = std::ranges::count_if(open_, [](const auto& entry) { return entry.second.ended.has_value(); });
+    if (reason.empty() || static_cast<std::size_t>(refused) >= kMostRefused) {
+        open_.erase(found);
+    } else {
+        found->second.ended = session;
+    }
     return reason;
+}
+
+void SessionWriter::retryEnded() {
+    for (auto& [uuid, open] : open_) {
+        if (open.ended) {
+            trying([&] {
+                save(open);
+                store().end(*open.ended);
+            });
+        }
+    }
 }
 
 std::string SessionWriter::add(const Session& session, const std::vector<SessionItem>& items) {

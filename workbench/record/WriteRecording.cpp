@@ -2,8 +2,6 @@
 
 #include "workbench/record/ReportItems.h"
 
-#include <algorithm>
-
 namespace record {
 
 std::string WriteRecording::begin() {
@@ -11,13 +9,14 @@ std::string WriteRecording::begin() {
 }
 
 void WriteRecording::wrote(const workbench::WriteResult& result) {
-    const auto known = std::ranges::find(items_, result.number, &SessionItem::number);
-    if (recorder_ == nullptr || known == items_.end()) {
+    const auto position = positions_.find(result.number);
+    if (recorder_ == nullptr || position == positions_.end()) {
         return;
     }
-    SessionItem now = itemWritten(*known, result);
-    if (now != *known) {
-        *known = now;
+    SessionItem& known = items_[position->second];
+    SessionItem now = itemWritten(known, result);
+    if (now != known) {
+        known = now;
         recorder_->item(session_.uuid, std::move(now));
     }
 }
@@ -42,7 +41,7 @@ void WriteRecording::dropped() {
         session_.state = SessionState::kCancelled;
         session_.ended = std::chrono::system_clock::now();
         session_.failure = "Nothing was sent.";
-        recorder_->end(session_);
+        recorder_->end(session_, false);
     }
 }
 

@@ -19,7 +19,8 @@ public:
     WriteRecording() = default;
     /// `items`: those that are about to be written (ReportItems.h).
     WriteRecording(Recorder* recorder, Session session, std::vector<SessionItem> items)
-        : recorder_(recorder), session_(std::move(session)), items_(std::move(items)) {}
+        : recorder_(recorder), session_(std::move(session)), items_(std::move(items)), positions_(positionsOf(items_)) {
+    }
 
     /// Answers why the record does not have it, empty where it does. Either way the write may go on.
     std::string begin();
@@ -35,6 +36,7 @@ private:
     Recorder* recorder_ = nullptr;
     Session session_;
     std::vector<SessionItem> items_; ///< as the recorder knows them
+    Positions positions_;
 };
 
 } // namespace record

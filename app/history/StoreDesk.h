@@ -24,8 +24,8 @@ inline constexpr std::chrono::seconds kLongestAnswer{2};
 struct HistorySource {
     /// Opens the store; may take seconds. Any thread, one at a time. Throws std::exception with a text for the user.
     std::function<record::ShownStore()> open;
-    std::string ringPath; ///< of the decoder ring that names the items
-    workbench::Units units;
+    std::string ringPath = {}; ///< of the decoder ring that names the items
+    workbench::Units units = {};
     /// Opens this computer's own store, for what the one above does not have yet; as above. Empty: there is none.
     std::function<record::ShownStore()> openOwn = {};
 };

@@ -163,9 +163,9 @@ std::string SessionWriter::end(const Session& session) {
 void SessionWriter::retryEnded() {
     for (auto& [uuid, open] : open_) {
         if (open.ended) {
-            trying([&] {
-                save(open);
-                store().end(*open.ended);
+            trying([this, &session = open] {
+                save(session);
+                store().end(*session.ended);
             });
         }
     }
